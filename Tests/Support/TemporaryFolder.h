@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string_view>
+
+#include "TolvanderCore/FileURL.h"
+
+namespace tolvander::tests {
+
+// A new folder for one test, removed with everything in it when the test ends.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  // Its path, with links resolved.
+  const FileURL& url() const { return url_; }
+  FileURL operator/(std::string_view component) const { return url_.appending(component); }
+
+ private:
+  FileURL url_;
+};
+
+// Writes a file, and the folders above it where they are missing.
+void writeFile(const FileURL& url, std::string_view content);
+
+std::string readFile(const FileURL& url);
+
+}  // namespace tolvander::tests

@@ -1,0 +1,15 @@
+#include "TolvanderCore/Date.h"
+
+namespace tolvander {
+
+std::optional<Date> dateSince1970(std::int64_t seconds, std::int64_t nanoseconds) {
+  constexpr std::int64_t perSecond = 1'000'000'000;
+  std::int64_t total = 0;
+  if (__builtin_mul_overflow(seconds, perSecond, &total) ||
+      __builtin_add_overflow(total, nanoseconds, &total)) {
+    return std::nullopt;
+  }
+  return Date(std::chrono::nanoseconds(total));
+}
+
+}  // namespace tolvander

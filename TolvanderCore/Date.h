@@ -1,0 +1,17 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+
+namespace tolvander {
+
+// An instant, in nanoseconds since 1970-01-01T00:00:00Z without leap seconds. Reaches from 1677-09-21 to
+// 2262-04-11.
+using Date = std::chrono::sys_time<std::chrono::nanoseconds>;
+
+// The instant `seconds` and `nanoseconds` after 1970, as file systems keep it; absent when a Date can't reach
+// it. `nanoseconds` is from 0 to 999,999,999, also for instants before 1970.
+std::optional<Date> dateSince1970(std::int64_t seconds, std::int64_t nanoseconds = 0);
+
+}  // namespace tolvander

@@ -1,0 +1,36 @@
+#include "TolvanderCore/FileReader.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "TolvanderCore/SystemErrors.h"
+
+namespace tolvander {
+
+FileReader::FileReader(const FileURL& url)
+    : url_(url), descriptor_(open(url.path().c_str(), O_RDONLY | O_CLOEXEC)) {
+  if (descriptor_ < 0) {
+    throw PosixError(errno, "open", url_);
+  }
+}
+
+FileReader::~FileReader() { close(descriptor_); }
+
+std::size_t FileReader::read(std::span<std::byte> buffer) {
+  std::size_t total = 0;
+  while (total < buffer.size()) {
+    const ssize_t count = ::read(descriptor_, buffer.data() + total, buffer.size() - total);
+    if (count == 0) {
+      break;
+    }
+    if (count > 0) {
+      total += static_cast<std::size_t>(count);
+    } else if (errno != EINTR) {
+      throw PosixError(errno, "read", url_);
+    }
+  }
+  return total;
+}
+
+}  // namespace tolvander

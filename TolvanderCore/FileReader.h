@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+
+#include "TolvanderCore/FileURL.h"
+
+namespace tolvander {
+
+// Reads one file from its start. Follows symbolic links. The descriptor is not inherited by child processes.
+class FileReader {
+ public:
+  // Throws PosixError when the file can't be opened.
+  explicit FileReader(const FileURL& url);
+  ~FileReader();
+  FileReader(const FileReader&) = delete;
+  FileReader& operator=(const FileReader&) = delete;
+
+  // Reads into `buffer` until it is full or the file ends, and returns the number of bytes read: 0 only at
+  // the end of the file (or for an empty buffer). Throws PosixError. Never maps the file: a camera that is
+  // pulled out has to end in an error and not in a signal.
+  std::size_t read(std::span<std::byte> buffer);
+
+ private:
+  FileURL url_;
+  int descriptor_;
+};
+
+}  // namespace tolvander

@@ -1,0 +1,33 @@
+#include "TolvanderCore/Turn.h"
+
+#include "TolvanderCore/Precondition.h"
+
+namespace tolvander {
+
+Turn::Holder::Holder(Turn& turn) : turn_(turn) { retake(); }
+
+Turn::Holder::~Holder() {
+  if (held_) {
+    release();
+  }
+}
+
+void Turn::Holder::retake() {
+  precondition(!held_, "a turn is taken once");
+  std::unique_lock lock(turn_.mutex_);
+  const std::uint64_t ticket = turn_.nextTicket_++;
+  turn_.changed_.wait(lock, [&] { return turn_.serving_ == ticket; });
+  held_ = true;
+}
+
+void Turn::Holder::release() {
+  precondition(held_, "only a held turn can be given up");
+  held_ = false;
+  {
+    const std::lock_guard lock(turn_.mutex_);
+    ++turn_.serving_;
+  }
+  turn_.changed_.notify_all();
+}
+
+}  // namespace tolvander

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+
+namespace tolvander {
+
+// The turn of a serialised owner: an operation takes it on entry and holds it to its end, first come first
+// served, so that no two operations of the owner interleave and none waits for ever. It is not re-entrant.
+class Turn {
+ public:
+  // Held from construction to destruction; `release` and `retake` open it to others in between.
+  class Holder {
+   public:
+    explicit Holder(Turn& turn);
+    ~Holder();
+    Holder(const Holder&) = delete;
+    Holder& operator=(const Holder&) = delete;
+
+    // Lets the next in line go on. `retake` queues again, behind everyone who waits by then.
+    void release();
+    void retake();
+
+   private:
+    Turn& turn_;
+    bool held_ = false;
+  };
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::uint64_t nextTicket_ = 0;
+  std::uint64_t serving_ = 0;
+};
+
+}  // namespace tolvander

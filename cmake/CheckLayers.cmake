@@ -1,0 +1,42 @@
+# Refuses an include that crosses the layers. Run before a layer is compiled, so that such an include fails the build.
+#
+#   cmake -D LAYER=TolvanderCore -D SOURCES=<list> -D STAMP=<file> -P cmake/CheckLayers.cmake
+#
+# Allowed in every layer: the C++ standard library (a header with neither slash nor dot) and the layers it stands on.
+# Anything else has to be named here, which makes a new dependency of the engine a decision and not an accident.
+
+set(posix_headers
+    dirent.h errno.h fcntl.h limits.h poll.h signal.h stdlib.h string.h sys/file.h sys/stat.h sys/types.h
+    sys/statvfs.h time.h unistd.h)
+
+if(LAYER STREQUAL "TolvanderCore")
+  set(own_layers "TolvanderCore/")
+  set(named_headers ${posix_headers} simdjson.h)
+elseif(LAYER STREQUAL "TolvanderApp")
+  set(own_layers "TolvanderCore/|TolvanderApp/")
+  set(named_headers)
+else()
+  message(FATAL_ERROR "No rules for the layer ${LAYER}")
+endif()
+
+set(offences)
+foreach(source IN LISTS SOURCES)
+  file(STRINGS "${source}" lines REGEX "^[ \t]*#[ \t]*(include|import|include_next)")
+  foreach(line IN LISTS lines)
+    if(NOT line MATCHES "#[ \t]*include[ \t]*[<\"]([^>\"]+)[>\"]")
+      list(APPEND offences "${source}: ${line}")
+      continue()
+    endif()
+    set(header "${CMAKE_MATCH_1}")
+    if(NOT header MATCHES "^(${own_layers})" AND NOT header MATCHES "^[a-z_0-9]+$" AND NOT header IN_LIST named_headers)
+      list(APPEND offences "${source}: <${header}>")
+    endif()
+  endforeach()
+endforeach()
+
+if(offences)
+  list(JOIN offences "\n  " text)
+  message(FATAL_ERROR "${LAYER} must not include these. Put a contract in ${LAYER}/Platform and its answer in "
+                      "Platform/Linux:\n  ${text}")
+endif()
+file(TOUCH "${STAMP}")
