@@ -1,10 +1,8 @@
 #include "TolvanderCore/Cancellation.h"
 
-#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
-#include <thread>
 #include <vector>
 
 namespace tolvander {
@@ -18,7 +16,6 @@ class CancellationState {
     if (cancelled_.exchange(true, std::memory_order_acq_rel)) {
       return;
     }
-    runner_ = std::this_thread::get_id();
     while (!waiting_.empty()) {
       running_ = waiting_.front();
       waiting_.erase(waiting_.begin());
@@ -43,10 +40,7 @@ class CancellationState {
   void remove(const std::function<void()>* function) {
     std::unique_lock lock(mutex_);
     std::erase(waiting_, function);
-    // A callback may destroy itself; waiting for one's own end would be for ever.
-    if (runner_ != std::this_thread::get_id()) {
-      ended_.wait(lock, [&] { return running_ != function; });
-    }
+    ended_.wait(lock, [&] { return running_ != function; });
   }
 
  private:
@@ -55,7 +49,6 @@ class CancellationState {
   std::condition_variable ended_;
   std::vector<const std::function<void()>*> waiting_;
   const std::function<void()>* running_ = nullptr;
-  std::thread::id runner_;
 };
 
 bool CancellationToken::isCancelled() const { return state_ && state_->isCancelled(); }

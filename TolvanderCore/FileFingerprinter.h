@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string>
+
+#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Platform/SHA256.h"
+
+namespace tolvander {
+
+// Fingerprints decide whether a file has been imported; names and dates never do. A fingerprint is the
+// SHA-256 of bytes as 64 lower-case hexadecimal digits, compared as plain text. Stateless and safe on every
+// thread.
+class FileFingerprinter {
+ public:
+  FileFingerprinter() = delete;
+
+  static std::string sha256(std::span<const std::byte> bytes);
+
+  // Of a whole file, in memory of one chunk whatever its size. Blocks. Throws PosixError where the file can't
+  // be opened or read, and CancellationError, looked for after each chunk.
+  static std::string sha256(const FileURL& url, const CancellationToken& token = {});
+
+  static std::string text(const SHA256::Digest& digest);
+};
+
+}  // namespace tolvander
