@@ -28,6 +28,12 @@ std::size_t hashOfField(const std::set<Element>& set) {
   return hashOfElements(set);
 }
 
+template <typename Value>
+std::size_t hashOfField(const std::optional<Value>& value) {
+  // Apart from any one value's hash by its own constant, so that absent and default differ.
+  return value ? hashOfField(*value) : 0x5bd1e995U;
+}
+
 template <typename... Fields>
 std::size_t hashOfFields(const Fields&... fields) {
   std::size_t seed = sizeof...(Fields);
