@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <functional>
 #include <optional>
 
 namespace tolvander {
@@ -16,10 +15,3 @@ using Date = std::chrono::sys_time<std::chrono::nanoseconds>;
 std::optional<Date> dateSince1970(std::int64_t seconds, std::int64_t nanoseconds = 0);
 
 }  // namespace tolvander
-
-template <>
-struct std::hash<tolvander::Date> {
-  std::size_t operator()(tolvander::Date date) const noexcept {
-    return std::hash<std::int64_t>()(date.time_since_epoch().count());
-  }
-};

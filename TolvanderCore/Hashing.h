@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <optional>
@@ -13,6 +14,11 @@ namespace tolvander {
 template <typename Value>
 std::size_t hashOfField(const Value& value) {
   return std::hash<Value>()(value);
+}
+
+template <typename Clock, typename Duration>
+std::size_t hashOfField(const std::chrono::time_point<Clock, Duration>& instant) {
+  return hashOfField(instant.time_since_epoch().count());
 }
 
 template <typename Range>

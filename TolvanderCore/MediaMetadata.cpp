@@ -13,8 +13,8 @@ bool isUsable(std::optional<double> duration) {
   return duration && std::isfinite(*duration) && *duration > 0;
 }
 
-// A tenth of a second, and no less than a tenth when the subtraction of two decimal fractions rounds up: 10.1
-// - 10.0 is a little more than 0.1 in binary.
+// At most a tenth of a second apart. In binary 1.1 - 1.0 comes out a little above 0.1, hence the allowance
+// for rounding.
 bool durationsMatch(std::optional<double> left, std::optional<double> right) {
   constexpr double tolerance = 0.1;
   if (!isUsable(left) || !isUsable(right)) {
