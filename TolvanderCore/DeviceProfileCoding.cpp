@@ -66,17 +66,13 @@ void write(JSONWriter& writer, const CameraAccessGrant& grant) {
 
 template <typename Value>
 std::string encodeList(const std::vector<Value>& values) {
-  std::string json;
-  JSONWriter writer(JSONWriter::Style::compact, [&json](std::span<const std::byte> bytes) {
-    json.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  return jsonText(JSONWriter::Style::compact, [&](JSONWriter& writer) {
+    writer.beginArray();
+    for (const Value& value : values) {
+      write(writer, value);
+    }
+    writer.endArray();
   });
-  writer.beginArray();
-  for (const Value& value : values) {
-    write(writer, value);
-  }
-  writer.endArray();
-  writer.finish();
-  return json;
 }
 
 std::vector<std::string> decodeTexts(const JSONValue& value) {

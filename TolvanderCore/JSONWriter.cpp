@@ -210,4 +210,14 @@ void JSONWriter::appendEscaped(std::string_view text) {
   }
 }
 
+std::string jsonText(JSONWriter::Style style, const std::function<void(JSONWriter&)>& write) {
+  std::string text;
+  JSONWriter writer(style, [&text](std::span<const std::byte> bytes) {
+    text.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  });
+  write(writer);
+  writer.finish();
+  return text;
+}
+
 }  // namespace tolvander

@@ -75,4 +75,7 @@ class JSONWriter {
   bool expectsValueOfKey_ = false;
 };
 
+// A whole document as text.
+std::string jsonText(JSONWriter::Style style, const std::function<void(JSONWriter&)>& write);
+
 }  // namespace tolvander

@@ -30,14 +30,14 @@ VolumeResourceValues resourceValuesIfAny(const FileURL& volumeURL) {
   }
 }
 
-std::string displayName(const FileURL& volumeURL, const VolumeResourceValues& values) {
+std::string nameOf(const FileURL& volumeURL, const VolumeResourceValues& values) {
   return values.name.value_or(std::string(volumeURL.lastPathComponent()));
 }
 
 // A volume as the rules look at it; asked of the platform once per detection.
 struct Volume {
   explicit Volume(const FileURL& volumeURL)
-      : url(volumeURL), values(resourceValuesIfAny(volumeURL)), name(displayName(volumeURL, values)) {}
+      : url(volumeURL), values(resourceValuesIfAny(volumeURL)), name(nameOf(volumeURL, values)) {}
 
   bool hasUUID(const std::string& uuid) const { return values.uuid == uuid; }
 
@@ -296,6 +296,10 @@ std::optional<DetectedDevice> MountedVolumeMediaSource::detect(const FileURL& vo
                         .files = mediaFiles(volumeURL, *profile, token)};
 }
 
+std::string MountedVolumeMediaSource::displayName(const FileURL& volumeURL) {
+  return nameOf(volumeURL, resourceValuesIfAny(volumeURL));
+}
+
 bool MountedVolumeMediaSource::matches(const FileURL& volumeURL, const DeviceProfile& profile) {
   return matchesProfile(Volume(volumeURL), profile);
 }
@@ -309,7 +313,7 @@ std::vector<CameraMediaFile> MountedVolumeMediaSource::mediaFiles(const FileURL&
 DeviceProfile MountedVolumeMediaSource::customProfile(const FileURL& volumeURL,
                                                       std::vector<std::string> mediaRoots) {
   const VolumeResourceValues values = resourceValuesIfAny(volumeURL);
-  const std::string name = displayName(volumeURL, values);
+  const std::string name = nameOf(volumeURL, values);
   DeviceProfile profile;
   profile.id = UUID::random();
   profile.name = name;

@@ -23,6 +23,10 @@ class MountedVolumeMediaSource final : public MediaSourceAdapter {
   std::optional<DetectedDevice> detect(const FileURL& volumeURL, const std::vector<DeviceProfile>& profiles,
                                        const CancellationToken& token = {}) const override;
 
+  // What the volume is called: its name, or the last component of the path where it has none or can't be
+  // asked.
+  static std::string displayName(const FileURL& volumeURL);
+
   // Whether the volume answers to the profile. Trouble with a file or folder counts as no evidence.
   static bool matches(const FileURL& volumeURL, const DeviceProfile& profile);
 

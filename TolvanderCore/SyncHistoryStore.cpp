@@ -8,7 +8,6 @@
 
 #include "TolvanderCore/Platform/AtomicFile.h"
 #include "TolvanderCore/Platform/FileSystem.h"
-#include "TolvanderCore/Platform/StandardDirectories.h"
 #include "TolvanderCore/Precondition.h"
 #include "TolvanderCore/SystemErrors.h"
 
@@ -63,14 +62,12 @@ SyncHistoryStore::PayloadFingerprints SyncHistoryStore::payloadFingerprints(cons
   return fingerprints;
 }
 
-FileURL SyncHistoryStore::defaultFileURL() {
-  const auto applicationSupport = StandardDirectories::current().applicationSupport;
-  precondition(applicationSupport.has_value(), "the user has a folder for application data");
-  return applicationSupport->appending("Tolvander").appending("history.json");
+FileURL SyncHistoryStore::fileURL(const StandardDirectories& directories) {
+  precondition(directories.applicationSupport.has_value(), "the user has a folder for application data");
+  return directories.applicationSupport->appending("Tolvander").appending("history.json");
 }
 
-SyncHistoryStore::SyncHistoryStore(std::optional<FileURL> fileURL)
-    : fileURL_(fileURL ? *std::move(fileURL) : defaultFileURL()) {
+SyncHistoryStore::SyncHistoryStore(FileURL fileURL) : fileURL_(std::move(fileURL)) {
   AtomicFile::removeLeftovers(fileURL_);
   try {
     database_ = readHistory(fileURL_);

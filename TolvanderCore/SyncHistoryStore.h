@@ -13,6 +13,7 @@
 #include "TolvanderCore/FingerprintedMediaFile.h"
 #include "TolvanderCore/HistoryDatabase.h"
 #include "TolvanderCore/ImportHistorySummary.h"
+#include "TolvanderCore/Platform/StandardDirectories.h"
 #include "TolvanderCore/PreparedMediaFile.h"
 #include "TolvanderCore/SyncHistoryError.h"
 #include "TolvanderCore/Turn.h"
@@ -36,7 +37,7 @@ class SyncHistoryStore {
   // Loads the file, which need not exist. An unreadable file is left as it is, to the last byte. Never
   // throws. A file that can't be reached because a link on the way to it is broken counts as unreadable, not
   // as missing.
-  explicit SyncHistoryStore(std::optional<FileURL> fileURL = std::nullopt);
+  explicit SyncHistoryStore(FileURL fileURL = SyncHistoryStore::fileURL(StandardDirectories::current()));
 
   const FileURL& fileURL() const { return fileURL_; }
 
