@@ -5,6 +5,8 @@
 # Allowed in every layer: the C++ standard library (a header with neither slash nor dot) and the layers it stands on.
 # Anything else has to be named here, which makes a new dependency of the engine a decision and not an accident.
 
+cmake_minimum_required(VERSION 3.25)  # a script sets its own policies
+
 set(posix_headers
     dirent.h errno.h fcntl.h limits.h poll.h signal.h stdlib.h string.h sys/file.h sys/stat.h sys/types.h
     sys/statvfs.h time.h unistd.h)

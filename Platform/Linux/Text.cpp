@@ -1,0 +1,136 @@
+#include "TolvanderCore/Platform/Text.h"
+
+#include <stdlib.h>
+#include <unicode/coll.h>
+#include <unicode/normlzr.h>
+#include <unicode/regex.h>
+#include <unicode/uniset.h>
+#include <unicode/unistr.h>
+
+#include <limits>
+
+#include "TolvanderCore/Precondition.h"
+
+namespace tolvander {
+
+namespace {
+
+std::int32_t lengthOf(std::string_view text) {
+  precondition(text.size() <= std::numeric_limits<std::int32_t>::max(), "a text is shorter than 2 GiB");
+  return static_cast<std::int32_t>(text.size());
+}
+
+icu::StringPiece piece(std::string_view text) { return {text.data(), lengthOf(text)}; }
+
+icu::UnicodeString utf16(std::string_view text) { return icu::UnicodeString::fromUTF8(piece(text)); }
+
+// The locale that sorts, by the environment's order of precedence (POSIX.1-2017, 8.2).
+icu::Locale collationLocale() {
+  for (const char* const variable : {"LC_ALL", "LC_COLLATE", "LANG"}) {
+    const char* const value = getenv(variable);
+    if (value == nullptr || *value == '\0') {
+      continue;
+    }
+    // "C.UTF-8" and "POSIX" mean byte order to the C library; people sorted by it expect no language's rules.
+    const std::string_view language = std::string_view(value).substr(0, std::string_view(value).find('.'));
+    const bool isWithoutLanguage = language == "C" || language == "POSIX" || language == "en_US_POSIX";
+    return isWithoutLanguage ? icu::Locale::getRoot() : icu::Locale::createCanonical(value);
+  }
+  return icu::Locale::getRoot();
+}
+
+std::unique_ptr<icu::Collator> makeCollator() {
+  UErrorCode status = U_ZERO_ERROR;
+  std::unique_ptr<icu::Collator> collator(icu::Collator::createInstance(collationLocale(), status));
+  if (U_SUCCESS(status)) {
+    collator->setStrength(icu::Collator::TERTIARY);
+    collator->setAttribute(UCOL_NUMERIC_COLLATION, UCOL_ON, status);
+    // Without it two spellings of a letter with several accents compare as different.
+    collator->setAttribute(UCOL_NORMALIZATION_MODE, UCOL_ON, status);
+  }
+  precondition(U_SUCCESS(status), "ICU has its collation data");
+  return collator;
+}
+
+// Making a collator loads a locale's rules, so it happens once; each thread gets a copy, which shares them.
+const icu::Collator& collator() {
+  static const std::unique_ptr<const icu::Collator> prototype = makeCollator();
+  thread_local const std::unique_ptr<const icu::Collator> copy(prototype->clone());
+  return *copy;
+}
+
+const icu::UnicodeSet& whitespaceAndNewlines() {
+  static const icu::UnicodeSet set = [] {
+    UErrorCode status = U_ZERO_ERROR;
+    icu::UnicodeSet characters(UNICODE_STRING_SIMPLE("[[:Z:]\\u0009-\\u000D\\u0085]"), status);
+    precondition(U_SUCCESS(status), "the set of white space is well formed");
+    characters.freeze();  // makes it fast, and safe on every thread
+    return characters;
+  }();
+  return set;
+}
+
+}  // namespace
+
+std::weak_ordering standardCompare(std::string_view left, std::string_view right) {
+  UErrorCode status = U_ZERO_ERROR;
+  const UCollationResult result = collator().compareUTF8(piece(left), piece(right), status);
+  precondition(U_SUCCESS(status), "any two texts can be compared");
+  return result <=> 0;
+}
+
+bool equalIgnoringCase(std::string_view left, std::string_view right) {
+  UErrorCode status = U_ZERO_ERROR;
+  const int result =
+      icu::Normalizer::compare(utf16(left), utf16(right), U_COMPARE_IGNORE_CASE | U_FOLD_CASE_DEFAULT, status);
+  precondition(U_SUCCESS(status), "any two texts can be compared");
+  return result == 0;
+}
+
+std::string lowercased(std::string_view text) {
+  std::string lower;
+  return utf16(text).toLower(icu::Locale::getRoot()).toUTF8String(lower);
+}
+
+std::string_view trimmingWhitespaceAndNewlines(std::string_view text) {
+  const icu::UnicodeSet& set = whitespaceAndNewlines();
+  const std::int32_t begin = set.spanUTF8(text.data(), lengthOf(text), USET_SPAN_SIMPLE);
+  text.remove_prefix(static_cast<std::size_t>(begin));
+  const std::int32_t end = set.spanBackUTF8(text.data(), lengthOf(text), USET_SPAN_SIMPLE);
+  return text.substr(0, static_cast<std::size_t>(end));
+}
+
+RegularExpressionError::RegularExpressionError(std::string_view pattern)
+    : Error("not a regular expression: " + std::string(pattern)) {}
+
+struct RegularExpression::Compiled {
+  icu::UnicodeString subject;  // the matcher refers to it
+  std::unique_ptr<icu::RegexMatcher> matcher;
+};
+
+RegularExpression::RegularExpression(std::string_view pattern) : compiled_(std::make_unique<Compiled>()) {
+  // Patterns come from files that anyone can write, and some take longer than the universe lasts on 30
+  // letters. The longest file name needs one step of time and some kilobytes with any pattern of good will.
+  constexpr std::int32_t timeLimit = 50;  // in steps of 10,000 states that the engine passes through
+  constexpr std::int32_t stackLimit = 1'048'576;  // bytes
+
+  UErrorCode status = U_ZERO_ERROR;
+  compiled_->matcher = std::make_unique<icu::RegexMatcher>(utf16(pattern), 0, status);
+  compiled_->matcher->setTimeLimit(timeLimit, status);
+  compiled_->matcher->setStackLimit(stackLimit, status);
+  if (U_FAILURE(status)) {
+    throw RegularExpressionError(pattern);
+  }
+}
+
+RegularExpression::~RegularExpression() = default;
+RegularExpression::RegularExpression(RegularExpression&&) noexcept = default;
+RegularExpression& RegularExpression::operator=(RegularExpression&&) noexcept = default;
+
+bool RegularExpression::hasMatch(std::string_view text) {
+  compiled_->subject = utf16(text);
+  UErrorCode status = U_ZERO_ERROR;
+  return compiled_->matcher->reset(compiled_->subject).find(status) && U_SUCCESS(status);
+}
+
+}  // namespace tolvander
