@@ -55,11 +55,12 @@ std::string JSONValue::string() const {
 template <typename Integer>
 Integer JSONValue::wholeNumber() const {
   Integer number = 0;
-  if (element_.get(number) == simdjson::SUCCESS && !element_.is_double()) {
+  const bool isSpeltAsFraction = element_.type() == simdjson::dom::element_type::DOUBLE;
+  if (!isSpeltAsFraction && element_.get(number) == simdjson::SUCCESS) {
     return number;
   }
   double real = 0;
-  if (!element_.is_double() || element_.get(real) != simdjson::SUCCESS) {
+  if (!isSpeltAsFraction || element_.get(real) != simdjson::SUCCESS) {
     fail(element_.is_number() ? DecodingError::Case::dataCorrupted : DecodingError::Case::typeMismatch,
          "not a number of this size");
   }

@@ -62,7 +62,7 @@ SyncHistoryStore::PayloadFingerprints SyncHistoryStore::payloadFingerprints(cons
   return fingerprints;
 }
 
-FileURL SyncHistoryStore::fileURL(const StandardDirectories& directories) {
+FileURL SyncHistoryStore::historyFile(const StandardDirectories& directories) {
   precondition(directories.applicationSupport.has_value(), "the user has a folder for application data");
   return directories.applicationSupport->appending("Tolvander").appending("history.json");
 }

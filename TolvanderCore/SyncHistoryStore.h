@@ -30,14 +30,14 @@ namespace tolvander {
 // returns, the change is on disk and survives a power loss.
 class SyncHistoryStore {
  public:
-  // Where the history lies when nothing else is said. A system that has no place for it is a programming
-  // error.
-  static FileURL defaultFileURL();
+  // Where the history lies among a user's files. A user without a place for application data can't go on: the
+  // process ends.
+  static FileURL historyFile(const StandardDirectories& directories);
 
   // Loads the file, which need not exist. An unreadable file is left as it is, to the last byte. Never
   // throws. A file that can't be reached because a link on the way to it is broken counts as unreadable, not
   // as missing.
-  explicit SyncHistoryStore(FileURL fileURL = SyncHistoryStore::fileURL(StandardDirectories::current()));
+  explicit SyncHistoryStore(FileURL fileURL = SyncHistoryStore::historyFile(StandardDirectories::current()));
 
   const FileURL& fileURL() const { return fileURL_; }
 

@@ -15,7 +15,7 @@ class HistoryCommand final : public Command {
   }
 
   ExitStatus run(const Context& context) override {
-    SyncHistoryStore store(SyncHistoryStore::fileURL(context.directories()));
+    SyncHistoryStore store(SyncHistoryStore::historyFile(context.directories()));
     const auto report = app::HistoryReport::of(store);
     std::cout << (context.json ? report.json() + "\n" : report.text());
     return ExitStatus::done;

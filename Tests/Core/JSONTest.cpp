@@ -15,7 +15,7 @@ namespace {
 
 using tests::bytesOf;
 
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
   return jsonText(JSONWriter::Style::compact, [&](JSONWriter& writer) { writer.string(text); });
 }
 
@@ -67,10 +67,10 @@ TEST(JSONWriter, writesNoWhiteSpaceWhenCompact) {
 }
 
 TEST(JSONWriter, escapesWhatJSONAsksForAndSlashes) {
-  EXPECT_EQ(quoted("DCIM/100/PICT0001.JPG"), R"("DCIM\/100\/PICT0001.JPG")");
-  EXPECT_EQ(quoted("\b\f\n\r\t\"\\"), R"("\b\f\n\r\t\"\\")");
-  EXPECT_EQ(quoted(std::string_view("\0\x1f\x0b", 3)), R"("\u0000\u001f\u000b")");
-  EXPECT_EQ(quoted("\x7f äö€😀"), "\"\x7f äö€😀\"");
+  EXPECT_EQ(inQuotes("DCIM/100/PICT0001.JPG"), R"("DCIM\/100\/PICT0001.JPG")");
+  EXPECT_EQ(inQuotes("\b\f\n\r\t\"\\"), R"("\b\f\n\r\t\"\\")");
+  EXPECT_EQ(inQuotes(std::string_view("\0\x1f\x0b", 3)), R"("\u0000\u001f\u000b")");
+  EXPECT_EQ(inQuotes("\x7f äö€😀"), "\"\x7f äö€😀\"");
 }
 
 TEST(JSONWriter, escapesAtEveryPositionOfALongText) {
@@ -78,7 +78,7 @@ TEST(JSONWriter, escapesAtEveryPositionOfALongText) {
     for (const char special : {'"', '/', '\\', '\n', '\x01'}) {
       std::string text(40, 'x');
       text[position] = special;
-      const std::string json = quoted(text);
+      const std::string json = inQuotes(text);
       EXPECT_EQ(JSONDocument(bytesOf(json)).root().string(), text) << json;
       EXPECT_GT(json.size(), text.size() + 2) << "nothing was escaped in " << json;
     }
@@ -87,12 +87,12 @@ TEST(JSONWriter, escapesAtEveryPositionOfALongText) {
 
 TEST(JSONWriter, replacesEachIllFormedSequenceByOneReplacementCharacter) {
   const std::string r = "\xEF\xBF\xBD";
-  EXPECT_EQ(quoted("a\xFF\xFE.JPG"), "\"a" + r + r + ".JPG\"");
-  EXPECT_EQ(quoted("\xE2\x82"), "\"" + r + "\"") << "cut off";
-  EXPECT_EQ(quoted("\xC0\xAF"), "\"" + r + r + "\"") << "a slash spelt too long";
-  EXPECT_EQ(quoted("\xED\xA0\x80"), "\"" + r + r + r + "\"") << "a surrogate";
-  EXPECT_EQ(quoted("\xF4\x90\x80\x80"), "\"" + r + r + r + r + "\"") << "beyond U+10FFFF";
-  EXPECT_EQ(quoted("\xF0\x9F\x98x"), "\"" + r + "x\"");
+  EXPECT_EQ(inQuotes("a\xFF\xFE.JPG"), "\"a" + r + r + ".JPG\"");
+  EXPECT_EQ(inQuotes("\xE2\x82"), "\"" + r + "\"") << "cut off";
+  EXPECT_EQ(inQuotes("\xC0\xAF"), "\"" + r + r + "\"") << "a slash spelt too long";
+  EXPECT_EQ(inQuotes("\xED\xA0\x80"), "\"" + r + r + r + "\"") << "a surrogate";
+  EXPECT_EQ(inQuotes("\xF4\x90\x80\x80"), "\"" + r + r + r + r + "\"") << "beyond U+10FFFF";
+  EXPECT_EQ(inQuotes("\xF0\x9F\x98x"), "\"" + r + "x\"");
 }
 
 TEST(JSONWriter, handsALongDocumentOnInPieces) {

@@ -1,6 +1,7 @@
 #include "TolvanderCore/MountedVolumeMediaSource.h"
 
 #include <gtest/gtest.h>
+#include <fcntl.h>
 #include <linux/audit.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>

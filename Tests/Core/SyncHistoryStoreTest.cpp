@@ -475,7 +475,7 @@ TEST_F(HistoryStore, failsWhereAFileStandsInTheWayOfItsFolder) {
 TEST_F(HistoryStore, liesInTheUsersApplicationDataByDefault) {
   ASSERT_EQ(setenv("XDG_DATA_HOME", (folder / "data").path().c_str(), 1), 0);
   const FileURL expected = folder / "data/Tolvander/history.json";
-  EXPECT_EQ(SyncHistoryStore::fileURL(StandardDirectories::current()), expected);
+  EXPECT_EQ(SyncHistoryStore::historyFile(StandardDirectories::current()), expected);
   EXPECT_EQ(SyncHistoryStore().fileURL(), expected);
   unsetenv("XDG_DATA_HOME");
 }
