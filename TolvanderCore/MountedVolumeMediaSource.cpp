@@ -185,13 +185,24 @@ class MediaListing {
       token_.throwIfCancelled();
       addRoot(volumeURL_.appending(mediaRoot));
     }
-    std::ranges::stable_sort(files_, [](const CameraMediaFile& left, const CameraMediaFile& right) {
-      return standardCompare(left.relativePath, right.relativePath) < 0;
-    });
+    sortAsAFileManager();
     return std::move(files_);
   }
 
  private:
+  // By sort keys, which are made once a file; comparing the paths themselves is most of the cost of a large
+  // card.
+  void sortAsAFileManager() {
+    std::vector<std::pair<std::string, CameraMediaFile>> keyed;
+    keyed.reserve(files_.size());
+    for (CameraMediaFile& file : files_) {
+      keyed.emplace_back(standardSortKey(file.relativePath), std::move(file));
+    }
+    std::ranges::stable_sort(keyed, std::less(),
+                             [](const auto& entry) -> const std::string& { return entry.first; });
+    std::ranges::transform(keyed, files_.begin(), [](auto& entry) { return std::move(entry.second); });
+  }
+
   void addRoot(const FileURL& mediaRoot) {
     if (!fileExists(mediaRoot)) {
       return;
