@@ -1,12 +1,12 @@
 #include "TolvanderCore/Platform/Text.h"
 
-#include <stdlib.h>
 #include <unicode/coll.h>
 #include <unicode/normlzr.h>
 #include <unicode/regex.h>
 #include <unicode/uniset.h>
 #include <unicode/unistr.h>
 
+#include <cstdlib>
 #include <limits>
 
 #include "TolvanderCore/Precondition.h"

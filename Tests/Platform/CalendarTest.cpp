@@ -1,9 +1,9 @@
 #include "TolvanderCore/Platform/Calendar.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <array>
+#include <cstdlib>
 #include <optional>
 #include <random>
 #include <string>
