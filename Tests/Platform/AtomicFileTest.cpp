@@ -21,6 +21,7 @@
 
 #include "Tests/Support/ChildProcess.h"
 #include "Tests/Support/LoopVolume.h"
+#include "Tests/Support/OtherUser.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "TolvanderCore/SystemErrors.h"
 
@@ -207,10 +208,11 @@ TEST_P(AtomicFileDurability, failsInAFolderThatMayNotBeWritten) {
   const TemporaryFolder folder;
   std::filesystem::permissions(folder.url().path(), std::filesystem::perms(0755));
   writeFile(folder / "file", "old");
-  asUnprivilegedUser([&] {
+  {
+    const OtherUser nobody;
     EXPECT_EQ(failureOf([&] { replace(folder / "file", "new", GetParam()); }),
               getuid() == 65534 ? EACCES : 0);
-  });
+  }
   if (getuid() == 0) {
     EXPECT_EQ(readFile(folder / "file"), "old");
   }
@@ -429,9 +431,10 @@ TEST(CreateDirectories, failsWithoutPermission) {
   }
   const TemporaryFolder folder;
   std::filesystem::permissions(folder.url().path(), std::filesystem::perms(0755));
-  asUnprivilegedUser([&] {
+  {
+    const OtherUser nobody;
     EXPECT_EQ(failureOf([&] { createDirectories(folder / "a/b", Durability::survivesProcess); }), EACCES);
-  });
+  }
 }
 
 }  // namespace tolvander::tests
