@@ -15,8 +15,8 @@ struct ImageProperties {
   int pixelHeight = 0;
 
   // The text of Exif's DateTimeOriginal (tag 36867) up to its first NUL byte, as stored and not validated.
-  // Absent without an Exif block that can be read and has it. Of several blocks in a JPEG the first one that
-  // has the tag counts.
+  // Absent without an Exif block that can be read and has it. Of the first four blocks in a JPEG the first
+  // one that has the tag counts.
   std::optional<std::string> exifDateTimeOriginal = std::nullopt;
 
   friend bool operator==(const ImageProperties&, const ImageProperties&) = default;
