@@ -1,7 +1,7 @@
 #include "TolvanderCore/FileFingerprinter.h"
 
+#include <memory>
 #include <string_view>
-#include <vector>
 
 #include "TolvanderCore/FileReader.h"
 
@@ -9,7 +9,12 @@ namespace tolvander {
 
 namespace {
 
-constexpr std::size_t chunkSize = 1'048'576;
+// A camera's photo fits in a few such reads. For a file of 1 GiB larger ones win nothing (1.12 to 1.18 of the
+// time of hashing alone at every size from 64 KiB to 1 MiB: the copy out of the page cache is what remains).
+// For a photo of 900 kB the fresh pages of a buffer of 1 MiB cost more than its reads save: 1.25
+// against 1.04. The buffer is not cleared for the same reason: that alone took 25 µs, six times what a file
+// of 4 kB needs.
+constexpr std::size_t chunkSize = 262'144;
 
 }  // namespace
 
@@ -18,10 +23,11 @@ std::string FileFingerprinter::sha256(std::span<const std::byte> bytes) { return
 std::string FileFingerprinter::sha256(const FileURL& url, const CancellationToken& token) {
   FileReader reader(url);
   SHA256 hash;
-  std::vector<std::byte> chunk(chunkSize);
+  const std::unique_ptr<std::byte[]> memory(new std::byte[chunkSize]);
+  const std::span chunk(memory.get(), chunkSize);
   while (const std::size_t count = reader.read(chunk)) {
     token.throwIfCancelled();
-    hash.update(std::span(chunk).first(count));
+    hash.update(chunk.first(count));
   }
   return text(hash.finish());
 }
