@@ -6,7 +6,7 @@
 #include <string>
 
 #include "Tests/Support/Bytes.h"
-#include "Tests/Support/Program.h"
+#include "Tests/Support/Tool.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "TolvanderCore/FileFingerprinter.h"
 #include "TolvanderCore/JSONReader.h"
@@ -18,9 +18,9 @@ namespace fs = std::filesystem;
 
 class CommandLine : public testing::Test {
  protected:
-  ProgramResult run(std::vector<std::string> arguments) const {
+  ToolResult run(std::vector<std::string> arguments) const {
     arguments.insert(arguments.begin(), {TOLVANDERCTL, "--home", home.path()});
-    return runProgram(arguments);
+    return runTool(arguments);
   }
 
   void makeCharmera() const {
@@ -37,13 +37,13 @@ class CommandLine : public testing::Test {
 bool contains(const std::string& text, std::string_view part) { return text.find(part) != std::string::npos; }
 
 TEST_F(CommandLine, explainsItself) {
-  const ProgramResult help = run({"--help"});
-  EXPECT_EQ(help.exitStatus, 0);
+  const ToolResult help = run({"--help"});
+  EXPECT_EQ(help.status, 0);
   for (const char* word : {"scan", "history", "--home", "--json", "--version"}) {
     EXPECT_TRUE(contains(help.output, word)) << word;
   }
-  const ProgramResult scanHelp = run({"scan", "--help"});
-  EXPECT_EQ(scanHelp.exitStatus, 0);
+  const ToolResult scanHelp = run({"scan", "--help"});
+  EXPECT_EQ(scanHelp.status, 0);
   EXPECT_TRUE(contains(scanHelp.output, "--fingerprints"));
 }
 
@@ -54,8 +54,8 @@ TEST_F(CommandLine, tellsItsVersion) {
 TEST_F(CommandLine, answersWrongUsageWithStatusTwoAndAMessage) {
   for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
            {}, {"scan"}, {"unknown"}, {"scan", "--unknown", "/"}, {"scan", "a", "b"}, {"history", "extra"}, {"--home"}}) {
-    const ProgramResult result = run(arguments);
-    EXPECT_EQ(result.exitStatus, 2);
+    const ToolResult result = run(arguments);
+    EXPECT_EQ(result.status, 2);
     EXPECT_TRUE(result.output.empty());
     EXPECT_FALSE(result.errors.empty());
   }
@@ -63,8 +63,8 @@ TEST_F(CommandLine, answersWrongUsageWithStatusTwoAndAMessage) {
 
 TEST_F(CommandLine, scansACamera) {
   makeCharmera();
-  const ProgramResult result = run({"scan", volume.path()});
-  EXPECT_EQ(result.exitStatus, 0) << result.errors;
+  const ToolResult result = run({"scan", volume.path()});
+  EXPECT_EQ(result.status, 0) << result.errors;
   EXPECT_TRUE(result.output.starts_with("KODAK Charmera “CARD”: 2 media files, 7 bytes\n")) << result.output;
   EXPECT_LT(result.output.find("PICT0009.JPG"), result.output.find("PICT0010.JPG"));
 }
@@ -74,8 +74,8 @@ TEST_F(CommandLine, scansACameraForPrograms) {
   for (const auto& arguments :
        {std::vector<std::string>{"--json", "scan", volume.path(), "--fingerprints"},
         std::vector<std::string>{"scan", "--fingerprints", volume.path() + "/", "--json"}}) {
-    const ProgramResult result = run(arguments);
-    EXPECT_EQ(result.exitStatus, 0) << result.errors;
+    const ToolResult result = run(arguments);
+    EXPECT_EQ(result.status, 0) << result.errors;
     const JSONDocument document(bytesOf(result.output));
     const JSONObject report = document.root().object();
     EXPECT_EQ(report.required("displayName").string(), "CARD");
@@ -91,32 +91,32 @@ TEST_F(CommandLine, scansACameraForPrograms) {
 
 TEST_F(CommandLine, saysThatAPlainCardIsNoCamera) {
   writeFile(volume.appending("DCIM/IMG_0001.JPG"), "x");
-  const ProgramResult result = run({"scan", volume.path()});
-  EXPECT_EQ(result.exitStatus, 0);
+  const ToolResult result = run({"scan", volume.path()});
+  EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.output, "“CARD” is no camera that Tolvander knows.\n");
 }
 
 TEST_F(CommandLine, failsForAVolumeThatIsNotThere) {
-  const ProgramResult result = run({"scan", volume.path()});
-  EXPECT_EQ(result.exitStatus, 1);
+  const ToolResult result = run({"scan", volume.path()});
+  EXPECT_EQ(result.status, 1);
   EXPECT_TRUE(result.output.empty());
   EXPECT_TRUE(contains(result.errors, "No such file or directory")) << result.errors;
 }
 
 TEST_F(CommandLine, failsForAFile) {
   writeFile(volume, "x");
-  const ProgramResult result = run({"scan", volume.path()});
-  EXPECT_EQ(result.exitStatus, 1);
+  const ToolResult result = run({"scan", volume.path()});
+  EXPECT_EQ(result.status, 1);
   EXPECT_TRUE(contains(result.errors, "Not a directory")) << result.errors;
 }
 
-TEST_F(CommandLine, failsForAnEmptyName) { EXPECT_NE(run({"scan", ""}).exitStatus, 0); }
+TEST_F(CommandLine, failsForAnEmptyName) { EXPECT_NE(run({"scan", ""}).status, 0); }
 
 TEST_F(CommandLine, failsWhereItsOutputCannotBeWritten) {
   makeCharmera();
   const std::string command = std::string(TOLVANDERCTL) + " scan '" + volume.path() + "' >/dev/full";
-  const ProgramResult result = runProgram({"sh", "-c", command});
-  EXPECT_EQ(result.exitStatus, 1);
+  const ToolResult result = runTool({"sh", "-c", command});
+  EXPECT_EQ(result.status, 1);
   EXPECT_TRUE(contains(result.errors, "could not be written"));
 }
 
@@ -126,15 +126,15 @@ TEST_F(CommandLine, stopsAtCtrlC) {
   fs::resize_file(volume.appending("DCIM/100/PICT0009.JPG").path(), std::uintmax_t{1} << 40U);
   const std::string command = "timeout --preserve-status --signal=INT 0.3 " + std::string(TOLVANDERCTL) +
                               " scan --fingerprints '" + volume.path() + "'";
-  const ProgramResult result = runProgram({"sh", "-c", command});
-  EXPECT_EQ(result.exitStatus, 130) << result.errors;
+  const ToolResult result = runTool({"sh", "-c", command});
+  EXPECT_EQ(result.status, 130) << result.errors;
   EXPECT_TRUE(result.output.empty());
   EXPECT_TRUE(contains(result.errors, "Stopping at the next safe point"));
 }
 
 TEST_F(CommandLine, showsAnEmptyHistoryWithoutMakingAFile) {
-  const ProgramResult result = run({"history"});
-  EXPECT_EQ(result.exitStatus, 0) << result.errors;
+  const ToolResult result = run({"history"});
+  EXPECT_EQ(result.status, 0) << result.errors;
   EXPECT_EQ(result.output, "Import history: " + home.path() +
                                "/data/Tolvander/history.json\n"
                                "0 photos and 0 videos in the library, 0 unresolved imports, 0 files in the Trash\n");
@@ -144,26 +144,26 @@ TEST_F(CommandLine, showsAnEmptyHistoryWithoutMakingAFile) {
 TEST_F(CommandLine, showsTheHistoryForPrograms) {
   const FileURL file = home.appending("data/Tolvander/history.json");
   writeFile(file, R"({"pendingImports":["b","a"]})");
-  const ProgramResult result = run({"--json", "history"});
-  EXPECT_EQ(result.exitStatus, 0) << result.errors;
+  const ToolResult result = run({"--json", "history"});
+  EXPECT_EQ(result.status, 0) << result.errors;
   EXPECT_EQ(JSONDocument(bytesOf(result.output)).root().object().required("pendingImports").array().size(), 2U);
 }
 
 TEST_F(CommandLine, failsOnAnUnreadableHistoryInTheUsersWords) {
   const FileURL file = home.appending("data/Tolvander/history.json");
   writeFile(file, "broken");
-  const ProgramResult result = run({"history"});
-  EXPECT_EQ(result.exitStatus, 1);
+  const ToolResult result = run({"history"});
+  EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.errors,
             "tolvanderctl: Tolvander couldn’t read its import history. Sync is paused to prevent duplicates. Contact "
             "support@tolvander.example for help.\n");
   EXPECT_EQ(readFile(file), "broken");
 }
 
-ProgramResult completionsOf(const std::string& line) {
+ToolResult completionsOf(const std::string& line) {
   const std::string script = "source '" TOLVANDER_COMPLETION "'; COMP_WORDS=(" + line +
                              "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _tolvanderctl; printf '%s\\n' \"${COMPREPLY[@]}\"";
-  return runProgram({"bash", "-c", script});
+  return runTool({"bash", "-c", script});
 }
 
 TEST_F(CommandLine, completesCommandsAndOptionsInBash) {

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace tolvander::tests {
+
+// Whether `name` is a program on the search path. A test that needs one skips with its name as the reason.
+bool toolExists(const std::string& name);
+
+struct ToolResult {
+  int status = -1;  // the exit status; -1 when it couldn't be started or died of a signal
+  std::string output;
+  std::string errors;
+};
+
+// Runs a program of the search path to its end, with nothing on its standard input.
+ToolResult runTool(const std::vector<std::string>& arguments);
+
+}  // namespace tolvander::tests
