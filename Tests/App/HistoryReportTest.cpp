@@ -26,7 +26,8 @@ TEST(HistoryReport, tellsPeopleTheSumsAndEveryRecordNewestFirst) {
   ImportRecord found = recordOf("b", "DCIM/b.mov", "2026-11-15T19:13:19Z");
   found.wasReconciled = true;
   HistoryReport report{.fileURL = FileURL("/home/u/history.json"), .database = {}};
-  report.database.imports = ImportRecords({recordOf("a", "DCIM/a.jpg", "2026-11-15T19:13:17Z"), found, metadata});
+  report.database.imports =
+      ImportRecords({recordOf("a", "DCIM/a.jpg", "2026-11-15T19:13:17Z"), found, metadata});
   report.database.pendingImports = {"x"};
   EXPECT_EQ(report.text(),
             "Import history: /home/u/history.json\n"

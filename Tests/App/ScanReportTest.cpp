@@ -34,7 +34,7 @@ TEST(ScanReport, tellsPeopleWhatTheVolumeIsAndHolds) {
   EXPECT_EQ(sampleReport().text(),
             "KODAK Charmera “CHAR�MERA”: 2 media files, 901 KB\n"
             "00ff  2026-11-15T19:13:17Z     901 KB  DCIM/PICT0001.JPG\n"
-            "                         0 bytes  DCIM/MOVI0002.AVI\n");
+            "                        0 bytes  DCIM/MOVI0002.AVI\n");
 }
 
 TEST(ScanReport, tellsPeopleOfAVolumeThatIsNoCamera) {

@@ -76,8 +76,11 @@ TEST_P(MountedLoopVolume, thatWasPulledOutIsNoCameraAnyMore) {
   });
 }
 
-INSTANTIATE_TEST_SUITE_P(, MountedLoopVolume, testing::Values(LoopVolume::Format::ext4, LoopVolume::Format::exfat),
-                         [](const auto& info) { return info.param == LoopVolume::Format::ext4 ? "ext4" : "exfat"; });
+INSTANTIATE_TEST_SUITE_P(, MountedLoopVolume,
+                         testing::Values(LoopVolume::Format::ext4, LoopVolume::Format::exfat),
+                         [](const auto& format) {
+                           return format.param == LoopVolume::Format::ext4 ? "ext4" : "exfat";
+                         });
 
 }  // namespace
 }  // namespace tolvander::tests

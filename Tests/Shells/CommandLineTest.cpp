@@ -6,8 +6,8 @@
 #include <string>
 
 #include "Tests/Support/Bytes.h"
-#include "Tests/Support/Tool.h"
 #include "Tests/Support/TemporaryFolder.h"
+#include "Tests/Support/Tool.h"
 #include "TolvanderCore/FileFingerprinter.h"
 #include "TolvanderCore/JSONReader.h"
 
@@ -52,8 +52,14 @@ TEST_F(CommandLine, tellsItsVersion) {
 }
 
 TEST_F(CommandLine, answersWrongUsageWithStatusTwoAndAMessage) {
-  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
-           {}, {"scan"}, {"unknown"}, {"scan", "--unknown", "/"}, {"scan", "a", "b"}, {"history", "extra"}, {"--home"}}) {
+  for (const std::vector<std::string>& arguments :
+       std::vector<std::vector<std::string>>{{},
+                                             {"scan"},
+                                             {"unknown"},
+                                             {"scan", "--unknown", "/"},
+                                             {"scan", "a", "b"},
+                                             {"history", "extra"},
+                                             {"--home"}}) {
     const ToolResult result = run(arguments);
     EXPECT_EQ(result.status, 2);
     EXPECT_TRUE(result.output.empty());
@@ -84,7 +90,8 @@ TEST_F(CommandLine, scansACameraForPrograms) {
     ASSERT_EQ(files.size(), 2U);
     EXPECT_EQ(files[0].object().required("relativePath").string(), "DCIM/100/PICT0009.JPG");
     EXPECT_EQ(files[0].object().required("byteCount").integer(), 4);
-    EXPECT_EQ(files[0].object().required("sourceFingerprint").string(), FileFingerprinter::sha256(bytesOf("nine")));
+    EXPECT_EQ(files[0].object().required("sourceFingerprint").string(),
+              FileFingerprinter::sha256(bytesOf("nine")));
     EXPECT_NO_THROW(static_cast<void>(files[0].object().required("modifiedAt").iso8601Date()));
   }
 }
@@ -121,7 +128,8 @@ TEST_F(CommandLine, failsWhereItsOutputCannotBeWritten) {
 }
 
 TEST_F(CommandLine, stopsAtCtrlC) {
-  // A fingerprint of a pipe that never ends a read would hang; a file without an end shows that the stop is seen.
+  // A fingerprint of a pipe that never ends a read would hang; a file without an end shows that the stop is
+  // seen.
   makeCharmera();
   fs::resize_file(volume.appending("DCIM/100/PICT0009.JPG").path(), std::uintmax_t{1} << 40U);
   const std::string command = "timeout --preserve-status --signal=INT 0.3 " + std::string(TOLVANDERCTL) +
@@ -135,9 +143,10 @@ TEST_F(CommandLine, stopsAtCtrlC) {
 TEST_F(CommandLine, showsAnEmptyHistoryWithoutMakingAFile) {
   const ToolResult result = run({"history"});
   EXPECT_EQ(result.status, 0) << result.errors;
-  EXPECT_EQ(result.output, "Import history: " + home.path() +
-                               "/data/Tolvander/history.json\n"
-                               "0 photos and 0 videos in the library, 0 unresolved imports, 0 files in the Trash\n");
+  EXPECT_EQ(result.output,
+            "Import history: " + home.path() +
+                "/data/Tolvander/history.json\n"
+                "0 photos and 0 videos in the library, 0 unresolved imports, 0 files in the Trash\n");
   EXPECT_FALSE(fs::exists(home.path()));
 }
 
@@ -146,7 +155,8 @@ TEST_F(CommandLine, showsTheHistoryForPrograms) {
   writeFile(file, R"({"pendingImports":["b","a"]})");
   const ToolResult result = run({"--json", "history"});
   EXPECT_EQ(result.status, 0) << result.errors;
-  EXPECT_EQ(JSONDocument(bytesOf(result.output)).root().object().required("pendingImports").array().size(), 2U);
+  EXPECT_EQ(JSONDocument(bytesOf(result.output)).root().object().required("pendingImports").array().size(),
+            2U);
 }
 
 TEST_F(CommandLine, failsOnAnUnreadableHistoryInTheUsersWords) {
@@ -155,14 +165,16 @@ TEST_F(CommandLine, failsOnAnUnreadableHistoryInTheUsersWords) {
   const ToolResult result = run({"history"});
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.errors,
-            "tolvanderctl: Tolvander couldn’t read its import history. Sync is paused to prevent duplicates. Contact "
+            "tolvanderctl: Tolvander couldn’t read its import history. Sync is paused to prevent duplicates. "
+            "Contact "
             "support@tolvander.example for help.\n");
   EXPECT_EQ(readFile(file), "broken");
 }
 
 ToolResult completionsOf(const std::string& line) {
-  const std::string script = "source '" TOLVANDER_COMPLETION "'; COMP_WORDS=(" + line +
-                             "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _tolvanderctl; printf '%s\\n' \"${COMPREPLY[@]}\"";
+  const std::string script =
+      "source '" TOLVANDER_COMPLETION "'; COMP_WORDS=(" + line +
+      "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _tolvanderctl; printf '%s\\n' \"${COMPREPLY[@]}\"";
   return runTool({"bash", "-c", script});
 }
 
