@@ -1,0 +1,67 @@
+#include "TolvanderCore/Platform/StandardDirectories.h"
+
+#include <pwd.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace tolvander {
+
+namespace {
+
+// The folder that an environment variable names. Where it is unset, empty or relative it counts as unset, as
+// the XDG Base Directory Specification (freedesktop.org) asks.
+std::optional<FileURL> folderFromEnvironment(const char* variable) {
+  const char* path = getenv(variable);
+  if (path == nullptr || *path != '/') {
+    return std::nullopt;
+  }
+  return FileURL(path).standardized();
+}
+
+// The home that the system's user database has for the user of this process.
+std::optional<FileURL> homeFromUserDatabase() {
+  constexpr std::size_t largestRecord = 1 << 20;
+  for (std::vector<char> buffer(4096); buffer.size() <= largestRecord; buffer.resize(buffer.size() * 2)) {
+    passwd record{};
+    passwd* found = nullptr;
+    const int failure = getpwuid_r(getuid(), &record, buffer.data(), buffer.size(), &found);
+    if (failure == ERANGE) {
+      continue;
+    }
+    if (failure != 0 || found == nullptr || found->pw_dir == nullptr || *found->pw_dir != '/') {
+      return std::nullopt;
+    }
+    return FileURL(found->pw_dir).standardized();
+  }
+  return std::nullopt;
+}
+
+std::optional<FileURL> homeFolder() {
+  const auto home = folderFromEnvironment("HOME");
+  return home ? home : homeFromUserDatabase();
+}
+
+std::optional<FileURL> applicationSupportFolder() {
+  if (const auto named = folderFromEnvironment("XDG_DATA_HOME")) {
+    return named;
+  }
+  const auto home = homeFolder();
+  return home ? std::optional(home->appending(".local/share")) : std::nullopt;
+}
+
+}  // namespace
+
+StandardDirectories StandardDirectories::current() {
+  return {applicationSupportFolder(), folderFromEnvironment("TMPDIR").value_or(FileURL("/tmp"))};
+}
+
+StandardDirectories StandardDirectories::below(const FileURL& home) {
+  return {home.appending("data"), home.appending("tmp")};
+}
+
+}  // namespace tolvander

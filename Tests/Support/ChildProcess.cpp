@@ -1,0 +1,77 @@
+#include "Tests/Support/ChildProcess.h"
+
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <exception>
+
+namespace tolvander::tests {
+
+namespace {
+
+// The exit status of a child that runs `body`; -1 when it died.
+int exitStatusOfChild(const std::function<int()>& body) {
+  std::fflush(nullptr);  // or the child would print it a second time
+  const pid_t child = fork();
+  if (child == 0) {
+    const int status = body();
+    std::fflush(nullptr);
+    _exit(status);
+  }
+  int status = 0;
+  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+int failuresOf(const std::function<void()>& body) {
+  try {
+    body();
+  } catch (const std::exception& error) {
+    ADD_FAILURE() << "the child threw: " << error.what();
+  }
+  return testing::Test::HasFailure() ? 1 : 0;
+}
+
+bool becomeUnprivileged() {
+  constexpr uid_t nobody = 65534;
+  return getuid() != 0 || (setresgid(nobody, nobody, nobody) == 0 && setresuid(nobody, nobody, nobody) == 0);
+}
+
+bool enterPrivateMountNamespace() {
+  return unshare(CLONE_NEWNS) == 0 && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
+}  // namespace
+
+void inChildProcess(const std::function<void()>& body) {
+  EXPECT_EQ(exitStatusOfChild([&] { return failuresOf(body); }), 0) << "in the child process";
+}
+
+void asUnprivilegedUser(const std::function<void()>& body) {
+  inChildProcess([&] {
+    ASSERT_TRUE(becomeUnprivileged());
+    body();
+  });
+}
+
+void inPrivateMountNamespace(const std::function<void()>& body) {
+  inChildProcess([&] {
+    ASSERT_TRUE(enterPrivateMountNamespace());
+    body();
+  });
+}
+
+std::optional<std::string> reasonAgainstPrivateMounts() {
+  if (exitStatusOfChild([] { return enterPrivateMountNamespace() ? 0 : 1; }) != 0) {
+    return "mounting needs root and a kernel that lets it make a mount namespace";
+  }
+  return std::nullopt;
+}
+
+}  // namespace tolvander::tests

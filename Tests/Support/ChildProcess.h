@@ -1,0 +1,22 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace tolvander::tests {
+
+// Runs `body` in a child process, for what a test may not do to its own process. An expectation that fails
+// there, an exception, or a death of the child is a failure of the calling test.
+void inChildProcess(const std::function<void()>& body);
+
+// As inChildProcess, as a user for whom permissions count: root may read everything.
+void asUnprivilegedUser(const std::function<void()>& body);
+
+// As inChildProcess, with mounts that nobody else sees and that are gone when the child is.
+void inPrivateMountNamespace(const std::function<void()>& body);
+
+// Why inPrivateMountNamespace can't be had here; absent when it can.
+std::optional<std::string> reasonAgainstPrivateMounts();
+
+}  // namespace tolvander::tests
