@@ -22,33 +22,24 @@ constexpr int bufferSize = 262'144;
 
 MovieFile MovieFile::openForReading(const FileURL& url) {
   // Without waiting for a writer, where somebody put a pipe in the file's place.
-  const int descriptor = open(url.path().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (descriptor < 0) {
+  Descriptor descriptor(open(url.path().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!descriptor) {
     throw PosixError(errno, "open", url);
   }
-  return {url, descriptor};
+  return {url, std::move(descriptor)};
 }
 
 MovieFile MovieFile::create(const FileURL& url) {
   constexpr mode_t readableAndWritable = 0666;
-  const int descriptor = open(url.path().c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, readableAndWritable);
-  if (descriptor < 0) {
+  Descriptor descriptor(open(url.path().c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, readableAndWritable));
+  if (!descriptor) {
     throw PosixError(errno, "create", url);
   }
-  return {url, descriptor};
-}
-
-MovieFile::MovieFile(MovieFile&& other) noexcept
-    : url_(other.url_), descriptor_(std::exchange(other.descriptor_, -1)) {}
-
-MovieFile::~MovieFile() {
-  if (descriptor_ >= 0) {
-    ::close(descriptor_);
-  }
+  return {url, std::move(descriptor)};
 }
 
 void MovieFile::close() {
-  if (::close(std::exchange(descriptor_, -1)) != 0) {
+  if (::close(descriptor_.release()) != 0) {
     throw PosixError(errno, "close", url_);
   }
 }
@@ -76,22 +67,16 @@ MovieFileIO::MovieFileIO(const MovieFile& file, CancellationToken token, std::in
 
 int MovieFileIO::read(void* self, std::uint8_t* buffer, int size) {
   auto& io = *static_cast<MovieFileIO*>(self);
-  while (true) {
-    if (io.token_.isCancelled()) {
-      return AVERROR_EXIT;
-    }
-    const ssize_t count = pread(io.descriptor_, buffer, static_cast<std::size_t>(size), io.position_);
-    if (count > 0) {
-      io.position_ += count;
-      return static_cast<int>(count);
-    }
-    if (count == 0) {
-      return AVERROR_EOF;
-    }
-    if (errno != EINTR) {
-      return AVERROR(errno);
-    }
+  if (io.token_.isCancelled()) {
+    return AVERROR_EXIT;
   }
+  const ssize_t count = uninterrupted(
+      [&] { return pread(io.descriptor_, buffer, static_cast<std::size_t>(size), io.position_); });
+  if (count < 0) {
+    return AVERROR(errno);
+  }
+  io.position_ += count;
+  return count == 0 ? AVERROR_EOF : static_cast<int>(count);
 }
 
 int MovieFileIO::write(void* self, std::uint8_t* buffer, int size) {
@@ -104,14 +89,14 @@ int MovieFileIO::write(void* self, std::uint8_t* buffer, int size) {
     if (io.token_.isCancelled()) {
       return AVERROR_EXIT;
     }
-    const ssize_t count =
-        pwrite(io.descriptor_, buffer + written, static_cast<std::size_t>(size - written), io.position_);
-    if (count >= 0) {
-      written += static_cast<int>(count);
-      io.position_ += count;
-    } else if (errno != EINTR) {
+    const ssize_t count = uninterrupted([&] {
+      return pwrite(io.descriptor_, buffer + written, static_cast<std::size_t>(size - written), io.position_);
+    });
+    if (count < 0) {
       return AVERROR(errno);
     }
+    written += static_cast<int>(count);
+    io.position_ += count;
   }
   return written;
 }

@@ -1,8 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
+#include <utility>
 
+#include "Platform/Linux/Descriptor.h"
 #include "Platform/Linux/LibAV.h"
 #include "TolvanderCore/Cancellation.h"
 #include "TolvanderCore/FileURL.h"
@@ -17,21 +18,17 @@ class MovieFile {
   static MovieFile openForReading(const FileURL& url);
   static MovieFile create(const FileURL& url);  // fails where anything exists
 
-  ~MovieFile();
-  MovieFile(MovieFile&& other) noexcept;
-  MovieFile& operator=(MovieFile&&) = delete;
-
   const FileURL& url() const { return url_; }
-  int descriptor() const { return descriptor_; }
+  int descriptor() const { return descriptor_.number(); }
 
   // Closes a written file. Throws PosixError, since a failure here may be a failed write.
   void close();
 
  private:
-  MovieFile(FileURL url, int descriptor) : url_(std::move(url)), descriptor_(descriptor) {}
+  MovieFile(FileURL url, Descriptor descriptor) : url_(std::move(url)), descriptor_(std::move(descriptor)) {}
 
   FileURL url_;
-  int descriptor_;
+  Descriptor descriptor_;
 };
 
 // libav's view of a file, with a position of its own: several of them may read one file. Every read and write

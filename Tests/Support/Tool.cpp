@@ -5,46 +5,53 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
-#include <cerrno>
-#include <stdexcept>
-#include <system_error>
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
 
 #include "Tests/Support/TemporaryFolder.h"
 
 namespace tolvander::tests {
 
-std::optional<std::string> outputOfTool(const std::vector<std::string>& command) {
+bool toolExists(const std::string& name) {
+  const char* const searchPath = std::getenv("PATH");
+  std::istringstream folders(searchPath == nullptr ? "" : searchPath);
+  for (std::string folder; std::getline(folders, folder, ':');) {
+    if (access((std::filesystem::path(folder) / name).c_str(), X_OK) == 0) {
+      return true;
+    }
+  }
+  return false;
+}
+
+ToolResult runTool(const std::vector<std::string>& arguments) {
   const TemporaryFolder folder;
-  const FileURL output = folder / "stdout";
-  const FileURL errors = folder / "stderr";
+  const FileURL output = folder / "output";
+  const FileURL errors = folder / "errors";
+
+  std::vector<char*> argumentPointers;
+  for (const std::string& argument : arguments) {
+    argumentPointers.push_back(const_cast<char*>(argument.c_str()));
+  }
+  argumentPointers.push_back(nullptr);
+
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  constexpr int create = O_WRONLY | O_CREAT | O_TRUNC;
   posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.path().c_str(), create, 0600);
-  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errors.path().c_str(), create, 0600);
-  std::vector<char*> arguments;
-  for (const std::string& argument : command) {
-    arguments.push_back(const_cast<char*>(argument.c_str()));
-  }
-  arguments.push_back(nullptr);
-  pid_t child = 0;
-  const int error = posix_spawnp(&child, arguments[0], &actions, nullptr, arguments.data(), environ);
+  constexpr int newFile = O_WRONLY | O_CREAT | O_TRUNC;
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.path().c_str(), newFile, 0600);
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errors.path().c_str(), newFile, 0600);
+  pid_t process = 0;
+  const int failure =
+      posix_spawnp(&process, argumentPointers.front(), &actions, nullptr, argumentPointers.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
-  if (error == ENOENT) {
-    return std::nullopt;
-  }
-  if (error != 0) {
-    throw std::system_error(error, std::generic_category(), command[0]);
-  }
   int status = 0;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  if (failure != 0 || waitpid(process, &status, 0) != process) {
+    return {};
   }
-  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-    throw std::runtime_error(command[0] + " failed: " + readFile(errors));
-  }
-  return readFile(output);
+  return {.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1,
+          .output = readFile(output),
+          .errors = readFile(errors)};
 }
 
 }  // namespace tolvander::tests

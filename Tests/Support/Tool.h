@@ -1,13 +1,20 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
 namespace tolvander::tests {
 
-// Runs a program of this machine without a shell and gives what it wrote to standard output; absent when it
-// isn't installed. A status other than 0 throws std::runtime_error with what it wrote to standard error.
-std::optional<std::string> outputOfTool(const std::vector<std::string>& command);
+// Whether `name` is a program on the search path. A test that needs one skips with its name as the reason.
+bool toolExists(const std::string& name);
+
+struct ToolResult {
+  int status = -1;  // the exit status; -1 when it couldn't be started or died of a signal
+  std::string output;
+  std::string errors;
+};
+
+// Runs a program of the search path to its end, with nothing on its standard input.
+ToolResult runTool(const std::vector<std::string>& arguments);
 
 }  // namespace tolvander::tests
