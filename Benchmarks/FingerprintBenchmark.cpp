@@ -8,13 +8,12 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <stdexcept>
 #include <vector>
 
+#include "Benchmarks/Measuring.h"
 #include "TolvanderCore/FileFingerprinter.h"
 #include "TolvanderCore/FileReader.h"
 
@@ -64,12 +63,6 @@ class LargeFile {
 const FileURL& largeFile() {
   static const LargeFile file;
   return file.url();
-}
-
-double seconds(const std::function<void()>& work) {
-  const auto begin = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
 
 void readPlainly(const FileURL& url) {

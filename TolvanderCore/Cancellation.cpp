@@ -3,6 +3,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 namespace tolvander {
@@ -16,6 +17,7 @@ class CancellationState {
     if (cancelled_.exchange(true, std::memory_order_acq_rel)) {
       return;
     }
+    runner_ = std::this_thread::get_id();
     while (!waiting_.empty()) {
       running_ = waiting_.front();
       waiting_.erase(waiting_.begin());
@@ -40,7 +42,9 @@ class CancellationState {
   void remove(const std::function<void()>* function) {
     std::unique_lock lock(mutex_);
     std::erase(waiting_, function);
-    ended_.wait(lock, [&] { return running_ != function; });
+    if (runner_ != std::this_thread::get_id()) {  // a callback may destroy itself, which would wait for ever
+      ended_.wait(lock, [&] { return running_ != function; });
+    }
   }
 
  private:
@@ -49,6 +53,7 @@ class CancellationState {
   std::condition_variable ended_;
   std::vector<const std::function<void()>*> waiting_;
   const std::function<void()>* running_ = nullptr;
+  std::thread::id runner_;  // the thread that cancelled
 };
 
 bool CancellationToken::isCancelled() const { return state_ && state_->isCancelled(); }
@@ -61,7 +66,10 @@ void CancellationToken::throwIfCancelled() const {
 
 CancellationSource::CancellationSource() : state_(std::make_shared<CancellationState>()) {}
 
-void CancellationSource::cancel() { state_->cancel(); }
+void CancellationSource::cancel() {
+  const auto state = state_;  // a callback may end the life of this source
+  state->cancel();
+}
 
 CancellationCallback::CancellationCallback(const CancellationToken& token, std::function<void()> function)
     : state_(token.state_), function_(std::move(function)) {

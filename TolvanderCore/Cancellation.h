@@ -53,7 +53,8 @@ class CancellationSource {
 
 // Runs a function once when the token's source is cancelled: on the cancelling thread, or at once on this one
 // if that happened before. Destroying it waits for a run on another thread to end; from then on the function
-// is not called. The function must not throw, and must not wait for the thread that destroys this object.
+// is not called. The function must not throw, and must not wait for the thread that destroys this object; it
+// may itself destroy this object, as the last thing that it does.
 class CancellationCallback {
  public:
   CancellationCallback(const CancellationToken& token, std::function<void()> function);

@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "TolvanderCore/SystemErrors.h"
@@ -16,6 +17,14 @@ FileReader::FileReader(const FileURL& url)
 }
 
 FileReader::~FileReader() { close(descriptor_); }
+
+std::size_t FileReader::size() const {
+  struct stat status {};
+  if (fstat(descriptor_, &status) != 0) {
+    throw PosixError(errno, "look at", url_);
+  }
+  return static_cast<std::size_t>(status.st_size);
+}
 
 std::size_t FileReader::read(std::span<std::byte> buffer) {
   std::size_t total = 0;

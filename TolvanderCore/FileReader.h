@@ -16,6 +16,9 @@ class FileReader {
   FileReader(const FileReader&) = delete;
   FileReader& operator=(const FileReader&) = delete;
 
+  // How many bytes the file has at this moment. Throws PosixError.
+  std::size_t size() const;
+
   // Reads into `buffer` until it is full or the file ends, and returns the number of bytes read: 0 only at
   // the end of the file (or for an empty buffer). Throws PosixError. Never maps the file: a camera that is
   // pulled out has to end in an error and not in a signal.

@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -52,10 +53,10 @@ FileURL FileURL::appending(std::string_view component) const {
     return *this;
   }
   std::string path(withoutTrailingSlashes(path_));
-  if (!path.ends_with('/') && !component.starts_with('/')) {
+  if (!path.ends_with('/')) {
     path += '/';
   }
-  path += component;
+  path += component.substr(std::min(component.find_first_not_of('/'), component.size()));
   return FileURL(std::move(path));
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <set>
@@ -13,6 +15,11 @@ namespace tolvander {
 template <typename Value>
 std::size_t hashOfField(const Value& value) {
   return std::hash<Value>()(value);
+}
+
+template <typename Clock, typename Duration>
+std::size_t hashOfField(const std::chrono::time_point<Clock, Duration>& instant) {
+  return hashOfField(instant.time_since_epoch().count());
 }
 
 template <typename Range>
@@ -28,15 +35,25 @@ std::size_t hashOfField(const std::set<Element>& set) {
   return hashOfElements(set);
 }
 
+template <typename Value>
+std::size_t hashOfField(const std::optional<Value>& value) {
+  // Apart from any one value's hash by its own constant, so that absent and default differ.
+  return value ? hashOfField(*value) : 0x5bd1e995U;
+}
+
 template <typename... Fields>
 std::size_t hashOfFields(const Fields&... fields) {
-  std::size_t seed = sizeof...(Fields);
-  const auto mix = [&seed](std::size_t hash) {
-    // The golden ratio's fraction spreads neighbouring values; the shifts let every field reach every bit.
-    seed ^= hash + 0x9e3779b97f4a7c15ULL + (seed << 6U) + (seed >> 2U);
+  std::uint64_t seed = sizeof...(Fields);
+  // SplitMix64 (Steele, Lea, Flood 2014): std::hash leaves whole numbers as they are, and a plain sum and
+  // shift would put two thirds of neighbouring pairs onto each other.
+  const auto mix = [&seed](std::uint64_t hash) {
+    seed += hash + 0x9e3779b97f4a7c15ULL;
+    seed = (seed ^ (seed >> 30U)) * 0xbf58476d1ce4e5b9ULL;
+    seed = (seed ^ (seed >> 27U)) * 0x94d049bb133111ebULL;
+    seed ^= seed >> 31U;
   };
   (mix(hashOfField(fields)), ...);
-  return seed;
+  return static_cast<std::size_t>(seed);
 }
 
 template <typename Range>

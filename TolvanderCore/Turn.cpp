@@ -30,4 +30,10 @@ void Turn::Holder::release() {
   turn_.changed_.notify_all();
 }
 
+std::size_t Turn::waitingCount() const {
+  const std::lock_guard lock(mutex_);
+  const std::uint64_t holderAndWaiting = nextTicket_ - serving_;
+  return holderAndWaiting == 0 ? 0 : static_cast<std::size_t>(holderAndWaiting - 1);
+}
+
 }  // namespace tolvander

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <mutex>
 
@@ -27,11 +28,14 @@ class Turn {
     bool held_ = false;
   };
 
+  // How many wait for the turn at this moment.
+  std::size_t waitingCount() const;
+
  private:
-  std::mutex mutex_;
+  mutable std::mutex mutex_;
   std::condition_variable changed_;
   std::uint64_t nextTicket_ = 0;
-  std::uint64_t serving_ = 0;
+  std::uint64_t serving_ = 0;  // equal to nextTicket_ when nobody holds the turn
 };
 
 }  // namespace tolvander

@@ -43,8 +43,7 @@ void SHA256::update(std::span<const std::byte> bytes) {
 
 SHA256::Digest SHA256::finish() {
   Digest digest;
-  require(
-      EVP_DigestFinal_ex(context_->evp.get(), reinterpret_cast<unsigned char*>(digest.data()), nullptr));
+  require(EVP_DigestFinal_ex(context_->evp.get(), reinterpret_cast<unsigned char*>(digest.data()), nullptr));
   context_->begin();
   return digest;
 }

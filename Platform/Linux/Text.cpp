@@ -79,10 +79,29 @@ std::weak_ordering standardCompare(std::string_view left, std::string_view right
   return result <=> 0;
 }
 
+std::string standardSortKey(std::string_view text) {
+  const icu::UnicodeString characters = utf16(text);
+  const auto writeKey = [&](std::string& key) {
+    return static_cast<std::size_t>(collator().getSortKey(
+        characters, reinterpret_cast<std::uint8_t*>(key.data()), static_cast<std::int32_t>(key.size())));
+  };
+  constexpr std::size_t enoughForMostPaths = 256;
+  std::string key(enoughForMostPaths, '\0');
+  std::size_t size = writeKey(key);
+  if (size > key.size()) {
+    key.resize(size);
+    size = writeKey(key);
+  }
+  precondition(size > 0, "every text has a sort key");
+  key.resize(size - 1);  // without the zero that ends it
+  key.shrink_to_fit();
+  return key;
+}
+
 bool equalIgnoringCase(std::string_view left, std::string_view right) {
   UErrorCode status = U_ZERO_ERROR;
-  const int result =
-      icu::Normalizer::compare(utf16(left), utf16(right), U_COMPARE_IGNORE_CASE | U_FOLD_CASE_DEFAULT, status);
+  const int result = icu::Normalizer::compare(utf16(left), utf16(right),
+                                              U_COMPARE_IGNORE_CASE | U_FOLD_CASE_DEFAULT, status);
   precondition(U_SUCCESS(status), "any two texts can be compared");
   return result == 0;
 }
@@ -111,7 +130,7 @@ struct RegularExpression::Compiled {
 RegularExpression::RegularExpression(std::string_view pattern) : compiled_(std::make_unique<Compiled>()) {
   // Patterns come from files that anyone can write, and some take longer than the universe lasts on 30
   // letters. The longest file name needs one step of time and some kilobytes with any pattern of good will.
-  constexpr std::int32_t timeLimit = 50;  // in steps of 10,000 states that the engine passes through
+  constexpr std::int32_t timeLimit = 50;          // in steps of 10,000 states that the engine passes through
   constexpr std::int32_t stackLimit = 1'048'576;  // bytes
 
   UErrorCode status = U_ZERO_ERROR;

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "TolvanderCore/Date.h"
-#include "TolvanderCore/Error.h"
 #include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander {
 
@@ -53,7 +53,7 @@ class DirectoryEnumerator {
  public:
   // Told of a folder that can't be read, with the error; answers whether to go on without what is missing
   // there.
-  using ErrorHandler = std::function<bool(const FileURL& url, const Error& error)>;
+  using ErrorHandler = std::function<bool(const FileURL& url, const PosixError& error)>;
 
   // Absent when there is no folder at `root`. A folder that can't be opened for another reason is reported to
   // the handler by the first call of next(). Without a handler the walk goes on past every error.

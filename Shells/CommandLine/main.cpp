@@ -1,0 +1,76 @@
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "Shells/CommandLine/Arguments.h"
+#include "Shells/CommandLine/Command.h"
+#include "Shells/CommandLine/Interruption.h"
+#include "TolvanderCore/Error.h"
+
+namespace tolvander::shell {
+
+namespace {
+
+ExitStatus runReportingFailure(Command& command, const Context& context) {
+  try {
+    const ExitStatus status = command.run(context);
+    if (!std::cout.flush()) {
+      std::cerr << "tolvanderctl: the output could not be written\n";
+      return ExitStatus::failed;
+    }
+    return status;
+  } catch (const CancellationError&) {
+    return ExitStatus::stopped;
+  } catch (const Error& error) {
+    std::cerr << "tolvanderctl: " << error.description().value_or(error.what()) << "\n";
+  } catch (const std::exception& error) {
+    std::cerr << "tolvanderctl: " << error.what() << "\n";
+  }
+  return ExitStatus::failed;
+}
+
+ExitStatus runCommandLine(int argumentCount, const char* const* arguments) {
+  CLI::App application("Tolvander takes photos and videos off a camera into your photo library, each once.",
+                       "tolvanderctl");
+  std::string home;
+  Context context;
+  application.set_version_flag("--version", "tolvanderctl " TOLVANDER_VERSION);
+  application.add_option("--home", home, "Keep every file of ours below this folder")->type_name("DIR");
+  application.add_flag("--json", context.json, "Print one JSON document, for programs");
+  application.require_subcommand(1);
+  application.fallthrough();
+
+  std::vector<std::pair<CLI::App*, std::unique_ptr<Command>>> commands;
+  for (auto& command : {&makeScanCommand, &makeHistoryCommand}) {
+    auto made = command();
+    CLI::App* declared = made->declare(application);
+    commands.emplace_back(declared, std::move(made));
+  }
+  try {
+    application.parse(argumentCount, arguments);
+  } catch (const CLI::ParseError& error) {
+    return application.exit(error) == 0 ? ExitStatus::done : ExitStatus::wrongUsage;
+  }
+  if (!home.empty()) {
+    context.home = fileURLFromArgument(home);
+  }
+  const Interruption interruption;
+  context.cancellation = interruption.token();
+  for (const auto& [declared, command] : commands) {
+    if (declared->parsed()) {
+      return runReportingFailure(*command, context);
+    }
+  }
+  return ExitStatus::wrongUsage;
+}
+
+}  // namespace
+
+}  // namespace tolvander::shell
+
+int main(int argumentCount, char** arguments) {
+  return static_cast<int>(tolvander::shell::runCommandLine(argumentCount, arguments));
+}

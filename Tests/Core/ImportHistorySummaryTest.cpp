@@ -1,0 +1,87 @@
+#include "TolvanderCore/ImportHistorySummary.h"
+
+#include <gtest/gtest.h>
+
+namespace tolvander {
+namespace {
+
+ImportRecord photo(std::string source, std::optional<std::string> payload = {},
+                   std::optional<std::string> asset = {}, std::string filename = "PICT0001.JPG") {
+  ImportRecord record;
+  record.sourceFingerprint = std::move(source);
+  record.mediaPayloadFingerprint = std::move(payload);
+  record.photosAssetIdentifier = std::move(asset);
+  record.filename = std::move(filename);
+  return record;
+}
+
+ImportHistorySummary summary(std::vector<ImportRecord> records) {
+  return ImportHistorySummary::of(ImportRecords(std::move(records)));
+}
+
+TEST(ImportHistorySummary, ofNothingIsZero) {
+  EXPECT_EQ(summary({}), (ImportHistorySummary{.uniquePhotoCount = 0, .uniqueVideoCount = 0}));
+}
+
+TEST(ImportHistorySummary, countsPhotosAndVideosApartByTheirExtension) {
+  EXPECT_EQ(summary({photo("a"), photo("b", {}, {}, "M.AVI"), photo("c", {}, {}, "m.mov"),
+                     photo("d", {}, {}, "m.Mp4"), photo("e", {}, {}, "m.m4v"), photo("f", {}, {}, "avi"),
+                     photo("g", {}, {}, "")}),
+            (ImportHistorySummary{.uniquePhotoCount = 4, .uniqueVideoCount = 3}));
+}
+
+TEST(ImportHistorySummary, countsRecordsThatShareAPayloadOrAnAssetAsOneItem) {
+  EXPECT_EQ(summary({photo("a", "p"), photo("b", "p"), photo("c", "q")}).uniquePhotoCount, 2);
+  EXPECT_EQ(summary({photo("a", {}, "x"), photo("b", {}, "x"), photo("c", {}, "y")}).uniquePhotoCount, 2);
+}
+
+TEST(ImportHistorySummary, joinsRecordsThroughOthers) {
+  EXPECT_EQ(
+      summary({photo("a", "p"), photo("b", "p", "x"), photo("c", {}, "x"), photo("d")}).uniquePhotoCount, 2);
+}
+
+TEST(ImportHistorySummary, keepsTheKindsOfIdentityApart) {
+  EXPECT_EQ(summary({photo("a", "b"), photo("b", "c"), photo("c", {}, "a")}).uniquePhotoCount, 3);
+}
+
+TEST(ImportHistorySummary, neverJoinsAPhotoAndAVideo) {
+  EXPECT_EQ(summary({photo("a", {}, "x"), photo("b", {}, "x", "b.mov")}),
+            (ImportHistorySummary{.uniquePhotoCount = 1, .uniqueVideoCount = 1}));
+}
+
+TEST(ImportHistorySummary, takesEmptyTextsForNoIdentity) {
+  EXPECT_EQ(summary({photo("a", "", ""), photo("b", "", ""), photo("", "", "")}).uniquePhotoCount, 3);
+}
+
+TEST(ImportHistorySummary, joinsALongChain) {
+  std::vector<ImportRecord> records;
+  for (int index = 0; index < 10'000; ++index) {
+    records.push_back(
+        photo(std::to_string(index), "p" + std::to_string(index / 2), "x" + std::to_string((index + 1) / 2)));
+  }
+  EXPECT_EQ(summary(std::move(records)).uniquePhotoCount, 1);
+}
+
+TEST(ImportRecords, keepTheLastOfSeveralRecordsOfOneSource) {
+  const ImportRecords records({photo("b", "1"), photo("a"), photo("b", "2"), photo("b", "3")});
+  ASSERT_EQ(records.size(), 2U);
+  EXPECT_EQ(records.begin()->sourceFingerprint, "a");
+  EXPECT_EQ(records.find("b")->mediaPayloadFingerprint, "3");
+  EXPECT_EQ(records.find("c"), nullptr);
+}
+
+TEST(ImportRecords, areValues) {
+  ImportRecords original({photo("a", "old")});
+  ImportRecords copy = original;
+  copy.insertOrAssign(photo("a", "new"));
+  copy.insertOrAssign(photo("0"));
+  EXPECT_EQ(original.find("a")->mediaPayloadFingerprint, "old");
+  EXPECT_EQ(original.size(), 1U);
+  EXPECT_EQ(copy.find("a")->mediaPayloadFingerprint, "new");
+  EXPECT_EQ(copy.begin()->sourceFingerprint, "0");
+  EXPECT_NE(original, copy);
+  EXPECT_EQ(original, ImportRecords({photo("a", "old")}));
+}
+
+}  // namespace
+}  // namespace tolvander

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "TolvanderCore/DeviceProfile.h"
+#include "TolvanderCore/UUID.h"
+
+namespace tolvander {
+
+// The user's saved permission for one particular volume.
+struct CameraAccessGrant {
+  UUID id;         // also the identity of the profile that is made from this grant
+  UUID profileID;  // the profile on which the grant is based
+  std::string name;
+  std::optional<std::string> volumeUUID;
+  std::vector<std::string> volumeNames;
+  std::vector<std::byte> bookmark;  // opaque saved access; nothing in the engine looks inside
+  bool isEnabled = false;
+
+  // A copy of `profile` that is tied to the granted volume: identity, name, enabled state, bookmark and the
+  // evidence of UUID and names are the grant's, all rules about media stay the profile's.
+  DeviceProfile applying(DeviceProfile profile) const;
+
+  friend bool operator==(const CameraAccessGrant&, const CameraAccessGrant&) = default;
+};
+
+}  // namespace tolvander
+
+template <>
+struct std::hash<tolvander::CameraAccessGrant> {
+  std::size_t operator()(const tolvander::CameraAccessGrant& grant) const noexcept;
+};

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/ImportRecords.h"
+#include "TolvanderCore/JSONWriter.h"
+#include "TolvanderCore/ManagedTrashRecord.h"
+
+namespace tolvander {
+
+// The whole content of the history file.
+struct HistoryDatabase {
+  static constexpr std::int64_t currentVersion = 5;
+
+  std::int64_t version = currentVersion;
+  ImportRecords imports;                  // by source fingerprint
+  std::vector<ManagedTrashRecord> trash;  // in the order in which they were added
+  std::set<std::string> pendingImports;   // source fingerprints of imports begun and not yet resolved
+  std::map<std::string, std::string>
+      pendingProcessedFingerprints;  // of those, source to processed fingerprint
+
+  friend bool operator==(const HistoryDatabase&, const HistoryDatabase&) = default;
+};
+
+// Reads a history file of any version from 1 to the current one; every later addition is an optional key.
+// Records are keyed by their own source fingerprint whatever key the file used, and processed fingerprints
+// without a pending import are dropped. Throws DecodingError for what is no such file, PosixError where it
+// can't be read.
+HistoryDatabase readHistory(const FileURL& file);
+
+// Writes the current version's form: pretty-printed JSON, keys in ascending order in every object, dates in
+// UTC with whole seconds (fractions are lost), absent optional fields left out. Throws what the sink throws.
+void writeHistory(const HistoryDatabase& database, JSONWriter::Sink sink);
+
+}  // namespace tolvander

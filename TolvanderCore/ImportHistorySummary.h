@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+
+#include "TolvanderCore/ImportRecords.h"
+
+namespace tolvander {
+
+// How many different items the history knows. Records that share a source fingerprint, a payload fingerprint
+// or a library asset, directly or through others, are one item; photos and videos (by the extension of the
+// file name) are counted apart.
+struct ImportHistorySummary {
+  std::int64_t uniquePhotoCount = 0;
+  std::int64_t uniqueVideoCount = 0;
+
+  static ImportHistorySummary of(const ImportRecords& records);
+
+  friend bool operator==(const ImportHistorySummary&, const ImportHistorySummary&) = default;
+};
+
+}  // namespace tolvander

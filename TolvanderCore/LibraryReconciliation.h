@@ -1,0 +1,29 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+
+namespace tolvander {
+
+// A library item that is proven to hold a camera file.
+struct LibraryMatch {
+  std::string assetIdentifier;
+  std::string resourceFingerprint;  // of the item's resource bytes
+  std::optional<std::string> mediaPayloadFingerprint;
+
+  friend bool operator==(const LibraryMatch&, const LibraryMatch&) = default;
+};
+
+// What one search of the library gives. All keys are source fingerprints.
+struct LibraryReconciliation {
+  std::map<std::string, LibraryMatch> matches;         // files found by content
+  std::set<std::string> unchecked;                     // files for which the search could not reach a verdict
+  bool budgetExceeded = false;                         // the search stopped at its limits
+  std::map<std::string, std::string> metadataMatches;  // asset identifiers of files found by metadata alone
+
+  friend bool operator==(const LibraryReconciliation&, const LibraryReconciliation&) = default;
+};
+
+}  // namespace tolvander

@@ -1,0 +1,16 @@
+#include "TolvanderCore/MediaSourceError.h"
+
+namespace tolvander {
+
+MediaSourceError MediaSourceError::volumeAccessDenied(std::string volumeName) {
+  return MediaSourceError(std::move(volumeName));
+}
+
+MediaSourceError::MediaSourceError(std::string volumeName)
+    : Error("no permission to read the volume"), volumeName_(std::move(volumeName)) {}
+
+std::optional<std::string> MediaSourceError::description() const {
+  return "Tolvander cannot read " + volumeName_ + ". Allow removable-volume access in System Settings.";
+}
+
+}  // namespace tolvander

@@ -1,0 +1,18 @@
+#include "TolvanderCore/SyncHistoryError.h"
+
+namespace tolvander {
+
+SyncHistoryError::SyncHistoryError(Case kind)
+    : Error(kind == Case::unreadableHistory ? "the import history is unreadable" : "an import is unresolved"),
+      kind_(kind) {}
+
+std::optional<std::string> SyncHistoryError::description() const {
+  return kind_ == Case::unreadableHistory
+             ? "Tolvander couldn’t read its import history. Sync is paused to prevent duplicates. "
+               "Contact " TOLVANDER_SUPPORT_EMAIL " for help."
+             : "A previous import was interrupted. Check Photos to recover its result; unresolved items stay "
+               "paused "
+               "to prevent duplicates.";
+}
+
+}  // namespace tolvander

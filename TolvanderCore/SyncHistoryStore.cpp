@@ -1,0 +1,238 @@
+#include "TolvanderCore/SyncHistoryStore.h"
+
+#include <errno.h>
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+#include "TolvanderCore/Platform/AtomicFile.h"
+#include "TolvanderCore/Platform/FileSystem.h"
+#include "TolvanderCore/Precondition.h"
+#include "TolvanderCore/SystemErrors.h"
+
+namespace tolvander {
+
+namespace {
+
+constexpr std::string_view currentPayloadScheme = "jpeg-v2:";
+
+void merge(HistoryDatabase& database, const ImportRecord& incoming) {
+  const ImportRecord* known = database.imports.find(incoming.sourceFingerprint);
+  if (!incoming.isContentConfirmed() && known != nullptr && known->isContentConfirmed()) {
+    return;
+  }
+  database.imports.insertOrAssign(ImportRecord::make(incoming));
+  // Only content can prove what an interrupted import left behind.
+  if (incoming.isContentConfirmed()) {
+    database.pendingImports.erase(incoming.sourceFingerprint);
+    database.pendingProcessedFingerprints.erase(incoming.sourceFingerprint);
+  }
+}
+
+bool canUpgradePayload(const ImportRecord* record, const FingerprintedMediaFile& file) {
+  return file.mediaPayloadFingerprint && file.mediaPayloadFingerprint->starts_with(currentPayloadScheme) &&
+         record != nullptr && record->isContentConfirmed() &&
+         record->mediaPayloadFingerprint != file.mediaPayloadFingerprint;
+}
+
+// Whether the path ends at a symbolic link that leads nowhere. Then the history is on a disk that isn't
+// mounted, which must not be taken for a history that was never written.
+bool leadsThroughBrokenLink(FileURL url) {
+  for (; url.path() != "/"; url = url.deletingLastPathComponent()) {
+    try {
+      return fileResourceValues(url).isSymbolicLink && !fileExists(url);
+    } catch (const PosixError&) {
+      continue;  // not there; what is above it decides
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+SyncHistoryStore::PayloadFingerprints SyncHistoryStore::payloadFingerprints(const ImportRecords& records) {
+  PayloadFingerprints fingerprints;
+  fingerprints.reserve(records.size());
+  for (const ImportRecord& record : records) {
+    if (record.mediaPayloadFingerprint) {
+      fingerprints.insert(*record.mediaPayloadFingerprint);
+    }
+  }
+  return fingerprints;
+}
+
+FileURL SyncHistoryStore::historyFile(const StandardDirectories& directories) {
+  precondition(directories.applicationSupport.has_value(), "the user has a folder for application data");
+  return directories.applicationSupport->appending("Tolvander").appending("history.json");
+}
+
+SyncHistoryStore::SyncHistoryStore(FileURL fileURL) : fileURL_(std::move(fileURL)) {
+  AtomicFile::removeLeftovers(fileURL_);
+  try {
+    database_ = readHistory(fileURL_);
+  } catch (const PosixError& error) {
+    // Without a file this is the first run.
+    loadFailed_ = error.code() != ENOENT || leadsThroughBrokenLink(fileURL_);
+  } catch (const std::exception&) {
+    loadFailed_ = true;
+  }
+  payloadFingerprints_ = payloadFingerprints(database_.imports);
+}
+
+void SyncHistoryStore::ensureAvailable() {
+  const Turn::Holder turn(turn_);
+  requireAvailable();
+}
+
+bool SyncHistoryStore::containsFingerprint(std::string_view fingerprint) {
+  return containsSourceFingerprint(fingerprint);
+}
+
+bool SyncHistoryStore::containsSourceFingerprint(std::string_view sourceFingerprint) {
+  return contains(sourceFingerprint, std::nullopt);
+}
+
+bool SyncHistoryStore::containsMediaPayloadFingerprint(std::string_view mediaPayloadFingerprint) {
+  const Turn::Holder turn(turn_);
+  requireAvailable();
+  return payloadFingerprints_.contains(mediaPayloadFingerprint);
+}
+
+bool SyncHistoryStore::contains(std::string_view sourceFingerprint,
+                                const std::optional<std::string>& mediaPayloadFingerprint) {
+  const Turn::Holder turn(turn_);
+  requireAvailable();
+  return database_.imports.contains(sourceFingerprint) ||
+         (mediaPayloadFingerprint && payloadFingerprints_.contains(*mediaPayloadFingerprint));
+}
+
+void SyncHistoryStore::record(const std::vector<ImportRecord>& records) {
+  change([&](HistoryDatabase& next) {
+    for (const ImportRecord& incoming : records) {
+      merge(next, incoming);
+    }
+  });
+}
+
+void SyncHistoryStore::record(const ImportRecord& record) { this->record(std::vector{record}); }
+
+void SyncHistoryStore::beginImport(const std::vector<std::string>& sourceFingerprints) {
+  change([&](HistoryDatabase& next) {
+    next.pendingImports.insert(sourceFingerprints.begin(), sourceFingerprints.end());
+  });
+}
+
+void SyncHistoryStore::beginPreparedImport(const std::vector<PreparedMediaFile>& files) {
+  change([&](HistoryDatabase& next) {
+    for (const PreparedMediaFile& file : files) {
+      next.pendingImports.insert(file.sourceFingerprint);
+      next.pendingProcessedFingerprints[file.sourceFingerprint] = file.processedFingerprint;
+    }
+  });
+}
+
+void SyncHistoryStore::abandonFailedImport(const std::vector<std::string>& sourceFingerprints) {
+  change([&](HistoryDatabase& next) {
+    for (const std::string& source : sourceFingerprints) {
+      next.pendingImports.erase(source);
+      next.pendingProcessedFingerprints.erase(source);
+    }
+  });
+}
+
+std::set<std::string> SyncHistoryStore::pendingImportSources() {
+  const Turn::Holder turn(turn_);
+  requireAvailable();
+  return database_.pendingImports;
+}
+
+std::map<std::string, std::string> SyncHistoryStore::pendingProcessedFingerprints() {
+  const Turn::Holder turn(turn_);
+  requireAvailable();
+  return database_.pendingProcessedFingerprints;
+}
+
+ImportRecords SyncHistoryStore::records() {
+  const Turn::Holder turn(turn_);
+  requireAvailable();
+  return database_.imports;
+}
+
+ImportHistorySummary SyncHistoryStore::historySummary() { return ImportHistorySummary::of(records()); }
+
+void SyncHistoryStore::upgradePayloadIdentities(const std::vector<FingerprintedMediaFile>& files) {
+  const Turn::Holder turn(turn_);
+  requireAvailable();
+  std::vector<ImportRecord> upgraded;
+  for (const FingerprintedMediaFile& file : files) {
+    const ImportRecord* record = database_.imports.find(file.sourceFingerprint);
+    if (canUpgradePayload(record, file)) {
+      upgraded.push_back(*record);
+      upgraded.back().mediaPayloadFingerprint = file.mediaPayloadFingerprint;
+    }
+  }
+  if (upgraded.empty()) {
+    return;
+  }
+  HistoryDatabase next = database_;
+  for (const ImportRecord& record : upgraded) {
+    merge(next, record);
+  }
+  save(std::move(next));
+}
+
+void SyncHistoryStore::addTrash(const std::vector<ManagedTrashRecord>& records) {
+  change([&](HistoryDatabase& next) { next.trash.insert(next.trash.end(), records.begin(), records.end()); });
+}
+
+std::vector<ManagedTrashRecord> SyncHistoryStore::trashRecords() {
+  const Turn::Holder turn(turn_);
+  requireAvailable();
+  return database_.trash;
+}
+
+void SyncHistoryStore::removeTrash(const std::set<UUID>& ids) { updateTrash(ids, {}); }
+
+void SyncHistoryStore::updateTrash(const std::set<UUID>& deleted,
+                                   const std::vector<ManagedTrashRecord>& relocated) {
+  std::map<UUID, ManagedTrashRecord> replacements;
+  for (const ManagedTrashRecord& record : relocated) {
+    replacements.insert_or_assign(record.id, record);
+  }
+  change([&](HistoryDatabase& next) {
+    std::erase_if(next.trash, [&](const ManagedTrashRecord& record) { return deleted.contains(record.id); });
+    for (ManagedTrashRecord& record : next.trash) {
+      if (const auto replacement = replacements.find(record.id); replacement != replacements.end()) {
+        record = replacement->second;
+      }
+    }
+  });
+}
+
+void SyncHistoryStore::requireAvailable() const {
+  if (loadFailed_) {
+    throw SyncHistoryError(SyncHistoryError::Case::unreadableHistory);
+  }
+}
+
+void SyncHistoryStore::change(const std::function<void(HistoryDatabase&)>& edit) {
+  const Turn::Holder turn(turn_);
+  requireAvailable();
+  HistoryDatabase next = database_;
+  edit(next);
+  save(std::move(next));
+}
+
+void SyncHistoryStore::save(HistoryDatabase next) {
+  PayloadFingerprints nextPayloads = payloadFingerprints(next.imports);
+  createDirectories(fileURL_.deletingLastPathComponent(), Durability::survivesPowerLoss);
+  AtomicFile file(fileURL_, Durability::survivesPowerLoss);
+  writeHistory(next, [&file](std::span<const std::byte> bytes) { file.write(bytes); });
+  file.commit();
+  // Memory follows the file, never the other way round, and by moves alone, which can't fail half-way.
+  database_ = std::move(next);
+  payloadFingerprints_ = std::move(nextPayloads);
+}
+
+}  // namespace tolvander

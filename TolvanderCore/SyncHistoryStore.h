@@ -1,0 +1,100 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
+
+#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/FingerprintedMediaFile.h"
+#include "TolvanderCore/HistoryDatabase.h"
+#include "TolvanderCore/ImportHistorySummary.h"
+#include "TolvanderCore/Platform/StandardDirectories.h"
+#include "TolvanderCore/PreparedMediaFile.h"
+#include "TolvanderCore/SyncHistoryError.h"
+#include "TolvanderCore/Turn.h"
+
+namespace tolvander {
+
+// The one durable memory of the program: what is in the library, what was moved to the Trash, and the marks
+// of imports that were begun and not yet resolved. A serialised owner: safe on every thread, one operation at
+// a time, first come first served. Nothing else writes the file.
+//
+// Every operation throws SyncHistoryError::unreadableHistory when the file couldn't be read at the start, and
+// then touches neither memory nor disk: an empty answer could be taken for an empty library. A changing
+// operation throws PosixError when the file can't be written; the file and memory are then as before. When it
+// returns, the change is on disk and survives a power loss.
+class SyncHistoryStore {
+ public:
+  // Where the history lies among a user's files. A user without a place for application data can't go on: the
+  // process ends.
+  static FileURL historyFile(const StandardDirectories& directories);
+
+  // Loads the file, which need not exist. An unreadable file is left as it is, to the last byte. Never
+  // throws. A file that can't be reached because a link on the way to it is broken counts as unreadable, not
+  // as missing.
+  explicit SyncHistoryStore(FileURL fileURL = SyncHistoryStore::historyFile(StandardDirectories::current()));
+
+  const FileURL& fileURL() const { return fileURL_; }
+
+  void ensureAvailable();
+
+  bool containsFingerprint(std::string_view fingerprint);
+  bool containsSourceFingerprint(std::string_view sourceFingerprint);
+  bool containsMediaPayloadFingerprint(std::string_view mediaPayloadFingerprint);
+  // Whether the source is known, or else the payload, if one is given.
+  bool contains(std::string_view sourceFingerprint,
+                const std::optional<std::string>& mediaPayloadFingerprint);
+
+  // Adds records, or replaces those of the same source. Weaker evidence never replaces stronger, and only a
+  // record on content clears the mark of its source. Saves, also for an empty list.
+  void record(const std::vector<ImportRecord>& records);
+  void record(const ImportRecord& record);
+
+  // Writes the marks of imports about to begin.
+  void beginImport(const std::vector<std::string>& sourceFingerprints);
+  void beginPreparedImport(const std::vector<PreparedMediaFile>& files);
+
+  // Takes marks back. Only for files that the library has definitely not taken.
+  void abandonFailedImport(const std::vector<std::string>& sourceFingerprints);
+
+  std::set<std::string> pendingImportSources();
+  std::map<std::string, std::string> pendingProcessedFingerprints();
+
+  // All records as they stand now; later changes don't show in what was returned.
+  ImportRecords records();
+  ImportHistorySummary historySummary();
+
+  // Gives records that were made before the current payload scheme the payload identity of their file. Saves
+  // once, or not at all where there is nothing to upgrade.
+  void upgradePayloadIdentities(const std::vector<FingerprintedMediaFile>& files);
+
+  void addTrash(const std::vector<ManagedTrashRecord>& records);
+  std::vector<ManagedTrashRecord> trashRecords();
+  // Saves, even where no record has one of the identities.
+  void removeTrash(const std::set<UUID>& ids);
+  // Drops records and replaces others by their identity, keeping the order. `deleted` wins; a relocated
+  // record that isn't known is ignored.
+  void updateTrash(const std::set<UUID>& deleted, const std::vector<ManagedTrashRecord>& relocated);
+
+ private:
+  // Views into the shared records, so that a look-up by payload doesn't walk them all.
+  using PayloadFingerprints = std::unordered_set<std::string_view>;
+  static PayloadFingerprints payloadFingerprints(const ImportRecords& records);
+
+  void requireAvailable() const;
+  void change(const std::function<void(HistoryDatabase&)>& edit);
+  void save(HistoryDatabase next);
+
+  Turn turn_;
+  const FileURL fileURL_;
+  bool loadFailed_ = false;
+  HistoryDatabase database_;
+  PayloadFingerprints payloadFingerprints_;  // of database_.imports
+};
+
+}  // namespace tolvander
