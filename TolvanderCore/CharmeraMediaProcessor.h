@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "TolvanderCore/Date.h"
+#include "TolvanderCore/MediaProcessingError.h"
+#include "TolvanderCore/MediaProcessingPlan.h"
+#include "TolvanderCore/Platform/Calendar.h"
+
+namespace tolvander {
+
+// Decides what must happen to a camera file before it is imported, and repairs the JPEGs of a Charmera.
+//
+// That camera's metadata isn't trusted. A repair throws every Exif block away and writes one whole block of a
+// fixed shape instead; the bytes that make the picture stay as they are to the last bit. Everything here is a
+// pure function of its arguments, which importing exactly once relies on: the same file always becomes the
+// same bytes. Touches no file. Safe on every thread.
+class CharmeraMediaProcessor {
+ public:
+  CharmeraMediaProcessor() = delete;
+
+  // The plan for a whole file in memory. Takes the bytes over, so that a file which isn't altered becomes the
+  // plan's output without a copy; for a repair, input and output are in memory together until it returns. The
+  // time it takes is that of its SHA-256 passes: one for an unaltered file, three for a repair.
+  //
+  // `fileExtension` is without a dot, in any case. Nothing but a file that is
+  // `confidentlyRecognizedAsCharmera` is ever altered, whatever its extension. `sourceModificationDate`
+  // stands in for a capture date that the picture doesn't give, as the wall-clock time in `timeZone`.
+  //
+  // Throws MediaProcessingError: malformedJPEG, missingImageDimensions, missingCaptureDate, and
+  // exifBlockTooLarge, all for a repair only.
+  static MediaProcessingPlan plan(std::vector<std::byte> data, std::string_view fileExtension,
+                                  bool confidentlyRecognizedAsCharmera,
+                                  std::optional<Date> sourceModificationDate, const TimeZone& timeZone);
+
+  // The fingerprint of the bytes that make a JPEG's picture, which its metadata doesn't change: "jpeg-v2:"
+  // and a SHA-256. Throws MediaProcessingError malformedJPEG.
+  static std::string jpegMediaPayloadFingerprint(std::span<const std::byte> data);
+
+  // Exif date text in its one proper form, "yyyy:MM:dd HH:mm:ss". White space and then NUL bytes at the ends
+  // are taken off, and a colon between date and time is mended. Absent for absent text, for any other form,
+  // and for a date or time of day that doesn't exist.
+  static std::optional<std::string> normalizedExifDate(std::optional<std::string_view> text);
+
+  // Whether text of the proper form names a day of the Gregorian calendar, from the year 1 on, and a time of
+  // day without leap seconds. Text of another form is a programming error.
+  static bool isValidExifDate(std::string_view text);
+
+  // The wall-clock time of `date` in `timeZone`, as the camera would have stamped it.
+  static std::string fallbackDateString(Date date, const TimeZone& timeZone);
+
+  // A whole APP1 segment with the camera's constants, the date in all three date fields, the pixel size and
+  // the orientation (Exif 2.32). Of 270 bytes for a date of 19 characters. Throws MediaProcessingError
+  // exifBlockTooLarge where it would exceed what a segment can hold.
+  static std::vector<std::byte> minimalExifSegment(std::string_view captureDate, int width, int height,
+                                                   std::uint16_t orientation);
+};
+
+}  // namespace tolvander

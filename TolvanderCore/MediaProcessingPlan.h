@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tolvander {
+
+// What is to happen to one camera file before it is imported, with every fingerprint that the import needs.
+//
+// The plan owns its output bytes. For a file that isn't altered they are the very bytes that were planned,
+// moved in and not copied; copying a plan copies them, so plans are moved.
+struct MediaProcessingPlan {
+  enum class Action {
+    passthrough,               // import the bytes as they are
+    repairJPEG,                // import the bytes of outputData, a JPEG with a new Exif block
+    unsupportedCharmeraVideo,  // refuse the file; never planned today
+    transcodeCharmeraVideo,    // rewrap the video; the plan has done no work on it
+  };
+
+  enum class CaptureDateSource {
+    embeddedOriginal,
+    embeddedDigitized,
+    embeddedModified,
+    fileModificationTime
+  };
+
+  Action action = Action::passthrough;
+
+  // The version of the processing that makes what is imported: 1 for a repaired JPEG, 2 for a rewrapped
+  // video. Absent where the file isn't altered.
+  std::optional<int> processorVersion = std::nullopt;
+
+  // What to import. Absent for a video that is still to be rewrapped.
+  std::optional<std::vector<std::byte>> outputData = std::nullopt;
+
+  // SHA-256 of all bytes that were planned.
+  std::string sourceFingerprint = {};
+
+  // "jpeg-v2:" and the SHA-256 of the bytes that make the picture. Repaired JPEGs only.
+  std::optional<std::string> mediaPayloadFingerprint = std::nullopt;
+
+  // SHA-256 of outputData.
+  std::optional<std::string> processedFingerprint = std::nullopt;
+
+  // Exif date text, always in the form "yyyy:MM:dd HH:mm:ss", and where it was found.
+  std::optional<std::string> captureDate = std::nullopt;
+  std::optional<CaptureDateSource> captureDateSource = std::nullopt;
+
+  // From the JPEG's frame header. Repaired JPEGs only, as is the orientation, from 1 to 8, that stands in the
+  // new Exif block.
+  std::optional<int> pixelWidth = std::nullopt;
+  std::optional<int> pixelHeight = std::nullopt;
+  std::optional<std::uint16_t> orientation = std::nullopt;
+
+  friend bool operator==(const MediaProcessingPlan&, const MediaProcessingPlan&) = default;
+};
+
+// The raw texts, which are the cases' names.
+std::string_view text(MediaProcessingPlan::Action action);
+std::string_view text(MediaProcessingPlan::CaptureDateSource source);
+
+}  // namespace tolvander
