@@ -1,0 +1,68 @@
+// A file that parses keeps its picture when its Exif is replaced, and a second replacement changes nothing.
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "TolvanderCore/JPEGLayout.h"
+#include "TolvanderCore/MediaProcessingError.h"
+#include "TolvanderCore/Precondition.h"
+
+namespace {
+
+using tolvander::JPEGLayout;
+using tolvander::MediaProcessingError;
+using tolvander::precondition;
+
+// An APP1 segment with an Exif prefix and nothing behind it.
+constexpr std::array emptyExif{std::byte{0xFF}, std::byte{0xE1}, std::byte{0},   std::byte{8}, std::byte{'E'},
+                               std::byte{'x'},  std::byte{'i'},  std::byte{'f'}, std::byte{0}, std::byte{0}};
+
+// For a reader of blocks to meet every input, and not only those that a whole file leads to.
+void readAsExifBlock(std::span<const std::byte> data) {
+  try {
+    JPEGLayout::parseExif(data, {0, data.size()});
+  } catch (const MediaProcessingError& error) {
+    precondition(error.errorCase() == MediaProcessingError::Case::malformedJPEG,
+                 "the one failure of a reader");
+  }
+}
+
+void checkLayout(const JPEGLayout& layout, std::span<const std::byte> data) {
+  std::size_t end = 2;
+  for (const JPEGLayout::Segment& segment : layout.segments) {
+    precondition(segment.range.begin == end && segment.range.end > end, "segments follow one another");
+    end = segment.range.end;
+  }
+  precondition(layout.scanRange.begin == end && layout.scanRange.end <= data.size(), "the scan follows them");
+  precondition(data[layout.scanRange.end - 1] == std::byte{0xD9}, "the scan ends with the image");
+}
+
+void checkReplacement(const JPEGLayout& layout, std::span<const std::byte> data) {
+  const auto replaced = layout.replacingExif(data, emptyExif);
+  const JPEGLayout again = JPEGLayout::parse(replaced);
+  checkLayout(again, replaced);
+  precondition(std::ranges::count_if(again.segments, &JPEGLayout::Segment::isExif) == 1, "one Exif block");
+  precondition(again.exifMetadata == JPEGLayout::ExifMetadata{}, "the old Exif is gone");
+  precondition(again.width == layout.width && again.height == layout.height, "the size stays");
+  precondition(again.mediaFingerprint(replaced) == layout.mediaFingerprint(data), "the picture stays");
+  precondition(again.replacingExif(replaced, emptyExif) == replaced, "replacing twice is replacing once");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  const auto data = std::as_bytes(std::span(bytes, size));
+  readAsExifBlock(data);
+  try {
+    const JPEGLayout layout = JPEGLayout::parse(data);
+    checkLayout(layout, data);
+    checkReplacement(layout, data);
+  } catch (const MediaProcessingError& error) {
+    precondition(error.errorCase() == MediaProcessingError::Case::malformedJPEG,
+                 "the one failure of a reader");
+  }
+  return 0;
+}
