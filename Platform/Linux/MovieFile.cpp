@@ -15,8 +15,9 @@ namespace tolvander::platform::linux_ {
 
 namespace {
 
-// Small against a frame's neighbours that are skipped, large against the cost of a system call.
-constexpr int bufferSize = 262'144;
+// For what is read in small pieces: headers and indexes.
+constexpr int readBufferSize = 16'384;
+constexpr int writeBufferSize = 262'144;
 
 }  // namespace
 
@@ -53,7 +54,8 @@ MovieFileIO::MovieFileIO(const MovieFile& file, CancellationToken token, std::in
 MovieFileIO::MovieFileIO(const MovieFile& file, CancellationToken token, std::int64_t lengthLimit,
                          bool writes)
     : descriptor_(file.descriptor()), token_(std::move(token)), lengthLimit_(lengthLimit) {
-  auto* buffer = static_cast<unsigned char*>(av_malloc(bufferSize));
+  const int bufferSize = writes ? writeBufferSize : readBufferSize;
+  auto* buffer = static_cast<unsigned char*>(av_malloc(static_cast<std::size_t>(bufferSize)));
   if (buffer == nullptr) {
     throw std::bad_alloc();
   }
@@ -63,6 +65,8 @@ MovieFileIO::MovieFileIO(const MovieFile& file, CancellationToken token, std::in
     av_free(buffer);
     throw std::bad_alloc();
   }
+  // Samples go straight into their packets, and skipped ones are not read.
+  context_->direct = writes ? 0 : 1;
 }
 
 int MovieFileIO::read(void* self, std::uint8_t* buffer, int size) {
