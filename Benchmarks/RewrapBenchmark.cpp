@@ -1,0 +1,122 @@
+#include <benchmark/benchmark.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "Benchmarks/Measuring.h"
+#include "Tests/Support/AVIWriter.h"
+#include "Tests/Support/JPEGFrame.h"
+#include "Tests/Support/TemporaryFolder.h"
+#include "TolvanderCore/NativeCharmeraVideoProcessor.h"
+
+namespace tolvander::benchmarks {
+
+namespace {
+
+constexpr std::uint64_t clipSize = 230'000'000;
+
+// A camera's clip of 230 MB in the page cache: Motion JPEG at 30 frames a second with 16-bit sound.
+class CameraClip {
+ public:
+  CameraClip() {
+    tests::AVIHeader header;
+    header.width = 1440;
+    header.height = 1080;
+    header.audio = {tests::AVIAudioFormat::pcm16(1, 32'000)};
+    tests::AVIWriter writer(source_, header);
+    std::vector<std::string> frames;
+    for (std::uint32_t seed = 0; seed < 16; ++seed) {
+      frames.push_back(tests::jpegFrame(header.width, header.height, seed));
+    }
+    const std::string sound(2134, '\x55');
+    for (std::size_t frame = 0; writer.position() < clipSize; ++frame) {
+      writer.video(frames[frame % frames.size()]);
+      writer.audio(sound);
+    }
+    writer.finish();
+  }
+
+  const FileURL& source() const { return source_; }
+  const FileURL& destination() const { return destination_; }
+  void removeDestination() const { std::filesystem::remove(destination_.path()); }
+
+ private:
+  tests::TemporaryFolder folder_;
+  FileURL source_ = folder_ / "PICT0001.AVI";
+  FileURL destination_ = folder_ / "PICT0001.mov";
+};
+
+const CameraClip& clip() {
+  static const CameraClip clip;
+  return clip;
+}
+
+void rewrap() {
+  clip().removeDestination();
+  NativeCharmeraVideoProcessor().transcode(clip().source(), clip().destination(), {});
+}
+
+void runFfmpeg(const std::vector<std::string>& arguments) {
+  std::vector<std::string> command = {"ffmpeg", "-nostdin", "-v", "error", "-y", "-i"};
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  std::vector<char*> pointers;
+  for (std::string& argument : command) {
+    pointers.push_back(argument.data());
+  }
+  pointers.push_back(nullptr);
+  pid_t child = 0;
+  int status = 0;
+  if (posix_spawnp(&child, "ffmpeg", nullptr, nullptr, pointers.data(), environ) != 0 ||
+      waitpid(child, &status, 0) != child || status != 0) {
+    throw std::runtime_error("ffmpeg failed");
+  }
+}
+
+// The same in the tool's terms: a copy of the streams, and a hash of each stream of both files.
+void rewrapWithFfmpeg() {
+  clip().removeDestination();
+  const std::string source = clip().source().path();
+  const std::string destination = clip().destination().path();
+  runFfmpeg({source, "-map", "0", "-c", "copy", destination});
+  for (const std::string& file : {source, destination}) {
+    runFfmpeg({file, "-map", "0", "-c", "copy", "-f", "streamhash", "/dev/null"});
+  }
+}
+
+// Rewrapping with its whole proof against the tool's copy and two hashes, in turns so that both meet the same
+// machine.
+void rewrapAgainstFfmpeg(benchmark::State& state) {
+  constexpr double never = std::numeric_limits<double>::infinity();
+  double ours = never;
+  double theirs = never;
+  rewrap();
+  for (auto unused : state) {
+    static_cast<void>(unused);
+    ours = std::min(ours, seconds(rewrap));
+    theirs = std::min(theirs, seconds(rewrapWithFfmpeg));
+  }
+  state.counters["seconds"] = ours;
+  state.counters["ffmpeg_seconds"] = theirs;
+  state.counters["times_faster"] = theirs / ours;
+}
+BENCHMARK(rewrapAgainstFfmpeg)->Unit(benchmark::kMillisecond)->Iterations(5)->UseRealTime();
+
+void rewrapMemory(benchmark::State& state) {
+  clip();
+  for (auto unused : state) {
+    static_cast<void>(unused);
+    state.counters["peak_MiB"] = peakMebibytes(rewrap);
+  }
+}
+BENCHMARK(rewrapMemory)->Iterations(1);
+
+}  // namespace
+
+}  // namespace tolvander::benchmarks

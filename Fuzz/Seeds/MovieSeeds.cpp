@@ -1,0 +1,86 @@
+// Writes the first inputs of the movie targets: MovieSeeds Fuzz/Corpus
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "Tests/Support/AVIWriter.h"
+#include "Tests/Support/TestClip.h"
+#include "TolvanderCore/Platform/Movie.h"
+
+namespace {
+
+using namespace tolvander;
+using namespace tolvander::tests;
+
+struct NamedClip {
+  std::string name;
+  TestClip clip;
+};
+
+TestClip clipWith(const AVIAudioFormat& audio) {
+  TestClip clip;
+  clip.header.width = 16;
+  clip.header.height = 16;
+  clip.header.audio = {audio};
+  clip.frames = 4;
+  clip.audioChunkBytes = audio.samplesPerBlock > 1 ? audio.blockAlign : 24;
+  return clip;
+}
+
+std::vector<NamedClip> namedClips() {
+  std::vector<NamedClip> clips = {{"pcm8", clipWith(AVIAudioFormat::pcm8())},
+                                  {"pcm16", clipWith(AVIAudioFormat::pcm16(2))},
+                                  {"mu-law", clipWith(AVIAudioFormat::muLaw())},
+                                  {"ima", clipWith(AVIAudioFormat::imaADPCM())},
+                                  {"ms", clipWith(AVIAudioFormat::microsoftADPCM())}};
+  TestClip clip = clipWith(AVIAudioFormat::pcm16());
+  const auto add = [&](const std::string& name) {
+    clips.push_back({name, clip});
+    clip = clipWith(AVIAudioFormat::pcm16());
+  };
+  clip.repeatedFrames = {0, 2, 3};
+  add("repeated-frames");
+  clip.header.chunksPerRIFF = 3;
+  add("opendml");
+  clip.header.index = AVIIndex::half;
+  add("half-index");
+  clip.header.index = AVIIndex::none;
+  add("no-index");
+  clip.header.videoStreams = 2;
+  clip.header.textStream = true;
+  add("many-streams");
+  clip.header.audio.clear();
+  add("silent");
+  return clips;
+}
+
+void writeSeeds(const FileURL& corpus) {
+  for (const char* target : {"AVILoadFuzz", "MovieReadBackFuzz", "RewrapFuzz"}) {
+    std::filesystem::create_directories(corpus.appending(target).path());
+  }
+  for (const NamedClip& named : namedClips()) {
+    const FileURL avi = corpus.appending("AVILoadFuzz").appending(named.name + ".avi");
+    const FileURL movie = corpus.appending("MovieReadBackFuzz").appending(named.name + ".mov");
+    writeClip(avi, named.clip);
+    std::filesystem::copy_file(avi.path(),
+                               corpus.appending("RewrapFuzz").appending(named.name + ".avi").path(),
+                               std::filesystem::copy_options::overwrite_existing);
+    std::filesystem::remove(movie.path());
+    platformMovieExporter()->exportMovie(
+        Movie(avi),
+        {.destination = movie, .creationDate = "2026-11-15T19:13:17Z", .fileLengthLimit = 1'000'000}, {});
+  }
+}
+
+}  // namespace
+
+int main(int argumentCount, char** arguments) {
+  if (argumentCount != 2) {
+    std::fputs("usage: MovieSeeds CORPUS_FOLDER\n", stderr);
+    return 2;
+  }
+  writeSeeds(FileURL(std::filesystem::absolute(arguments[1]).string()));
+  return 0;
+}

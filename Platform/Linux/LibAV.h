@@ -1,0 +1,69 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+// The libraries' headers come without C++ linkage and trip over this project's warnings.
+extern "C" {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wconversion"
+#pragma GCC diagnostic ignored "-Wsign-conversion"
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/dict.h>
+#include <libavutil/error.h>
+#include <libavutil/intreadwrite.h>
+#include <libavutil/log.h>
+#include <libavutil/mathematics.h>
+#pragma GCC diagnostic pop
+}
+
+namespace tolvander::platform::linux_ {
+
+struct LibAVDeleter {
+  void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+  // The buffer may have been replaced since the context was made.
+  void operator()(AVIOContext* context) const {
+    av_freep(&context->buffer);
+    avio_context_free(&context);
+  }
+};
+
+struct LibAVInputDeleter {
+  void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
+};
+
+struct LibAVOutputDeleter {
+  void operator()(AVFormatContext* context) const { avformat_free_context(context); }
+};
+
+using FormatInputPointer = std::unique_ptr<AVFormatContext, LibAVInputDeleter>;
+using FormatOutputPointer = std::unique_ptr<AVFormatContext, LibAVOutputDeleter>;
+using PacketPointer = std::unique_ptr<AVPacket, LibAVDeleter>;
+using IOContextPointer = std::unique_ptr<AVIOContext, LibAVDeleter>;
+
+// Options for the opening of a file; those that were understood are taken out.
+class LibAVOptions {
+ public:
+  LibAVOptions() = default;
+  ~LibAVOptions() { av_dict_free(&dictionary_); }
+  LibAVOptions(const LibAVOptions&) = delete;
+  LibAVOptions& operator=(const LibAVOptions&) = delete;
+
+  void set(const char* key, const char* value) { av_dict_set(&dictionary_, key, value, 0); }
+  AVDictionary** get() { return &dictionary_; }
+
+ private:
+  AVDictionary* dictionary_ = nullptr;
+};
+
+// Throws std::bad_alloc where libav reports that memory ran out by a null pointer.
+PacketPointer makePacket();
+
+// libav's words for one of its error numbers.
+std::string libAVErrorText(int error);
+
+// libav writes to standard error unless told otherwise; an application that says little must not.
+void silenceLibAV();
+
+}  // namespace tolvander::platform::linux_

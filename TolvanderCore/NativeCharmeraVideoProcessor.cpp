@@ -1,0 +1,136 @@
+#include "TolvanderCore/NativeCharmeraVideoProcessor.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "TolvanderCore/Deadline.h"
+#include "TolvanderCore/FileFingerprinter.h"
+#include "TolvanderCore/ISO8601.h"
+#include "TolvanderCore/Platform/FileSystem.h"
+#include "TolvanderCore/VideoExportProof.h"
+#include "TolvanderCore/VideoMediaMetadata.h"
+
+namespace tolvander {
+
+namespace {
+
+using Case = CharmeraVideoProcessingError::Case;
+
+void require(bool holds, Case otherwise) {
+  if (!holds) {
+    throw CharmeraVideoProcessingError(otherwise);
+  }
+}
+
+void validateSourceSize(const FileURL& url) {
+  const FileResourceValues values = fileResourceValues(url);
+  require(values.isRegularFile && values.fileSize && *values.fileSize >= 1 &&
+              *values.fileSize <= NativeCharmeraVideoProcessor::maximumSourceBytes,
+          Case::invalidVideo);
+}
+
+void validateDestination(const FileURL& source, const FileURL& destination) {
+  require(source.resolvingSymlinks() != destination.resolvingSymlinks() && !fileExists(destination),
+          Case::invalidDestination);
+}
+
+std::string_view nameWithoutExtension(const FileURL& url) {
+  std::string_view name = url.lastPathComponent();
+  if (const std::string_view extension = url.pathExtension(); !extension.empty()) {
+    name.remove_suffix(extension.size() + 1);
+  }
+  return name;
+}
+
+// Inside a handler: throws what the caller of a failed transcode gets to see.
+[[noreturn]] void throwAsProcessingError() {
+  try {
+    throw;
+  } catch (const CharmeraVideoProcessingError&) {
+    throw;
+  } catch (const CancellationError&) {
+    throw;
+  } catch (...) {
+    throw CharmeraVideoProcessingError(Case::exportFailed);
+  }
+}
+
+void runExport(const MovieExporter& exporter, const Movie& source, const MovieExportRequest& request,
+               std::chrono::nanoseconds timeLimit, const CancellationToken& token) {
+  Deadline deadline(token, timeLimit);
+  try {
+    exporter.exportMovie(source, request, deadline.token());
+  } catch (...) {
+    require(deadline.metByEndingNow(), Case::exportTimedOut);
+    throw;
+  }
+  require(deadline.metByEndingNow(), Case::exportTimedOut);
+}
+
+void prove(const Movie& source, const VideoMediaMetadata& sourceMetadata, std::optional<Date> sourceDate,
+           const FileURL& exportedURL, const CancellationToken& token) {
+  const Movie exported = openVideo(exportedURL, token);
+  const VideoMediaMetadata exportedMetadata = VideoMediaMetadata::load(exported);
+  require(VideoExportProof::metadataAgrees(sourceMetadata, exportedMetadata), Case::invalidExport);
+  VideoExportProof::proveTracks(MediaType::video, source, exported, token);
+  VideoExportProof::proveTracks(MediaType::audio, source, exported, token);
+  require(VideoExportProof::captureDateAgrees(sourceDate, exportedMetadata.captureDate), Case::invalidExport);
+}
+
+}  // namespace
+
+std::chrono::nanoseconds NativeCharmeraVideoProcessor::exportTimeLimit(double sourceDuration) {
+  constexpr double factor = 8;
+  constexpr double shortest = 60;
+  constexpr double longest = 1800;
+  const std::chrono::duration<double> limit(std::clamp(sourceDuration * factor, shortest, longest));
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(limit);
+}
+
+NativeCharmeraVideoProcessor::NativeCharmeraVideoProcessor(CharmeraVideoSupportStatus supportStatus,
+                                                           std::shared_ptr<const MovieExporter> exporter,
+                                                           TimeLimit timeLimit)
+    : supportStatus_(supportStatus), exporter_(std::move(exporter)), timeLimit_(std::move(timeLimit)) {}
+
+CharmeraVideoProbe NativeCharmeraVideoProcessor::probe(const FileURL& sourceURL,
+                                                       std::optional<Date> sourceModificationDate,
+                                                       const CancellationToken& token) const {
+  validateSourceSize(sourceURL);
+  VideoMediaMetadata::load(sourceURL, token);
+  token.throwIfCancelled();
+  return {.supportStatus = CharmeraVideoSupportStatus::available,
+          .sourceFingerprint = FileFingerprinter::sha256(sourceURL, token),
+          .proposedOutputFilename = std::string(nameWithoutExtension(sourceURL)) + ".mov",
+          .captureDate = sourceModificationDate};
+}
+
+void NativeCharmeraVideoProcessor::transcode(const FileURL& sourceURL, const FileURL& destinationURL,
+                                             const CancellationToken& token) const {
+  token.throwIfCancelled();
+  validateSourceSize(sourceURL);
+  validateDestination(sourceURL, destinationURL);
+  const Movie source = openVideo(sourceURL, token);
+  const VideoMediaMetadata metadata = VideoMediaMetadata::load(source);
+  require(exporter_->canExport(source), Case::nativeExportUnavailable);
+
+  const std::optional<Date> date = fileResourceValues(sourceURL).contentModificationDate;
+  MovieExportRequest request{.destination = destinationURL, .creationDate = std::nullopt};
+  request.fileLengthLimit = maximumSourceBytes;
+  if (date) {
+    request.creationDate = iso8601Text(*date);
+  }
+  try {
+    runExport(*exporter_, source, request, timeLimit_(metadata.duration), token);
+    token.throwIfCancelled();
+    prove(source, metadata, date, destinationURL, token);
+  } catch (...) {
+    unlink(destinationURL.path().c_str());
+    token.throwIfCancelled();
+    throwAsProcessingError();
+  }
+}
+
+}  // namespace tolvander

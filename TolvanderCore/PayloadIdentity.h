@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/Platform/Movie.h"
+#include "TolvanderCore/Platform/SHA256.h"
+
+namespace tolvander {
+
+// What a track consists of, whatever container it is in: two tracks are the same when this is.
+struct PayloadIdentity {
+  std::vector<std::uint32_t> codec;  // media sub-types
+  std::int64_t sampleCount = 0;
+  std::int64_t byteCount = 0;
+  SHA256::Digest digest{};  // of the bytes of all samples in their order
+
+  // Reads the whole track. Throws CharmeraVideoProcessingError::invalidVideo where that fails, and
+  // CancellationError.
+  static PayloadIdentity of(const Movie& movie, MediaType type, std::size_t index,
+                            const CancellationToken& token = {});
+
+  friend bool operator==(const PayloadIdentity&, const PayloadIdentity&) = default;
+};
+
+}  // namespace tolvander
