@@ -24,7 +24,7 @@ class CharmeraVideoProcessingError final : public Error {
 
   explicit CharmeraVideoProcessingError(Case what);
 
-  Case value() const { return case_; }
+  Case kind() const { return case_; }
   std::string_view domain() const override { return "TolvanderCore.CharmeraVideoProcessingError"; }
   std::int64_t code() const override { return static_cast<std::int64_t>(case_); }
   std::optional<std::string> description() const override;

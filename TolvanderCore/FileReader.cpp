@@ -42,4 +42,18 @@ std::size_t FileReader::read(std::span<std::byte> buffer) {
   return total;
 }
 
+std::vector<std::byte> FileReader::readToEnd() {
+  // One byte more than the file has, so that its end is met without growing the buffer.
+  std::vector<std::byte> bytes(size() + 1);
+  std::size_t count = 0;
+  while (const std::size_t more = read(std::span(bytes).subspan(count))) {
+    count += more;
+    if (count == bytes.size()) {
+      bytes.resize(bytes.size() * 2);
+    }
+  }
+  bytes.resize(count);
+  return bytes;
+}
+
 }  // namespace tolvander

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <span>
+#include <vector>
 
 #include "TolvanderCore/FileURL.h"
 
@@ -23,6 +24,9 @@ class FileReader {
   // the end of the file (or for an empty buffer). Throws PosixError. Never maps the file: a camera that is
   // pulled out has to end in an error and not in a signal.
   std::size_t read(std::span<std::byte> buffer);
+
+  // Everything from here to the end, in memory. Throws PosixError.
+  std::vector<std::byte> readToEnd();
 
  private:
   FileURL url_;

@@ -47,6 +47,14 @@ std::string_view FileURL::pathExtension() const {
   return dot == std::string_view::npos || dot == 0 ? std::string_view() : name.substr(dot + 1);
 }
 
+std::string_view FileURL::stem() const {
+  std::string_view name = lastPathComponent();
+  if (const std::string_view extension = pathExtension(); !extension.empty()) {
+    name.remove_suffix(extension.size() + 1);
+  }
+  return name;
+}
+
 FileURL FileURL::appending(std::string_view component) const {
   if (component.empty()) {
     return *this;

@@ -23,6 +23,9 @@ class FileURL {
   // stands first (".avi") or last ("a.").
   std::string_view pathExtension() const;
 
+  // The last path component without its extension and that one's dot.
+  std::string_view stem() const;
+
   // This path and `component` below it, with one slash between. An empty component gives this path again.
   FileURL appending(std::string_view component) const;
 

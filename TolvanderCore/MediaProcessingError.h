@@ -17,7 +17,7 @@ class MediaProcessingError final : public Error {
 
   explicit MediaProcessingError(Case errorCase) : Error(text(errorCase)), case_(errorCase) {}
 
-  Case errorCase() const { return case_; }
+  Case kind() const { return case_; }
   std::string_view domain() const override { return "TolvanderCore.MediaProcessingError"; }
   std::int64_t code() const override { return static_cast<std::int64_t>(case_); }
 

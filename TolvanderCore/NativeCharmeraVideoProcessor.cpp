@@ -37,14 +37,6 @@ void validateDestination(const FileURL& source, const FileURL& destination) {
           Case::invalidDestination);
 }
 
-std::string_view nameWithoutExtension(const FileURL& url) {
-  std::string_view name = url.lastPathComponent();
-  if (const std::string_view extension = url.pathExtension(); !extension.empty()) {
-    name.remove_suffix(extension.size() + 1);
-  }
-  return name;
-}
-
 // Inside a handler: throws what the caller of a failed transcode gets to see.
 [[noreturn]] void throwAsProcessingError() {
   try {
@@ -103,7 +95,7 @@ CharmeraVideoProbe NativeCharmeraVideoProcessor::probe(const FileURL& sourceURL,
   token.throwIfCancelled();
   return {.supportStatus = CharmeraVideoSupportStatus::available,
           .sourceFingerprint = FileFingerprinter::sha256(sourceURL, token),
-          .proposedOutputFilename = std::string(nameWithoutExtension(sourceURL)) + ".mov",
+          .proposedOutputFilename = std::string(sourceURL.stem()) + ".mov",
           .captureDate = sourceModificationDate};
 }
 

@@ -28,6 +28,18 @@ class Turn {
     bool held_ = false;
   };
 
+  // Opens a held turn to others while it lives, and takes it back at its end, also when an exception passes.
+  class Pause {
+   public:
+    explicit Pause(Holder& holder) : holder_(holder) { holder_.release(); }
+    ~Pause() { holder_.retake(); }
+    Pause(const Pause&) = delete;
+    Pause& operator=(const Pause&) = delete;
+
+   private:
+    Holder& holder_;
+  };
+
   // How many wait for the turn at this moment.
   std::size_t waitingCount() const;
 

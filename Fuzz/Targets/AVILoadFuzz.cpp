@@ -23,7 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     precondition(metadata.duration > 0 && metadata.duration <= 7200, "duration");
     precondition(metadata.frameRate > 0 && metadata.frameRate <= 240, "frame rate");
   } catch (const CharmeraVideoProcessingError& error) {
-    precondition(error.value() == CharmeraVideoProcessingError::Case::invalidVideo, "the one failure");
+    precondition(error.kind() == CharmeraVideoProcessingError::Case::invalidVideo, "the one failure");
   }
   close(file);
   return 0;

@@ -103,7 +103,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
           data, arguments);
   } catch (const MediaProcessingError& error) {
     precondition(arguments.isCharmera, "only repairs fail");
-    precondition(error.errorCase() != MediaProcessingError::Case::exifBlockTooLarge, "the block always fits");
+    precondition(error.kind() != MediaProcessingError::Case::exifBlockTooLarge, "the block always fits");
   }
   return 0;
 }

@@ -42,7 +42,7 @@ void expectFailure(Case expected, Work work) {
     work();
     FAIL() << "nothing was thrown";
   } catch (const MediaProcessingError& error) {
-    EXPECT_EQ(error.errorCase(), expected) << error.what();
+    EXPECT_EQ(error.kind(), expected) << error.what();
   }
 }
 

@@ -72,7 +72,7 @@ TEST(GatedCharmeraVideoProcessor, neverConverts) {
       GatedCharmeraVideoProcessor(status).transcode(folder / "a.avi", folder / "a.mov", {});
       FAIL();
     } catch (const CharmeraVideoProcessingError& error) {
-      EXPECT_EQ(error.value(), CharmeraVideoProcessingError::Case::fixtureValidationRequired);
+      EXPECT_EQ(error.kind(), CharmeraVideoProcessingError::Case::fixtureValidationRequired);
     }
   }
 }

@@ -21,7 +21,7 @@ void expectMalformed(Read read) {
     read();
     FAIL() << "nothing was thrown";
   } catch (const MediaProcessingError& error) {
-    EXPECT_EQ(error.errorCase(), MediaProcessingError::Case::malformedJPEG);
+    EXPECT_EQ(error.kind(), MediaProcessingError::Case::malformedJPEG);
   }
 }
 

@@ -92,7 +92,7 @@ class NativeCharmeraVideoProcessorTest : public testing::Test {
       processor.transcode(source_, destination_, {});
       ADD_FAILURE() << "the transcode succeeded";
     } catch (const CharmeraVideoProcessingError& error) {
-      EXPECT_EQ(error.value(), expected) << error.what();
+      EXPECT_EQ(error.kind(), expected) << error.what();
     }
     EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status(destination_.path())));
   }
@@ -240,7 +240,7 @@ TEST_F(NativeCharmeraVideoProcessorTest, keepsAFileThatIsAtTheDestination) {
     NativeCharmeraVideoProcessor().transcode(source_, destination_, {});
     FAIL();
   } catch (const CharmeraVideoProcessingError& error) {
-    EXPECT_EQ(error.value(), Case::invalidDestination);
+    EXPECT_EQ(error.kind(), Case::invalidDestination);
   }
   EXPECT_EQ(readFile(destination_), "precious");
 }
@@ -255,7 +255,7 @@ TEST_F(NativeCharmeraVideoProcessorTest, refusesToWriteOverItsSource) {
       NativeCharmeraVideoProcessor().transcode(source_, same, {});
       ADD_FAILURE() << same.path();
     } catch (const CharmeraVideoProcessingError& error) {
-      EXPECT_EQ(error.value(), Case::invalidDestination);
+      EXPECT_EQ(error.kind(), Case::invalidDestination);
     }
   }
   EXPECT_TRUE(readFile(source_) == before);

@@ -32,7 +32,7 @@ class VideoMediaMetadataTest : public testing::Test {
       VideoMediaMetadata::load(url_);
       ADD_FAILURE() << "the file was accepted";
     } catch (const CharmeraVideoProcessingError& error) {
-      EXPECT_EQ(error.value(), CharmeraVideoProcessingError::Case::invalidVideo);
+      EXPECT_EQ(error.kind(), CharmeraVideoProcessingError::Case::invalidVideo);
     }
   }
 

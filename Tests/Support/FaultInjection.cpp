@@ -34,7 +34,8 @@ constexpr std::size_t mostCalls = 1 << 14;
 struct Plan {
   std::atomic<bool> isInForce = false;
   Fault fault{Fault::Kind::error};
-  std::size_t point = 0;  // 0: no call fails
+  std::size_t point = 0;                             // 0: no call fails
+  const std::function<void()>* meanwhile = nullptr;  // of this process; done in place of a fault
   std::atomic<std::size_t> callsMade = 0;
   std::array<const char*, mostCalls> names{};  // string literals, at the same place in a child
 
@@ -58,7 +59,10 @@ Plan& plan() {
 class PlanInForce {
  public:
   PlanInForce(const Fault& fault, std::size_t point) { plan().begin(fault, point); }
-  ~PlanInForce() { plan().isInForce = false; }
+  ~PlanInForce() {
+    plan().isInForce = false;
+    plan().meanwhile = nullptr;
+  }
   PlanInForce(const PlanInForce&) = delete;
   PlanInForce& operator=(const PlanInForce&) = delete;
 };
@@ -107,6 +111,13 @@ std::size_t countMutatingCalls(const std::function<void()>& operation) {
   return mutatingCalls(operation).size();
 }
 
+void runWithInterruption(std::size_t point, const std::function<void()>& meanwhile,
+                         const std::function<void()>& operation) {
+  const PlanInForce inForce(Fault::failing(0), point);
+  plan().meanwhile = &meanwhile;
+  operation();
+}
+
 FaultOutcome runWithFault(const Fault& fault, std::size_t point, const std::function<void()>& operation) {
   FaultOutcome outcome = fault.kind == Fault::Kind::kill ? runInChild(fault, point, operation)
                                                          : runHere(fault, point, operation);
@@ -147,6 +158,12 @@ Verdict judge(const char* name) {
   const bool isHit = number == current.point || (current.fault.kind == Fault::Kind::lastingError &&
                                                  current.point != 0 && number > current.point);
   if (!isHit) {
+    return Verdict::proceed;
+  }
+  if (current.meanwhile != nullptr) {
+    current.isInForce = false;
+    (*current.meanwhile)();
+    current.isInForce = true;
     return Verdict::proceed;
   }
   switch (current.fault.kind) {

@@ -34,6 +34,11 @@ struct Fault {
   static Fault kill() { return {Kind::kill}; }
 };
 
+// Runs the operation, and `meanwhile` just before its `point`th call: what somebody else does to the files at
+// that moment. Calls that `meanwhile` makes don't count. Throws what the operation throws.
+void runWithInterruption(std::size_t point, const std::function<void()>& meanwhile,
+                         const std::function<void()>& operation);
+
 // How an operation ended that ran with a fault.
 struct FaultOutcome {
   std::size_t point = 0;  // the number of the call that was to fail, from 1

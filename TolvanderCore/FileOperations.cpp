@@ -1,0 +1,40 @@
+#include "TolvanderCore/FileOperations.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <chrono>
+#include <filesystem>
+#include <system_error>
+
+#include "TolvanderCore/SystemErrors.h"
+
+namespace tolvander {
+
+void createPrivateDirectory(const FileURL& directory) {
+  if (mkdir(directory.path().c_str(), 0700) != 0) {
+    throw PosixError(errno, "create the folder", directory);
+  }
+}
+
+void removeItem(const FileURL& url) {
+  std::error_code failure;
+  std::filesystem::remove_all(url.path(), failure);
+  if (failure) {
+    throw PosixError(failure.value(), "remove", url);
+  }
+}
+
+void setContentModificationDate(const FileURL& url, Date date) {
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(date);
+  const std::array<timespec, 2> times = {
+      timespec{.tv_sec = 0, .tv_nsec = UTIME_OMIT},
+      timespec{.tv_sec = seconds.time_since_epoch().count(), .tv_nsec = (date - seconds).count()}};
+  if (utimensat(AT_FDCWD, url.path().c_str(), times.data(), 0) != 0) {
+    throw PosixError(errno, "set the date of", url);
+  }
+}
+
+}  // namespace tolvander

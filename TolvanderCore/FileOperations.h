@@ -1,0 +1,21 @@
+#pragma once
+
+#include "TolvanderCore/Date.h"
+#include "TolvanderCore/FileURL.h"
+
+namespace tolvander {
+
+// Changes to the file tree that need no power-loss promise. All throw PosixError and are safe on every
+// thread.
+
+// Creates one folder that only this user may enter, in a folder that exists. EEXIST where there is something
+// already.
+void createPrivateDirectory(const FileURL& directory);
+
+// Removes a file, a link (and not what it leads to), or a folder with everything in it. Nothing there is no
+// error.
+void removeItem(const FileURL& url);
+
+void setContentModificationDate(const FileURL& url, Date date);
+
+}  // namespace tolvander

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <string>
+
+#include "TolvanderCore/Error.h"
+
+namespace tolvander {
+
+// A batch that could not be staged. There are no words for the user; whoever staged decides what it means.
+class MediaStagingError final : public Error {
+ public:
+  enum class Case {
+    unsupportedCharmeraVideo,  // of the file that filename() names
+    invalidStagingLocation,    // a link or no folder where staged files should lie, or a batch that lies
+                               // elsewhere
+    sourceChanged,             // the camera file isn't what was examined
+  };
+
+  static MediaStagingError unsupportedCharmeraVideo(std::string filename) {
+    return {Case::unsupportedCharmeraVideo, "a video of this camera can't be staged", std::move(filename)};
+  }
+  static MediaStagingError invalidStagingLocation() {
+    return {Case::invalidStagingLocation, "staged files can't lie there", ""};
+  }
+  static MediaStagingError sourceChanged() {
+    return {Case::sourceChanged, "the camera file has changed", ""};
+  }
+
+  Case kind() const { return kind_; }
+  const std::string& filename() const { return filename_; }
+
+  std::string_view domain() const override { return "TolvanderCore.MediaStagingError"; }
+  std::int64_t code() const override { return static_cast<std::int64_t>(kind_); }
+
+ private:
+  MediaStagingError(Case kind, std::string_view diagnostic, std::string filename)
+      : Error(std::string(diagnostic)), kind_(kind), filename_(std::move(filename)) {}
+
+  Case kind_;
+  std::string filename_;
+};
+
+}  // namespace tolvander

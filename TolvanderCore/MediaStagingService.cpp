@@ -1,0 +1,331 @@
+#include "TolvanderCore/MediaStagingService.h"
+
+#include <algorithm>
+#include <compare>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "TolvanderCore/CharmeraMediaProcessor.h"
+#include "TolvanderCore/FileFingerprinter.h"
+#include "TolvanderCore/FileOperations.h"
+#include "TolvanderCore/FileReader.h"
+#include "TolvanderCore/FileWriter.h"
+#include "TolvanderCore/Platform/AtomicFile.h"
+#include "TolvanderCore/Platform/FileSystem.h"
+#include "TolvanderCore/Platform/ImageProperties.h"
+#include "TolvanderCore/Platform/Text.h"
+
+namespace tolvander {
+
+// One call of prepare: what it was asked and what it has made.
+struct MediaStagingService::Batch {
+  bool confidentlyRecognizedAsCharmera;
+  const TimeZone& timeZone;
+  const CancellationToken& token;
+  Turn::Holder& turn;
+  PreparedMediaBatch prepared;
+};
+
+namespace {
+
+constexpr std::size_t chunkSize = 1'048'576;
+
+void writeAtomically(const FileURL& url, std::span<const std::byte> bytes) {
+  AtomicFile file(url, Durability::survivesProcess);
+  file.write(bytes);
+  file.commit();
+}
+
+std::optional<Date> embeddedCaptureDate(std::span<const std::byte> bytes, const TimeZone& timeZone) {
+  const auto properties = imageProperties(bytes);
+  const auto text = CharmeraMediaProcessor::normalizedExifDate(properties ? properties->exifDateTimeOriginal
+                                                                          : std::nullopt);
+  return text ? dateFromExifText(*text, timeZone) : std::nullopt;
+}
+
+std::optional<Date> plannedCaptureDate(const MediaProcessingPlan& plan, const TimeZone& timeZone) {
+  return plan.captureDate ? dateFromExifText(*plan.captureDate, timeZone) : std::nullopt;
+}
+
+std::optional<Date> orElse(std::optional<Date> date, std::optional<Date> fallback) {
+  return date ? date : fallback;
+}
+
+std::string fingerprintOfOutput(const MediaProcessingPlan& plan) {
+  return plan.processedFingerprint ? *plan.processedFingerprint : FileFingerprinter::sha256(*plan.outputData);
+}
+
+// The folder of one staged file, made within its batch.
+FileURL makeFolder(const PreparedMediaBatch& batch, const std::string& name) {
+  const FileURL folder = batch.directoryURL.appending(name);
+  createPrivateDirectory(folder);
+  return folder;
+}
+
+PreparedMediaFile preparedFile(const CameraMediaFile& file, const MediaProcessingPlan& plan,
+                               FileURL importURL, std::optional<Date> captureDate) {
+  return {.sourceFile = file,
+          .importURL = std::move(importURL),
+          .sourceFingerprint = plan.sourceFingerprint,
+          .mediaPayloadFingerprint = plan.mediaPayloadFingerprint,
+          .processedFingerprint = fingerprintOfOutput(plan),
+          .processingVersion = plan.processorVersion,
+          .isStagedCopy = true,
+          .captureDate = captureDate};
+}
+
+PreparedMediaFile stageRepaired(const PreparedMediaBatch& batch, const CameraMediaFile& file,
+                                const MediaProcessingPlan& plan, const TimeZone& timeZone) {
+  if (!plan.outputData) {
+    throw MediaProcessingError(MediaProcessingError::Case::malformedJPEG);
+  }
+  // Two camera files that become the same bytes may share the folder: whichever is written, it is right for
+  // both.
+  const FileURL folder = batch.directoryURL.appending(fingerprintOfOutput(plan) + "-p" +
+                                                      std::to_string(plan.processorVersion.value_or(0)));
+  createDirectories(folder, Durability::survivesProcess);
+  const FileURL copy = folder.appending(file.filename);
+  writeAtomically(copy, *plan.outputData);
+  return preparedFile(file, plan, copy, orElse(plannedCaptureDate(plan, timeZone), file.modifiedAt));
+}
+
+PreparedMediaFile stageUnaltered(const PreparedMediaBatch& batch, const CameraMediaFile& file,
+                                 const MediaProcessingPlan& plan, const TimeZone& timeZone) {
+  const FileURL copy = makeFolder(batch, UUID::random().text()).appending(file.filename);
+  writeAtomically(copy, *plan.outputData);
+  if (file.modifiedAt) {
+    setContentModificationDate(copy, *file.modifiedAt);
+  }
+  return preparedFile(file, plan, copy,
+                      orElse(embeddedCaptureDate(*plan.outputData, timeZone), file.modifiedAt));
+}
+
+[[noreturn]] void refuseVideo() {
+  throw CharmeraVideoProcessingError(CharmeraVideoProcessingError::Case::invalidVideo);
+}
+
+// What a video is before it is copied. One without a date isn't imported.
+struct VideoSource {
+  std::int64_t byteCount;
+  Date captureDate;
+};
+
+VideoSource examineVideo(const CameraMediaFile& file, std::int64_t maximumBytes) {
+  const FileResourceValues values = fileResourceValues(file.url);
+  const std::int64_t byteCount = values.fileSize.value_or(0);
+  const auto captureDate = orElse(file.modifiedAt, values.contentModificationDate);
+  if (!values.isRegularFile || byteCount < 1 || byteCount > maximumBytes || !captureDate) {
+    refuseVideo();
+  }
+  return {.byteCount = byteCount, .captureDate = *captureDate};
+}
+
+FileWriter createVideoCopy(const FileURL& copy) try { return FileWriter(copy); } catch (const PosixError&) {
+  throw MediaStagingError::invalidStagingLocation();
+}
+
+void copyVideo(const FileURL& source, const FileURL& copy, std::int64_t byteCount, std::int64_t maximumBytes,
+               const CancellationToken& token) {
+  FileWriter writer = createVideoCopy(copy);
+  FileReader reader(source);
+  std::vector<std::byte> chunk(chunkSize);
+  std::int64_t copied = 0;
+  while (const std::size_t count = reader.read(chunk)) {
+    token.throwIfCancelled();
+    copied += static_cast<std::int64_t>(count);
+    if (copied > maximumBytes) {
+      refuseVideo();
+    }
+    writer.write(std::span(chunk).first(count));
+  }
+  writer.close();
+  // The file changed while it was read, or the volume doesn't tell the truth.
+  if (copied != byteCount) {
+    throw MediaStagingError::sourceChanged();
+  }
+}
+
+bool comesBefore(const PreparedMediaFile& left, const PreparedMediaFile& right) {
+  const Date undated = Date::max();
+  const auto byDate = left.captureDate.value_or(undated) <=> right.captureDate.value_or(undated);
+  return byDate != 0 ? byDate < 0
+                     : standardCompare(left.sourceFile.relativePath, right.sourceFile.relativePath) < 0;
+}
+
+void removeIgnoringErrors(const FileURL& url) noexcept {
+  try {
+    removeItem(url);
+  } catch (const std::exception&) {
+    return;  // what stays is taken for abandoned after a day
+  }
+}
+
+bool isFolderAndNoLink(const FileURL& url) {
+  const FileResourceValues values = fileResourceValues(url);
+  return values.isDirectory && !values.isSymbolicLink;
+}
+
+bool isThere(const FileURL& url) {
+  try {
+    static_cast<void>(fileResourceValues(url));
+    return true;
+  } catch (const PosixError&) {
+    return false;
+  }
+}
+
+}  // namespace
+
+FileURL MediaStagingService::defaultRootDirectory(const StandardDirectories& directories) {
+  return directories.applicationSupport.value_or(directories.temporary)
+      .appending("com.tolvander.app")
+      .appending("Media Staging");
+}
+
+MediaStagingService::MediaStagingService(FileURL rootDirectory,
+                                         std::shared_ptr<const CharmeraVideoProcessing> videoProcessor,
+                                         std::int64_t maximumVideoBytes)
+    : rootDirectory_(rootDirectory.standardized()),
+      videoProcessor_(std::move(videoProcessor)),
+      maximumVideoBytes_(maximumVideoBytes) {}
+
+PreparedMediaBatch MediaStagingService::prepare(const std::vector<CameraMediaFile>& files,
+                                                bool confidentlyRecognizedAsCharmera,
+                                                const TimeZone& timeZone, const CancellationToken& token) {
+  Turn::Holder turn(turn_);
+  token.throwIfCancelled();
+  ensureRootDirectory();
+  const UUID id = UUID::random();
+  Batch batch{.confidentlyRecognizedAsCharmera = confidentlyRecognizedAsCharmera,
+              .timeZone = timeZone,
+              .token = token,
+              .turn = turn,
+              .prepared = {.id = id, .files = {}, .directoryURL = rootDirectory_.appending(id.text())}};
+  createPrivateDirectory(batch.prepared.directoryURL);
+  try {
+    prepareFiles(batch, files);
+  } catch (...) {
+    removeIgnoringErrors(batch.prepared.directoryURL);
+    throw;
+  }
+  return std::move(batch.prepared);
+}
+
+void MediaStagingService::cleanup(const PreparedMediaBatch& batch) {
+  const Turn::Holder turn(turn_);
+  const FileURL directory = batch.directoryURL.standardized();
+  if (!directory.isBelow(rootDirectory_)) {
+    throw MediaStagingError::invalidStagingLocation();
+  }
+  removeItem(directory);
+}
+
+int MediaStagingService::cleanupAbandoned(std::chrono::seconds age, Date now) {
+  const Turn::Holder turn(turn_);
+  if (!isThere(rootDirectory_)) {
+    return 0;
+  }
+  if (!isFolderAndNoLink(rootDirectory_)) {
+    throw MediaStagingError::invalidStagingLocation();
+  }
+  int removed = 0;
+  for (const FileURL& entry : contentsOfDirectory(rootDirectory_)) {
+    const FileResourceValues values = fileResourceValues(entry);
+    if (values.isDirectory && values.contentModificationDate &&
+        *values.contentModificationDate <= now - age) {
+      removeItem(entry);
+      ++removed;
+    }
+  }
+  return removed;
+}
+
+void MediaStagingService::validateSourceIdentities(const PreparedMediaBatch& batch,
+                                                   const std::vector<FingerprintedMediaFile>& files) {
+  std::unordered_map<FileURL, std::string_view> examined;
+  for (const FingerprintedMediaFile& file : files) {
+    examined.emplace(file.file.url, file.sourceFingerprint);
+  }
+  const auto isAsExamined = [&](const PreparedMediaFile& file) {
+    const auto entry = examined.find(file.sourceFile.url);
+    return entry != examined.end() && entry->second == file.sourceFingerprint;
+  };
+  if (batch.files.size() != files.size() || !std::ranges::all_of(batch.files, isAsExamined)) {
+    throw MediaStagingError::sourceChanged();
+  }
+}
+
+// A link in the root's place could lead later removals to other people's files.
+void MediaStagingService::ensureRootDirectory() const {
+  if (!isThere(rootDirectory_)) {
+    createDirectories(rootDirectory_, Durability::survivesProcess);
+  }
+  if (!isFolderAndNoLink(rootDirectory_)) {
+    throw MediaStagingError::invalidStagingLocation();
+  }
+}
+
+void MediaStagingService::prepareFiles(Batch& batch, const std::vector<CameraMediaFile>& files) {
+  for (const CameraMediaFile& file : files) {
+    batch.token.throwIfCancelled();
+    const bool isCharmeraVideo =
+        batch.confidentlyRecognizedAsCharmera && lowercased(file.url.pathExtension()) == "avi";
+    batch.prepared.files.push_back(isCharmeraVideo ? prepareVideo(batch, file) : prepareFile(batch, file));
+  }
+  std::ranges::stable_sort(batch.prepared.files, comesBefore);
+}
+
+PreparedMediaFile MediaStagingService::prepareFile(const Batch& batch, const CameraMediaFile& file) const {
+  const MediaProcessingPlan plan =
+      CharmeraMediaProcessor::plan(FileReader(file.url).readToEnd(), file.url.pathExtension(),
+                                   batch.confidentlyRecognizedAsCharmera, file.modifiedAt, batch.timeZone);
+  switch (plan.action) {
+    case MediaProcessingPlan::Action::repairJPEG:
+      return stageRepaired(batch.prepared, file, plan, batch.timeZone);
+    case MediaProcessingPlan::Action::passthrough:
+      return stageUnaltered(batch.prepared, file, plan, batch.timeZone);
+    case MediaProcessingPlan::Action::unsupportedCharmeraVideo:
+    case MediaProcessingPlan::Action::transcodeCharmeraVideo:
+      break;
+  }
+  throw MediaStagingError::unsupportedCharmeraVideo(file.filename);
+}
+
+PreparedMediaFile MediaStagingService::prepareVideo(Batch& batch, const CameraMediaFile& file) const {
+  const VideoSource source = examineVideo(file, maximumVideoBytes_);
+  const FileURL folder = makeFolder(batch.prepared, UUID::random().text());
+  const FileURL copy = folder.appending("source.avi");
+  copyVideo(file.url, copy, source.byteCount, maximumVideoBytes_, batch.token);
+  // The processor takes the movie's date from its source.
+  setContentModificationDate(copy, source.captureDate);
+  batch.token.throwIfCancelled();
+  std::string sourceFingerprint = FileFingerprinter::sha256(copy, batch.token);
+
+  const FileURL movie = folder.appending(std::string(file.url.stem()) + ".mov");
+  {
+    const Turn::Pause openToOthers(batch.turn);
+    videoProcessor_->transcode(copy, movie, batch.token);
+  }
+  batch.token.throwIfCancelled();
+  std::string processedFingerprint = FileFingerprinter::sha256(movie, batch.token);
+  removeItem(copy);
+  return {.sourceFile = file,
+          .importURL = movie,
+          .sourceFingerprint = std::move(sourceFingerprint),
+          .mediaPayloadFingerprint = std::nullopt,
+          .processedFingerprint = std::move(processedFingerprint),
+          .processingVersion = NativeCharmeraVideoProcessor::version,
+          .isStagedCopy = true,
+          .captureDate = source.captureDate};
+}
+
+void MediaStagingService::cleanupIgnoringErrors(const PreparedMediaBatch& batch) noexcept {
+  try {
+    cleanup(batch);
+  } catch (const std::exception&) {
+    return;  // what stays is taken for abandoned after a day
+  }
+}
+
+}  // namespace tolvander

@@ -1,0 +1,126 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "TolvanderCore/CameraMediaFile.h"
+#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/CharmeraVideoProcessing.h"
+#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/FingerprintedMediaFile.h"
+#include "TolvanderCore/MediaStagingError.h"
+#include "TolvanderCore/NativeCharmeraVideoProcessor.h"
+#include "TolvanderCore/Platform/Calendar.h"
+#include "TolvanderCore/Platform/StandardDirectories.h"
+#include "TolvanderCore/PreparedMediaFile.h"
+#include "TolvanderCore/Turn.h"
+
+namespace tolvander {
+
+// Makes the private copies that the photo library reads in the camera's place: exact ones, repaired ones of a
+// Charmera's JPEGs, rewrapped ones of its videos. A batch lies in a folder of its own, with a folder for each
+// file, so that two files of one name never meet and each has the camera's name for it. The camera's files
+// are only read.
+//
+// Nothing of a batch outlives its use, and what a crash leaves is gone after the next start that finds it a
+// day old. Staged files appear whole; they are not made durable, since they are made again after a power
+// loss.
+//
+// A serialised owner: safe on every thread, one operation at a time, first come first served. Its turn is
+// open to others while a video is being rewrapped and while the caller works on a batch. Every operation
+// blocks.
+class MediaStagingService {
+ public:
+  // Below the user's application data, or below the folder for temporary files where there is none.
+  static FileURL defaultRootDirectory(const StandardDirectories& directories);
+
+  explicit MediaStagingService(
+      FileURL rootDirectory = defaultRootDirectory(StandardDirectories::current()),
+      std::shared_ptr<const CharmeraVideoProcessing> videoProcessor =
+          std::make_shared<NativeCharmeraVideoProcessor>(),
+      std::int64_t maximumVideoBytes = NativeCharmeraVideoProcessor::maximumSourceBytes);
+
+  const FileURL& rootDirectory() const { return rootDirectory_; }
+
+  // Stages the files as one batch, sorted by capture date, undated ones last, then by relative path as a file
+  // manager sorts. One bad file fails the whole batch, whose folder is then removed. Throws
+  // MediaStagingError, MediaProcessingError, CharmeraVideoProcessingError, PosixError, and CancellationError,
+  // looked for before each file and each chunk of a video.
+  PreparedMediaBatch prepare(const std::vector<CameraMediaFile>& files, bool confidentlyRecognizedAsCharmera,
+                             const TimeZone& timeZone, const CancellationToken& token = {});
+
+  // Stages, calls `operation` with the batch, removes the batch, and returns what the operation returned. An
+  // error of the operation goes before one of the removal; a removal that fails after a success is tried
+  // again and is an error, so that the caller knows of staged files that were left.
+  template <typename Operation>
+  auto withPreparedBatch(const std::vector<CameraMediaFile>& files, bool confidentlyRecognizedAsCharmera,
+                         const TimeZone& timeZone, const Operation& operation,
+                         const CancellationToken& token = {});
+
+  // Removes a batch; one that is gone already is no error. Throws MediaStagingError::invalidStagingLocation
+  // for a folder that isn't below the root, and PosixError.
+  void cleanup(const PreparedMediaBatch& batch);
+
+  // Removes the folders in the root that were last changed at least `age` before `now`, and returns how many.
+  // Throws PosixError at the first that can't be looked at or removed, and invalidStagingLocation where the
+  // root is a link.
+  int cleanupAbandoned(std::chrono::seconds age, Date now);
+
+  // Whether a batch holds exactly the files that were examined: as many, each with the source fingerprint
+  // that its camera file had then. Throws MediaStagingError::sourceChanged.
+  static void validateSourceIdentities(const PreparedMediaBatch& batch,
+                                       const std::vector<FingerprintedMediaFile>& files);
+
+ private:
+  struct Batch;
+
+  void ensureRootDirectory() const;
+  void prepareFiles(Batch& batch, const std::vector<CameraMediaFile>& files);
+  PreparedMediaFile prepareFile(const Batch& batch, const CameraMediaFile& file) const;
+  PreparedMediaFile prepareVideo(Batch& batch, const CameraMediaFile& file) const;
+  void cleanupIgnoringErrors(const PreparedMediaBatch& batch) noexcept;
+
+  Turn turn_;
+  const FileURL rootDirectory_;
+  const std::shared_ptr<const CharmeraVideoProcessing> videoProcessor_;
+  const std::int64_t maximumVideoBytes_;
+};
+
+template <typename Operation>
+auto MediaStagingService::withPreparedBatch(const std::vector<CameraMediaFile>& files,
+                                            bool confidentlyRecognizedAsCharmera, const TimeZone& timeZone,
+                                            const Operation& operation, const CancellationToken& token) {
+  const PreparedMediaBatch batch = prepare(files, confidentlyRecognizedAsCharmera, timeZone, token);
+  // Until the operation has succeeded, its own error is the one that counts.
+  struct Cleanup {
+    MediaStagingService& service;
+    const PreparedMediaBatch& batch;
+    bool isPending = true;
+
+    ~Cleanup() {
+      if (isPending) {
+        service.cleanupIgnoringErrors(batch);
+      }
+    }
+    void now() {
+      service.cleanup(batch);
+      isPending = false;
+    }
+  } cleanup{*this, batch};
+
+  if constexpr (std::is_void_v<decltype(operation(batch))>) {
+    operation(batch);
+    cleanup.now();
+  } else {
+    auto result = operation(batch);
+    cleanup.now();
+    return result;
+  }
+}
+
+}  // namespace tolvander
