@@ -212,9 +212,8 @@ std::string JPEGLayout::mediaFingerprint(std::span<const std::byte> data) const 
 
 std::vector<std::byte> JPEGLayout::replacingExif(std::span<const std::byte> data,
                                                  std::span<const std::byte> segment) const {
-  std::vector<std::byte> output;
+  std::vector<std::byte> output(startOfImage.begin(), startOfImage.end());
   output.reserve(data.size() + segment.size());
-  append(output, startOfImage);
 
   const auto isNotApplication0 = [](const Segment& other) { return other.marker != marker::application0; };
   const auto place = std::ranges::find_if(segments, isNotApplication0);
