@@ -334,7 +334,6 @@ TEST_F(Staging, isOpenToOthersWhileAVideoIsRewrapped) {
   const CameraMediaFile other = cameraFile("DCIM/b.png", "other");
   std::optional<PreparedMediaBatch> made;
   videos->meanwhile = [&] {
-    videos->meanwhile = nullptr;
     made = prepare({other});
     service.cleanup(*made);
   };

@@ -1,0 +1,192 @@
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+
+#include "Tests/Support/FaultInjection.h"
+#include "Tests/Support/JPEGBuilder.h"
+#include "Tests/Support/TemporaryFolder.h"
+#include "TolvanderCore/FileFingerprinter.h"
+#include "TolvanderCore/MediaStagingService.h"
+#include "TolvanderCore/SystemErrors.h"
+
+namespace tolvander::tests {
+namespace {
+
+namespace fs = std::filesystem;
+
+class CopyingVideoProcessor final : public CharmeraVideoProcessing {
+ public:
+  CharmeraVideoSupportStatus supportStatus() const override { return CharmeraVideoSupportStatus::available; }
+  CharmeraVideoProbe probe(const FileURL&, std::optional<Date>, const CancellationToken&) const override {
+    return {};
+  }
+  void transcode(const FileURL& source, const FileURL& destination, const CancellationToken&) const override {
+    std::ofstream(destination.path(), std::ios::binary) << "movie of " << readFile(source);
+  }
+};
+
+class StagingFaults : public testing::Test {
+ protected:
+  StagingFaults() {
+    const Bytes picture = JPEGBuilder()
+                              .exif(TIFFBuilder().originalDate("2026:07:01 12:00:00"))
+                              .quantisationTable()
+                              .huffmanTable()
+                              .frame(640, 480)
+                              .scan()
+                              .endOfImage()
+                              .build();
+    add("PICT0001.JPG", {reinterpret_cast<const char*>(picture.data()), picture.size()});
+    add("a.png", "unaltered");
+    add("MOVI0002.AVI", "frames");
+  }
+
+  void add(const std::string& name, std::string_view content) {
+    const FileURL url = (folder / "CARD").appending(name);
+    writeFile(url, content);
+    files.push_back({.url = url,
+                     .volumeURL = folder / "CARD",
+                     .relativePath = name,
+                     .filename = name,
+                     .byteCount = static_cast<std::int64_t>(content.size()),
+                     .modifiedAt = dateSince1970(1'770'000'000)});
+  }
+
+  PreparedMediaBatch prepare() { return service.prepare(files, true, TimeZone::utc()); }
+
+  void setUp() const { fs::remove_all(root.path()); }
+
+  bool nothingIsLeft() const { return !fs::exists(root.path()) || fs::is_empty(root.path()); }
+
+  std::string cardContent() const {
+    std::string content;
+    for (const CameraMediaFile& file : files) {
+      content += readFile(file.url);
+    }
+    return content;
+  }
+
+  TemporaryFolder folder;
+  const FileURL root = folder / "Media Staging";
+  std::vector<CameraMediaFile> files;
+  MediaStagingService service{root, std::make_shared<CopyingVideoProcessor>()};
+};
+
+TEST_F(StagingFaults, preparingLeavesNothingWhereACallFails) {
+  const std::string card = cardContent();
+  for (const int error : {EIO, ENOSPC}) {
+    const std::size_t points = forEachFaultPoint(
+        Fault::failing(error), [this] { setUp(); }, [this] { service.cleanup(prepare()); },
+        [&](const FaultOutcome& outcome) {
+          // A removal that fails is told, and what it left is swept later.
+          EXPECT_TRUE(nothingIsLeft() || outcome.threw) << outcome.call;
+          service.cleanupAbandoned(std::chrono::seconds(0), Date::max());
+          EXPECT_TRUE(nothingIsLeft());
+        });
+    EXPECT_GT(points, 15U);
+  }
+  EXPECT_EQ(cardContent(), card);
+}
+
+TEST_F(StagingFaults, aFailureOfPreparingItselfRemovesTheBatchAtOnce) {
+  forEachFaultPoint(
+      Fault::failing(ENOSPC), [this] { setUp(); }, [this] { prepare(); },
+      [this](const FaultOutcome& outcome) { EXPECT_EQ(nothingIsLeft(), outcome.threw) << outcome.call; });
+}
+
+TEST_F(StagingFaults, usingABatchRemovesItWhereverACallFails) {
+  forEachFaultPoint(
+      Fault::failing(EIO), [this] { setUp(); },
+      [this] { service.withPreparedBatch(files, true, TimeZone::utc(), [](const PreparedMediaBatch&) {}); },
+      [this](const FaultOutcome& outcome) {
+        // A removal that fails is made good by the second try, and told all the same.
+        EXPECT_TRUE(nothingIsLeft()) << outcome.call;
+        EXPECT_TRUE(outcome.threw || !outcome.call.starts_with("unlink")) << outcome.call;
+      });
+}
+
+TEST_F(StagingFaults, whatADyingProcessLeavesIsSweptAtTheNextStart) {
+  const std::string card = cardContent();
+  const std::size_t points = forEachFaultPoint(
+      Fault::kill(), [this] { setUp(); },
+      [this] { service.withPreparedBatch(files, true, TimeZone::utc(), [](const PreparedMediaBatch&) {}); },
+      [this](const FaultOutcome&) {
+        MediaStagingService restarted(root);
+        restarted.cleanupAbandoned(std::chrono::seconds(0), Date::max());
+        EXPECT_TRUE(nothingIsLeft());
+      });
+  EXPECT_GT(points, 15U);
+  EXPECT_EQ(cardContent(), card);
+}
+
+// A camera file that changes while it is staged, at every moment that staging has.
+class ChangingSource : public StagingFaults, public testing::WithParamInterface<const char*> {};
+
+TEST_P(ChangingSource, endsInAnErrorOrInWhatWasExamined) {
+  const FileURL changing = (folder / "CARD").appending(GetParam());
+  std::vector<FingerprintedMediaFile> examined;
+  for (const CameraMediaFile& file : files) {
+    examined.push_back({.file = file,
+                        .sourceFingerprint = FileFingerprinter::sha256(file.url),
+                        .mediaPayloadFingerprint = {},
+                        .captureDate = {},
+                        .metadata = {},
+                        .pendingProcessedFingerprint = {}});
+  }
+  const std::string original = readFile(changing);
+  const std::vector<std::pair<std::string, std::function<void()>>> changes = {
+      {"grows", [&] { writeFile(changing, original + "more"); }},
+      {"shrinks", [&] { writeFile(changing, original.substr(1)); }},
+      {"changes", [&] { writeFile(changing, std::string(original.size(), '?')); }},
+      {"vanishes", [&] { fs::remove(changing.path()); }},
+  };
+  const std::size_t calls = countMutatingCalls([&] { service.cleanup(prepare()); });
+  for (const auto& [name, change] : changes) {
+    std::size_t refused = 0;
+    for (std::size_t point = 1; point <= calls; ++point) {
+      writeFile(changing, original);
+      try {
+        runWithInterruption(point, change, [&] {
+          service.withPreparedBatch(files, true, TimeZone::utc(), [&](const PreparedMediaBatch& batch) {
+            MediaStagingService::validateSourceIdentities(batch, examined);
+          });
+        });
+      } catch (const Error&) {
+        ++refused;
+      }
+      EXPECT_TRUE(nothingIsLeft()) << name << " at call " << point;
+    }
+    EXPECT_GT(refused, 0U) << name << ": staging never saw it";
+    EXPECT_LT(refused, calls) << name << ": what happens after the copy is no matter";
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(, ChangingSource, testing::Values("PICT0001.JPG", "a.png", "MOVI0002.AVI"),
+                         [](const auto& file) {
+                           return std::string(file.param).substr(0, 1) + "_" +
+                                  std::string(FileURL("/" + std::string(file.param)).pathExtension());
+                         });
+
+TEST_F(StagingFaults, aVideoThatGrowsWhileItIsCopiedHasChanged) {
+  const FileURL video = (folder / "CARD").appending("MOVI0002.AVI");
+  std::size_t refused = 0;
+  for (std::size_t point = 1; point < 40; ++point) {
+    writeFile(video, "frames");
+    try {
+      runWithInterruption(
+          point, [&] { writeFile(video, "frames and more"); }, [&] { service.cleanup(prepare()); });
+    } catch (const MediaStagingError& error) {
+      EXPECT_EQ(error.kind(), MediaStagingError::Case::sourceChanged);
+      ++refused;
+    }
+    EXPECT_TRUE(nothingIsLeft());
+  }
+  EXPECT_GT(refused, 0U);
+}
+
+}  // namespace
+}  // namespace tolvander::tests
