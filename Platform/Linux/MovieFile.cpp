@@ -1,9 +1,9 @@
 #include "Platform/Linux/MovieFile.h"
 
-#include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cerrno>
 
 #include <cstddef>
 #include <new>
