@@ -3,8 +3,8 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <cerrno>
 
+#include <cerrno>
 #include <cstddef>
 #include <new>
 #include <utility>
