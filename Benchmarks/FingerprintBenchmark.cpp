@@ -131,6 +131,35 @@ void fingerprintOfAGibibyte(benchmark::State& state) {
 }
 BENCHMARK(fingerprintOfAGibibyte)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 
+// A photo of 900 kB and a sidecar of 4 kB: what opening the file and making the buffer add.
+void fingerprintOfASmallFile(benchmark::State& state) {
+  const auto size = static_cast<std::size_t>(state.range(0));
+  std::vector<std::byte> bytes = contents(largeFile());
+  bytes.resize(size);
+  const std::filesystem::path path = largeFile().path() + "-small";
+  std::filesystem::copy_file(largeFile().path(), path);
+  std::filesystem::resize_file(path, size);
+  const FileURL url(path.string());
+  double inMemory = 0;
+  double fingerprint = 0;
+  for (auto unused : state) {
+    static_cast<void>(unused);
+    inMemory += seconds([&] { hashInMemory(bytes); });
+    const double own = seconds([&] { FileFingerprinter::sha256(url); });
+    fingerprint += own;
+    state.SetIterationTime(own);
+  }
+  std::filesystem::remove(path);
+  state.counters["times_openssl"] = fingerprint / inMemory;
+}
+BENCHMARK(fingerprintOfASmallFile)
+    ->ArgName("bytes")
+    ->Arg(4'096)
+    ->Arg(900'000)
+    ->UseManualTime()
+    ->Iterations(500)
+    ->Unit(benchmark::kMicrosecond);
+
 // What the size of a read costs, beside hashing the same bytes in memory.
 void readAndHashInChunks(benchmark::State& state) {
   const FileURL& url = largeFile();

@@ -298,10 +298,12 @@ std::vector<std::byte> CharmeraMediaProcessor::minimalExifSegment(std::string_vi
   if (length > maximumLength) {
     throw MediaProcessingError(Case::exifBlockTooLarge);
   }
-  std::vector<std::byte> segment{std::byte{0xFF}, std::byte{0xE1}, static_cast<std::byte>(length >> 8U),
-                                 static_cast<std::byte>(length & 0xFFU)};
-  segment.insert(segment.end(), prefix.begin(), prefix.end());
-  segment.insert(segment.end(), block.bytes().begin(), block.bytes().end());
+  const std::array head{std::byte{0xFF}, std::byte{0xE1}, static_cast<std::byte>(length >> 8U),
+                        static_cast<std::byte>(length & 0xFFU)};
+  std::vector<std::byte> segment(head.size() + length - lengthFieldSize);
+  auto place = std::ranges::copy(head, segment.begin()).out;
+  place = std::ranges::copy(prefix, place).out;
+  std::ranges::copy(block.bytes(), place);
   return segment;
 }
 

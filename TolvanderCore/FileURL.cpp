@@ -1,10 +1,9 @@
 #include "TolvanderCore/FileURL.h"
 
-#include <errno.h>
-#include <stdlib.h>
-
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
+#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -91,7 +90,6 @@ FileURL FileURL::standardized() const {
 }
 
 FileURL FileURL::resolvingSymlinks() const {
-  const FileURL plain = standardized();
   // ".." behind a link leads elsewhere than its text says, so the path is resolved as it is spelt.
   std::string existing = path_;
   std::string missing;
@@ -101,9 +99,14 @@ FileURL FileURL::resolvingSymlinks() const {
     }
     const FileURL current(existing);
     if (errno != ENOENT || current.lastPathComponent() == "/") {
-      return plain;
+      return standardized();
     }
-    missing = std::string(current.lastPathComponent()) + (missing.empty() ? "" : "/" + missing);
+    std::string tail(current.lastPathComponent());
+    if (!missing.empty()) {
+      tail += '/';
+      tail += missing;
+    }
+    missing = std::move(tail);
     existing = current.deletingLastPathComponent().path();
   }
 }

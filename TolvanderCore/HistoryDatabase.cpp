@@ -130,6 +130,17 @@ std::map<std::string, std::string> decodePendingProcessedFingerprints(
   return fingerprints;
 }
 
+HistoryDatabase decodeHistory(const JSONDocument& document) {
+  const JSONObject object = document.root().object();
+  checkVersion(object);
+  HistoryDatabase database;
+  database.imports = decodeImports(object);
+  database.trash = decodeTrash(object);
+  database.pendingImports = decodePendingImports(object);
+  database.pendingProcessedFingerprints = decodePendingProcessedFingerprints(object, database.pendingImports);
+  return database;
+}
+
 // Writing. Each function puts its keys in ascending order.
 
 void writeOptional(JSONWriter& writer, std::string_view key, const std::optional<std::string>& text) {
@@ -189,17 +200,9 @@ void write(JSONWriter& writer, const ManagedTrashRecord& record) {
 
 }  // namespace
 
-HistoryDatabase readHistory(const FileURL& file) {
-  const JSONDocument document(file);
-  const JSONObject object = document.root().object();
-  checkVersion(object);
-  HistoryDatabase database;
-  database.imports = decodeImports(object);
-  database.trash = decodeTrash(object);
-  database.pendingImports = decodePendingImports(object);
-  database.pendingProcessedFingerprints = decodePendingProcessedFingerprints(object, database.pendingImports);
-  return database;
-}
+HistoryDatabase readHistory(const FileURL& file) { return decodeHistory(JSONDocument(file)); }
+
+HistoryDatabase readHistory(std::span<const std::byte> bytes) { return decodeHistory(JSONDocument(bytes)); }
 
 void writeHistory(const HistoryDatabase& database, JSONWriter::Sink sink) {
   JSONWriter writer(JSONWriter::Style::prettyPrinted, std::move(sink));

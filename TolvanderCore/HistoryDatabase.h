@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <set>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -32,6 +34,7 @@ struct HistoryDatabase {
 // without a pending import are dropped. Throws DecodingError for what is no such file, PosixError where it
 // can't be read.
 HistoryDatabase readHistory(const FileURL& file);
+HistoryDatabase readHistory(std::span<const std::byte> bytes);
 
 // Writes the current version's form: pretty-printed JSON, keys in ascending order in every object, dates in
 // UTC with whole seconds (fractions are lost), absent optional fields left out. Throws what the sink throws.

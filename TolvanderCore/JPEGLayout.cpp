@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <utility>
 
 #include "TolvanderCore/FileFingerprinter.h"
 #include "TolvanderCore/MediaProcessingError.h"
@@ -126,17 +125,17 @@ auto unlessMalformed(Read read) -> decltype(read()) {
 }
 
 template <typename Value>
-void fillIn(std::optional<Value>& field, std::optional<Value>&& value) {
+void fillIn(std::optional<Value>& field, const std::optional<Value>& value) {
   if (!field) {
-    field = std::move(value);
+    field = value;
   }
 }
 
-void fillIn(JPEGLayout::ExifMetadata& metadata, JPEGLayout::ExifMetadata&& block) {
-  fillIn(metadata.orientation, std::move(block.orientation));
-  fillIn(metadata.modifiedDate, std::move(block.modifiedDate));
-  fillIn(metadata.originalDate, std::move(block.originalDate));
-  fillIn(metadata.digitizedDate, std::move(block.digitizedDate));
+void fillIn(JPEGLayout::ExifMetadata& metadata, const JPEGLayout::ExifMetadata& block) {
+  fillIn(metadata.orientation, block.orientation);
+  fillIn(metadata.modifiedDate, block.modifiedDate);
+  fillIn(metadata.originalDate, block.originalDate);
+  fillIn(metadata.digitizedDate, block.digitizedDate);
 }
 
 std::optional<std::uint16_t> readOrientation(const TIFFReader& reader,
@@ -212,9 +211,8 @@ std::string JPEGLayout::mediaFingerprint(std::span<const std::byte> data) const 
 
 std::vector<std::byte> JPEGLayout::replacingExif(std::span<const std::byte> data,
                                                  std::span<const std::byte> segment) const {
-  std::vector<std::byte> output;
+  std::vector<std::byte> output(startOfImage.begin(), startOfImage.end());
   output.reserve(data.size() + segment.size());
-  append(output, startOfImage);
 
   const auto isNotApplication0 = [](const Segment& other) { return other.marker != marker::application0; };
   const auto place = std::ranges::find_if(segments, isNotApplication0);

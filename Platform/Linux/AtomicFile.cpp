@@ -2,7 +2,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <stdio.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,6 +9,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
+#include <exception>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -32,7 +33,9 @@ constexpr std::size_t randomTextLength = 36;  // of a UUID
 // room for the rest.
 std::string auxiliaryPrefix(const FileURL& target) {
   constexpr std::size_t longestName = NAME_MAX - 2 - randomTextLength - auxiliaryExtension.size();
-  return "." + std::string(target.lastPathComponent().substr(0, longestName)) + ".";
+  std::string prefix(".");
+  prefix += target.lastPathComponent().substr(0, longestName);
+  return prefix + ".";
 }
 
 std::string newAuxiliaryName(const FileURL& target) {

@@ -1,10 +1,10 @@
 #include "TolvanderCore/Platform/Calendar.h"
 
-#include <stdlib.h>
 #include <unicode/basictz.h>
 #include <unicode/timezone.h>
 
 #include <array>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <utility>
@@ -17,7 +17,8 @@ namespace tolvander {
 // The zone is only ever asked, which ICU allows on several threads at once.
 struct TimeZone::Rules {
   std::string name;
-  std::unique_ptr<const icu::BasicTimeZone> zone;
+  std::unique_ptr<const icu::TimeZone> owner;
+  const icu::BasicTimeZone& zone;  // the same, as the type that it is
 };
 
 namespace {
@@ -105,9 +106,7 @@ std::optional<TimeZone> TimeZone::named(std::string_view name) {
   std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::createTimeZone(id));
   const auto* const basic = dynamic_cast<const icu::BasicTimeZone*>(zone.get());
   precondition(basic != nullptr, "every zone of the database tells its transitions");
-  zone.release();
-  return TimeZone(std::make_shared<const Rules>(
-      Rules{std::string(name), std::unique_ptr<const icu::BasicTimeZone>(basic)}));
+  return TimeZone(std::make_shared<const Rules>(Rules{std::string(name), std::move(zone), *basic}));
 }
 
 TimeZone TimeZone::current() {
@@ -126,7 +125,7 @@ const std::string& TimeZone::name() const { return rules_->name; }
 
 std::string exifDateText(Date date, const TimeZone& zone) {
   const auto instant = std::chrono::floor<std::chrono::seconds>(date);
-  return wallClockText(instant + offsetAt(instant, *zone.rules().zone), exifForm);
+  return wallClockText(instant + offsetAt(instant, zone.rules().zone), exifForm);
 }
 
 std::optional<Date> dateFromExifText(std::string_view text, const TimeZone& zone) {
@@ -134,7 +133,7 @@ std::optional<Date> dateFromExifText(std::string_view text, const TimeZone& zone
   if (!reading) {
     return std::nullopt;
   }
-  const icu::BasicTimeZone& rules = *zone.rules().zone;
+  const icu::BasicTimeZone& rules = zone.rules().zone;
   const std::chrono::seconds offset = offsetAtReading(*reading, rules);
   const std::chrono::sys_seconds instant = *reading - offset;
   const bool isSkipped = offsetAt(instant, rules) != offset;

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <errno.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 namespace tolvander::platform::linux_ {

@@ -30,7 +30,7 @@ std::optional<std::string> exifDateTimeOriginal(Bytes tiffBlock) {
   if (exif == nullptr) {
     return std::nullopt;
   }
-  // With this option the library adds and corrects entries, when all that counts is what stands in the file.
+  // Otherwise the library goes on to add and correct entries: work on foreign bytes for nothing.
   exif_data_unset_option(exif.get(), EXIF_DATA_OPTION_FOLLOW_SPECIFICATION);
   exif_data_load_data(exif.get(), block.data(), static_cast<unsigned>(block.size()));
 

@@ -1,11 +1,11 @@
 #include "TolvanderCore/Platform/StandardDirectories.h"
 
 #include <pwd.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstddef>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -47,7 +47,7 @@ std::optional<FileURL> homeFolder() {
 }
 
 std::optional<FileURL> applicationSupportFolder() {
-  if (const auto named = folderFromEnvironment("XDG_DATA_HOME")) {
+  if (auto named = folderFromEnvironment("XDG_DATA_HOME")) {
     return named;
   }
   const auto home = homeFolder();

@@ -1,12 +1,12 @@
 #include "TolvanderCore/Platform/Text.h"
 
-#include <stdlib.h>
 #include <unicode/coll.h>
 #include <unicode/normlzr.h>
 #include <unicode/regex.h>
 #include <unicode/uniset.h>
 #include <unicode/unistr.h>
 
+#include <cstdlib>
 #include <limits>
 
 #include "TolvanderCore/Precondition.h"
@@ -55,7 +55,7 @@ std::unique_ptr<icu::Collator> makeCollator() {
 // Making a collator loads a locale's rules, so it happens once; each thread gets a copy, which shares them.
 const icu::Collator& collator() {
   static const std::unique_ptr<const icu::Collator> prototype = makeCollator();
-  thread_local const std::unique_ptr<const icu::Collator> copy(prototype->clone());
+  static thread_local const std::unique_ptr<const icu::Collator> copy(prototype->clone());
   return *copy;
 }
 

@@ -1,12 +1,12 @@
 #include "TolvanderCore/FileFingerprinter.h"
 
-#include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <string>
 #include <string_view>

@@ -12,7 +12,6 @@ namespace tolvander {
 namespace {
 
 using tests::TemporaryFolder;
-using tests::writeFile;
 
 std::string written(const HistoryDatabase& database) {
   std::string text;
@@ -22,11 +21,7 @@ std::string written(const HistoryDatabase& database) {
   return text;
 }
 
-HistoryDatabase read(std::string_view json) {
-  const TemporaryFolder folder;
-  writeFile(folder / "history.json", json);
-  return readHistory(folder / "history.json");
-}
+HistoryDatabase read(std::string_view json) { return readHistory(std::as_bytes(std::span(json))); }
 
 Date date(std::string_view text) { return dateFromISO8601(text).value(); }
 

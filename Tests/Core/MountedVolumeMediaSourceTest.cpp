@@ -1,7 +1,7 @@
 #include "TolvanderCore/MountedVolumeMediaSource.h"
 
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <linux/audit.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>

@@ -22,6 +22,7 @@ TEST(Turn, isHeldByOneAtATime) {
   int overlaps = 0;
   int total = 0;
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int index = 0; index < 4; ++index) {
     threads.emplace_back([&] {
       for (int repetition = 0; repetition < 500; ++repetition) {

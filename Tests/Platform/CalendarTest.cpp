@@ -1,9 +1,9 @@
 #include "TolvanderCore/Platform/Calendar.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <array>
+#include <cstdlib>
 #include <optional>
 #include <random>
 #include <string>
@@ -203,6 +203,7 @@ TEST(Calendar, comesBackToEveryInstantNearChangesOfTheClocks) {
 TEST(Calendar, answersOnManyThreadsAtOnce) {
   const TimeZone berlin = zone("Europe/Berlin");
   std::vector<std::thread> threads;
+  threads.reserve(4);
   std::vector<int> mistakes(4);
   for (int& count : mistakes) {
     threads.emplace_back([&count, berlin] {

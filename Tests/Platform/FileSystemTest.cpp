@@ -16,7 +16,7 @@
 #include <string>
 #include <string_view>
 
-#include "Tests/Support/ChildProcess.h"
+#include "Tests/Support/OtherUser.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "TolvanderCore/SystemErrors.h"
 
@@ -200,10 +200,11 @@ TEST(FileExists, isFalseForWhatMayNotBeLookedAt) {
   setPermissions(folder.url(), 0755);
   writeFile(folder / "closed/file", "");
   setPermissions(folder / "closed", 0);
-  asUnprivilegedUser([&] {
+  {
+    const OtherUser nobody;
     EXPECT_TRUE(fileExists(folder / "closed"));
     EXPECT_FALSE(fileExists(folder / "closed/file"));
-  });
+  }
   setPermissions(folder / "closed", 0700);
 }
 
@@ -249,7 +250,10 @@ TEST(ContentsOfDirectory, failsWithTheSystemsNumber) {
   setPermissions(folder / "closed", 0);
   EXPECT_EQ(failureOfContents(folder / "missing"), ENOENT);
   EXPECT_EQ(failureOfContents(folder / "file"), ENOTDIR);
-  asUnprivilegedUser([&] { EXPECT_EQ(failureOfContents(folder / "closed"), EACCES); });
+  {
+    const OtherUser nobody;
+    EXPECT_EQ(failureOfContents(folder / "closed"), EACCES);
+  }
 }
 
 TEST(DirectoryEnumerator, givesEveryEntryOnce) {
@@ -331,7 +335,8 @@ TEST(DirectoryEnumerator, reportsARootThatMayNotBeReadByTheFirstCall) {
   setPermissions(folder.url(), 0755);
   makeFolder(folder / "closed/below");
   setPermissions(folder / "closed", 0);
-  asUnprivilegedUser([&] {
+  {
+    const OtherUser nobody;
     for (const char* root : {"closed", "closed/below"}) {
       std::int64_t code = 0;
       auto enumerator = DirectoryEnumerator::at(folder / root, [&](const FileURL& url, const Error& error) {
@@ -345,7 +350,7 @@ TEST(DirectoryEnumerator, reportsARootThatMayNotBeReadByTheFirstCall) {
       EXPECT_FALSE(enumerator->next());
       EXPECT_EQ(code, EACCES);
     }
-  });
+  }
   setPermissions(folder / "closed", 0700);
 }
 
@@ -357,7 +362,8 @@ TEST(DirectoryEnumerator, goesOnPastAClosedFolderWhenTheHandlerSaysSo) {
     writeFile(folder / name, "");
   }
   setPermissions(folder / "closed", 0);
-  asUnprivilegedUser([&] {
+  {
+    const OtherUser nobody;
     int calls = 0;
     EXPECT_EQ(walked(folder.url(),
                      [&](const FileURL& url, const Error& error) {
@@ -369,7 +375,7 @@ TEST(DirectoryEnumerator, goesOnPastAClosedFolderWhenTheHandlerSaysSo) {
               (Paths{"closed", "1", "2", "3", "4"}));
     EXPECT_EQ(calls, 1);
     EXPECT_EQ(walked(folder.url()), (Paths{"closed", "1", "2", "3", "4"})) << "without a handler";
-  });
+  }
   setPermissions(folder / "closed", 0700);
 }
 
@@ -380,7 +386,8 @@ TEST(DirectoryEnumerator, endsAtOnceWhenTheHandlerSaysSo) {
     makeFolder(folder / name);
   }
   setPermissions(folder / "a/b/closed", 0);
-  asUnprivilegedUser([&] {
+  {
+    const OtherUser nobody;
     bool wasAsked = false;
     auto enumerator = DirectoryEnumerator::at(folder.url(), [&](const FileURL&, const Error&) {
       wasAsked = true;
@@ -394,7 +401,7 @@ TEST(DirectoryEnumerator, endsAtOnceWhenTheHandlerSaysSo) {
     }
     EXPECT_EQ(last, folder / "a/b/closed");
     EXPECT_FALSE(enumerator->next());
-  });
+  }
 }
 
 TEST(DirectoryEnumerator, givesTenThousandFiles) {

@@ -107,6 +107,7 @@ TEST(SHA256, hashesOnManyThreadsAtOnce) {
   const SHA256::Digest expected = SHA256::hash(bytes(message));
   std::vector<SHA256::Digest> digests(4);
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (SHA256::Digest& digest : digests) {
     threads.emplace_back([&] {
       for (int repetition = 0; repetition < 20; ++repetition) {

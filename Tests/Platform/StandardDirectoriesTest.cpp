@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 #include <pwd.h>
-#include <stdlib.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <string>
 
 #include "Tests/Support/ChildProcess.h"

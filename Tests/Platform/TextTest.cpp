@@ -1,10 +1,11 @@
 #include "TolvanderCore/Platform/Text.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <algorithm>
 #include <array>
+#include <compare>
+#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -16,8 +17,12 @@ namespace {
 
 using namespace std::string_literals;
 
-bool precedes(std::string_view left, std::string_view right) { return standardCompare(left, right) < 0; }
-bool isEquivalent(std::string_view left, std::string_view right) { return standardCompare(left, right) == 0; }
+bool precedes(std::string_view left, std::string_view right) {
+  return std::is_lt(standardCompare(left, right));
+}
+bool isEquivalent(std::string_view left, std::string_view right) {
+  return std::is_eq(standardCompare(left, right));
+}
 bool matches(std::string_view pattern, std::string_view text) {
   return RegularExpression(pattern).hasMatch(text);
 }
@@ -160,10 +165,10 @@ TEST(StandardCompare, isATotalPreorder) {
   for (const std::string& a : texts) {
     EXPECT_TRUE(isEquivalent(a, a)) << a;
     for (const std::string& b : texts) {
-      EXPECT_EQ(standardCompare(a, b), 0 <=> standardCompare(b, a)) << a << " | " << b;
+      EXPECT_EQ(precedes(a, b), std::is_gt(standardCompare(b, a))) << a << " | " << b;
       for (const std::string& c : texts) {
-        if (standardCompare(a, b) <= 0 && standardCompare(b, c) <= 0) {
-          EXPECT_TRUE(standardCompare(a, c) <= 0) << a << " | " << b << " | " << c;
+        if (std::is_lteq(standardCompare(a, b)) && std::is_lteq(standardCompare(b, c))) {
+          EXPECT_TRUE(std::is_lteq(standardCompare(a, c))) << a << " | " << b << " | " << c;
         }
       }
     }
@@ -176,6 +181,7 @@ TEST(StandardCompare, answersTheSameOnManyThreads) {
   std::stable_sort(expected.begin(), expected.end(), precedes);
   std::vector<std::vector<std::string>> results(4, texts);
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (std::vector<std::string>& list : results) {
     threads.emplace_back([&list] { std::stable_sort(list.begin(), list.end(), precedes); });
   }
@@ -276,7 +282,9 @@ TEST(TrimmingWhitespaceAndNewlines, knowsUnicodesWhiteSpace) {
 
 TEST(TrimmingWhitespaceAndNewlines, keepsEverythingElse) {
   for (const std::string_view text : {"\u200B", "\x1F", "\xFF", "\x85", "\xA0", "a\xE2\x80"}) {
-    EXPECT_EQ(trimmingWhitespaceAndNewlines(" " + std::string(text) + " "), text);
+    std::string padded(" ");
+    padded.append(text).append(" ");
+    EXPECT_EQ(trimmingWhitespaceAndNewlines(padded), text);
   }
   EXPECT_EQ(trimmingWhitespaceAndNewlines("\0 "s), "\0"s);
 }

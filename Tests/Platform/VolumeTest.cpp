@@ -255,7 +255,7 @@ TEST_P(MountedVolume, lendsItsUUIDToTheFoldersOnIt) {
     makeFolder(volume.mountPoint().appending("DCIM"));
     const auto valuesWith = [&](const std::string& uuid) {
       writeUdevRecord(numberOf(volume.device()), "E:ID_FS_UUID=" + uuid + "\n");
-      const VolumeResourceValues values = volumeResourceValues(volume.mountPoint().appending("DCIM"));
+      VolumeResourceValues values = volumeResourceValues(volume.mountPoint().appending("DCIM"));
       umount("/run");
       return values;
     };

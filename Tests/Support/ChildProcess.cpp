@@ -38,11 +38,6 @@ int failuresOf(const std::function<void()>& body) {
   return testing::Test::HasFailure() ? 1 : 0;
 }
 
-bool becomeUnprivileged() {
-  constexpr uid_t nobody = 65534;
-  return getuid() != 0 || (setresgid(nobody, nobody, nobody) == 0 && setresuid(nobody, nobody, nobody) == 0);
-}
-
 bool enterPrivateMountNamespace() {
   return unshare(CLONE_NEWNS) == 0 && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
 }
@@ -51,13 +46,6 @@ bool enterPrivateMountNamespace() {
 
 void inChildProcess(const std::function<void()>& body) {
   EXPECT_EQ(exitStatusOfChild([&] { return failuresOf(body); }), 0) << "in the child process";
-}
-
-void asUnprivilegedUser(const std::function<void()>& body) {
-  inChildProcess([&] {
-    ASSERT_TRUE(becomeUnprivileged());
-    body();
-  });
 }
 
 void inPrivateMountNamespace(const std::function<void()>& body) {

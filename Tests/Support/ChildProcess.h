@@ -10,9 +10,6 @@ namespace tolvander::tests {
 // there, an exception, or a death of the child is a failure of the calling test.
 void inChildProcess(const std::function<void()>& body);
 
-// As inChildProcess, as a user for whom permissions count: root may read everything.
-void asUnprivilegedUser(const std::function<void()>& body);
-
 // As inChildProcess, with mounts that nobody else sees and that are gone when the child is.
 void inPrivateMountNamespace(const std::function<void()>& body);
 

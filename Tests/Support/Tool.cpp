@@ -30,6 +30,7 @@ ToolResult runTool(const std::vector<std::string>& arguments) {
   const FileURL errors = folder / "errors";
 
   std::vector<char*> argumentPointers;
+  argumentPointers.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments) {
     argumentPointers.push_back(const_cast<char*>(argument.c_str()));
   }

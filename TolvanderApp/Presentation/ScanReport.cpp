@@ -1,5 +1,7 @@
 #include "TolvanderApp/Presentation/ScanReport.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <numeric>
 #include <utility>
 
@@ -8,6 +10,8 @@
 #include "TolvanderCore/ISO8601.h"
 #include "TolvanderCore/JSONWriter.h"
 #include "TolvanderCore/MountedVolumeMediaSource.h"
+#include "TolvanderCore/Platform/FileSystem.h"
+#include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::app {
 
@@ -55,6 +59,11 @@ void write(JSONWriter& writer, const std::optional<DeviceProfile>& profile) {
 }  // namespace
 
 ScanReport ScanReport::of(const FileURL& volumeURL, bool withFingerprints, const CancellationToken& token) {
+  // Detection takes a volume that isn't there for one that just left; a person who typed its path wants to
+  // know.
+  if (!fileExists(volumeURL)) {
+    throw PosixError(ENOENT, "look at", volumeURL);
+  }
   ScanReport report{.volumeURL = volumeURL,
                     .displayName = MountedVolumeMediaSource::displayName(volumeURL),
                     .profile = std::nullopt,

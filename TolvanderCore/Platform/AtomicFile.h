@@ -20,10 +20,10 @@ void createDirectories(const FileURL& directory, Durability durability);
 
 // Replaces one file as a whole: at every moment the target is the whole old file (or none) or the whole new
 // one, and never a part, whatever fails and whenever the process dies. The new bytes go to an auxiliary file
-// in the same folder,
-// ".<name>.<random>.tmp", which then takes the target's place. A target that is a symbolic link keeps being
-// one: the file that it leads to is replaced. The new file has the old one's permission bits, and for a first
-// file those of any new file of the user.
+// in the same folder, ".<name>.<random>.tmp" (of a very long name its beginning), which then takes the
+// target's place. A target that is a symbolic link keeps being one: the file that it leads to is replaced, or
+// made where it isn't there. The new file has the old one's permission bits, from before its first byte, and
+// a first file those of any new file of the user. A target that is a folder is refused (EISDIR).
 //
 // One object for one replacement, on one thread at a time. Without commit() nothing has happened and the
 // auxiliary file is gone when the object is. All operations throw PosixError.
@@ -39,7 +39,9 @@ class AtomicFile {
 
   // Puts the new file in the target's place. When it returns, the change is as durable as was asked for. When
   // it throws, the target is what it was before, also where the last step, making the new name durable, is
-  // what failed; only on file systems that can't exchange two names may the new file stay in that one case.
+  // what failed. Two cases of that last step are the exception, and leave the whole new file: a file system
+  // that can't exchange two names, and one that refuses to undo the exchange as well (a disk that is gone).
+  // Old content that can't be removed afterwards is no error but a leftover.
   void commit();
 
   // Removes auxiliary files that a process left behind when it died while replacing `target`. Leaves alone

@@ -1,0 +1,8 @@
+// Never compiled: an input to the check of the layers' includes.
+#include <sqlite3.h>
+#include <unicode/ucol.h>
+
+#include <vector>
+
+#include "TolvanderApp/Presentation/Wording.h"
+#include "TolvanderCore/FileURL.h"

@@ -1,0 +1,205 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <sstream>
+#include <string>
+
+#include "Tests/Support/Bytes.h"
+#include "Tests/Support/TemporaryFolder.h"
+#include "Tests/Support/Tool.h"
+#include "TolvanderCore/FileFingerprinter.h"
+#include "TolvanderCore/JSONReader.h"
+
+namespace tolvander::tests {
+namespace {
+
+namespace fs = std::filesystem;
+
+class CommandLine : public testing::Test {
+ protected:
+  ToolResult run(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), {TOLVANDERCTL, "--home", home.path()});
+    return runTool(arguments);
+  }
+
+  void makeCharmera() const {
+    writeFile(volume.appending("DCIM/100/PICT0010.JPG"), "ten");
+    writeFile(volume.appending("DCIM/100/PICT0009.JPG"), "nine");
+    fs::create_directory(volume.appending("SPIDCIM").path());
+  }
+
+  TemporaryFolder folder;
+  const FileURL volume = folder / "CARD";
+  const FileURL home = folder / "home";
+};
+
+bool contains(const std::string& text, std::string_view part) { return text.find(part) != std::string::npos; }
+
+TEST_F(CommandLine, explainsItself) {
+  const ToolResult help = run({"--help"});
+  EXPECT_EQ(help.status, 0);
+  for (const char* word : {"scan", "history", "--home", "--json", "--version"}) {
+    EXPECT_TRUE(contains(help.output, word)) << word;
+  }
+  const ToolResult scanHelp = run({"scan", "--help"});
+  EXPECT_EQ(scanHelp.status, 0);
+  EXPECT_TRUE(contains(scanHelp.output, "--fingerprints"));
+}
+
+TEST_F(CommandLine, tellsItsVersion) {
+  EXPECT_EQ(run({"--version"}).output, "tolvanderctl " TOLVANDER_VERSION "\n");
+}
+
+TEST_F(CommandLine, answersWrongUsageWithStatusTwoAndAMessage) {
+  for (const std::vector<std::string>& arguments :
+       std::vector<std::vector<std::string>>{{},
+                                             {"scan"},
+                                             {"unknown"},
+                                             {"scan", "--unknown", "/"},
+                                             {"scan", "a", "b"},
+                                             {"history", "extra"},
+                                             {"--home"}}) {
+    const ToolResult result = run(arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_TRUE(result.output.empty());
+    EXPECT_FALSE(result.errors.empty());
+  }
+}
+
+TEST_F(CommandLine, scansACamera) {
+  makeCharmera();
+  const ToolResult result = run({"scan", volume.path()});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_TRUE(result.output.starts_with("KODAK Charmera “CARD”: 2 media files, 7 bytes\n")) << result.output;
+  EXPECT_LT(result.output.find("PICT0009.JPG"), result.output.find("PICT0010.JPG"));
+}
+
+TEST_F(CommandLine, scansACameraForPrograms) {
+  makeCharmera();
+  for (const auto& arguments :
+       {std::vector<std::string>{"--json", "scan", volume.path(), "--fingerprints"},
+        std::vector<std::string>{"scan", "--fingerprints", volume.path() + "/", "--json"}}) {
+    const ToolResult result = run(arguments);
+    EXPECT_EQ(result.status, 0) << result.errors;
+    const JSONDocument document(bytesOf(result.output));
+    const JSONObject report = document.root().object();
+    EXPECT_EQ(report.required("displayName").string(), "CARD");
+    EXPECT_EQ(report.required("profile").object().required("kind").string(), "charmera");
+    const auto files = report.required("files").array();
+    ASSERT_EQ(files.size(), 2U);
+    EXPECT_EQ(files[0].object().required("relativePath").string(), "DCIM/100/PICT0009.JPG");
+    EXPECT_EQ(files[0].object().required("byteCount").integer(), 4);
+    EXPECT_EQ(files[0].object().required("sourceFingerprint").string(),
+              FileFingerprinter::sha256(bytesOf("nine")));
+    EXPECT_NO_THROW(static_cast<void>(files[0].object().required("modifiedAt").iso8601Date()));
+  }
+}
+
+TEST_F(CommandLine, saysThatAPlainCardIsNoCamera) {
+  writeFile(volume.appending("DCIM/IMG_0001.JPG"), "x");
+  const ToolResult result = run({"scan", volume.path()});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output, "“CARD” is no camera that Tolvander knows.\n");
+}
+
+TEST_F(CommandLine, failsForAVolumeThatIsNotThere) {
+  const ToolResult result = run({"scan", volume.path()});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(result.output.empty());
+  EXPECT_TRUE(contains(result.errors, "No such file or directory")) << result.errors;
+}
+
+TEST_F(CommandLine, failsForAFile) {
+  writeFile(volume, "x");
+  const ToolResult result = run({"scan", volume.path()});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(contains(result.errors, "Not a directory")) << result.errors;
+}
+
+TEST_F(CommandLine, failsForAnEmptyName) { EXPECT_NE(run({"scan", ""}).status, 0); }
+
+TEST_F(CommandLine, failsWhereItsOutputCannotBeWritten) {
+  makeCharmera();
+  const std::string command = std::string(TOLVANDERCTL) + " scan '" + volume.path() + "' >/dev/full";
+  const ToolResult result = runTool({"sh", "-c", command});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(contains(result.errors, "could not be written"));
+}
+
+TEST_F(CommandLine, stopsAtCtrlC) {
+  // A fingerprint of a pipe that never ends a read would hang; a file without an end shows that the stop is
+  // seen.
+  makeCharmera();
+  fs::resize_file(volume.appending("DCIM/100/PICT0009.JPG").path(), std::uintmax_t{1} << 40U);
+  const std::string command = "timeout --preserve-status --signal=INT 0.3 " + std::string(TOLVANDERCTL) +
+                              " scan --fingerprints '" + volume.path() + "'";
+  const ToolResult result = runTool({"sh", "-c", command});
+  EXPECT_EQ(result.status, 130) << result.errors;
+  EXPECT_TRUE(result.output.empty());
+  EXPECT_TRUE(contains(result.errors, "Stopping at the next safe point"));
+}
+
+TEST_F(CommandLine, showsAnEmptyHistoryWithoutMakingAFile) {
+  const ToolResult result = run({"history"});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_EQ(result.output,
+            "Import history: " + home.path() +
+                "/data/Tolvander/history.json\n"
+                "0 photos and 0 videos in the library, 0 unresolved imports, 0 files in the Trash\n");
+  EXPECT_FALSE(fs::exists(home.path()));
+}
+
+TEST_F(CommandLine, showsTheHistoryForPrograms) {
+  const FileURL file = home.appending("data/Tolvander/history.json");
+  writeFile(file, R"({"pendingImports":["b","a"]})");
+  const ToolResult result = run({"--json", "history"});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_EQ(JSONDocument(bytesOf(result.output)).root().object().required("pendingImports").array().size(),
+            2U);
+}
+
+TEST_F(CommandLine, failsOnAnUnreadableHistoryInTheUsersWords) {
+  const FileURL file = home.appending("data/Tolvander/history.json");
+  writeFile(file, "broken");
+  const ToolResult result = run({"history"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.errors,
+            "tolvanderctl: Tolvander couldn’t read its import history. Sync is paused to prevent duplicates. "
+            "Contact "
+            "support@tolvander.example for help.\n");
+  EXPECT_EQ(readFile(file), "broken");
+}
+
+ToolResult completionsOf(const std::string& line) {
+  const std::string script =
+      "source '" TOLVANDER_COMPLETION "'; COMP_WORDS=(" + line +
+      "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _tolvanderctl; printf '%s\\n' \"${COMPREPLY[@]}\"";
+  return runTool({"bash", "-c", script});
+}
+
+TEST_F(CommandLine, completesCommandsAndOptionsInBash) {
+  EXPECT_EQ(completionsOf("tolvanderctl s").output, "scan\n");
+  EXPECT_EQ(completionsOf("tolvanderctl --home /tmp h").output, "history\n");
+  EXPECT_EQ(completionsOf("tolvanderctl scan --f").output, "--fingerprints\n");
+  EXPECT_EQ(completionsOf("tolvanderctl --v").output, "--version\n");
+  fs::create_directory(volume.path());
+  EXPECT_EQ(completionsOf("tolvanderctl scan " + folder.url().path() + "/CA").output, volume.path() + "\n");
+}
+
+TEST_F(CommandLine, completesEveryCommandThatTheHelpNames) {
+  const std::string help = run({"--help"}).output;
+  std::istringstream lines(help.substr(help.find("Subcommands:")));
+  std::string line;
+  std::getline(lines, line);
+  std::size_t commands = 0;
+  while (std::getline(lines, line) && line.starts_with("  ")) {
+    const std::string command = line.substr(2, line.find(' ', 2) - 2);
+    EXPECT_EQ(completionsOf("tolvanderctl " + command).output, command + "\n");
+    ++commands;
+  }
+  EXPECT_GE(commands, 2U);
+}
+
+}  // namespace
+}  // namespace tolvander::tests
