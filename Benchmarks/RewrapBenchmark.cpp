@@ -67,6 +67,7 @@ void runFfmpeg(const std::vector<std::string>& arguments) {
   std::vector<std::string> command = {"ffmpeg", "-nostdin", "-v", "error", "-y", "-i"};
   command.insert(command.end(), arguments.begin(), arguments.end());
   std::vector<char*> pointers;
+  pointers.reserve(command.size() + 1);
   for (std::string& argument : command) {
     pointers.push_back(argument.data());
   }

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string_view>
 
+#include "Platform/Linux/QuickTimeBounds.h"
 #include "TolvanderCore/Platform/Movie.h"
 
 namespace tolvander::platform::linux_ {
@@ -47,6 +48,9 @@ int refuseOtherFiles(AVFormatContext* /*context*/, AVIOContext** /*io*/, const c
 
 MovieDemuxer::MovieDemuxer(const MovieFile& file, EditLists editLists, const CancellationToken& token)
     : file_(file), token_(token), io_(file, token), container_(requireContainer(file)) {
+  if (container_ == MovieContainer::quickTime && !hasBoundedTables(file, token)) {
+    fail("it claims more than it has room for");
+  }
   silenceLibAV();
   context_.reset(avformat_alloc_context());
   if (!context_) {

@@ -1,10 +1,10 @@
 #include "Platform/Linux/MovieFile.h"
 
-#include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <new>
 #include <utility>

@@ -215,7 +215,7 @@ TEST_F(NativeCharmeraVideoProcessorTest, refusesAMovieWhoseSamplesLieInAnotherFi
   int replaced = 0;
   writeFile(source_, replacingAtoms(readFile(samples), "dref", [&](std::string_view) {
               ++replaced;
-              return references;
+              return std::string(references);
             }));
   ASSERT_EQ(replaced, 2);
 

@@ -100,9 +100,8 @@ std::vector<AVIAudioFormat> everyAudioFormat() {
 
 TEST_F(MovieExporterTest, keepsEverySampleOfEveryAudioEncoding) {
   for (const AVIAudioFormat& format : everyAudioFormat()) {
-    for (const unsigned blocks : {1, 3}) {
-      const std::size_t bytes =
-          format.samplesPerBlock > 1 ? blocks * std::size_t{format.blockAlign} : 600 * blocks;
+    for (const std::size_t blocks : {1, 3}) {
+      const std::size_t bytes = format.samplesPerBlock > 1 ? blocks * format.blockAlign : 600 * blocks;
       SCOPED_TRACE(testing::Message() << format.formatTag << " " << format.channels << " " << bytes);
       expectFaithfulExport({.header = {.audio = {format}}, .audioChunkBytes = bytes});
     }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Tests/Support/AVIWriter.h"
+#include "Tests/Support/AtomEditor.h"
 #include "Tests/Support/JPEGFrame.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Tests/Support/TestClip.h"
@@ -308,6 +309,28 @@ TEST_F(MovieTest, opensNoOtherFileForAPlaylist) {
     writeFile(list, content);
     EXPECT_THROW(Movie{list}, MovieError);
   }
+}
+
+TEST_F(MovieTest, refusesTablesThatClaimMoreThanTheFileHolds) {
+  write({});
+  const FileURL plain = folder_ / "plain.mov";
+  platformMovieExporter()->exportMovie(
+      open(), {.destination = plain, .creationDate = std::nullopt, .fileLengthLimit = 1'000'000}, {});
+  const std::string movie = readFile(plain);
+  const auto claiming = [&](const std::string& table) {
+    writeFile(url_, replacingAtoms(movie, "stsz", [&](std::string_view) { return table; }));
+  };
+  const std::string sizeOfEach("\0\0\0\0\0\0\0\1", 8);
+  claiming(sizeOfEach + std::string("\x7F\xFF\xFF\xFF", 4));
+  expectUnreadable();
+  writeFile(url_, movie + atom("moof", atom("trun", std::string("\0\0\0\0\xFF\xFF\xFF\xFF", 8))));
+  expectUnreadable();
+  writeFile(url_, movie + atom("meta", atom("keys", std::string("\0\0\0\0\x1F\xFF\xFF\xFF", 8))));
+  expectUnreadable();
+  writeFile(url_, movie + atom("moov", atom("cmov", "compressed")));
+  expectUnreadable();
+  writeFile(url_, movie);
+  expectContent(open());
 }
 
 TEST_F(MovieTest, stopsWhenCancelledBetweenTwoSamples) {
