@@ -12,7 +12,7 @@ namespace tolvander {
 
 // One media file on a mounted volume.
 struct CameraMediaFile {
-  FileURL url;               // as enumerated
+  FileURL url;               // volumeURL and relativePath, so without links below the volume's root
   FileURL volumeURL;         // the volume on which it was found
   std::string relativePath;  // below the volume root, links resolved, without a leading slash
   std::string filename;      // the last component of `url`

@@ -10,9 +10,15 @@
 namespace tolvander {
 
 FileReader::FileReader(const FileURL& url)
-    : url_(url), descriptor_(open(url.path().c_str(), O_RDONLY | O_CLOEXEC)) {
+    : url_(url), descriptor_(open(url.path().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {
   if (descriptor_ < 0) {
     throw PosixError(errno, "open", url_);
+  }
+  struct stat status {};
+  // A folder is let through: reading it fails with the system's own error.
+  if (fstat(descriptor_, &status) != 0 || !(S_ISREG(status.st_mode) || S_ISDIR(status.st_mode))) {
+    close(descriptor_);
+    throw PosixError(EINVAL, "read", url_);
   }
 }
 

@@ -8,10 +8,12 @@
 
 namespace tolvander {
 
-// Reads one file from its start. Follows symbolic links. The descriptor is not inherited by child processes.
+// Reads one regular file from its start. Follows symbolic links. The descriptor is not inherited by child
+// processes.
 class FileReader {
  public:
-  // Throws PosixError when the file can't be opened.
+  // Throws PosixError when the file can't be opened; EINVAL for a pipe, a socket or a device, on which
+  // opening or reading could wait for ever.
   explicit FileReader(const FileURL& url);
   ~FileReader();
   FileReader(const FileReader&) = delete;

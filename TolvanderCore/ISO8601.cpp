@@ -1,5 +1,8 @@
 #include "TolvanderCore/ISO8601.h"
 
+#include <algorithm>
+#include <chrono>
+
 #include "TolvanderCore/WallClock.h"
 
 namespace tolvander {
@@ -17,6 +20,15 @@ std::string iso8601Text(Date date) {
 std::optional<Date> dateFromISO8601(std::string_view text) {
   const auto time = wallClockTimeFromText(text, form);
   return time ? dateSince1970(time->time_since_epoch().count()) : std::nullopt;
+}
+
+std::optional<Date> nearestDateFromISO8601(std::string_view text) {
+  using std::chrono::seconds;
+  const auto time = wallClockTimeFromText(text, form);
+  if (!time) {
+    return std::nullopt;
+  }
+  return std::clamp(*time, std::chrono::ceil<seconds>(Date::min()), std::chrono::floor<seconds>(Date::max()));
 }
 
 }  // namespace tolvander

@@ -18,4 +18,7 @@ std::string iso8601Text(Date date);
 // doesn't exist (a leap second among them), and for an instant outside the reach of Date.
 std::optional<Date> dateFromISO8601(std::string_view text);
 
+// The same, but an instant outside the reach of Date gives the first or the last whole second within.
+std::optional<Date> nearestDateFromISO8601(std::string_view text);
+
 }  // namespace tolvander

@@ -1,5 +1,7 @@
 #include "TolvanderCore/ImportRecord.h"
 
+#include <utility>
+
 namespace tolvander {
 
 namespace {
@@ -27,6 +29,20 @@ ImportRecord ImportRecord::make(ImportRecord fields) {
     fields.processingVersion.reset();
   }
   return fields;
+}
+
+ImportRecord ImportRecord::make(std::string fingerprint, std::string filename, std::string relativePath,
+                                std::int64_t byteCount, Date importedAt,
+                                std::optional<std::string> photosAssetIdentifier, bool wasReconciled) {
+  ImportRecord record;
+  record.sourceFingerprint = std::move(fingerprint);
+  record.filename = std::move(filename);
+  record.relativePath = std::move(relativePath);
+  record.byteCount = byteCount;
+  record.importedAt = importedAt;
+  record.photosAssetIdentifier = std::move(photosAssetIdentifier);
+  record.wasReconciled = wasReconciled;
+  return record;
 }
 
 }  // namespace tolvander

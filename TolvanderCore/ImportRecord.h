@@ -39,6 +39,11 @@ struct ImportRecord {
   // The record that `fields` describes, without what its evidence can't carry.
   static ImportRecord make(ImportRecord fields);
 
+  // A record without content identities and without evidence, as records were before there were any.
+  static ImportRecord make(std::string fingerprint, std::string filename, std::string relativePath,
+                           std::int64_t byteCount, Date importedAt,
+                           std::optional<std::string> photosAssetIdentifier, bool wasReconciled);
+
   // A record without evidence counts as confirmed: it is one of our own imports, or older than the metadata
   // road.
   bool isContentConfirmed() const { return evidence != ImportEvidence::metadataOnly; }

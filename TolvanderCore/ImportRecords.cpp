@@ -9,7 +9,7 @@ namespace tolvander {
 ImportRecords::ImportRecords(std::vector<ImportRecord> records) {
   records_.reserve(records.size());
   for (ImportRecord& record : records) {
-    records_.push_back(std::make_shared<const ImportRecord>(std::move(record)));
+    records_.push_back(std::make_shared<const ImportRecord>(ImportRecord::make(std::move(record))));
   }
   const auto key = [](const Shared& record) -> const std::string& { return record->sourceFingerprint; };
   std::ranges::stable_sort(records_, std::less(), key);
@@ -30,7 +30,7 @@ void ImportRecords::insertOrAssign(ImportRecord record) {
   const auto position = records_.begin() + (lowerBound(record.sourceFingerprint) - records_.cbegin());
   const bool isKnown =
       position != records_.end() && (*position)->sourceFingerprint == record.sourceFingerprint;
-  Shared shared = std::make_shared<const ImportRecord>(std::move(record));
+  Shared shared = std::make_shared<const ImportRecord>(ImportRecord::make(std::move(record)));
   if (isKnown) {
     *position = std::move(shared);
   } else {

@@ -13,6 +13,8 @@ namespace tolvander {
 
 // A map from source fingerprint to record, in ascending order of the fingerprints' bytes.
 //
+// Whatever goes in keeps the rule of ImportRecord: on metadata alone there are no content identities.
+//
 // A value: copies are independent. They share the records themselves, which never change, so that the next
 // state of a history of a hundred thousand records is made and thrown away without copying their texts.
 class ImportRecords {

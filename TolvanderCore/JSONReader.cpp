@@ -1,9 +1,12 @@
 #include "TolvanderCore/JSONReader.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <concepts>
 #include <limits>
+#include <system_error>
+#include <utility>
 
 #include "TolvanderCore/Base64.h"
 #include "TolvanderCore/FileReader.h"
@@ -17,6 +20,91 @@ constexpr std::size_t maximumDepth = 512;
 
 // Up to here every whole double is exactly the number that was written.
 constexpr double largestExactDouble = 9'007'199'254'740'992.0;
+
+// Of the text that is left, the number at its start (RFC 8259, section 6), with its parts.
+struct NumberText {
+  std::string_view whole;  // sign and digits before the point
+  std::string_view exponentDigits;
+  bool isInteger = true;
+  std::size_t length = 0;  // 0 where no well-formed number stands
+};
+
+std::size_t digitsAt(std::string_view text, std::size_t position) {
+  const std::size_t end = text.find_first_not_of("0123456789", position);
+  return std::min(end, text.size()) - std::min(position, text.size());
+}
+
+NumberText numberAtStart(std::string_view text) {
+  NumberText number;
+  std::size_t end = text.starts_with('-') ? 1 : 0;
+  const std::size_t wholeDigits = digitsAt(text, end);
+  if (wholeDigits == 0 || (wholeDigits > 1 && text[end] == '0')) {
+    return {};
+  }
+  end += wholeDigits;
+  number.whole = text.substr(0, end);
+  if (const std::size_t digits = digitsAt(text, end + 1); text.substr(end, 1) == "." && digits > 0) {
+    end += 1 + digits;
+    number.isInteger = false;
+  }
+  if (text.substr(end, 1) == "e" || text.substr(end, 1) == "E") {
+    const std::size_t sign = text.substr(end + 1, 1) == "+" || text.substr(end + 1, 1) == "-" ? 1 : 0;
+    number.exponentDigits = text.substr(std::min(end + 1 + sign, text.size()));
+    number.exponentDigits = number.exponentDigits.substr(0, digitsAt(number.exponentDigits, 0));
+    number.isInteger = false;
+    end += 1 + sign + number.exponentDigits.size();
+  }
+  number.length = end;
+  return number;
+}
+
+template <typename Integer>
+bool fits(std::string_view digits) {
+  Integer value = 0;
+  return std::from_chars(digits.data(), digits.data() + digits.size(), value).ec == std::errc();
+}
+
+// Whether no 64-bit number comes near the one that stands there.
+bool isHuge(const NumberText& number) {
+  constexpr std::size_t mostDigits = 300;  // of a double before the point, about
+  constexpr std::size_t exponentDigits = 3;
+  if (number.isInteger) {
+    return !fits<std::int64_t>(number.whole) && !fits<std::uint64_t>(number.whole);
+  }
+  return number.whole.size() > mostDigits ||
+         number.exponentDigits.size() -
+                 std::min(number.exponentDigits.find_first_not_of('0'), number.exponentDigits.size()) >=
+             exponentDigits;
+}
+
+std::size_t stringLengthAtStart(std::string_view text) {
+  std::size_t end = 1;
+  while (end < text.size() && text[end] != '"') {
+    end += text[end] == '\\' ? 2 : 1;
+  }
+  return std::min(end + 1, text.size());
+}
+
+// Puts a fraction of the same length in the place of every huge number, since the library gives a whole
+// document up for one of them. A fraction is no more what a key wants than the huge number was.
+void replaceHugeNumbers(std::span<char> text) {
+  constexpr std::string_view fraction = "0.5";
+  std::string_view rest(text.data(), text.size());
+  while (!rest.empty()) {
+    std::size_t length = 1;
+    if (rest.front() == '"') {
+      length = stringLengthAtStart(rest);
+    } else if (const NumberText number = numberAtStart(rest); number.length > 0) {
+      length = number.length;
+      if (isHuge(number)) {
+        const std::span<char> place = text.last(rest.size()).first(length);
+        std::ranges::fill(place, '0');
+        std::ranges::copy(fraction, place.begin());
+      }
+    }
+    rest.remove_prefix(length);
+  }
+}
 
 }  // namespace
 
@@ -84,7 +172,7 @@ bool JSONValue::boolean() const {
 }
 
 Date JSONValue::iso8601Date() const {
-  const auto date = dateFromISO8601(string());
+  const auto date = nearestDateFromISO8601(string());
   if (!date) {
     fail(DecodingError::Case::dataCorrupted, "not a date of the form 2026-11-15T19:13:17Z");
   }
@@ -150,17 +238,27 @@ JSONDocument::JSONDocument(std::span<const std::byte> bytes) {
 
 JSONDocument::JSONDocument(const FileURL& file) {
   FileReader reader(file);
-  simdjson::padded_string text(reader.size());
-  const std::size_t count = reader.read(std::as_writable_bytes(std::span(text.data(), text.size())));
-  if (count != text.size()) {
+  const std::size_t size = reader.size();
+  if (size > simdjson::SIMDJSON_MAXSIZE_BYTES) {
+    throw DecodingError(DecodingError::Case::dataCorrupted, "", "larger than any document of ours");
+  }
+  simdjson::padded_string text(size);
+  if (reader.read(std::as_writable_bytes(std::span(text.data(), size))) != size) {
     throw DecodingError(DecodingError::Case::dataCorrupted, "", "the file became shorter while it was read");
   }
-  parse(text);
+  parse(std::move(text));
 }
 
-void JSONDocument::parse(const simdjson::padded_string& text) {
-  if (parser_.allocate(std::max<std::size_t>(text.size(), 1), maximumDepth) != simdjson::SUCCESS ||
-      parser_.parse(text).get(root_) != simdjson::SUCCESS) {
+void JSONDocument::parse(simdjson::padded_string text) {
+  if (parser_.allocate(std::max<std::size_t>(text.size(), 1), maximumDepth) != simdjson::SUCCESS) {
+    throw DecodingError(DecodingError::Case::dataCorrupted, "", "too large to be read");
+  }
+  simdjson::error_code failure = parser_.parse(text).get(root_);
+  if (failure == simdjson::NUMBER_ERROR) {
+    replaceHugeNumbers({text.data(), text.size()});
+    failure = parser_.parse(text).get(root_);
+  }
+  if (failure != simdjson::SUCCESS) {
     throw DecodingError(DecodingError::Case::dataCorrupted, "", "not JSON");
   }
 }

@@ -21,10 +21,12 @@ namespace tolvander {
 // readers could take differently fails with DecodingError, since a record that is silently dropped would be
 // imported again.
 //  - The text is UTF-8 without a byte order mark, at most 4 GiB, nested at most 512 levels deep. Text after
-//  the value,
-//    a lone surrogate and a number that no 64-bit number can hold make the whole document unreadable.
+//  the
+//    value and a lone surrogate make the whole document unreadable.
 //  - A key that an object has twice fails where it is asked for. Keys that nobody asks for are ignored.
-//  - An integer may be spelt with a fraction or an exponent (5.0, 1e3) if it is whole and at most 2^53.
+//  - An integer may be spelt with a fraction or an exponent (5.0, 1e3) if it is whole and at most 2^53. A
+//  number that
+//    no 64-bit number can hold fails where it is asked for, like any other that isn't what the key needs.
 //  - null for an optional key counts as absent.
 
 class JSONObject;
@@ -40,14 +42,13 @@ class JSONValue {
   std::int64_t integer() const;
   std::uint64_t unsignedInteger() const;
   bool boolean() const;
-  Date iso8601Date() const;  // ISO8601.h's form
+  Date iso8601Date() const;  // the form of ISO8601.h; the nearest date that a Date can reach
   UUID uuid() const;
   std::vector<std::byte> base64Bytes() const;
 
   bool isNull() const { return element_.is_null(); }
 
  private:
-  friend class JSONObject;
   template <typename Integer>
   Integer wholeNumber() const;
   [[noreturn]] void fail(DecodingError::Case kind, std::string_view debugDescription) const;
@@ -95,7 +96,7 @@ class JSONDocument {
   JSONValue root() const { return {root_, ""}; }
 
  private:
-  void parse(const simdjson::padded_string& text);
+  void parse(simdjson::padded_string text);
 
   simdjson::dom::parser parser_;
   simdjson::dom::element root_;

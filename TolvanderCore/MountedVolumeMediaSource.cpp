@@ -70,24 +70,11 @@ std::vector<DeviceProfile> eligibleByPriority(const std::vector<DeviceProfile>& 
   return eligible;
 }
 
-bool isPermissionError(const Error& error) {
-  return (error.domain() == PosixError::errorDomain && (error.code() == EACCES || error.code() == EPERM)) ||
-         (error.domain() == CocoaError::errorDomain &&
-          error.code() == static_cast<std::int64_t>(CocoaError::Code::fileReadNoPermission));
-}
-
-bool isMissingVolumeError(const Error& error) {
-  return (error.domain() == PosixError::errorDomain && error.code() == ENOENT) ||
-         (error.domain() == CocoaError::errorDomain &&
-          (error.code() == static_cast<std::int64_t>(CocoaError::Code::fileNoSuchFile) ||
-           error.code() == static_cast<std::int64_t>(CocoaError::Code::fileReadNoSuchFile)));
-}
-
 void verifyAccess(const Volume& volume) {
   try {
     contentsOfDirectory(volume.url);
   } catch (const Error& error) {
-    if (isPermissionError(error)) {
+    if (MountedVolumeMediaSource::isAccessDeniedError(error)) {
       throw MediaSourceError::volumeAccessDenied(volume.name);
     }
     throw;
@@ -240,10 +227,11 @@ class MediaListing {
     if (!resolved.isBelow(volumePath_) || !seen_.insert(resolved.path()).second) {
       return;
     }
+    const std::string relativePath = pathOnVolume(resolved);
     files_.push_back({
-        .url = url,
+        .url = volumeURL_.appending(relativePath),
         .volumeURL = volumeURL_,
-        .relativePath = relativePath(resolved),
+        .relativePath = relativePath,
         .filename = std::string(url.lastPathComponent()),
         .byteCount = values.fileSize.value_or(0),
         .modifiedAt = values.contentModificationDate,
@@ -258,7 +246,7 @@ class MediaListing {
     return lastFolder_->second;
   }
 
-  std::string relativePath(const FileURL& resolved) const {
+  std::string pathOnVolume(const FileURL& resolved) const {
     const std::string_view below = std::string_view(resolved.path()).substr(volumePath_.path().size());
     return std::string(below.starts_with('/') ? below.substr(1) : below);
   }
@@ -319,6 +307,19 @@ std::vector<CameraMediaFile> MountedVolumeMediaSource::mediaFiles(const FileURL&
                                                                   const DeviceProfile& profile,
                                                                   const CancellationToken& token) {
   return MediaListing(volumeURL, profile, token).files();
+}
+
+bool MountedVolumeMediaSource::isAccessDeniedError(const Error& error) {
+  return (error.domain() == PosixError::errorDomain && (error.code() == EACCES || error.code() == EPERM)) ||
+         (error.domain() == CocoaError::errorDomain &&
+          error.code() == static_cast<std::int64_t>(CocoaError::Code::fileReadNoPermission));
+}
+
+bool MountedVolumeMediaSource::isMissingVolumeError(const Error& error) {
+  return (error.domain() == PosixError::errorDomain && error.code() == ENOENT) ||
+         (error.domain() == CocoaError::errorDomain &&
+          (error.code() == static_cast<std::int64_t>(CocoaError::Code::fileNoSuchFile) ||
+           error.code() == static_cast<std::int64_t>(CocoaError::Code::fileReadNoSuchFile)));
 }
 
 DeviceProfile MountedVolumeMediaSource::customProfile(const FileURL& volumeURL,

@@ -40,6 +40,10 @@ class MountedVolumeMediaSource final : public MediaSourceAdapter {
   // has none.
   static DeviceProfile customProfile(const FileURL& volumeURL, std::vector<std::string> mediaRoots);
 
+  // Whether an error of looking at a volume means that it may not be read, or that it isn't there any more.
+  static bool isAccessDeniedError(const Error& error);
+  static bool isMissingVolumeError(const Error& error);
+
  private:
   std::string adapterIdentifier_ = "mounted-volume";
 };

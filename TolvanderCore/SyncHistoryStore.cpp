@@ -22,7 +22,7 @@ void merge(HistoryDatabase& database, const ImportRecord& incoming) {
   if (!incoming.isContentConfirmed() && known != nullptr && known->isContentConfirmed()) {
     return;
   }
-  database.imports.insertOrAssign(ImportRecord::make(incoming));
+  database.imports.insertOrAssign(incoming);
   // Only content can prove what an interrupted import left behind.
   if (incoming.isContentConfirmed()) {
     database.pendingImports.erase(incoming.sourceFingerprint);

@@ -1,12 +1,17 @@
 #include "Shells/CommandLine/Arguments.h"
 
+#include <algorithm>
 #include <filesystem>
 
 namespace tolvander::shell {
 
 FileURL fileURLFromArgument(const std::string& path) {
-  // The trailing slash that a shell's completion adds is no part of a volume's name.
-  return FileURL(std::filesystem::absolute(path).string()).standardized();
+  const std::filesystem::path absolute = std::filesystem::absolute(path);
+  const FileURL url(absolute.string());
+  // Behind a link ".." leads elsewhere than its text says. Without it, only what a shell's completion adds
+  // goes.
+  const bool goesUp = std::ranges::find(absolute, "..") != absolute.end();
+  return goesUp ? url.resolvingSymlinks() : url.standardized();
 }
 
 }  // namespace tolvander::shell

@@ -13,7 +13,7 @@ class App;
 
 namespace tolvander::shell {
 
-enum class ExitStatus : int { done = 0, failed = 1, wrongUsage = 2, incomplete = 3, stopped = 130 };
+enum class ExitStatus : int { done = 0, failed = 1, wrongUsage = 2, stopped = 130 };
 
 // What every command is given: the options that stand before the command, and the token that Ctrl-C cancels.
 struct Context {

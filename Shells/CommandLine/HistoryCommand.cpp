@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
+#include <stdexcept>
 
 #include "Shells/CommandLine/Command.h"
 #include "TolvanderApp/Presentation/HistoryReport.h"
@@ -15,6 +16,9 @@ class HistoryCommand final : public Command {
   }
 
   ExitStatus run(const Context& context) override {
+    if (!context.directories().applicationSupport) {
+      throw std::runtime_error("this user has no home folder; say where our files are with --home");
+    }
     SyncHistoryStore store(SyncHistoryStore::historyFile(context.directories()));
     const auto report = app::HistoryReport::of(store);
     std::cout << (context.json ? report.json() + "\n" : report.text());

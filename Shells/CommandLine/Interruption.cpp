@@ -22,10 +22,13 @@ sigset_t watchedSignals() {
   return signals;
 }
 
-void waitForSignals(CancellationSource source) {
+void waitForSignals(CancellationSource source, const std::atomic<bool>& isEnding) {
   const sigset_t signals = watchedSignals();
   int signal = 0;
-  while (sigwait(&signals, &signal) == 0 && signal == SIGINT) {
+  while (sigwait(&signals, &signal) == 0 && !isEnding) {
+    if (signal != SIGINT) {
+      continue;  // sent by somebody else
+    }
     if (source.token().isCancelled()) {
       _exit(static_cast<int>(ExitStatus::stopped));
     }
@@ -39,10 +42,11 @@ void waitForSignals(CancellationSource source) {
 Interruption::Interruption() {
   const sigset_t signals = watchedSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  waiter_ = std::thread(waitForSignals, source_);
+  waiter_ = std::thread([this] { waitForSignals(source_, isEnding_); });
 }
 
 Interruption::~Interruption() {
+  isEnding_ = true;
   pthread_kill(waiter_.native_handle(), endOfWaiting);
   waiter_.join();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <thread>
 
 #include "TolvanderCore/Cancellation.h"
@@ -20,6 +21,7 @@ class Interruption {
 
  private:
   CancellationSource source_;
+  std::atomic<bool> isEnding_ = false;
   std::thread waiter_;
 };
 

@@ -14,8 +14,11 @@ namespace tolvander::shell {
 
 namespace {
 
-ExitStatus runReportingFailure(Command& command, const Context& context) {
+ExitStatus runReportingFailure(Command& command, Context context, const std::string& home) {
   try {
+    if (!home.empty()) {
+      context.home = fileURLFromArgument(home);
+    }
     const ExitStatus status = command.run(context);
     if (!std::cout.flush()) {
       std::cerr << "tolvanderctl: the output could not be written\n";
@@ -38,7 +41,9 @@ ExitStatus runCommandLine(int argumentCount, const char* const* arguments) {
   std::string home;
   Context context;
   application.set_version_flag("--version", "tolvanderctl " TOLVANDER_VERSION);
-  application.add_option("--home", home, "Keep every file of ours below this folder")->type_name("DIR");
+  application.add_option("--home", home, "Keep every file of ours below this folder")
+      ->type_name("DIR")
+      ->check([](const std::string& given) { return std::string(given.empty() ? "it is empty" : ""); });
   application.add_flag("--json", context.json, "Print one JSON document, for programs");
   application.require_subcommand(1);
   application.fallthrough();
@@ -54,14 +59,11 @@ ExitStatus runCommandLine(int argumentCount, const char* const* arguments) {
   } catch (const CLI::ParseError& error) {
     return application.exit(error) == 0 ? ExitStatus::done : ExitStatus::wrongUsage;
   }
-  if (!home.empty()) {
-    context.home = fileURLFromArgument(home);
-  }
   const Interruption interruption;
   context.cancellation = interruption.token();
   for (const auto& [declared, command] : commands) {
     if (declared->parsed()) {
-      return runReportingFailure(*command, context);
+      return runReportingFailure(*command, context, home);
     }
   }
   return ExitStatus::wrongUsage;

@@ -2,9 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <filesystem>
+
 #include "Tests/Support/Bytes.h"
+#include "Tests/Support/OtherUser.h"
+#include "Tests/Support/TemporaryFolder.h"
 #include "TolvanderCore/ISO8601.h"
 #include "TolvanderCore/JSONReader.h"
+#include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::app {
 namespace {
@@ -66,6 +72,24 @@ TEST(ScanReport, tellsProgramsEveryFactInTheListingsOrder) {
     }
   ]
 })");
+}
+
+TEST(ScanReport, tellsAVolumeThatMayNotBeReachedFromOneThatIsNotThere) {
+  const tests::TemporaryFolder folder;
+  tests::writeFile(folder / "closed/CARD/file", "x");
+  const auto failureOf = [](const FileURL& volume) {
+    try {
+      ScanReport::of(volume, false, {});
+    } catch (const PosixError& error) {
+      return error.code();
+    }
+    return std::int64_t{0};
+  };
+  EXPECT_EQ(failureOf(folder / "closed/NONE"), ENOENT);
+  std::filesystem::permissions(folder.url().path(), std::filesystem::perms::all);
+  std::filesystem::permissions((folder / "closed").path(), std::filesystem::perms::none);
+  const tests::OtherUser nobody;
+  EXPECT_EQ(failureOf(folder / "closed/CARD"), EACCES);
 }
 
 TEST(ScanReport, givesProgramsNullForAVolumeThatIsNoCamera) {

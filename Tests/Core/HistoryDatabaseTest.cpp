@@ -249,7 +249,8 @@ TEST(HistoryDatabase, takesTheEarlierKeyOfAFingerprintWhereTheNewOneIsAbsentOrNu
 
 TEST(HistoryDatabase, doesNotLookAtContentIdentitiesOfARecordOnMetadata) {
   const std::string evidence = R"("wasReconciled":true,"evidence":"metadataOnly","mediaPayloadFingerprint":7,
-                                  "processedFingerprint":"p","processingVersion":"x","processingVersion":1)";
+                                  "processedFingerprint":1e400,"processingVersion":99999999999999999999999,
+                                  "processingVersion":1)";
   const HistoryDatabase database =
       read(historyWith(replacing(minimalRecord, R"("wasReconciled":false)", evidence)));
   const ImportRecord* record = database.imports.find("s");
@@ -289,6 +290,13 @@ TEST(HistoryDatabase, refusesMalformedRecords) {
   EXPECT_THROW(read(R"({"imports":[]})"), DecodingError);
   EXPECT_THROW(read(R"({"imports":{},"imports":{}})"), DecodingError)
       << "one reader would take the other half";
+}
+
+TEST(HistoryDatabase, readsDatesThatNoClockShowsAsTheNearestItCanKeep) {
+  const HistoryDatabase database =
+      read(historyWith(replacing(minimalRecord, "2026-11-15T19:13:17Z", "9999-12-31T23:59:59Z")));
+  EXPECT_EQ(database.imports.find("s")->importedAt, date("2262-04-11T23:47:16Z"));
+  EXPECT_EQ(read(written(database)), database);
 }
 
 TEST(HistoryDatabase, takesNumbersSpeltAsFractionsOrExponents) {

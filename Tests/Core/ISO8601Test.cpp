@@ -66,4 +66,15 @@ TEST(ISO8601, refusesWhatADateCannotReach) {
   EXPECT_TRUE(dateFromISO8601("2262-04-11T23:47:16Z"));
 }
 
+TEST(ISO8601, givesTheNearestSecondOfWhatADateCannotReachOnRequest) {
+  const Date first = dateFromISO8601("1677-09-21T00:12:44Z").value();
+  const Date last = dateFromISO8601("2262-04-11T23:47:16Z").value();
+  EXPECT_EQ(nearestDateFromISO8601("0001-01-01T00:00:00Z"), first);
+  EXPECT_EQ(nearestDateFromISO8601("9999-12-31T23:59:59Z"), last);
+  EXPECT_EQ(nearestDateFromISO8601(iso8601Text(Date::min())), first);
+  EXPECT_EQ(nearestDateFromISO8601(iso8601Text(Date::max())), last);
+  EXPECT_EQ(nearestDateFromISO8601("2026-11-15T19:13:17Z"), dateFromISO8601("2026-11-15T19:13:17Z"));
+  EXPECT_FALSE(nearestDateFromISO8601("9999-12-31T23:59:60Z"));
+}
+
 }  // namespace tolvander::tests

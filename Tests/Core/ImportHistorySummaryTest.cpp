@@ -70,6 +70,36 @@ TEST(ImportRecords, keepTheLastOfSeveralRecordsOfOneSource) {
   EXPECT_EQ(records.find("c"), nullptr);
 }
 
+TEST(ImportRecords, keepNoContentIdentitiesOnMetadataAlone) {
+  ImportRecord record = photo("a", "payload");
+  record.evidence = ImportEvidence::metadataOnly;
+  record.processedFingerprint = "processed";
+  record.processingVersion = 1;
+  ImportRecords inserted;
+  inserted.insertOrAssign(record);
+  for (const ImportRecords& records : {ImportRecords({record}), inserted}) {
+    EXPECT_EQ(records.find("a")->mediaPayloadFingerprint, std::nullopt);
+    EXPECT_EQ(records.find("a")->processedFingerprint, std::nullopt);
+    EXPECT_EQ(records.find("a")->processingVersion, std::nullopt);
+  }
+}
+
+TEST(ImportRecord, ofTheEarlierShapeHasNoIdentitiesAndNoEvidence) {
+  ImportRecord expected;
+  expected.sourceFingerprint = "f";
+  expected.filename = "n";
+  expected.relativePath = "r";
+  expected.byteCount = 7;
+  expected.importedAt = Date(std::chrono::seconds(9));
+  expected.photosAssetIdentifier = "asset";
+  expected.wasReconciled = true;
+  const ImportRecord record =
+      ImportRecord::make("f", "n", "r", 7, Date(std::chrono::seconds(9)), "asset", true);
+  EXPECT_EQ(record, expected);
+  EXPECT_EQ(record.fingerprint(), "f");
+  EXPECT_TRUE(record.isContentConfirmed());
+}
+
 TEST(ImportRecords, areValues) {
   ImportRecords original({photo("a", "old")});
   ImportRecords copy = original;

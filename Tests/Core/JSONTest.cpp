@@ -192,6 +192,25 @@ TEST(JSONReader, refusesNumbersThatAreNotWholeOrTooLarge) {
   }
 }
 
+TEST(JSONReader, failsOnAHugeNumberOnlyWhereItIsAskedFor) {
+  for (const std::string huge : {"99999999999999999999999", "-99999999999999999999999", "1e400", "-1E+0400",
+                                 "1e999", "18446744073709551616", "-9223372036854775809"}) {
+    const JSONDocument document(bytesOf(R"({"a":[)" + huge + R"(],"te\"xt 1e400":"9e999 \\","b":)" + huge +
+                                        R"(,"c":18446744073709551615})"));
+    const JSONObject object = document.root().object();
+    EXPECT_EQ(object.required("te\"xt 1e400").string(), "9e999 \\");
+    EXPECT_EQ(object.required("c").unsignedInteger(), std::numeric_limits<std::uint64_t>::max());
+    EXPECT_THROW(static_cast<void>(object.required("b").integer()), DecodingError) << huge;
+    EXPECT_THROW(static_cast<void>(object.required("b").unsignedInteger()), DecodingError) << huge;
+  }
+  const std::string long1 = std::string(400, '1') + ".0";
+  EXPECT_THROW(static_cast<void>(JSONDocument(bytesOf(long1)).root().integer()), DecodingError);
+  for (const std::string malformed :
+       {"099999999999999999999999", "1e", "[1e400,1e]", "-", "1e400 1", "[1e400", "1e4000x"}) {
+    EXPECT_EQ(failureOf(malformed, ignoreValue), DecodingError::Case::dataCorrupted) << malformed;
+  }
+}
+
 TEST(JSONReader, takesUnsignedNumbersUpToTheirLargest) {
   const auto number = [](const std::string& json) {
     return JSONDocument(bytesOf(json)).root().unsignedInteger();

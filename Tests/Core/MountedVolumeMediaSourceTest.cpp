@@ -15,6 +15,7 @@
 #include <array>
 #include <cstddef>
 #include <filesystem>
+#include <fstream>
 
 #include "Tests/Support/OtherUser.h"
 #include "Tests/Support/TemporaryFolder.h"
@@ -437,6 +438,7 @@ TEST_F(MountedVolume, followsARootThatIsALinkOnTheVolume) {
   const auto files = MountedVolumeMediaSource::mediaFiles(volume, DeviceProfile::charmera());
   ASSERT_EQ(files.size(), 1U);
   EXPECT_EQ(files[0].relativePath, "real/PICT0001.JPG");
+  EXPECT_EQ(files[0].url, volume.appending("real/PICT0001.JPG"));
   EXPECT_EQ(readFile(files[0].url), "x");
 }
 
@@ -458,6 +460,7 @@ TEST_F(MountedVolume, reachedThroughALinkListsThePathsBelowTheRealVolume) {
   ASSERT_EQ(files.size(), 1U);
   EXPECT_EQ(files[0].relativePath, "DCIM/PICT0001.JPG");
   EXPECT_EQ(files[0].volumeURL, folder / "link");
+  EXPECT_EQ(files[0].url, folder / "link/DCIM/PICT0001.JPG");
 }
 
 TEST_F(MountedVolume, withoutMediaRootsListsNothing) {
@@ -512,6 +515,85 @@ TEST_F(MountedVolume, listsTenThousandFilesOfOneFolderInOrder) {
 TEST_F(MountedVolume, listsNamesThatAreNoUTF8) {
   add("DCIM/\xFF\xFE.JPG");
   EXPECT_EQ(listed(), (Paths{"DCIM/\xFF\xFE.JPG"}));
+}
+
+TEST_F(MountedVolume, keepsPathsThatCompareAsEqualInTheOrderOfTheWalk) {
+  add("DCIM/one/e\u0301.JPG");
+  add("DCIM/one/\u00e9.JPG");
+  std::vector<std::string> walked;
+  for (const auto& entry : fs::directory_iterator(volume.appending("DCIM/one").path())) {
+    walked.push_back("DCIM/one/" + entry.path().filename().string());
+  }
+  EXPECT_EQ(listed(), walked);
+}
+
+TEST_F(MountedVolume, doesNotLookAtARootOutsideTheVolumeAtAll) {
+  writeFile(folder / "outside", "a file, which could not be walked");
+  link("DCIM", "../outside");
+  EXPECT_EQ(listed(), Paths());
+  writeFile(folder / "CARDigan", "a file whose path begins with the volume's");
+  link("SPIDCIM", "../CARDigan");
+  EXPECT_EQ(listed(), Paths());
+}
+
+TEST_F(MountedVolume, failsWhereAnEntryCannotBeLookedAt) {
+  // A path that grows too long for the system to name: the folder can be listed, the file in it not looked
+  // at.
+  const std::string name(200, 'd');
+  fs::create_directories(volume.appending("DCIM").path());
+  fs::current_path(volume.appending("DCIM").path());
+  std::size_t length = volume.path().size() + std::string("/DCIM").size();
+  while (length + 1 + name.size() < 4095 - 150) {
+    fs::create_directory(name);
+    fs::current_path(name);
+    length += 1 + name.size();
+  }
+  std::ofstream(std::string(4095 - length + 5, 'f') + ".JPG") << "x";
+  fs::current_path("/");
+  EXPECT_THROW(listed(), PosixError);
+}
+
+TEST_F(MountedVolume, reachedByAPipeInsteadOfAPhotoIsLeftAloneAtOnce) {
+  addFolder("DCIM");
+  ASSERT_EQ(mkfifo(volume.appending("DCIM/PICT0001.JPG").path().c_str(), 0600), 0);
+  EXPECT_FALSE(detect());
+}
+
+TEST_F(MountedVolume, stopsBeforeARootAndBeforeAFileWhenCancelled) {
+  CancellationSource cancelled;
+  cancelled.cancel();
+  const auto list = [&](const DeviceProfile& profile) {
+    MountedVolumeMediaSource::mediaFiles(volume, profile, cancelled.token());
+  };
+  EXPECT_THROW(list(DeviceProfile::charmera()), CancellationError) << "though no root exists";
+  DeviceProfile rootless = DeviceProfile::charmera();
+  rootless.mediaRoots = {};
+  EXPECT_NO_THROW(list(rootless));
+}
+
+TEST(MountedVolumeMediaSource, tellsErrorsOfAccessFromThoseOfAVolumeThatLeft) {
+  const FileURL url("/media/card");
+  const auto isDenied = [](const Error& error) {
+    return MountedVolumeMediaSource::isAccessDeniedError(error);
+  };
+  const auto isMissing = [](const Error& error) {
+    return MountedVolumeMediaSource::isMissingVolumeError(error);
+  };
+  using Code = CocoaError::Code;
+  EXPECT_TRUE(isDenied(PosixError(EACCES, "open", url)));
+  EXPECT_TRUE(isDenied(PosixError(EPERM, "open", url)));
+  EXPECT_TRUE(isDenied(CocoaError(Code::fileReadNoPermission)));
+  EXPECT_TRUE(isMissing(PosixError(ENOENT, "open", url)));
+  EXPECT_TRUE(isMissing(CocoaError(Code::fileNoSuchFile)));
+  EXPECT_TRUE(isMissing(CocoaError(Code::fileReadNoSuchFile)));
+  for (const PosixError& other : {PosixError(EIO, "open", url), PosixError(ENOTDIR, "open", url)}) {
+    EXPECT_FALSE(isDenied(other));
+    EXPECT_FALSE(isMissing(other));
+  }
+  EXPECT_FALSE(isMissing(CocoaError(Code::fileReadUnknown)));
+  EXPECT_FALSE(isDenied(CocoaError(Code::fileReadUnknown)));
+  EXPECT_FALSE(isMissing(MediaSourceError::volumeAccessDenied("card")));
+  EXPECT_FALSE(isDenied(PosixError(257, "open", url))) << "a number of the other domain";
 }
 
 TEST_F(MountedVolume, stopsWhenCancelled) {

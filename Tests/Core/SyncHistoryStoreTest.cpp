@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <thread>
 
 #include "Tests/Support/OtherUser.h"
 #include "Tests/Support/TemporaryFolder.h"
@@ -359,6 +360,9 @@ TEST_F(HistoryStore, abandonsOnlyWhatItIsTold) {
   SyncHistoryStore store(file);
   store.beginPreparedImport({preparedFile("a", "pa"), preparedFile("b", "pb")});
   store.abandonFailedImport({"a", "unknown"});
+  EXPECT_EQ(store.pendingImportSources(), Texts{"b"});
+  EXPECT_EQ(store.pendingProcessedFingerprints(), (std::map<std::string, std::string>{{"b", "pb"}}));
+  EXPECT_EQ(readFile(file).find("pa"), std::string::npos);
   EXPECT_EQ(restarted().pendingImportSources(), Texts{"b"});
   EXPECT_EQ(restarted().pendingProcessedFingerprints(), (std::map<std::string, std::string>{{"b", "pb"}}));
 }
@@ -470,6 +474,38 @@ TEST_F(HistoryStore, failsWhereAFileStandsInTheWayOfItsFolder) {
   writeFile(folder / "Application Support", "a file");
   EXPECT_THROW(store.record(recordOf("a")), PosixError);
   EXPECT_TRUE(store.records().empty());
+}
+
+// Threads
+
+TEST_F(HistoryStore, losesNothingThatManyThreadsDoAtOnce) {
+  constexpr int threads = 4;
+  constexpr int rounds = 10;
+  SyncHistoryStore store(file);
+  std::vector<std::thread> workers;
+  for (int worker = 0; worker < threads; ++worker) {
+    workers.emplace_back([&store, worker] {
+      for (int round = 0; round < rounds; ++round) {
+        const std::string source = std::to_string(worker) + "-" + std::to_string(round);
+        store.beginPreparedImport({preparedFile(source, "p"), preparedFile("pending-" + source, "p")});
+        store.record(recordOf(source, "jpeg-v2:" + source));
+        EXPECT_TRUE(store.contains("unknown", "jpeg-v2:" + source));
+      }
+    });
+  }
+  for (std::thread& worker : workers) {
+    worker.join();
+  }
+  SyncHistoryStore next(file);
+  EXPECT_EQ(store.records().size(), static_cast<std::size_t>(threads * rounds));
+  EXPECT_EQ(next.records(), store.records());
+  EXPECT_EQ(next.pendingImportSources().size(), static_cast<std::size_t>(threads * rounds));
+}
+
+TEST_F(HistoryStore, refusesAPipeInsteadOfWaitingForIt) {
+  fs::create_directories(file.deletingLastPathComponent().path());
+  ASSERT_EQ(mkfifo(file.path().c_str(), 0600), 0);
+  EXPECT_THROW(restarted().ensureAvailable(), SyncHistoryError);
 }
 
 TEST_F(HistoryStore, liesInTheUsersApplicationDataByDefault) {

@@ -1,3 +1,4 @@
+// clang-format off
 // Never compiled: an input to the check of the layers' includes.
 #include <sqlite3.h>
 #include <unicode/ucol.h>
@@ -5,4 +6,6 @@
 #include <vector>
 
 #include "TolvanderApp/Presentation/Wording.h"
+#include "TolvanderCore/../Platform/Linux/Descriptor.h"
 #include "TolvanderCore/FileURL.h"
+/* */ #include <openssl/evp.h>

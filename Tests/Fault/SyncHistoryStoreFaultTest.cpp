@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <functional>
@@ -137,6 +138,18 @@ TEST_P(HistoryStoreFaults, leaveMemoryAsItWasAndAWholeFileWhereEveryCallFailsFro
           EXPECT_TRUE(found() == remembered()) << outcome.point << " " << outcome.call;
         });
   }
+}
+
+// What a save has to have done before it changes memory: the new bytes on the device, and then the new name.
+TEST_P(HistoryStoreFaults, makeTheFileDurableAndThenItsName) {
+  setUp();
+  const std::vector<std::string> calls = mutatingCalls([this] { apply(); });
+  const auto first =
+      std::ranges::find_if(calls, [](const std::string& call) { return call.starts_with("rename"); });
+  ASSERT_NE(first, calls.end());
+  const auto lastWrite = std::find(calls.begin(), first, "write");
+  EXPECT_NE(std::find(lastWrite, first, "fsync"), first) << "the bytes before the name";
+  EXPECT_NE(std::find(first, calls.end(), "fsync"), calls.end()) << "the name";
 }
 
 TEST_P(HistoryStoreFaults, takeShortWritesForWhatTheyAre) {

@@ -1,9 +1,15 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <csignal>
+#include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <sstream>
 #include <string>
+#include <thread>
 
 #include "Tests/Support/Bytes.h"
 #include "Tests/Support/TemporaryFolder.h"
@@ -127,17 +133,63 @@ TEST_F(CommandLine, failsWhereItsOutputCannotBeWritten) {
   EXPECT_TRUE(contains(result.errors, "could not be written"));
 }
 
+// Whether the process has the signal blocked, which is how it begins to listen for Ctrl-C in its own way.
+bool listensForInterrupts(pid_t process) {
+  std::ifstream status("/proc/" + std::to_string(process) + "/status");
+  std::string word;
+  while (status >> word) {
+    if (word == "SigBlk:") {
+      std::uint64_t mask = 0;
+      status >> std::hex >> mask;
+      return (mask >> (SIGINT - 1U) & 1U) != 0;
+    }
+  }
+  return false;
+}
+
 TEST_F(CommandLine, stopsAtCtrlC) {
-  // A fingerprint of a pipe that never ends a read would hang; a file without an end shows that the stop is
-  // seen.
   makeCharmera();
-  fs::resize_file(volume.appending("DCIM/100/PICT0009.JPG").path(), std::uintmax_t{1} << 40U);
-  const std::string command = "timeout --preserve-status --signal=INT 0.3 " + std::string(TOLVANDERCTL) +
-                              " scan --fingerprints '" + volume.path() + "'";
-  const ToolResult result = runTool({"sh", "-c", command});
-  EXPECT_EQ(result.status, 130) << result.errors;
-  EXPECT_TRUE(result.output.empty());
-  EXPECT_TRUE(contains(result.errors, "Stopping at the next safe point"));
+  const FileURL endless = volume.appending("DCIM/100/PICT0009.JPG");
+  fs::resize_file(endless.path(), std::uintmax_t{1} << 40U);  // a hole; hours of work
+  const FileURL errors = folder / "errors";
+  const pid_t child = fork();
+  if (child == 0) {
+    static_cast<void>(freopen(errors.path().c_str(), "w", stderr));
+    execl(TOLVANDERCTL, TOLVANDERCTL, "scan", "--fingerprints", volume.path().c_str(), nullptr);
+    _exit(127);
+  }
+  while (!listensForInterrupts(child)) {
+    ASSERT_EQ(waitpid(child, nullptr, WNOHANG), 0) << "it ended by itself";
+    std::this_thread::yield();
+  }
+  ASSERT_EQ(kill(child, SIGUSR1), 0);  // somebody else's signal changes nothing
+  ASSERT_EQ(kill(child, SIGINT), 0);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 130);
+  EXPECT_TRUE(contains(readFile(errors), "Stopping at the next safe point"));
+}
+
+TEST_F(CommandLine, refusesAnEmptyHomeInsteadOfUsingTheUsersOwn) {
+  const ToolResult result = runTool({TOLVANDERCTL, "--home", "", "history"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_FALSE(result.errors.empty());
+}
+
+TEST_F(CommandLine, failsInWordsWhereThereIsNoHomeAtAll) {
+  const ToolResult result = runTool(
+      {"sh", "-c", "mkdir gone && cd gone && rmdir ../gone && exec " TOLVANDERCTL " --home x history"});
+  EXPECT_EQ(result.status, 1) << result.errors;
+  EXPECT_TRUE(contains(result.errors, "tolvanderctl: ")) << result.errors;
+}
+
+TEST_F(CommandLine, takesAPathThatGoesUpBehindALinkAsTheSystemDoes) {
+  fs::create_directories((folder / "there/inside").path());
+  fs::create_directories((folder / "there/CAMERA/DCIM").path());
+  fs::create_directories((folder / "there/CAMERA/SPIDCIM").path());
+  fs::create_directory_symlink((folder / "there/inside").path(), (folder / "link").path());
+  EXPECT_TRUE(run({"scan", (folder / "link/../CAMERA").path()}).output.starts_with("KODAK Charmera"));
 }
 
 TEST_F(CommandLine, showsAnEmptyHistoryWithoutMakingAFile) {

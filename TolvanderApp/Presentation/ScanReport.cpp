@@ -1,7 +1,6 @@
 #include "TolvanderApp/Presentation/ScanReport.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <numeric>
 #include <utility>
 
@@ -11,7 +10,6 @@
 #include "TolvanderCore/JSONWriter.h"
 #include "TolvanderCore/MountedVolumeMediaSource.h"
 #include "TolvanderCore/Platform/FileSystem.h"
-#include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::app {
 
@@ -61,9 +59,7 @@ void write(JSONWriter& writer, const std::optional<DeviceProfile>& profile) {
 ScanReport ScanReport::of(const FileURL& volumeURL, bool withFingerprints, const CancellationToken& token) {
   // Detection takes a volume that isn't there for one that just left; a person who typed its path wants to
   // know.
-  if (!fileExists(volumeURL)) {
-    throw PosixError(ENOENT, "look at", volumeURL);
-  }
+  static_cast<void>(fileResourceValues(volumeURL.resolvingSymlinks()));
   ScanReport report{.volumeURL = volumeURL,
                     .displayName = MountedVolumeMediaSource::displayName(volumeURL),
                     .profile = std::nullopt,
