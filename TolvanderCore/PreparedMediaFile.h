@@ -19,8 +19,7 @@ struct PreparedMediaFile {
   std::string sourceFingerprint;
   std::optional<std::string> mediaPayloadFingerprint;
   std::string processedFingerprint;
-  std::optional<std::int64_t>
-      processingVersion;  // 1 for the JPEG repair, 2 for video, absent for an unaltered file
+  std::optional<std::int64_t> processingVersion;  // 1: JPEG repair, 2: video, absent: not altered
   bool isStagedCopy = true;
   std::optional<Date> captureDate;  // the date that the library should show
 
