@@ -17,17 +17,18 @@ constexpr std::size_t bufferSize = 256 * 1024;
 
 constexpr std::uint64_t eachByte(std::uint8_t byte) { return 0x0101010101010101ULL * byte; }
 
-// Nonzero where a byte of `word` is zero (and perhaps in a byte above one that is).
-constexpr std::uint64_t zeroBytes(std::uint64_t word) {
-  return (word - eachByte(1)) & ~word & eachByte(0x80);
+// Nonzero where a byte of `word` is less than `limit`, which is at most 128 (and perhaps for a byte above
+// such a one).
+constexpr std::uint64_t bytesBelow(std::uint64_t word, std::uint8_t limit) {
+  return (word - eachByte(limit)) & ~word & eachByte(0x80);
 }
 
-// Whether any of eight bytes is a control character, a quotation mark, a slash, a backslash, or no ASCII.
-// Names and fingerprints are looked at eight bytes at a time because that is what a save spends its time on.
+// Whether any of eight characters can't be copied as it is: a control character, a quotation mark, a slash, a
+// backslash, or a byte of something that isn't ASCII. Eight at a time, because texts are what a save spends
+// its time on.
 bool needsCare(std::uint64_t word) {
-  const std::uint64_t controls = (word - eachByte(0x20)) & ~word & eachByte(0x80);
-  return ((word & eachByte(0x80)) | controls | zeroBytes(word ^ eachByte('"')) |
-          zeroBytes(word ^ eachByte('/')) | zeroBytes(word ^ eachByte('\\'))) != 0;
+  return ((word & eachByte(0x80)) | bytesBelow(word, 0x20) | bytesBelow(word ^ eachByte('"'), 1) |
+          bytesBelow(word ^ eachByte('/'), 1) | bytesBelow(word ^ eachByte('\\'), 1)) != 0;
 }
 
 bool needsCare(char character) {
@@ -35,43 +36,68 @@ bool needsCare(char character) {
   return byte < 0x20 || byte >= 0x80 || byte == '"' || byte == '/' || byte == '\\';
 }
 
-// How many bytes at the start of `text` can be copied as they are.
-std::size_t plainPrefix(std::string_view text) {
-  std::size_t length = 0;
-  for (std::uint64_t word = 0; length + sizeof word <= text.size(); length += sizeof word) {
-    std::memcpy(&word, text.data() + length, sizeof word);
-    if (needsCare(word)) {
-      break;
-    }
-  }
-  while (length < text.size() && !needsCare(text[length])) {
-    ++length;
-  }
-  return length;
-}
-
-void appendEscape(std::string& buffer, unsigned char character) {
+// How JSON spells a character of ASCII that needs care.
+std::string escaped(unsigned char character) {
   constexpr std::string_view digits = "0123456789abcdef";
   constexpr std::array shortForms = {std::pair{'\b', 'b'}, std::pair{'\f', 'f'}, std::pair{'\n', 'n'},
                                      std::pair{'\r', 'r'}, std::pair{'\t', 't'}, std::pair{'"', '"'},
                                      std::pair{'/', '/'},  std::pair{'\\', '\\'}};
-  for (const auto& [plain, escaped] : shortForms) {
+  for (const auto& [plain, letter] : shortForms) {
     if (character == plain) {
-      buffer += '\\';
-      buffer += escaped;
-      return;
+      return {'\\', letter};
     }
   }
-  buffer += "\\u00";
-  buffer += digits[character / 16U];
-  buffer += digits[character % 16U];
+  return {'\\', 'u', '0', '0', digits[character / 16U], digits[character % 16U]};
+}
+
+// The most bytes that one byte of text can become: \u00xx.
+constexpr std::size_t longestEscape = 6;
+
+char* put(char* out, std::string_view text) {
+  std::memcpy(out, text.data(), text.size());
+  return out + text.size();
+}
+
+// Writes the first character of `text`, which needs care, and takes it off.
+char* putWithCare(char* out, std::string_view& text) {
+  const auto first = static_cast<unsigned char>(text.front());
+  const UTF8Sequence sequence = firstUTF8Sequence(text);
+  if (first < 0x80) {
+    out = put(out, escaped(first));
+  } else {
+    out =
+        put(out, sequence.isWellFormed ? text.substr(0, sequence.length) : std::string_view("\xEF\xBF\xBD"));
+  }
+  text.remove_prefix(sequence.length);
+  return out;
+}
+
+// Copies a text and looks at it in the same pass. At `out` is room for its longest escape and a word more.
+char* putEscaped(char* out, std::string_view text) {
+  while (!text.empty()) {
+    std::uint64_t word = 0;
+    if (text.size() >= sizeof word) {
+      std::memcpy(&word, text.data(), sizeof word);
+      std::memcpy(out, &word, sizeof word);
+      if (!needsCare(word)) {
+        out += sizeof word;
+        text.remove_prefix(sizeof word);
+        continue;
+      }
+    }
+    if (needsCare(text.front())) {
+      out = putWithCare(out, text);
+    } else {
+      *out++ = text.front();
+      text.remove_prefix(1);
+    }
+  }
+  return out;
 }
 
 }  // namespace
 
-JSONWriter::JSONWriter(Style style, Sink sink) : style_(style), sink_(std::move(sink)) {
-  buffer_.reserve(bufferSize + bufferSize / 4);
-}
+JSONWriter::JSONWriter(Style style, Sink sink) : style_(style), sink_(std::move(sink)), buffer_(bufferSize) {}
 
 void JSONWriter::beginObject() { begin('{', true); }
 void JSONWriter::endObject() { end('}', true); }
@@ -131,8 +157,7 @@ void JSONWriter::boolean(std::string_view name, bool value) {
 
 void JSONWriter::finish() {
   precondition(levels_.empty() && !expectsValueOfKey_, "a JSON document is closed before it is finished");
-  sink_(std::as_bytes(std::span(buffer_)));
-  buffer_.clear();
+  flush();
 }
 
 void JSONWriter::begin(char bracket, bool isObject) {
@@ -170,44 +195,42 @@ void JSONWriter::startItem() {
 }
 
 void JSONWriter::breakLine() {
-  if (style_ == Style::prettyPrinted) {
-    append("\n");
-    buffer_.append(2 * levels_.size(), ' ');
+  if (style_ == Style::compact) {
+    return;
   }
+  const std::size_t indentation = 2 * levels_.size();
+  char* out = room(1 + indentation);
+  *out++ = '\n';
+  used_ += 1 + indentation;
+  std::memset(out, ' ', indentation);
 }
 
 void JSONWriter::append(std::string_view text) {
-  buffer_ += text;
-  if (buffer_.size() >= bufferSize) {
-    sink_(std::as_bytes(std::span(buffer_)));
-    buffer_.clear();
-  }
+  put(room(text.size()), text);
+  used_ += text.size();
 }
 
 void JSONWriter::appendQuoted(std::string_view text) {
-  buffer_ += '"';
-  appendEscaped(text);
-  append("\"");
+  char* const begin = room(longestEscape * text.size() + sizeof(std::uint64_t) + 2);
+  char* out = begin;
+  *out++ = '"';
+  out = putEscaped(out, text);
+  *out++ = '"';
+  used_ += static_cast<std::size_t>(out - begin);
 }
 
-void JSONWriter::appendEscaped(std::string_view text) {
-  while (true) {
-    const std::size_t plain = plainPrefix(text);
-    append(text.substr(0, plain));
-    text.remove_prefix(plain);
-    if (text.empty()) {
-      return;
-    }
-    const auto first = static_cast<unsigned char>(text.front());
-    if (first < 0x80) {
-      appendEscape(buffer_, first);
-      text.remove_prefix(1);
-      continue;
-    }
-    const UTF8Sequence sequence = firstUTF8Sequence(text);
-    append(sequence.isWellFormed ? text.substr(0, sequence.length) : std::string_view("\xEF\xBF\xBD"));
-    text.remove_prefix(sequence.length);
+// Where the next bytes go, with room for so many. The buffer grows only for a text that is longer than it.
+char* JSONWriter::room(std::size_t size) {
+  if (buffer_.size() - used_ < size) {
+    flush();
+    buffer_.resize(std::max(buffer_.size(), size));
   }
+  return buffer_.data() + used_;
+}
+
+void JSONWriter::flush() {
+  sink_(std::as_bytes(std::span(buffer_).first(used_)));
+  used_ = 0;
 }
 
 std::string jsonText(JSONWriter::Style style, const std::function<void(JSONWriter&)>& write) {

@@ -65,12 +65,14 @@ class JSONWriter {
   void startItem();
   void breakLine();
   void append(std::string_view text);
+  char* room(std::size_t size);
+  void flush();
   void appendQuoted(std::string_view text);
-  void appendEscaped(std::string_view text);
 
   Style style_;
   Sink sink_;
-  std::string buffer_;
+  std::vector<char> buffer_;
+  std::size_t used_ = 0;
   std::vector<Level> levels_;
   bool expectsValueOfKey_ = false;
 };

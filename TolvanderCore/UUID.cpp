@@ -1,8 +1,9 @@
 #include "TolvanderCore/UUID.h"
 
-#include <random>
+#include <unistd.h>
 
 #include "TolvanderCore/Hashing.h"
+#include "TolvanderCore/Precondition.h"
 
 namespace tolvander {
 
@@ -26,11 +27,8 @@ std::optional<unsigned> hexadecimalDigit(char character) {
 }  // namespace
 
 UUID UUID::random() {
-  std::random_device source;
   UUID uuid;
-  for (auto& byte : uuid.bytes) {
-    byte = static_cast<std::uint8_t>(source());
-  }
+  precondition(getentropy(uuid.bytes.data(), uuid.bytes.size()) == 0, "the system has random bytes");
   uuid.bytes[6] = static_cast<std::uint8_t>((uuid.bytes[6] & 0x0FU) | 0x40U);  // version 4
   uuid.bytes[8] = static_cast<std::uint8_t>((uuid.bytes[8] & 0x3FU) | 0x80U);  // the RFC's variant
   return uuid;
