@@ -26,7 +26,6 @@ namespace fs = std::filesystem;
 using tests::bytesOf;
 using tests::ExifDamage;
 using tests::readFile;
-using tests::SampleCardOptions;
 using tests::TemporaryFolder;
 using tests::writeSampleCard;
 using Source = MediaProcessingPlan::CaptureDateSource;

@@ -65,7 +65,8 @@ std::string formatted(const char* format, unsigned number) {
 sys_seconds captureTime(std::uint64_t cardSeed, std::uint64_t fileSeed, unsigned number) {
   using namespace std::chrono_literals;
   constexpr sys_seconds start = std::chrono::sys_days(2026y / 1 / 2);
-  const std::chrono::minutes firstDays(scrambled(cardSeed) % (30 * 24 * 60));
+  constexpr std::uint64_t minutesOfThirtyDays = 43'200;
+  const std::chrono::minutes firstDays(scrambled(cardSeed) % minutesOfThirtyDays);
   const std::chrono::seconds sinceFile(scrambled(fileSeed) % 1200 * 2);
   return start + firstDays + 40min * number + sinceFile;
 }
