@@ -27,6 +27,11 @@ void removeItem(const FileURL& url) {
   }
 }
 
+void removeItemIgnoringErrors(const FileURL& url) noexcept {
+  std::error_code ignored;
+  std::filesystem::remove_all(url.path(), ignored);
+}
+
 void setContentModificationDate(const FileURL& url, Date date) {
   const auto seconds = std::chrono::floor<std::chrono::seconds>(date);
   const std::array<timespec, 2> times = {

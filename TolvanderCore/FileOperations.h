@@ -16,6 +16,10 @@ void createPrivateDirectory(const FileURL& directory);
 // error.
 void removeItem(const FileURL& url);
 
+// The same where a failure is no matter, because another one is on its way or because what stays is swept
+// later.
+void removeItemIgnoringErrors(const FileURL& url) noexcept;
+
 void setContentModificationDate(const FileURL& url, Date date);
 
 }  // namespace tolvander

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <cstring>
 
 #include "TolvanderCore/Precondition.h"
@@ -130,6 +131,13 @@ void JSONWriter::unsignedInteger(std::uint64_t number) {
   append({text.data(), std::to_chars(text.begin(), text.end(), number).ptr});
 }
 
+void JSONWriter::number(double value) {
+  precondition(std::isfinite(value), "JSON has finite numbers only");
+  beforeValue();
+  std::array<char, 32> text{};
+  append({text.data(), std::to_chars(text.begin(), text.end(), value).ptr});
+}
+
 void JSONWriter::boolean(bool value) {
   beforeValue();
   append(value ? "true" : "false");
@@ -148,6 +156,11 @@ void JSONWriter::string(std::string_view name, std::string_view text) {
 void JSONWriter::integer(std::string_view name, std::int64_t number) {
   key(name);
   integer(number);
+}
+
+void JSONWriter::number(std::string_view name, double value) {
+  key(name);
+  number(value);
 }
 
 void JSONWriter::boolean(std::string_view name, bool value) {

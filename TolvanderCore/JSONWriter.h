@@ -42,12 +42,14 @@ class JSONWriter {
   void string(std::string_view text);
   void integer(std::int64_t number);
   void unsignedInteger(std::uint64_t number);
+  void number(double value);  // finite; in as few digits as it takes to read the same value back
   void boolean(bool value);
   void null();
 
   // A key and its value.
   void string(std::string_view name, std::string_view text);
   void integer(std::string_view name, std::int64_t number);
+  void number(std::string_view name, double value);
   void boolean(std::string_view name, bool value);
 
   // Hands the rest to the sink. To be called once, when the document is complete. No line end is added.

@@ -153,14 +153,6 @@ bool comesBefore(const PreparedMediaFile& left, const PreparedMediaFile& right) 
                      : standardCompare(left.sourceFile.relativePath, right.sourceFile.relativePath) < 0;
 }
 
-void removeIgnoringErrors(const FileURL& url) noexcept {
-  try {
-    removeItem(url);
-  } catch (const std::exception&) {
-    return;  // what stays is taken for abandoned after a day
-  }
-}
-
 bool isFolderAndNoLink(const FileURL& url) {
   const FileResourceValues values = fileResourceValues(url);
   return values.isDirectory && !values.isSymbolicLink;
@@ -206,7 +198,7 @@ PreparedMediaBatch MediaStagingService::prepare(const std::vector<CameraMediaFil
   try {
     prepareFiles(batch, files);
   } catch (...) {
-    removeIgnoringErrors(batch.prepared.directoryURL);
+    removeItemIgnoringErrors(batch.prepared.directoryURL);  // what stays is taken for abandoned after a day
     throw;
   }
   return std::move(batch.prepared);

@@ -62,14 +62,17 @@ void runExport(const MovieExporter& exporter, const Movie& source, const MovieEx
   require(deadline.metByEndingNow(), Case::exportTimedOut);
 }
 
-void prove(const Movie& source, const VideoMediaMetadata& sourceMetadata, std::optional<Date> sourceDate,
-           const FileURL& exportedURL, const CancellationToken& token) {
+ProvenMovie prove(const Movie& source, const VideoMediaMetadata& sourceMetadata,
+                  std::optional<Date> sourceDate, const FileURL& exportedURL,
+                  const CancellationToken& token) {
   const Movie exported = openVideo(exportedURL, token);
   const VideoMediaMetadata exportedMetadata = VideoMediaMetadata::load(exported);
   require(VideoExportProof::metadataAgrees(sourceMetadata, exportedMetadata), Case::invalidExport);
-  VideoExportProof::proveTracks(MediaType::video, source, exported, token);
-  VideoExportProof::proveTracks(MediaType::audio, source, exported, token);
+  ProvenMovie proven{.metadata = exportedMetadata,
+                     .videoTracks = VideoExportProof::proveTracks(MediaType::video, source, exported, token),
+                     .audioTracks = VideoExportProof::proveTracks(MediaType::audio, source, exported, token)};
   require(VideoExportProof::captureDateAgrees(sourceDate, exportedMetadata.captureDate), Case::invalidExport);
+  return proven;
 }
 
 }  // namespace
@@ -101,6 +104,11 @@ CharmeraVideoProbe NativeCharmeraVideoProcessor::probe(const FileURL& sourceURL,
 
 void NativeCharmeraVideoProcessor::transcode(const FileURL& sourceURL, const FileURL& destinationURL,
                                              const CancellationToken& token) const {
+  rewrap(sourceURL, destinationURL, token);
+}
+
+ProvenMovie NativeCharmeraVideoProcessor::rewrap(const FileURL& sourceURL, const FileURL& destinationURL,
+                                                 const CancellationToken& token) const {
   token.throwIfCancelled();
   validateSourceSize(sourceURL);
   validateDestination(sourceURL, destinationURL);
@@ -117,7 +125,7 @@ void NativeCharmeraVideoProcessor::transcode(const FileURL& sourceURL, const Fil
   try {
     runExport(*exporter_, source, request, timeLimit_(metadata.duration), token);
     token.throwIfCancelled();
-    prove(source, metadata, date, destinationURL, token);
+    return prove(source, metadata, date, destinationURL, token);
   } catch (...) {
     unlink(destinationURL.path().c_str());
     token.throwIfCancelled();

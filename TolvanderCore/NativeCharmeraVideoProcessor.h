@@ -7,6 +7,7 @@
 
 #include "TolvanderCore/CharmeraVideoProcessing.h"
 #include "TolvanderCore/Platform/Movie.h"
+#include "TolvanderCore/ProvenMovie.h"
 
 namespace tolvander {
 
@@ -35,6 +36,10 @@ class NativeCharmeraVideoProcessor final : public CharmeraVideoProcessing {
                            const CancellationToken& token) const override;
   void transcode(const FileURL& sourceURL, const FileURL& destinationURL,
                  const CancellationToken& token) const override;
+
+  // As transcode, and tells what it has proven of the movie.
+  ProvenMovie rewrap(const FileURL& sourceURL, const FileURL& destinationURL,
+                     const CancellationToken& token) const;
 
  private:
   CharmeraVideoSupportStatus supportStatus_;

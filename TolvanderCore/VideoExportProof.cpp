@@ -5,10 +5,9 @@
 #include <cmath>
 #include <cstddef>
 #include <future>
-#include <vector>
+#include <utility>
 
 #include "TolvanderCore/CharmeraVideoProcessingError.h"
-#include "TolvanderCore/PayloadIdentity.h"
 
 namespace tolvander {
 
@@ -48,19 +47,23 @@ bool VideoExportProof::captureDateAgrees(std::optional<Date> source, std::option
   return !source || (exported && std::abs(seconds(*exported) - seconds(*source)) < 1);
 }
 
-void VideoExportProof::proveTracks(MediaType type, const Movie& source, const Movie& exported,
-                                   const CancellationToken& token) {
+std::vector<PayloadIdentity> VideoExportProof::proveTracks(MediaType type, const Movie& source,
+                                                           const Movie& exported,
+                                                           const CancellationToken& token) {
   const std::vector<MovieTrack>& sourceTracks = source.tracks(type);
   const std::vector<MovieTrack>& exportedTracks = exported.tracks(type);
   require(sourceTracks.size() == exportedTracks.size());
+  std::vector<PayloadIdentity> identities;
   for (std::size_t index = 0; index < sourceTracks.size(); ++index) {
     require(timeRangeAgrees(sourceTracks[index], exportedTracks[index]));
     // Side by side, since hashing is most of what a rewrap costs.
     auto sourceIdentity =
         std::async(std::launch::async, [&] { return PayloadIdentity::of(source, type, index, token); });
-    const PayloadIdentity exportedIdentity = PayloadIdentity::of(exported, type, index, token);
+    PayloadIdentity exportedIdentity = PayloadIdentity::of(exported, type, index, token);
     require(sourceIdentity.get() == exportedIdentity);
+    identities.push_back(std::move(exportedIdentity));
   }
+  return identities;
 }
 
 }  // namespace tolvander

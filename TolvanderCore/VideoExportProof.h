@@ -1,9 +1,11 @@
 #pragma once
 
 #include <optional>
+#include <vector>
 
 #include "TolvanderCore/Cancellation.h"
 #include "TolvanderCore/Date.h"
+#include "TolvanderCore/PayloadIdentity.h"
 #include "TolvanderCore/Platform/Movie.h"
 #include "TolvanderCore/VideoMediaMetadata.h"
 
@@ -29,11 +31,11 @@ class VideoExportProof {
   // Less than a second apart. A source without a date asks for none.
   static bool captureDateAgrees(std::optional<Date> source, std::optional<Date> exported);
 
-  // As many tracks of this kind in both, and each pair with the same time range and the same payload. Reads
-  // all of them. Throws CharmeraVideoProcessingError: invalidExport where they differ, invalidVideo where a
-  // track can't be read. Throws CancellationError.
-  static void proveTracks(MediaType type, const Movie& source, const Movie& exported,
-                          const CancellationToken& token);
+  // As many tracks of this kind in both, and each pair with the same time range and the same payload, which
+  // is what it returns, in the tracks' order. Reads all of them. Throws CharmeraVideoProcessingError:
+  // invalidExport where they differ, invalidVideo where a track can't be read. Throws CancellationError.
+  static std::vector<PayloadIdentity> proveTracks(MediaType type, const Movie& source, const Movie& exported,
+                                                  const CancellationToken& token);
 };
 
 }  // namespace tolvander

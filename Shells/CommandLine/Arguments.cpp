@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "TolvanderCore/InternetDateTime.h"
+
 namespace tolvander::shell {
 
 FileURL fileURLFromArgument(const std::string& path) {
@@ -12,6 +14,11 @@ FileURL fileURLFromArgument(const std::string& path) {
   // goes.
   const bool goesUp = std::ranges::find(absolute, "..") != absolute.end();
   return goesUp ? url.resolvingSymlinks() : url.standardized();
+}
+
+std::optional<Date> dateFromArgument(std::string_view text) {
+  const auto date = dateFromInternetDateTime(text);
+  return date ? date : dateFromInternetDateTimeWithFractionalSeconds(text);
 }
 
 }  // namespace tolvander::shell

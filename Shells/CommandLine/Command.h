@@ -40,6 +40,8 @@ class Command {
 };
 
 std::unique_ptr<Command> makeScanCommand();
+std::unique_ptr<Command> makePlanCommand();
+std::unique_ptr<Command> makeRewrapCommand();
 std::unique_ptr<Command> makeHistoryCommand();
 
 }  // namespace tolvander::shell

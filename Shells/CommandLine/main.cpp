@@ -8,7 +8,7 @@
 #include "Shells/CommandLine/Arguments.h"
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Interruption.h"
-#include "TolvanderCore/Error.h"
+#include "TolvanderApp/Presentation/FailureText.h"
 
 namespace tolvander::shell {
 
@@ -27,10 +27,8 @@ ExitStatus runReportingFailure(Command& command, Context context, const std::str
     return status;
   } catch (const CancellationError&) {
     return ExitStatus::stopped;
-  } catch (const Error& error) {
-    std::cerr << "tolvanderctl: " << error.description().value_or(error.what()) << "\n";
   } catch (const std::exception& error) {
-    std::cerr << "tolvanderctl: " << error.what() << "\n";
+    std::cerr << "tolvanderctl: " << app::failureText(error) << "\n";
   }
   return ExitStatus::failed;
 }
@@ -49,7 +47,7 @@ ExitStatus runCommandLine(int argumentCount, const char* const* arguments) {
   application.fallthrough();
 
   std::vector<std::pair<CLI::App*, std::unique_ptr<Command>>> commands;
-  for (auto& command : {&makeScanCommand, &makeHistoryCommand}) {
+  for (auto& command : {&makeScanCommand, &makePlanCommand, &makeRewrapCommand, &makeHistoryCommand}) {
     auto made = command();
     CLI::App* declared = made->declare(application);
     commands.emplace_back(declared, std::move(made));

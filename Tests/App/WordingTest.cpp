@@ -39,5 +39,31 @@ TEST(Wording, showsNothingThatCouldMoveACursor) {
   EXPECT_EQ(printable("\xFFx"), r + "x");
 }
 
+TEST(Wording, givesNumbersWithThreeDecimalsAtMost) {
+  EXPECT_EQ(decimalText(0), "0");
+  EXPECT_EQ(decimalText(30), "30");
+  EXPECT_EQ(decimalText(12.5), "12.5");
+  EXPECT_EQ(decimalText(29.97002997), "29.97");
+  EXPECT_EQ(decimalText(0.0625), "0.063");
+  EXPECT_EQ(decimalText(1.9996), "2");
+  EXPECT_EQ(decimalText(7200.001), "7200.001");
+}
+
+TEST(Wording, givesSizesOfPicturesInPixels) { EXPECT_EQ(pixelSizeText(1440, 1080), "1440 × 1080 pixels"); }
+
+TEST(Wording, givesFourCharacterCodesAsTextWherePossible) {
+  EXPECT_EQ(fourCharacterCodeText(0x6A706567), "jpeg");
+  EXPECT_EQ(fourCharacterCodeText(0x72617720), "raw ");
+  EXPECT_EQ(fourCharacterCodeText(0x6D730011), "0x6d730011");
+  EXPECT_EQ(fourCharacterCodeText(0x6A70657F), "0x6a70657f");
+  EXPECT_EQ(fourCharacterCodeText(0xFF706567), "0xff706567");
+  EXPECT_EQ(fourCharacterCodeText(0), "0x00000000");
+}
+
+TEST(Wording, alignsTheFactsOfAList) {
+  EXPECT_EQ(factLine("Duration", "1 s"), "Duration             1 s\n");
+  EXPECT_EQ(factLine("A label that is too long", "x"), "A label that is too long x\n");
+}
+
 }  // namespace
 }  // namespace tolvander::app

@@ -115,6 +115,18 @@ TEST(JSONWriter, handsALongDocumentOnInPieces) {
   EXPECT_EQ(JSONDocument(bytesOf(text)).root().array().size(), 100'000U);
 }
 
+TEST(JSONWriter, writesNumbersInAsFewDigitsAsReadTheSameBack) {
+  const auto numberText = [](double number) {
+    return jsonText(JSONWriter::Style::compact, [&](JSONWriter& writer) { writer.number(number); });
+  };
+  EXPECT_EQ(numberText(30), "30");
+  EXPECT_EQ(numberText(-0.1), "-0.1");
+  EXPECT_EQ(numberText(30000.0 / 1001), "29.97002997002997");
+  EXPECT_EQ(numberText(std::numeric_limits<double>::max()), "1.7976931348623157e+308");
+  EXPECT_EQ(numberText(-std::numeric_limits<double>::denorm_min()), "-5e-324");
+  EXPECT_DEATH(numberText(std::numeric_limits<double>::infinity()), "finite");
+}
+
 TEST(JSONWriter, treatsAWrongOrderOfCallsAsAProgrammingError) {
   const auto ignore = [](std::span<const std::byte>) {};
   EXPECT_DEATH(

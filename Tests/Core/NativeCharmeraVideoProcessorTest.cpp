@@ -120,6 +120,22 @@ TEST_F(NativeCharmeraVideoProcessorTest, makesAMovieThatHoldsTheSource) {
   EXPECT_TRUE(readFile(source_) == before);
 }
 
+TEST_F(NativeCharmeraVideoProcessorTest, tellsWhatItHasProven) {
+  writeClip(source_,
+            {.header = {.videoStreams = 2, .audio = {AVIAudioFormat::pcm8(), AVIAudioFormat::pcm16()}}});
+  setDate("2026-11-15T19:13:17Z");
+  const ProvenMovie proven = NativeCharmeraVideoProcessor().rewrap(source_, destination_, {});
+  EXPECT_EQ(proven.metadata, VideoMediaMetadata::load(destination_));
+  const Movie source(source_);
+  ASSERT_EQ(proven.videoTracks.size(), 2);
+  ASSERT_EQ(proven.audioTracks.size(), 2);
+  for (std::size_t index = 0; index < 2; ++index) {
+    EXPECT_EQ(proven.videoTracks[index], PayloadIdentity::of(source, MediaType::video, index));
+    EXPECT_EQ(proven.audioTracks[index], PayloadIdentity::of(source, MediaType::audio, index));
+  }
+  EXPECT_NE(proven.videoTracks[0], proven.videoTracks[1]);
+}
+
 TEST_F(NativeCharmeraVideoProcessorTest, carriesDatesBeyondTheMovieHeadersReach) {
   for (const char* text : {"1969-07-20T20:17:40Z", "1910-01-01T00:00:00Z", "2040-02-06T06:28:15Z",
                            "2040-02-06T06:28:16Z", "2107-12-31T23:59:58Z"}) {

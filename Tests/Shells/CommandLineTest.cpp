@@ -11,9 +11,8 @@
 #include <string>
 #include <thread>
 
+#include "Tests/Shells/CommandLine.h"
 #include "Tests/Support/Bytes.h"
-#include "Tests/Support/TemporaryFolder.h"
-#include "Tests/Support/Tool.h"
 #include "TolvanderCore/FileFingerprinter.h"
 #include "TolvanderCore/JSONReader.h"
 
@@ -22,30 +21,21 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class CommandLine : public testing::Test {
+class CommandLineTest : public CommandLine {
  protected:
-  ToolResult run(std::vector<std::string> arguments) const {
-    arguments.insert(arguments.begin(), {TOLVANDERCTL, "--home", home.path()});
-    return runTool(arguments);
-  }
-
   void makeCharmera() const {
     writeFile(volume.appending("DCIM/100/PICT0010.JPG"), "ten");
     writeFile(volume.appending("DCIM/100/PICT0009.JPG"), "nine");
     fs::create_directory(volume.appending("SPIDCIM").path());
   }
 
-  TemporaryFolder folder;
   const FileURL volume = folder / "CARD";
-  const FileURL home = folder / "home";
 };
 
-bool contains(const std::string& text, std::string_view part) { return text.find(part) != std::string::npos; }
-
-TEST_F(CommandLine, explainsItself) {
+TEST_F(CommandLineTest, explainsItself) {
   const ToolResult help = run({"--help"});
   EXPECT_EQ(help.status, 0);
-  for (const char* word : {"scan", "history", "--home", "--json", "--version"}) {
+  for (const char* word : {"scan", "plan", "rewrap", "history", "--home", "--json", "--version"}) {
     EXPECT_TRUE(contains(help.output, word)) << word;
   }
   const ToolResult scanHelp = run({"scan", "--help"});
@@ -53,11 +43,11 @@ TEST_F(CommandLine, explainsItself) {
   EXPECT_TRUE(contains(scanHelp.output, "--fingerprints"));
 }
 
-TEST_F(CommandLine, tellsItsVersion) {
+TEST_F(CommandLineTest, tellsItsVersion) {
   EXPECT_EQ(run({"--version"}).output, "tolvanderctl " TOLVANDER_VERSION "\n");
 }
 
-TEST_F(CommandLine, answersWrongUsageWithStatusTwoAndAMessage) {
+TEST_F(CommandLineTest, answersWrongUsageWithStatusTwoAndAMessage) {
   for (const std::vector<std::string>& arguments :
        std::vector<std::vector<std::string>>{{},
                                              {"scan"},
@@ -66,14 +56,11 @@ TEST_F(CommandLine, answersWrongUsageWithStatusTwoAndAMessage) {
                                              {"scan", "a", "b"},
                                              {"history", "extra"},
                                              {"--home"}}) {
-    const ToolResult result = run(arguments);
-    EXPECT_EQ(result.status, 2);
-    EXPECT_TRUE(result.output.empty());
-    EXPECT_FALSE(result.errors.empty());
+    expectWrongUsage(arguments);
   }
 }
 
-TEST_F(CommandLine, scansACamera) {
+TEST_F(CommandLineTest, scansACamera) {
   makeCharmera();
   const ToolResult result = run({"scan", volume.path()});
   EXPECT_EQ(result.status, 0) << result.errors;
@@ -81,7 +68,7 @@ TEST_F(CommandLine, scansACamera) {
   EXPECT_LT(result.output.find("PICT0009.JPG"), result.output.find("PICT0010.JPG"));
 }
 
-TEST_F(CommandLine, scansACameraForPrograms) {
+TEST_F(CommandLineTest, scansACameraForPrograms) {
   makeCharmera();
   for (const auto& arguments :
        {std::vector<std::string>{"--json", "scan", volume.path(), "--fingerprints"},
@@ -102,30 +89,30 @@ TEST_F(CommandLine, scansACameraForPrograms) {
   }
 }
 
-TEST_F(CommandLine, saysThatAPlainCardIsNoCamera) {
+TEST_F(CommandLineTest, saysThatAPlainCardIsNoCamera) {
   writeFile(volume.appending("DCIM/IMG_0001.JPG"), "x");
   const ToolResult result = run({"scan", volume.path()});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.output, "“CARD” is no camera that Tolvander knows.\n");
 }
 
-TEST_F(CommandLine, failsForAVolumeThatIsNotThere) {
+TEST_F(CommandLineTest, failsForAVolumeThatIsNotThere) {
   const ToolResult result = run({"scan", volume.path()});
   EXPECT_EQ(result.status, 1);
   EXPECT_TRUE(result.output.empty());
   EXPECT_TRUE(contains(result.errors, "No such file or directory")) << result.errors;
 }
 
-TEST_F(CommandLine, failsForAFile) {
+TEST_F(CommandLineTest, failsForAFile) {
   writeFile(volume, "x");
   const ToolResult result = run({"scan", volume.path()});
   EXPECT_EQ(result.status, 1);
   EXPECT_TRUE(contains(result.errors, "Not a directory")) << result.errors;
 }
 
-TEST_F(CommandLine, failsForAnEmptyName) { EXPECT_NE(run({"scan", ""}).status, 0); }
+TEST_F(CommandLineTest, failsForAnEmptyName) { EXPECT_NE(run({"scan", ""}).status, 0); }
 
-TEST_F(CommandLine, failsWhereItsOutputCannotBeWritten) {
+TEST_F(CommandLineTest, failsWhereItsOutputCannotBeWritten) {
   makeCharmera();
   const std::string command = std::string(TOLVANDERCTL) + " scan '" + volume.path() + "' >/dev/full";
   const ToolResult result = runTool({"sh", "-c", command});
@@ -147,7 +134,7 @@ bool listensForInterrupts(pid_t process) {
   return false;
 }
 
-TEST_F(CommandLine, stopsAtCtrlC) {
+TEST_F(CommandLineTest, stopsAtCtrlC) {
   makeCharmera();
   const FileURL endless = volume.appending("DCIM/100/PICT0009.JPG");
   fs::resize_file(endless.path(), std::uintmax_t{1} << 40U);  // a hole; hours of work
@@ -171,20 +158,22 @@ TEST_F(CommandLine, stopsAtCtrlC) {
   EXPECT_TRUE(contains(readFile(errors), "Stopping at the next safe point"));
 }
 
-TEST_F(CommandLine, refusesAnEmptyHomeInsteadOfUsingTheUsersOwn) {
+TEST_F(CommandLineTest, refusesAnEmptyHomeInsteadOfUsingTheUsersOwn) {
   const ToolResult result = runTool({TOLVANDERCTL, "--home", "", "history"});
   EXPECT_EQ(result.status, 2);
   EXPECT_FALSE(result.errors.empty());
 }
 
-TEST_F(CommandLine, failsInWordsWhereThereIsNoHomeAtAll) {
-  const ToolResult result = runTool(
-      {"sh", "-c", "mkdir gone && cd gone && rmdir ../gone && exec " TOLVANDERCTL " --home x history"});
+TEST_F(CommandLineTest, failsInWordsInAFolderThatIsGone) {
+  const ToolResult result =
+      runTool({"sh", "-c",
+               "cd '" + folder.url().path() +
+                   "' && mkdir gone && cd gone && rmdir ../gone && exec " TOLVANDERCTL " --home x history"});
   EXPECT_EQ(result.status, 1) << result.errors;
   EXPECT_TRUE(contains(result.errors, "tolvanderctl: ")) << result.errors;
 }
 
-TEST_F(CommandLine, takesAPathThatGoesUpBehindALinkAsTheSystemDoes) {
+TEST_F(CommandLineTest, takesAPathThatGoesUpBehindALinkAsTheSystemDoes) {
   fs::create_directories((folder / "there/inside").path());
   fs::create_directories((folder / "there/CAMERA/DCIM").path());
   fs::create_directories((folder / "there/CAMERA/SPIDCIM").path());
@@ -192,7 +181,7 @@ TEST_F(CommandLine, takesAPathThatGoesUpBehindALinkAsTheSystemDoes) {
   EXPECT_TRUE(run({"scan", (folder / "link/../CAMERA").path()}).output.starts_with("KODAK Charmera"));
 }
 
-TEST_F(CommandLine, showsAnEmptyHistoryWithoutMakingAFile) {
+TEST_F(CommandLineTest, showsAnEmptyHistoryWithoutMakingAFile) {
   const ToolResult result = run({"history"});
   EXPECT_EQ(result.status, 0) << result.errors;
   EXPECT_EQ(result.output,
@@ -202,7 +191,7 @@ TEST_F(CommandLine, showsAnEmptyHistoryWithoutMakingAFile) {
   EXPECT_FALSE(fs::exists(home.path()));
 }
 
-TEST_F(CommandLine, showsTheHistoryForPrograms) {
+TEST_F(CommandLineTest, showsTheHistoryForPrograms) {
   const FileURL file = home.appending("data/Tolvander/history.json");
   writeFile(file, R"({"pendingImports":["b","a"]})");
   const ToolResult result = run({"--json", "history"});
@@ -211,7 +200,7 @@ TEST_F(CommandLine, showsTheHistoryForPrograms) {
             2U);
 }
 
-TEST_F(CommandLine, failsOnAnUnreadableHistoryInTheUsersWords) {
+TEST_F(CommandLineTest, failsOnAnUnreadableHistoryInTheUsersWords) {
   const FileURL file = home.appending("data/Tolvander/history.json");
   writeFile(file, "broken");
   const ToolResult result = run({"history"});
@@ -230,16 +219,32 @@ ToolResult completionsOf(const std::string& line) {
   return runTool({"bash", "-c", script});
 }
 
-TEST_F(CommandLine, completesCommandsAndOptionsInBash) {
+TEST_F(CommandLineTest, completesCommandsAndOptionsInBash) {
   EXPECT_EQ(completionsOf("tolvanderctl s").output, "scan\n");
   EXPECT_EQ(completionsOf("tolvanderctl --home /tmp h").output, "history\n");
   EXPECT_EQ(completionsOf("tolvanderctl scan --f").output, "--fingerprints\n");
+  EXPECT_EQ(completionsOf("tolvanderctl plan --n").output, "--not-charmera\n");
+  EXPECT_EQ(completionsOf("tolvanderctl plan --z").output, "--zone\n");
+  EXPECT_EQ(completionsOf("tolvanderctl plan --m").output, "--modified\n");
+  EXPECT_EQ(completionsOf("tolvanderctl plan --o").output, "--output\n");
   EXPECT_EQ(completionsOf("tolvanderctl --v").output, "--version\n");
   fs::create_directory(volume.path());
   EXPECT_EQ(completionsOf("tolvanderctl scan " + folder.url().path() + "/CA").output, volume.path() + "\n");
 }
 
-TEST_F(CommandLine, completesEveryCommandThatTheHelpNames) {
+TEST_F(CommandLineTest, completesFilesInBash) {
+  const FileURL photo = folder / "PICT0001.JPG";
+  writeFile(photo, "x");
+  const std::string start = folder.url().path() + "/PI";
+  for (const char* words : {"plan", "plan --output", "rewrap", "rewrap a.avi"}) {
+    EXPECT_EQ(completionsOf("tolvanderctl " + std::string(words) + " " + start).output, photo.path() + "\n");
+  }
+  for (const char* words : {"history", "scan", "plan --zone", "plan --modified"}) {
+    EXPECT_EQ(completionsOf("tolvanderctl " + std::string(words) + " " + start).output, "\n") << words;
+  }
+}
+
+TEST_F(CommandLineTest, completesEveryCommandThatTheHelpNames) {
   const std::string help = run({"--help"}).output;
   std::istringstream lines(help.substr(help.find("Subcommands:")));
   std::string line;
@@ -250,7 +255,7 @@ TEST_F(CommandLine, completesEveryCommandThatTheHelpNames) {
     EXPECT_EQ(completionsOf("tolvanderctl " + command).output, command + "\n");
     ++commands;
   }
-  EXPECT_GE(commands, 2U);
+  EXPECT_GE(commands, 4U);
 }
 
 }  // namespace

@@ -1,17 +1,27 @@
 #include "Tests/Support/Tool.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
+#include <sys/inotify.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <sstream>
+#include <stdexcept>
 
+#include "Platform/Linux/Descriptor.h"
 #include "Tests/Support/TemporaryFolder.h"
 
 namespace tolvander::tests {
+
+using platform::linux_::Descriptor;
 
 bool toolExists(const std::string& name) {
   const char* const searchPath = std::getenv("PATH");
@@ -24,7 +34,11 @@ bool toolExists(const std::string& name) {
   return false;
 }
 
-ToolResult runTool(const std::vector<std::string>& arguments) {
+namespace {
+
+// `whileRunning` is called with the process once that has started.
+ToolResult runTool(const std::vector<std::string>& arguments,
+                   const std::function<void(pid_t)>& whileRunning) {
   const TemporaryFolder folder;
   const FileURL output = folder / "output";
   const FileURL errors = folder / "errors";
@@ -47,12 +61,45 @@ ToolResult runTool(const std::vector<std::string>& arguments) {
       posix_spawnp(&process, argumentPointers.front(), &actions, nullptr, argumentPointers.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   int status = 0;
-  if (failure != 0 || waitpid(process, &status, 0) != process) {
+  if (failure != 0) {
+    return {};
+  }
+  whileRunning(process);
+  if (waitpid(process, &status, 0) != process) {
     return {};
   }
   return {.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1,
           .output = readFile(output),
           .errors = readFile(errors)};
+}
+
+void interruptWhenItMakes(const FileURL& file, int folderWatch, pid_t process) {
+  const Descriptor end(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
+  std::array<pollfd, 2> events{{{.fd = folderWatch, .events = POLLIN, .revents = 0},
+                                {.fd = end.number(), .events = POLLIN, .revents = 0}}};
+  while (access(file.path().c_str(), F_OK) != 0) {
+    std::array<char, 4096> buffer{};
+    if (poll(events.data(), events.size(), -1) < 0 || events[1].revents != 0 ||
+        read(folderWatch, buffer.data(), buffer.size()) < 0) {
+      return;
+    }
+  }
+  kill(process, SIGINT);
+}
+
+}  // namespace
+
+ToolResult runTool(const std::vector<std::string>& arguments) {
+  return runTool(arguments, [](pid_t) {});
+}
+
+ToolResult runToolInterruptedWhenItMakes(const FileURL& file, const std::vector<std::string>& arguments) {
+  const Descriptor watch(inotify_init1(IN_CLOEXEC));
+  const std::string folder = file.deletingLastPathComponent().path();
+  if (inotify_add_watch(watch.number(), folder.c_str(), IN_CREATE) < 0) {
+    throw std::runtime_error("the folder can't be watched");
+  }
+  return runTool(arguments, [&](pid_t process) { interruptWhenItMakes(file, watch.number(), process); });
 }
 
 }  // namespace tolvander::tests

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "TolvanderCore/FileURL.h"
+
 namespace tolvander::tests {
 
 // Whether `name` is a program on the search path. A test that needs one skips with its name as the reason.
@@ -16,5 +18,8 @@ struct ToolResult {
 
 // Runs a program of the search path to its end, with nothing on its standard input.
 ToolResult runTool(const std::vector<std::string>& arguments);
+
+// The same, with Ctrl-C (SIGINT) for the program as soon as it has made `file`, if it ever does.
+ToolResult runToolInterruptedWhenItMakes(const FileURL& file, const std::vector<std::string>& arguments);
 
 }  // namespace tolvander::tests

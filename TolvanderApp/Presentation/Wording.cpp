@@ -1,5 +1,6 @@
 #include "TolvanderApp/Presentation/Wording.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -64,6 +65,40 @@ std::string byteCountText(std::int64_t bytes) {
     number /= 1000;
   }
   return shortNumber(number) + " " + units[unit];
+}
+
+std::string decimalText(double number) {
+  const std::int64_t thousandths = std::llround(number * 1000);
+  std::string decimals = std::to_string(1000 + thousandths % 1000).substr(1);
+  decimals.erase(decimals.find_last_not_of('0') + 1);
+  return std::to_string(thousandths / 1000) + (decimals.empty() ? "" : ".") + decimals;
+}
+
+std::string pixelSizeText(std::int64_t width, std::int64_t height) {
+  return std::to_string(width) + " × " + std::to_string(height) + " pixels";
+}
+
+std::string fourCharacterCodeText(std::uint32_t code) {
+  constexpr std::string_view digits = "0123456789abcdef";
+  std::string characters;
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    characters += static_cast<char>((code >> static_cast<unsigned>(shift)) & 0xFFU);
+  }
+  if (std::ranges::all_of(characters, [](char character) { return character >= ' ' && character <= '~'; })) {
+    return characters;
+  }
+  std::string number = "0x";
+  for (int shift = 28; shift >= 0; shift -= 4) {
+    number += digits[(code >> static_cast<unsigned>(shift)) & 0xFU];
+  }
+  return number;
+}
+
+std::string factLine(std::string_view label, std::string_view value) {
+  constexpr std::size_t columnOfValues = 21;
+  std::string line(label);
+  line.resize(std::max(columnOfValues, label.size() + 1), ' ');
+  return line + std::string(value) + "\n";
 }
 
 }  // namespace tolvander::app

@@ -17,4 +17,17 @@ std::string counted(std::int64_t count, std::string_view singular, std::string_v
 // managers count.
 std::string byteCountText(std::int64_t bytes);
 
+// A number from 0 to 10^15 with at most three decimals and no zeros at its end: "30", "29.97".
+std::string decimalText(double number);
+
+// "1440 × 1080 pixels", without a mark between the thousands, as sizes of pictures are written.
+std::string pixelSizeText(std::int64_t width, std::int64_t height);
+
+// A four-character code, first character highest: "jpeg". As a number where it has other than printable ASCII
+// characters: "0x6d730011".
+std::string fourCharacterCodeText(std::uint32_t code);
+
+// One fact of a list, with its line end: `label`, blanks up to the column of the values, `value`.
+std::string factLine(std::string_view label, std::string_view value);
+
 }  // namespace tolvander::app

@@ -1,0 +1,41 @@
+#include "TolvanderApp/Presentation/FailureText.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <stdexcept>
+
+#include "TolvanderCore/CharmeraVideoProcessingError.h"
+#include "TolvanderCore/MediaProcessingError.h"
+#include "TolvanderCore/SystemErrors.h"
+
+namespace tolvander::app {
+namespace {
+
+TEST(FailureText, prefersTheErrorsOwnWords) {
+  const CharmeraVideoProcessingError error(CharmeraVideoProcessingError::Case::exportTimedOut);
+  EXPECT_EQ(failureText(error), error.description());
+}
+
+TEST(FailureText, hasPlainWordsForAPictureThatCannotBePlanned) {
+  using Case = MediaProcessingError::Case;
+  const auto textOf = [](Case errorCase) { return failureText(MediaProcessingError(errorCase)); };
+  EXPECT_EQ(textOf(Case::malformedJPEG), "This picture is damaged: it doesn’t have the structure of a JPEG.");
+  EXPECT_EQ(textOf(Case::missingImageDimensions), "This picture is damaged: it doesn’t say how large it is.");
+  EXPECT_EQ(textOf(Case::missingCaptureDate), "Neither the picture nor its file says when it was taken.");
+  EXPECT_EQ(textOf(Case::exifBlockTooLarge), "The picture’s new Exif block would be too large.");
+}
+
+TEST(FailureText, givesTheDiagnosticTextOtherwise) {
+  EXPECT_EQ(failureText(PosixError(ENOENT, "open", FileURL("/a"))),
+            "cannot open /a: No such file or directory");
+  EXPECT_EQ(failureText(std::runtime_error("anything")), "anything");
+}
+
+TEST(FailureText, showsNothingThatCouldMoveACursor) {
+  EXPECT_EQ(failureText(PosixError(ENOENT, "open", FileURL("/a\x1b[2J"))),
+            "cannot open /a\xEF\xBF\xBD[2J: No such file or directory");
+}
+
+}  // namespace
+}  // namespace tolvander::app

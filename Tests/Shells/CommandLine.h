@@ -1,0 +1,49 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Tests/Support/TemporaryFolder.h"
+#include "Tests/Support/Tool.h"
+
+namespace tolvander::tests {
+
+// Runs the program with a home of its own.
+class CommandLine : public testing::Test {
+ protected:
+  std::vector<std::string> commandLine(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), {TOLVANDERCTL, "--home", home.path()});
+    return arguments;
+  }
+
+  ToolResult run(std::vector<std::string> arguments) const {
+    return runTool(commandLine(std::move(arguments)));
+  }
+
+  void expectWrongUsage(const std::vector<std::string>& arguments) const {
+    const ToolResult result = run(arguments);
+    EXPECT_EQ(result.status, 2) << testing::PrintToString(arguments);
+    EXPECT_TRUE(result.output.empty());
+    EXPECT_FALSE(result.errors.empty());
+  }
+
+  void expectFailure(const std::vector<std::string>& arguments, std::string_view words) const {
+    const ToolResult result = run(arguments);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(result.output.empty());
+    EXPECT_TRUE(result.errors.starts_with("tolvanderctl: ")) << result.errors;
+    EXPECT_TRUE(result.errors.find(words) != std::string::npos) << result.errors;
+  }
+
+  TemporaryFolder folder;
+  const FileURL home = folder / "home";
+};
+
+inline bool contains(const std::string& text, std::string_view part) {
+  return text.find(part) != std::string::npos;
+}
+
+}  // namespace tolvander::tests

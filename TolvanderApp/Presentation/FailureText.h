@@ -1,0 +1,12 @@
+#pragma once
+
+#include <exception>
+#include <string>
+
+namespace tolvander::app {
+
+// What went wrong, for people, without a line end: the error's own description, our words where a picture
+// can't be planned, else the error's diagnostic text. Can be shown on a terminal whatever a file is called.
+std::string failureText(const std::exception& error);
+
+}  // namespace tolvander::app

@@ -1,0 +1,173 @@
+#include "TolvanderApp/Presentation/PlanReport.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "TolvanderApp/Presentation/Wording.h"
+#include "TolvanderCore/CharmeraMediaProcessor.h"
+#include "TolvanderCore/FileReader.h"
+#include "TolvanderCore/JSONWriter.h"
+#include "TolvanderCore/NewFile.h"
+#include "TolvanderCore/Platform/FileSystem.h"
+#include "TolvanderCore/SystemErrors.h"
+
+namespace tolvander::app {
+
+namespace {
+
+using Action = MediaProcessingPlan::Action;
+using CaptureDateSource = MediaProcessingPlan::CaptureDateSource;
+
+std::vector<std::byte> contentsOf(const FileURL& url, const CancellationToken& token) {
+  constexpr std::size_t chunkSize = 1'048'576;
+  FileReader reader(url);
+  std::vector<std::byte> contents(reader.size());
+  std::size_t size = 0;
+  while (size < contents.size()) {
+    token.throwIfCancelled();
+    const std::span rest = std::span(contents).subspan(size);
+    const std::size_t count = reader.read(rest.first(std::min(rest.size(), chunkSize)));
+    if (count == 0) {
+      break;  // the file became shorter
+    }
+    size += count;
+  }
+  contents.resize(size);
+  return contents;
+}
+
+std::string_view fate(Action action) {
+  switch (action) {
+    case Action::passthrough:
+      return "is imported as it is.";
+    case Action::repairJPEG:
+      return "is imported with a new Exif block. Its picture stays the same to the last bit.";
+    case Action::unsupportedCharmeraVideo:
+      return "is a video that can’t be imported.";
+    case Action::transcodeCharmeraVideo:
+      return "is rewrapped as a QuickTime movie before it is imported.";
+  }
+  return "";
+}
+
+std::string_view words(CaptureDateSource source) {
+  switch (source) {
+    case CaptureDateSource::embeddedOriginal:
+      return "when it was taken, by its Exif";
+    case CaptureDateSource::embeddedDigitized:
+      return "when it was digitized, by its Exif";
+    case CaptureDateSource::embeddedModified:
+      return "when it was changed, by its Exif";
+    case CaptureDateSource::fileModificationTime:
+      return "when the file was modified";
+  }
+  return "";
+}
+
+std::int64_t byteCountOf(const std::vector<std::byte>& bytes) {
+  return static_cast<std::int64_t>(bytes.size());
+}
+
+std::string dateText(const MediaProcessingPlan& plan) {
+  std::string text = *plan.captureDate;
+  if (plan.captureDateSource) {
+    text += " (" + std::string(words(*plan.captureDateSource)) + ")";
+  }
+  return text;
+}
+
+void writeIfPresent(JSONWriter& writer, std::string_view name, const std::optional<std::string>& text) {
+  if (text) {
+    writer.string(name, *text);
+  }
+}
+
+template <typename Integer>
+void writeIfPresent(JSONWriter& writer, std::string_view name, const std::optional<Integer>& number) {
+  if (number) {
+    writer.integer(name, *number);
+  }
+}
+
+}  // namespace
+
+std::optional<std::string> NoPlannedOutputError::description() const {
+  return "There is nothing to write: what is imported of this video is made when it is rewrapped.";
+}
+
+PlanReport PlanReport::of(const FileURL& fileURL, const Terms& terms, const CancellationToken& token) {
+  const FileURL file = fileURL.resolvingSymlinks();
+  const FileResourceValues values = fileResourceValues(file);
+  if (!values.isRegularFile) {
+    throw PosixError(values.isDirectory ? EISDIR : EINVAL, "plan", fileURL);
+  }
+  const auto modificationDate =
+      terms.modificationDate ? terms.modificationDate : values.contentModificationDate;
+  return {.fileURL = fileURL,
+          .plan = CharmeraMediaProcessor::plan(contentsOf(file, token), fileURL.pathExtension(),
+                                               terms.isFromCharmera, modificationDate, terms.zone)};
+}
+
+void PlanReport::writeOutput(const FileURL& url, const CancellationToken& token) const {
+  if (!plan.outputData) {
+    throw NoPlannedOutputError();
+  }
+  writeNewFile(url, *plan.outputData, token);
+}
+
+std::string PlanReport::text() const {
+  std::string text =
+      "“" + printable(fileURL.lastPathComponent()) + "” " + std::string(fate(plan.action)) + "\n";
+  if (plan.processorVersion) {
+    text += factLine("Processing version", std::to_string(*plan.processorVersion));
+  }
+  if (plan.outputData) {
+    text += factLine("Output", counted(byteCountOf(*plan.outputData), "byte", "bytes"));
+  }
+  text += factLine("Source SHA-256", plan.sourceFingerprint);
+  if (plan.mediaPayloadFingerprint) {
+    text += factLine("Picture fingerprint", *plan.mediaPayloadFingerprint);
+  }
+  if (plan.processedFingerprint) {
+    text += factLine("Output SHA-256", *plan.processedFingerprint);
+  }
+  if (plan.captureDate) {
+    text += factLine("Date", dateText(plan));
+  }
+  if (plan.pixelWidth && plan.pixelHeight) {
+    text += factLine("Picture size", pixelSizeText(*plan.pixelWidth, *plan.pixelHeight));
+  }
+  if (plan.orientation) {
+    text += factLine("Orientation", std::to_string(*plan.orientation));
+  }
+  return text;
+}
+
+std::string PlanReport::json() const {
+  return jsonText(JSONWriter::Style::prettyPrinted, [this](JSONWriter& writer) {
+    writer.beginObject();
+    writer.string("action", tolvander::text(plan.action));
+    writeIfPresent(writer, "processorVersion", plan.processorVersion);
+    if (plan.outputData) {
+      writer.integer("outputData", byteCountOf(*plan.outputData));
+    }
+    writer.string("sourceFingerprint", plan.sourceFingerprint);
+    writeIfPresent(writer, "mediaPayloadFingerprint", plan.mediaPayloadFingerprint);
+    writeIfPresent(writer, "processedFingerprint", plan.processedFingerprint);
+    writeIfPresent(writer, "captureDate", plan.captureDate);
+    if (plan.captureDateSource) {
+      writer.string("captureDateSource", tolvander::text(*plan.captureDateSource));
+    }
+    writeIfPresent(writer, "pixelWidth", plan.pixelWidth);
+    writeIfPresent(writer, "pixelHeight", plan.pixelHeight);
+    writeIfPresent(writer, "orientation", plan.orientation);
+    writer.endObject();
+  });
+}
+
+}  // namespace tolvander::app

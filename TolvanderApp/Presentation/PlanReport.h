@@ -1,0 +1,55 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/Date.h"
+#include "TolvanderCore/Error.h"
+#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/MediaProcessingPlan.h"
+#include "TolvanderCore/Platform/Calendar.h"
+
+namespace tolvander::app {
+
+// The plan has no output to write, because the output is yet to be made from a video.
+class NoPlannedOutputError final : public Error {
+ public:
+  NoPlannedOutputError() : Error("the plan has no output") {}
+
+  std::string_view domain() const override { return "TolvanderApp.NoPlannedOutputError"; }
+  std::int64_t code() const override { return 0; }
+  std::optional<std::string> description() const override;
+};
+
+// What is to happen to one file before it is imported.
+struct PlanReport {
+  // What a plan depends on beside the file's bytes and its extension.
+  struct Terms {
+    bool isFromCharmera = true;
+    std::optional<Date> modificationDate = std::nullopt;  // absent: the file's own
+    TimeZone zone = TimeZone::current();
+  };
+
+  FileURL fileURL;
+  MediaProcessingPlan plan;
+
+  // Plans one file. Links are followed; the extension is the one of the name that was given. Blocks; holds
+  // the whole file in memory. Throws PosixError where it isn't a file or can't be read (EISDIR for a folder,
+  // EINVAL for a device or a pipe), MediaProcessingError and CancellationError.
+  static PlanReport of(const FileURL& fileURL, const Terms& terms, const CancellationToken& token);
+
+  // Writes the plan's output to a file that is not there yet. On failure none is left. Throws
+  // NoPlannedOutputError, PosixError (EEXIST) and CancellationError.
+  void writeOutput(const FileURL& url, const CancellationToken& token) const;
+
+  // For people, with line ends: what is to happen, then a line a field. Fields that the plan doesn't have are
+  // left out.
+  std::string text() const;
+
+  // For programs: one object of the plan's fields under their names, "outputData" as its number of bytes.
+  // Fields that the plan doesn't have are missing.
+  std::string json() const;
+};
+
+}  // namespace tolvander::app

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+
+#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/FileURL.h"
+
+namespace tolvander {
+
+// Makes a file of `bytes` where nothing is yet: whatever has that name already, a link that leads nowhere
+// among it, stays as it is. Others may see the file grow; when it can't be completed, it is gone again. Not
+// made durable. Throws PosixError (EEXIST where something is there), and CancellationError, looked for before
+// every mebibyte.
+void writeNewFile(const FileURL& url, std::span<const std::byte> bytes, const CancellationToken& token = {});
+
+}  // namespace tolvander

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <vector>
+
+#include "TolvanderCore/PayloadIdentity.h"
+#include "TolvanderCore/VideoMediaMetadata.h"
+
+namespace tolvander {
+
+// What was read back of a rewrapped movie and proven to be its source's.
+struct ProvenMovie {
+  VideoMediaMetadata metadata;
+  std::vector<PayloadIdentity> videoTracks;  // in the order of the file
+  std::vector<PayloadIdentity> audioTracks;
+
+  friend bool operator==(const ProvenMovie&, const ProvenMovie&) = default;
+};
+
+}  // namespace tolvander
