@@ -40,8 +40,9 @@ class QuickTimeWriter {
   QuickTimeWriter(const MovieFile& file, const MovieExportRequest& request, const CancellationToken& token)
       : file_(file), token_(token), io_(file, token, request.fileLengthLimit) {
     AVFormatContext* context = nullptr;
-    check(avformat_alloc_output_context2(&context, quickTimeFormat(), nullptr, nullptr));
-    context_.reset(context);
+    const int result = avformat_alloc_output_context2(&context, quickTimeFormat(), nullptr, nullptr);
+    context_.reset(context);  // before the check, which throws when cancelled
+    check(result);
     context_->pb = io_.context();
     context_->flags |= AVFMT_FLAG_CUSTOM_IO | AVFMT_FLAG_BITEXACT;
     context_->interrupt_callback = {&isInterrupted, this};

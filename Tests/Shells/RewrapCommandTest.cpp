@@ -149,7 +149,7 @@ TEST_F(RewrapCommand, leavesNothingBehindAtCtrlC) {
   writer.finish();
   const ToolResult result =
       runToolInterruptedWhenItMakes(movie, commandLine({"rewrap", source.path(), movie.path()}));
-  EXPECT_EQ(result.status, 130) << result.output;
+  EXPECT_EQ(result.status, 130) << result.errors;
   EXPECT_TRUE(result.output.empty());
   EXPECT_TRUE(contains(result.errors, "Stopping at the next safe point")) << result.errors;
   EXPECT_FALSE(fs::exists(movie.path()));
