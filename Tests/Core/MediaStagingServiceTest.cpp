@@ -429,6 +429,14 @@ TEST_F(Staging, acceptsExactlyWhatWasExamined) {
   EXPECT_EQ(failureOf([&] { validate({first}); }), MediaStagingError::Case::sourceChanged);
   EXPECT_EQ(failureOf([&] { validate({first, second, second}); }), MediaStagingError::Case::sourceChanged);
   EXPECT_EQ(failureOf([&] { validate({first, first}); }), MediaStagingError::Case::sourceChanged);
+  const PreparedMediaBatch twice{.id = {}, .files = {batch.files[0], batch.files[0]}, .directoryURL = root};
+  const FingerprintedMediaFile other = examined(one, "another fingerprint");
+  EXPECT_NO_THROW(MediaStagingService::validateSourceIdentities(twice, {first, other}))
+      << "the first entry counts";
+  EXPECT_EQ(failureOf([&] {
+              MediaStagingService::validateSourceIdentities(twice, {other, first});
+            }),
+            MediaStagingError::Case::sourceChanged);
   EXPECT_EQ(failureOf([&] {
               validate({first, examined(two, "changed since")});
             }),

@@ -171,6 +171,25 @@ INSTANTIATE_TEST_SUITE_P(, ChangingSource, testing::Values("PICT0001.JPG", "a.pn
                                   std::string(FileURL("/" + std::string(file.param)).pathExtension());
                          });
 
+TEST_F(StagingFaults, aVideoThatGrowsBeyondTheLimitWhileItIsCopiedIsRefused) {
+  MediaStagingService small(root, std::make_shared<CopyingVideoProcessor>(), 8);
+  const CameraMediaFile& video = files.back();
+  std::size_t refused = 0;
+  for (std::size_t point = 1; point < 40; ++point) {
+    writeFile(video.url, "frames");
+    try {
+      runWithInterruption(
+          point, [&] { writeFile(video.url, "frames and more"); },
+          [&] { small.cleanup(small.prepare({video}, true, TimeZone::utc())); });
+    } catch (const CharmeraVideoProcessingError& error) {
+      EXPECT_EQ(error.kind(), CharmeraVideoProcessingError::Case::invalidVideo);
+      ++refused;
+    }
+    EXPECT_TRUE(nothingIsLeft());
+  }
+  EXPECT_GT(refused, 0U);
+}
+
 TEST_F(StagingFaults, aVideoThatGrowsWhileItIsCopiedHasChanged) {
   const FileURL video = (folder / "CARD").appending("MOVI0002.AVI");
   std::size_t refused = 0;
