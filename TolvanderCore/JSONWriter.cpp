@@ -14,7 +14,7 @@ namespace tolvander {
 namespace {
 
 // Large enough that the sink's own cost a call doesn't count, small enough to stay in a processor's cache.
-constexpr std::size_t bufferSize = 256 * 1024;
+constexpr std::size_t bufferSize = 262'144;
 
 constexpr std::uint64_t eachByte(std::uint8_t byte) { return 0x0101010101010101ULL * byte; }
 
@@ -44,7 +44,7 @@ std::string escaped(unsigned char character) {
                                      std::pair{'\r', 'r'}, std::pair{'\t', 't'}, std::pair{'"', '"'},
                                      std::pair{'/', '/'},  std::pair{'\\', '\\'}};
   for (const auto& [plain, letter] : shortForms) {
-    if (character == plain) {
+    if (static_cast<char>(character) == plain) {
       return {'\\', letter};
     }
   }

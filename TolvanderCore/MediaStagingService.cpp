@@ -58,7 +58,7 @@ std::string fingerprintOfOutput(const MediaProcessingPlan& plan) {
 
 // The folder of one staged file, made within its batch.
 FileURL makeFolder(const PreparedMediaBatch& batch, const std::string& name) {
-  const FileURL folder = batch.directoryURL.appending(name);
+  FileURL folder = batch.directoryURL.appending(name);
   createPrivateDirectory(folder);
   return folder;
 }

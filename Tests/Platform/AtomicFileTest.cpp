@@ -291,9 +291,7 @@ TEST_P(AtomicFileDurability, letsTwoProcessesReplaceAtOnce) {
       AtomicFile::removeLeftovers(target);
     }
   };
-  std::thread other([&] { inChildProcess([&] { replaceManyTimes('a', 30'000); }); });
-  inChildProcess([&] { replaceManyTimes('b', 50'000); });
-  other.join();
+  inTwoChildProcesses([&] { replaceManyTimes('a', 30'000); }, [&] { replaceManyTimes('b', 50'000); });
   const std::string last = readFile(target);
   EXPECT_TRUE(last == std::string(30'000, 'a') || last == std::string(50'000, 'b')) << last.size();
   EXPECT_EQ(entriesOf(folder.url()), 1);

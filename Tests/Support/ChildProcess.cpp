@@ -14,8 +14,9 @@ namespace tolvander::tests {
 
 namespace {
 
-// The exit status of a child that runs `body`; -1 when it died.
-int exitStatusOfChild(const std::function<int()>& body) {
+// Starts a child that ends with what `body` returns. To be called while no other thread runs: a child of a
+// process with threads may find the locks of threads that it doesn't have.
+pid_t startChild(const std::function<int()>& body) {
   std::fflush(nullptr);  // or the child would print it a second time
   const pid_t child = fork();
   if (child == 0) {
@@ -23,11 +24,18 @@ int exitStatusOfChild(const std::function<int()>& body) {
     std::fflush(nullptr);
     _exit(status);
   }
+  return child;
+}
+
+// Its exit status; -1 when it died.
+int exitStatusOf(pid_t child) {
   int status = 0;
   while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
+
+int exitStatusOfChild(const std::function<int()>& body) { return exitStatusOf(startChild(body)); }
 
 int failuresOf(const std::function<void()>& body) {
   try {
@@ -46,6 +54,13 @@ bool enterPrivateMountNamespace() {
 
 void inChildProcess(const std::function<void()>& body) {
   EXPECT_EQ(exitStatusOfChild([&] { return failuresOf(body); }), 0) << "in the child process";
+}
+
+void inTwoChildProcesses(const std::function<void()>& first, const std::function<void()>& second) {
+  const pid_t one = startChild([&] { return failuresOf(first); });
+  const pid_t other = startChild([&] { return failuresOf(second); });
+  EXPECT_EQ(exitStatusOf(one), 0) << "in the first child process";
+  EXPECT_EQ(exitStatusOf(other), 0) << "in the second child process";
 }
 
 void inPrivateMountNamespace(const std::function<void()>& body) {

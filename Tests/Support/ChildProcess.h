@@ -10,6 +10,9 @@ namespace tolvander::tests {
 // there, an exception, or a death of the child is a failure of the calling test.
 void inChildProcess(const std::function<void()>& body);
 
+// As inChildProcess, with both at the same time.
+void inTwoChildProcesses(const std::function<void()>& first, const std::function<void()>& second);
+
 // As inChildProcess, with mounts that nobody else sees and that are gone when the child is.
 void inPrivateMountNamespace(const std::function<void()>& body);
 
