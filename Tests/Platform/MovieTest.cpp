@@ -26,6 +26,14 @@ constexpr std::uint32_t code(const char (&text)[5]) {
          static_cast<std::uint32_t>(text[2]) << 8U | static_cast<std::uint32_t>(text[3]);
 }
 
+std::string littleEndian32(std::uint32_t value) {
+  std::string bytes;
+  for (const unsigned shift : {0U, 8U, 16U, 24U}) {
+    bytes += static_cast<char>(value >> shift & 0xFFU);
+  }
+  return bytes;
+}
+
 struct Samples {
   std::int64_t count = 0;
   std::string bytes;
@@ -196,6 +204,45 @@ TEST_F(MovieTest, readsFilesWithMissingOrHalfAnIndex) {
     write({.header = {.audio = {AVIAudioFormat::pcm16()}, .index = index}});
     expectContent(open());
   }
+}
+
+TEST_F(MovieTest, readsEverySampleWhereTheIndexPointsAnywhere) {
+  write({});
+  std::string bytes = readFile(url_);
+  constexpr std::size_t entrySize = 16;
+  const std::size_t entries = bytes.rfind("idx1") + 8;
+  for (std::size_t entry = entries + 10 * entrySize; entry < bytes.size(); entry += entrySize) {
+    bytes.replace(entry + 8, 4, littleEndian32(static_cast<std::uint32_t>(entry) * 2'654'435'761U >> 1U));
+  }
+  writeFile(url_, bytes);
+  expectContent(open());
+}
+
+TEST_F(MovieTest, readsEverySampleWhereTheIndexOfANonInterleavedFileHasGaps) {
+  constexpr unsigned frames = 30;
+  AVIWriter writer(url_, TestClip().header);
+  content_ = {.videoFrames = frames, .video = {""}, .audio = {""}};
+  for (unsigned frame = 0; frame < frames; ++frame) {
+    const std::string bytes = jpegFrame(64, 48, frame);
+    writer.video(bytes);
+    content_.video[0] += bytes;
+  }
+  for (unsigned block = 0; block < frames; ++block) {
+    const std::string bytes(532, static_cast<char>('a' + block));
+    writer.audio(bytes);
+    content_.audio[0] += bytes;
+  }
+  writer.finish();
+
+  const std::string bytes = readFile(url_);
+  constexpr std::size_t entrySize = 16;
+  const std::size_t index = bytes.rfind("idx1");
+  std::string gappy = bytes.substr(0, index) + "idx1" + littleEndian32(frames * entrySize);
+  for (std::size_t entry = index + 8; entry < bytes.size(); entry += 2 * entrySize) {
+    gappy += bytes.substr(entry, entrySize);
+  }
+  writeFile(url_, gappy);
+  expectContent(open());
 }
 
 TEST_F(MovieTest, readsFilesWhoseOuterSizeIsZeroOrTooLarge) {
