@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "Platform/Linux/AVIChunks.h"
 #include "Platform/Linux/FrameSize.h"
 #include "Platform/Linux/LibAV.h"
 #include "Platform/Linux/MovieContents.h"
@@ -44,6 +45,12 @@ class TrackSurvey {
     } else if (parameters_.codec_type == AVMEDIA_TYPE_VIDEO && packets_ == 1 && packet.size > 0) {
       frameSize_ = parsedFrameSize(parameters_, packet);
     }
+  }
+
+  // Whether these are the file's own sums. libav takes long chunks of sound apart.
+  bool agreesWith(const AVIStreamChunks& stored) const {
+    return bytes_ == stored.bytes &&
+           (parameters_.codec_type != AVMEDIA_TYPE_VIDEO || packets_ == stored.chunks);
   }
 
   // Whether there are samples at all.
@@ -160,6 +167,17 @@ std::optional<MovieCreationDate> creationDate(const MovieDemuxer& demuxer) {
   return std::nullopt;
 }
 
+// Whether every chunk of the AVI has been surveyed. Streams that are not looked at have no survey.
+bool areComplete(const std::vector<std::optional<TrackSurvey>>& surveys, const AVIChunks& stored) {
+  for (std::size_t stream = 0; stream < stored.size(); ++stream) {
+    if (stream >= surveys.size() ? stored[stream].chunks > 0
+                                 : surveys[stream] && !surveys[stream]->agreesWith(stored[stream])) {
+      return false;
+    }
+  }
+  return true;
+}
+
 std::unique_ptr<Movie::Contents> survey(const FileURL& url, const CancellationToken& token) {
   MovieFile file = MovieFile::openForReading(url);
   MovieDemuxer demuxer(file, EditLists::ignored, token);
@@ -177,6 +195,12 @@ std::unique_ptr<Movie::Contents> survey(const FileURL& url, const CancellationTo
     const auto index = static_cast<std::size_t>(packet->stream_index);
     if (index < surveys.size() && surveys[index]) {
       surveys[index]->add(*packet);
+    }
+  }
+  if (demuxer.container() == MovieContainer::avi) {
+    const auto stored = aviChunks(file, token);
+    if (!stored || !areComplete(surveys, *stored)) {
+      throw MovieError(MovieError::Case::unreadable, url, "its chunks are damaged");
     }
   }
 

@@ -57,6 +57,11 @@ MovieDemuxer::MovieDemuxer(const MovieFile& file, EditLists editLists, const Can
     throw std::bad_alloc();
   }
   context_->pb = io_.context();
+  if (container_ == MovieContainer::avi) {
+    // Where libav can seek it loads the index, and reads only what that lists once it takes the file for
+    // non-interleaved. Indexes are wrong in too many files: going from chunk to chunk, nothing is left out.
+    io_.context()->seekable = 0;
+  }
   context_->io_open = refuseOtherFiles;
   context_->interrupt_callback = {&isInterrupted, this};
   context_->flags |= AVFMT_FLAG_CUSTOM_IO | AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;

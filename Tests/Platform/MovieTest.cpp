@@ -26,6 +26,14 @@ constexpr std::uint32_t code(const char (&text)[5]) {
          static_cast<std::uint32_t>(text[2]) << 8U | static_cast<std::uint32_t>(text[3]);
 }
 
+std::string littleEndian32(std::uint32_t value) {
+  std::string bytes;
+  for (const unsigned shift : {0U, 8U, 16U, 24U}) {
+    bytes += static_cast<char>(value >> shift & 0xFFU);
+  }
+  return bytes;
+}
+
 struct Samples {
   std::int64_t count = 0;
   std::string bytes;
@@ -198,6 +206,45 @@ TEST_F(MovieTest, readsFilesWithMissingOrHalfAnIndex) {
   }
 }
 
+TEST_F(MovieTest, readsEverySampleWhereTheIndexPointsAnywhere) {
+  write({});
+  std::string bytes = readFile(url_);
+  constexpr std::size_t entrySize = 16;
+  const std::size_t entries = bytes.rfind("idx1") + 8;
+  for (std::size_t entry = entries + 10 * entrySize; entry < bytes.size(); entry += entrySize) {
+    bytes.replace(entry + 8, 4, littleEndian32(static_cast<std::uint32_t>(entry) * 2'654'435'761U >> 1U));
+  }
+  writeFile(url_, bytes);
+  expectContent(open());
+}
+
+TEST_F(MovieTest, readsEverySampleWhereTheIndexOfANonInterleavedFileHasGaps) {
+  constexpr unsigned frames = 30;
+  AVIWriter writer(url_, TestClip().header);
+  content_ = {.videoFrames = frames, .video = {""}, .audio = {""}};
+  for (unsigned frame = 0; frame < frames; ++frame) {
+    const std::string bytes = jpegFrame(64, 48, frame);
+    writer.video(bytes);
+    content_.video[0] += bytes;
+  }
+  for (unsigned block = 0; block < frames; ++block) {
+    const std::string bytes(532, static_cast<char>('a' + block));
+    writer.audio(bytes);
+    content_.audio[0] += bytes;
+  }
+  writer.finish();
+
+  const std::string bytes = readFile(url_);
+  constexpr std::size_t entrySize = 16;
+  const std::size_t index = bytes.rfind("idx1");
+  std::string gappy = bytes.substr(0, index) + "idx1" + littleEndian32(frames * entrySize);
+  for (std::size_t entry = index + 8; entry < bytes.size(); entry += 2 * entrySize) {
+    gappy += bytes.substr(entry, entrySize);
+  }
+  writeFile(url_, gappy);
+  expectContent(open());
+}
+
 TEST_F(MovieTest, readsFilesWhoseOuterSizeIsZeroOrTooLarge) {
   for (const std::uint32_t size : {0U, 0xFFFFFFFFU}) {
     write({.header = {.audio = {AVIAudioFormat::pcm16()}, .claimedRIFFSize = size}});
@@ -258,7 +305,7 @@ TEST_F(MovieTest, refusesAFileThatBreaksOffWithinASample) {
   expectUnreadable();
 }
 
-TEST_F(MovieTest, readsWhatIsThereWhereAFileBreaksOffBetweenSamples) {
+TEST_F(MovieTest, refusesAFileThatBreaksOffBetweenSamples) {
   TestClip clip;
   clip.header.index = AVIIndex::none;
   clip.frames = 29;
@@ -268,7 +315,65 @@ TEST_F(MovieTest, readsWhatIsThereWhereAFileBreaksOffBetweenSamples) {
   const std::uint64_t whole = readFile(url_).size();
   writeClip(url_, clip);
   truncateFile(url_, readFile(url_).size() - whole);
+  expectUnreadable();
+}
+
+TEST_F(MovieTest, readsFilesWhoseMovieListHasNoSizeAndThatEndWithinAChunkHeader) {
+  for (const AVIIndex index : {AVIIndex::whole, AVIIndex::none}) {
+    for (const std::uint32_t size : {0U, 0xFFFFFFFFU}) {
+      write({.header = {.audio = {AVIAudioFormat::pcm16()}, .index = index}});
+      std::string bytes = readFile(url_);
+      bytes.replace(bytes.find("movi") - 4, 4, littleEndian32(size));
+      writeFile(url_, bytes + "00dc");
+      expectContent(open());
+    }
+  }
+}
+
+TEST_F(MovieTest, readsRecordListsAndPaddingAmongTheSamples) {
+  write({.header = {.audio = {AVIAudioFormat::pcm16()}, .index = AVIIndex::none}});
+  std::string bytes = readFile(url_);
+  const std::size_t sizeOfMovie = bytes.find("movi") - 4;
+  const std::string inserted =
+      "JUNK" + littleEndian32(3) + "abc" + '\0' + "LIST" + littleEndian32(4) + "rec ";
+  std::size_t count = 0;
+  for (std::size_t at = sizeOfMovie + 8; at < bytes.size();) {
+    bytes.insert(at, inserted);
+    at += inserted.size();
+    const auto size = static_cast<unsigned char>(bytes[at + 4]) +
+                      std::size_t{static_cast<unsigned char>(bytes[at + 5])} * 256;
+    at += 8 + size + size % 2;
+    ++count;
+  }
+  EXPECT_EQ(count, 60);
+  bytes.replace(sizeOfMovie, 4, littleEndian32(static_cast<std::uint32_t>(bytes.size() - sizeOfMovie - 4)));
+  writeFile(url_, bytes);
   expectContent(open());
+}
+
+TEST_F(MovieTest, refusesADamagedChunkAmongTheSamples) {
+  for (const AVIIndex index : {AVIIndex::whole, AVIIndex::none}) {
+    write({.header = {.audio = {AVIAudioFormat::pcm16()}, .index = index}});
+    const std::string whole = readFile(url_);
+    for (const std::string_view kind : {"00dc", "01wb"}) {
+      std::size_t chunk = whole.find("movi");
+      for (int skipped = 0; skipped < 10; ++skipped) {
+        chunk = whole.find(kind, chunk + 1);
+      }
+      const auto refuses = [&](std::size_t offset, const std::string& damage) {
+        SCOPED_TRACE(testing::Message() << kind << " " << damage);
+        std::string bytes = whole;
+        bytes.replace(chunk + offset, damage.size(), damage);
+        writeFile(url_, bytes);
+        expectUnreadable();
+      };
+      refuses(0, "ZZZZ");
+      refuses(0, "05dc");
+      refuses(4, littleEndian32(5000));
+      refuses(4, littleEndian32(0x7FFFFFFF));
+      refuses(4, littleEndian32(4));
+    }
+  }
 }
 
 TEST_F(MovieTest, refusesWhatIsNoMovie) {
