@@ -32,9 +32,34 @@ void validateSourceSize(const FileURL& url) {
           Case::invalidVideo);
 }
 
+// Also a link that leads nowhere.
+bool isAnythingAt(const FileURL& url) {
+  try {
+    fileResourceValues(url);
+    return true;
+  } catch (const PosixError&) {
+    return false;
+  }
+}
+
 void validateDestination(const FileURL& source, const FileURL& destination) {
-  require(source.resolvingSymlinks() != destination.resolvingSymlinks() && !fileExists(destination),
+  require(source.resolvingSymlinks() != destination.resolvingSymlinks() && !isAnythingAt(destination),
           Case::invalidDestination);
+}
+
+bool isDestinationTaken(const MovieError& error) {
+  return error.kind() == MovieError::Case::destinationExists;
+}
+
+// Inside a handler: whether what is at the destination is another's, who was quicker.
+bool isDestinationOfAnother() {
+  try {
+    throw;
+  } catch (const MovieError& error) {
+    return isDestinationTaken(error);
+  } catch (...) {
+    return false;
+  }
 }
 
 // Inside a handler: throws what the caller of a failed transcode gets to see.
@@ -45,6 +70,9 @@ void validateDestination(const FileURL& source, const FileURL& destination) {
     throw;
   } catch (const CancellationError&) {
     throw;
+  } catch (const MovieError& error) {
+    throw CharmeraVideoProcessingError(isDestinationTaken(error) ? Case::invalidDestination
+                                                                 : Case::exportFailed);
   } catch (...) {
     throw CharmeraVideoProcessingError(Case::exportFailed);
   }
@@ -56,7 +84,7 @@ void runExport(const MovieExporter& exporter, const Movie& source, const MovieEx
   try {
     exporter.exportMovie(source, request, deadline.token());
   } catch (...) {
-    require(deadline.metByEndingNow(), Case::exportTimedOut);
+    require(isDestinationOfAnother() || deadline.metByEndingNow(), Case::exportTimedOut);
     throw;
   }
   require(deadline.metByEndingNow(), Case::exportTimedOut);
@@ -127,7 +155,9 @@ ProvenMovie NativeCharmeraVideoProcessor::rewrap(const FileURL& sourceURL, const
     token.throwIfCancelled();
     return prove(source, metadata, date, destinationURL, token);
   } catch (...) {
-    unlink(destinationURL.path().c_str());
+    if (!isDestinationOfAnother()) {
+      unlink(destinationURL.path().c_str());
+    }
     token.throwIfCancelled();
     throwAsProcessingError();
   }

@@ -25,6 +25,16 @@ void require(bool holds) {
 // In floating point, because the difference of two far dates is beyond the nanoseconds of a Date.
 double seconds(Date date) { return std::chrono::duration<double>(date.time_since_epoch()).count(); }
 
+// Of a track that was read before: failing now, it proves nothing.
+PayloadIdentity identityOf(const Movie& movie, MediaType type, std::size_t index,
+                           const CancellationToken& token) {
+  try {
+    return PayloadIdentity::of(movie, type, index, token);
+  } catch (const CharmeraVideoProcessingError&) {
+    throw CharmeraVideoProcessingError(CharmeraVideoProcessingError::Case::invalidExport);
+  }
+}
+
 }  // namespace
 
 double VideoExportProof::durationTolerance(double sourceFrameRate) {
@@ -58,8 +68,8 @@ std::vector<PayloadIdentity> VideoExportProof::proveTracks(MediaType type, const
     require(timeRangeAgrees(sourceTracks[index], exportedTracks[index]));
     // Side by side, since hashing is most of what a rewrap costs.
     auto sourceIdentity =
-        std::async(std::launch::async, [&] { return PayloadIdentity::of(source, type, index, token); });
-    PayloadIdentity exportedIdentity = PayloadIdentity::of(exported, type, index, token);
+        std::async(std::launch::async, [&] { return identityOf(source, type, index, token); });
+    PayloadIdentity exportedIdentity = identityOf(exported, type, index, token);
     require(sourceIdentity.get() == exportedIdentity);
     identities.push_back(std::move(exportedIdentity));
   }

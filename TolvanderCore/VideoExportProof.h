@@ -32,8 +32,9 @@ class VideoExportProof {
   static bool captureDateAgrees(std::optional<Date> source, std::optional<Date> exported);
 
   // As many tracks of this kind in both, and each pair with the same time range and the same payload, which
-  // is what it returns, in the tracks' order. Reads all of them. Throws CharmeraVideoProcessingError:
-  // invalidExport where they differ, invalidVideo where a track can't be read. Throws CancellationError.
+  // is what it returns, in the tracks' order. Reads all of them. Throws
+  // CharmeraVideoProcessingError::invalidExport where they differ and where a track of either can't be read.
+  // Throws CancellationError.
   static std::vector<PayloadIdentity> proveTracks(MediaType type, const Movie& source, const Movie& exported,
                                                   const CancellationToken& token);
 };

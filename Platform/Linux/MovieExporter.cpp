@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <new>
@@ -327,6 +328,16 @@ class PassthroughExport {
   std::vector<std::unique_ptr<TrackWriter>> tracks_;
 };
 
+MovieFile createDestination(const FileURL& url) {
+  try {
+    return MovieFile::create(url);
+  } catch (const PosixError& error) {
+    using Case = MovieError::Case;
+    throw MovieError(error.code() == EEXIST ? Case::destinationExists : Case::exportFailed, url,
+                     error.what());
+  }
+}
+
 class PassthroughExporter final : public MovieExporter {
  public:
   bool canExport(const Movie& movie) const override {
@@ -342,8 +353,8 @@ class PassthroughExporter final : public MovieExporter {
                    const CancellationToken& token) const override {
     token.throwIfCancelled();
     silenceLibAV();
+    MovieFile file = createDestination(request.destination);
     try {
-      MovieFile file = MovieFile::create(request.destination);
       PassthroughExport(movie, file, request, token).run();
       if (request.creationDate) {
         appendCreationDate(file, *request.creationDate, request.fileLengthLimit, token);

@@ -16,7 +16,7 @@ class MovieFile {
  public:
   // Throws PosixError.
   static MovieFile openForReading(const FileURL& url);
-  static MovieFile create(const FileURL& url);  // fails where anything exists
+  static MovieFile create(const FileURL& url);  // with EEXIST where there is anything, be it a broken link
 
   const FileURL& url() const { return url_; }
   int descriptor() const { return descriptor_.number(); }

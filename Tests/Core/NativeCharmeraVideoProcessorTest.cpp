@@ -261,6 +261,44 @@ TEST_F(NativeCharmeraVideoProcessorTest, keepsAFileThatIsAtTheDestination) {
   EXPECT_EQ(readFile(destination_), "precious");
 }
 
+TEST_F(NativeCharmeraVideoProcessorTest, keepsALinkThatIsAtTheDestinationAndLeadsNowhere) {
+  std::filesystem::create_symlink((folder_ / "nowhere.mov").path(), destination_.path());
+  try {
+    NativeCharmeraVideoProcessor().transcode(source_, destination_, {});
+    FAIL();
+  } catch (const CharmeraVideoProcessingError& error) {
+    EXPECT_EQ(error.kind(), Case::invalidDestination);
+  }
+  EXPECT_TRUE(std::filesystem::is_symlink(destination_.path()));
+  EXPECT_FALSE(std::filesystem::exists(folder_.url().path() + "/nowhere.mov"));
+}
+
+TEST_F(NativeCharmeraVideoProcessorTest, keepsAFileThatAnotherPutsAtTheDestinationJustBeforeTheExport) {
+  const auto comeSecond = [](const Movie& source, const MovieExportRequest& request,
+                             const CancellationToken& token) {
+    writeFile(request.destination, "precious");
+    exportProperly(source, request, token);
+  };
+  const auto comeSecondAndLate = [&](const Movie& source, const MovieExportRequest& request,
+                                     const CancellationToken& token) {
+    waitUntilCancelled(token);
+    comeSecond(source, request, {});
+  };
+  const NativeCharmeraVideoProcessor late(CharmeraVideoSupportStatus::available,
+                                          std::make_shared<FaultyExporter>(comeSecondAndLate),
+                                          [](double) { return std::chrono::nanoseconds(0); });
+  for (const NativeCharmeraVideoProcessor& one : {processor(comeSecond), late}) {
+    try {
+      one.transcode(source_, destination_, {});
+      ADD_FAILURE();
+    } catch (const CharmeraVideoProcessingError& error) {
+      EXPECT_EQ(error.kind(), Case::invalidDestination);
+    }
+    EXPECT_EQ(readFile(destination_), "precious");
+    std::filesystem::remove(destination_.path());
+  }
+}
+
 TEST_F(NativeCharmeraVideoProcessorTest, refusesToWriteOverItsSource) {
   const std::string before = readFile(source_);
   const FileURL link = folder_ / "link.mov";
@@ -333,6 +371,36 @@ TEST_F(NativeCharmeraVideoProcessorTest, rejectsAMovieOfAnotherSizeRateOrDuratio
   expectRejected({.header = {.width = 72, .audio = {AVIAudioFormat::pcm16()}}});
   expectRejected({.header = {.rate = 29, .audio = {AVIAudioFormat::pcm16()}}});
   expectRejected({.frames = 31, .repeatedFrames = {30}});
+}
+
+// At 5 frames a second whole movies may differ by 0.2 seconds, but no track by 0.1.
+TEST_F(NativeCharmeraVideoProcessorTest, rejectsAMovieWhosePicturesStartATenthOfASecondLate) {
+  writeClip(source_, {.header = {.rate = 5}, .frames = 5});
+  setDate("2026-11-15T19:13:17Z");
+  const auto delayBy = [](unsigned percentOfFrame) {
+    return [percentOfFrame](const Movie& source, const MovieExportRequest& request,
+                            const CancellationToken& token) {
+      exportProperly(source, request, token);
+      const auto delayed = [&](std::string_view tables) {
+        const std::string_view frameTicks = tables.substr(tables.find("stts") + 16, 4);
+        unsigned ticks = 0;
+        for (const char byte : frameTicks) {
+          ticks = ticks << 8U | static_cast<unsigned char>(byte);
+        }
+        ticks = ticks * percentOfFrame / 100;
+        std::string offsets("\0\0\0\0\0\0\0\1\0\0\0\5", 12);
+        for (const unsigned shift : {24U, 16U, 8U, 0U}) {
+          offsets += static_cast<char>(ticks >> shift & 0xFFU);
+        }
+        return std::string(tables) + atom("ctts", offsets);
+      };
+      writeFile(request.destination, replacingAtoms(readFile(request.destination), "stbl", delayed));
+      EXPECT_NEAR(Movie(request.destination).tracks(MediaType::video).front().start, percentOfFrame / 500.0,
+                  0.001);
+    };
+  };
+  expectFailure(processor(delayBy(75)), Case::invalidExport);
+  processor(delayBy(25)).transcode(source_, destination_, {});
 }
 
 TEST_F(NativeCharmeraVideoProcessorTest, rejectsAMovieThatLostItsDate) {

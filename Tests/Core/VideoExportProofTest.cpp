@@ -3,6 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
+
+#include "Tests/Support/TemporaryFolder.h"
+#include "Tests/Support/TestClip.h"
+#include "TolvanderCore/CharmeraVideoProcessingError.h"
 
 namespace tolvander::tests {
 
@@ -96,6 +101,29 @@ TEST(VideoExportProof, asksForADateLessThanASecondAway) {
   EXPECT_FALSE(VideoExportProof::captureDateAgrees(date(6), date(5)));
   EXPECT_FALSE(VideoExportProof::captureDateAgrees(date(5), date(6)));
   EXPECT_FALSE(VideoExportProof::captureDateAgrees(Date::min(), Date::max()));
+}
+
+TEST(VideoExportProof, provesNothingOfATrackThatCanNoLongerBeRead) {
+  const TemporaryFolder folder;
+  const FileURL source = folder / "source.avi";
+  const FileURL exported = folder / "exported.mov";
+  for (const FileURL& lost : {source, exported}) {
+    writeClip(source, {});
+    std::filesystem::remove(exported.path());
+    platformMovieExporter()->exportMovie(
+        Movie(source), {.destination = exported, .creationDate = std::nullopt, .fileLengthLimit = 1'000'000},
+        {});
+    const Movie sourceMovie(source);
+    const Movie exportedMovie(exported);
+    EXPECT_EQ(VideoExportProof::proveTracks(MediaType::video, sourceMovie, exportedMovie, {}).size(), 1);
+    truncateFile(lost, std::filesystem::file_size(lost.path()) - 5000);
+    try {
+      VideoExportProof::proveTracks(MediaType::video, sourceMovie, exportedMovie, {});
+      ADD_FAILURE() << lost.path();
+    } catch (const CharmeraVideoProcessingError& error) {
+      EXPECT_EQ(error.kind(), CharmeraVideoProcessingError::Case::invalidExport) << error.what();
+    }
+  }
 }
 
 }  // namespace tolvander::tests

@@ -205,9 +205,21 @@ TEST_F(MovieExporterTest, failsBeyondTheLengthLimit) {
 
 TEST_F(MovieExporterTest, replacesNoFile) {
   writeClip(source_, {});
+  const auto expectTaken = [&] {
+    try {
+      exportSource();
+      ADD_FAILURE();
+    } catch (const MovieError& error) {
+      EXPECT_EQ(error.kind(), MovieError::Case::destinationExists);
+    }
+  };
   writeFile(destination_, "precious");
-  EXPECT_THROW(exportSource(), MovieError);
+  expectTaken();
   EXPECT_EQ(readFile(destination_), "precious");
+  std::filesystem::remove(destination_.path());
+  std::filesystem::create_symlink((folder_ / "nowhere").path(), destination_.path());
+  expectTaken();
+  EXPECT_TRUE(std::filesystem::is_symlink(destination_.path()));
 }
 
 TEST_F(MovieExporterTest, failsWhereTheFolderIsMissing) {

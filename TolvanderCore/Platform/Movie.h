@@ -20,7 +20,7 @@ namespace tolvander {
 // The platform could not read or write a movie.
 class MovieError final : public Error {
  public:
-  enum class Case { unreadable, exportFailed };
+  enum class Case { unreadable, exportFailed, destinationExists };
 
   MovieError(Case what, const FileURL& url, std::string_view reason)
       : Error("cannot " + std::string(what == Case::unreadable ? "read " : "write ") + url.path() +
@@ -29,6 +29,7 @@ class MovieError final : public Error {
 
   std::string_view domain() const override { return "TolvanderCore.MovieError"; }
   std::int64_t code() const override { return static_cast<std::int64_t>(case_); }
+  Case kind() const { return case_; }
 
  private:
   Case case_;
@@ -87,7 +88,7 @@ class Movie {
  public:
   // Reads through the whole file once, in memory of a few frames, and checks for cancellation at each read.
   // Throws PosixError where the file can't be opened, MovieError::unreadable where it is no such movie,
-  // breaks off within a sample or can't be read to its end, and CancellationError.
+  // breaks off, has damaged chunks among its samples or can't be read to its end, and CancellationError.
   explicit Movie(const FileURL& url, const CancellationToken& token = {});
   ~Movie();
   Movie(Movie&&) noexcept;
@@ -135,9 +136,10 @@ class MovieExporter {
   // order, with their rotation; tracks of other kinds are left out. The file must not exist before. Nothing
   // is promised about power loss.
   //
-  // Throws MovieError::exportFailed where the movie can't be read, or the file can't be created, written, or
-  // kept within its limit, and CancellationError, which it looks for at each read and write. After a throw a
-  // part of the new file may be left, for the caller to remove.
+  // Throws MovieError: destinationExists where anything is at the destination, a broken link too, which stays
+  // as it is; exportFailed where the movie can't be read, or the file can't be created, written, or kept
+  // within its limit. Throws CancellationError, which it looks for at each read and write. After any throw
+  // but destinationExists a part of the new file may be left, for the caller to remove.
   virtual void exportMovie(const Movie& movie, const MovieExportRequest& request,
                            const CancellationToken& token) const = 0;
 
