@@ -428,6 +428,8 @@ TEST_F(MovieTest, refusesTablesThatClaimMoreThanTheFileHolds) {
   const std::string sizeOfEach("\0\0\0\0\0\0\0\1", 8);
   claiming(sizeOfEach + std::string("\x7F\xFF\xFF\xFF", 4));
   expectUnreadable();
+  claiming(sizeOfEach + std::string("\x04\xC4\xB4\x00", 4));  // 80 million
+  expectUnreadable();
   writeFile(url_, movie + atom("moof", atom("trun", std::string("\0\0\0\0\xFF\xFF\xFF\xFF", 8))));
   expectUnreadable();
   writeFile(url_, movie + atom("meta", atom("keys", std::string("\0\0\0\0\x1F\xFF\xFF\xFF", 8))));
