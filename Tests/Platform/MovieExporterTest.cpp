@@ -100,7 +100,7 @@ std::vector<AVIAudioFormat> everyAudioFormat() {
 
 TEST_F(MovieExporterTest, keepsEverySampleOfEveryAudioEncoding) {
   for (const AVIAudioFormat& format : everyAudioFormat()) {
-    for (const std::size_t blocks : {1, 3}) {
+    for (const std::size_t blocks : {std::size_t{1}, std::size_t{3}}) {
       const std::size_t bytes = format.samplesPerBlock > 1 ? blocks * format.blockAlign : 600 * blocks;
       SCOPED_TRACE(testing::Message() << format.formatTag << " " << format.channels << " " << bytes);
       expectFaithfulExport({.header = {.audio = {format}}, .audioChunkBytes = bytes});
