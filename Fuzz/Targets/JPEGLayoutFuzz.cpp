@@ -25,8 +25,7 @@ void readAsExifBlock(std::span<const std::byte> data) {
   try {
     JPEGLayout::parseExif(data, {0, data.size()});
   } catch (const MediaProcessingError& error) {
-    precondition(error.kind() == MediaProcessingError::Case::malformedJPEG,
-                 "the one failure of a reader");
+    precondition(error.kind() == MediaProcessingError::Case::malformedJPEG, "the one failure of a reader");
   }
 }
 
@@ -61,8 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     checkLayout(layout, data);
     checkReplacement(layout, data);
   } catch (const MediaProcessingError& error) {
-    precondition(error.kind() == MediaProcessingError::Case::malformedJPEG,
-                 "the one failure of a reader");
+    precondition(error.kind() == MediaProcessingError::Case::malformedJPEG, "the one failure of a reader");
   }
   return 0;
 }
