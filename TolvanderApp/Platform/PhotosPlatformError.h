@@ -26,7 +26,7 @@ class PhotosPlatformError final : public Error {
   // `what` is for developers and for people at a terminal.
   PhotosPlatformError(Case code, std::string what) : Error(std::move(what)), case_(code) {}
 
-  Case which() const { return case_; }
+  Case kind() const { return case_; }
   std::string_view domain() const override { return "PHPhotosErrorDomain"; }
   std::int64_t code() const override { return static_cast<std::int64_t>(case_); }
 
