@@ -37,13 +37,6 @@ void writeAtomically(const FileURL& url, std::span<const std::byte> bytes) {
   file.commit();
 }
 
-std::optional<Date> embeddedCaptureDate(std::span<const std::byte> bytes, const TimeZone& timeZone) {
-  const auto properties = imageProperties(bytes);
-  const auto text = CharmeraMediaProcessor::normalizedExifDate(properties ? properties->exifDateTimeOriginal
-                                                                          : std::nullopt);
-  return text ? dateFromExifText(*text, timeZone) : std::nullopt;
-}
-
 std::optional<Date> plannedCaptureDate(const MediaProcessingPlan& plan, const TimeZone& timeZone) {
   return plan.captureDate ? dateFromExifText(*plan.captureDate, timeZone) : std::nullopt;
 }
@@ -98,7 +91,7 @@ PreparedMediaFile stageUnaltered(const PreparedMediaBatch& batch, const CameraMe
     setContentModificationDate(copy, *file.modifiedAt);
   }
   return preparedFile(file, plan, copy,
-                      orElse(embeddedCaptureDate(*plan.outputData, timeZone), file.modifiedAt));
+                      orElse(MediaStagingService::captureDate(*plan.outputData, timeZone), file.modifiedAt));
 }
 
 [[noreturn]] void refuseVideo() {
@@ -318,6 +311,14 @@ void MediaStagingService::cleanupIgnoringErrors(const PreparedMediaBatch& batch)
   } catch (const std::exception&) {
     return;  // what stays is taken for abandoned after a day
   }
+}
+
+std::optional<Date> MediaStagingService::captureDate(std::span<const std::byte> bytes,
+                                                     const TimeZone& timeZone) {
+  const auto properties = imageProperties(bytes);
+  const auto text = CharmeraMediaProcessor::normalizedExifDate(properties ? properties->exifDateTimeOriginal
+                                                                          : std::nullopt);
+  return text ? dateFromExifText(*text, timeZone) : std::nullopt;
 }
 
 }  // namespace tolvander

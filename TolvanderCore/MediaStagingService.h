@@ -1,9 +1,11 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -75,6 +77,10 @@ class MediaStagingService {
   // that its camera file had then. Throws MediaStagingError::sourceChanged.
   static void validateSourceIdentities(const PreparedMediaBatch& batch,
                                        const std::vector<FingerprintedMediaFile>& files);
+
+  // When a picture says that it was taken, by its Exif block read as a clock in `timeZone`. Absent where it
+  // doesn't say it properly.
+  static std::optional<Date> captureDate(std::span<const std::byte> bytes, const TimeZone& timeZone);
 
  private:
   struct Batch;

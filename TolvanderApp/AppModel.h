@@ -1,0 +1,336 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "TolvanderApp/AppSettings.h"
+#include "TolvanderApp/CameraImport.h"
+#include "TolvanderApp/ChangeNotifier.h"
+#include "TolvanderApp/Concurrency/Subscription.h"
+#include "TolvanderApp/Concurrency/Task.h"
+#include "TolvanderApp/Concurrency/TaskScope.h"
+#include "TolvanderApp/DeviceSummaries.h"
+#include "TolvanderApp/LastSyncReceipt.h"
+#include "TolvanderApp/NotificationPermissionStatus.h"
+#include "TolvanderApp/NotificationService.h"
+#include "TolvanderApp/Observed.h"
+#include "TolvanderApp/PhotoLibraryService.h"
+#include "TolvanderApp/PhotosPermissionStatus.h"
+#include "TolvanderApp/Platform/Platform.h"
+#include "TolvanderApp/SecurityScopedAccessStore.h"
+#include "TolvanderApp/StatusReceipt.h"
+#include "TolvanderApp/TrashDeleteResult.h"
+#include "TolvanderApp/TrashMoveResult.h"
+#include "TolvanderApp/TrashService.h"
+#include "TolvanderCore/CameraLibraryReview.h"
+#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/DetectedDevice.h"
+#include "TolvanderCore/DiagnosticLog.h"
+#include "TolvanderCore/FingerprintedMediaFile.h"
+#include "TolvanderCore/ManagedTrashRecord.h"
+#include "TolvanderCore/MediaStagingService.h"
+#include "TolvanderCore/SyncCoordinator.h"
+#include "TolvanderCore/SyncHistoryStore.h"
+#include "TolvanderCore/SyncPhase.h"
+#include "TolvanderCore/SyncResult.h"
+
+namespace tolvander::app {
+
+// The application: everything that the screens show, and the flows that turn events into work. A shell reads
+// the observable fields and calls the operations; nothing else in the program reacts to the machine.
+//
+// Belongs to the main thread. Flows are tasks there and interleave at their waits, so a guard is tested and
+// set without a wait between. One flow at a time uses the library or a camera: `isSyncing` and the task that
+// is kept with it say so, and a sync that is asked for meanwhile follows later, once and silently.
+//
+// A flow fails by showing the failure (`lastError` and the status line), never by throwing, and a
+// cancellation is no failure. The definition lies in one file for each family of flows.
+class AppModel : public std::enable_shared_from_this<AppModel> {
+ public:
+  // What the model keeps for its life. Jobs on workers share it, since they may end after the model.
+  struct Services {
+    std::shared_ptr<AppSettings> settings;
+    std::shared_ptr<SyncHistoryStore> history;
+    std::shared_ptr<MediaStagingService> mediaStaging;
+    std::shared_ptr<DiagnosticLog> diagnosticLog;
+  };
+
+  enum class FirstSync { whenSetupIsComplete, never };
+
+  // `platform` is kept by reference and outlives the model. The library is asked for the user's permission
+  // where `initialPhotosPermissionStatus` doesn't say it.
+  static std::shared_ptr<AppModel> make(
+      const Platform& platform, Services services,
+      std::optional<PhotosPermissionStatus> initialPhotosPermissionStatus = std::nullopt);
+  ~AppModel();
+  AppModel(const AppModel&) = delete;
+  AppModel& operator=(const AppModel&) = delete;
+
+  // Observable fields, which only the model assigns. `changes` tells of every assignment.
+
+  ChangeNotifier changes;
+  Observed<std::string> statusMessage;
+  Observed<bool> isSyncing;  // a sync, check, cleanup or album flow runs
+  Observed<std::vector<ConnectedDeviceSummary>> connectedDevices;
+  Observed<std::vector<RemovableVolumeSummary>> availableRemovableVolumes;
+  Observed<std::vector<DeviceTrashSummary>> deviceTrashSummaries;
+  Observed<std::vector<std::string>> availableAlbumNames;
+  Observed<PhotosPermissionStatus> photosPermissionStatus;
+  Observed<NotificationPermissionStatus> notificationPermissionStatus;
+  Observed<std::optional<RemovableVolumeAccessIssue>> removableVolumeAccessIssue;
+  Observed<std::optional<std::string>> lastError;
+  Observed<bool> offersPhotoReview;  // the failure is one that a check against the library can settle
+  Observed<bool> isEjecting;
+  Observed<bool> showsCompletionCheckmark;
+  Observed<bool> isRequestingCameraAccess;
+  Observed<std::optional<std::string>> availableUpdateVersion;
+  Observed<bool> isUpdatingAlbum;
+  Observed<bool> isRefreshingDevices;
+  Observed<std::optional<StatusReceipt>> statusReceipt;
+  Observed<std::optional<std::int64_t>> collectedPhotoCount;  // absent until read, or when it can't be
+  Observed<std::optional<std::int64_t>> collectedVideoCount;
+  Observed<std::map<FileURL, LastSyncReceipt>> cameraCheckReceipts;  // by standardized volume URL
+  Observed<std::vector<DeviceLibraryReview>> libraryReviews;
+  Observed<std::optional<Date>> libraryReviewCompletedAt;
+  Observed<SyncPhase> syncPhase;
+  Observed<LoginItemStatus> loginStatus;
+
+  AppSettings& settings() const { return *services_.settings; }
+
+  // Start and events (AppModel.cpp)
+
+  // Begins to observe the machine, and runs the start-up task, which it returns. A second call does nothing.
+  std::optional<TaskHandle> start(FirstSync firstSync = FirstSync::whenSetupIsComplete);
+  // Setup was left: from now on an unfinished one asks for attention.
+  void markSetupExited();
+  bool canStartFirstSync() const;
+  // Nothing runs that a process would have to wait for before it ends.
+  bool isIdle() const;
+  Task<> handleMountedVolume(FileURL url);
+  Task<> handleUnmountedVolume(FileURL url);
+  Task<> refreshPermissionStatuses();
+  void refreshMountedVolumes();
+  Task<> refreshConnectedDevices();
+  Task<> refreshTrashCount();
+  Task<> refreshAlbumNames();
+  Task<> refreshPhotoHistoryCount();
+
+  // Sync session (AppModelSyncSession.cpp)
+
+  Task<> syncAllConnected(bool notifyWhenStarting);
+  void checkNow();
+  void completeOnboardingAndSync();
+  void stopCheck();
+
+  // Cleanup (AppModelCleanup.cpp)
+
+  // Deletes for good what was moved to the Trash from one camera, after asking.
+  void clearManagedTrash(DeviceTrashSummary device);
+  // Puts files of one camera back where they were: all, or those of the names given.
+  void restoreManagedTrash(DeviceTrashSummary device, std::optional<std::set<std::string>> filenames);
+
+  // Check against the library (AppModelPhotosCheck.cpp)
+
+  void verifyCameraInPhotos();
+  void rememberVerifiedMatches(DeviceLibraryReview review);
+  void restoreMissingImports(DeviceLibraryReview review);
+
+  // Albums (AppModelAlbum.cpp)
+
+  void selectAlbum(std::string name);
+  void presentCreateAlbum();
+  void addRecordedAssets(std::optional<std::string> fromAlbum, std::string toAlbum);
+  std::string suggestedAlbumName() const;
+
+  // Eject (AppModelEject.cpp)
+
+  void ejectDevice(ConnectedDeviceSummary device);
+  // Whether the volume is gone.
+  Task<bool> ejectVolume(FileURL url, std::string displayName, bool isCharmera, bool notifyOnSuccess);
+
+  // Camera access (AppModelCameraAccess.cpp)
+
+  void addDevice();
+  void removeDevice(UUID grantID);
+
+  // Permissions (AppModelPermissions.cpp)
+
+  void requestPhotosAccess();
+  void requestNotificationPermission();
+
+  // What is shown of it all (AppModelStatus.cpp)
+
+  std::string idleStatus() const;
+  std::string restingStatus(const std::string& fallback) const;
+  static std::string syncStatus(const LastSyncReceipt& receipt, bool ejected);
+  std::optional<LastSyncReceipt> connectedCameraReceipt() const;
+  bool photoReviewIsIncomplete() const;
+  bool showsAttentionBadge() const;
+  std::optional<std::string> collectedPhotosLabel() const;
+  std::optional<std::string> settingsStatusDetail() const;
+  std::optional<std::string> settingsStatusDetailHelp() const;
+  std::optional<Date> settingsStatusDate() const;
+  std::optional<std::string> settingsStatusSymbol() const;
+  // While one of them is open, a result stays on show.
+  void setSettingsWindowOpen(bool isOpen);
+  void setStatusMenuOpen(bool isOpen);
+
+ private:
+  struct CleanupOutcome {
+    bool safeToEject = false;
+    bool didNotify = false;
+  };
+
+  AppModel(const Platform& platform, Services services,
+           std::optional<PhotosPermissionStatus> initialPhotosPermissionStatus);
+
+  // Start and events (AppModel.cpp)
+  void record(DiagnosticLog::Event event, const DiagnosticLog::Metrics& metrics = {});
+  void observeTheMachine();
+  Task<> startUp(FirstSync firstSync);
+  Task<> sweepAbandonedStaging();
+  void prepareUninstall();
+  Task<> settleAndHandleMountedVolume(FileURL url);
+  void refreshLoginStatus();
+  void applyPhotosPermissionStatus(PhotosPermissionStatus status);
+  void requireSetupAfterAccessLoss();
+  // A setting that can't be stored is a failure like any other, and ends no flow.
+  void storeSettings(const std::function<void()>& change);
+  void connectedDevicesDidChange(const std::vector<ConnectedDeviceSummary>& before);
+  void workDidChange(bool wasWorking, bool isWorking);
+  void lastErrorDidChange();
+
+  // Camera access (AppModelCameraAccess.cpp)
+  bool isStillMounted(const FileURL& url) const;
+  Task<> discoverConnectedDevices();
+  Task<std::optional<DetectedDevice>> detectConnectedCamera(FileURL volumeURL,
+                                                            std::vector<DeviceProfile> profiles);
+  void refreshSecurityScopedAccess();
+  Task<> askForDevice();
+  std::optional<std::string> saveDevice(const FileURL& chosen);
+  void saveAccess(const FileURL& volume, const AppSettings::Bookmark& bookmark);
+  Task<> useAddedDevice();
+  Task<> askToForget(CameraAccessGrant grant);
+
+  // Sync session (AppModelSyncSession.cpp)
+  Task<> performSyncAllConnected(bool notifyWhenStarting);
+  Task<> syncMountedVolumes(bool notifyWhenStarting);
+  Task<> lookForVolumesAndSync();
+  Task<> synchronize(DetectedDevice device, bool notifyWhenStarting);
+  Task<> presentSyncResult(DetectedDevice device, SyncResult result);
+  LastSyncReceipt saveReceipt(const DetectedDevice& device,
+                              const std::vector<FingerprintedMediaFile>& imported);
+  StatusReceipt syncReceipt(const LastSyncReceipt& receipt, const SyncResult& result, bool ejected) const;
+  std::optional<std::string> albumForSync() const;
+  // For a worker. Its functions watch the token and hold the model weakly.
+  SyncCoordinator coordinator(const DetectedDevice& device, const CancellationToken& token);
+  CameraImport::Observer importObserver();
+  bool showImportProgress(std::int64_t completed, std::int64_t total);
+  void setSyncPhase(const SyncPhase& phase);
+
+  // Cleanup (AppModelCleanup.cpp)
+  std::optional<FileURL> authorizedVolume(const ManagedTrashRecord& record,
+                                          const std::vector<FileURL>& mounted) const;
+  std::vector<ManagedTrashRecord> authorizedTrashRecords(
+      const std::vector<ManagedTrashRecord>& records) const;
+  // Both throw CancellationError where the flow is to stop, and CocoaError fileReadNoPermission.
+  void requireCleanupAccess(const FileURL& volume, const CancellationToken& token) const;
+  void requireCleanupAccess(const std::vector<ManagedTrashRecord>& records, const CancellationToken& token);
+  Task<CleanupOutcome> offerToTrash(std::vector<FingerprintedMediaFile> files, DetectedDevice device);
+  Task<CleanupOutcome> moveToTrash(std::vector<FingerprintedMediaFile> files, DetectedDevice device);
+  Task<CleanupOutcome> finishMove(TrashMoveResult result, std::string deviceName, CancellationToken token);
+  Task<> undoMove(TrashMoveResult result);
+  void startCleanup(Task<> cleanup);
+  Task<> runCleanup(Task<> cleanup);
+  Task<std::vector<ManagedTrashRecord>> managedTrash(DeviceTrashSummary device);
+  Task<> clearTrash(DeviceTrashSummary device);
+  Task<> finishDelete(TrashDeleteResult result, std::string deviceName, CancellationToken token);
+  Task<> restoreTrash(DeviceTrashSummary device, std::optional<std::set<std::string>> filenames);
+
+  // Check against the library (AppModelPhotosCheck.cpp)
+  bool canStartFlow() const;
+  void beginFlow();
+  void finishAuxiliaryCheck();
+  Task<> runCheck();
+  Task<> reviewConnectedCameras();
+  void presentReviews();
+  Task<> remember(DeviceLibraryReview review);
+  Task<> askToRestore(DeviceLibraryReview review);
+  Task<> restore(DeviceLibraryReview review);
+
+  // Albums (AppModelAlbum.cpp)
+  void beginAlbumUpdate(std::string message);
+  void finishAlbumUpdate(const std::exception_ptr& failure);
+  void showAlbumReceipt(std::string message);
+  Task<bool> askToBackfill(std::string albumName);
+  Task<> linkAlbum(std::string album, std::string before);
+  Task<> fillAlbum(std::optional<std::string> fromAlbum, std::string toAlbum);
+  Task<> updateAlbumUnlessStopped(std::optional<std::string> fromAlbum, std::string toAlbum);
+  Task<> performRecordedAlbumUpdate(std::optional<std::string> fromAlbum, std::string toAlbum);
+  Task<> askForAlbum();
+  Task<> createAlbum(std::string name);
+
+  // Eject (AppModelEject.cpp)
+  void startEject(ConnectedDeviceSummary device);
+  void startDeferredEject();
+  void showEjectFailure(const std::string& displayName, const std::exception_ptr& failure);
+  void rememberOwnUnmount(const FileURL& url);
+  Task<> presentEject(std::string displayName, bool isCharmera, bool hadCheckmark, bool notifyOnSuccess);
+
+  // Permissions (AppModelPermissions.cpp)
+  Task<> photosAccessWasAnswered(PhotosPermissionStatus status);
+  void clearPhotosPermissionError();
+  Task<> askForNotificationPermission();
+  void setNotificationPermissionStatus(NotificationPermissionStatus status);
+
+  // Status (AppModelStatus.cpp)
+  std::string statusWithoutProfiles() const;
+  void show(const std::exception_ptr& failure);
+  void show(const std::exception& error);
+  void showStoppedOrFailure(const std::exception_ptr& failure, const std::string& stopped);
+  void showDeniedVolume(const std::string& volumeName);
+  bool isVolumeMounted(const std::string& name) const;
+  void showFailure(std::string message);  // words of a flow's own; no check can settle it
+  void clearFailureAndReceipt();
+  void showReceipt(StatusReceipt receipt);
+  bool showsReceiptMessage() const;
+  void discardCompletionReceipt();
+  bool holdsReceipt() const;
+  void updateCompletionPresentation(Date now);
+  void scheduleCompletionExpiry();
+  Task<> expireReceipt(std::chrono::nanoseconds delay, UUID receiptID);
+  void showCompletionIndicator(std::optional<std::chrono::duration<double>> clearAfter);
+
+  const Platform platform_;
+  const Services services_;
+  const std::shared_ptr<PhotoLibraryService> photos_;
+  const TrashService trash_;
+  NotificationService notifications_;
+  SecurityScopedAccessStore securityScopedAccess_;
+
+  std::optional<TaskHandle> activeSyncTask_;
+  bool syncCancellationRequested_ = false;
+  bool isCleaningUp_ = false;
+  bool pendingSyncRequested_ = false;
+  std::optional<ConnectedDeviceSummary> ejectAfterSync_;
+  std::optional<TaskHandle> statusReceiptTask_;
+  bool settingsWindowOpen_ = false;
+  bool statusMenuOpen_ = false;
+  bool started_ = false;
+  std::shared_ptr<DiagnosticLog> diagnosticLog_;  // absent until the start; nothing is recorded before
+  // Volumes that the program itself ejected, each with the instant until which its unmount counts as ours.
+  std::map<std::string, Date> recentlyEjectedVolumes_;
+  std::optional<TaskHandle> deviceRefreshTask_;
+  std::vector<Subscription> observers_;
+  TaskScope tasks_;  // last: its tasks use everything above
+};
+
+}  // namespace tolvander::app

@@ -1,0 +1,215 @@
+#include <algorithm>
+
+#include "TolvanderApp/AppModel.h"
+#include "TolvanderApp/CameraVolumeDiscovery.h"
+#include "TolvanderApp/Concurrency/Background.h"
+#include "TolvanderApp/Presentation/FailureText.h"
+#include "TolvanderCore/MountedVolumeMediaSource.h"
+#include "TolvanderCore/Platform/FileSystem.h"
+
+namespace tolvander::app {
+
+namespace {
+
+const FileURL volumesFolder("/Volumes");
+
+ConnectedDeviceSummary summary(const DetectedDevice& device) {
+  return {.volumeURL = device.volumeURL,
+          .displayName = device.displayName,
+          .isCharmera = device.profile.kind == DeviceProfile::Kind::charmera};
+}
+
+// What the function gives, or nothing and its failure kept.
+template <typename Function>
+auto attempt(const Function& function, std::vector<std::exception_ptr>& failures) {
+  decltype(function()) result;
+  try {
+    result = function();
+  } catch (const Error&) {
+    failures.push_back(std::current_exception());
+  }
+  return result;
+}
+
+}  // namespace
+
+bool AppModel::isStillMounted(const FileURL& url) const {
+  return CameraVolumeDiscovery::isStillMounted(url, platform_.volumes);
+}
+
+// MARK: Finding cameras
+
+Task<> AppModel::discoverConnectedDevices() {
+  const auto profiles = settings().authorizedDeviceProfiles();
+  if (profiles.empty()) {
+    connectedDevices = {};
+    if (!isSyncing && !lastError->has_value()) {
+      statusMessage = photosPermissionStatus != PhotosPermissionStatus::authorized ? "Photos access needed"
+                                                                                  : statusWithoutProfiles();
+    }
+    co_return;
+  }
+  std::vector<ConnectedDeviceSummary> devices;
+  std::vector<std::exception_ptr> failures;
+  const auto mounted = attempt([&] { return CameraVolumeDiscovery::mountedURLs(platform_.volumes); }, failures);
+  for (const auto& url : mounted) {
+    try {
+      auto detecting = detectConnectedCamera(url, settings().authorizedDeviceProfiles());
+      const auto device = co_await detecting;
+      if (device) {
+        devices.push_back(summary(*device));
+      }
+    } catch (const std::exception&) {
+      failures.push_back(std::current_exception());
+    }
+  }
+  const auto stillMounted =
+      attempt([&] { return CameraVolumeDiscovery::mountedURLs(platform_.volumes); }, failures);
+  std::erase_if(devices, [&](const ConnectedDeviceSummary& device) {
+    return std::ranges::none_of(stillMounted, [&](const FileURL& url) {
+      return url.standardized() == device.volumeURL.standardized();
+    });
+  });
+  connectedDevices = std::move(devices);
+  for (const auto& failure : failures) {
+    show(failure);
+  }
+  if (!connectedDevices->empty() || isSyncing || isEjecting || lastError->has_value()) {
+    co_return;
+  }
+  if (photosPermissionStatus != PhotosPermissionStatus::authorized) {
+    statusMessage = "Photos access needed";
+  } else if (!settingsStatusDate()) {
+    statusMessage = idleStatus();
+  }
+}
+
+Task<std::optional<DetectedDevice>> AppModel::detectConnectedCamera(FileURL volumeURL,
+                                                                    std::vector<DeviceProfile> profiles) {
+  auto authorized = securityScopedAccess_.authorizedProfiles(volumeURL, profiles);
+  if (authorized.empty() || !isStillMounted(volumeURL)) {
+    co_return std::nullopt;
+  }
+  auto detecting = background([volumeURL, authorized = std::move(authorized)](const CancellationToken& token) {
+    return MountedVolumeMediaSource().detect(volumeURL, authorized, token);
+  });
+  auto device = co_await detecting;
+  if (!isStillMounted(volumeURL)) {
+    co_return std::nullopt;
+  }
+  co_return device;
+}
+
+void AppModel::refreshSecurityScopedAccess() {
+  storeSettings([&] {
+    for (const auto& renewed : securityScopedAccess_.refresh(settings().authorizedDeviceProfiles())) {
+      settings().setSecurityScopedBookmark(renewed.bookmark, renewed.profileID);
+    }
+  });
+}
+
+// MARK: Adding a camera
+
+void AppModel::addDevice() {
+  if (isRequestingCameraAccess || isSyncing || isEjecting) {
+    return;
+  }
+  isRequestingCameraAccess = true;
+  tasks_.start(askForDevice());
+}
+
+Task<> AppModel::askForDevice() {
+  auto panel = platform_.dialogs.chooseDirectory(
+      {.title = "Choose Charmera Drive",
+       .message = "Select your Charmera’s drive. Tolvander will remember it.",
+       .prompt = "Use This Drive",
+       .directory = volumesFolder});
+  const auto chosen = co_await panel;
+  if (chosen) {
+    if (const auto refusal = saveDevice(*chosen)) {
+      showFailure(*refusal);
+    } else {
+      clearFailureAndReceipt();
+      refreshSecurityScopedAccess();
+      tasks_.start(useAddedDevice());
+    }
+  }
+  isRequestingCameraAccess = false;
+}
+
+// Why the folder can't be a camera, in words for the user; absent when it was saved.
+std::optional<std::string> AppModel::saveDevice(const FileURL& chosen) {
+  try {
+    const auto volume = CameraVolumeDiscovery::containingVolume(
+        chosen, CameraVolumeDiscovery::mountedURLs(platform_.volumes));
+    if (!volume) {
+      return "Please choose a mounted removable drive.";
+    }
+    if (volume->standardized() != chosen.standardized()) {
+      return "Choose the drive itself rather than one of its folders.";
+    }
+    saveAccess(*volume, platform_.bookmarks.bookmarkData(chosen, {.withSecurityScope = true}));
+    return std::nullopt;
+  } catch (const Error& error) {
+    return "Tolvander couldn’t remember that drive: " + failureText(error);
+  }
+}
+
+void AppModel::saveAccess(const FileURL& volume, const AppSettings::Bookmark& bookmark) {
+  if (MountedVolumeMediaSource::matches(volume, DeviceProfile::charmera())) {
+    settings().authorizeBuiltInProfile(DeviceProfile::charmeraProfileID, volume, bookmark);
+    return;
+  }
+  auto profile = MountedVolumeMediaSource::customProfile(
+      volume, CameraVolumeDiscovery::inferredMediaRoots(volume, &fileExists));
+  profile.securityScopedBookmark = bookmark;
+  settings().addProfile(profile);
+}
+
+Task<> AppModel::useAddedDevice() {
+  auto devices = refreshConnectedDevices();
+  co_await devices;
+  const bool hasLibrary = photosPermissionStatus == PhotosPermissionStatus::authorized;
+  statusMessage = hasLibrary ? "Ready to sync" : "Photos access needed";
+  if (hasLibrary && settings().onboardingCompleted()) {
+    auto sync = syncAllConnected(false);
+    co_await sync;
+  }
+}
+
+// MARK: Forgetting a camera
+
+void AppModel::removeDevice(UUID grantID) {
+  if (isSyncing || isEjecting) {
+    return;
+  }
+  const auto& grants = settings().cameraGrants();
+  const auto grant = std::ranges::find(grants, grantID, &CameraAccessGrant::id);
+  if (grant != grants.end()) {
+    tasks_.start(askToForget(*grant));
+  }
+}
+
+Task<> AppModel::askToForget(CameraAccessGrant grant) {
+  auto question = platform_.dialogs.ask(
+      {.style = Alert::Style::warning,
+       .message = "Forget " + grant.name + "?",
+       .informativeText = "This forgets the camera’s saved access. Its files and import history stay "
+                          "unchanged. You can add the camera again later.",
+       .buttons = {"Forget Camera", "Cancel"}});
+  const auto answer = co_await question;
+  // The question may have been open for long.
+  if (answer != 0 || isSyncing || isEjecting) {
+    co_return;
+  }
+  storeSettings([&] { settings().removeProfile(grant.id); });
+  if (settings().authorizedDeviceProfiles().empty()) {
+    requireSetupAfterAccessLoss();
+  }
+  refreshSecurityScopedAccess();
+  libraryReviews = {};
+  auto devices = refreshConnectedDevices();
+  co_await devices;
+}
+
+}  // namespace tolvander::app

@@ -1,0 +1,208 @@
+#include <numeric>
+
+#include "TolvanderApp/AppModel.h"
+#include "TolvanderApp/CameraVolumeDiscovery.h"
+#include "TolvanderApp/Concurrency/Background.h"
+
+namespace tolvander::app {
+
+namespace {
+
+std::string itemsWithAdjective(std::size_t count, std::string_view adjective) {
+  return std::to_string(count) + " " + std::string(adjective) + (count == 1 ? " item" : " items");
+}
+
+std::size_t missingCount(const DeviceLibraryReview& review) {
+  return review.review.missingRecorded.size() + review.review.newFiles.size();
+}
+
+// The sum over all reviews of the size of one of their lists.
+template <typename List>
+std::int64_t total(const std::vector<DeviceLibraryReview>& reviews, List CameraLibraryReview::*list) {
+  return std::accumulate(reviews.begin(), reviews.end(), std::int64_t{0},
+                         [list](std::int64_t sum, const DeviceLibraryReview& entry) {
+                           return sum + static_cast<std::int64_t>((entry.review.*list).size());
+                         });
+}
+
+}  // namespace
+
+// MARK: The busy state of every flow that is not a sync
+
+bool AppModel::canStartFlow() const {
+  return settings().onboardingCompleted() && !isSyncing && !isEjecting && !activeSyncTask_;
+}
+
+void AppModel::beginFlow() {
+  syncCancellationRequested_ = false;
+  clearFailureAndReceipt();
+}
+
+void AppModel::finishAuxiliaryCheck() {
+  isSyncing = false;
+  activeSyncTask_.reset();
+  startDeferredEject();
+  if (pendingSyncRequested_ && !syncCancellationRequested_) {
+    pendingSyncRequested_ = false;
+    tasks_.start(syncAllConnected(false));
+  }
+}
+
+// MARK: Check
+
+void AppModel::verifyCameraInPhotos() {
+  if (!canStartFlow() || photosPermissionStatus != PhotosPermissionStatus::authorized) {
+    return;
+  }
+  libraryReviews = {};
+  libraryReviewCompletedAt = std::nullopt;
+  isSyncing = true;
+  beginFlow();
+  activeSyncTask_ = tasks_.start(runCheck());
+}
+
+Task<> AppModel::runCheck() {
+  std::exception_ptr failure;
+  try {
+    auto reviewing = reviewConnectedCameras();
+    co_await reviewing;
+  } catch (const std::exception&) {
+    failure = std::current_exception();
+  }
+  if (failure) {
+    showStoppedOrFailure(failure, "Camera check stopped");
+  }
+  finishAuxiliaryCheck();
+}
+
+Task<> AppModel::reviewConnectedCameras() {
+  auto current = currentToken();
+  const CancellationToken token = co_await current;
+  refreshSecurityScopedAccess();
+  for (const auto& url : CameraVolumeDiscovery::mountedURLs(platform_.volumes)) {
+    auto detecting = detectConnectedCamera(url, settings().authorizedDeviceProfiles());
+    const auto device = co_await detecting;
+    if (!device) {
+      continue;
+    }
+    auto reviewing = background([coordinator = coordinator(*device, token),
+                                 device = *device](const CancellationToken& stop) {
+      const bool isCharmera = device.profile.kind == DeviceProfile::Kind::charmera;
+      return coordinator.review(device.files, isCharmera, true, stop);
+    });
+    auto review = co_await reviewing;
+    libraryReviews.update([&](auto& reviews) {
+      reviews.push_back({.device = *device, .review = std::move(review)});
+    });
+  }
+  token.throwIfCancelled();
+  presentReviews();
+}
+
+void AppModel::presentReviews() {
+  libraryReviewCompletedAt = platform_.mainThread.wallNow();
+  const auto& reviews = libraryReviews.value();
+  record(DiagnosticLog::Event::reviewFinished,
+         {{"represented", total(reviews, &CameraLibraryReview::represented)},
+          {"metadata_matches", total(reviews, &CameraLibraryReview::metadataRepresented)},
+          {"missing", total(reviews, &CameraLibraryReview::missingRecorded)},
+          {"unchecked", total(reviews, &CameraLibraryReview::unchecked)},
+          {"uncertain", total(reviews, &CameraLibraryReview::uncertain)}});
+  if (reviews.empty()) {
+    statusMessage = idleStatus();
+  } else {
+    statusMessage = photoReviewIsIncomplete() ? "Camera check incomplete" : "Camera check finished";
+  }
+}
+
+// MARK: Remembering what was found
+
+void AppModel::rememberVerifiedMatches(DeviceLibraryReview review) {
+  if (!canStartFlow()) {
+    return;
+  }
+  isSyncing = true;
+  syncCancellationRequested_ = false;
+  activeSyncTask_ = tasks_.start(remember(std::move(review)));
+}
+
+Task<> AppModel::remember(DeviceLibraryReview review) {
+  auto current = currentToken();
+  const CancellationToken token = co_await current;
+  auto remembering = background([coordinator = coordinator(review.device, token),
+                                 review = review.review](const CancellationToken& stop) {
+    coordinator.rememberRecognizedImports(review, stop);
+  });
+  std::exception_ptr failure;
+  try {
+    co_await remembering;
+    statusMessage = "Matches saved";
+  } catch (const std::exception&) {
+    failure = std::current_exception();
+  }
+  if (failure) {
+    show(failure);
+  }
+  auto historyCount = refreshPhotoHistoryCount();
+  co_await historyCount;
+  finishAuxiliaryCheck();
+}
+
+// MARK: Importing what is missing
+
+void AppModel::restoreMissingImports(DeviceLibraryReview review) {
+  if (!canStartFlow() || missingCount(review) < 1 || !review.review.uncertain.empty() ||
+      !review.review.unchecked.empty()) {
+    return;
+  }
+  tasks_.start(askToRestore(std::move(review)));
+}
+
+Task<> AppModel::askToRestore(DeviceLibraryReview review) {
+  const std::size_t count = missingCount(review);
+  auto question = platform_.dialogs.ask(
+      {.style = Alert::Style::warning,
+       .message =
+           "Import " + std::to_string(count) + " camera item" + (count == 1 ? "" : "s") + " into Photos?",
+       .informativeText =
+           "This includes items previously removed from Photos. Tolvander will check again, then import only "
+           "unmatched camera originals. Camera files and existing Photos items stay untouched. Recognition is "
+           "bounded and may miss some existing copies.",
+       .buttons = {"Import Missing Items", "Cancel"}});
+  const auto answer = co_await question;
+  // The question may have been open for long.
+  if (answer != 0 || !canStartFlow() || photosPermissionStatus != PhotosPermissionStatus::authorized) {
+    co_return;
+  }
+  isSyncing = true;
+  beginFlow();
+  activeSyncTask_ = tasks_.start(restore(std::move(review)));
+}
+
+Task<> AppModel::restore(DeviceLibraryReview review) {
+  auto current = currentToken();
+  const CancellationToken token = co_await current;
+  auto restoring = background([coordinator = coordinator(review.device, token), review,
+                               album = albumForSync()](const CancellationToken& stop) {
+    const bool isCharmera = review.device.profile.kind == DeviceProfile::Kind::charmera;
+    return coordinator.restore(review.review, isCharmera, album, stop);
+  });
+  std::exception_ptr failure;
+  try {
+    const SyncResult result = co_await restoring;
+    if (!result.imported.empty()) {
+      saveReceipt(review.device, result.imported);
+    }
+    statusMessage = itemsWithAdjective(result.imported.size(), "missing") + " imported";
+  } catch (const std::exception&) {
+    failure = std::current_exception();
+  }
+  if (failure) {
+    showStoppedOrFailure(failure, "Restoration stopped");
+  }
+  auto historyCount = refreshPhotoHistoryCount();
+  co_await historyCount;
+  finishAuxiliaryCheck();
+}
+
+}  // namespace tolvander::app

@@ -1,0 +1,152 @@
+#include "TolvanderApp/MediaFingerprintStage.h"
+
+#include <atomic>
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "TolvanderApp/Concurrency/Outcome.h"
+#include "TolvanderCore/CharmeraMediaProcessor.h"
+#include "TolvanderCore/FileFingerprinter.h"
+#include "TolvanderCore/FileReader.h"
+#include "TolvanderCore/MediaStagingService.h"
+#include "TolvanderCore/Platform/ImageProperties.h"
+#include "TolvanderCore/Platform/Text.h"
+#include "TolvanderCore/VideoMediaMetadata.h"
+
+namespace tolvander::app {
+
+namespace {
+
+using Result = Outcome<FingerprintedMediaFile>;
+
+std::string lowercasedExtension(const CameraMediaFile& file) {
+  return lowercased(std::string(file.url.pathExtension()));
+}
+
+FingerprintedMediaFile withSource(const CameraMediaFile& file, std::string sourceFingerprint) {
+  FingerprintedMediaFile result{.file = file};
+  result.sourceFingerprint = std::move(sourceFingerprint);
+  return result;
+}
+
+std::optional<MediaMetadata> pictureMetadata(std::span<const std::byte> bytes) {
+  const auto properties = imageProperties(bytes);
+  if (!properties) {
+    return std::nullopt;
+  }
+  return MediaMetadata{.kind = MediaMetadata::Kind::image,
+                       .pixelWidth = properties->pixelWidth,
+                       .pixelHeight = properties->pixelHeight};
+}
+
+// A picture whose structure can't be read is still known by its bytes.
+std::optional<std::string> payloadFingerprint(std::span<const std::byte> bytes) {
+  try {
+    return CharmeraMediaProcessor::jpegMediaPayloadFingerprint(bytes);
+  } catch (const MediaProcessingError&) {
+    return std::nullopt;
+  }
+}
+
+FingerprintedMediaFile fingerprintJPEG(const CameraMediaFile& file, bool isCharmera,
+                                       const TimeZone& timeZone) {
+  const std::vector<std::byte> bytes = FileReader(file.url).readToEnd();
+  auto result = withSource(file, FileFingerprinter::sha256(bytes));
+  if (isCharmera) {
+    result.mediaPayloadFingerprint = payloadFingerprint(bytes);
+  }
+  result.captureDate = MediaStagingService::captureDate(bytes, timeZone);
+  result.metadata = pictureMetadata(bytes);
+  return result;
+}
+
+// Absent for a video that can't be opened as a movie and may be imported all the same.
+std::optional<VideoMediaMetadata> videoMetadata(const CameraMediaFile& file, bool isAVI,
+                                                const CancellationToken& token) {
+  try {
+    return VideoMediaMetadata::load(file.url, token);
+  } catch (const CancellationError&) {
+    throw;
+  } catch (const Error&) {
+    token.throwIfCancelled();
+    if (isAVI) {
+      throw;
+    }
+    return std::nullopt;
+  }
+}
+
+FingerprintedMediaFile fingerprintVideo(const CameraMediaFile& file, const CancellationToken& token) {
+  const bool isAVI = lowercasedExtension(file) == "avi";
+  const auto movie = videoMetadata(file, isAVI, token);
+  auto result = withSource(file, FileFingerprinter::sha256(file.url, token));
+  if (movie) {
+    result.metadata = MediaMetadata{.kind = MediaMetadata::Kind::video,
+                                    .pixelWidth = movie->pixelWidth,
+                                    .pixelHeight = movie->pixelHeight,
+                                    .duration = movie->duration};
+    result.captureDate = isAVI || !movie->captureDate ? file.modifiedAt : movie->captureDate;
+  }
+  return result;
+}
+
+// The work, shared between the threads: each takes the next file until there is none, or one has failed. As
+// files are taken in order, all before a failed one have been taken as well, so that the first failure in
+// their order is known whichever thread was faster.
+class Progress {
+ public:
+  explicit Progress(std::size_t count) : results_(count) {}
+
+  void work(const std::function<FingerprintedMediaFile(std::size_t)>& fingerprint) {
+    for (std::size_t index = next_++; index < results_.size() && !hasFailed_; index = next_++) {
+      results_[index].emplace(Result::of([&] { return fingerprint(index); }));
+      if (results_[index]->isFailure()) {
+        hasFailed_ = true;
+      }
+    }
+  }
+
+  // Once all threads have ended.
+  std::vector<FingerprintedMediaFile> take() {
+    std::vector<FingerprintedMediaFile> files;
+    files.reserve(results_.size());
+    for (auto& result : results_) {
+      files.push_back(result->take());
+    }
+    return files;
+  }
+
+ private:
+  std::vector<std::optional<Result>> results_;  // each slot belongs to the thread that took its file
+  std::atomic<std::size_t> next_ = 0;
+  std::atomic<bool> hasFailed_ = false;
+};
+
+}  // namespace
+
+std::vector<FingerprintedMediaFile> MediaFingerprintStage::fingerprint(
+    const std::vector<CameraMediaFile>& files, bool confidentlyRecognizedAsCharmera,
+    const CancellationToken& token, const TimeZone& timeZone) {
+  Progress progress(files.size());
+  const auto fingerprintOne = [&](std::size_t index) {
+    token.throwIfCancelled();
+    const CameraMediaFile& file = files[index];
+    const std::string extension = lowercasedExtension(file);
+    if (extension == "jpg" || extension == "jpeg") {
+      return fingerprintJPEG(file, confidentlyRecognizedAsCharmera, timeZone);
+    }
+    return file.isVideo() ? fingerprintVideo(file, token)
+                          : withSource(file, FileFingerprinter::sha256(file.url, token));
+  };
+  std::thread second([&] { progress.work(fingerprintOne); });
+  progress.work(fingerprintOne);
+  second.join();
+  return progress.take();
+}
+
+}  // namespace tolvander::app

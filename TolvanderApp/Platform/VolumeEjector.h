@@ -1,0 +1,18 @@
+#pragma once
+
+#include "TolvanderCore/FileURL.h"
+
+namespace tolvander::app {
+
+// Lets go of a drive so that it can be pulled out.
+class VolumeEjector {
+ public:
+  virtual ~VolumeEjector() = default;
+
+  // Unmounts every volume of the drive on which `volume` is mounted, and ejects the drive; a drive of which
+  // one volume can't be unmounted stays as it was. Blocks until the system is done; for any thread but the
+  // main one. Throws EjectError, whose description tells the user why.
+  virtual void unmountAndEject(const FileURL& volume) = 0;
+};
+
+}  // namespace tolvander::app
