@@ -95,6 +95,26 @@ DiagnosticLog::Metrics launchMetrics(const ApplicationVersion& application,
           {"os_patch", system.patch}};
 }
 
+DiagnosticLog::Metrics phaseMetrics(const SyncPhase& phase) {
+  switch (phase.kind) {
+    case SyncPhase::Kind::checkingAccess:
+      return {{"access", 1}};
+    case SyncPhase::Kind::fingerprinting:
+      return {{"fingerprinting", 1}};
+    case SyncPhase::Kind::recognizing:
+      return {{"recognition", 1}};
+    case SyncPhase::Kind::preparing:
+      return {{"preparing", 1}};
+    case SyncPhase::Kind::importing:
+      return {{"imported", phase.completed}, {"total", phase.total}};
+    case SyncPhase::Kind::album:
+      return {{"album", 1}};
+    case SyncPhase::Kind::finished:
+      break;
+  }
+  return {{"finished", 1}};
+}
+
 DiagnosticLog::Metrics errorMetrics(const std::exception& error) {
   const NumberedError number = numbered(error);
   DiagnosticLog::Metrics metrics = {{"error_code", number.code}};
