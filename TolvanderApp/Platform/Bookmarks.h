@@ -38,7 +38,7 @@ class Bookmarks {
   // Throws BookmarkError (cannotBeMade).
   virtual std::vector<std::byte> bookmarkData(const FileURL& url, BookmarkCreationOptions options) = 0;
 
-  // Where the bookmark leads now. Throws BookmarkError.
+  // Where the bookmark leads now. Throws BookmarkError, and PosixError when the system can't tell.
   virtual ResolvedBookmark resolve(std::span<const std::byte> bookmark,
                                    BookmarkResolutionOptions options) = 0;
 

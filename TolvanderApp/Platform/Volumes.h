@@ -1,12 +1,11 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "TolvanderApp/Platform/Subscription.h"
+#include "TolvanderApp/Concurrency/Subscription.h"
 #include "TolvanderCore/FileURL.h"
 
 namespace tolvander::app {
@@ -47,7 +46,7 @@ class Volumes {
   // things happen at once, what went is told before what came: a volume that moved went and came. Belongs to
   // the main thread, on which observers are called too; an observer may end its own subscription. No
   // subscription outlives this object. Throws PosixError when the system can't be watched.
-  [[nodiscard]] virtual std::unique_ptr<Subscription> observeMounts(Observer onMount, Observer onUnmount) = 0;
+  virtual Subscription observeMounts(Observer onMount, Observer onUnmount) = 0;
 };
 
 }  // namespace tolvander::app
