@@ -33,7 +33,7 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
   // How a change ends, whatever the block did.
   struct ChangeEnd {
     bool success = true;
-    std::exception_ptr error;
+    std::exception_ptr error = nullptr;
     bool isApplied = true;
     int extraCompletions = 0;  // of the opposite success
   };
