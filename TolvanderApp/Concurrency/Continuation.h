@@ -1,0 +1,40 @@
+#pragma once
+
+#include <condition_variable>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+#include "TolvanderCore/Precondition.h"
+
+namespace tolvander::app {
+
+// Lets one thread wait until another tells it how something ended. Used once. Both sides share it, since the
+// one that waits may be gone before the other has left `resume`.
+template <typename Value>
+class Continuation {
+ public:
+  // Once, on any thread; doesn't block. A second call is a programming error.
+  void resume(Value value) {
+    {
+      const std::lock_guard lock(mutex_);
+      precondition(!value_, "a continuation is resumed once");
+      value_.emplace(std::move(value));
+    }
+    resumed_.notify_one();
+  }
+
+  // Blocks until it is resumed, and hands out the value. By one thread, once.
+  Value wait() {
+    std::unique_lock lock(mutex_);
+    resumed_.wait(lock, [this] { return value_.has_value(); });
+    return std::move(*value_);
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable resumed_;
+  std::optional<Value> value_;
+};
+
+}  // namespace tolvander::app

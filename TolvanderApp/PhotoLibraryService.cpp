@@ -1,0 +1,114 @@
+#include "TolvanderApp/PhotoLibraryService.h"
+
+#include <utility>
+
+#include "TolvanderApp/PhotoLibraryChangeExecutor.h"
+#include "TolvanderApp/PhotoLibraryError.h"
+#include "TolvanderCore/MediaImportCommitFailure.h"
+#include "TolvanderCore/Platform/Text.h"
+
+namespace tolvander::app {
+
+namespace {
+
+constexpr std::int64_t importBatchSize = 4;
+
+// What a change block has asked for. Written on the library's thread, read when the change is complete.
+struct ImportPlan {
+  MediaImportTransaction::AssetIdentifiers identifiers;
+  std::vector<std::string> placeholders;  // in file order
+};
+
+PhotosAssetCreationRequest* creationRequest(PhotosChanges& changes, const FileURL& file) {
+  const std::string extension = lowercased(file.pathExtension());
+  return extension == "mov" || extension == "mp4" ? changes.creationRequestForAssetFromVideo(file)
+                                                  : changes.creationRequestForAssetFromImage(file);
+}
+
+// A picture brings its date along in its Exif block; a rewrapped AVI has no place for one.
+bool needsCreationDate(const PreparedMediaFile& file) {
+  return file.captureDate && lowercased(file.sourceFile.url.pathExtension()) == "avi";
+}
+
+void addCreations(PhotosChanges& changes, const MediaImportTransaction::Batch& batch, ImportPlan& plan) {
+  for (const PreparedMediaFile& file : batch) {
+    PhotosAssetCreationRequest* const request = creationRequest(changes, file.importURL);
+    if (request == nullptr) {
+      continue;
+    }
+    if (needsCreationDate(file)) {
+      request->setCreationDate(*file.captureDate);
+    }
+    if (const auto placeholder = request->placeholderForCreatedAsset()) {
+      plan.identifiers[file.sourceFingerprint] = *placeholder;
+      plan.placeholders.push_back(*placeholder);
+    }
+  }
+}
+
+}  // namespace
+
+PhotoLibraryService::PhotoLibraryService(PhotoLibrary& library, MonotonicTimer& timer,
+                                         DiagnosticRecorder recorder)
+    : library_(library), timer_(timer), recorder_(std::move(recorder)) {}
+
+PhotoImportOutcome PhotoLibraryService::importFiles(const std::vector<PreparedMediaFile>& files,
+                                                    const std::optional<std::string>& album,
+                                                    const BatchStep& begin, const BatchStep& rollback,
+                                                    const RecordStep& record, const ProgressStep& progress,
+                                                    const CancellationToken& token) {
+  if (files.empty()) {
+    return {};
+  }
+  const Turn::Holder turn(turn_);
+  requireAccess();
+  const std::optional<PhotosAlbum> target = resolvedAlbum(album, token);
+  const MediaImportTransaction::Steps steps{
+      .begin = begin,
+      .rollback = rollback,
+      .commit = [&](const MediaImportTransaction::Batch& batch) { return commit(batch, target, token); },
+      .record = record,
+      .progress = progress};
+  return {.assetIdentifiers = MediaImportTransaction::run(files, importBatchSize, steps, token)};
+}
+
+MediaImportTransaction::AssetIdentifiers PhotoLibraryService::commit(
+    const MediaImportTransaction::Batch& batch, const std::optional<PhotosAlbum>& album,
+    const CancellationToken& token) {
+  const std::vector<PhotosAsset> albumAssets =
+      album ? library_.fetchAssets(*album) : std::vector<PhotosAsset>();
+  ImportPlan plan;
+  const auto change = [&](PhotosChanges& changes) {
+    addCreations(changes, batch, plan);
+    if (!album || plan.placeholders.empty()) {
+      return;
+    }
+    if (PhotosAlbumChangeRequest* const request = changes.changeRequest(*album, albumAssets)) {
+      request->addAssets(plan.placeholders);
+    }
+  };
+  performChanges(change, true, token);
+  return plan.identifiers;
+}
+
+// With `preservingCommitFailure` what certainly didn't happen is told as MediaImportCommitFailure, without it
+// as the failure alone.
+void PhotoLibraryService::performChanges(PhotoLibrary::ChangeBlock change, bool preservingCommitFailure,
+                                         const CancellationToken& token) {
+  try {
+    PhotoLibraryChangeExecutor::perform(std::move(change), library_, token);
+  } catch (const MediaImportCommitFailure& failure) {
+    if (preservingCommitFailure) {
+      throw;
+    }
+    std::rethrow_exception(failure.underlying());
+  }
+}
+
+void PhotoLibraryService::requireAccess() {
+  if (library_.authorizationStatus() != PhotosAuthorizationStatus::authorized) {
+    throw PhotoLibraryError(PhotoLibraryError::Case::accessDenied);
+  }
+}
+
+}  // namespace tolvander::app

@@ -1,0 +1,297 @@
+#include <algorithm>
+#include <cstddef>
+#include <exception>
+#include <memory>
+#include <unordered_map>
+#include <utility>
+
+#include "TolvanderApp/AppDiagnostics.h"
+#include "TolvanderApp/PhotoLibraryService.h"
+#include "TolvanderApp/Platform/PhotosPlatformError.h"
+#include "TolvanderApp/ResourceIdentityAccumulator.h"
+#include "TolvanderApp/ResourceRequest.h"
+#include "TolvanderCore/Platform/Text.h"
+
+namespace tolvander::app {
+
+namespace {
+
+using Candidate = OfflinePhotoRecognizer::Candidate;
+using ReadResult = OfflinePhotoRecognizer::ReadResult;
+using Event = DiagnosticLog::Event;
+
+constexpr std::size_t maximumWindowAssets = 750;
+constexpr std::size_t identifiersPerFetch = 500;
+
+bool isCandidate(PhotosResourceType type) {
+  return type == PhotosResourceType::photo || type == PhotosResourceType::fullSizePhoto ||
+         type == PhotosResourceType::video || type == PhotosResourceType::fullSizeVideo;
+}
+
+std::optional<MediaMetadata> metadataOf(const PhotosAsset& asset) {
+  using Kind = MediaMetadata::Kind;
+  if (asset.mediaType != PhotosMediaType::image && asset.mediaType != PhotosMediaType::video) {
+    return std::nullopt;
+  }
+  const bool isVideo = asset.mediaType == PhotosMediaType::video;
+  return MediaMetadata{.kind = isVideo ? Kind::video : Kind::image,
+                       .pixelWidth = asset.pixelWidth,
+                       .pixelHeight = asset.pixelHeight,
+                       .duration = isVideo ? std::optional(asset.duration) : std::nullopt};
+}
+
+// A stretch of time, both ends included.
+using Window = PhotosFetchOptions::CreationDates;
+
+// The dates that lie within the search span of `date`, as far as a Date can reach.
+Window spanAround(Date date) {
+  const Date::duration span = RecognitionPolicy::searchSpan;
+  return {.from = date < Date::min() + span ? Date::min() : date - span,
+          .to = date > Date::max() - span ? Date::max() : date + span};
+}
+
+// The spans of all dates, which are sorted, with those that touch as one.
+std::vector<Window> windowsAround(const std::vector<Date>& dates) {
+  std::vector<Window> windows;
+  for (const Date date : dates) {
+    const Window span = spanAround(date);
+    if (!windows.empty() && span.from <= windows.back().to) {
+      windows.back().to = std::max(windows.back().to, span.to);
+    } else {
+      windows.push_back(span);
+    }
+  }
+  return windows;
+}
+
+// Whether `date` lies in one of the windows, which are sorted and don't overlap.
+bool liesInOneOf(const std::vector<Window>& windows, Date date) {
+  const auto window = std::ranges::lower_bound(windows, date, {}, &Window::to);
+  return window != windows.end() && window->from <= date;
+}
+
+// The files with a search date in one of the windows.
+std::set<std::string> sourcesWithin(const std::vector<Window>& windows,
+                                    const std::vector<FingerprintedMediaFile>& files) {
+  std::set<std::string> sources;
+  for (const FingerprintedMediaFile& file : files) {
+    const std::vector<Date> dates = RecognitionPolicy::searchDates(file);
+    if (std::ranges::any_of(dates, [&](Date date) { return liesInOneOf(windows, date); })) {
+      sources.insert(file.sourceFingerprint);
+    }
+  }
+  return sources;
+}
+
+std::vector<PhotosAsset> newestFirst(std::map<std::string, PhotosAsset> assetsByIdentifier) {
+  std::vector<PhotosAsset> assets;
+  assets.reserve(assetsByIdentifier.size());
+  for (auto& [identifier, asset] : assetsByIdentifier) {
+    assets.push_back(std::move(asset));
+  }
+  // Stable, so that the map's order by identifier decides between equal dates. No date is the oldest.
+  std::ranges::stable_sort(assets, std::ranges::greater(), &PhotosAsset::creationDate);
+  return assets;
+}
+
+bool isJPEG(const std::string& filename) {
+  const std::string extension = lowercased(FileURL("/").appending(filename).pathExtension());
+  return extension == "jpg" || extension == "jpeg";
+}
+
+// How a request ended that the library ended with this error, if any.
+ResourceRequest::Result resultOf(const std::exception_ptr& error) {
+  if (!error) {
+    return ResourceRequest::Result::success;
+  }
+  try {
+    std::rethrow_exception(error);
+  } catch (const CancellationError&) {
+    return ResourceRequest::Result::cancelled;
+  } catch (const PhotosPlatformError& failure) {
+    return failure.kind() == PhotosPlatformError::Case::networkAccessRequired
+               ? ResourceRequest::Result::networkAccessRequired
+               : ResourceRequest::Result::unavailable;
+  } catch (const std::exception&) {
+    return ResourceRequest::Result::unavailable;
+  }
+}
+
+}  // namespace
+
+LibraryReconciliation PhotoLibraryService::reconcileExisting(const std::vector<FingerprintedMediaFile>& files,
+                                                             bool broader, const CancellationToken& token) {
+  if (files.empty()) {
+    return {};
+  }
+  const Turn::Holder turn(turn_);
+  requireAccess();
+  const RecognitionPolicy policy =
+      (broader ? RecognitionPolicy::broader : RecognitionPolicy::automatic).scaled(std::ssize(files));
+  const MonotonicTimer::Instant start = timer_.now();
+  recorder_(Event::recognitionStarted, {{"camera_files", std::ssize(files)},
+                                        {"broader", broader ? 1 : 0},
+                                        {"resource_limit", policy.maximumResources},
+                                        {"byte_limit", policy.maximumBytes}});
+
+  const CandidateAssets found = candidateAssets(files, policy);
+  std::vector<Candidate> candidates;
+  std::unordered_map<std::string, PhotosAssetResource> resources;
+  for (const PhotosAsset& asset : found.assets) {
+    for (PhotosAssetResource& resource : library_.assetResources(asset)) {
+      if (!isCandidate(resource.type)) {
+        continue;
+      }
+      std::string id = asset.localIdentifier + "|" + std::to_string(resource.index);
+      candidates.push_back({.id = id,
+                            .assetIdentifier = asset.localIdentifier,
+                            .filename = resource.originalFilename,
+                            .creationDate = asset.creationDate,
+                            .metadata = metadataOf(asset)});
+      resources.emplace(std::move(id), std::move(resource));
+    }
+  }
+
+  const auto read = [&](const std::string& id, std::int64_t maximumBytes, std::chrono::nanoseconds timeout) {
+    const auto resource = resources.find(id);
+    return resource == resources.end() ? ReadResult::unavailable(0)
+                                       : resourceIdentity(resource->second, timeout, maximumBytes, token);
+  };
+  LibraryReconciliation reconciliation = OfflinePhotoRecognizer::reconcile(
+      files, candidates, policy, broader, found.truncatedSources, [this] { return timer_.now(); }, read,
+      token);
+
+  const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(timer_.now() - start);
+  recorder_(Event::recognitionFinished, {{"matched", std::ssize(reconciliation.matches)},
+                                         {"metadata_matched", std::ssize(reconciliation.metadataMatches)},
+                                         {"unchecked", std::ssize(reconciliation.unchecked)},
+                                         {"limit_reached", reconciliation.budgetExceeded ? 1 : 0},
+                                         {"candidates", std::ssize(candidates)},
+                                         {"elapsed_ms", elapsed.count()}});
+  return reconciliation;
+}
+
+std::set<std::string> PhotoLibraryService::existingAssetIdentifiers(
+    const std::vector<std::string>& identifiers, const CancellationToken& token) {
+  const Turn::Holder turn(turn_);
+  requireAccess();
+  std::set<std::string> existing;
+  for (auto run = identifiers.begin(); run != identifiers.end();) {
+    token.throwIfCancelled();
+    const auto count = std::min<std::ptrdiff_t>(identifiersPerFetch, identifiers.end() - run);
+    const std::vector<std::string> wanted(run, run + count);
+    for (PhotosAsset& asset : library_.fetchAssets(wanted)) {
+      existing.insert(std::move(asset.localIdentifier));
+    }
+    run += count;
+  }
+  return existing;
+}
+
+// The assets among which the files could be: those created near the files' dates, and the newest where a date
+// is missing or the search is a broader one. No more than the policy allows, however large the library.
+PhotoLibraryService::CandidateAssets PhotoLibraryService::candidateAssets(
+    const std::vector<FingerprintedMediaFile>& files, const RecognitionPolicy& policy) {
+  std::vector<Date> dates;
+  bool needsRecentAssets = policy.recentCandidateLimit > RecognitionPolicy::automatic.recentCandidateLimit;
+  for (const FingerprintedMediaFile& file : files) {
+    const std::vector<Date> datesOfFile = RecognitionPolicy::searchDates(file);
+    needsRecentAssets = needsRecentAssets || datesOfFile.empty();
+    dates.insert(dates.end(), datesOfFile.begin(), datesOfFile.end());
+  }
+  if (dates.empty()) {
+    return {.assets = recentAssets(policy), .truncatedSources = {}};
+  }
+  std::ranges::sort(dates);
+  const std::vector<Window> windows = windowsAround(dates);
+
+  const auto maximumCandidates = static_cast<std::size_t>(policy.maximumCandidates);
+  std::map<std::string, PhotosAsset> assets;
+  if (needsRecentAssets) {
+    for (PhotosAsset& asset : recentAssets(policy)) {
+      assets.insert_or_assign(asset.localIdentifier, std::move(asset));
+    }
+  }
+  std::vector<Window> truncatedWindows;
+  for (auto window = windows.begin(); window != windows.end(); ++window) {
+    if (assets.size() >= maximumCandidates) {
+      truncatedWindows.insert(truncatedWindows.end(), window, windows.end());
+      break;
+    }
+    std::vector<PhotosAsset> fetched =
+        library_.fetchAssets({.creationDates = *window,
+                              .order = PhotosFetchOptions::Order::creationDateAscending,
+                              .fetchLimit = maximumWindowAssets + 1});  // one more tells that more exist
+    bool isTruncated = fetched.size() > maximumWindowAssets;
+    fetched.resize(std::min(fetched.size(), maximumWindowAssets));
+    for (PhotosAsset& asset : fetched) {
+      if (assets.size() >= maximumCandidates && !assets.contains(asset.localIdentifier)) {
+        isTruncated = true;
+        break;
+      }
+      assets.insert_or_assign(asset.localIdentifier, std::move(asset));
+    }
+    if (isTruncated) {
+      truncatedWindows.push_back(*window);
+    }
+  }
+  return {.assets = newestFirst(std::move(assets)),
+          .truncatedSources = sourcesWithin(truncatedWindows, files)};
+}
+
+std::vector<PhotosAsset> PhotoLibraryService::recentAssets(const RecognitionPolicy& policy) {
+  return library_.fetchAssets(
+      {.creationDates = {},
+       .order = PhotosFetchOptions::Order::creationDateDescending,
+       .fetchLimit = std::min(policy.maximumCandidates, policy.recentCandidateLimit)});
+}
+
+// Hashes one resource while it streams. Every failure is a result; CancellationError alone is thrown.
+ReadResult PhotoLibraryService::resourceIdentity(const PhotosAssetResource& resource,
+                                                 std::chrono::nanoseconds timeout, std::int64_t maximumBytes,
+                                                 const CancellationToken& token) {
+  using Result = ResourceRequest::Result;
+  const auto accumulator = std::make_shared<ResourceIdentityAccumulator>(isJPEG(resource.originalFilename));
+  const auto request = std::make_shared<ResourceRequest>(library_, maximumBytes);
+  const auto alarm = timer_.after(timeout, [request, record = recorder_] {
+    record(Event::operationFailed, {{"resource_timeout", 1}});
+    request->finish(Result::unavailable, true);
+  });
+  const CancellationCallback cancelled(token, [request] { request->finish(Result::cancelled, true); });
+  token.throwIfCancelled();
+
+  const auto continuation = std::make_shared<Continuation<Result>>();
+  request->attach(continuation);
+  // The handlers may be called after this read has ended, and this service.
+  request->began(library_.requestData(
+      resource,
+      [request, accumulator](std::span<const std::byte> chunk) {
+        if (request->accept(std::ssize(chunk))) {
+          accumulator->append(chunk);
+        }
+      },
+      [request, record = recorder_](std::exception_ptr error) {
+        if (error) {
+          record(Event::operationFailed, AppDiagnostics::errorMetrics(error));
+        }
+        request->finish(resultOf(error), false);
+      }));
+
+  const Result result = continuation->wait();
+  const std::int64_t bytes = request->bytes();
+  switch (result) {
+    case Result::success:
+      return ReadResult::available(accumulator->finalize(), bytes);
+    case Result::cancelled:
+      throw CancellationError();
+    case Result::budgetExceeded:
+      return ReadResult::budgetExceeded(bytes);
+    case Result::networkAccessRequired:
+      return ReadResult::notLocal(bytes);
+    case Result::unavailable:
+      break;
+  }
+  return ReadResult::unavailable(bytes);
+}
+
+}  // namespace tolvander::app

@@ -1,0 +1,50 @@
+#include "TolvanderApp/ResourceIdentityAccumulator.h"
+
+#include <string>
+
+#include "TolvanderCore/CharmeraMediaProcessor.h"
+#include "TolvanderCore/FileFingerprinter.h"
+
+namespace tolvander::app {
+
+namespace {
+
+std::optional<std::string> payloadFingerprint(const std::optional<std::vector<std::byte>>& data) {
+  if (!data) {
+    return std::nullopt;
+  }
+  try {
+    return CharmeraMediaProcessor::jpegMediaPayloadFingerprint(*data);
+  } catch (const MediaProcessingError&) {
+    return std::nullopt;
+  }
+}
+
+}  // namespace
+
+ResourceIdentityAccumulator::ResourceIdentityAccumulator(bool isJPEG) {
+  if (isJPEG) {
+    payloadData_.emplace();
+  }
+}
+
+void ResourceIdentityAccumulator::append(std::span<const std::byte> chunk) {
+  const std::lock_guard lock(lock_);
+  value_.update(chunk);
+  if (!payloadData_) {
+    return;
+  }
+  if (chunk.size() > maximumPayloadBytes - payloadData_->size()) {
+    payloadData_.reset();
+  } else {
+    payloadData_->insert(payloadData_->end(), chunk.begin(), chunk.end());
+  }
+}
+
+OfflinePhotoRecognizer::Identity ResourceIdentityAccumulator::finalize() {
+  const std::lock_guard lock(lock_);
+  return {.sourceFingerprint = FileFingerprinter::text(value_.finish()),
+          .mediaPayloadFingerprint = payloadFingerprint(payloadData_)};
+}
+
+}  // namespace tolvander::app
