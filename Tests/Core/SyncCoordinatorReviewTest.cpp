@@ -323,7 +323,7 @@ const Texts restoreLog = {"access",
                           "phase fingerprinting",
                           "fingerprint DCIM/new.JPG DCIM/gone.JPG DCIM/broken.JPG DCIM/likely.JPG "
                           "DCIM/newLikely.JPG DCIM/oldFound.JPG DCIM/new.JPG charmera",
-                          "exist asset-gone asset-likely asset-oldFound",
+                          "exist asset-likely asset-old asset-oldFound",
                           "access",
                           "phase recognizing",
                           "reconcile gone new broken newLikely likely broader",
@@ -344,9 +344,9 @@ const Texts restoreLog = {"access",
 void prepareRestoration(CoordinatorWorld& world) {
   world.card = {mediaFile("new"),       mediaFile("gone"),     mediaFile("broken"), mediaFile("likely"),
                 mediaFile("newLikely"), mediaFile("oldFound"), mediaFile("new")};
-  world.given({recordOf(mediaFile("gone"), "asset-gone"),
-               recordOf(mediaFile("likely"), "asset-likely", metadataOnly)},
-              {"broken"});
+  world.given(
+      {recordOf(mediaFile("gone"), "asset-old"), recordOf(mediaFile("likely"), "asset-likely", metadataOnly)},
+      {"broken"});
   world.assets = {"asset-likely", "asset-oldFound"};
   world.searches.resize(1);
   world.searches[0].matches["broken"] = matchOf("broken");
