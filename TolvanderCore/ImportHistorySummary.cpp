@@ -96,7 +96,7 @@ ImportHistorySummary ImportHistorySummary::of(const ImportRecords& records) {
   std::vector<const ImportRecord*> photos;
   std::vector<const ImportRecord*> videos;
   for (const ImportRecord& record : records) {
-    const bool isVideo = isVideoExtension(FileURL("/").appending(record.filename).pathExtension());
+    const bool isVideo = isVideoExtension(pathExtension(record.filename));
     (isVideo ? videos : photos).push_back(&record);
   }
   return {.uniquePhotoCount = uniqueCount(photos), .uniqueVideoCount = uniqueCount(videos)};
