@@ -24,9 +24,9 @@ constexpr std::int64_t candidateCount = 10'000;
 // What the library has of the card: nothing, each file under its name, or each under another name.
 enum Shape : std::int64_t { nothingFound, foundByName, foundNearby };
 
-// A fingerprint has 64 digits; which ones doesn't matter, so long as two differ from the first on.
+// A fingerprint has 64 digits; which ones doesn't matter, so long as two differ early.
 std::string fingerprint(char kind, std::int64_t number) {
-  std::string digits = std::to_string(number);
+  std::string digits = std::to_string(100'000 + number);
   digits += kind;
   digits.resize(64, '0');
   return digits;

@@ -35,7 +35,7 @@ BudgetedReads::BudgetedReads(const std::vector<Candidate>& candidates, const Rec
       start_(now()),
       remainingBytes_(policy.maximumBytes),
       states_(candidates.size(), unread),
-      stored_(candidates.size()) {
+      stored_(candidates.size(), notStored) {
   std::unordered_map<std::string_view, std::uint32_t> firstWithId;
   firstWithId.reserve(candidates.size());
   resources_.reserve(candidates.size());

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <limits>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -33,6 +34,12 @@ class BudgetedReads {
 
   State state(CandidateIndex candidate) const { return states_[resources_[candidate]]; }
 
+  // How many results are stored, and whether the candidate's is among the first `count` of them.
+  std::size_t count() const { return results_.size(); }
+  bool isAmongFirst(std::size_t count, CandidateIndex candidate) const {
+    return stored_[resources_[candidate]] < count;
+  }
+
   // Whether it is known already that nothing more can be read: a budget that is used up stays so.
   bool isExhausted() const;
 
@@ -43,6 +50,8 @@ class BudgetedReads {
   std::chrono::nanoseconds timeLeft() const;
   ReadResult read(const std::string& id, std::chrono::nanoseconds timeout);
   void store(std::uint32_t resource, ReadResult result);
+
+  static constexpr std::uint32_t notStored = std::numeric_limits<std::uint32_t>::max();
 
   const std::vector<Candidate>& candidates_;
   const RecognitionPolicy& policy_;
@@ -55,7 +64,7 @@ class BudgetedReads {
 
   std::vector<std::uint32_t> resources_;  // of each candidate: the first candidate with its id
   std::vector<State> states_;             // of each resource
-  std::vector<std::uint32_t> stored_;     // of each resource that was read: the position of its result
+  std::vector<std::uint32_t> stored_;     // of each resource: the position of its result, or `notStored`
   std::deque<ReadResult> results_;
   std::unordered_set<std::string> sources_;   // of all available results
   std::unordered_set<std::string> payloads_;  // likewise

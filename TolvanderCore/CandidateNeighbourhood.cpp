@@ -19,35 +19,15 @@ Date halfway(Date earlier, Date later) {
 
 }  // namespace
 
-CandidateIndex Neighbours::next() {
-  const auto first =
-      std::min_element(sides_.begin(), sides_.begin() + sideCount_,
-                       [this](const Side& left, const Side& right) { return precedes(left, right); });
-  const CandidateIndex candidate = first->rest.front().candidate;
-  first->rest = first->rest.subspan(1);
-  skipOwnName(*first);
-  if (first->rest.empty()) {
-    *first = sides_[--sideCount_];
-  }
-  return candidate;
-}
-
 void Neighbours::add(std::span<const Neighbour> rest, Date centre) {
   count_ += rest.size();
-  Side side{.rest = rest, .centre = centre};
-  skipOwnName(side);
-  if (!side.rest.empty()) {
-    sides_[sideCount_++] = side;
-  }
-}
-
-void Neighbours::skipOwnName(Side& side) const {
-  while (!side.rest.empty() && side.rest.front().name == ownName_) {
-    side.rest = side.rest.subspan(1);
-  }
+  sides_[sideCount_++] = {.rest = rest, .centre = centre};
 }
 
 bool Neighbours::precedes(const Side& left, const Side& right) const {
+  if (left.rest.empty() || right.rest.empty()) {
+    return !left.rest.empty();
+  }
   const Neighbour& first = left.rest.front();
   const Neighbour& second = right.rest.front();
   const DateDistance near = distanceBetween(first.creationDate, left.centre);

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -21,13 +23,16 @@ struct Neighbour {
 // usually from the nearest to the farthest by date. Made by CandidateNeighbourhood, which must outlive it.
 class Neighbours {
  public:
-  // How many there are, those that next() has given included.
+  // How many there were to begin with.
   std::size_t count() const { return count_; }
 
-  // The first that was not yet given. To be asked `count()` times at most.
-  CandidateIndex next();
+  // Takes the first of them for which `isWanted` holds, and leaves out those before it. Absent when there is
+  // none left.
+  template <typename Predicate>
+  std::optional<CandidateIndex> next(const Predicate& isWanted);
 
-  // Whether `predicate` holds for one of those that next() has not given; they are asked in no special order.
+  // Whether `predicate` holds for one of those that next() has not passed; they are asked in no special
+  // order.
   template <typename Predicate>
   bool any(const Predicate& predicate) const;
 
@@ -45,7 +50,8 @@ class Neighbours {
 
   // Counts those of the own name as well.
   void add(std::span<const Neighbour> rest, Date centre);
-  void skipOwnName(Side& side) const;
+
+  // Whether the first of `left` comes before the first of `right`; the end of a side comes last.
   bool precedes(const Side& left, const Side& right) const;
 
   const std::vector<OfflinePhotoRecognizer::Candidate>* candidates_;
@@ -84,6 +90,26 @@ class CandidateNeighbourhood {
   std::vector<Neighbour> ascending_;   // those with a date, by date, then by id
   std::vector<Neighbour> descending_;  // the same from the latest date to the earliest, then by id
 };
+
+template <typename Predicate>
+std::optional<CandidateIndex> Neighbours::next(const Predicate& isWanted) {
+  const auto sides = std::span(sides_).first(sideCount_);
+  for (Side& side : sides) {
+    const auto first = std::find_if(side.rest.begin(), side.rest.end(), [&](const Neighbour& neighbour) {
+      return neighbour.name != ownName_ && isWanted(neighbour.candidate);
+    });
+    side.rest = {first, side.rest.end()};
+  }
+  const auto nearest =
+      std::min_element(sides.begin(), sides.end(),
+                       [this](const Side& left, const Side& right) { return precedes(left, right); });
+  if (nearest == sides.end() || nearest->rest.empty()) {
+    return std::nullopt;
+  }
+  const CandidateIndex candidate = nearest->rest.front().candidate;
+  nearest->rest = nearest->rest.subspan(1);
+  return candidate;
+}
 
 template <typename Predicate>
 bool Neighbours::any(const Predicate& predicate) const {

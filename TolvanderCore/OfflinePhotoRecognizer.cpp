@@ -126,23 +126,41 @@ class Search {
 
   bool isSettledByNeighbours(Wanted& wanted) {
     Neighbours neighbours = neighboursOf(wanted);
-    const bool isCut = std::cmp_greater(neighbours.count(), policy_.nearbyCandidatesPerFile);
+    const auto count = static_cast<std::int64_t>(neighbours.count());
+    const bool isCut = count > policy_.nearbyCandidatesPerFile;
     if (isCut) {
       wanted.block();
     }
-    if (!storedResultsMayTell(wanted)) {
-      // Then only a read can settle the file. If there can't be one, to go from candidate to candidate would
-      // gather the same doubts as a glance at all of them, and cost most of the search's time.
-      const unsigned states = isCut ? unsigned{BudgetedReads::unread} : statesOf(neighbours);
-      if ((states & BudgetedReads::unread) == 0 || reads_.isExhausted()) {
-        wanted.doubt(states);
-        return false;
+    if (storedResultsMayTell(wanted) || (isCut && !reads_.isExhausted())) {
+      return isSettledByNext(std::min(count, policy_.nearbyCandidatesPerFile), neighbours, wanted,
+                             [](CandidateIndex) { return true; });
+    }
+    // What is read already can't settle the file, it can only leave doubts, and their order doesn't matter.
+    // To judge each of thousands anew for every file would take most of the search's time.
+    if (!reads_.isExhausted()) {
+      Neighbours remaining = neighbours;
+      const std::size_t known = reads_.count();
+      if (isSettledByNext(count, remaining, wanted,
+                          [&](CandidateIndex candidate) { return !reads_.isAmongFirst(known, candidate); })) {
+        return true;
       }
     }
-    const std::int64_t allowed =
-        isCut ? policy_.nearbyCandidatesPerFile : static_cast<std::int64_t>(neighbours.count());
-    for (std::int64_t taken = 0; taken < allowed; ++taken) {
-      if (isSettledBy(neighbours.next(), wanted)) {
+    if (!isCut) {
+      wanted.doubt(statesOf(neighbours));
+    }
+    return false;
+  }
+
+  // Compares the file with the first `count` neighbours for which `isWanted` holds.
+  template <typename Predicate>
+  bool isSettledByNext(std::int64_t count, Neighbours& neighbours, Wanted& wanted,
+                       const Predicate& isWanted) {
+    for (; count > 0; --count) {
+      const std::optional<CandidateIndex> neighbour = neighbours.next(isWanted);
+      if (!neighbour) {
+        return false;
+      }
+      if (isSettledBy(*neighbour, wanted)) {
         return true;
       }
     }
