@@ -1,0 +1,285 @@
+#include "Platform/Linux/TrashFolder.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <ctime>
+#include <string_view>
+#include <utility>
+
+#include "Platform/Linux/TrashInfo.h"
+#include "TolvanderCore/SystemErrors.h"
+
+namespace tolvander::platform::linux_ {
+
+namespace {
+
+constexpr const char* sharedName = ".Trash";
+constexpr const char* filesName = "files";
+constexpr const char* infoName = "info";
+
+std::string userName() { return std::to_string(geteuid()); }
+std::string privateName() { return std::string(sharedName) + "-" + userName(); }
+std::string infoFileName(const std::string& item) { return item + std::string(trashInfoExtension); }
+
+std::optional<struct stat> statusOf(int folder, const std::string& name) {
+  struct stat status {};
+  if (fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    return std::nullopt;
+  }
+  return status;
+}
+
+bool isSame(const struct stat& one, const struct stat& other) {
+  return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+bool isOwnFolder(const struct stat& status) { return S_ISDIR(status.st_mode) && status.st_uid == geteuid(); }
+
+bool isSharedTrash(const std::optional<struct stat>& status) {
+  return status && S_ISDIR(status->st_mode) && (status->st_mode & S_ISVTX) != 0;
+}
+
+// Whether the folder of that descriptor is what `parent` has under `name`.
+bool isEntry(const PathDescriptor& folder, const PathDescriptor& parent, const std::string& name) {
+  struct stat status {};
+  const auto entry = statusOf(parent.number(), name);
+  return fstat(folder.number(), &status) == 0 && entry && isSame(status, *entry);
+}
+
+Descriptor openReadable(int parent, const char* name) {
+  return Descriptor(
+      uninterrupted([&] { return openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); }));
+}
+
+bool isMadeDurable(const Descriptor& descriptor) {
+  return descriptor && uninterrupted([&] { return fsync(descriptor.number()); }) == 0;
+}
+
+// A folder of this user, and the descriptor to it. Absent where there is none and none is to be made.
+std::optional<PathDescriptor> ownFolder(const PathDescriptor& parent, const std::string& name, bool create) {
+  const FileURL url = parent.url().appending(name);
+  if (create && mkdirat(parent.number(), name.c_str(), S_IRWXU) == 0) {
+    if (!isMadeDurable(openReadable(parent.number(), "."))) {
+      const int failure = errno;
+      unlinkat(parent.number(), name.c_str(), AT_REMOVEDIR);
+      throw PosixError(failure, "make durable", url);
+    }
+  } else if (create && errno != EEXIST) {
+    throw PosixError(errno, "create the folder", url);
+  }
+  const auto status = statusOf(parent.number(), name);
+  if (!status) {
+    return std::nullopt;
+  }
+  if (!isOwnFolder(*status)) {
+    throw PosixError(EPERM, "use the folder", url);
+  }
+  return parent.openDirectory(name);
+}
+
+// The "files" folder of the Trash `name`; absent where there is no such Trash, or only a part of one.
+std::optional<FileURL> filesFolderIn(const PathDescriptor& parent, const std::string& name, bool create) {
+  const auto trash = ownFolder(parent, name, create);
+  if (!trash || !ownFolder(*trash, infoName, create)) {
+    return std::nullopt;
+  }
+  const auto files = ownFolder(*trash, filesName, create);
+  return files ? std::optional(files->url()) : std::nullopt;
+}
+
+PathDescriptor openPath(const FileURL& url) {
+  if (url.path() == "/") {
+    return PathDescriptor::open(AT_FDCWD, "/", url);
+  }
+  return openPath(url.deletingLastPathComponent()).openDirectory(std::string(url.lastPathComponent()));
+}
+
+void writeAll(const Descriptor& file, std::string_view text, const FileURL& url) {
+  while (!text.empty()) {
+    const ssize_t count = uninterrupted([&] { return write(file.number(), text.data(), text.size()); });
+    if (count < 0) {
+      throw PosixError(errno, "write", url);
+    }
+    text.remove_prefix(static_cast<std::size_t>(count));
+  }
+}
+
+}  // namespace
+
+void renameWithoutReplacing(int from, const std::string& name, int to, const std::string& newName,
+                            const FileURL& url) {
+  if (renameat2(from, name.c_str(), to, newName.c_str(), RENAME_NOREPLACE) != 0) {
+    throw PosixError(errno, "rename without replacing", url);
+  }
+}
+
+FileURL TrashFolder::filesFolderAt(const FileURL& top, bool create) {
+  const PathDescriptor folder = openPath(top.standardized());
+  if (isSharedTrash(statusOf(folder.number(), sharedName))) {
+    try {
+      if (auto files = filesFolderIn(folder.openDirectory(sharedName), userName(), create)) {
+        return *std::move(files);
+      }
+    } catch (const PosixError&) {
+      // The administrator's folder can't be used, and the user's own has to do.
+    }
+  }
+  if (auto files = filesFolderIn(folder, privateName(), create)) {
+    return *std::move(files);
+  }
+  throw PosixError(ENOENT, "find the Trash of", top);
+}
+
+std::optional<FileURL> TrashFolder::filesFolderAround(const FileURL& place) {
+  for (FileURL url = place.standardized(); url.path() != "/"; url = url.deletingLastPathComponent()) {
+    const FileURL trash = url.deletingLastPathComponent();
+    const bool isShared = trash.lastPathComponent() == userName() &&
+                          trash.deletingLastPathComponent().lastPathComponent() == sharedName;
+    if (url.lastPathComponent() == filesName && (isShared || trash.lastPathComponent() == privateName())) {
+      if (!ofFiles(openPath(url))) {
+        throw PosixError(EPERM, "use the Trash", url);
+      }
+      return url;
+    }
+  }
+  return std::nullopt;
+}
+
+// The names are looked up from below, so that it doesn't matter what the path leads to by now.
+std::optional<TrashFolder> TrashFolder::ofFiles(const PathDescriptor& files) {
+  const FileURL trashURL = files.url().deletingLastPathComponent();
+  const FileURL parentURL = trashURL.deletingLastPathComponent();
+  const PathDescriptor trash = PathDescriptor::open(files.number(), "..", trashURL);
+  const PathDescriptor parent = PathDescriptor::open(trash.number(), "..", parentURL);
+  const PathDescriptor above =
+      PathDescriptor::open(parent.number(), "..", parentURL.deletingLastPathComponent());
+
+  const bool isPrivate = isEntry(trash, parent, privateName());
+  const bool isShared = isEntry(trash, parent, userName()) && isEntry(parent, above, sharedName) &&
+                        isSharedTrash(statusOf(above.number(), sharedName));
+  struct stat status {};
+  if ((!isPrivate && !isShared) || !isEntry(files, trash, filesName) || fstat(trash.number(), &status) != 0 ||
+      !isOwnFolder(status)) {
+    return std::nullopt;
+  }
+  Descriptor filesFolder = openReadable(files.number(), ".");
+  Descriptor infoFolder = openReadable(trash.number(), infoName);
+  if (!filesFolder || !infoFolder) {
+    return std::nullopt;
+  }
+  return TrashFolder(std::move(filesFolder), std::move(infoFolder), files.url(),
+                     isPrivate ? parentURL : parentURL.deletingLastPathComponent());
+}
+
+bool TrashFolder::isSameAs(const TrashFolder& other) const {
+  struct stat one {};
+  struct stat another {};
+  return fstat(files_.number(), &one) == 0 && fstat(other.files_.number(), &another) == 0 &&
+         isSame(one, another);
+}
+
+bool TrashFolder::takeIn(const PathDescriptor& from, const std::string& name, const std::string& newName) {
+  const FileURL item = from.url().appending(name);
+  try {
+    writeInfo(newName, item);
+  } catch (const PosixError& error) {
+    if (error.code() == EEXIST) {
+      return false;
+    }
+    throw;
+  }
+  try {
+    renameWithoutReplacing(from.number(), name, files_.number(), newName, item);
+  } catch (const PosixError& error) {
+    removeInfo(newName);
+    if (error.code() == EEXIST) {
+      return false;
+    }
+    throw;
+  }
+  return true;
+}
+
+void TrashFolder::rename(const std::string& name, const std::string& newName) {
+  const FileURL item = filesURL_.appending(name);
+  const bool hasInfo = statusOf(info_.number(), infoFileName(name)).has_value();
+  if (hasInfo) {
+    renameWithoutReplacing(info_.number(), infoFileName(name), info_.number(), infoFileName(newName), item);
+  }
+  if (renameat2(files_.number(), name.c_str(), files_.number(), newName.c_str(), RENAME_NOREPLACE) != 0) {
+    const int failure = errno;
+    if (hasInfo) {
+      renameat2(info_.number(), infoFileName(newName).c_str(), info_.number(), infoFileName(name).c_str(),
+                RENAME_NOREPLACE);
+    }
+    throw PosixError(failure, "rename without replacing", item);
+  }
+}
+
+// The info file goes last: a power loss that takes the change back must find it there.
+void TrashFolder::giveOut(const std::string& name, const PathDescriptor& to, const std::string& newName) {
+  renameWithoutReplacing(files_.number(), name, to.number(), newName, filesURL_.appending(name));
+  if (isMadeDurable(openReadable(to.number(), "."))) {
+    removeInfo(name);
+  }
+}
+
+void TrashFolder::remove(const std::string& name) {
+  if (unlinkat(files_.number(), name.c_str(), 0) != 0) {
+    throw PosixError(errno, "remove", filesURL_.appending(name));
+  }
+  if (isMadeDurable(files_)) {
+    removeInfo(name);
+  }
+}
+
+void TrashFolder::writeInfo(const std::string& name, const FileURL& item) {
+  const FileURL url = filesURL_.appending("../info").appending(infoFileName(name)).standardized();
+  const std::string fileName = infoFileName(name);
+  const Descriptor file(uninterrupted([&] {
+    return openat(info_.number(), fileName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                  S_IRUSR | S_IWUSR);
+  }));
+  if (!file) {
+    throw PosixError(errno, "create", url);
+  }
+  try {
+    const std::string top = top_.path() == "/" ? "/" : top_.path() + "/";
+    const std::string& path = item.path();
+    writeAll(file, trashInfoText(path.starts_with(top) ? path.substr(top.size()) : path, std::time(nullptr)),
+             url);
+    if (!isMadeDurable(file) || !isMadeDurable(info_)) {
+      throw PosixError(errno, "make durable", url);
+    }
+  } catch (...) {
+    unlinkat(info_.number(), fileName.c_str(), 0);
+    throw;
+  }
+}
+
+// Only what is an info file: a picture that somebody gave such a name stays. Its failing is no error, for the
+// item has left already.
+void TrashFolder::removeInfo(const std::string& name) {
+  const std::string fileName = infoFileName(name);
+  const Descriptor file(uninterrupted([&] {
+    return openat(info_.number(), fileName.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+  }));
+  std::array<char, 32> beginning{};
+  struct stat status {};
+  if (!file || fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    return;
+  }
+  const ssize_t size = uninterrupted([&] { return read(file.number(), beginning.data(), beginning.size()); });
+  const auto entry = statusOf(info_.number(), fileName);
+  if (size > 0 && isTrashInfo({beginning.data(), static_cast<std::size_t>(size)}) && entry &&
+      isSame(status, *entry)) {
+    unlinkat(info_.number(), fileName.c_str(), 0);
+  }
+}
+
+}  // namespace tolvander::platform::linux_

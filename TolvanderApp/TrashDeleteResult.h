@@ -1,0 +1,22 @@
+#pragma once
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "TolvanderCore/ManagedTrashRecord.h"
+#include "TolvanderCore/UUID.h"
+
+namespace tolvander::app {
+
+struct TrashDeleteResult {
+  std::set<UUID> deleted;  // records whose file is gone
+  // Records whose file has its claimed name now, because it could be neither deleted nor renamed back.
+  std::vector<ManagedTrashRecord> relocated;
+  std::vector<std::string> failures;  // original filenames of records that weren't deleted
+  bool cancelled = false;             // stopped early
+
+  friend bool operator==(const TrashDeleteResult&, const TrashDeleteResult&) = default;
+};
+
+}  // namespace tolvander::app

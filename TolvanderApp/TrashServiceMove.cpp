@@ -1,0 +1,113 @@
+#include <chrono>
+#include <exception>
+#include <optional>
+
+#include "TolvanderApp/TrashService.h"
+#include "TolvanderCore/Date.h"
+#include "TolvanderCore/UUID.h"
+
+namespace tolvander::app {
+
+namespace {
+
+Date now() {
+  return std::chrono::time_point_cast<std::chrono::nanoseconds>(std::chrono::system_clock::now());
+}
+
+}  // namespace
+
+// What is the same for all files of one move.
+struct TrashService::Move {
+  const FileURL& volumeURL;
+  const std::string& deviceIdentifier;
+  const std::string& volumeName;
+  const std::map<std::string, std::string>& assetIdentifiers;
+  const CancellationToken& token;
+};
+
+TrashMoveResult TrashService::moveToTrash(const std::vector<FingerprintedMediaFile>& files,
+                                          const FileURL& volumeURL, const std::string& deviceIdentifier,
+                                          const std::string& volumeName,
+                                          const std::map<std::string, std::string>& assetIdentifiers,
+                                          const CancellationToken& token) const {
+  const Move move{volumeURL, deviceIdentifier, volumeName, assetIdentifiers, token};
+  TrashMoveResult result;
+  for (const FingerprintedMediaFile& file : files) {
+    try {
+      token.throwIfCancelled();
+      result.records.push_back(moveOne(file, move, result.recoveryPaths));
+    } catch (const CancellationError&) {
+      result.cancelled = true;
+      break;
+    } catch (const std::exception&) {
+      result.failures.push_back(file.file.filename);
+    }
+  }
+  return result;
+}
+
+ManagedTrashRecord TrashService::moveOne(const FingerprintedMediaFile& file, const Move& move,
+                                         std::vector<std::string>& recoveryPaths) const {
+  const auto asset = move.assetIdentifiers.find(file.sourceFingerprint);
+  if (asset == move.assetIdentifiers.end() || asset->second.empty()) {
+    throw UnsafeTrashItem();
+  }
+  const OpenFile source = openFile(file.file.url, move.volumeURL);
+  source.verifyHash(file.sourceFingerprint, move.token);
+  const OpenDirectory trash = openDirectory(platform_.trashDirectory(move.volumeURL, true));
+  if (volumeIdentifier(trash.url()) != source.identity().volumeIdentifier) {
+    throw UnsafeTrashItem();
+  }
+  source.verifyName();
+  move.token.throwIfCancelled();
+
+  const std::optional<FileURL> resulting =
+      platform_.trashItem(source.parent().descriptor(), source.name(), trash.descriptor());
+  if (!resulting) {
+    recoveryPaths.push_back("macOS Trash: " + file.file.filename);
+    throw UnsafeTrashItem();
+  }
+  try {
+    const OpenFile moved = openFile(*resulting, trash.url());
+    moved.verifyHash(file.sourceFingerprint, move.token);
+    return {.id = UUID::random(),
+            .deviceIdentifier = move.deviceIdentifier,
+            .volumeName = move.volumeName,
+            .trashedPath = normalized(*resulting).path(),
+            .originalFilename = file.file.filename,
+            .fingerprint = file.sourceFingerprint,
+            .trashedAt = now(),
+            .originalPath = normalized(file.file.url).path(),
+            .trashDirectoryPath = trash.url().path(),
+            .identity = moved.identity(),
+            .photosAssetIdentifier = asset->second};
+  } catch (...) {
+    if (!restoreMovedEntry(*resulting, file.file.url)) {
+      recoveryPaths.push_back(resulting->path());
+    }
+    throw;
+  }
+}
+
+bool TrashService::restoreMovedEntry(const FileURL& movedURL, const FileURL& originalURL) const {
+  try {
+    const FileURL moved = normalized(movedURL);
+    const FileURL original = normalized(originalURL);
+    const FileURL folder = moved.deletingLastPathComponent();
+    if (!moved.isBelow(normalized(platform_.trashDirectory(folder, false)))) {
+      return false;
+    }
+    const OpenDirectory from = openDirectory(folder);
+    const OpenDirectory to = openDirectory(original.deletingLastPathComponent());
+    if (volumeIdentifier(from.url()) != volumeIdentifier(to.url())) {
+      return false;
+    }
+    platform_.renameExclusively(from.descriptor(), std::string(moved.lastPathComponent()), to.descriptor(),
+                                std::string(original.lastPathComponent()));
+    return true;
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+}  // namespace tolvander::app

@@ -1,0 +1,88 @@
+#include <exception>
+
+#include "TolvanderApp/TrashService.h"
+
+namespace tolvander::app {
+
+namespace {
+
+// A path as the history has it, which anybody may have edited.
+FileURL urlOfRecordedPath(const std::string& path) {
+  if (!path.starts_with('/') || path.find('\0') != std::string::npos) {
+    throw UnsafeTrashItem();
+  }
+  return FileURL(path);
+}
+
+}  // namespace
+
+TrashService::OpenFile TrashService::openRecord(const ManagedTrashRecord& record) const {
+  // Records of older versions lack what proves anything.
+  if (!record.trashDirectoryPath || !record.identity || !record.photosAssetIdentifier ||
+      record.photosAssetIdentifier->empty()) {
+    throw UnsafeTrashItem();
+  }
+  const FileURL trash = normalized(urlOfRecordedPath(*record.trashDirectoryPath));
+  if (normalized(platform_.trashDirectory(trash, false)) != trash) {
+    throw UnsafeTrashItem();
+  }
+  OpenFile file = openFile(urlOfRecordedPath(record.trashedPath), trash);
+  if (file.identity() != *record.identity) {
+    throw UnsafeTrashItem();
+  }
+  return file;
+}
+
+std::vector<ManagedTrashRecord> TrashService::availableRecords(
+    const std::vector<ManagedTrashRecord>& records) const {
+  std::vector<ManagedTrashRecord> available;
+  for (const ManagedTrashRecord& record : records) {
+    try {
+      openRecord(record);
+      available.push_back(record);
+    } catch (const std::exception&) {
+      continue;  // its file has gone or changed, or can't be reached now
+    }
+  }
+  return available;
+}
+
+TrashRestoreResult TrashService::restoreToOriginalLocations(
+    const std::vector<ManagedTrashRecord>& records) const {
+  TrashRestoreResult result;
+  for (const ManagedTrashRecord& record : records) {
+    try {
+      restoreOne(record);
+      result.restored.insert(record.id);
+    } catch (const std::exception&) {
+      result.failures.push_back(record.originalFilename);
+    }
+  }
+  return result;
+}
+
+void TrashService::restoreOne(const ManagedTrashRecord& record) const {
+  const OpenFile file = openRecord(record);
+  file.verifyHash(record.fingerprint, CancellationToken());
+  if (!record.originalPath) {
+    throw UnsafeTrashItem();
+  }
+  const FileURL target = normalized(urlOfRecordedPath(*record.originalPath));
+  const OpenDirectory directory = openDirectory(target.deletingLastPathComponent());
+  if (volumeIdentifier(directory.url()) != file.identity().volumeIdentifier) {
+    throw UnsafeTrashItem();
+  }
+  file.verifyName();
+  const std::string name(target.lastPathComponent());
+  platform_.renameExclusively(file.parent().descriptor(), file.name(), directory.descriptor(), name);
+  // No system renames an open file, only whatever bears its name. Something else that took the name at the
+  // last moment goes back into the Trash.
+  try {
+    file.verifyNameIn(directory, name);
+  } catch (...) {
+    platform_.renameExclusively(directory.descriptor(), name, file.parent().descriptor(), file.name());
+    throw;
+  }
+}
+
+}  // namespace tolvander::app
