@@ -33,9 +33,8 @@ std::vector<FileURL> volumeURLs(const std::vector<ConnectedDeviceSummary>& devic
 
 template <typename Summary>
 bool containsVolume(const std::vector<Summary>& summaries, const FileURL& standardizedURL) {
-  return std::ranges::any_of(summaries, [&](const Summary& summary) {
-    return summary.volumeURL.standardized() == standardizedURL;
-  });
+  return std::ranges::any_of(
+      summaries, [&](const Summary& summary) { return summary.volumeURL.standardized() == standardizedURL; });
 }
 
 template <typename Summary>
@@ -154,8 +153,8 @@ void AppModel::observeTheMachine() {
       [this](const FileURL& url) { tasks_.start(settleAndHandleMountedVolume(url)); },
       [this](const FileURL& url) { tasks_.start(handleUnmountedVolume(url)); }));
   observers_.push_back(platform_.application.observePrepareUninstall([this] { prepareUninstall(); }));
-  observers_.push_back(platform_.application.observeDidBecomeActive(
-      [this] { tasks_.start(refreshPermissionStatuses()); }));
+  observers_.push_back(
+      platform_.application.observeDidBecomeActive([this] { tasks_.start(refreshPermissionStatuses()); }));
 }
 
 Task<> AppModel::startUp(FirstSync firstSync) {
@@ -319,7 +318,7 @@ void AppModel::connectedDevicesDidChange(const std::vector<ConnectedDeviceSummar
 void AppModel::refreshMountedVolumes() {
   std::vector<RemovableVolumeSummary> summaries;
   for (const auto& volume : CameraVolumeDiscovery::mountedVolumes(platform_.volumes)) {
-    summaries.push_back({.volumeURL = volume.url, .displayName = displayName(volume)});
+    summaries.push_back({.volumeURL = volume.url, .displayName = CameraVolumeDiscovery::displayName(volume)});
   }
   sortByDisplayName(summaries);
   availableRemovableVolumes = std::move(summaries);
@@ -335,10 +334,9 @@ Task<> AppModel::refreshTrashCount() {
   try {
     auto reading = background([history = services_.history] { return history->trashRecords(); });
     auto records = co_await reading;
-    auto checking =
-        background([trash = trash_, authorized = authorizedTrashRecords(records)] {
-          return trash.availableRecords(authorized);
-        });
+    auto checking = background([trash = trash_, authorized = authorizedTrashRecords(records)] {
+      return trash.availableRecords(authorized);
+    });
     const auto available = co_await checking;
     deviceTrashSummaries = trashSummaries(available);
   } catch (const Error&) {

@@ -45,11 +45,11 @@ void AppModel::showAlbumReceipt(std::string message) {
 }
 
 Task<bool> AppModel::askToBackfill(std::string albumName) {
-  auto question = platform_.dialogs.ask(
-      {.style = Alert::Style::informational,
-       .message = "Add previously synced items to " + albumName + "?",
-       .informativeText = "Adds existing Photos items without importing duplicates.",
-       .buttons = {"Add Items", "Not Now"}});
+  auto question =
+      platform_.dialogs.ask({.style = Alert::Style::informational,
+                             .message = "Add previously synced items to " + albumName + "?",
+                             .informativeText = "Adds existing Photos items without importing duplicates.",
+                             .buttons = {"Add Items", "Not Now"}});
   const auto answer = co_await question;
   co_return answer == 0;
 }
@@ -129,7 +129,8 @@ Task<> AppModel::performRecordedAlbumUpdate(std::optional<std::string> fromAlbum
     }
     if (fromAlbum && !fromAlbum->empty()) {
       const auto members = photos->assetIdentifiers(*fromAlbum);
-      std::erase_if(identifiers, [&](const std::string& identifier) { return !members.contains(identifier); });
+      std::erase_if(identifiers,
+                    [&](const std::string& identifier) { return !members.contains(identifier); });
     }
     return photos->addAssets(identifiers, toAlbum, token);
   });
@@ -165,13 +166,13 @@ void AppModel::presentCreateAlbum() {
 Task<> AppModel::askForAlbum() {
   std::exception_ptr failure;
   try {
-    auto prompt = platform_.dialogs.askForText(
-        {.alert = {.style = Alert::Style::informational,
-                   .message = "Create a Photos album",
-                   .informativeText = "Enter a name for the new album.",
-                   .buttons = {"Create Album", "Cancel"}},
-         .placeholder = "Album name",
-         .text = suggestedAlbumName()});
+    auto prompt =
+        platform_.dialogs.askForText({.alert = {.style = Alert::Style::informational,
+                                                .message = "Create a Photos album",
+                                                .informativeText = "Enter a name for the new album.",
+                                                .buttons = {"Create Album", "Cancel"}},
+                                      .placeholder = "Album name",
+                                      .text = suggestedAlbumName()});
     const auto answer = co_await prompt;
     const std::string name = trimmed(answer.value_or(""));
     if (!name.empty() && !syncCancellationRequested_) {
@@ -196,9 +197,8 @@ Task<> AppModel::createAlbum(std::string name) {
   }
   const std::string before = trimmed(settings().albumName());
   const bool movesOver = std::ranges::count(availableAlbumNames.value(), before) > 0;
-  auto creating = background([photos = photos_, name](const CancellationToken& token) {
-    photos->createAlbum(name, token);
-  });
+  auto creating = background(
+      [photos = photos_, name](const CancellationToken& token) { photos->createAlbum(name, token); });
   co_await creating;
   settings().setAlbumName(name);
   settings().setAddToAlbum(true);

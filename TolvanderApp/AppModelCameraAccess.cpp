@@ -45,13 +45,14 @@ Task<> AppModel::discoverConnectedDevices() {
     connectedDevices = {};
     if (!isSyncing && !lastError->has_value()) {
       statusMessage = photosPermissionStatus != PhotosPermissionStatus::authorized ? "Photos access needed"
-                                                                                  : statusWithoutProfiles();
+                                                                                   : statusWithoutProfiles();
     }
     co_return;
   }
   std::vector<ConnectedDeviceSummary> devices;
   std::vector<std::exception_ptr> failures;
-  const auto mounted = attempt([&] { return CameraVolumeDiscovery::mountedURLs(platform_.volumes); }, failures);
+  const auto mounted =
+      attempt([&] { return CameraVolumeDiscovery::mountedURLs(platform_.volumes); }, failures);
   for (const auto& url : mounted) {
     try {
       auto detecting = detectConnectedCamera(url, settings().authorizedDeviceProfiles());
@@ -90,9 +91,10 @@ Task<std::optional<DetectedDevice>> AppModel::detectConnectedCamera(FileURL volu
   if (authorized.empty() || !isStillMounted(volumeURL)) {
     co_return std::nullopt;
   }
-  auto detecting = background([volumeURL, authorized = std::move(authorized)](const CancellationToken& token) {
-    return MountedVolumeMediaSource().detect(volumeURL, authorized, token);
-  });
+  auto detecting =
+      background([volumeURL, authorized = std::move(authorized)](const CancellationToken& token) {
+        return MountedVolumeMediaSource().detect(volumeURL, authorized, token);
+      });
   auto device = co_await detecting;
   if (!isStillMounted(volumeURL)) {
     co_return std::nullopt;

@@ -43,8 +43,7 @@ std::string deletedButNotRecorded(std::size_t deleted) {
 
 Alert moveQuestion(std::size_t count, const std::string& deviceName) {
   return {.style = Alert::Style::informational,
-          .message =
-              "Move " + std::to_string(count) + " synced file" + plural(count) + " to macOS Trash?",
+          .message = "Move " + std::to_string(count) + " synced file" + plural(count) + " to macOS Trash?",
           .informativeText = "Files from “" + deviceName +
                              "” can be restored in Finder until Trash is emptied. Keep on Camera changes "
                              "nothing.",
@@ -90,7 +89,8 @@ bool allExist(const Records& records, const std::set<std::string>& existing) {
 
 std::vector<std::string> values(const std::map<std::string, std::string>& assets) {
   std::vector<std::string> identifiers;
-  std::ranges::transform(assets, std::back_inserter(identifiers), [](const auto& entry) { return entry.second; });
+  std::ranges::transform(assets, std::back_inserter(identifiers),
+                         [](const auto& entry) { return entry.second; });
   return identifiers;
 }
 
@@ -104,6 +104,7 @@ std::vector<std::string> assetIdentifiers(const Records& records) {
   return identifiers;
 }
 
+// A volume without a UUID is imported from and never managed in the Trash.
 std::optional<std::string> volumeUUID(const FileURL& volume) {
   try {
     return volumeResourceValues(volume).uuid;
@@ -150,8 +151,8 @@ void AppModel::requireCleanupAccess(const FileURL& volume, const CancellationTok
   const auto profiles =
       securityScopedAccess_.authorizedProfiles(volume, settings().authorizedDeviceProfiles());
   const bool isTheSame = uuid && std::ranges::any_of(profiles, [&](const DeviceProfile& profile) {
-    return profile.matchRules.volumeUUID == uuid;
-  });
+                           return profile.matchRules.volumeUUID == uuid;
+                         });
   if (!isTheSame) {
     throwNoPermission();
   }
@@ -204,11 +205,13 @@ Task<AppModel::CleanupOutcome> AppModel::moveToTrash(std::vector<FingerprintedMe
   const CancellationToken token = co_await current;
   refreshSecurityScopedAccess();
   requireCleanupAccess(device.volumeURL, token);
-  auto proving = background([history = services_.history, photos = photos_, files](const CancellationToken& stop) {
-    auto assets = recordedAssets(files, history->records());
-    const bool areAllInLibrary = allExist(files, assets, photos->existingAssetIdentifiers(values(assets), stop));
-    return areAllInLibrary ? std::optional(std::move(assets)) : std::nullopt;
-  });
+  auto proving =
+      background([history = services_.history, photos = photos_, files](const CancellationToken& stop) {
+        auto assets = recordedAssets(files, history->records());
+        const bool areAllInLibrary =
+            allExist(files, assets, photos->existingAssetIdentifiers(values(assets), stop));
+        return areAllInLibrary ? std::optional(std::move(assets)) : std::nullopt;
+      });
   auto assets = co_await proving;
   if (!assets) {
     showFailure("Some newly imported items no longer appear in Photos. The camera originals were kept.");
@@ -216,10 +219,10 @@ Task<AppModel::CleanupOutcome> AppModel::moveToTrash(std::vector<FingerprintedMe
   }
   requireCleanupAccess(device.volumeURL, token);
   statusMessage = "Moving synced files to Trash…";
-  auto moving = background([trash = trash_, files = std::move(files), device, assets = std::move(*assets)](
-                               const CancellationToken& stop) {
-    return trash.moveToTrash(files, device.volumeURL, deviceIdentifier(device), device.displayName, assets,
-                             stop);
+  auto moving = background([trash = trash_, files = std::move(files), device,
+                            assets = std::move(*assets)](const CancellationToken& stop) {
+    return trash.moveToTrash(files, device.volumeURL, volumeUUID(device.volumeURL).value_or(""),
+                             device.displayName, assets, stop);
   });
   const TrashMoveResult result = co_await moving;
   record(DiagnosticLog::Event::cleanupFinished,
@@ -389,7 +392,8 @@ Task<> AppModel::finishDelete(TrashDeleteResult result, std::string deviceName, 
   co_await trashCount;
   if (!result.failures.empty()) {
     showFailure(
-        "Some tracked files could not be cleared. Remaining files are still in macOS Trash and can be managed "
+        "Some tracked files could not be cleared. Remaining files are still in macOS Trash and can be "
+        "managed "
         "in Finder.");
     statusMessage = "Cleanup needs attention";
   } else if (result.cancelled || syncCancellationRequested_ || token.isCancelled()) {

@@ -7,12 +7,12 @@ namespace tolvander::app {
 void AppModel::requestPhotosAccess() {
   const auto request = PermissionService::standardPhotosAccessRequest(
       platform_.photoLibrary, *services_.diagnosticLog, platform_.mainThread, {});
-  PermissionService::requestPhotosAccess(
-      request, platform_.mainThread, [weak = weak_from_this()](PhotosPermissionStatus status) {
-        if (const auto model = weak.lock()) {
-          model->tasks_.start(model->photosAccessWasAnswered(status));
-        }
-      });
+  PermissionService::requestPhotosAccess(request, platform_.mainThread,
+                                         [weak = weak_from_this()](PhotosPermissionStatus status) {
+                                           if (const auto model = weak.lock()) {
+                                             model->tasks_.start(model->photosAccessWasAnswered(status));
+                                           }
+                                         });
 }
 
 Task<> AppModel::photosAccessWasAnswered(PhotosPermissionStatus status) {

@@ -85,15 +85,14 @@ Task<> AppModel::reviewConnectedCameras() {
     if (!device) {
       continue;
     }
-    auto reviewing = background([coordinator = coordinator(*device, token),
-                                 device = *device](const CancellationToken& stop) {
-      const bool isCharmera = device.profile.kind == DeviceProfile::Kind::charmera;
-      return coordinator.review(device.files, isCharmera, true, stop);
-    });
+    auto reviewing = background(
+        [coordinator = coordinator(*device, token), device = *device](const CancellationToken& stop) {
+          const bool isCharmera = device.profile.kind == DeviceProfile::Kind::charmera;
+          return coordinator.review(device.files, isCharmera, true, stop);
+        });
     auto review = co_await reviewing;
-    libraryReviews.update([&](auto& reviews) {
-      reviews.push_back({.device = *device, .review = std::move(review)});
-    });
+    libraryReviews.update(
+        [&](auto& reviews) { reviews.push_back({.device = *device, .review = std::move(review)}); });
   }
   token.throwIfCancelled();
   presentReviews();
@@ -129,10 +128,9 @@ void AppModel::rememberVerifiedMatches(DeviceLibraryReview review) {
 Task<> AppModel::remember(DeviceLibraryReview review) {
   auto current = currentToken();
   const CancellationToken token = co_await current;
-  auto remembering = background([coordinator = coordinator(review.device, token),
-                                 review = review.review](const CancellationToken& stop) {
-    coordinator.rememberRecognizedImports(review, stop);
-  });
+  auto remembering =
+      background([coordinator = coordinator(review.device, token), review = review.review](
+                     const CancellationToken& stop) { coordinator.rememberRecognizedImports(review, stop); });
   std::exception_ptr failure;
   try {
     co_await remembering;
@@ -166,7 +164,8 @@ Task<> AppModel::askToRestore(DeviceLibraryReview review) {
            "Import " + std::to_string(count) + " camera item" + (count == 1 ? "" : "s") + " into Photos?",
        .informativeText =
            "This includes items previously removed from Photos. Tolvander will check again, then import only "
-           "unmatched camera originals. Camera files and existing Photos items stay untouched. Recognition is "
+           "unmatched camera originals. Camera files and existing Photos items stay untouched. Recognition "
+           "is "
            "bounded and may miss some existing copies.",
        .buttons = {"Import Missing Items", "Cancel"}});
   const auto answer = co_await question;

@@ -159,8 +159,8 @@ void AppModel::scheduleCompletionExpiry() {
   const StatusReceipt& receipt = *statusReceipt.value();
   const Seconds age = platform_.mainThread.wallNow() - receipt.completedAt;
   const Seconds delay = std::max(receipt.minimumDisplayDuration - age, Seconds(0));
-  statusReceiptTask_ = tasks_.start(
-      expireReceipt(std::chrono::ceil<std::chrono::nanoseconds>(delay), receipt.id));
+  statusReceiptTask_ =
+      tasks_.start(expireReceipt(std::chrono::ceil<std::chrono::nanoseconds>(delay), receipt.id));
 }
 
 Task<> AppModel::expireReceipt(std::chrono::nanoseconds delay, UUID receiptID) {
@@ -178,9 +178,9 @@ void AppModel::showCompletionIndicator(std::optional<Seconds> clearAfter) {
   }
   showsCompletionCheckmark = true;
   if (clearAfter) {
-    statusReceipt.update([&](auto& receipt) {
-      receipt->minimumDisplayDuration = std::max(receipt->minimumDisplayDuration, *clearAfter);
-    });
+    StatusReceipt receipt = *statusReceipt.value();
+    receipt.minimumDisplayDuration = std::max(receipt.minimumDisplayDuration, *clearAfter);
+    statusReceipt = std::move(receipt);
   }
   scheduleCompletionExpiry();
 }
@@ -243,7 +243,9 @@ void AppModel::showDeniedVolume(const std::string& volumeName) {
 
 bool AppModel::isVolumeMounted(const std::string& name) const {
   const auto volumes = CameraVolumeDiscovery::mountedVolumes(platform_.volumes);
-  return std::ranges::any_of(volumes, [&](const MountedVolume& volume) { return displayName(volume) == name; });
+  return std::ranges::any_of(volumes, [&](const MountedVolume& volume) {
+    return CameraVolumeDiscovery::displayName(volume) == name;
+  });
 }
 
 void AppModel::showFailure(std::string message) {

@@ -15,9 +15,7 @@ namespace tolvander::app {
 
 namespace {
 
-bool isCharmera(const DetectedDevice& device) {
-  return device.profile.kind == DeviceProfile::Kind::charmera;
-}
+bool isCharmera(const DetectedDevice& device) { return device.profile.kind == DeviceProfile::Kind::charmera; }
 
 std::string importingStatus(std::int64_t completed, std::int64_t total) {
   return std::to_string(completed) + " of " + std::to_string(total) + " synced…";
@@ -317,9 +315,8 @@ SyncCoordinator AppModel::coordinator(const DetectedDevice& device, const Cancel
     requireLibraryAccess();
   };
   const auto import = std::make_shared<CameraImport>(
-      CameraImport::Services{.mediaStaging = services_.mediaStaging,
-                             .photos = photos_,
-                             .history = services_.history},
+      CameraImport::Services{
+          .mediaStaging = services_.mediaStaging, .photos = photos_, .history = services_.history},
       importObserver(), requireLibraryAccess,
       [&mainThread = platform_.mainThread] { return mainThread.wallNow(); });
   return SyncCoordinator(
@@ -329,10 +326,9 @@ SyncCoordinator AppModel::coordinator(const DetectedDevice& device, const Cancel
            [token](const std::vector<CameraMediaFile>& files, bool confidentlyRecognizedAsCharmera) {
              return MediaFingerprintStage::fingerprint(files, confidentlyRecognizedAsCharmera, token);
            },
-       .reconcile =
-           [photos = photos_, token](const std::vector<FingerprintedMediaFile>& files, bool broader) {
-             return photos->reconcileExisting(files, broader, token);
-           },
+       .reconcile = [photos = photos_, token](
+                        const std::vector<FingerprintedMediaFile>& files,
+                        bool broader) { return photos->reconcileExisting(files, broader, token); },
        .existingIdentifiers =
            [photos = photos_, token](const std::vector<std::string>& identifiers) {
              return photos->existingAssetIdentifiers(identifiers, token);
@@ -343,17 +339,17 @@ SyncCoordinator AppModel::coordinator(const DetectedDevice& device, const Cancel
                            bool confidentlyRecognizedAsCharmera) {
              return import->importNewFiles(files, confidentlyRecognizedAsCharmera, std::nullopt, token);
            },
-       .addToAlbum =
-           [photos = photos_, token](const std::vector<std::string>& identifiers, const std::string& album) {
-             photos->addAssets(identifiers, album, token);
-           },
-       .phase = [weak = weak_from_this(), &mainThread = platform_.mainThread](const SyncPhase& phase) {
-         mainThread.post([weak, phase] {
-           if (const auto model = weak.lock()) {
-             model->setSyncPhase(phase);
-           }
-         });
-       }});
+       .addToAlbum = [photos = photos_, token](
+                         const std::vector<std::string>& identifiers,
+                         const std::string& album) { photos->addAssets(identifiers, album, token); },
+       .phase =
+           [weak = weak_from_this(), &mainThread = platform_.mainThread](const SyncPhase& phase) {
+             mainThread.post([weak, phase] {
+               if (const auto model = weak.lock()) {
+                 model->setSyncPhase(phase);
+               }
+             });
+           }});
 }
 
 CameraImport::Observer AppModel::importObserver() {
@@ -363,7 +359,10 @@ CameraImport::Observer AppModel::importObserver() {
       return model ? function(*model) : false;
     });
   };
-  return {.mayGoOn = [callModel] { return callModel([](const AppModel& model) { return !model.syncCancellationRequested_; }); },
+  return {.mayGoOn =
+              [callModel] {
+                return callModel([](const AppModel& model) { return !model.syncCancellationRequested_; });
+              },
           .progress =
               [callModel](std::int64_t completed, std::int64_t total) {
                 return callModel([completed, total](AppModel& model) {
@@ -374,8 +373,7 @@ CameraImport::Observer AppModel::importObserver() {
 
 bool AppModel::showImportProgress(std::int64_t completed, std::int64_t total) {
   syncPhase = SyncPhase::importing(completed, total);
-  statusMessage =
-      syncCancellationRequested_ ? "Finishing before eject…" : importingStatus(completed, total);
+  statusMessage = syncCancellationRequested_ ? "Finishing before eject…" : importingStatus(completed, total);
   return !syncCancellationRequested_;
 }
 

@@ -29,10 +29,12 @@ std::vector<std::string> sourceFingerprints(const MediaImportTransaction::Batch&
 }
 
 FingerprintedMediaFile importedFile(const PreparedMediaFile& file) {
-  FingerprintedMediaFile imported{.file = file.sourceFile};
-  imported.sourceFingerprint = file.sourceFingerprint;
-  imported.mediaPayloadFingerprint = file.mediaPayloadFingerprint;
-  return imported;
+  return {.file = file.sourceFile,
+          .sourceFingerprint = file.sourceFingerprint,
+          .mediaPayloadFingerprint = file.mediaPayloadFingerprint,
+          .captureDate = std::nullopt,
+          .metadata = std::nullopt,
+          .pendingProcessedFingerprint = std::nullopt};
 }
 
 }  // namespace
@@ -67,9 +69,11 @@ std::vector<FingerprintedMediaFile> CameraImport::importNewFiles(
   return imported;
 }
 
-std::vector<FingerprintedMediaFile> CameraImport::importPreparedBatch(
-    const PreparedMediaBatch& batch, const std::optional<std::string>& album,
-    std::int64_t completedBeforeBatch, std::int64_t total, const CancellationToken& token) const {
+std::vector<FingerprintedMediaFile> CameraImport::importPreparedBatch(const PreparedMediaBatch& batch,
+                                                                      const std::optional<std::string>& album,
+                                                                      std::int64_t completedBeforeBatch,
+                                                                      std::int64_t total,
+                                                                      const CancellationToken& token) const {
   if (!observer_.mayGoOn()) {
     return {};
   }

@@ -19,14 +19,23 @@ bool holds(const FileURL& volume, const FileURL& url) {
 
 }  // namespace
 
+std::vector<MountedVolume> CameraVolumeDiscovery::mountedVolumes(const Volumes& volumes) {
+  std::vector<MountedVolume> mounted = volumes.mountedVolumes();
+  std::erase_if(mounted, [](const MountedVolume& volume) { return !couldBeACamera(volume); });
+  return mounted;
+}
+
 std::vector<FileURL> CameraVolumeDiscovery::mountedURLs(const Volumes& volumes) {
   std::vector<FileURL> urls;
-  for (const MountedVolume& volume : volumes.mountedVolumes()) {
-    if (couldBeACamera(volume)) {
-      urls.push_back(volume.url);
-    }
+  for (const MountedVolume& volume : mountedVolumes(volumes)) {
+    urls.push_back(volume.url);
   }
   return urls;
+}
+
+std::string CameraVolumeDiscovery::displayName(const MountedVolume& volume) {
+  return volume.values && volume.values->name ? *volume.values->name
+                                              : std::string(volume.url.lastPathComponent());
 }
 
 bool CameraVolumeDiscovery::isStillMounted(const FileURL& url, const Volumes& volumes) {

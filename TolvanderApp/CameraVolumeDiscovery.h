@@ -18,7 +18,13 @@ class CameraVolumeDiscovery {
   // The removable or ejectable volumes that are mounted on this machine, as `volumes` lists them. The
   // system's own disks, network shares, and volumes whose values can't be read are none. Throws what
   // `volumes` throws.
+  static std::vector<MountedVolume> mountedVolumes(const Volumes& volumes);
+
+  // Where these are mounted.
   static std::vector<FileURL> mountedURLs(const Volumes& volumes);
+
+  // What a volume is called: its name, or the last component of its path where it has none.
+  static std::string displayName(const MountedVolume& volume);
 
   // Whether mountedURLs has the URL, however it is spelt. Throws likewise.
   static bool isStillMounted(const FileURL& url, const Volumes& volumes);

@@ -29,9 +29,12 @@ std::string lowercasedExtension(const CameraMediaFile& file) {
 }
 
 FingerprintedMediaFile withSource(const CameraMediaFile& file, std::string sourceFingerprint) {
-  FingerprintedMediaFile result{.file = file};
-  result.sourceFingerprint = std::move(sourceFingerprint);
-  return result;
+  return {.file = file,
+          .sourceFingerprint = std::move(sourceFingerprint),
+          .mediaPayloadFingerprint = std::nullopt,
+          .captureDate = std::nullopt,
+          .metadata = std::nullopt,
+          .pendingProcessedFingerprint = std::nullopt};
 }
 
 std::optional<MediaMetadata> pictureMetadata(std::span<const std::byte> bytes) {
@@ -41,7 +44,8 @@ std::optional<MediaMetadata> pictureMetadata(std::span<const std::byte> bytes) {
   }
   return MediaMetadata{.kind = MediaMetadata::Kind::image,
                        .pixelWidth = properties->pixelWidth,
-                       .pixelHeight = properties->pixelHeight};
+                       .pixelHeight = properties->pixelHeight,
+                       .duration = std::nullopt};
 }
 
 // A picture whose structure can't be read is still known by its bytes.

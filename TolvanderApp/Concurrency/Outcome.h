@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <functional>
+#include <optional>
 #include <type_traits>
 #include <utility>
 #include <variant>
@@ -23,9 +24,9 @@ class Outcome {
     try {
       if constexpr (std::is_void_v<T>) {
         std::invoke(std::forward<Function>(function));
-        return Outcome();
+        return Outcome(Value());
       } else {
-        return Outcome(Kept(std::in_place_index<1>, std::invoke(std::forward<Function>(function))));
+        return Outcome(std::invoke(std::forward<Function>(function)));
       }
     } catch (...) {
       error = std::current_exception();
@@ -33,32 +34,31 @@ class Outcome {
     return failure(std::move(error));
   }
 
-  static Outcome failure(std::exception_ptr error) {
-    return Outcome(Kept(std::in_place_index<2>, std::move(error)));
-  }
+  static Outcome failure(std::exception_ptr error) { return Outcome(std::move(error)); }
 
-  bool isFailure() const { return kept_.index() == 2; }
+  bool isFailure() const { return error_ != nullptr; }
 
   // Gives the value away, or throws the exception. Once.
   T take() {
-    Kept kept = std::exchange(kept_, Kept());
-    if (auto* error = std::get_if<2>(&kept)) {
-      std::rethrow_exception(std::move(*error));
+    if (error_) {
+      std::rethrow_exception(std::exchange(error_, nullptr));
     }
+    precondition(value_.has_value(), "an outcome is taken once");
+    Value value = *std::exchange(value_, std::nullopt);
     if constexpr (!std::is_void_v<T>) {
-      precondition(kept.index() == 1, "an outcome is taken once");
-      return std::move(std::get<1>(kept));
+      return value;
     }
   }
 
  private:
   using Value = std::conditional_t<std::is_void_v<T>, std::monostate, T>;
-  using Kept = std::variant<std::monostate, Value, std::exception_ptr>;
 
-  Outcome() = default;
-  explicit Outcome(Kept kept) : kept_(std::move(kept)) {}
+  explicit Outcome(Value value) : value_(std::move(value)) {}
+  explicit Outcome(std::exception_ptr error) : error_(std::move(error)) {}
 
-  Kept kept_;
+  // Of the two, one; none once it was taken.
+  std::optional<Value> value_;
+  std::exception_ptr error_;
 };
 
 }  // namespace tolvander::app

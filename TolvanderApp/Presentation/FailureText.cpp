@@ -33,4 +33,12 @@ std::string failureText(const std::exception& error) {
   return printable(own != nullptr ? own->description().value_or(own->what()) : error.what());
 }
 
+std::string failureText(const std::exception_ptr& failure) {
+  try {
+    std::rethrow_exception(failure);
+  } catch (const std::exception& error) {
+    return failureText(error);
+  }
+}
+
 }  // namespace tolvander::app

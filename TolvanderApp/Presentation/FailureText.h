@@ -9,4 +9,7 @@ namespace tolvander::app {
 // can't be planned, else the error's diagnostic text. Can be shown on a terminal whatever a file is called.
 std::string failureText(const std::exception& error);
 
+// The same of a failure that was kept. It must not be null.
+std::string failureText(const std::exception_ptr& failure);
+
 }  // namespace tolvander::app
