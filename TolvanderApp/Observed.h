@@ -1,9 +1,12 @@
 #pragma once
 
 #include <functional>
+#include <list>
+#include <memory>
 #include <utility>
 
 #include "TolvanderApp/ChangeNotifier.h"
+#include "TolvanderApp/Concurrency/Subscription.h"
 
 namespace tolvander::app {
 
@@ -27,6 +30,9 @@ class Observed {
     if (didSet_) {
       didSet_(oldValue);
     }
+    for (const auto& observer : std::list(*observers_)) {
+      observer(value_);
+    }
     return *this;
   }
 
@@ -38,15 +44,26 @@ class Observed {
     *this = std::move(value);
   }
 
+  // For those who must not miss a value that lasts for a moment only, as the notifier lets them. The observer
+  // is called after each assignment, before it returns, and must not assign.
+  Subscription observe(std::function<void(const T& value)> observer) {
+    const auto place = observers_->insert(observers_->end(), std::move(observer));
+    return Subscription([observers = observers_, place] { observers->erase(place); });
+  }
+
   const T& value() const { return value_; }
   operator const T&() const { return value_; }  // reads as the value, as a plain field does
   const T* operator->() const { return &value_; }
   const T& operator*() const { return value_; }
 
  private:
+  using Observers = std::list<std::function<void(const T& value)>>;
+
   ChangeNotifier& notifier_;
   T value_;
   Action didSet_;
+  std::shared_ptr<Observers> observers_ =
+      std::make_shared<Observers>();  // a subscription may outlive the field
 };
 
 }  // namespace tolvander::app
