@@ -16,8 +16,8 @@ namespace tolvander::app::AppDiagnostics {
 DiagnosticLog::Metrics launchMetrics(const ApplicationVersion& application,
                                      const OperatingSystemVersion& system);
 
-// For `syncPhaseChanged`: "imported" and "total" while files are imported, and otherwise one key with the value
-// 1 that tells the phase.
+// For `syncPhaseChanged`: "imported" and "total" while files are imported, and otherwise one key with the
+// value 1 that tells the phase.
 DiagnosticLog::Metrics phaseMetrics(const SyncPhase& phase);
 
 // For `operationFailed`: "error_code"; one of "cocoa", "posix", "photokit" and "other_domain" with the value
