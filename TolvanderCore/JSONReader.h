@@ -42,7 +42,7 @@ class JSONValue {
   std::int64_t integer() const;
   std::uint64_t unsignedInteger() const;
   bool boolean() const;
-  double number() const;  // the nearest to what is written; a whole number up to 64 bits wide is one too
+  double number() const;     // the nearest to what is written; a whole number up to 64 bits wide is one too
   Date iso8601Date() const;  // the form of ISO8601.h; the nearest date that a Date can reach
   UUID uuid() const;
   std::vector<std::byte> base64Bytes() const;

@@ -1,5 +1,6 @@
 #include "Tests/Support/PrivateBus.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -23,14 +24,32 @@ std::string configuration(const std::string& address) {
          "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n";
 }
 
+// What the bus says at its start and end is of no interest.
+class QuietErrors {
+ public:
+  QuietErrors() {
+    posix_spawn_file_actions_init(&actions_);
+    posix_spawn_file_actions_addopen(&actions_, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+  }
+  ~QuietErrors() { posix_spawn_file_actions_destroy(&actions_); }
+  QuietErrors(const QuietErrors&) = delete;
+  QuietErrors& operator=(const QuietErrors&) = delete;
+
+  const posix_spawn_file_actions_t* actions() const { return &actions_; }
+
+ private:
+  posix_spawn_file_actions_t actions_{};
+};
+
 // Starts the bus, which tells its address on `output` as soon as one can connect.
 pid_t startDaemon(const FileURL& configurationFile, int output) {
   const std::string configurationArgument = "--config-file=" + configurationFile.path();
   const std::string addressArgument = "--print-address=" + std::to_string(output);
   const std::array<const char*, 5> arguments = {program, "--nofork", configurationArgument.c_str(),
                                                 addressArgument.c_str(), nullptr};
+  const QuietErrors quiet;
   pid_t process = -1;
-  if (posix_spawnp(&process, program, nullptr, nullptr, const_cast<char* const*>(arguments.data()),
+  if (posix_spawnp(&process, program, quiet.actions(), nullptr, const_cast<char* const*>(arguments.data()),
                    environ) != 0) {
     throw std::runtime_error("the bus can't be started");
   }
