@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "Platform/Linux/EventLoop.h"
 #include "Platform/Linux/LinuxVolumes.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Tests/Support/VolumeRig.h"
@@ -20,6 +21,7 @@ namespace {
 
 using app::CameraVolumeDiscovery;
 using platform::linux_::DescriptorWatcher;
+using platform::linux_::EventLoop;
 using platform::linux_::LinuxVolumes;
 using Strings = std::vector<std::string>;
 
@@ -175,6 +177,26 @@ TEST_P(MountEvents, areNotCausedByWhatIsNoVolume) {
       umount2(folder.url().path().c_str(), MNT_DETACH);
     }
     EXPECT_EQ(told.after(0), Strings{});
+  });
+}
+
+TEST_P(MountEvents, wakeASleepingLoopAndNothingElseDoes) {
+  inVolumeRig([](VolumeRig& rig) {
+    const FileURL card = rig.plugIn(GetParam(), "CARD");
+    EventLoop loop;
+    LinuxVolumes volumes(loop);
+    Strings events;
+    const auto subscription = volumes.observeMounts(
+        [&](const FileURL& url) {
+          events.push_back("mounted " + url.path());
+          loop.stop();
+        },
+        [](const FileURL&) {});
+    const FileURL place = rig.mount(card);
+    const auto deadline = loop.postAfter(std::chrono::seconds(60), [&] { loop.stop(); });
+    loop.run();
+    EXPECT_EQ(events, Strings{"mounted " + place.path()});
+    EXPECT_LE(loop.wakeUpCount(), 3U) << "the event, the stop, and one that is to spare";
   });
 }
 
