@@ -219,13 +219,12 @@ app::Subscription LinuxVolumes::observeMounts(Observer onMount, Observer onUnmou
 }
 
 std::string LinuxVolumes::source(const FileURL& volumeURL) const {
-  const FileURL place = volumeURL.resolvingSymlinks();
-  for (const Mount& mount : MountTable::read(sources_.mountTable).visible()) {
-    if (mount.place == place) {
-      return mount.source;
-    }
+  const std::vector<Mount> mounts = MountTable::read(sources_.mountTable).visible();
+  auto mount = std::ranges::find(mounts, volumeURL.standardized(), &Mount::place);
+  if (mount == mounts.end()) {  // only a chosen folder's links are followed: a share might not answer
+    mount = std::ranges::find(mounts, volumeURL.resolvingSymlinks(), &Mount::place);
   }
-  return "";
+  return mount != mounts.end() ? mount->source : "";
 }
 
 }  // namespace tolvander::platform::linux_

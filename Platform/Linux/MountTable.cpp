@@ -149,7 +149,7 @@ MountTable MountTable::parse(std::string_view text) {
   return MountTable(std::move(mounts));
 }
 
-const Mount* MountTable::withNumber(std::uint64_t number) const {
+const Mount* MountTable::withNumber(std::uint64_t number) const& {
   const auto found = std::ranges::find(mounts_, number, &Mount::number);
   return found != mounts_.end() ? &*found : nullptr;
 }

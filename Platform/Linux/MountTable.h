@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "TolvanderCore/FileURL.h"
@@ -47,9 +48,11 @@ class MountTable {
   static MountTable parse(std::string_view text);
 
   // In the kernel's order, which is mostly that of mounting.
-  const std::vector<Mount>& mounts() const { return mounts_; }
+  const std::vector<Mount>& mounts() const& { return mounts_; }
+  const std::vector<Mount>& mounts() const&& = delete;
 
-  const Mount* withNumber(std::uint64_t number) const;
+  // Null when there is none.
+  const Mount* withNumber(std::uint64_t number) const&;
 
   // Those that a path leads to: of several at one place the top one, and none below a folder that a later
   // mount covers.
