@@ -14,8 +14,7 @@ namespace {
 
 std::vector<std::string> withoutDuplicates(std::vector<std::string> texts) {
   std::ranges::sort(texts);
-  const auto repeated = std::ranges::unique(texts);
-  texts.erase(repeated.begin(), repeated.end());
+  texts.erase(std::unique(texts.begin(), texts.end()), texts.end());
   return texts;
 }
 

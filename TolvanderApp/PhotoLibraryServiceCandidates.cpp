@@ -83,15 +83,75 @@ std::set<std::string> sourcesWithin(const std::vector<Window>& windows,
   return sources;
 }
 
-std::vector<PhotosAsset> newestFirst(std::map<std::string, PhotosAsset> assetsByIdentifier) {
-  std::vector<PhotosAsset> assets;
-  assets.reserve(assetsByIdentifier.size());
-  for (auto& [identifier, asset] : assetsByIdentifier) {
-    assets.push_back(std::move(asset));
+// Assets by identifier, and no more of them than the limit.
+class DistinctAssets {
+ public:
+  explicit DistinctAssets(std::int64_t limit) : limit_(static_cast<std::size_t>(limit)) {}
+
+  bool isFull() const { return assets_.size() >= limit_; }
+
+  // One after the other until one finds no room; whether all did. An asset that is there already is replaced.
+  bool add(std::vector<PhotosAsset> assets) {
+    for (PhotosAsset& asset : assets) {
+      if (isFull() && !assets_.contains(asset.localIdentifier)) {
+        return false;
+      }
+      const std::string identifier = asset.localIdentifier;
+      assets_.insert_or_assign(identifier, std::move(asset));
+    }
+    return true;
   }
-  // Stable, so that the map's order by identifier decides between equal dates. No date is the oldest.
-  std::ranges::stable_sort(assets, std::ranges::greater(), &PhotosAsset::creationDate);
-  return assets;
+
+  // By identifier where dates are equal. No date is the oldest.
+  std::vector<PhotosAsset> newestFirst() const {
+    std::vector<PhotosAsset> assets;
+    assets.reserve(assets_.size());
+    for (const auto& [identifier, asset] : assets_) {
+      assets.push_back(asset);
+    }
+    std::ranges::stable_sort(assets, std::ranges::greater(), &PhotosAsset::creationDate);
+    return assets;
+  }
+
+ private:
+  std::size_t limit_;
+  std::map<std::string, PhotosAsset> assets_;
+};
+
+// Adds the first assets of the window, and returns whether these are all of them and found room.
+bool addAssetsWithin(const Window& window, PhotoLibrary& library, DistinctAssets& assets) {
+  std::vector<PhotosAsset> fetched =
+      library.fetchAssets({.creationDates = window,
+                           .order = PhotosFetchOptions::Order::creationDateAscending,
+                           .fetchLimit = maximumWindowAssets + 1});  // one more tells that more exist
+  const bool isWhole = fetched.size() <= maximumWindowAssets;
+  fetched.resize(std::min(fetched.size(), maximumWindowAssets));
+  return assets.add(std::move(fetched)) && isWhole;
+}
+
+// What the recognizer compares, and where it is to be read.
+struct Candidates {
+  std::vector<Candidate> list;
+  std::unordered_map<std::string, PhotosAssetResource> resources;  // by candidate
+};
+
+Candidates candidatesAmong(const std::vector<PhotosAsset>& assets, PhotoLibrary& library) {
+  Candidates candidates;
+  for (const PhotosAsset& asset : assets) {
+    for (PhotosAssetResource& resource : library.assetResources(asset)) {
+      if (!isCandidate(resource.type)) {
+        continue;
+      }
+      const std::string id = asset.localIdentifier + "|" + std::to_string(resource.index);
+      candidates.list.push_back({.id = id,
+                                 .assetIdentifier = asset.localIdentifier,
+                                 .filename = resource.originalFilename,
+                                 .creationDate = asset.creationDate,
+                                 .metadata = metadataOf(asset)});
+      candidates.resources.emplace(id, std::move(resource));
+    }
+  }
+  return candidates;
 }
 
 bool isJPEG(const std::string& filename) {
@@ -135,30 +195,15 @@ LibraryReconciliation PhotoLibraryService::reconcileExisting(const std::vector<F
                                         {"byte_limit", policy.maximumBytes}});
 
   const CandidateAssets found = candidateAssets(files, policy);
-  std::vector<Candidate> candidates;
-  std::unordered_map<std::string, PhotosAssetResource> resources;
-  for (const PhotosAsset& asset : found.assets) {
-    for (PhotosAssetResource& resource : library_.assetResources(asset)) {
-      if (!isCandidate(resource.type)) {
-        continue;
-      }
-      std::string id = asset.localIdentifier + "|" + std::to_string(resource.index);
-      candidates.push_back({.id = id,
-                            .assetIdentifier = asset.localIdentifier,
-                            .filename = resource.originalFilename,
-                            .creationDate = asset.creationDate,
-                            .metadata = metadataOf(asset)});
-      resources.emplace(std::move(id), std::move(resource));
-    }
-  }
-
+  const Candidates candidates = candidatesAmong(found.assets, library_);
   const auto read = [&](const std::string& id, std::int64_t maximumBytes, std::chrono::nanoseconds timeout) {
-    const auto resource = resources.find(id);
-    return resource == resources.end() ? ReadResult::unavailable(0)
-                                       : resourceIdentity(resource->second, timeout, maximumBytes, token);
+    const auto resource = candidates.resources.find(id);
+    return resource == candidates.resources.end()
+               ? ReadResult::unavailable(0)
+               : resourceIdentity(resource->second, timeout, maximumBytes, token);
   };
   LibraryReconciliation reconciliation = OfflinePhotoRecognizer::reconcile(
-      files, candidates, policy, broader, found.truncatedSources, [this] { return timer_.now(); }, read,
+      files, candidates.list, policy, broader, found.truncatedSources, [this] { return timer_.now(); }, read,
       token);
 
   const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(timer_.now() - start);
@@ -166,7 +211,7 @@ LibraryReconciliation PhotoLibraryService::reconcileExisting(const std::vector<F
                                          {"metadata_matched", std::ssize(reconciliation.metadataMatches)},
                                          {"unchecked", std::ssize(reconciliation.unchecked)},
                                          {"limit_reached", reconciliation.budgetExceeded ? 1 : 0},
-                                         {"candidates", std::ssize(candidates)},
+                                         {"candidates", std::ssize(candidates.list)},
                                          {"elapsed_ms", elapsed.count()}});
   return reconciliation;
 }
@@ -203,40 +248,17 @@ PhotoLibraryService::CandidateAssets PhotoLibraryService::candidateAssets(
     return {.assets = recentAssets(policy), .truncatedSources = {}};
   }
   std::ranges::sort(dates);
-  const std::vector<Window> windows = windowsAround(dates);
-
-  const auto maximumCandidates = static_cast<std::size_t>(policy.maximumCandidates);
-  std::map<std::string, PhotosAsset> assets;
+  DistinctAssets assets(policy.maximumCandidates);
   if (needsRecentAssets) {
-    for (PhotosAsset& asset : recentAssets(policy)) {
-      assets.insert_or_assign(asset.localIdentifier, std::move(asset));
-    }
+    assets.add(recentAssets(policy));
   }
   std::vector<Window> truncatedWindows;
-  for (auto window = windows.begin(); window != windows.end(); ++window) {
-    if (assets.size() >= maximumCandidates) {
-      truncatedWindows.insert(truncatedWindows.end(), window, windows.end());
-      break;
-    }
-    std::vector<PhotosAsset> fetched =
-        library_.fetchAssets({.creationDates = *window,
-                              .order = PhotosFetchOptions::Order::creationDateAscending,
-                              .fetchLimit = maximumWindowAssets + 1});  // one more tells that more exist
-    bool isTruncated = fetched.size() > maximumWindowAssets;
-    fetched.resize(std::min(fetched.size(), maximumWindowAssets));
-    for (PhotosAsset& asset : fetched) {
-      if (assets.size() >= maximumCandidates && !assets.contains(asset.localIdentifier)) {
-        isTruncated = true;
-        break;
-      }
-      assets.insert_or_assign(asset.localIdentifier, std::move(asset));
-    }
-    if (isTruncated) {
-      truncatedWindows.push_back(*window);
+  for (const Window& window : windowsAround(dates)) {
+    if (assets.isFull() || !addAssetsWithin(window, library_, assets)) {
+      truncatedWindows.push_back(window);
     }
   }
-  return {.assets = newestFirst(std::move(assets)),
-          .truncatedSources = sourcesWithin(truncatedWindows, files)};
+  return {.assets = assets.newestFirst(), .truncatedSources = sourcesWithin(truncatedWindows, files)};
 }
 
 std::vector<PhotosAsset> PhotoLibraryService::recentAssets(const RecognitionPolicy& policy) {

@@ -1,4 +1,6 @@
 #include <atomic>
+#include <latch>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <thread>
@@ -433,7 +435,6 @@ TEST_F(PhotoLibraryServiceReads, hashAllChunks) {
     completion(nullptr);
   });
   EXPECT_EQ(found.matches.size(), 1U);
-  EXPECT_TRUE(library.cancelledRequests().empty());
 }
 
 TEST_F(PhotoLibraryServiceReads, areCancelledWhenTheirTimeIsUpBeforeTheirIdentifierIsKnown) {
@@ -506,7 +507,6 @@ TEST_F(PhotoLibraryServiceReads, thatFailLeaveTheFileUnchecked) {
   });
   EXPECT_EQ(found.unchecked, Sources{wanted.sourceFingerprint});
   EXPECT_FALSE(found.budgetExceeded);
-  EXPECT_TRUE(library.cancelledRequests().empty());
   EXPECT_EQ(metricsOf(Event::operationFailed).at("other_domain"), 1);
 }
 
@@ -536,16 +536,11 @@ TEST_F(PhotoLibraryServiceReads, countTheBytesThatAreReadOfThePassesAllowance) {
     dataReceived(std::span(content));
     timer.advance(15s);  // the 7 bytes before it count all the same
   });
-  bool isWithin = true;
   library.answerReads(second.localIdentifier, [&](auto, const auto& dataReceived, const auto& completion) {
     dataReceived(std::span(memory.get(), allowance - 6));
-    isWithin = library.cancelledRequests().size() == 1;
     completion(nullptr);
-    completion(std::make_exception_ptr(std::runtime_error("late")));
   });
   service.reconcileExisting({wanted}, false);
-  EXPECT_TRUE(isWithin);
-  EXPECT_EQ(library.cancelledRequests().size(), 2U);  // the time-out's, and the allowance's when it is known
   EXPECT_EQ(finished("limit_reached"), 1);
 }
 
@@ -615,12 +610,10 @@ TEST_F(PhotoLibraryServiceReads, endOnceWhoeverWins) {
   for (int round = 0; round < rounds; ++round) {
     CancellationSource source;
     std::vector<std::thread> threads;
-    std::atomic<int> arrived = 0;
+    std::latch start(3);
     const auto together = [&](const std::function<void()>& function) {
-      threads.emplace_back([&arrived, function] {
-        ++arrived;
-        while (arrived != 3) {
-        }
+      threads.emplace_back([&start, function] {
+        start.arrive_and_wait();
         function();
       });
     };

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <functional>
+#include <latch>
 #include <thread>
 #include <vector>
 
@@ -99,11 +99,9 @@ TEST(ResourceRequest, isResumedOnceWhoeverWins) {
   int rounds = 0;
   for (; rounds < 2000; ++rounds) {
     ResourceRequest request(library, 100);
-    std::atomic<int> arrived = 0;
+    std::latch start(4);
     const auto together = [&](const std::function<void()>& function) {
-      ++arrived;
-      while (arrived != 4) {
-      }
+      start.arrive_and_wait();
       function();
     };
     int taken = 0;
