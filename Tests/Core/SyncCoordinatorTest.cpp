@@ -349,6 +349,14 @@ TEST(SyncCoordinator, pendingFileThatIsNotFoundStopsTheRunHoweverGoodItsRecord) 
   EXPECT_EQ(world.entries("reconcile"), Texts{"reconcile a"});
 }
 
+TEST(SyncCoordinator, uncheckedFileIsTheFailureWhereAnInterruptedImportWouldBeOne) {
+  CoordinatorWorld world;
+  world.card = {mediaFile("a"), mediaFile("b")};
+  world.given({}, {"a"});
+  world.searches = {leftUnchecked({"b"}, false)};
+  EXPECT_EQ(failureOfRun(world), "resourceUnavailable");
+}
+
 TEST(SyncCoordinator, recordOfAPendingFileDoesNotHideAnotherFileWithItsPayload) {
   CoordinatorWorld world;
   world.card = {mediaFile("b", "p"), mediaFile("a")};
