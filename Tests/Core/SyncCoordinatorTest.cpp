@@ -349,6 +349,14 @@ TEST(SyncCoordinator, pendingFileThatIsNotFoundStopsTheRunHoweverGoodItsRecord) 
   EXPECT_EQ(world.entries("reconcile"), Texts{"reconcile a"});
 }
 
+TEST(SyncCoordinator, uncheckedFileIsTheFailureWhereAnInterruptedImportWouldBeOne) {
+  CoordinatorWorld world;
+  world.card = {mediaFile("a"), mediaFile("b")};
+  world.given({}, {"a"});
+  world.searches = {leftUnchecked({"b"}, false)};
+  EXPECT_EQ(failureOfRun(world), "resourceUnavailable");
+}
+
 TEST(SyncCoordinator, recordOfAPendingFileDoesNotHideAnotherFileWithItsPayload) {
   CoordinatorWorld world;
   world.card = {mediaFile("b", "p"), mediaFile("a")};
@@ -359,7 +367,8 @@ TEST(SyncCoordinator, recordOfAPendingFileDoesNotHideAnotherFileWithItsPayload) 
 
 // The upgrade of an old record clears a mark without any content having been found.
 TEST(SyncCoordinator, pendingFileWhoseMarkAnUpgradeClearedIsNotImported) {
-  for (const LibraryReconciliation& search : {LibraryReconciliation(), foundByMetadata("a")}) {
+  for (const LibraryReconciliation& search :
+       {LibraryReconciliation(), foundByMetadata("a"), foundByContent("b")}) {
     CoordinatorWorld world;
     world.card = {mediaFile("a", "jpeg-v2:p"), mediaFile("b")};
     world.given({recordOf(mediaFile("a"), "asset-gone")}, {"a"});
