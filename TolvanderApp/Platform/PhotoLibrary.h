@@ -1,0 +1,170 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "TolvanderCore/Date.h"
+#include "TolvanderCore/FileURL.h"
+
+namespace tolvander::app {
+
+// What the user lets the program do with the library, reading and writing.
+enum class PhotosAuthorizationStatus { notDetermined, restricted, denied, authorized, limited };
+
+enum class PhotosMediaType { unknown, image, video, audio };
+
+enum class PhotosResourceType {
+  photo,
+  video,
+  audio,
+  alternatePhoto,
+  fullSizePhoto,
+  fullSizeVideo,
+  pairedVideo,
+  adjustmentData,
+  other
+};
+
+// One picture or film of the library.
+struct PhotosAsset {
+  std::string localIdentifier;
+  std::optional<Date> creationDate;
+  PhotosMediaType mediaType = PhotosMediaType::unknown;
+  std::int64_t pixelWidth = 0;
+  std::int64_t pixelHeight = 0;
+  double duration = 0;  // seconds; 0 for what isn't a film
+
+  friend bool operator==(const PhotosAsset&, const PhotosAsset&) = default;
+};
+
+// One file of an asset.
+struct PhotosAssetResource {
+  std::string assetLocalIdentifier;
+  std::int64_t index = 0;  // its place in the order of the asset's resources
+  PhotosResourceType type = PhotosResourceType::other;
+  std::string originalFilename;
+
+  friend bool operator==(const PhotosAssetResource&, const PhotosAssetResource&) = default;
+};
+
+struct PhotosAlbum {
+  std::string localIdentifier;
+  std::optional<std::string> localizedTitle;
+
+  friend bool operator==(const PhotosAlbum&, const PhotosAlbum&) = default;
+};
+
+// Which assets to fetch, in which order, and how many at most.
+struct PhotosFetchOptions {
+  // Both ends included. An asset without a date lies in no window.
+  struct CreationDates {
+    Date from;
+    Date to;
+  };
+  enum class Order { creationDateAscending, creationDateDescending };
+
+  std::optional<CreationDates> creationDates;  // absent: all assets
+  // Assets without a date count as older than all others; equal dates are in no promised order.
+  Order order = Order::creationDateAscending;
+  std::int64_t fetchLimit = 0;  // 0: no limit
+};
+
+// The creation of one asset within a change block.
+class PhotosAssetCreationRequest {
+ public:
+  virtual ~PhotosAssetCreationRequest() = default;
+  // The date that the library is to show, instead of the one that it reads from the file.
+  virtual void setCreationDate(Date date) = 0;
+  // The identifier that the asset will have, if the library can tell.
+  virtual std::optional<std::string> placeholderForCreatedAsset() = 0;
+};
+
+// The creation of one album within a change block.
+class PhotosAlbumCreationRequest {
+ public:
+  virtual ~PhotosAlbumCreationRequest() = default;
+  virtual std::optional<std::string> placeholderForCreatedAlbum() = 0;
+};
+
+// A change of one album within a change block.
+class PhotosAlbumChangeRequest {
+ public:
+  virtual ~PhotosAlbumChangeRequest() = default;
+  // Appends assets, placeholders of the same change block included. One that is a member already, or that
+  // isn't in the library, is passed over.
+  virtual void addAssets(const std::vector<std::string>& localIdentifiers) = 0;
+};
+
+// What a change block may ask for. Each answer is null where the library refuses the request; it lives as
+// long as the block runs, and so does this object.
+class PhotosChanges {
+ public:
+  virtual ~PhotosChanges() = default;
+  virtual PhotosAssetCreationRequest* creationRequestForAssetFromImage(const FileURL& file) = 0;
+  virtual PhotosAssetCreationRequest* creationRequestForAssetFromVideo(const FileURL& file) = 0;
+  virtual PhotosAlbumCreationRequest* creationRequestForAlbum(const std::string& title) = 0;
+  // `assets` are the album's assets as they were fetched before.
+  virtual PhotosAlbumChangeRequest* changeRequest(const PhotosAlbum& album,
+                                                  const std::vector<PhotosAsset>& assets) = 0;
+};
+
+// The user's photo library, in the platform's own vocabulary. Every operation is safe on every thread.
+//
+// Fetches answer from the local disk and never wait for a network. They throw PhotosPlatformError when the
+// library can't be read.
+class PhotoLibrary {
+ public:
+  // Runs exactly once, on a thread of the library's own, before the completion.
+  using ChangeBlock = std::function<void(PhotosChanges&)>;
+  // Runs once, on a thread of the library's own, holding no lock of the library. Success without an error:
+  // everything that the block asked for is in the library, durably. No success: nothing of it is. Success
+  // with an error: it can't be known.
+  using ChangeCompletion = std::function<void(bool success, std::exception_ptr error)>;
+  using DataHandler = std::function<void(std::span<const std::byte> chunk)>;
+  // Without an error all chunks have been delivered.
+  using DataCompletion = std::function<void(std::exception_ptr error)>;
+  using RequestID = std::int32_t;
+
+  virtual ~PhotoLibrary() = default;
+
+  // Cheap, asks nobody.
+  virtual PhotosAuthorizationStatus authorizationStatus() = 0;
+  // Asks the user if that was never done. The handler runs once, on any thread.
+  virtual void requestAuthorization(std::function<void(PhotosAuthorizationStatus)> handler) = 0;
+
+  // Returns at once. A block that throws ends the change with nothing done, and the completion gets what it
+  // threw.
+  virtual void performChanges(ChangeBlock block, ChangeCompletion completion) = 0;
+
+  virtual std::vector<PhotosAsset> fetchAssets(const PhotosFetchOptions& options) = 0;
+  // Identifiers that aren't in the library give no asset. Each asset once, in no promised order.
+  virtual std::vector<PhotosAsset> fetchAssets(const std::vector<std::string>& localIdentifiers) = 0;
+  // In the order in which they were added. An album that is gone has none.
+  virtual std::vector<PhotosAsset> fetchAssets(const PhotosAlbum& album) = 0;
+  // The user's albums, oldest first; with a title only those that bear it, byte for byte.
+  virtual std::vector<PhotosAlbum> fetchAlbums(const std::optional<std::string>& title) = 0;
+  virtual std::vector<PhotosAlbum> fetchAlbumsWithLocalIdentifiers(
+      const std::vector<std::string>& localIdentifiers) = 0;
+
+  // In the library's own order; the order of an asset's resources doesn't change while it isn't edited.
+  virtual std::vector<PhotosAssetResource> assetResources(const PhotosAsset& asset) = 0;
+
+  // Streams the bytes of a resource. The handlers run on a thread of the library's own, one at a time:
+  // chunks in order, then the completion once. They may run before this call has returned. Nothing is
+  // fetched from a network: an original that is not on this machine ends with the error of domain
+  // "PHPhotosErrorDomain" and code 3164.
+  virtual RequestID requestData(const PhotosAssetResource& resource, DataHandler dataReceived,
+                                DataCompletion completion) = 0;
+  // Ends a request early; its completion then gets an error, unless it ran already. An identifier that is
+  // unknown or finished is passed over. Doesn't wait for a handler that runs.
+  virtual void cancelDataRequest(RequestID request) = 0;
+};
+
+}  // namespace tolvander::app
