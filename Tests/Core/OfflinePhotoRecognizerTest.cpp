@@ -760,10 +760,24 @@ TEST_F(OfflinePhotoRecognizerTest, anyItemInTheCloudLeavesAPendingFileUnchecked)
 }
 
 // One of them tells its kind and so has another key than its namesake; the cloud road compares plain names.
-TEST_F(OfflinePhotoRecognizerTest, findsAVideoOfUnknownKindInTheCloudAmongTheNeighbours) {
+TEST_F(OfflinePhotoRecognizerTest, comparesPlainNamesWithTheNeighboursInTheCloud) {
   results.emplace("c", ReadResult::notLocal(0));
-  const auto earlier = cameraFile("PICT0009.JPG");
-  EXPECT_EQ(reconcile({earlier, cameraFilm("PICT0001.AVI")}, {candidate("c", "pict0001.avi")}),
+  const std::vector<FingerprintedMediaFile> files{cameraFile("PICT0009.JPG"), cameraFilm("PICT0001.AVI")};
+  for (const auto gap : {0s, 2s, -2s}) {
+    calls.clear();
+    EXPECT_EQ(reconcile(files, {candidate("c", "pict0001.avi", shot + gap)}),
+              uncheckedAre({"PICT0001.AVI"}, false));
+    EXPECT_EQ(readIds(), Texts({"c"}));
+  }
+  for (const auto gap : {2s + 1ns, -2s - 1ns}) {
+    EXPECT_EQ(reconcile(files, {candidate("c", "pict0001.avi", shot + gap)}), nothing);
+  }
+}
+
+TEST_F(OfflinePhotoRecognizerTest, judgesEachListingOfAResource) {
+  results.emplace("c", ReadResult::notLocal(0));
+  EXPECT_EQ(reconcile({cameraFilm("PICT0001.AVI")},
+                      {candidate("c", "IMG_1.AVI"), candidate("c", "pict0001.avi", shot + 1s)}),
             uncheckedAre({"PICT0001.AVI"}, false));
   EXPECT_EQ(readIds(), Texts({"c"}));
 }
