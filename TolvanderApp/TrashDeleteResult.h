@@ -10,11 +10,11 @@
 namespace tolvander::app {
 
 struct TrashDeleteResult {
-  std::set<UUID> deleted;  // records whose file is gone
+  std::set<UUID> deleted{};  // records whose file is gone
   // Records whose file has its claimed name now, because it could be neither deleted nor renamed back.
-  std::vector<ManagedTrashRecord> relocated;
-  std::vector<std::string> failures;  // original filenames of records that weren't deleted
-  bool cancelled = false;             // stopped early
+  std::vector<ManagedTrashRecord> relocated{};
+  std::vector<std::string> failures{};  // original filenames of records that weren't deleted
+  bool cancelled = false;               // stopped early
 
   friend bool operator==(const TrashDeleteResult&, const TrashDeleteResult&) = default;
 };

@@ -8,11 +8,11 @@
 namespace tolvander::app {
 
 struct TrashMoveResult {
-  std::vector<ManagedTrashRecord> records;  // moved and verified, in order
-  std::vector<std::string> failures;        // camera filenames that weren't moved or were put back
-  bool cancelled = false;                   // stopped early
+  std::vector<ManagedTrashRecord> records{};  // moved and verified, in order
+  std::vector<std::string> failures{};        // camera filenames that weren't moved or were put back
+  bool cancelled = false;                     // stopped early
   // Where a moved file stayed that could be neither verified nor put back: the user must be told.
-  std::vector<std::string> recoveryPaths;
+  std::vector<std::string> recoveryPaths{};
 
   friend bool operator==(const TrashMoveResult&, const TrashMoveResult&) = default;
 };

@@ -9,8 +9,8 @@
 namespace tolvander::app {
 
 struct TrashRestoreResult {
-  std::set<UUID> restored;            // of records
-  std::vector<std::string> failures;  // original filenames
+  std::set<UUID> restored{};            // of records
+  std::vector<std::string> failures{};  // original filenames
 
   friend bool operator==(const TrashRestoreResult&, const TrashRestoreResult&) = default;
 };

@@ -89,7 +89,8 @@ class TrashService {
   // The records that still stand for their file, in order. Their content is not read.
   std::vector<ManagedTrashRecord> availableRecords(const std::vector<ManagedTrashRecord>& records) const;
 
-  // Puts the files back where they were. Not cancelled: it is also how a move is undone.
+  // Puts the files back where they were. Not cancelled: it is also how a move is undone. A name that changes
+  // hands between its last proof and the rename lets another file come to lie there; that is a failure.
   TrashRestoreResult restoreToOriginalLocations(const std::vector<ManagedTrashRecord>& records) const;
 
   // Deletes the files of the records for good. Looks for cancellation before each record, during each hash,
@@ -127,6 +128,7 @@ class TrashService {
   struct Move;
   ManagedTrashRecord moveOne(const FingerprintedMediaFile& file, const Move& move,
                              std::vector<std::string>& recoveryPaths) const;
+  bool putBack(const OpenFile& source, const OpenDirectory& trash, const FileURL& resulting) const;
   void restoreOne(const ManagedTrashRecord& record) const;
   void deleteOne(const ManagedTrashRecord& record, const TrashDeletionOperations& operations,
                  std::vector<ManagedTrashRecord>& relocated, const CancellationToken& token) const;

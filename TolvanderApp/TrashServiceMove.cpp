@@ -82,10 +82,28 @@ ManagedTrashRecord TrashService::moveOne(const FingerprintedMediaFile& file, con
             .identity = moved.identity(),
             .photosAssetIdentifier = asset->second};
   } catch (...) {
-    if (!restoreMovedEntry(*resulting, file.file.url)) {
+    if (!putBack(source, trash, *resulting)) {
       recoveryPaths.push_back(resulting->path());
     }
     throw;
+  }
+}
+
+// Where the file itself went into the directory that was open, it comes back through the same descriptors,
+// whatever their paths lead to by now. Anything else that was moved goes by its path.
+bool TrashService::putBack(const OpenFile& source, const OpenDirectory& trash,
+                           const FileURL& resulting) const {
+  const std::string name(resulting.lastPathComponent());
+  try {
+    source.verifyNameIn(trash, name);
+  } catch (const std::exception&) {
+    return restoreMovedEntry(resulting, source.parent().url().appending(source.name()));
+  }
+  try {
+    platform_.renameExclusively(trash.descriptor(), name, source.parent().descriptor(), source.name());
+    return true;
+  } catch (const std::exception&) {
+    return false;
   }
 }
 

@@ -75,14 +75,9 @@ void TrashService::restoreOne(const ManagedTrashRecord& record) const {
   file.verifyName();
   const std::string name(target.lastPathComponent());
   platform_.renameExclusively(file.parent().descriptor(), file.name(), directory.descriptor(), name);
-  // No system renames an open file, only whatever bears its name. Something else that took the name at the
-  // last moment goes back into the Trash.
-  try {
-    file.verifyNameIn(directory, name);
-  } catch (...) {
-    platform_.renameExclusively(directory.descriptor(), name, file.parent().descriptor(), file.name());
-    throw;
-  }
+  // No system renames an open file, only whatever bears its name. What took the name at the last moment isn't
+  // moved a second time, for by now that could be yet another file; but it doesn't count as restored.
+  file.verifyNameIn(directory, name);
 }
 
 }  // namespace tolvander::app

@@ -12,6 +12,7 @@
 #include "Tests/Support/ChildProcess.h"
 #include "Tests/Support/LoopVolume.h"
 #include "Tests/Support/TemporaryFolder.h"
+#include "Tests/Support/UdevRecord.h"
 #include "TolvanderCore/SystemErrors.h"
 #include "TolvanderCore/UUID.h"
 
@@ -42,13 +43,6 @@ dev_t numberOf(const FileURL& device) {
   struct stat status {};
   EXPECT_EQ(stat(device.path().c_str(), &status), 0);
   return status.st_rdev;
-}
-
-// udev's record of a block device, in the form in which udevd leaves it for its readers.
-void writeUdevRecord(dev_t number, const std::string& properties) {
-  mountMemory(FileURL("/run"));
-  writeFile(FileURL("/run/udev/data/b" + std::to_string(major(number)) + ":" + std::to_string(minor(number))),
-            "I:1\n" + properties + "G:systemd\nQ:systemd\nV:1\n");
 }
 
 // A /dev with one block device and udev's links to it.
@@ -178,7 +172,7 @@ TEST_F(PrivateMounts, hideTheMountsBelowThem) {
 TEST_P(MountedVolume, hasTheLabelAndTheUUIDThatUdevKnows) {
   inPrivateMountNamespace([] {
     const LoopVolume volume(GetParam(), "EOS DIGITAL");
-    writeUdevRecord(numberOf(volume.device()),
+    writeUdevRecord(volume.device(),
                     "E:ID_FS_LABEL=EOS_DIGITAL\nE:ID_FS_LABEL_ENC=EOS\\x20DIGITAL\nE:ID_FS_UUID=5B2E-9C01\n");
     EXPECT_EQ(volumeResourceValues(volume.mountPoint()), (VolumeResourceValues{"EOS DIGITAL", "5B2E-9C01"}));
   });
@@ -187,7 +181,7 @@ TEST_P(MountedVolume, hasTheLabelAndTheUUIDThatUdevKnows) {
 TEST_P(MountedVolume, hasThePlainLabelWhenTheEncodedOneIsNoText) {
   inPrivateMountNamespace([] {
     const LoopVolume volume(GetParam(), "CAM");
-    writeUdevRecord(numberOf(volume.device()),
+    writeUdevRecord(volume.device(),
                     "E:ID_FS_LABEL=CAM_RA\nE:ID_FS_LABEL_ENC=CAM\\x90RA\nE:ID_FS_UUID=5B2E-9C01\n");
     EXPECT_EQ(volumeResourceValues(volume.mountPoint()).name, "CAM_RA");
   });
@@ -196,7 +190,7 @@ TEST_P(MountedVolume, hasThePlainLabelWhenTheEncodedOneIsNoText) {
 TEST_P(MountedVolume, hasNoNameWithoutALabel) {
   inPrivateMountNamespace([] {
     const LoopVolume volume(GetParam(), "CAM");
-    writeUdevRecord(numberOf(volume.device()), "E:ID_FS_UUID=5B2E-9C01\n");
+    writeUdevRecord(volume.device(), "E:ID_FS_UUID=5B2E-9C01\n");
     EXPECT_EQ(volumeResourceValues(volume.mountPoint()), (VolumeResourceValues{std::nullopt, "5B2E-9C01"}));
   });
 }
@@ -229,7 +223,7 @@ TEST_P(MountedVolume, hasNeitherWhereNothingIsKnownOfTheDevice) {
 TEST_P(MountedVolume, keepsItsValuesAtAnotherPlace) {
   inPrivateMountNamespace([] {
     const LoopVolume volume(GetParam(), "CAM");
-    writeUdevRecord(numberOf(volume.device()), "E:ID_FS_LABEL_ENC=CAM\nE:ID_FS_UUID=5B2E-9C01\n");
+    writeUdevRecord(volume.device(), "E:ID_FS_LABEL_ENC=CAM\nE:ID_FS_UUID=5B2E-9C01\n");
     const TemporaryFolder folder;
     makeFolder(folder / "a b\nc\\d");
     bindMount(volume.mountPoint(), folder / "a b\nc\\d");
@@ -241,7 +235,7 @@ TEST_P(MountedVolume, keepsItsValuesAtAnotherPlace) {
 TEST_P(MountedVolume, isTheLastOneMountedAtItsPlace) {
   inPrivateMountNamespace([] {
     const LoopVolume volume(GetParam(), "CAM");
-    writeUdevRecord(numberOf(volume.device()), "E:ID_FS_LABEL_ENC=CAM\nE:ID_FS_UUID=5B2E-9C01\n");
+    writeUdevRecord(volume.device(), "E:ID_FS_LABEL_ENC=CAM\nE:ID_FS_UUID=5B2E-9C01\n");
     mountMemory(volume.mountPoint());
     EXPECT_EQ(volumeResourceValues(volume.mountPoint()), VolumeResourceValues());
     umount(volume.mountPoint().path().c_str());
@@ -254,7 +248,7 @@ TEST_P(MountedVolume, lendsItsUUIDToTheFoldersOnIt) {
     const LoopVolume volume(GetParam(), "CAM");
     makeFolder(volume.mountPoint().appending("DCIM"));
     const auto valuesWith = [&](const std::string& uuid) {
-      writeUdevRecord(numberOf(volume.device()), "E:ID_FS_UUID=" + uuid + "\n");
+      writeUdevRecord(volume.device(), "E:ID_FS_UUID=" + uuid + "\n");
       VolumeResourceValues values = volumeResourceValues(volume.mountPoint().appending("DCIM"));
       umount("/run");
       return values;

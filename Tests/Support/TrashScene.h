@@ -1,0 +1,47 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Platform/Linux/VolumeTrash.h"
+#include "Tests/Support/WatchedTrash.h"
+#include "TolvanderApp/TrashService.h"
+#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/FingerprintedMediaFile.h"
+
+namespace tolvander::tests {
+
+// A volume with camera files that are all in the library, and the service that moves them to its Trash.
+struct TrashScene {
+  // `top` is the volume's top folder; it is made where it is missing.
+  explicit TrashScene(FileURL top);
+
+  // Writes a camera file and fingerprints it.
+  FingerprintedMediaFile addPhoto(const std::string& name, std::string_view content);
+
+  app::TrashMoveResult move(const std::vector<FingerprintedMediaFile>& files,
+                            const CancellationToken& token = {}) const;
+
+  // The record of a file that is moved without trouble.
+  ManagedTrashRecord moved(const FingerprintedMediaFile& file) const;
+
+  FileURL inTrash(std::string_view name) const { return trash.appending(name); }
+  FileURL infoOf(const std::string& name) const;
+
+  FileURL volume;
+  FileURL camera;  // the folder of the photos
+  FileURL trash;   // where the items in the Trash lie
+  platform::linux_::VolumeTrash platform;
+  WatchedTrash watched{platform};
+  app::TrashService service{watched};
+  std::map<std::string, std::string> assets;  // from source fingerprint
+};
+
+bool exists(const FileURL& url);  // anything of that name, a broken link among it
+void renameFile(const FileURL& from, const FileURL& to);
+std::uint64_t inodeOf(const FileURL& url);
+std::vector<std::string> namesIn(const FileURL& folder);  // sorted; none where there is no folder
+
+}  // namespace tolvander::tests
