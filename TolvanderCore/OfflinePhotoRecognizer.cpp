@@ -259,8 +259,8 @@ class Search {
   BudgetedReads reads_;
   std::optional<CandidateNeighbourhood> neighbourhood_;  // once a file is looked for by its dates
   LibraryReconciliation result_;
-  std::set<std::string>
-      budgetBlocked_;  // files for which a limit was a reason to be unchecked; maybe settled since
+  // Files for which a limit was a reason to be unchecked; they may have been settled since.
+  std::set<std::string> budgetBlocked_;
 };
 
 }  // namespace
