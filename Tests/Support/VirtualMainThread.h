@@ -39,7 +39,7 @@ class VirtualMainThread final : public app::MainThread {
 
   // Runs functions, and waits for them if there are jobs on threads, until the condition holds. Returns
   // whether it does; if it doesn't, nothing is left that could make it so. Checked after every round of
-  // functions.
+  // functions, so a job on a thread posts what it wants to be noticed.
   bool runUntil(const std::function<bool()>& condition);
 
   // Sets the wall clock, which otherwise begins at 2026-11-20T12:00:00Z. Timers don't care.

@@ -54,7 +54,7 @@ class TaskPromise {
 template <typename T>
 class TaskResultPromise : public TaskPromise {
  public:
-  template <typename Value>
+  template <typename Value = T>
   void return_value(Value&& value) {
     outcome_.emplace(Outcome<T>::of([&]() -> T { return std::forward<Value>(value); }));
   }

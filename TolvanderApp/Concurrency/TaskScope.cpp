@@ -5,12 +5,12 @@
 namespace tolvander::app {
 
 StartedTask::StartedTask(MainThread& mainThread, TaskScope& scope)
-    : environment_{mainThread, source_.token()}, scope_(&scope) {}
+    : environment_{mainThread, source_.token()}, scope_(&scope), number_(scope.startedCount_++) {}
 
 void StartedTask::start(Task<> body) {
   precondition(environment_.mainThread.isCurrent(), "a task is started on the main thread");
   body_ = run(this, std::move(body));
-  scope_->unfinished_.insert(shared_from_this());
+  scope_->unfinished_.emplace(number_, shared_from_this());
   environment_.mainThread.post([self = shared_from_this()] { self->begin(); });
 }
 
@@ -40,7 +40,7 @@ void StartedTask::finish() {
 
 void StartedTask::leave() {
   if (scope_ != nullptr) {
-    std::exchange(scope_, nullptr)->unfinished_.erase(shared_from_this());
+    std::exchange(scope_, nullptr)->unfinished_.erase(number_);
     destroyBody();
   }
 }
@@ -78,7 +78,7 @@ Task<> TaskHandle::join(std::shared_ptr<StartedTask> task) {
 TaskScope::~TaskScope() {
   cancelAll();
   while (!unfinished_.empty()) {
-    const auto task = unfinished_.extract(unfinished_.begin()).value();
+    const auto task = unfinished_.extract(unfinished_.begin()).mapped();
     task->abandon();
   }
 }
@@ -90,7 +90,7 @@ TaskHandle TaskScope::start(Task<> task) {
 }
 
 void TaskScope::cancelAll() {
-  for (const auto& task : std::set(unfinished_)) {
+  for (const auto& [number, task] : std::map(unfinished_)) {
     task->source_.cancel();
   }
 }

@@ -1,9 +1,10 @@
 #pragma once
 
+#include <cstdint>
 #include <exception>
+#include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <utility>
 #include <vector>
 
@@ -43,13 +44,14 @@ class StartedTask : public std::enable_shared_from_this<StartedTask> {
   CancellationSource source_;
   TaskEnvironment environment_;
   TaskScope* scope_;
+  const std::uint64_t number_;  // among the tasks of the scope
   Task<> body_;
   bool isFinished_ = false;
   std::vector<Callback<>> joiners_;
 };
 
 // Stands for a started task. Copies stand for the same one, and dropping them changes nothing: the task
-// belongs to its scope. Main thread only, but for the token.
+// belongs to its scope. Main thread only, but for `cancel` and `token`.
 class TaskHandle {
  public:
   // Asks the task to stop. It sees that at its next checkpoint, or in the sleep that it is in.
@@ -115,7 +117,8 @@ class TaskScope {
   friend class StartedTask;
 
   MainThread& mainThread_;
-  std::set<std::shared_ptr<StartedTask>> unfinished_;
+  std::map<std::uint64_t, std::shared_ptr<StartedTask>> unfinished_;  // in the order of starting
+  std::uint64_t startedCount_ = 0;
 };
 
 template <typename T>
