@@ -175,6 +175,11 @@ void AppModel::requireCleanupAccess(const Records& records, const CancellationTo
 
 // MARK: Moving to the Trash
 
+void AppModel::showCleanupFailure(std::string message) {
+  showFailure(std::move(message));
+  statusMessage = "Cleanup needs attention";
+}
+
 Task<AppModel::CleanupOutcome> AppModel::offerToTrash(std::vector<FingerprintedMediaFile> files,
                                                       DetectedDevice device) {
   isCleaningUp_ = true;
@@ -214,7 +219,8 @@ Task<AppModel::CleanupOutcome> AppModel::moveToTrash(std::vector<FingerprintedMe
       });
   auto assets = co_await proving;
   if (!assets) {
-    showFailure("Some newly imported items no longer appear in Photos. The camera originals were kept.");
+    showCleanupFailure(
+        "Some newly imported items no longer appear in Photos. The camera originals were kept.");
     co_return CleanupOutcome();
   }
   requireCleanupAccess(device.volumeURL, token);
@@ -251,12 +257,10 @@ Task<AppModel::CleanupOutcome> AppModel::finishMove(TrashMoveResult result, std:
   co_await trashCount;
   CleanupOutcome outcome;
   if (!result.recoveryPaths.empty()) {
-    showFailure(recoveryNeeded(result.recoveryPaths.size()));
-    statusMessage = "Cleanup needs attention";
+    showCleanupFailure(recoveryNeeded(result.recoveryPaths.size()));
   } else if (!result.failures.empty()) {
-    showFailure(
+    showCleanupFailure(
         "Some synced files could not be moved to macOS Trash. The camera was not automatically ejected.");
-    statusMessage = "Cleanup needs attention";
   } else if (result.cancelled || syncCancellationRequested_ || token.isCancelled()) {
     statusMessage = "Cleanup stopped";
   } else {
@@ -278,8 +282,7 @@ Task<> AppModel::undoMove(TrashMoveResult result) {
   const TrashRestoreResult restored = co_await restoring;
   const std::size_t remaining =
       result.records.size() - restored.restored.size() + result.recoveryPaths.size();
-  showFailure(movedButNotRecorded(remaining));
-  statusMessage = "Cleanup needs attention";
+  showCleanupFailure(movedButNotRecorded(remaining));
   auto trashCount = refreshTrashCount();
   co_await trashCount;
 }
@@ -361,10 +364,9 @@ Task<> AppModel::clearTrash(DeviceTrashSummary device) {
   });
   const bool areAllInLibrary = co_await proving;
   if (!areAllInLibrary) {
-    showFailure(
+    showCleanupFailure(
         "Some of these items no longer appear in Photos. Nothing was permanently deleted; keep the copies in "
         "Trash or restore them in Finder.");
-    statusMessage = "Cleanup needs attention";
     co_return;
   }
   requireCleanupAccess(records, token);
@@ -391,11 +393,9 @@ Task<> AppModel::finishDelete(TrashDeleteResult result, std::string deviceName, 
   auto trashCount = refreshTrashCount();
   co_await trashCount;
   if (!result.failures.empty()) {
-    showFailure(
+    showCleanupFailure(
         "Some tracked files could not be cleared. Remaining files are still in macOS Trash and can be "
-        "managed "
-        "in Finder.");
-    statusMessage = "Cleanup needs attention";
+        "managed in Finder.");
   } else if (result.cancelled || syncCancellationRequested_ || token.isCancelled()) {
     statusMessage = "Cleanup stopped";
   } else {
@@ -433,10 +433,9 @@ Task<> AppModel::restoreTrash(DeviceTrashSummary device, std::optional<std::set<
   auto trashCount = refreshTrashCount();
   co_await trashCount;
   if (!result.failures.empty()) {
-    showFailure(
+    showCleanupFailure(
         "Some tracked files could not be restored. Remaining files are still in macOS Trash and can be "
         "managed in Finder.");
-    statusMessage = "Cleanup needs attention";
   } else {
     statusMessage = files(result.restored.size()) + " restored to the camera";
   }
