@@ -223,13 +223,17 @@ void AppModel::show(const std::exception& error) {
     showDeniedVolume(source->volumeName());
     return;
   }
-  lastError = failureText(error);
-  offersPhotoReview = canBeSettledByReview(error);
-  statusMessage = offersPhotoReview ? "Camera check incomplete" : "Sync needs attention";
+  presentFailure(error);
   if (isAccessDenied(error)) {
     requireSetupAfterAccessLoss();
     tasks_.start(refreshPermissionStatuses());
   }
+}
+
+void AppModel::presentFailure(const std::exception& error) {
+  lastError = failureText(error);
+  offersPhotoReview = canBeSettledByReview(error);
+  statusMessage = offersPhotoReview ? "Camera check incomplete" : "Sync needs attention";
 }
 
 // A volume that has left meanwhile explains the refusal, and needs no words.
@@ -241,8 +245,8 @@ void AppModel::showDeniedVolume(const std::string& volumeName) {
   }
 }
 
-bool AppModel::isVolumeMounted(const std::string& name) const {
-  const auto volumes = CameraVolumeDiscovery::mountedVolumes(platform_.volumes);
+bool AppModel::isVolumeMounted(const std::string& name) {
+  const auto volumes = mountedVolumes();
   return std::ranges::any_of(volumes, [&](const MountedVolume& volume) {
     return CameraVolumeDiscovery::displayName(volume) == name;
   });

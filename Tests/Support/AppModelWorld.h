@@ -76,8 +76,8 @@ class AppModelWorld {
   // Every value that the status line was given since this was asked for last, repetitions in a row left out.
   std::vector<std::string> takeStatuses();
 
-  // The lines in the log so far, without their times.
-  std::vector<std::string> logLines() const;
+  // The lines in the log so far, without their times: all, or those of one event.
+  std::vector<std::string> logLines(std::string_view event = {}) const;
 
   // Where files lie.
   FileURL historyFile() const { return folder.url().appending("history.json"); }
