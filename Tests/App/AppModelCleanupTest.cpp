@@ -272,11 +272,15 @@ TEST_F(AppModelCleanupTest, stopDuringTheQuestionMovesNothing) {
 }
 
 TEST_F(AppModelCleanupTest, stopDuringTheMoveKeepsWhatWasMoved) {
-  prepareOffer(3);
-  beforeTrashCall("trashItem", [&] { world.mainThread.call([&] { model().stopCheck(); }); });
+  const Camera camera = prepareOffer(3);
+  beforeTrashCall("trashItem", [&] {
+    beforeTrashCall("trashItem", [&] { world.mainThread.call([&] { model().stopCheck(); }); });
+  });
   sync();
-  EXPECT_LE(world.history().trashRecords().size(), 1U);
-  EXPECT_EQ(notes().size(), world.history().trashRecords().size());
+  EXPECT_EQ(world.history().trashRecords().size(), 1U);
+  EXPECT_TRUE(exists(picture(camera, 2))) << "put back, since the proof of its move was cut short";
+  EXPECT_TRUE(exists(picture(camera, 3)));
+  EXPECT_EQ(notes().size(), 1U);
   const Texts statuses = world.takeStatuses();
   EXPECT_EQ(Texts(statuses.end() - 3, statuses.end()),
             (Texts{"Stopping cleanup…", "Cleanup stopped", "Check stopped"}));

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -126,6 +127,7 @@ class AppModelFlowTest : public testing::Test {
     for (const auto& record : world.history().records()) {
       names.push_back(record.filename);
     }
+    std::ranges::sort(names);
     return names;
   }
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <memory>
@@ -109,6 +110,7 @@ class CameraImportTest : public testing::Test {
     for (const auto& record : history->records()) {
       result.push_back(record.filename);
     }
+    std::ranges::sort(result);
     return result;
   }
 
