@@ -7,6 +7,7 @@
 
 #include "Tests/Support/AppModelValues.h"
 #include "Tests/Support/AppModelWorld.h"
+#include "TolvanderCore/MediaSourceError.h"
 
 namespace tolvander::tests {
 namespace {
@@ -36,7 +37,7 @@ class AppModelEvents : public testing::Test {
   void launchWithMountedCamera() {
     world.mount(camera);
     launchWithSavedCameras();
-    ASSERT_EQ(model().connectedDevices->size(), 1U);
+    ASSERT_FALSE(model().connectedDevices->empty());
   }
 
   void mountAndSettle(const AppModelWorld::Camera& which) {
@@ -73,7 +74,7 @@ class AppModelEvents : public testing::Test {
   // As another flow's result would be, which the eject's own receipt doesn't cover.
   void showBadgeWithoutReceipt() {
     model().statusReceipt = std::nullopt;
-    model().statusMessage = "Camera up to date";
+    model().statusMessage = "Matches saved";
     model().showsCompletionCheckmark = true;
   }
 
@@ -227,12 +228,21 @@ TEST_F(AppModelEvents, unmountByHandWithAReceiptOnShowKeepsMessageAndBadgeUntilI
 TEST_F(AppModelEvents, unmountByOurOwnEjectWithin300SecondsKeepsStatusAndBadge) {
   launchWithMountedCamera();
   eject();
+  model().showsCompletionCheckmark = true;
+  world.advance(300s - 1ns);
+  unmount(camera);
+  EXPECT_EQ(status(), "Ejected CHARMERA");
+  EXPECT_TRUE(model().showsCompletionCheckmark);
+  EXPECT_TRUE(model().connectedDevices->empty());
+}
+
+TEST_F(AppModelEvents, unmountByOurOwnEjectWithin300SecondsKeepsABadgeWithoutAReceipt) {
+  launchWithMountedCamera();
+  eject();
   world.advance(300s - 1ns);
   showBadgeWithoutReceipt();
   unmount(camera);
-  EXPECT_EQ(status(), "Camera up to date");
   EXPECT_TRUE(model().showsCompletionCheckmark);
-  EXPECT_TRUE(model().connectedDevices->empty());
 }
 
 TEST_F(AppModelEvents, unmountAfter300SecondsIsNotOurs) {
@@ -323,7 +333,7 @@ TEST_F(AppModelEvents, unmountOfAVolumeThatIsNotOnShowLosesItsReceiptOnly) {
   EXPECT_EQ(model().cameraCheckReceipts->count(card.url), 0U);
   EXPECT_EQ(model().cameraCheckReceipts->count(camera.url), 1U);
   EXPECT_EQ(model().libraryReviews->size(), 1U);
-  EXPECT_EQ(status(), "Camera up to date");
+  EXPECT_EQ(status(), "Matches saved");
   EXPECT_TRUE(model().showsCompletionCheckmark);
 }
 
@@ -385,6 +395,20 @@ TEST_F(AppModelEvents, activationAfterRevokedPhotosAccessCancelsARunningSync) {
     EXPECT_FALSE(other.model().isSyncing) << rounds;
     EXPECT_EQ(*other.model().statusMessage, "Photos access needed") << rounds;
   }
+}
+
+// The sync is stopped by it, but that is not what the user has to know.
+TEST_F(AppModelEvents, deniedVolumeDuringASyncReadsAsNeededAccess) {
+  world.mount(card);
+  launchWithMountedCamera();
+  model().checkNow();
+  world.mainThread.runUntil([&] { return bool(model().isSyncing); });
+  world.volumes.answersBeforeFailure = 1;  // the list is read, and the first volume is looked at in vain
+  world.volumes.failures = {std::make_exception_ptr(MediaSourceError::volumeAccessDenied("CARD"))};
+  world.runUntilIdle();
+  EXPECT_TRUE(model().removableVolumeAccessIssue->has_value());
+  EXPECT_FALSE(world.settings().onboardingCompleted());
+  EXPECT_EQ(status(), "Camera access needed");
 }
 
 }  // namespace
