@@ -298,6 +298,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   std::string statusWithoutProfiles() const;
   void show(const std::exception_ptr& failure);
   void show(const std::exception& error);
+  void showStopped(const std::string& stopped);
   void showStoppedOrFailure(const std::exception_ptr& failure, const std::string& stopped);
   void showDeniedVolume(const std::string& volumeName);
   bool isVolumeMounted(const std::string& name);

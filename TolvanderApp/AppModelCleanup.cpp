@@ -218,7 +218,7 @@ Task<AppModel::CleanupOutcome> AppModel::finishMove(TrashMoveResult result, std:
     showCleanupFailure(
         "Some synced files could not be moved to macOS Trash. The camera was not automatically ejected.");
   } else if (result.cancelled || syncCancellationRequested_ || token.isCancelled()) {
-    statusMessage = "Cleanup stopped";
+    showStopped("Cleanup stopped");
   } else {
     outcome.safeToEject = true;
   }
@@ -354,7 +354,7 @@ Task<> AppModel::finishDelete(TrashDeleteResult result, std::string deviceName, 
         "Some tracked files could not be cleared. Remaining files are still in macOS Trash and can be "
         "managed in Finder.");
   } else if (result.cancelled || syncCancellationRequested_ || token.isCancelled()) {
-    statusMessage = "Cleanup stopped";
+    showStopped("Cleanup stopped");
   } else {
     auto notifying =
         notifications_.sendTrashCleared(static_cast<std::int64_t>(result.deleted.size()), deviceName);

@@ -206,11 +206,18 @@ void AppModel::show(const std::exception_ptr& failure) {
   }
 }
 
+// Where the flow was stopped by a loss of access, the user reads that.
+void AppModel::showStopped(const std::string& stopped) {
+  const bool hasAccess = photosPermissionStatus == PhotosPermissionStatus::authorized &&
+                         !removableVolumeAccessIssue->has_value();
+  statusMessage = hasAccess ? stopped : idleStatus();
+}
+
 void AppModel::showStoppedOrFailure(const std::exception_ptr& failure, const std::string& stopped) {
   try {
     std::rethrow_exception(failure);
   } catch (const CancellationError&) {
-    statusMessage = stopped;
+    showStopped(stopped);
   } catch (const std::exception& error) {
     show(error);
   }

@@ -129,7 +129,7 @@ void AppModelWorld::launchAfterSetup() {
 }
 
 void AppModelWorld::run(app::Task<> task) {
-  testTasks_->start(std::move(task));
+  begin(std::move(task));
   runUntilIdle();
 }
 

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Platform/Linux/VolumeTrash.h"
@@ -68,6 +69,8 @@ class AppModelWorld {
   app::AppSettings& settings() { return *services_.settings; }
   SyncHistoryStore& history() { return *services_.history; }
 
+  // Starts the task, which begins with the next turn of the loop.
+  void begin(app::Task<> task) { testTasks_->start(std::move(task)); }
   // Starts the task, and runs it as far as it goes without time passing.
   void run(app::Task<> task);
   void runUntilIdle() { mainThread.runUntilIdle(); }

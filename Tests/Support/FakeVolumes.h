@@ -40,14 +40,16 @@ class FakeVolumes final : public app::Volumes {
     tell(url, &Observers::onUnmount);
   }
 
-  bool isUnreadable = false;                        // nobody can tell what is mounted
-  mutable std::deque<std::exception_ptr> failures;  // of the next questions what is mounted
+  bool isUnreadable = false;  // nobody can tell what is mounted
+  // What the next questions what is mounted fail with, once so many were answered.
+  mutable std::deque<std::exception_ptr> failures;
+  mutable int answersBeforeFailure = 0;
 
   std::size_t observerCount() const { return observers_.size(); }
 
   std::vector<app::MountedVolume> mountedVolumes() const override {
     refuseIfUnreadable();
-    if (!failures.empty()) {
+    if (!failures.empty() && answersBeforeFailure-- <= 0) {
       const auto failure = std::move(failures.front());
       failures.pop_front();
       std::rethrow_exception(failure);
