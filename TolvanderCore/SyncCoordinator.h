@@ -86,17 +86,39 @@ class SyncCoordinator {
  private:
   using Files = std::vector<FingerprintedMediaFile>;
 
+  struct Standing;  // what the history alone says of the files of a card
+
+  static Files filesWhere(const Files& files,
+                          const std::function<bool(const FingerprintedMediaFile& file)>& holds);
+
+  // Throws the failure of a search that left files without a verdict.
+  static void requireVerdicts(bool areAllThere, bool budgetExceeded);
+
   void passGate(const CancellationToken& token) const;
   void report(SyncPhase::Kind kind) const;
 
-  // The files with what the history holds of interrupted imports of them.
+  // The files, each with what the history holds of an interrupted import of it.
   Files withPendingIdentities(Files files) const;
 
   void recordMatches(const Files& files, const std::map<std::string, LibraryMatch>& matches) const;
   // Skips files of interrupted imports: metadata never settles one.
   void recordMetadataMatches(const Files& files, const std::map<std::string, std::string>& matches) const;
 
-  void completeAlbum(const Files& files, const std::optional<std::string>& album) const;
+  // What the library holds of the files; recorded at once, so that it isn't lost when the sync fails later.
+  LibraryReconciliation recognize(const Files& files, const CancellationToken& token) const;
+  LibraryReconciliation recognizeOnce(const Files& files, bool broader, const CancellationToken& token) const;
+
+  void requireNoInterruptedImport(const Files& scanned,
+                                  const std::map<std::string, LibraryMatch>& matches) const;
+
+  // Fills in the review what a search of the library for the candidates adds to their standing.
+  static void settle(CameraLibraryReview& review, const Standing& recorded, const Files& candidates,
+                     LibraryReconciliation found, const std::set<std::string>& pending);
+
+  // The import and album stages.
+  Files importMissing(const Files& files, bool isCharmera, const CancellationToken& token) const;
+  void completeAlbum(const Files& scanned, const std::optional<std::string>& album,
+                     const CancellationToken& token) const;
 
   std::shared_ptr<SyncHistoryStore> history_;
   Dependencies dependencies_;
