@@ -11,6 +11,7 @@ namespace tolvander {
 struct StandardDirectories {
   std::optional<FileURL> applicationSupport;
   FileURL temporary;
+  std::optional<FileURL> pictures = std::nullopt;  // those that the user keeps
 
   // Of the user who runs this process.
   static StandardDirectories current();
