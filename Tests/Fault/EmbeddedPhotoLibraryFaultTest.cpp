@@ -194,8 +194,8 @@ TEST_F(EmbeddedLibraryFaults, aLibraryIsMadeOrNotMade) {
 TEST_F(EmbeddedLibraryFaults, sweepingCanBeCutShortAndDoneAgain) {
   setUp();
   const auto calls = mutatingCalls([this] { importBatch(); });
-  const std::size_t lastRename = static_cast<std::size_t>(
-      calls.rend() - std::find(calls.rbegin(), calls.rend(), "renameat2"));
+  const std::size_t lastRename =
+      static_cast<std::size_t>(calls.rend() - std::find(calls.rbegin(), calls.rend(), "renameat2"));
   for (const Fault& fault : {Fault::failing(EIO), Fault::kill()}) {
     const std::size_t points = forEachFaultPoint(
         fault,

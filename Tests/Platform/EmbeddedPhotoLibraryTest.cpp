@@ -253,10 +253,11 @@ TEST_P(HostileCatalogue, reachesNothing) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, HostileCatalogue,
-                         testing::Values("../secret", "../../secret", "/etc/passwd", "secret", "Library.sqlite",
-                                         "Originals/../../secret", "Originals/../secret", "Originals/link",
-                                         "Originals/folder/secret", "Originals/pipe", "Originals", "Originals/",
-                                         "Originals//secret", "Originals/.", "", "/", ".", ".."),
+                         testing::Values("../secret", "../../secret", "/etc/passwd", "secret",
+                                         "Library.sqlite", "Originals/../../secret", "Originals/../secret",
+                                         "Originals/link", "Originals/folder/secret", "Originals/pipe",
+                                         "Originals", "Originals/", "Originals//secret", "Originals/.", "",
+                                         "/", ".", ".."),
                          [](const auto& path) { return "path" + std::to_string(path.index); });
 
 TEST_F(EmbeddedLibrary, triggersOfAHostileCatalogueDoNotRun) {
@@ -309,7 +310,8 @@ TEST_F(EmbeddedLibrary, readsDatesAndSizesFromTheFiles) {
                             .build();
   const FileURL url = file("a.jpg", {reinterpret_cast<const char*>(picture.data()), picture.size()});
   const auto library = open();
-  changeAndWait(*library, [&](app::PhotosChanges& changes) { changes.creationRequestForAssetFromImage(url); });
+  changeAndWait(*library,
+                [&](app::PhotosChanges& changes) { changes.creationRequestForAssetFromImage(url); });
   const app::PhotosAsset asset = library->fetchAssets(app::PhotosFetchOptions{}).at(0);
   EXPECT_EQ(asset.creationDate, dateFromExifText("2026:07:01 12:00:00", TimeZone::current()));
   EXPECT_EQ(asset.pixelWidth, 640);
@@ -322,7 +324,8 @@ TEST_F(EmbeddedLibrary, aPictureWithoutDateHasThatOfItsFile) {
   const FileURL url = file("a.jpg", "no picture at all");
   setContentModificationDate(url, day(-7));
   const auto library = open();
-  changeAndWait(*library, [&](app::PhotosChanges& changes) { changes.creationRequestForAssetFromImage(url); });
+  changeAndWait(*library,
+                [&](app::PhotosChanges& changes) { changes.creationRequestForAssetFromImage(url); });
   const app::PhotosAsset asset = library->fetchAssets(app::PhotosFetchOptions{}).at(0);
   EXPECT_EQ(asset.creationDate, day(-7));
   EXPECT_EQ(asset.pixelWidth, 0);
@@ -368,10 +371,9 @@ TEST_F(EmbeddedLibrary, importsMoreFilesAtOnceThanAProcessMayHaveOpen) {
 }
 
 TEST_F(EmbeddedLibrary, leavesFilesAloneThatItDidNotPutThere) {
-  const std::vector<FileURL> foreign = {root.appending("notes.txt"), root.appending("Originals/a.jpg"),
-                                        root.appending("Originals/2026/b.jpg"),
-                                        root.appending("Originals/.incoming/mine.part"),
-                                        root.appending("Originals/.incoming/c.jpg")};
+  const std::vector<FileURL> foreign = {
+      root.appending("notes.txt"), root.appending("Originals/a.jpg"), root.appending("Originals/2026/b.jpg"),
+      root.appending("Originals/.incoming/mine.part"), root.appending("Originals/.incoming/c.jpg")};
   for (const FileURL& url : foreign) {
     writeFile(url, "the user's");
   }
@@ -386,7 +388,8 @@ TEST_F(EmbeddedLibrary, leavesFilesAloneThatItDidNotPutThere) {
 
 TEST_F(EmbeddedLibrary, sweepsFilesWithoutNamesThatACrashLeft) {
   open();
-  const FileURL leftover = root.appending("Originals/.incoming").appending(platform::linux_::newIncomingName());
+  const FileURL leftover =
+      root.appending("Originals/.incoming").appending(platform::linux_::newIncomingName());
   writeFile(leftover, "half a pict");
   open()->fetchAlbums(std::nullopt);
   EXPECT_FALSE(fs::exists(leftover.path()));
@@ -405,7 +408,9 @@ class PlacementLeft : public EmbeddedLibrary {
     transaction.commit();
   }
 
-  std::size_t placements() const { return Catalogue(root.appending("Library.sqlite"), noPatience).placements().size(); }
+  std::size_t placements() const {
+    return Catalogue(root.appending("Library.sqlite"), noPatience).placements().size();
+  }
 
   const std::string path = "Originals/2026/2026-11-20/PICT0001.JPG";
   const FileURL original = root.appending(path);
@@ -543,8 +548,9 @@ TEST_F(EmbeddedLibrary, completesWhatWasAskedForBeforeItIsGone) {
   const FileURL url = file("a.jpg");
   int completions = 0;
   for (int round = 0; round < 5; ++round) {
-    library->performChanges([&](app::PhotosChanges& changes) { changes.creationRequestForAssetFromImage(url); },
-                            [&](bool success, const std::exception_ptr&) { completions += success ? 1 : 0; });
+    library->performChanges(
+        [&](app::PhotosChanges& changes) { changes.creationRequestForAssetFromImage(url); },
+        [&](bool success, const std::exception_ptr&) { completions += success ? 1 : 0; });
   }
   library.reset();
   EXPECT_EQ(completions, 5);

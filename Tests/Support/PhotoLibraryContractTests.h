@@ -151,8 +151,9 @@ TEST_P(PhotoLibraryContract, runsTheBlockOnceAndOnAThreadOfItsOwn) {
 
 TEST_P(PhotoLibraryContract, completesOnAThreadOfItsOwn) {
   std::promise<std::thread::id> thread;
-  library().performChanges([](app::PhotosChanges&) {},
-                           [&](bool, const std::exception_ptr&) { thread.set_value(std::this_thread::get_id()); });
+  library().performChanges(
+      [](app::PhotosChanges&) {},
+      [&](bool, const std::exception_ptr&) { thread.set_value(std::this_thread::get_id()); });
   EXPECT_NE(thread.get_future().get(), std::this_thread::get_id());
 }
 
@@ -186,7 +187,8 @@ TEST_P(PhotoLibraryContract, tellsPicturesFromFilms) {
     pictureIdentifier = *changes.creationRequestForAssetFromImage(picture)->placeholderForCreatedAsset();
     filmIdentifier = *changes.creationRequestForAssetFromVideo(film)->placeholderForCreatedAsset();
   });
-  EXPECT_EQ(library().fetchAssets(std::vector{pictureIdentifier}).at(0).mediaType, app::PhotosMediaType::image);
+  EXPECT_EQ(library().fetchAssets(std::vector{pictureIdentifier}).at(0).mediaType,
+            app::PhotosMediaType::image);
   EXPECT_EQ(library().fetchAssets(std::vector{filmIdentifier}).at(0).mediaType, app::PhotosMediaType::video);
   EXPECT_EQ(resourceOf(pictureIdentifier).type, app::PhotosResourceType::photo);
   EXPECT_EQ(resourceOf(filmIdentifier).type, app::PhotosResourceType::video);
@@ -235,7 +237,8 @@ TEST_P(PhotoLibraryContract, addsOneFileTwiceAsTwoAssets) {
 
 TEST_P(PhotoLibraryContract, leavesTheFileThatItWasGiven) {
   const FileURL url = file("PICT0001.JPG", "bytes");
-  changeAndWait(library(), [&](app::PhotosChanges& changes) { changes.creationRequestForAssetFromImage(url); });
+  changeAndWait(library(),
+                [&](app::PhotosChanges& changes) { changes.creationRequestForAssetFromImage(url); });
   EXPECT_EQ(readFile(url), "bytes");
 }
 
@@ -388,7 +391,8 @@ TEST_P(PhotoLibraryContract, streamsOnAThreadOfItsOwn) {
 }
 
 TEST_P(PhotoLibraryContract, aResourceThatIsUnknownEndsInAnError) {
-  const DataResult result = readAndWait(library(), {.assetLocalIdentifier = "unknown", .originalFilename = "a"});
+  const DataResult result =
+      readAndWait(library(), {.assetLocalIdentifier = "unknown", .originalFilename = "a"});
   EXPECT_TRUE(result.error);
   EXPECT_TRUE(result.bytes.empty());
 }
@@ -428,7 +432,8 @@ TEST_P(PhotoLibraryContract, requestsHaveDifferentIdentifiers) {
   std::vector<std::promise<void>> ended(4);
   for (auto& promise : ended) {
     requests.insert(library().requestData(
-        resource, [](std::span<const std::byte>) {}, [&](const std::exception_ptr&) { promise.set_value(); }));
+        resource, [](std::span<const std::byte>) {},
+        [&](const std::exception_ptr&) { promise.set_value(); }));
   }
   for (auto& promise : ended) {
     promise.get_future().get();
@@ -440,7 +445,8 @@ TEST_P(PhotoLibraryContract, hasAnAlbumUnderItsPlaceholderAndTitle) {
   const app::PhotosAlbum album = addAlbum("Ferien");
   EXPECT_EQ(library().fetchAlbums(std::nullopt), std::vector{album});
   EXPECT_EQ(library().fetchAlbums("Ferien"), std::vector{album});
-  EXPECT_EQ(library().fetchAlbumsWithLocalIdentifiers({album.localIdentifier, "unknown"}), std::vector{album});
+  EXPECT_EQ(library().fetchAlbumsWithLocalIdentifiers({album.localIdentifier, "unknown"}),
+            std::vector{album});
 }
 
 TEST_P(PhotoLibraryContract, findsAlbumsByTheirExactTitle) {

@@ -113,19 +113,19 @@ std::vector<PhotosAsset> Catalogue::assets(const PhotosFetchOptions& options) {
   const std::int64_t limit = options.fetchLimit > 0 ? options.fetchLimit : -1;
   std::vector<PhotosAsset> found;
   if (options.creationDates) {
-    append(database_.query(ascends ? "SELECT " ASSET_COLUMNS
-                                     " FROM assets WHERE creation_date BETWEEN ? AND ?"
-                                     " ORDER BY creation_date LIMIT ?"
-                                   : "SELECT " ASSET_COLUMNS
-                                     " FROM assets WHERE creation_date BETWEEN ? AND ?"
-                                     " ORDER BY creation_date DESC LIMIT ?",
-                           stored(options.creationDates->from), stored(options.creationDates->to), limit),
-           found);
+    append(
+        database_.query(ascends ? "SELECT " ASSET_COLUMNS " FROM assets WHERE creation_date BETWEEN ? AND ?"
+                                  " ORDER BY creation_date LIMIT ?"
+                                : "SELECT " ASSET_COLUMNS " FROM assets WHERE creation_date BETWEEN ? AND ?"
+                                  " ORDER BY creation_date DESC LIMIT ?",
+                        stored(options.creationDates->from), stored(options.creationDates->to), limit),
+        found);
   } else {
-    append(database_.query(ascends ? "SELECT " ASSET_COLUMNS " FROM assets ORDER BY creation_date LIMIT ?"
-                                   : "SELECT " ASSET_COLUMNS " FROM assets ORDER BY creation_date DESC LIMIT ?",
-                           limit),
-           found);
+    append(
+        database_.query(ascends ? "SELECT " ASSET_COLUMNS " FROM assets ORDER BY creation_date LIMIT ?"
+                                : "SELECT " ASSET_COLUMNS " FROM assets ORDER BY creation_date DESC LIMIT ?",
+                        limit),
+        found);
   }
   return found;
 }
@@ -231,7 +231,8 @@ std::vector<std::string> Catalogue::problems() {
 }
 
 bool Catalogue::hasPath(const std::string& path) {
-  return database_.query("SELECT 1 FROM resources WHERE path_key = ?", std::string_view(originalNameKey(path)))
+  return database_
+      .query("SELECT 1 FROM resources WHERE path_key = ?", std::string_view(originalNameKey(path)))
       .next();
 }
 
@@ -286,9 +287,10 @@ bool Catalogue::addToAlbum(const std::string& albumIdentifier,
 }
 
 void Catalogue::insertPlacement(const Placement& placement) {
-  database_.execute("INSERT OR REPLACE INTO placements (path, inode, byte_count, modified) VALUES (?, ?, ?, ?)",
-                    std::string_view(placement.path), static_cast<std::int64_t>(placement.inode),
-                    placement.byteCount, stored(placement.modified));
+  database_.execute(
+      "INSERT OR REPLACE INTO placements (path, inode, byte_count, modified) VALUES (?, ?, ?, ?)",
+      std::string_view(placement.path), static_cast<std::int64_t>(placement.inode), placement.byteCount,
+      stored(placement.modified));
 }
 
 void Catalogue::removePlacement(const std::string& path) {

@@ -17,8 +17,8 @@ namespace tolvander::platform::linux_ {
 // Connections to one library's catalogue, so that several threads read at once and statements stay compiled.
 // Safe on every thread.
 //
-// A catalogue that is opened for the first time, or that has been put in the place of another one, is upgraded
-// if it has to be, and what a crash left in the library is swept unless another process is writing.
+// A catalogue that is opened for the first time, or that has been put in the place of another one, is
+// upgraded if it has to be, and what a crash left in the library is swept unless another process is writing.
 class CataloguePool {
  public:
   CataloguePool(LibraryFolder folder, std::chrono::milliseconds patience);

@@ -22,8 +22,8 @@ namespace {
 std::size_t fill(const Descriptor& file, std::span<std::byte> buffer, const FileURL& library) {
   std::size_t size = 0;
   while (size < buffer.size()) {
-    const ssize_t count = uninterrupted(
-        [&] { return read(file.number(), buffer.data() + size, buffer.size() - size); });
+    const ssize_t count =
+        uninterrupted([&] { return read(file.number(), buffer.data() + size, buffer.size() - size); });
     if (count < 0) {
       throw PosixError(errno, "read an original in", library);
     }

@@ -61,9 +61,7 @@ void Statement::reset() noexcept {
   sqlite3_clear_bindings(statement_);
 }
 
-bool Statement::isNull(int column) const {
-  return sqlite3_column_type(statement_, column) == SQLITE_NULL;
-}
+bool Statement::isNull(int column) const { return sqlite3_column_type(statement_, column) == SQLITE_NULL; }
 
 std::int64_t Statement::integer(int column) const { return sqlite3_column_int64(statement_, column); }
 
@@ -103,7 +101,8 @@ void Database::configure(std::chrono::milliseconds patience) {
   sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
   sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
   sqlite3_busy_timeout(database, static_cast<int>(patience.count()));
-  run("PRAGMA synchronous=FULL; PRAGMA foreign_keys=ON; PRAGMA cell_size_check=ON; PRAGMA temp_store=MEMORY;");
+  run("PRAGMA synchronous=FULL; PRAGMA foreign_keys=ON; PRAGMA cell_size_check=ON; PRAGMA "
+      "temp_store=MEMORY;");
 }
 
 void Database::takeLogOverWhenClosed() {

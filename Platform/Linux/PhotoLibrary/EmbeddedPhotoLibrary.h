@@ -15,12 +15,12 @@
 namespace tolvander::platform::linux_ {
 
 // A photo library of ordinary files: `Originals/2026/2026-11-20/PICT0001.JPG`, by the day on which a picture
-// was taken where the user is, and `Library.sqlite`, the catalogue of them. Any viewer opens the files; people
-// may move, change and delete them, and add others, which are never touched.
+// was taken where the user is, and `Library.sqlite`, the catalogue of them. Any viewer opens the files;
+// people may move, change and delete them, and add others, which are never touched.
 //
-// Authorisation is the user's, who has said yes when the library was made: until there is a catalogue it is not
-// determined, and requestAuthorization, which asks nobody, makes it. Where the folder can't be changed it is
-// denied.
+// Authorisation is the user's, who has said yes when the library was made: until there is a catalogue it is
+// not determined, and requestAuthorization, which asks nobody, makes it. Where the folder can't be changed it
+// is denied.
 //
 // Changes are durable when their completion says so. They are made one after the other on one thread, data
 // requests are answered on another one, and fetches on the caller's; none waits for the others. One process

@@ -16,8 +16,9 @@ namespace {
 
 Descriptor openLockFile(const LibraryFolder& folder) {
   const FileURL file = folder.lockFile();
-  Descriptor descriptor(uninterrupted(
-      [&] { return open(file.path().c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666); }));
+  Descriptor descriptor(uninterrupted([&] {
+    return open(file.path().c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666);
+  }));
   if (!descriptor) {
     throw PosixError(errno, "open", file);
   }

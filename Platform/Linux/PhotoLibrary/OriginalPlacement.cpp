@@ -32,7 +32,6 @@ struct OriginalPlacement::File {
   PlacedOriginal original{};
   std::string folder{};  // where its name is to be
   std::string name{};    // that it would like to have
-  int choice = 1;
   Placement placement{};
   bool isNamed = false;
 };
@@ -190,31 +189,32 @@ void OriginalPlacement::makeCopiesDurable() {
 }
 
 bool OriginalPlacement::isTaken(const std::string& path) const {
-  if (catalogue_->hasPath(path)) {
-    return true;
-  }
-  const std::string key = originalNameKey(path);
-  const bool isChosen = std::any_of(files_.begin(), files_.end(), [&](const File& file) {
-    return !file.placement.path.empty() && originalNameKey(file.placement.path) == key;
-  });
   struct stat status {};
-  return isChosen || lstat(folder_->url().appending(path).path().c_str(), &status) == 0;
+  return chosenKeys_.contains(originalNameKey(path)) || catalogue_->hasPath(path) ||
+         lstat(folder_->url().appending(path).path().c_str(), &status) == 0;
 }
 
-std::string OriginalPlacement::freePath(const std::string& folder, const std::string& name,
-                                        int& choice) const {
-  while (true) {
-    std::string path = folder + "/" + originalName(name, choice);
-    if (!isTaken(path)) {
-      return path;
-    }
-    ++choice;
+// Finds a choice that is free and comes right behind one that is taken, in a few steps also where a camera
+// gives thousands of files one name.
+std::string OriginalPlacement::chooseFreePath(const File& file) {
+  const auto path = [&](int choice) { return file.folder + "/" + originalName(file.name, choice); };
+  int taken = 0;
+  int free = 1;
+  while (isTaken(path(free))) {
+    taken = free;
+    free *= 2;
   }
+  while (free - taken > 1) {
+    const int middle = taken + (free - taken) / 2;
+    (isTaken(path(middle)) ? taken : free) = middle;
+  }
+  chosenKeys_.insert(originalNameKey(path(free)));
+  return path(free);
 }
 
 void OriginalPlacement::announce() {
   for (File& file : files_) {
-    file.placement.path = freePath(file.folder, file.name, file.choice);
+    file.placement.path = chooseFreePath(file);
   }
   isAnnounced_ = true;
   Transaction transaction = catalogue_->change();
@@ -245,9 +245,7 @@ void OriginalPlacement::nameFiles(const Descriptor& incoming) {
 
 // Somebody has put a file of this name there just now.
 void OriginalPlacement::announceAnotherName(File& file) {
-  const std::string taken = std::exchange(file.placement.path, std::string());
-  ++file.choice;
-  file.placement.path = freePath(file.folder, file.name, file.choice);
+  const std::string taken = std::exchange(file.placement.path, chooseFreePath(file));
   Transaction transaction = catalogue_->change();
   catalogue_->removePlacement(taken);
   catalogue_->insertPlacement(file.placement);

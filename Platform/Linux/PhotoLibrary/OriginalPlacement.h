@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "Platform/Linux/PhotoLibrary/Catalogue.h"
@@ -42,7 +43,7 @@ class OriginalPlacement {
   File copy(const NewOriginal& original, const Descriptor& incoming);
   void makeCopiesDurable();
   bool isTaken(const std::string& path) const;
-  std::string freePath(const std::string& folder, const std::string& name, int& choice) const;
+  std::string chooseFreePath(const File& file);
   void announce();
   void nameFiles(const Descriptor& incoming);
   void announceAnotherName(File& file);
@@ -53,6 +54,7 @@ class OriginalPlacement {
   Catalogue* catalogue_;
   const TimeZone zone_;
   std::vector<File> files_;
+  std::unordered_set<std::string> chosenKeys_;  // of the names that files of this change get
   std::vector<std::string> madeFolders_;
   bool isAnnounced_ = false;
   bool isKept_ = false;

@@ -14,7 +14,7 @@ namespace tolvander::platform::linux_ {
 struct OriginalProperties {
   std::int64_t pixelWidth = 0;  // 0 where the file doesn't tell
   std::int64_t pixelHeight = 0;
-  double duration = 0;               // seconds; 0 for pictures
+  double duration = 0;                              // seconds; 0 for pictures
   std::optional<Date> creationDate = std::nullopt;  // when it was taken; absent where the file does not tell
 
   friend bool operator==(const OriginalProperties&, const OriginalProperties&) = default;

@@ -81,9 +81,8 @@ bool renameWithoutReplacing(const Descriptor& fromFolder, const std::string& fro
   if (errno != EINVAL && errno != ENOSYS) {
     throw PosixError(errno, "name an original in", folder);
   }
-  const Descriptor kept(uninterrupted([&] {
-    return openat(toFolder.number(), to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  }));
+  const Descriptor kept(uninterrupted(
+      [&] { return openat(toFolder.number(), to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666); }));
   if (!kept) {
     if (errno == EEXIST) {
       return false;
