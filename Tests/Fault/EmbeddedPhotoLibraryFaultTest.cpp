@@ -211,8 +211,8 @@ TEST_F(EmbeddedLibraryFaults, sweepingCanBeCutShortAndDoneAgain) {
             return;
           }
         },
-        [this](const FaultOutcome&) { EXPECT_FALSE(isAllThere()); });
-    EXPECT_GT(points, batch);
+        [this](const FaultOutcome&) { EXPECT_FALSE(isAllThere()); }, stepThrough(7));
+    EXPECT_GT(points, batch / stepThrough(2));
   }
 }
 
