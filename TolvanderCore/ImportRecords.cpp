@@ -6,43 +6,60 @@
 
 namespace tolvander {
 
-ImportRecords::ImportRecords(std::vector<ImportRecord> records) {
-  records_.reserve(records.size());
+namespace {
+
+using Shared = std::shared_ptr<const ImportRecord>;
+
+std::string_view keyOf(const Shared& record) { return record->sourceFingerprint; }
+
+// In ascending order; of several with the same key, the last.
+std::vector<Shared> sharedInOrder(std::vector<ImportRecord> records) {
+  std::vector<Shared> ordered;
+  ordered.reserve(records.size());
   for (ImportRecord& record : records) {
-    records_.push_back(std::make_shared<const ImportRecord>(ImportRecord::make(std::move(record))));
+    ordered.push_back(std::make_shared<const ImportRecord>(ImportRecord::make(std::move(record))));
   }
-  const auto key = [](const Shared& record) -> const std::string& { return record->sourceFingerprint; };
-  std::ranges::stable_sort(records_, std::less(), key);
+  std::ranges::stable_sort(ordered, std::less(), keyOf);
   // Of equal neighbours the last stays: seen from the end, it is the first.
   const auto kept =
-      std::unique(records_.rbegin(), records_.rend(),
-                  [&](const Shared& left, const Shared& right) { return key(left) == key(right); });
-  records_.erase(records_.begin(), kept.base());
+      std::unique(ordered.rbegin(), ordered.rend(),
+                  [](const Shared& left, const Shared& right) { return keyOf(left) == keyOf(right); });
+  ordered.erase(ordered.begin(), kept.base());
+  return ordered;
 }
+
+}  // namespace
+
+ImportRecords::ImportRecords(std::vector<ImportRecord> records)
+    : records_(sharedInOrder(std::move(records))) {}
 
 const ImportRecord* ImportRecords::find(std::string_view sourceFingerprint) const {
-  const auto position = lowerBound(sourceFingerprint);
-  return position != records_.end() && (*position)->sourceFingerprint == sourceFingerprint ? position->get()
-                                                                                           : nullptr;
+  const auto position = std::ranges::lower_bound(records_, sourceFingerprint, std::less(), keyOf);
+  return position != records_.end() && keyOf(*position) == sourceFingerprint ? position->get() : nullptr;
 }
 
-void ImportRecords::insertOrAssign(ImportRecord record) {
-  const auto position = records_.begin() + (lowerBound(record.sourceFingerprint) - records_.cbegin());
-  const bool isKnown =
-      position != records_.end() && (*position)->sourceFingerprint == record.sourceFingerprint;
-  Shared shared = std::make_shared<const ImportRecord>(ImportRecord::make(std::move(record)));
-  if (isKnown) {
-    *position = std::move(shared);
-  } else {
-    records_.insert(position, std::move(shared));
+void ImportRecords::insertOrAssign(std::vector<ImportRecord> records) {
+  std::vector<Shared> added;
+  for (Shared& record : sharedInOrder(std::move(records))) {
+    const auto position = std::ranges::lower_bound(records_, keyOf(record), std::less(), keyOf);
+    if (position != records_.end() && keyOf(*position) == keyOf(record)) {
+      *position = std::move(record);
+    } else {
+      added.push_back(std::move(record));
+    }
   }
-}
-
-std::vector<ImportRecords::Shared>::const_iterator ImportRecords::lowerBound(
-    std::string_view sourceFingerprint) const {
-  return std::ranges::lower_bound(
-      records_, sourceFingerprint, std::less(),
-      [](const Shared& record) -> std::string_view { return record->sourceFingerprint; });
+  // From the end, so that every record moves once, straight to its place.
+  const auto oldCount = static_cast<std::ptrdiff_t>(records_.size());
+  records_.resize(records_.size() + added.size());
+  auto oldEnd = records_.begin() + oldCount;
+  auto room = records_.end();
+  for (auto record = added.rbegin(); record != added.rend(); ++record) {
+    const auto position =
+        std::ranges::lower_bound(records_.begin(), oldEnd, keyOf(*record), std::less(), keyOf);
+    room = std::move_backward(position, oldEnd, room);
+    *--room = std::move(*record);
+    oldEnd = position;
+  }
 }
 
 bool operator==(const ImportRecords& left, const ImportRecords& right) {

@@ -51,7 +51,9 @@ class ImportRecords {
   const ImportRecord* find(std::string_view sourceFingerprint) const;
   bool contains(std::string_view sourceFingerprint) const { return find(sourceFingerprint) != nullptr; }
 
-  void insertOrAssign(ImportRecord record);
+  // Adds or replaces each under its own source fingerprint; of several with the same one, the last stands.
+  // Moves each record that is there once at most, however many are added.
+  void insertOrAssign(std::vector<ImportRecord> records);
 
   std::size_t size() const { return records_.size(); }
   bool empty() const { return records_.empty(); }
@@ -62,8 +64,6 @@ class ImportRecords {
 
  private:
   using Shared = std::shared_ptr<const ImportRecord>;
-
-  std::vector<Shared>::const_iterator lowerBound(std::string_view sourceFingerprint) const;
 
   std::vector<Shared> records_;
 };

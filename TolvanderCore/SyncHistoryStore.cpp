@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <unordered_map>
 #include <utility>
 
 #include "TolvanderCore/Platform/AtomicFile.h"
@@ -17,17 +18,25 @@ namespace {
 
 constexpr std::string_view currentPayloadScheme = "jpeg-v2:";
 
-void merge(HistoryDatabase& database, const ImportRecord& incoming) {
-  const ImportRecord* known = database.imports.find(incoming.sourceFingerprint);
-  if (!incoming.isContentConfirmed() && known != nullptr && known->isContentConfirmed()) {
-    return;
+void merge(HistoryDatabase& database, const std::vector<ImportRecord>& records) {
+  std::unordered_map<std::string_view, const ImportRecord*> accepted;
+  std::vector<ImportRecord> changes;
+  for (const ImportRecord& incoming : records) {
+    const auto earlier = accepted.find(incoming.sourceFingerprint);
+    const ImportRecord* known =
+        earlier != accepted.end() ? earlier->second : database.imports.find(incoming.sourceFingerprint);
+    if (!incoming.isContentConfirmed() && known != nullptr && known->isContentConfirmed()) {
+      continue;
+    }
+    accepted[incoming.sourceFingerprint] = &incoming;
+    changes.push_back(incoming);
+    // Only content can prove what an interrupted import left behind.
+    if (incoming.isContentConfirmed()) {
+      database.pendingImports.erase(incoming.sourceFingerprint);
+      database.pendingProcessedFingerprints.erase(incoming.sourceFingerprint);
+    }
   }
-  database.imports.insertOrAssign(incoming);
-  // Only content can prove what an interrupted import left behind.
-  if (incoming.isContentConfirmed()) {
-    database.pendingImports.erase(incoming.sourceFingerprint);
-    database.pendingProcessedFingerprints.erase(incoming.sourceFingerprint);
-  }
+  database.imports.insertOrAssign(std::move(changes));
 }
 
 bool canUpgradePayload(const ImportRecord* record, const FingerprintedMediaFile& file) {
@@ -108,11 +117,7 @@ bool SyncHistoryStore::contains(std::string_view sourceFingerprint,
 }
 
 void SyncHistoryStore::record(const std::vector<ImportRecord>& records) {
-  change([&](HistoryDatabase& next) {
-    for (const ImportRecord& incoming : records) {
-      merge(next, incoming);
-    }
-  });
+  change([&](HistoryDatabase& next) { merge(next, records); });
 }
 
 void SyncHistoryStore::record(const ImportRecord& record) { this->record(std::vector{record}); }
@@ -176,9 +181,7 @@ void SyncHistoryStore::upgradePayloadIdentities(const std::vector<FingerprintedM
     return;
   }
   HistoryDatabase next = database_;
-  for (const ImportRecord& record : upgraded) {
-    merge(next, record);
-  }
+  merge(next, upgraded);
   save(std::move(next));
 }
 

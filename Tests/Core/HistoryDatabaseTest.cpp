@@ -174,7 +174,7 @@ TEST(HistoryDatabase, readsBackWhatItWroteAtWholeSeconds) {
   expected.version = 5;
   ImportRecord record = fullRecord();
   record.importedAt = date("2026-11-15T19:13:17Z");
-  expected.imports.insertOrAssign(record);
+  expected.imports.insertOrAssign({record});
   EXPECT_EQ(read(goldenSample), expected);
   EXPECT_EQ(written(read(goldenSample)), goldenSample);
 }
@@ -383,7 +383,7 @@ TEST(HistoryDatabase, writesNamesThatAreNoUTF8SoThatTheyCanBeReadAgain) {
   ImportRecord record = smallRecord();
   record.filename = "\xFF.JPG";
   HistoryDatabase database;
-  database.imports.insertOrAssign(record);
+  database.imports.insertOrAssign({record});
   EXPECT_EQ(read(written(database)).imports.find("0001")->filename, "\uFFFD.JPG");
 }
 

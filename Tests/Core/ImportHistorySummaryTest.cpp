@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace tolvander {
 namespace {
 
@@ -76,7 +78,7 @@ TEST(ImportRecords, keepNoContentIdentitiesOnMetadataAlone) {
   record.processedFingerprint = "processed";
   record.processingVersion = 1;
   ImportRecords inserted;
-  inserted.insertOrAssign(record);
+  inserted.insertOrAssign({record});
   for (const ImportRecords& records : {ImportRecords({record}), inserted}) {
     EXPECT_EQ(records.find("a")->mediaPayloadFingerprint, std::nullopt);
     EXPECT_EQ(records.find("a")->processedFingerprint, std::nullopt);
@@ -100,11 +102,23 @@ TEST(ImportRecord, ofTheEarlierShapeHasNoIdentitiesAndNoEvidence) {
   EXPECT_TRUE(record.isContentConfirmed());
 }
 
+TEST(ImportRecords, addManyAtOnceInOrderAndReplaceWhatIsKnown) {
+  ImportRecords records({photo("c"), photo("e", "old"), photo("g")});
+  records.insertOrAssign({photo("h"), photo("e", "new"), photo("a", "first"), photo("d"), photo("b"),
+                          photo("a", "last"), photo("f")});
+  EXPECT_EQ(records, ImportRecords({photo("a", "last"), photo("b"), photo("c"), photo("d"), photo("e", "new"),
+                                    photo("f"), photo("g"), photo("h")}));
+  EXPECT_TRUE(std::ranges::is_sorted(records, {}, &ImportRecord::sourceFingerprint));
+  EXPECT_EQ(records.size(), 8U);
+  records.insertOrAssign({});
+  EXPECT_EQ(records.size(), 8U);
+}
+
 TEST(ImportRecords, areValues) {
   ImportRecords original({photo("a", "old")});
   ImportRecords copy = original;
-  copy.insertOrAssign(photo("a", "new"));
-  copy.insertOrAssign(photo("0"));
+  copy.insertOrAssign({photo("a", "new")});
+  copy.insertOrAssign({photo("0")});
   EXPECT_EQ(original.find("a")->mediaPayloadFingerprint, "old");
   EXPECT_EQ(original.size(), 1U);
   EXPECT_EQ(copy.find("a")->mediaPayloadFingerprint, "new");

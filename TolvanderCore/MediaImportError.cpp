@@ -1,0 +1,12 @@
+#include "TolvanderCore/MediaImportError.h"
+
+namespace tolvander {
+
+MediaImportError::MediaImportError(Case kind)
+    : Error("the library did not take every file of a batch"), kind_(kind) {}
+
+std::optional<std::string> MediaImportError::description() const {
+  return "Photos did not import every file. Check the camera and try again.";
+}
+
+}  // namespace tolvander

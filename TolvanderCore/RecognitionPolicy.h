@@ -1,0 +1,67 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "TolvanderCore/Date.h"
+#include "TolvanderCore/FingerprintedMediaFile.h"
+
+namespace tolvander {
+
+// The budget of one search of the library for camera files.
+struct RecognitionPolicy {
+  std::int64_t maximumResources = 0;           // reads that one search may make
+  std::int64_t maximumBytes = 0;               // that all its reads together may consume
+  std::int64_t maximumCandidates = 0;          // different assets that may be loaded to search among
+  std::int64_t nearbyCandidatesPerFile = 0;    // of another name, with which one file may be compared
+  std::int64_t recentCandidateLimit = 0;       // newest assets that may be loaded where no date helps
+  bool allowsNetwork = false;                  // always false: what lies in the cloud alone is never fetched
+  std::chrono::nanoseconds resourceTimeout{};  // of one read
+  std::chrono::nanoseconds passTimeout{};      // of the whole search
+
+  static const RecognitionPolicy automatic;  // of every sync
+  static const RecognitionPolicy broader;    // of a check that the user asked for
+
+  // How far from one of a file's dates an asset may have been created and still be compared with it, that
+  // distance itself included.
+  static constexpr std::chrono::seconds searchSpan{259'200};
+
+  // This policy for so many camera files (a number below 0 counts as 0): more reads, and as many neighbours
+  // for each file, but never more bytes or more time.
+  RecognitionPolicy scaled(std::int64_t fileCount) const;
+
+  // The dates under which the library may know `file`: its capture date and its modification date, ascending,
+  // each once. At most two; none where the file has neither.
+  static std::vector<Date> searchDates(const FingerprintedMediaFile& file);
+
+  // Seconds between `date` and the nearest of the file's search dates; absent where it has none.
+  static std::optional<double> distance(Date date, const FingerprintedMediaFile& file);
+
+  friend bool operator==(const RecognitionPolicy&, const RecognitionPolicy&) = default;
+};
+
+inline constexpr RecognitionPolicy RecognitionPolicy::automatic{
+    .maximumResources = 256,
+    .maximumBytes = 536'870'912,
+    .maximumCandidates = 2'000,
+    .nearbyCandidatesPerFile = 256,
+    .recentCandidateLimit = 1'000,
+    .allowsNetwork = false,
+    .resourceTimeout = std::chrono::seconds(15),
+    .passTimeout = std::chrono::seconds(60),
+};
+
+inline constexpr RecognitionPolicy RecognitionPolicy::broader{
+    .maximumResources = 1'024,
+    .maximumBytes = 2'147'483'648,
+    .maximumCandidates = 5'000,
+    .nearbyCandidatesPerFile = 1'024,
+    .recentCandidateLimit = 3'000,
+    .allowsNetwork = false,
+    .resourceTimeout = std::chrono::seconds(30),
+    .passTimeout = std::chrono::seconds(120),
+};
+
+}  // namespace tolvander
