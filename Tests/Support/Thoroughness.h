@@ -12,4 +12,14 @@ inline constexpr std::size_t pointStride = 7;
 inline constexpr std::size_t pointStride = 1;
 #endif
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool isSanitized = true;
+#else
+constexpr bool isSanitized = false;
+#endif
+
+// A test that goes through many like cases tries each of them, and under the sanitizers, which make it slow,
+// every `step`th.
+constexpr std::size_t stepThrough(std::size_t step) { return isSanitized ? step : 1; }
+
 }  // namespace tolvander::tests
