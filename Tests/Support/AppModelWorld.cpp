@@ -100,9 +100,9 @@ void AppModelWorld::launch(std::optional<app::PhotosPermissionStatus> status) {
                .mediaStaging = std::make_shared<MediaStagingService>(stagingFolder()),
                .diagnosticLog = std::make_shared<DiagnosticLog>(folder.url().appending("logs"))};
   model_ = app::AppModel::make(platform(), services_, status);
-  statusObserver_ = model_->statusMessage.observe([this](const std::string& status) {
-    if (statuses_.empty() || statuses_.back() != status) {
-      statuses_.push_back(status);
+  statusObserver_ = model_->statusMessage.observe([this](const std::string& message) {
+    if (statuses_.empty() || statuses_.back() != message) {
+      statuses_.push_back(message);
     }
   });
   testTasks_ = std::make_unique<app::TaskScope>(mainThread);
