@@ -6,7 +6,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "TolvanderApp/Platform/PhotosPlatformError.h"
+#include "TolvanderApp/PhotoLibraryError.h"
 #include "TolvanderCore/Error.h"
 #include "TolvanderCore/MediaSourceError.h"
 #include "TolvanderCore/RecognitionError.h"
@@ -75,6 +75,9 @@ std::string_view keyOfKind(const std::exception& error) {
   if (const auto* history = dynamic_cast<const SyncHistoryError*>(&error)) {
     return history->kind() == SyncHistoryError::Case::unreadableHistory ? "history_unreadable"
                                                                         : "import_unresolved";
+  }
+  if (dynamic_cast<const PhotoLibraryError*>(&error) != nullptr) {
+    return "photos_operation";
   }
   return dynamic_cast<const MediaSourceError*>(&error) != nullptr ? "camera_access" : "";
 }

@@ -5,8 +5,6 @@
 #include <optional>
 #include <utility>
 
-#include "TolvanderCore/Platform/FileSystem.h"
-
 namespace tolvander::app {
 
 namespace {
@@ -51,7 +49,7 @@ std::vector<SecurityScopedAccessStore::RenewedBookmark> SecurityScopedAccessStor
 
   for (auto entry = entries_.begin(); entry != entries_.end();) {
     const auto profile = std::ranges::find(wanted, entry->first, &DeviceProfile::id);
-    const bool isGood = profile != wanted.end() && fileExists(entry->second.url) &&
+    const bool isGood = profile != wanted.end() && bookmarks_.isStillThere(entry->second.bookmark, entry->second.url) &&
                         entry->second.bookmark == (*profile)->securityScopedBookmark;
     if (isGood) {
       ++entry;

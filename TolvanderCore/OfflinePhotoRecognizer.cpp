@@ -107,7 +107,6 @@ class Search {
                   .date = file.captureDate ? file.captureDate : file.file.modifiedAt};
     if ((this->*pass)(wanted)) {
       result_.unchecked.erase(file.sourceFingerprint);
-      budgetBlocked_.erase(file.sourceFingerprint);
       return;
     }
     if (wanted.isUnchecked) {
@@ -260,7 +259,8 @@ class Search {
   BudgetedReads reads_;
   std::optional<CandidateNeighbourhood> neighbourhood_;  // once a file is looked for by its dates
   LibraryReconciliation result_;
-  std::set<std::string> budgetBlocked_;  // files for which a limit was the reason to be unchecked
+  // Files for which a limit was a reason to be unchecked; they may have been settled since.
+  std::set<std::string> budgetBlocked_;
 };
 
 }  // namespace

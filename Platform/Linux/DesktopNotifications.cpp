@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -64,8 +65,7 @@ std::string escapingMarkup(std::string_view text) {
 // The conversation with the desktop. Blocks; safe on every thread.
 class DesktopNotifications::Service {
  public:
-  Service(std::optional<std::string> busAddress, std::chrono::milliseconds patience)
-      : busAddress_(std::move(busAddress)), patience_(patience) {}
+  explicit Service(std::chrono::milliseconds patience) : patience_(patience) {}
 
   bool answers() {
     try {
@@ -87,8 +87,7 @@ class DesktopNotifications::Service {
     const std::lock_guard lock(mutex_);
     try {
       if (!connection_) {
-        connection_ = busAddress_ ? sdbus::createSessionBusConnectionWithAddress(*busAddress_)
-                                  : sdbus::createSessionBusConnection();
+        connection_ = sdbus::createSessionBusConnection();
       }
       const auto desktop = sdbus::createProxy(*connection_, serviceName, objectPath);
       talk(*desktop);
@@ -126,15 +125,13 @@ class DesktopNotifications::Service {
         .storeResultsTo(identifier);
   }
 
-  const std::optional<std::string> busAddress_;
   const std::chrono::milliseconds patience_;
   std::mutex mutex_;
   std::unique_ptr<sdbus::IConnection> connection_;
 };
 
-DesktopNotifications::DesktopNotifications(std::optional<std::string> busAddress,
-                                           std::chrono::milliseconds patience)
-    : service_(std::make_shared<Service>(std::move(busAddress), patience)) {}
+DesktopNotifications::DesktopNotifications(std::chrono::milliseconds patience)
+    : service_(std::make_shared<Service>(patience)) {}
 
 DesktopNotifications::~DesktopNotifications() = default;
 

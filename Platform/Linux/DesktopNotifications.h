@@ -2,8 +2,6 @@
 
 #include <chrono>
 #include <memory>
-#include <optional>
-#include <string>
 
 #include "TolvanderApp/Platform/NotificationDelivery.h"
 
@@ -23,9 +21,8 @@ class DesktopNotifications final : public app::NotificationDelivery {
  public:
   static constexpr std::chrono::milliseconds standardPatience = std::chrono::seconds(5);
 
-  // `busAddress` names another bus than that of the user's session. Connects to none before it is needed.
-  explicit DesktopNotifications(std::optional<std::string> busAddress = std::nullopt,
-                                std::chrono::milliseconds patience = standardPatience);
+  // Connects to the bus when it is needed for the first time.
+  explicit DesktopNotifications(std::chrono::milliseconds patience = standardPatience);
   ~DesktopNotifications() override;
 
   app::Task<app::NotificationAuthorizationStatus> authorizationStatus() override;

@@ -110,7 +110,7 @@ std::string standardSortKey(std::string_view text) {
   return key;
 }
 
-// Here and in lowercased(), ASCII is what nearly all file names are, and needs a tenth of ICU's time.
+// Nearly all file names are ASCII, and that needs neither UTF-16 nor tables, here and in lowercased().
 bool equalIgnoringCase(std::string_view left, std::string_view right) {
   if (isASCII(left) && isASCII(right)) {
     return std::equal(left.begin(), left.end(), right.begin(), right.end(),

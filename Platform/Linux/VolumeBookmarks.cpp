@@ -169,4 +169,12 @@ ResolvedBookmark VolumeBookmarks::resolve(std::span<const std::byte> bookmark,
   return {.url = *place, .isStale = *place != made.mountPoint};
 }
 
+bool VolumeBookmarks::isStillThere(std::span<const std::byte> bookmark, const FileURL& url) {
+  try {
+    return placeOf(unwrapped(bookmark), volumes_) == url.standardized();
+  } catch (const Error&) {
+    return false;
+  }
+}
+
 }  // namespace tolvander::platform::linux_

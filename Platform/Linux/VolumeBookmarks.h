@@ -30,6 +30,8 @@ class VolumeBookmarks final : public app::Bookmarks {
   app::ResolvedBookmark resolve(std::span<const std::byte> bookmark,
                                 app::BookmarkResolutionOptions options) override;
 
+  bool isStillThere(std::span<const std::byte> bookmark, const FileURL& url) override;
+
   bool startAccessing(const FileURL&) override { return true; }
   void stopAccessing(const FileURL&) override {}
 

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "TolvanderApp/PhotoLibraryError.h"
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderCore/Cancellation.h"
 #include "TolvanderCore/MediaSourceError.h"
@@ -105,6 +106,14 @@ TEST(ErrorMetrics, tellTheSystemsOwnKindsOfError) {
             (Metrics{{"error_code", 0}, {"other_domain", 1}, {"history_unreadable", 1}}));
   EXPECT_EQ(AppDiagnostics::errorMetrics(SyncHistoryError(SyncHistoryError::Case::unresolvedImport)),
             (Metrics{{"error_code", 1}, {"other_domain", 1}, {"import_unresolved", 1}}));
+  using Photos = app::PhotoLibraryError;
+  for (const Photos::Case kind : {Photos::Case::accessDenied, Photos::Case::albumCouldNotBeCreated,
+                                  Photos::Case::changeFailed, Photos::Case::inconsistentChangeResult}) {
+    EXPECT_EQ(
+        AppDiagnostics::errorMetrics(Photos(kind)),
+        (Metrics{
+            {"error_code", static_cast<std::int64_t>(kind)}, {"other_domain", 1}, {"photos_operation", 1}}));
+  }
   EXPECT_EQ(AppDiagnostics::errorMetrics(MediaSourceError::volumeAccessDenied("My card")),
             (Metrics{{"error_code", 0}, {"other_domain", 1}, {"camera_access", 1}}));
 }

@@ -91,6 +91,20 @@ TEST_F(VolumeBookmarksTest, leadNowhereWhileTheVolumeIsAway) {
   EXPECT_EQ(failureOf(bookmark), std::nullopt);
 }
 
+TEST_F(VolumeBookmarksTest, knowWhetherTheVolumeIsStillAtItsPlaceAndNotOnlyThePlace) {
+  const FileURL place = folder / "CARD";
+  std::filesystem::create_directory(place.path());
+  const std::string mount = "40 28 8:17 / " + place.path() + " rw - vfat /dev/sdb1 rw\n";
+  setMounts(mount);
+  const Bytes bookmark = made(place);
+  EXPECT_TRUE(bookmarks.isStillThere(bookmark, place));
+  setMounts("");
+  EXPECT_FALSE(bookmarks.isStillThere(bookmark, place)) << "the empty folder stays";
+  setMounts("40 28 8:17 / /media/elsewhere rw - vfat /dev/sdb1 rw\n");
+  EXPECT_FALSE(bookmarks.isStillThere(bookmark, place));
+  EXPECT_FALSE(bookmarks.isStillThere(bytesOf("nonsense"), place));
+}
+
 TEST_F(VolumeBookmarksTest, doNotLeadToAnotherVolumeAtTheSamePlace) {
   setMounts(cardMount);
   const Bytes bookmark = made(card);

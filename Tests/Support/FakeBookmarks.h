@@ -8,6 +8,7 @@
 
 #include "Tests/Support/Bytes.h"
 #include "TolvanderApp/Platform/Bookmarks.h"
+#include "TolvanderCore/Platform/FileSystem.h"
 
 namespace tolvander::tests {
 
@@ -58,6 +59,9 @@ class FakeBookmarks final : public app::Bookmarks {
     }
     return {.url = found->second.url, .isStale = found->second.isStale};
   }
+
+  // As on a system whose mount points go with their volumes.
+  bool isStillThere(std::span<const std::byte>, const FileURL& url) override { return fileExists(url); }
 
   bool startAccessing(const FileURL& url) override {
     open[url] += refusesAccess ? 0 : 1;

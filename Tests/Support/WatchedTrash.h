@@ -91,8 +91,8 @@ class WatchedTrash : public app::TrashOperations {
   };
 
   void watch(const std::string& call) const {
-    if (before) {
-      before(call);
+    if (const auto act = before) {  // a copy, because it may put another in its place
+      act(call);
     }
   }
 

@@ -42,6 +42,10 @@ class Bookmarks {
   virtual ResolvedBookmark resolve(std::span<const std::byte> bookmark,
                                    BookmarkResolutionOptions options) = 0;
 
+  // Whether what this bookmark was resolved to before is still there, at that place. A mount point whose
+  // volume has left is not it, also where the system keeps the empty folder.
+  virtual bool isStillThere(std::span<const std::byte> bookmark, const FileURL& url) = 0;
+
   // Lets the program into what a bookmark with a security scope was resolved to. When it answers true, access
   // lasts until stopAccessing, to be called as many times.
   virtual bool startAccessing(const FileURL& url) = 0;
