@@ -49,7 +49,8 @@ std::vector<std::vector<FingerprintedMediaFile>> stagingBatches(
       bytes = 0;
     }
     batches.back().push_back(file);
-    bytes += std::min(file.file.byteCount, maximumBytes);
+    // One byte too many stands for any larger size, and leaves no room for a file of no bytes either.
+    bytes += std::min(file.file.byteCount, maximumBytes + 1);
   }
   return batches;
 }
