@@ -1,5 +1,6 @@
 #include "TolvanderApp/PhotoLibraryService.h"
 
+#include <exception>
 #include <utility>
 
 #include "TolvanderApp/PhotoLibraryChangeExecutor.h"
