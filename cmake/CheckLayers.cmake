@@ -4,6 +4,7 @@
 #
 # Allowed in every layer: the C++ standard library (a header with neither slash nor dot) and the layers it stands on.
 # Anything else has to be named here, which makes a new dependency of the engine a decision and not an accident.
+# The platform's layer may use every header of the system, in angle brackets; of ours, only what it answers to.
 
 cmake_minimum_required(VERSION 3.25)  # a script sets its own policies
 
@@ -17,9 +18,15 @@ if(LAYER STREQUAL "TolvanderCore")
 elseif(LAYER STREQUAL "TolvanderApp")
   set(own_layers "TolvanderCore/|TolvanderApp/")
   set(named_headers)
+elseif(LAYER STREQUAL "TolvanderPlatform")
+  set(own_layers "TolvanderCore/|TolvanderApp/Platform/|TolvanderApp/Concurrency/|Platform/Linux/")
+  set(named_headers)
 else()
   message(FATAL_ERROR "No rules for the layer ${LAYER}")
 endif()
+
+# What is ours and is named in angle brackets is no header of the system.
+set(our_folders "TolvanderCore/|TolvanderApp/|Platform/|Shells/|Tests/|Benchmarks/|Fuzz/")
 
 set(offences)
 foreach(source IN LISTS SOURCES)
@@ -30,8 +37,14 @@ foreach(source IN LISTS SOURCES)
       continue()
     endif()
     set(header "a directive that is not understood: ${line}")
-    if(line MATCHES "^[ \t]*#[ \t]*include[ \t]*[<\"]([^>\"]+)[>\"][ \t]*(//.*)?$")
-      set(header "${CMAKE_MATCH_1}")
+    set(bracket)
+    if(line MATCHES "^[ \t]*#[ \t]*include[ \t]*([<\"])([^>\"]+)[>\"][ \t]*(//.*)?$")
+      set(bracket "${CMAKE_MATCH_1}")
+      set(header "${CMAKE_MATCH_2}")
+    endif()
+    if(LAYER STREQUAL "TolvanderPlatform" AND bracket STREQUAL "<" AND
+       NOT header MATCHES "^(${our_folders})|\\.\\.")
+      continue()
     endif()
     if(header MATCHES "\\.\\." OR
        (NOT header MATCHES "^(${own_layers})" AND NOT header MATCHES "^[a-z_0-9]+$" AND NOT header IN_LIST named_headers))
@@ -42,7 +55,11 @@ endforeach()
 
 if(offences)
   list(JOIN offences "\n  " text)
-  message(FATAL_ERROR "${LAYER} must not include these. Put a contract in ${LAYER}/Platform and its answer in "
-                      "Platform/Linux:\n  ${text}")
+  if(LAYER STREQUAL "TolvanderPlatform")
+    set(advice "It answers contracts, and what the application decides is not its business")
+  else()
+    set(advice "Put a contract in ${LAYER}/Platform and its answer in Platform/Linux")
+  endif()
+  message(FATAL_ERROR "${LAYER} must not include these. ${advice}:\n  ${text}")
 endif()
 file(TOUCH "${STAMP}")

@@ -129,15 +129,16 @@ FaultOutcome runWithFault(const Fault& fault, std::size_t point, const std::func
 
 std::size_t forEachFaultPoint(const Fault& fault, const std::function<void()>& setUp,
                               const std::function<void()>& operation,
-                              const std::function<void(const FaultOutcome&)>& verify) {
-  for (std::size_t point = 1; point <= mostCalls; ++point) {
+                              const std::function<void(const FaultOutcome&)>& verify, std::size_t step) {
+  std::size_t hits = 0;
+  for (std::size_t point = 1; point <= mostCalls; point += step, ++hits) {
     setUp();
     const FaultOutcome outcome = runWithFault(fault, point, operation);
     const testing::ScopedTrace trace(__FILE__, __LINE__,
                                      "fault at call " + std::to_string(point) + " (" + outcome.call + ")");
     verify(outcome);
     if (!outcome.wasHit()) {
-      return point - 1;
+      return hits;
     }
   }
   ADD_FAILURE() << "the operation makes more calls each time";

@@ -58,10 +58,10 @@ std::size_t countMutatingCalls(const std::function<void()>& operation);
 // kills. What it throws goes into the outcome.
 FaultOutcome runWithFault(const Fault& fault, std::size_t point, const std::function<void()>& operation);
 
-// Runs `setUp`, `operation` with the fault at its n-th call, and `verify`, for n = 1, 2, … until the
+// Runs `setUp`, `operation` with the fault at its n-th call, and `verify`, for n = 1, 1 + step, … until the
 // operation ends before its n-th call; `verify` sees that last run as well. Returns how many points were hit.
 std::size_t forEachFaultPoint(const Fault& fault, const std::function<void()>& setUp,
                               const std::function<void()>& operation,
-                              const std::function<void(const FaultOutcome&)>& verify);
+                              const std::function<void(const FaultOutcome&)>& verify, std::size_t step = 1);
 
 }  // namespace tolvander::tests

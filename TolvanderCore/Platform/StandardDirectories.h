@@ -13,6 +13,7 @@ struct StandardDirectories {
   FileURL temporary;
   std::optional<FileURL> configuration{};  // what the user has chosen in programs
   std::optional<FileURL> logs{};           // what programs tell about their running
+  std::optional<FileURL> pictures{};       // those that the user keeps
 
   // Of the user who runs this process.
   static StandardDirectories current();

@@ -1,0 +1,306 @@
+#include "Platform/Linux/PhotoLibrary/Catalogue.h"
+
+#include <unordered_set>
+#include <utility>
+
+#include "Platform/Linux/PhotoLibrary/CatalogueSchema.h"
+#include "Platform/Linux/PhotoLibrary/OriginalNames.h"
+#include "TolvanderApp/Platform/PhotosPlatformError.h"
+
+namespace tolvander::platform::linux_ {
+
+using app::PhotosAlbum;
+using app::PhotosAsset;
+using app::PhotosAssetResource;
+using app::PhotosFetchOptions;
+using app::PhotosMediaType;
+using app::PhotosPlatformError;
+using app::PhotosResourceType;
+
+namespace {
+
+// Stands where a path would, in a row that says nothing.
+constexpr const char* noPath = "";
+
+std::int64_t stored(Date date) { return date.time_since_epoch().count(); }
+
+Date dateFrom(std::int64_t nanoseconds) { return Date(std::chrono::nanoseconds(nanoseconds)); }
+
+// A number that stands for no type is the last resort of its kind.
+PhotosMediaType mediaTypeFrom(std::int64_t number) {
+  const bool isKnown = number >= 0 && number <= static_cast<std::int64_t>(PhotosMediaType::audio);
+  return isKnown ? static_cast<PhotosMediaType>(number) : PhotosMediaType::unknown;
+}
+
+PhotosResourceType resourceTypeFrom(std::int64_t number) {
+  const bool isKnown = number >= 0 && number <= static_cast<std::int64_t>(PhotosResourceType::other);
+  return isKnown ? static_cast<PhotosResourceType>(number) : PhotosResourceType::other;
+}
+
+#define ASSET_COLUMNS "identifier, creation_date, media_type, pixel_width, pixel_height, duration"
+#define RESOURCE_COLUMNS "type, original_filename, path, byte_count"
+
+PhotosAsset assetFrom(const Rows& rows) {
+  return {.localIdentifier = rows.text(0),
+          .creationDate = rows.isNull(1) ? std::nullopt : std::optional(dateFrom(rows.integer(1))),
+          .mediaType = mediaTypeFrom(rows.integer(2)),
+          .pixelWidth = rows.integer(3),
+          .pixelHeight = rows.integer(4),
+          .duration = rows.real(5)};
+}
+
+CataloguedResource resourceFrom(const Rows& rows) {
+  return {.type = resourceTypeFrom(rows.integer(0)),
+          .originalFilename = rows.text(1),
+          .path = rows.text(2),
+          .byteCount = rows.integer(3)};
+}
+
+void append(Rows&& rows, std::vector<PhotosAsset>& assets) {
+  while (rows.next()) {
+    assets.push_back(assetFrom(rows));
+  }
+}
+
+void append(Rows&& rows, std::vector<PhotosAlbum>& albums) {
+  while (rows.next()) {
+    albums.push_back({.localIdentifier = rows.text(0), .localizedTitle = rows.text(1)});
+  }
+}
+
+// One row after the other by its identifier, of one state of the catalogue, each once.
+template <typename Value>
+std::vector<Value> byIdentifiers(Database& database, std::string_view sql,
+                                 const std::vector<std::string>& identifiers) {
+  std::vector<Value> found;
+  std::unordered_set<std::string_view> seen;
+  const Transaction snapshot(database, Transaction::Kind::reading);
+  for (const std::string& identifier : identifiers) {
+    if (seen.insert(identifier).second) {
+      append(database.query(sql, std::string_view(identifier)), found);
+    }
+  }
+  return found;
+}
+
+}  // namespace
+
+Catalogue::Catalogue(const FileURL& file, std::chrono::milliseconds patience)
+    : database_(file, Database::Opening::existing, patience) {
+  if (catalogueVersion(database_) != newestCatalogueVersion) {
+    throw PhotosPlatformError(PhotosPlatformError::Case::internalError,
+                              "the catalogue of the photo library is not complete");
+  }
+  database_.takeLogOverWhenClosed();
+}
+
+void Catalogue::createOrUpgrade(const FileURL& file, std::chrono::milliseconds patience) {
+  Database database(file, Database::Opening::existingOrNew, patience);
+  if (catalogueVersion(database) != newestCatalogueVersion) {
+    upgradeCatalogue(database);
+    database.takeLogOverWhenClosed();
+  }
+}
+
+bool Catalogue::isOutdated(const FileURL& file, std::chrono::milliseconds patience) {
+  Database database(file, Database::Opening::existing, patience);
+  return catalogueVersion(database) != newestCatalogueVersion;
+}
+
+std::vector<PhotosAsset> Catalogue::assets(const PhotosFetchOptions& options) {
+  // Absent dates come first in SQLite's order, and last in the opposite one. A negative limit is none.
+  const bool ascends = options.order == PhotosFetchOptions::Order::creationDateAscending;
+  const std::int64_t limit = options.fetchLimit > 0 ? options.fetchLimit : -1;
+  std::vector<PhotosAsset> found;
+  if (options.creationDates) {
+    append(
+        database_.query(ascends ? "SELECT " ASSET_COLUMNS " FROM assets WHERE creation_date BETWEEN ? AND ?"
+                                  " ORDER BY creation_date LIMIT ?"
+                                : "SELECT " ASSET_COLUMNS " FROM assets WHERE creation_date BETWEEN ? AND ?"
+                                  " ORDER BY creation_date DESC LIMIT ?",
+                        stored(options.creationDates->from), stored(options.creationDates->to), limit),
+        found);
+  } else {
+    append(
+        database_.query(ascends ? "SELECT " ASSET_COLUMNS " FROM assets ORDER BY creation_date LIMIT ?"
+                                : "SELECT " ASSET_COLUMNS " FROM assets ORDER BY creation_date DESC LIMIT ?",
+                        limit),
+        found);
+  }
+  return found;
+}
+
+std::vector<PhotosAsset> Catalogue::assets(const std::vector<std::string>& identifiers) {
+  return byIdentifiers<PhotosAsset>(database_, "SELECT " ASSET_COLUMNS " FROM assets WHERE identifier = ?",
+                                    identifiers);
+}
+
+std::vector<PhotosAsset> Catalogue::assetsOfAlbum(const std::string& identifier) {
+  std::vector<PhotosAsset> found;
+  append(database_.query("SELECT assets." ASSET_COLUMNS
+                         " FROM memberships JOIN assets ON assets.id = memberships.asset"
+                         " WHERE memberships.album = (SELECT id FROM albums WHERE identifier = ?)"
+                         " ORDER BY memberships.id",
+                         std::string_view(identifier)),
+         found);
+  return found;
+}
+
+std::vector<PhotosAlbum> Catalogue::albums(const std::optional<std::string>& title) {
+  std::vector<PhotosAlbum> found;
+  if (title) {
+    append(database_.query("SELECT identifier, title FROM albums WHERE title = ? ORDER BY id",
+                           std::string_view(*title)),
+           found);
+  } else {
+    append(database_.query("SELECT identifier, title FROM albums ORDER BY id"), found);
+  }
+  return found;
+}
+
+std::vector<PhotosAlbum> Catalogue::albumsWithIdentifiers(const std::vector<std::string>& identifiers) {
+  return byIdentifiers<PhotosAlbum>(database_, "SELECT identifier, title FROM albums WHERE identifier = ?",
+                                    identifiers);
+}
+
+std::vector<PhotosAssetResource> Catalogue::resources(const std::string& assetIdentifier) {
+  std::vector<PhotosAssetResource> found;
+  Rows rows = database_.query(
+      "SELECT position, type, original_filename FROM resources"
+      " WHERE asset = (SELECT id FROM assets WHERE identifier = ?) ORDER BY position",
+      std::string_view(assetIdentifier));
+  while (rows.next()) {
+    found.push_back({.assetLocalIdentifier = assetIdentifier,
+                     .index = rows.integer(0),
+                     .type = resourceTypeFrom(rows.integer(1)),
+                     .originalFilename = rows.text(2)});
+  }
+  return found;
+}
+
+std::optional<CataloguedResource> Catalogue::resource(const std::string& assetIdentifier,
+                                                      std::int64_t index) {
+  Rows rows = database_.query(
+      "SELECT " RESOURCE_COLUMNS
+      " FROM resources WHERE asset = (SELECT id FROM assets WHERE identifier = ?) AND position = ?",
+      std::string_view(assetIdentifier), index);
+  return rows.next() ? std::optional(resourceFrom(rows)) : std::nullopt;
+}
+
+void Catalogue::forEachAsset(const Visitor& visit) {
+  const Transaction snapshot(database_, Transaction::Kind::reading);
+  Rows assets = database_.query("SELECT " ASSET_COLUMNS ", id FROM assets ORDER BY creation_date, id");
+  while (assets.next()) {
+    std::vector<CataloguedResource> resources;
+    Rows rows = database_.query(
+        "SELECT " RESOURCE_COLUMNS " FROM resources WHERE asset = ? ORDER BY position", assets.integer(6));
+    while (rows.next()) {
+      resources.push_back(resourceFrom(rows));
+    }
+    if (!visit(assetFrom(assets), resources)) {
+      return;
+    }
+  }
+}
+
+std::vector<CataloguedAlbum> Catalogue::albumsWithCounts() {
+  std::vector<CataloguedAlbum> found;
+  Rows rows = database_.query(
+      "SELECT identifier, title, (SELECT count(*) FROM memberships WHERE album = albums.id)"
+      " FROM albums ORDER BY id");
+  while (rows.next()) {
+    found.push_back({{.localIdentifier = rows.text(0), .localizedTitle = rows.text(1)}, rows.integer(2)});
+  }
+  return found;
+}
+
+std::vector<std::string> Catalogue::problems() {
+  std::vector<std::string> found;
+  Rows checks = database_.query("PRAGMA integrity_check");
+  while (checks.next()) {
+    if (checks.text(0) != "ok") {
+      found.push_back(checks.text(0));
+    }
+  }
+  Rows references = database_.query("PRAGMA foreign_key_check");
+  while (references.next()) {
+    found.push_back("a row of " + references.text(0) + " belongs to a row of " + references.text(2) +
+                    " that isn't there");
+  }
+  return found;
+}
+
+bool Catalogue::hasPath(const std::string& path) {
+  return database_
+      .query("SELECT 1 FROM resources WHERE path_key = ?", std::string_view(originalNameKey(path)))
+      .next();
+}
+
+std::vector<Placement> Catalogue::placements() {
+  std::vector<Placement> found;
+  Rows rows = database_.query("SELECT path, inode, byte_count, modified FROM placements WHERE path <> ''");
+  while (rows.next()) {
+    found.push_back({.path = rows.text(0),
+                     .inode = static_cast<std::uint64_t>(rows.integer(1)),
+                     .byteCount = rows.integer(2),
+                     .modified = dateFrom(rows.integer(3))});
+  }
+  return found;
+}
+
+void Catalogue::insertAsset(const PhotosAsset& asset, const CataloguedResource& original) {
+  const auto date = asset.creationDate ? std::optional(stored(*asset.creationDate)) : std::nullopt;
+  database_.execute("INSERT INTO assets (" ASSET_COLUMNS ") VALUES (?, ?, ?, ?, ?, ?)",
+                    std::string_view(asset.localIdentifier), date, static_cast<std::int64_t>(asset.mediaType),
+                    asset.pixelWidth, asset.pixelHeight, asset.duration);
+  database_.execute("INSERT INTO resources (asset, position, path_key, " RESOURCE_COLUMNS
+                    ") VALUES (?, 0, ?, ?, ?, ?, ?)",
+                    database_.lastInsertedRow(), std::string_view(originalNameKey(original.path)),
+                    static_cast<std::int64_t>(original.type), std::string_view(original.originalFilename),
+                    std::string_view(original.path), original.byteCount);
+}
+
+void Catalogue::insertAlbum(const PhotosAlbum& album) {
+  database_.execute("INSERT INTO albums (identifier, title) VALUES (?, ?)",
+                    std::string_view(album.localIdentifier),
+                    std::string_view(album.localizedTitle.value_or(std::string())));
+}
+
+std::optional<std::int64_t> Catalogue::rowOfAlbum(const std::string& identifier) {
+  Rows rows = database_.query("SELECT id FROM albums WHERE identifier = ?", std::string_view(identifier));
+  return rows.next() ? std::optional(rows.integer(0)) : std::nullopt;
+}
+
+bool Catalogue::addToAlbum(const std::string& albumIdentifier,
+                           const std::vector<std::string>& assetIdentifiers) {
+  const auto album = rowOfAlbum(albumIdentifier);
+  if (!album) {
+    return false;
+  }
+  for (const std::string& asset : assetIdentifiers) {
+    database_.execute(
+        "INSERT INTO memberships (album, asset) SELECT ?, id FROM assets WHERE identifier = ?"
+        " ON CONFLICT DO NOTHING",
+        *album, std::string_view(asset));
+  }
+  return true;
+}
+
+void Catalogue::insertPlacement(const Placement& placement) {
+  database_.execute(
+      "INSERT OR REPLACE INTO placements (path, inode, byte_count, modified) VALUES (?, ?, ?, ?)",
+      std::string_view(placement.path), static_cast<std::int64_t>(placement.inode), placement.byteCount,
+      stored(placement.modified));
+}
+
+void Catalogue::removePlacement(const std::string& path) {
+  database_.execute("DELETE FROM placements WHERE path = ?", std::string_view(path));
+}
+
+void Catalogue::settle() {
+  Transaction transaction = change();
+  insertPlacement({.path = noPath, .inode = 0, .byteCount = 0, .modified = {}});
+  transaction.commit();
+}
+
+}  // namespace tolvander::platform::linux_

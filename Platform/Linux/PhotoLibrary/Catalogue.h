@@ -1,0 +1,95 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Platform/Linux/PhotoLibrary/Database.h"
+#include "TolvanderApp/Platform/PhotoLibrary.h"
+
+namespace tolvander::platform::linux_ {
+
+// One file of an asset, as the catalogue knows it.
+struct CataloguedResource {
+  app::PhotosResourceType type = app::PhotosResourceType::other;
+  std::string originalFilename;
+  std::string path;  // relative to the library's folder
+  std::int64_t byteCount = 0;
+
+  friend bool operator==(const CataloguedResource&, const CataloguedResource&) = default;
+};
+
+// A name that a file is about to get, and how to tell that file from another one of the name.
+struct Placement {
+  std::string path;  // relative to the library's folder
+  std::uint64_t inode = 0;
+  std::int64_t byteCount = 0;
+  Date modified;
+
+  friend bool operator==(const Placement&, const Placement&) = default;
+};
+
+struct CataloguedAlbum {
+  app::PhotosAlbum album;
+  std::int64_t assetCount = 0;
+};
+
+// What is in the library: the questions to Library.sqlite and the changes of it. One connection; used by one
+// thread at a time. Everything throws DatabaseError.
+class Catalogue {
+ public:
+  // Opens the catalogue in its newest form. Throws PhotosPlatformError of one that isn't in it.
+  Catalogue(const FileURL& file, std::chrono::milliseconds patience);
+
+  // Makes it where there is none, and takes an older one to the newest form. Throws PhotosPlatformError of
+  // one that this program doesn't know, and leaves that as it is.
+  static void createOrUpgrade(const FileURL& file, std::chrono::milliseconds patience);
+
+  // Whether there is one that has to be upgraded before it can be opened. Throws as above.
+  static bool isOutdated(const FileURL& file, std::chrono::milliseconds patience);
+
+  std::vector<app::PhotosAsset> assets(const app::PhotosFetchOptions& options);
+  std::vector<app::PhotosAsset> assets(const std::vector<std::string>& identifiers);
+  std::vector<app::PhotosAsset> assetsOfAlbum(const std::string& identifier);
+  std::vector<app::PhotosAlbum> albums(const std::optional<std::string>& title);
+  std::vector<app::PhotosAlbum> albumsWithIdentifiers(const std::vector<std::string>& identifiers);
+  std::vector<app::PhotosAssetResource> resources(const std::string& assetIdentifier);
+  std::optional<CataloguedResource> resource(const std::string& assetIdentifier, std::int64_t index);
+
+  // Every asset with its files, oldest first, until `visit` answers false.
+  using Visitor = std::function<bool(const app::PhotosAsset&, const std::vector<CataloguedResource>&)>;
+  void forEachAsset(const Visitor& visit);
+  std::vector<CataloguedAlbum> albumsWithCounts();
+
+  // What is wrong with the file itself; empty when it is sound. Reads all of it.
+  std::vector<std::string> problems();
+
+  // Whether a file of this path, or of one that differs in case alone, is catalogued.
+  bool hasPath(const std::string& path);
+
+  std::vector<Placement> placements();
+
+  // The changes. Each belongs in a Transaction.
+  Transaction change() { return {database_, Transaction::Kind::writing}; }
+  void insertAsset(const app::PhotosAsset& asset, const CataloguedResource& original);
+  void insertAlbum(const app::PhotosAlbum& album);
+  // False where there is no such album. Passes over members and assets that aren't there.
+  bool addToAlbum(const std::string& albumIdentifier, const std::vector<std::string>& assetIdentifiers);
+  void insertPlacement(const Placement& placement);
+  void removePlacement(const std::string& path);
+
+  // Commits a transaction that says nothing. When it returns, no transaction whose commit failed before it
+  // comes back after a crash.
+  void settle();
+
+ private:
+  std::optional<std::int64_t> rowOfAlbum(const std::string& identifier);
+
+  Database database_;
+};
+
+}  // namespace tolvander::platform::linux_

@@ -1,0 +1,99 @@
+#include "Platform/Linux/PhotoLibrary/CatalogueSchema.h"
+
+#include <array>
+#include <string>
+
+#include "TolvanderApp/Platform/PhotosPlatformError.h"
+
+namespace tolvander::platform::linux_ {
+
+using app::PhotosPlatformError;
+
+namespace {
+
+constexpr std::int64_t applicationID = 0x546C7664;  // "Tlvd"
+
+constexpr std::array<const char*, newestCatalogueVersion> steps = {
+    R"(
+CREATE TABLE assets (
+  id INTEGER PRIMARY KEY,
+  identifier TEXT NOT NULL UNIQUE,
+  media_type INTEGER NOT NULL,
+  creation_date INTEGER,
+  pixel_width INTEGER NOT NULL,
+  pixel_height INTEGER NOT NULL,
+  duration REAL NOT NULL
+) STRICT;
+CREATE INDEX assets_by_creation_date ON assets (creation_date);
+CREATE TABLE resources (
+  asset INTEGER NOT NULL REFERENCES assets (id) ON DELETE CASCADE,
+  position INTEGER NOT NULL,
+  type INTEGER NOT NULL,
+  original_filename TEXT NOT NULL,
+  path TEXT NOT NULL,
+  path_key TEXT NOT NULL UNIQUE,
+  byte_count INTEGER NOT NULL,
+  PRIMARY KEY (asset, position)
+) STRICT, WITHOUT ROWID;
+CREATE TABLE albums (
+  id INTEGER PRIMARY KEY,
+  identifier TEXT NOT NULL UNIQUE,
+  title TEXT NOT NULL
+) STRICT;
+CREATE INDEX albums_by_title ON albums (title);
+CREATE TABLE memberships (
+  id INTEGER PRIMARY KEY,
+  album INTEGER NOT NULL REFERENCES albums (id) ON DELETE CASCADE,
+  asset INTEGER NOT NULL REFERENCES assets (id) ON DELETE CASCADE,
+  UNIQUE (asset, album)
+) STRICT;
+CREATE INDEX memberships_by_album ON memberships (album);
+)",
+    R"(
+CREATE TABLE placements (
+  path TEXT PRIMARY KEY,
+  inode INTEGER NOT NULL,
+  byte_count INTEGER NOT NULL,
+  modified INTEGER NOT NULL
+) STRICT, WITHOUT ROWID;
+)"};
+
+std::int64_t number(Database& database, std::string_view sql) {
+  Rows rows = database.query(sql);
+  return rows.next() ? rows.integer(0) : 0;
+}
+
+}  // namespace
+
+int catalogueVersion(Database& database) {
+  const std::int64_t version = number(database, "PRAGMA user_version");
+  const std::int64_t application = number(database, "PRAGMA application_id");
+  const bool isEmpty = number(database, "SELECT count(*) FROM sqlite_schema") == 0;
+  if (version == 0 && application == 0 && isEmpty) {
+    return 0;
+  }
+  if (application != applicationID || version < 1) {
+    throw PhotosPlatformError(PhotosPlatformError::Case::internalError,
+                              "Library.sqlite is not the catalogue of a photo library of this program");
+  }
+  if (version > newestCatalogueVersion) {
+    throw PhotosPlatformError(PhotosPlatformError::Case::internalError,
+                              "the photo library has version " + std::to_string(version) +
+                                  ", and this program knows versions up to " +
+                                  std::to_string(newestCatalogueVersion));
+  }
+  return static_cast<int>(version);
+}
+
+void upgradeCatalogue(Database& database, int version) {
+  database.run("PRAGMA journal_mode=WAL");
+  Transaction transaction(database, Transaction::Kind::writing);
+  for (int step = catalogueVersion(database); step < version; ++step) {
+    database.run(steps.at(static_cast<std::size_t>(step)));
+  }
+  database.run("PRAGMA application_id=" + std::to_string(applicationID));
+  database.run("PRAGMA user_version=" + std::to_string(version));
+  transaction.commit();
+}
+
+}  // namespace tolvander::platform::linux_

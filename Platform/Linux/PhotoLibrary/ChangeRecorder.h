@@ -1,0 +1,63 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Platform/Linux/PhotoLibrary/CataloguePool.h"
+#include "TolvanderApp/Platform/PhotoLibrary.h"
+
+namespace tolvander::platform::linux_ {
+
+// An asset that is to be made of a file.
+struct NewOriginal {
+  std::string identifier;
+  FileURL source;
+  app::PhotosMediaType type = app::PhotosMediaType::image;
+  std::optional<Date> creationDate;  // instead of the one in the file
+};
+
+struct AlbumAddition {
+  std::string album;
+  std::vector<std::string> assets;
+};
+
+// What a change block has asked for, in its order.
+struct RecordedChange {
+  std::vector<NewOriginal> originals;
+  std::vector<app::PhotosAlbum> albums;
+  std::vector<AlbumAddition> additions;
+
+  bool isEmpty() const { return originals.empty() && albums.empty() && additions.empty(); }
+};
+
+// Takes down what a change block asks for. Refuses files that can't be read and albums that aren't there.
+class ChangeRecorder final : public app::PhotosChanges {
+ public:
+  explicit ChangeRecorder(CataloguePool& catalogues);
+  ~ChangeRecorder() override;
+
+  app::PhotosAssetCreationRequest* creationRequestForAssetFromImage(const FileURL& file) override;
+  app::PhotosAssetCreationRequest* creationRequestForAssetFromVideo(const FileURL& file) override;
+  app::PhotosAlbumCreationRequest* creationRequestForAlbum(const std::string& title) override;
+  app::PhotosAlbumChangeRequest* changeRequest(const app::PhotosAlbum& album,
+                                               const std::vector<app::PhotosAsset>& assets) override;
+
+  RecordedChange change() const;
+
+ private:
+  class AssetRequest;
+  class AlbumRequest;
+  class AdditionRequest;
+
+  app::PhotosAssetCreationRequest* assetRequest(const FileURL& file, app::PhotosMediaType type);
+  bool isAlbum(const std::string& identifier);
+
+  CataloguePool* catalogues_;
+  std::vector<std::unique_ptr<AssetRequest>> assets_;
+  std::vector<std::unique_ptr<AlbumRequest>> albums_;
+  std::vector<std::unique_ptr<AdditionRequest>> additions_;
+};
+
+}  // namespace tolvander::platform::linux_

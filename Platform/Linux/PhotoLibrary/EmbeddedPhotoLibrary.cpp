@@ -1,0 +1,154 @@
+#include "Platform/Linux/PhotoLibrary/EmbeddedPhotoLibrary.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "Platform/Linux/PhotoLibrary/ChangeRecorder.h"
+#include "Platform/Linux/PhotoLibrary/LibraryErrors.h"
+#include "Platform/Linux/PhotoLibrary/LibraryVerifier.h"
+
+namespace tolvander::platform::linux_ {
+
+using app::PhotosAlbum;
+using app::PhotosAsset;
+using app::PhotosAssetResource;
+using app::PhotosAuthorizationStatus;
+using app::PhotosFetchOptions;
+using app::PhotosPlatformError;
+
+EmbeddedPhotoLibrary::EmbeddedPhotoLibrary(const FileURL& folder, std::chrono::milliseconds patience)
+    : folder_(folder),
+      catalogues_(folder_, patience),
+      writer_(folder_, catalogues_, patience),
+      requests_(folder_, catalogues_) {}
+
+EmbeddedPhotoLibrary::~EmbeddedPhotoLibrary() = default;
+
+std::optional<FileURL> EmbeddedPhotoLibrary::folderOfUser(const StandardDirectories& directories) {
+  return directories.pictures ? std::optional(directories.pictures->appending("Tolvander")) : std::nullopt;
+}
+
+PhotosAuthorizationStatus EmbeddedPhotoLibrary::authorizationStatus() {
+  struct stat status {};
+  if (lstat(folder_.catalogueFile().path().c_str(), &status) != 0 && errno == ENOENT) {
+    return PhotosAuthorizationStatus::notDetermined;
+  }
+  return folder_.isWritable() ? PhotosAuthorizationStatus::authorized : PhotosAuthorizationStatus::denied;
+}
+
+void EmbeddedPhotoLibrary::requestAuthorization(std::function<void(PhotosAuthorizationStatus)> handler) {
+  changes_.run([this, handler = std::move(handler)] {
+    PhotosAuthorizationStatus status = authorizationStatus();
+    if (status == PhotosAuthorizationStatus::notDetermined) {
+      try {
+        writer_.createLibrary();
+        status = authorizationStatus();
+      } catch (const std::exception&) {
+        status = PhotosAuthorizationStatus::denied;
+      }
+    }
+    handler(status);
+  });
+}
+
+void EmbeddedPhotoLibrary::performChanges(ChangeBlock block, ChangeCompletion completion) {
+  changes_.run([this, block = std::move(block), completion = std::move(completion)] {
+    ChangeOutcome outcome = change(block);
+    completion(outcome.success, std::move(outcome.error));
+  });
+}
+
+ChangeOutcome EmbeddedPhotoLibrary::change(const ChangeBlock& block) {
+  ChangeRecorder recorder(catalogues_);
+  std::exception_ptr error;
+  try {
+    block(recorder);
+  } catch (...) {
+    error = std::current_exception();
+  }
+  if (error) {
+    return {false, std::move(error)};
+  }
+  if (authorizationStatus() != PhotosAuthorizationStatus::authorized) {
+    return {false, std::make_exception_ptr(PhotosPlatformError(PhotosPlatformError::Case::accessUserDenied,
+                                                               "the photo library may not be changed"))};
+  }
+  const RecordedChange change = recorder.change();
+  if (change.isEmpty()) {
+    return {true, nullptr};
+  }
+  ChangeOutcome outcome = writer_.carryOut(change);
+  return {outcome.success, libraryError(outcome.error)};
+}
+
+CataloguePool::Lease EmbeddedPhotoLibrary::catalogue() {
+  if (authorizationStatus() != PhotosAuthorizationStatus::authorized) {
+    throw PhotosPlatformError(PhotosPlatformError::Case::accessUserDenied,
+                              "the photo library may not be read");
+  }
+  return catalogues_.take();
+}
+
+std::vector<PhotosAsset> EmbeddedPhotoLibrary::fetchAssets(const PhotosFetchOptions& options) {
+  return withLibraryErrors([&] { return catalogue()->assets(options); });
+}
+
+std::vector<PhotosAsset> EmbeddedPhotoLibrary::fetchAssets(const std::vector<std::string>& localIdentifiers) {
+  return withLibraryErrors([&] { return catalogue()->assets(localIdentifiers); });
+}
+
+std::vector<PhotosAsset> EmbeddedPhotoLibrary::fetchAssets(const PhotosAlbum& album) {
+  return withLibraryErrors([&] { return catalogue()->assetsOfAlbum(album.localIdentifier); });
+}
+
+std::vector<PhotosAlbum> EmbeddedPhotoLibrary::fetchAlbums(const std::optional<std::string>& title) {
+  return withLibraryErrors([&] { return catalogue()->albums(title); });
+}
+
+std::vector<PhotosAlbum> EmbeddedPhotoLibrary::fetchAlbumsWithLocalIdentifiers(
+    const std::vector<std::string>& localIdentifiers) {
+  return withLibraryErrors([&] { return catalogue()->albumsWithIdentifiers(localIdentifiers); });
+}
+
+std::vector<PhotosAssetResource> EmbeddedPhotoLibrary::assetResources(const PhotosAsset& asset) {
+  return withLibraryErrors([&] { return catalogue()->resources(asset.localIdentifier); });
+}
+
+EmbeddedPhotoLibrary::RequestID EmbeddedPhotoLibrary::requestData(const PhotosAssetResource& resource,
+                                                                  DataHandler dataReceived,
+                                                                  DataCompletion completion) {
+  return requests_.add(resource, std::move(dataReceived), std::move(completion));
+}
+
+void EmbeddedPhotoLibrary::cancelDataRequest(RequestID request) { requests_.cancel(request); }
+
+void EmbeddedPhotoLibrary::forEachAsset(const AssetVisitor& visit) {
+  withLibraryErrors([&] {
+    catalogue()->forEachAsset([&](const PhotosAsset& asset, const std::vector<CataloguedResource>& files) {
+      ListedAsset listed{asset, {}};
+      for (const CataloguedResource& file : files) {
+        listed.originals.push_back(
+            {folder_.url().appending(file.path), file.originalFilename, file.byteCount});
+      }
+      return visit(listed);
+    });
+  });
+}
+
+std::vector<ListedAlbum> EmbeddedPhotoLibrary::albumsWithCounts() {
+  return withLibraryErrors([&] {
+    std::vector<ListedAlbum> listed;
+    for (const CataloguedAlbum& album : catalogue()->albumsWithCounts()) {
+      listed.push_back({album.album, album.assetCount});
+    }
+    return listed;
+  });
+}
+
+LibraryVerification EmbeddedPhotoLibrary::verify(const CancellationToken& token) {
+  return withLibraryErrors([&] { return verifyLibrary(folder_, *catalogue(), token); });
+}
+
+}  // namespace tolvander::platform::linux_

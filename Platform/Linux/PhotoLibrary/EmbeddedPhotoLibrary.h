@@ -1,0 +1,82 @@
+#pragma once
+
+#include <chrono>
+
+#include "Platform/Linux/PhotoLibrary/CataloguePool.h"
+#include "Platform/Linux/PhotoLibrary/DataRequests.h"
+#include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
+#include "Platform/Linux/PhotoLibrary/LibraryListing.h"
+#include "Platform/Linux/PhotoLibrary/LibraryThread.h"
+#include "Platform/Linux/PhotoLibrary/LibraryWriter.h"
+#include "TolvanderApp/Platform/PhotoLibrary.h"
+#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/Platform/StandardDirectories.h"
+
+namespace tolvander::platform::linux_ {
+
+// A photo library of ordinary files: `Originals/2026/2026-11-20/PICT0001.JPG`, by the day on which a picture
+// was taken where the user is, and `Library.sqlite`, the catalogue of them. Any viewer opens the files;
+// people may move, change and delete them, and add others, which are never touched.
+//
+// Authorisation is the user's, who has said yes when the library was made: until there is a catalogue it is
+// not determined, and requestAuthorization, which asks nobody, makes it. Where the folder can't be changed it
+// is denied.
+//
+// Changes are durable when their completion says so. They are made one after the other on one thread, data
+// requests are answered on another one, and fetches on the caller's; none waits for the others. One process
+// on the machine changes the library at a time: another one waits for its turn, and after `patience` its
+// change has failed. After a crash the library is true: what was not completed is swept when it is next
+// opened or changed.
+//
+// The asset's creation date is the one that was asked for, or the one in the file, or the file's modification
+// date. A picture that can't be understood is kept like every other, without a size.
+//
+// Safe on every thread. Not to be destroyed by a handler. Destroying it completes the changes that were asked
+// for and cancels the data requests.
+class EmbeddedPhotoLibrary final : public app::PhotoLibrary {
+ public:
+  static constexpr std::chrono::seconds defaultPatience{5};
+
+  // Nothing is opened or made yet.
+  explicit EmbeddedPhotoLibrary(const FileURL& folder, std::chrono::milliseconds patience = defaultPatience);
+  ~EmbeddedPhotoLibrary() override;
+
+  // Where the user's library is: "Tolvander" among the pictures. Absent where the user has no place for them.
+  static std::optional<FileURL> folderOfUser(const StandardDirectories& directories);
+
+  app::PhotosAuthorizationStatus authorizationStatus() override;
+  void requestAuthorization(std::function<void(app::PhotosAuthorizationStatus)> handler) override;
+  void performChanges(ChangeBlock block, ChangeCompletion completion) override;
+
+  std::vector<app::PhotosAsset> fetchAssets(const app::PhotosFetchOptions& options) override;
+  std::vector<app::PhotosAsset> fetchAssets(const std::vector<std::string>& localIdentifiers) override;
+  std::vector<app::PhotosAsset> fetchAssets(const app::PhotosAlbum& album) override;
+  std::vector<app::PhotosAlbum> fetchAlbums(const std::optional<std::string>& title) override;
+  std::vector<app::PhotosAlbum> fetchAlbumsWithLocalIdentifiers(
+      const std::vector<std::string>& localIdentifiers) override;
+  std::vector<app::PhotosAssetResource> assetResources(const app::PhotosAsset& asset) override;
+
+  RequestID requestData(const app::PhotosAssetResource& resource, DataHandler dataReceived,
+                        DataCompletion completion) override;
+  void cancelDataRequest(RequestID request) override;
+
+  // For people who want to see what is there. All throw PhotosPlatformError.
+
+  // Every asset, oldest first, of one state of the library.
+  void forEachAsset(const AssetVisitor& visit);
+  std::vector<ListedAlbum> albumsWithCounts();
+  // Reads the whole catalogue and looks at every file. Throws CancellationError.
+  LibraryVerification verify(const CancellationToken& token = {});
+
+ private:
+  CataloguePool::Lease catalogue();
+  ChangeOutcome change(const ChangeBlock& block);
+
+  const LibraryFolder folder_;
+  CataloguePool catalogues_;
+  const LibraryWriter writer_;
+  DataRequests requests_;
+  LibraryThread changes_;  // last, because its jobs need the others
+};
+
+}  // namespace tolvander::platform::linux_

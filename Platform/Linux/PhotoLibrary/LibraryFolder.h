@@ -1,0 +1,55 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Platform/Linux/Descriptor.h"
+#include "TolvanderCore/FileURL.h"
+
+namespace tolvander::platform::linux_ {
+
+// The folder of the library and the ways into it. Paths are relative to it, such as
+// "Originals/2026/2026-11-20/PICT0001.JPG", and are never trusted, because the catalogue that they come from
+// may be anybody's: nothing outside the folder is reached through them, and below the folder no link is
+// followed. The folder itself may be reached through links.
+//
+// A value; safe on every thread. Nothing is held open. Everything that fails throws PosixError, with EINVAL
+// for a path that can't be one of the library, and ELOOP or ENOTDIR where a link or a file is in the way.
+class LibraryFolder {
+ public:
+  explicit LibraryFolder(FileURL url) : url_(std::move(url)) {}
+
+  static constexpr std::string_view originals = "Originals";
+  // Where files are written before they get their names. Only this program's files are there.
+  static constexpr std::string_view incoming = "Originals/.incoming";
+
+  const FileURL& url() const { return url_; }
+  FileURL catalogueFile() const;
+  FileURL lockFile() const { return url_.appending("Library.lock"); }
+
+  // Whether this process may change it and its catalogue. False where there is none.
+  bool isWritable() const;
+
+  // For use with the *at calls.
+  Descriptor open() const;
+  Descriptor openFolder(std::string_view path) const;
+
+  // A regular file, for reading.
+  Descriptor openFile(std::string_view path) const;
+
+  // Opens a folder, making it and the missing ones above it durably. Adds the paths of those that it made.
+  Descriptor makeFolder(std::string_view path, std::vector<std::string>& made) const;
+
+ private:
+  FileURL url_;
+};
+
+// The part before the last slash, and the part behind it.
+std::string_view folderOf(std::string_view path);
+std::string_view nameIn(std::string_view path);
+
+// Writes through what a folder or file has in memory. Throws PosixError.
+void makeDurable(const Descriptor& descriptor, const FileURL& url);
+
+}  // namespace tolvander::platform::linux_

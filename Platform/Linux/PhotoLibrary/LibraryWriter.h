@@ -1,0 +1,43 @@
+#pragma once
+
+#include <chrono>
+#include <exception>
+
+#include "Platform/Linux/PhotoLibrary/CataloguePool.h"
+#include "Platform/Linux/PhotoLibrary/ChangeRecorder.h"
+#include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
+
+namespace tolvander::platform::linux_ {
+
+// How a change ended. Success without an error: it is done, durably. No success: nothing of it is. Success
+// with an error: it can't be known until the library is opened anew.
+struct ChangeOutcome {
+  bool success = false;
+  std::exception_ptr error;
+};
+
+// Carries changes out, each as a whole or not at all. One process on the machine does so at a time.
+//
+// The order is what makes it hold through a power loss: the originals are durable under their names before
+// the catalogue's transaction is committed, and until then its placements tell which files a crash left.
+class LibraryWriter {
+ public:
+  LibraryWriter(LibraryFolder folder, CataloguePool& catalogues, std::chrono::milliseconds patience)
+      : folder_(std::move(folder)), catalogues_(&catalogues), patience_(patience) {}
+
+  // Makes the library, durably, where there is none. Throws PosixError, DatabaseError and
+  // PhotosPlatformError.
+  void createLibrary() const;
+
+  // Blocks on the disk, and for at most the patience on another process that is writing.
+  ChangeOutcome carryOut(const RecordedChange& change) const;
+
+ private:
+  ChangeOutcome carryOut(const RecordedChange& change, Catalogue& catalogue) const;
+
+  LibraryFolder folder_;
+  CataloguePool* catalogues_;
+  std::chrono::milliseconds patience_;
+};
+
+}  // namespace tolvander::platform::linux_

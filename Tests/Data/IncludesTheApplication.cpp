@@ -1,0 +1,16 @@
+// clang-format off
+// Never compiled: an input to the check of the layers' includes.
+#include <sqlite3.h>
+#include <linux/fs.h>
+
+#include <vector>
+
+#include "TolvanderApp/Presentation/Wording.h"
+#include <TolvanderApp/AppModel.h>
+#include "TolvanderApp/Platform/PhotoLibrary.h"
+#include "TolvanderApp/Concurrency/Task.h"
+#include "Tests/Support/Bytes.h"
+#include "Descriptor.h"
+#include "Platform/Linux/Descriptor.h"
+#include "TolvanderCore/FileURL.h"
+#include "TolvanderApp/Platform/../AppModel.h"

@@ -1,0 +1,220 @@
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <set>
+
+#include "Platform/Linux/PhotoLibrary/LibraryWriter.h"
+#include "Tests/Support/EmbeddedLibrary.h"
+#include "Tests/Support/FaultInjection.h"
+#include "Tests/Support/Thoroughness.h"
+
+namespace tolvander::tests {
+namespace {
+
+namespace fs = std::filesystem;
+
+class EmbeddedLibraryFaults : public testing::Test {
+ protected:
+  static constexpr std::size_t batch = 4;
+
+  EmbeddedLibraryFaults() {
+    for (std::size_t number = 0; number < batch; ++number) {
+      files.push_back(folder_ / ("Card/" + std::to_string(number) + "/PICT0001.JPG"));
+      writeFile(files.back(), "picture " + std::to_string(number) + std::string(100'000, 'x'));
+    }
+    EmbeddedPhotoLibrary library(pristine);
+    requestAndWait(library);
+    changeAndWait(library, [](app::PhotosChanges& changes) { changes.creationRequestForAlbum("Album"); });
+    importPictures(library, {files[0]});
+    writeFile(pristine.appending("Originals/the user's.jpg"), "untouched");
+  }
+
+  // A library with one asset outside of its only album, and with a file of the user.
+  void setUp() {
+    fs::remove_all(root.path());
+    fs::copy(pristine.path(), root.path(), fs::copy_options::recursive);
+    result = {};
+  }
+
+  void importBatch() {
+    EmbeddedPhotoLibrary library(root);
+    std::optional<app::PhotosAlbum> album;
+    try {
+      album = library.fetchAlbums("Album").at(0);
+    } catch (const app::PhotosPlatformError&) {
+      return;  // what opens the library fails, and nothing is asked for
+    }
+    result = importPictures(library, files, album);
+  }
+
+  std::multiset<std::string> filesInFolder() const {
+    std::multiset<std::string> found;
+    for (const auto& entry : fs::recursive_directory_iterator(root.path())) {
+      const std::string name = entry.path().filename().string();
+      if (!entry.is_directory() && !name.starts_with("Library.")) {
+        found.insert(entry.path().string());
+      }
+    }
+    return found;
+  }
+
+  // All or nothing of the batch is there, the catalogue and the folder agree, and what was there before is
+  // there. Returns whether it is all.
+  bool isAllThere() {
+    EmbeddedPhotoLibrary library(root);
+    const std::size_t count = library.fetchAssets(app::PhotosFetchOptions{}).size();
+    EXPECT_TRUE(count == 1 || count == 1 + batch) << count << " assets";
+    EXPECT_EQ(library.fetchAssets(library.fetchAlbums("Album").at(0)).size(), count - 1);
+    const auto listed = listedFiles(library);
+    std::multiset<std::string> expected(listed.begin(), listed.end());
+    expected.insert(root.appending("Originals/the user's.jpg").path());
+    EXPECT_EQ(filesInFolder(), expected);
+    std::multiset<std::string> contents;
+    for (const std::string& file : listed) {
+      contents.insert(readFile(FileURL(file)).substr(0, 9));
+    }
+    EXPECT_EQ(contents, count == 1 ? std::multiset<std::string>{"picture 0"}
+                                   : (std::multiset<std::string>{"picture 0", "picture 0", "picture 1",
+                                                                 "picture 2", "picture 3"}));
+    EXPECT_EQ(readFile(root.appending("Originals/the user's.jpg")), "untouched");
+    EXPECT_TRUE(library.verify().isSound());
+    return count > 1;
+  }
+
+  // Whether the completion told the truth about what the next opening finds.
+  void expectTruth(bool isAll) const {
+    if (result.success) {
+      EXPECT_TRUE(isAll || result.error) << "told as done, and it isn't";
+    } else {
+      EXPECT_FALSE(isAll) << "told as failed, and it is done";
+    }
+  }
+
+  // And that the user can go on.
+  void expectUsable() {
+    EmbeddedPhotoLibrary library(root);
+    EXPECT_TRUE(importPictures(library, {files[0]}).success);
+    EXPECT_TRUE(library.verify().isSound());
+  }
+
+  std::size_t tryEveryPoint(const Fault& fault) {
+    return forEachFaultPoint(
+        fault, [this] { setUp(); }, [this] { importBatch(); },
+        [this](const FaultOutcome&) {
+          expectTruth(isAllThere());
+          expectUsable();
+        },
+        stepThrough(7));
+  }
+
+  TemporaryFolder folder_;
+  const FileURL pristine = folder_ / "Pristine";
+  const FileURL root = folder_ / "Library";
+  std::vector<FileURL> files;
+  ChangeResult result;
+};
+
+constexpr std::size_t fewestPoints = 40 / stepThrough(7);
+
+TEST_F(EmbeddedLibraryFaults, allOrNothingIsImportedWhereACallFails) {
+  for (const int error : {EIO, ENOSPC}) {
+    EXPECT_GT(tryEveryPoint(Fault::failing(error)), fewestPoints);
+  }
+}
+
+TEST_F(EmbeddedLibraryFaults, allOrNothingIsImportedOnADiskThatGoesAway) {
+  EXPECT_GT(tryEveryPoint(Fault::failingFromThenOn(EIO)), fewestPoints);
+}
+
+TEST_F(EmbeddedLibraryFaults, allOrNothingIsImportedWhereRenamingKnowsNoFlags) {
+  EXPECT_GT(tryEveryPoint(Fault::failing(EINVAL)), fewestPoints);
+}
+
+TEST_F(EmbeddedLibraryFaults, aShortWriteChangesNothing) {
+  forEachFaultPoint(
+      Fault::shortWrite(), [this] { setUp(); }, [this] { importBatch(); },
+      [this](const FaultOutcome&) {
+        const bool isAll = isAllThere();
+        expectTruth(isAll);
+      },
+      stepThrough(7));
+}
+
+TEST_F(EmbeddedLibraryFaults, allOrNothingIsImportedWhenTheProcessDies) {
+  std::size_t complete = 0;
+  const std::size_t points = forEachFaultPoint(
+      Fault::kill(), [this] { setUp(); }, [this] { importBatch(); },
+      [&](const FaultOutcome&) {
+        complete += isAllThere() ? 1 : 0;
+        expectUsable();
+      },
+      stepThrough(7));
+  EXPECT_GT(points, fewestPoints);
+  EXPECT_GT(complete, 0U);
+  EXPECT_LE(complete, points);
+}
+
+TEST_F(EmbeddedLibraryFaults, aFailureThatIsUndoneLeavesNothingBehindAtOnce) {
+  // Without opening the library anew: the change itself cleans up where the disk is well again.
+  setUp();
+  const auto before = filesInFolder();
+  std::size_t failures = 0;
+  forEachFaultPoint(
+      Fault::failing(ENOSPC), [this] { setUp(); }, [this] { importBatch(); },
+      [&](const FaultOutcome& outcome) {
+        if (outcome.wasHit() && !result.success && result.error && !outcome.call.starts_with("unlink")) {
+          ++failures;
+          EXPECT_EQ(filesInFolder(), before) << outcome.call;
+        }
+      },
+      stepThrough(7));
+  EXPECT_GT(failures, fewestPoints / 2);
+}
+
+TEST_F(EmbeddedLibraryFaults, aLibraryIsMadeOrNotMade) {
+  for (const Fault& fault : {Fault::failing(EIO), Fault::kill()}) {
+    forEachFaultPoint(
+        fault, [this] { fs::remove_all(root.path()); },
+        [this] {
+          EmbeddedPhotoLibrary library(root);
+          requestAndWait(library);
+        },
+        [this](const FaultOutcome&) {
+          EmbeddedPhotoLibrary library(root);
+          EXPECT_EQ(requestAndWait(library), app::PhotosAuthorizationStatus::authorized);
+          EXPECT_TRUE(importPictures(library, {files[0]}).success);
+          EXPECT_EQ(library.fetchAssets(app::PhotosFetchOptions{}).size(), 1U);
+        },
+        stepThrough(7));
+  }
+}
+
+// Sweeping what a crash left can itself be cut short.
+TEST_F(EmbeddedLibraryFaults, sweepingCanBeCutShortAndDoneAgain) {
+  setUp();
+  const auto calls = mutatingCalls([this] { importBatch(); });
+  const std::size_t lastRename =
+      static_cast<std::size_t>(calls.rend() - std::find(calls.rbegin(), calls.rend(), "renameat2"));
+  for (const Fault& fault : {Fault::failing(EIO), Fault::kill()}) {
+    const std::size_t points = forEachFaultPoint(
+        fault,
+        [&] {
+          setUp();
+          runWithFault(Fault::kill(), lastRename + 1, [this] { importBatch(); });
+        },
+        [this] {
+          EmbeddedPhotoLibrary library(root);
+          try {
+            library.fetchAlbums(std::nullopt);
+          } catch (const app::PhotosPlatformError&) {
+            return;
+          }
+        },
+        [this](const FaultOutcome&) { EXPECT_FALSE(isAllThere()); }, stepThrough(7));
+    EXPECT_GT(points, batch / stepThrough(2));
+  }
+}
+
+}  // namespace
+}  // namespace tolvander::tests
