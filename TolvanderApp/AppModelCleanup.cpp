@@ -258,7 +258,7 @@ Task<AppModel::CleanupOutcome> AppModel::finishMove(TrashMoveResult result, std:
         "Some synced files could not be moved to macOS Trash. The camera was not automatically ejected.");
     statusMessage = "Cleanup needs attention";
   } else if (result.cancelled || syncCancellationRequested_ || token.isCancelled()) {
-    statusMessage = "Cleanup stopped";
+    showStopped("Cleanup stopped");
   } else {
     outcome.safeToEject = true;
   }
@@ -397,7 +397,7 @@ Task<> AppModel::finishDelete(TrashDeleteResult result, std::string deviceName, 
         "in Finder.");
     statusMessage = "Cleanup needs attention";
   } else if (result.cancelled || syncCancellationRequested_ || token.isCancelled()) {
-    statusMessage = "Cleanup stopped";
+    showStopped("Cleanup stopped");
   } else {
     auto notifying =
         notifications_.sendTrashCleared(static_cast<std::int64_t>(result.deleted.size()), deviceName);

@@ -166,7 +166,7 @@ Task<> AppModel::syncMountedVolumes(bool notifyWhenStarting) {
     }
   }
   if (syncCancellationRequested_) {
-    statusMessage = "Check stopped";
+    showStopped("Check stopped");
     co_return;
   }
   auto devices = refreshConnectedDevices();
@@ -239,7 +239,7 @@ Task<> AppModel::presentSyncResult(DetectedDevice device, SyncResult result) {
   auto current = currentToken();
   const CancellationToken token = co_await current;
   if (syncCancellationRequested_ || token.isCancelled()) {
-    statusMessage = "Check stopped";
+    showStopped("Check stopped");
     co_return;
   }
   bool ejected = false;
