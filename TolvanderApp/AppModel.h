@@ -246,6 +246,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   // Both throw CancellationError where the flow is to stop, and CocoaError fileReadNoPermission.
   void requireCleanupAccess(const FileURL& volume, const CancellationToken& token) const;
   void requireCleanupAccess(const std::vector<ManagedTrashRecord>& records, const CancellationToken& token);
+  void showCleanupFailure(std::string message);
   Task<CleanupOutcome> offerToTrash(std::vector<FingerprintedMediaFile> files, DetectedDevice device);
   Task<CleanupOutcome> moveToTrash(std::vector<FingerprintedMediaFile> files, DetectedDevice device);
   Task<CleanupOutcome> finishMove(TrashMoveResult result, std::string deviceName, CancellationToken token);

@@ -85,6 +85,9 @@ void AppModel::completeOnboardingAndSync() {
     return;
   }
   storeSettings([&] { settings().setOnboardingCompleted(true); });
+  if (!settings().onboardingCompleted()) {
+    return;
+  }
   record(DiagnosticLog::Event::setupCompleted);
   statusMessage = "Starting sync…";
   tasks_.start(syncAllConnected(true));
@@ -314,11 +317,11 @@ SyncCoordinator AppModel::coordinator(const DetectedDevice& device, const Cancel
     }
     requireLibraryAccess();
   };
+  const auto clock = [&mainThread = platform_.mainThread] { return mainThread.wallNow(); };
   const auto import = std::make_shared<CameraImport>(
       CameraImport::Services{
           .mediaStaging = services_.mediaStaging, .photos = photos_, .history = services_.history},
-      importObserver(), requireLibraryAccess,
-      [&mainThread = platform_.mainThread] { return mainThread.wallNow(); });
+      importObserver(), requireLibraryAccess, clock);
   return SyncCoordinator(
       services_.history,
       {.checkAccess = checkAccess,
@@ -349,7 +352,8 @@ SyncCoordinator AppModel::coordinator(const DetectedDevice& device, const Cancel
                  model->setSyncPhase(phase);
                }
              });
-           }});
+           }},
+      clock);
 }
 
 CameraImport::Observer AppModel::importObserver() {

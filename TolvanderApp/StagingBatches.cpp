@@ -49,8 +49,7 @@ std::vector<std::vector<FingerprintedMediaFile>> stagingBatches(
       bytes = 0;
     }
     batches.back().push_back(file);
-    // One byte too many stands for any larger size, and leaves no room for a file of no bytes either.
-    bytes += std::min(file.file.byteCount, maximumBytes + 1);
+    bytes += std::min(file.file.byteCount, maximumBytes + 1);  // which leaves no room even for an empty file
   }
   return batches;
 }

@@ -319,6 +319,11 @@ void ScriptedPhotoLibrary::answerAuthorization(std::vector<PhotosAuthorizationSt
   authorization_ = {answers.begin(), answers.end()};
 }
 
+void ScriptedPhotoLibrary::beforeEachAuthorizationQuestion(std::function<void()> function) {
+  const std::lock_guard lock(mutex_);
+  beforeEachAuthorizationQuestion_ = std::move(function);
+}
+
 void ScriptedPhotoLibrary::answerRequestForAuthorization(PhotosAuthorizationStatus answer) {
   const std::lock_guard lock(mutex_);
   requestAnswer_ = answer;
@@ -439,6 +444,14 @@ std::vector<std::string> ScriptedPhotoLibrary::members(const std::string& albumI
 // The contract.
 
 PhotosAuthorizationStatus ScriptedPhotoLibrary::authorizationStatus() {
+  std::function<void()> before;
+  {
+    const std::lock_guard lock(mutex_);
+    before = beforeEachAuthorizationQuestion_;
+  }
+  if (before) {
+    before();
+  }
   const std::lock_guard lock(mutex_);
   ++authorizationQuestions_;
   const PhotosAuthorizationStatus answer = authorization_.front();

@@ -64,6 +64,8 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
 
   // One answer for each question, the last one for all further ones.
   void answerAuthorization(std::vector<app::PhotosAuthorizationStatus> answers);
+  // Runs on the asking thread before each question whether there is access, holding no lock.
+  void beforeEachAuthorizationQuestion(std::function<void()> function);
   // What the user says when asked; authorized at first.
   void answerRequestForAuthorization(app::PhotosAuthorizationStatus answer);
 
@@ -166,6 +168,7 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
   bool refusesAlbumChanges_ = false;
   bool failsAlbumAssetFetches_ = false;
   std::deque<ChangeEnd> changeEnds_;
+  std::function<void()> beforeEachAuthorizationQuestion_;
   std::function<void()> beforeEachChange_;
   std::function<void()> beforeEachIdentifierFetch_;
   std::map<std::string, Read> reads_;
