@@ -58,6 +58,7 @@ Task<> AppModel::syncAllConnected(bool notifyWhenStarting) {
   auto running = activeSyncTask_->join();
   co_await running;
   activeSyncTask_.reset();
+  changes.changed();  // isIdle
   if (pendingSyncRequested_ && !syncCancellationRequested_) {
     pendingSyncRequested_ = false;
     auto pending = syncAllConnected(false);
