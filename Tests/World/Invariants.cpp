@@ -106,12 +106,24 @@ bool isTwinOfOneOf(const std::string& source, const Sources& others, const Setti
   });
 }
 
-Verdict doubtImportsNothing(const World& world, const State& before, const Conduct& conduct) {
+// Whether a file that the search left unchecked holds up the import of others. Not so in a restore, if it is
+// recorded, also on metadata alone, and its asset exists: then it is the record that decides, and not to
+// import it.
+bool holdsUpOthers(const std::string& source, const State& after, const Conduct& conduct) {
+  const ImportRecord* record = after.history.imports.find(source);
+  return conduct.isRun || record == nullptr ||
+         !after.library.contains(record->photosAssetIdentifier.value_or(""));
+}
+
+Verdict doubtImportsNothing(const World& world, const State& before, const Transition& transition) {
+  const Conduct& conduct = transition.conduct;
   if (conduct.handed.empty()) {
     return std::nullopt;
   }
-  if (!conduct.unchecked.empty()) {
-    return Violation{Rule::doubtImportsNothing, "imports while a file is unchecked"};
+  for (const std::string& source : conduct.unchecked) {
+    if (conduct.handed.contains(source) || holdsUpOthers(source, transition.after, conduct)) {
+      return Violation{Rule::doubtImportsNothing, "imports while " + source + " is unchecked"};
+    }
   }
   const Sources doubtful = interrupted(before, conduct);
   if (conduct.isRun && !doubtful.empty()) {
@@ -135,7 +147,7 @@ Verdict cameraStaysAsItIs(const World& world, const Conduct& conduct) {
 
 std::optional<Violation> violationIn(const World& world, const State& before, const Transition& transition) {
   for (const Verdict& verdict :
-       {cameraStaysAsItIs(world, transition.conduct), doubtImportsNothing(world, before, transition.conduct),
+       {cameraStaysAsItIs(world, transition.conduct), doubtImportsNothing(world, before, transition),
         marks(before, transition), onceInTheLibrary(world, transition.after), recordOrMark(transition.after),
         metadataRemovesNothing(transition.after)}) {
     if (verdict) {
