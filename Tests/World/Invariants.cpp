@@ -40,34 +40,38 @@ Verdict recordOrMark(const State& after) {
   return std::nullopt;
 }
 
-// An old record that got the payload fingerprint of today is a new record on content, and clears its mark.
-// That proves nothing about the interrupted import, so the run that does it may neither end well nor import
-// the file.
+// Whether an old record got the payload fingerprint of today. That makes it a new record on content, which
+// clears a mark, but proves nothing about the interrupted import.
 bool isBroughtUpToDate(const std::string& source, const State& before, const Conduct& conduct) {
   const ImportRecord* record = before.history.imports.find(source);
-  const bool hasNewPayload =
-      std::ranges::any_of(conduct.scanned, [&](const FingerprintedMediaFile& file) {
-        return file.sourceFingerprint == source && file.mediaPayloadFingerprint &&
-               record->mediaPayloadFingerprint != file.mediaPayloadFingerprint;
-      });
-  return conduct.isRun && conduct.ending != Ending::completed && !conduct.handed.contains(source) &&
-         hasNewPayload && record->isContentConfirmed();
+  return conduct.isRun && record != nullptr && record->isContentConfirmed() &&
+         std::ranges::any_of(conduct.scanned, [&](const FingerprintedMediaFile& file) {
+           return file.sourceFingerprint == source && file.mediaPayloadFingerprint &&
+                  record->mediaPayloadFingerprint != file.mediaPayloadFingerprint;
+         });
+}
+
+// The run that brings the record of an interrupted import up to date may neither end well nor import the
+// file.
+bool endsInDoubt(const std::string& source, const Conduct& conduct) {
+  return conduct.ending != Ending::completed && !conduct.handed.contains(source);
 }
 
 bool mayBeCleared(const std::string& source, const State& before, const Conduct& conduct) {
   const bool isOfThisImport = conduct.marked.contains(source) && !wasMarked(before, source);
   return conduct.foundByContent.contains(source) ||
          (isOfThisImport && (conduct.answered.contains(source) || conduct.refused.contains(source))) ||
-         (before.history.imports.contains(source) && isBroughtUpToDate(source, before, conduct));
+         (isBroughtUpToDate(source, before, conduct) && endsInDoubt(source, conduct));
 }
 
 Verdict marks(const State& before, const Transition& transition) {
+  const Conduct& conduct = transition.conduct;
   Sources marked = before.history.pendingImports;
-  marked.insert(transition.conduct.marked.begin(), transition.conduct.marked.end());
+  marked.insert(conduct.marked.begin(), conduct.marked.end());
   for (const std::string& source : marked) {
-    if (!transition.after.history.pendingImports.contains(source) &&
-        !mayBeCleared(source, before, transition.conduct)) {
-      const bool isByMetadata = transition.conduct.foundByMetadata.contains(source);
+    if (!transition.after.history.pendingImports.contains(source) && !mayBeCleared(source, before, conduct)) {
+      const bool isByMetadata =
+          conduct.foundByMetadata.contains(source) && !isBroughtUpToDate(source, before, conduct);
       return Violation{isByMetadata ? Rule::metadataClearsNoMark : Rule::marksNeedProof,
                        "the mark of " + source + " is cleared"};
     }

@@ -233,9 +233,8 @@ void importDespiteAMark(World& world) { world.import(markedOrNot(world, world.co
 void importTheOthersDespiteAMark(World& world) {
   const ImportRecords records = world.history().records();
   Files others = markedOrNot(world, world.conduct().scanned, false);
-  std::erase_if(others, [&](const FingerprintedMediaFile& file) {
-    return records.contains(file.sourceFingerprint);
-  });
+  std::erase_if(others,
+                [&](const FingerprintedMediaFile& file) { return records.contains(file.sourceFingerprint); });
   world.import(others);
 }
 
@@ -278,7 +277,8 @@ std::vector<Mutant> mutants() {
       {"repairTheFilesOnTheCard", Rule::cameraStaysAsItIs, inDependencies(repairTheFilesOnTheCard)},
       {"importTheWholeCard", Rule::onceInTheLibrary, inDependencies(importTheWholeCard)},
       {"clearTheMarkOnAMetadataMatch", Rule::metadataClearsNoMark, inSearch(clearTheMarkOnAMetadataMatch)},
-      {"takeMetadataForContent", Rule::metadataRemovesNothing, withItemOfTheUser(inSearch(takeMetadataForContent), "x/1")},
+      {"takeMetadataForContent", Rule::metadataRemovesNothing,
+       withItemOfTheUser(inSearch(takeMetadataForContent), "x/1")},
       {"ignoreUnchecked", Rule::doubtImportsNothing, inSearch(ignoreUnchecked)},
       {"ignoreUncheckedAtTheLimit", Rule::doubtImportsNothing, inSearch(ignoreUncheckedAtTheLimit)},
       {"clearTheMarkOfWhatIsNotFound", Rule::marksNeedProof, inSearch(clearTheMarkOfWhatIsNotFound)},

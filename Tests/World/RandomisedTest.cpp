@@ -41,7 +41,7 @@ std::vector<std::vector<Bytes>> randomCards(RandomChoices& choices, std::size_t 
 }
 
 Setting randomSetting(RandomChoices& choices) {
-  constexpr std::size_t sizes[] = {3, 10, 30, 100};  // files on a card
+  constexpr std::size_t sizes[] = {5, 20, 100, 200};  // files on a card
   constexpr std::int64_t batches[] = {1, 4, 16};
   Setting setting;
   setting.cards = randomCards(choices, sizes[choices.oneOf(std::size(sizes))]);
@@ -92,7 +92,7 @@ std::string judgementOf(std::uint64_t seed, const Life& life) {
 // TOLVANDER_WORLD_SEED repeats a single life.
 TEST(RandomisedWorld, breaksNoRule) {
   std::uint64_t first = 1;
-  std::uint64_t last = isSlow ? 25 : 250;
+  std::uint64_t last = isSlow ? 40 : 400;
   if (const char* seed = std::getenv("TOLVANDER_WORLD_SEED")) {
     first = last = std::stoull(seed);
   }

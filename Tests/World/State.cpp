@@ -34,7 +34,10 @@ class Key {
 
 std::string pictureOf(const Bytes& bytes) { return bytes.substr(0, bytes.find('/')); }
 
-std::string payloadOf(const Bytes& bytes) { return "jpeg-v2:" + pictureOf(bytes); }
+std::optional<std::string> payloadOf(const Bytes& bytes) {
+  const std::string picture = pictureOf(bytes);
+  return picture == "video" ? std::nullopt : std::optional("jpeg-v2:" + picture);
+}
 
 std::string processedFingerprintOf(const Bytes& bytes) { return bytes + " repaired"; }
 

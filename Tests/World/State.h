@@ -18,8 +18,11 @@ namespace tolvander::tests {
 // fingerprint is the part in front of the slash.
 using Bytes = std::string;
 
+//
+// Of a video ("video/1") only the source fingerprint is known. What we make of it is nothing that a search by
+// content finds again, except while an interrupted import of it is remembered.
 std::string pictureOf(const Bytes& bytes);
-std::string payloadOf(const Bytes& bytes);
+std::optional<std::string> payloadOf(const Bytes& bytes);
 // The fingerprint of the repaired copy that goes to the library.
 std::string processedFingerprintOf(const Bytes& bytes);
 

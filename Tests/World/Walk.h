@@ -11,8 +11,8 @@ namespace tolvander::tests {
 struct WalkResult {
   std::size_t states = 0;
   std::size_t transitions = 0;
-  std::size_t depth = 0;   // commands one after another
-  bool isClosed = false;   // no command leads to a state that wasn't seen
+  std::size_t depth = 0;  // commands one after another
+  bool isClosed = false;  // no command leads to a state that wasn't seen
   std::array<std::size_t, endingCount> endings{};
   std::optional<Violation> violation;
   std::string story;  // of the violation, command by command

@@ -23,7 +23,7 @@ FileURL folderInMemory() {
 
 bool holdsContentOf(const Item& item, const FingerprintedMediaFile& file) {
   return item.fingerprint == file.sourceFingerprint || item.fingerprint == file.pendingProcessedFingerprint ||
-         file.mediaPayloadFingerprint == payloadOf(item.source);
+         (file.mediaPayloadFingerprint && file.mediaPayloadFingerprint == payloadOf(item.source));
 }
 
 HistoryDatabase readIfThere(const FileURL& file) {
@@ -158,7 +158,8 @@ void World::answerReview() {
 }
 
 void World::deleteItem() {
-  const auto item = std::next(library_.begin(), static_cast<std::ptrdiff_t>(choices_->oneOf(library_.size())));
+  const auto item =
+      std::next(library_.begin(), static_cast<std::ptrdiff_t>(choices_->oneOf(library_.size())));
   say("the user deletes " + item->first);
   library_.erase(item);
 }
@@ -246,13 +247,12 @@ World::Files World::fingerprint(const std::vector<CameraMediaFile>& files, bool 
   Files fingerprinted;
   for (const CameraMediaFile& file : files) {
     const Bytes bytes = readFile(file.url);
-    fingerprinted.push_back(
-        {.file = file,
-         .sourceFingerprint = bytes,
-         .mediaPayloadFingerprint = isCharmera ? std::optional(payloadOf(bytes)) : std::nullopt,
-         .captureDate = {},
-         .metadata = {},
-         .pendingProcessedFingerprint = {}});
+    fingerprinted.push_back({.file = file,
+                             .sourceFingerprint = bytes,
+                             .mediaPayloadFingerprint = isCharmera ? payloadOf(bytes) : std::nullopt,
+                             .captureDate = {},
+                             .metadata = {},
+                             .pendingProcessedFingerprint = {}});
   }
   return fingerprinted;
 }

@@ -21,13 +21,13 @@ class World;
 // How a command ends.
 enum class Ending {
   completed,
-  stopped,       // the process
-  notSaved,      // the history couldn't be written
-  interrupted,   // an import was interrupted earlier and isn't resolved
-  unchecked,     // the search left files without a verdict
-  incomplete,    // the library took a part of a batch
-  refused,       // the library took nothing and says so
-  unknown,       // the library failed without saying what it took
+  stopped,      // the process
+  notSaved,     // the history couldn't be written
+  interrupted,  // an import was interrupted earlier and isn't resolved
+  unchecked,    // the search left files without a verdict
+  incomplete,   // the library took a part of a batch
+  refused,      // the library took nothing and says so
+  unknown,      // the library failed without saying what it took
 };
 inline constexpr std::size_t endingCount = 8;
 
