@@ -16,7 +16,8 @@ bool wasMarked(const State& before, const std::string& source) {
 // Where the search overlooks nothing and all cameras are known as what they are, not even a picture under
 // another header is repeated.
 bool picturesAreKnown(const Setting& setting) {
-  return !setting.searchCanMiss && std::ranges::find(setting.isCharmera, false) == setting.isCharmera.end();
+  return setting.search == Search::overlooksNothing &&
+         std::ranges::find(setting.isCharmera, false) == setting.isCharmera.end();
 }
 
 Verdict onceInTheLibrary(const World& world, const State& after) {

@@ -46,7 +46,9 @@ Setting randomSetting(RandomChoices& choices) {
   Setting setting;
   setting.cards = randomCards(choices, sizes[choices.oneOf(std::size(sizes))]);
   setting.batchSize = batches[choices.oneOf(std::size(batches))];
-  setting.searchCanMiss = choices.oneOf(4) == 0;
+  if (choices.oneOf(4) == 0) {
+    setting.search = Search::overlooksUnlessBroader;
+  }
   if (choices.oneOf(4) == 0) {
     setting.isCharmera = {true, false};
   }

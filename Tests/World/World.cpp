@@ -26,6 +26,8 @@ bool holdsContentOf(const Item& item, const FingerprintedMediaFile& file) {
          (file.mediaPayloadFingerprint && file.mediaPayloadFingerprint == payloadOf(item.source));
 }
 
+std::string assetOfTheUser(const Bytes& bytes) { return "user " + bytes; }
+
 HistoryDatabase readIfThere(const FileURL& file) {
   return std::filesystem::exists(file.path()) ? readHistory(file) : HistoryDatabase();
 }
@@ -49,7 +51,7 @@ FileURL World::fileOnCard(std::size_t card, std::size_t index) const {
 State World::start() const {
   State state;
   for (const Bytes& source : setting_.itemsOfTheUser) {
-    state.library["user " + source] = {.source = source, .fingerprint = source, .isOurs = false};
+    state.library[assetOfTheUser(source)] = {.source = source, .fingerprint = source, .isOurs = false};
   }
   state.history.imports = ImportRecords(setting_.records);
   return normalized(std::move(state));
@@ -111,13 +113,16 @@ std::vector<Bytes> World::readCamera() const {
 // What the user does
 
 void World::command() {
-  const std::size_t others = library_.empty() ? 1 : 2;
-  switch (choices_->oneOf(others)) {
-    case 1:
-      return deleteItem();
-    default:
-      return review_ ? answerReview() : runOrReview();
+  std::vector<std::function<void()>> commands = {[this] { review_ ? answerReview() : runOrReview(); }};
+  if (!library_.empty()) {
+    commands.emplace_back([this] { deleteItem(); });
   }
+  for (const Bytes& bytes : setting_.itemsToCome) {
+    if (!library_.contains(assetOfTheUser(bytes))) {
+      commands.emplace_back([this, &bytes] { addItem(bytes); });
+    }
+  }
+  commands[choices_->oneOf(commands.size())]();
 }
 
 void World::runOrReview() {
@@ -162,6 +167,11 @@ void World::deleteItem() {
       std::next(library_.begin(), static_cast<std::ptrdiff_t>(choices_->oneOf(library_.size())));
   say("the user deletes " + item->first);
   library_.erase(item);
+}
+
+void World::addItem(const Bytes& bytes) {
+  say("the user adds " + bytes);
+  library_[assetOfTheUser(bytes)] = {.source = bytes, .fingerprint = bytes, .isOurs = false};
 }
 
 Ending World::endingOf(const std::function<void()>& work) {
@@ -335,7 +345,9 @@ void World::searchFor(const FingerprintedMediaFile& file, bool broader, LibraryR
     }
     isThere = isThere || item.source == source || holdsContentOf(item, file);
   }
-  if (!isThere || (setting_.searchCanMiss && !broader)) {
+  const bool canOverlook =
+      setting_.search == Search::overlooks || (setting_.search == Search::overlooksUnlessBroader && !broader);
+  if (!isThere || canOverlook) {
     verdicts.emplace_back([&] { say(source + " is not found"); });
   }
   if (similar) {
@@ -370,7 +382,7 @@ World::AssetIdentifiers World::commit(const Batch& batch) {
   AssetIdentifiers assets;
   for (const PreparedMediaFile& file : batch) {
     if (choices_->course(2) == 0) {
-      assets[file.sourceFingerprint] = add(file.sourceFingerprint, file.processedFingerprint, true);
+      assets[file.sourceFingerprint] = take(file);
     }
   }
   if (outcome == failsUnknown) {
@@ -384,13 +396,14 @@ World::AssetIdentifiers World::commit(const Batch& batch) {
   return assets;
 }
 
-std::string World::add(const Bytes& source, const std::string& fingerprint, bool isOurs) {
-  std::string asset = source;
+std::string World::take(const PreparedMediaFile& file) {
+  std::string asset = file.sourceFingerprint;
   while (library_.contains(asset)) {
     asset += "'";
   }
   say("the library takes " + asset);
-  library_[asset] = {.source = source, .fingerprint = fingerprint, .isOurs = isOurs};
+  library_[asset] = {
+      .source = file.sourceFingerprint, .fingerprint = file.processedFingerprint, .isOurs = true};
   return asset;
 }
 

@@ -59,6 +59,13 @@ struct Fault {
   std::function<void(World& world, const std::function<void()>& run)> run{};
 };
 
+// What a search can overlook without saying so.
+enum class Search {
+  overlooksNothing,
+  overlooksUnlessBroader,  // the first, bounded search can overlook items
+  overlooks,               // so can the broader one
+};
+
 // What is given in a world and doesn't change.
 struct Setting {
   std::vector<std::vector<Bytes>> cards;
@@ -66,9 +73,9 @@ struct Setting {
   // Only a Charmera's files have a payload fingerprint.
   std::vector<bool> isCharmera = {true};
   std::set<Bytes> itemsOfTheUser{};     // in the library from the start
+  std::set<Bytes> itemsToCome{};        // that the user puts into the library at any time
   std::vector<ImportRecord> records{};  // in the history from the start
-  // Whether the first, bounded search can overlook an item without saying so. The broader one never does.
-  bool searchCanMiss = false;
+  Search search = Search::overlooksNothing;
   std::int64_t batchSize = 2;
   Fault fault{};
 };
@@ -121,6 +128,7 @@ class World {
   void runOrReview();
   void answerReview();
   void deleteItem();
+  void addItem(const Bytes& bytes);
   Ending endingOf(const std::function<void()>& work);
 
   SyncCoordinator::Dependencies dependencies();
@@ -134,7 +142,7 @@ class World {
   void searchFor(const FingerprintedMediaFile& file, bool broader, LibraryReconciliation& found);
   AssetIdentifiers commit(const Batch& batch);
   void record(const Batch& batch, const AssetIdentifiers& assets);
-  std::string add(const Bytes& source, const std::string& fingerprint, bool isOurs);
+  std::string take(const PreparedMediaFile& file);
 
   // What can happen between two steps.
   void betweenSteps();
