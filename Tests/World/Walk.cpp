@@ -8,9 +8,9 @@ namespace tolvander::tests {
 
 namespace {
 
-class Search {
+class Walker {
  public:
-  explicit Search(const Setting& setting) : world_(setting) { add(world_.start(), 0, "", 0); }
+  explicit Walker(const Setting& setting) : world_(setting) { add(world_.start(), 0, "", 0); }
 
   WalkResult upTo(std::size_t depth) {
     for (std::size_t next = 0; next < visits_.size() && !result_.violation; ++next) {
@@ -76,6 +76,6 @@ class Search {
 
 }  // namespace
 
-WalkResult walk(const Setting& setting, std::size_t depth) { return Search(setting).upTo(depth); }
+WalkResult walk(const Setting& setting, std::size_t depth) { return Walker(setting).upTo(depth); }
 
 }  // namespace tolvander::tests
