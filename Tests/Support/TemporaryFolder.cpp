@@ -11,8 +11,8 @@ namespace tolvander::tests {
 
 namespace {
 
-FileURL makeTemporaryFolder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "tolvander-test-XXXXXX").string();
+FileURL makeTemporaryFolder(const std::filesystem::path& parent) {
+  std::string pattern = (parent / "tolvander-test-XXXXXX").string();
   if (mkdtemp(pattern.data()) == nullptr) {
     throw std::runtime_error("no temporary folder for the test");
   }
@@ -21,7 +21,9 @@ FileURL makeTemporaryFolder() {
 
 }  // namespace
 
-TemporaryFolder::TemporaryFolder() : url_(makeTemporaryFolder()) {}
+TemporaryFolder::TemporaryFolder() : url_(makeTemporaryFolder(std::filesystem::temp_directory_path())) {}
+
+TemporaryFolder::TemporaryFolder(const FileURL& parent) : url_(makeTemporaryFolder(parent.path())) {}
 
 TemporaryFolder::~TemporaryFolder() {
   std::error_code ignored;

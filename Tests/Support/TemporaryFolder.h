@@ -10,6 +10,7 @@ namespace tolvander::tests {
 class TemporaryFolder {
  public:
   TemporaryFolder();
+  explicit TemporaryFolder(const FileURL& parent);
   ~TemporaryFolder();
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
