@@ -193,7 +193,7 @@ class SyncFaults : public testing::Test {
 
   static constexpr std::size_t fewestPoints = 200;
 
-  TemporaryFolder folder;
+  const TemporaryFolder folder = TemporaryFolder::inMemory();
   const FileURL card = folder / "CARD";
   const SyncedHome home{folder / "home"};
   std::map<std::string, std::string> cardContent;
@@ -211,6 +211,23 @@ TEST_F(SyncFaults, everyFileArrivesOnceOrIsPausedWhereverTheProcessIsKilled) {
 
 TEST_F(SyncFaults, everyFileArrivesOnceOrIsPausedWhereverACallFailsOnce) {
   tryEveryPoint("EIO once", Fault::failing(EIO), stepThrough(13));
+}
+
+TEST_F(SyncFaults, everyFileArrivesOnceOrIsPausedWhereverTheDiskGoesAway) {
+  tryEveryPoint("EIO from then on", Fault::failingFromThenOn(EIO), 2 * stepThrough(9));
+}
+
+TEST_F(SyncFaults, everyFileArrivesOnceOrIsPausedWhereverTheDiskIsFullForAMoment) {
+  tryEveryPoint("ENOSPC once", Fault::failing(ENOSPC), 3 * stepThrough(7));
+}
+
+TEST_F(SyncFaults, everyFileArrivesOnceOrIsPausedWhereverTheDiskFillsUp) {
+  tryEveryPoint("ENOSPC from then on", Fault::failingFromThenOn(ENOSPC), 3 * stepThrough(7));
+}
+
+TEST_F(SyncFaults, isDoneWhereverAWriteIsShort) {
+  tryEveryPoint("short write", Fault::shortWrite(), 3 * stepThrough(7));
+  EXPECT_EQ(pausedRuns, 0U) << "a short write is no failure";
 }
 
 }  // namespace

@@ -121,6 +121,14 @@ class Scene {
     }
   }
 
+  // Fills the home's file system up to that many bytes, until the returned file is removed.
+  FileURL leaveRoom(std::uintmax_t bytes) const {
+    const FileURL ballast = home.url().appending("ballast");
+    const auto available = fs::space(home.url().path()).available;
+    writeFile(ballast, std::string(available - std::min(available, bytes), '-'));
+    return ballast;
+  }
+
   Strings contentOf(const FileURL& card) const {
     Strings content;
     for (const FileURL& file : filesOf(card)) {
@@ -314,7 +322,9 @@ TEST_F(Watch, saysThatTheLibraryCannotBeWrittenAndGoesOnWhenItCan) {
     ASSERT_EQ(mount(library.c_str(), library.c_str(), nullptr, MS_BIND, nullptr), 0);
     ASSERT_EQ(mount(nullptr, library.c_str(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr), 0);
     rig.mount(device);
-    watch.waitForLine("Photos access");
+    watch.waitForLine("Photos access needed");
+    EXPECT_NE(watch.errors().find("tolvanderctl: Photos access was not granted."), std::string::npos)
+        << watch.errors();
     rig.unmount(device);
     ASSERT_EQ(umount2(library.c_str(), MNT_DETACH), 0);
     const FileURL place = rig.mount(device);
@@ -333,7 +343,10 @@ TEST_F(Watch, importsNothingWhileTheHistoryIsUnreadable) {
     writeFile(scene.home.historyFile(), history.substr(0, history.size() / 2));
     RunningTool watch(scene.command({"watch"}));
     rig.mount(device);
-    watch.waitForLine("Tolvander couldn’t read its import history. Sync is paused to prevent duplicates.");
+    watch.waitForLine("Sync needs attention");
+    EXPECT_EQ(watch.errors(),
+              "tolvanderctl: Tolvander couldn’t read its import history. Sync is paused to prevent "
+              "duplicates. Contact support@tolvander.example for help.\n");
     EXPECT_EQ(scene.home.pictures().size(), 1U);
     EXPECT_EQ(readFile(scene.home.historyFile()), history.substr(0, history.size() / 2));
     rig.unmount(device);
@@ -342,6 +355,54 @@ TEST_F(Watch, importsNothingWhileTheHistoryIsUnreadable) {
     watch.waitForLine("17 photos synced");
     watch.send(SIGINT);
     EXPECT_EQ(watch.waitForEnd(), 0);
+    scene.expectAllDone(place);
+  });
+}
+
+TEST_F(Watch, saysThatTheDiskIsFullAndGoesOnWhenItHasRoom) {
+  inVolumeRig([](VolumeRig& rig) {
+    const Scene scene("8m");
+    const FileURL device = plugInKnownCard(rig, scene, LoopVolume::Format::ext4);
+    RunningTool watch(scene.command({"watch"}));
+    watch.waitForLine("Waiting for connection");
+    const FileURL ballast = scene.leaveRoom(32'768);
+    rig.mount(device);
+    watch.waitForLine("Sync needs attention");
+    EXPECT_NE(watch.errors().find("tolvanderctl: "), std::string::npos);
+    rig.unmount(device);
+    fs::remove(ballast.path());
+    const FileURL place = rig.mount(device);
+    watch.waitForLine("17 photos synced");
+    watch.send(SIGINT);
+    EXPECT_EQ(watch.waitForEnd(), 0);
+    scene.expectAllDone(place);
+  });
+}
+
+TEST_F(Watch, keepsOthersOutDuringASyncAndStopsItWhenItIsTold) {
+  inVolumeRig([](VolumeRig& rig) {
+    const Scene scene;
+    const FileURL device = plugInKnownCard(rig, scene, LoopVolume::Format::ext4);
+    RunningTool watch(scene.command({"watch"}));
+    watch.waitForLine("Waiting for connection");
+    watch.send(SIGSTOP);
+    const FileURL place = rig.mount(device);
+    auto gate = std::make_unique<OpenGate>(place);
+    watch.send(SIGCONT);
+    Scene::holdAt(Moment::staging, *gate);
+
+    const ToolResult second = scene.run({"sync", place.path()});
+    EXPECT_EQ(second.status, 1) << second.output;
+    EXPECT_NE(second.errors.find("(process " + std::to_string(watch.process()) + ")"), std::string::npos)
+        << second.errors;
+
+    watch.send(SIGTERM);
+    watch.waitForLine("Finishing the current import before stopping…");
+    gate.reset();
+    watch.waitForLine("Check stopped");
+    EXPECT_EQ(watch.waitForEnd(), 0);
+    EXPECT_EQ(scene.home.pictures().size(), 1U);
+    EXPECT_EQ(scene.run({"sync"}).status, 0);
     scene.expectAllDone(place);
   });
 }
@@ -389,7 +450,7 @@ TEST_P(Interrupted, byCtrlCStopsAtTheNextSafePointAndLosesNothing) {
     scene.home.expectToBeTrue();
     EXPECT_TRUE(scene.home.history().pendingImports.empty());
     EXPECT_EQ(scene.home.pictures().size(), isOnCard(GetParam()) ? 0U : 4U) << "whole batches only";
-    EXPECT_EQ(scene.run({"sync"}).status, 0);
+    EXPECT_EQ(scene.run({"sync", card.path()}).status, 0);
     scene.expectAllDone(card);
   });
 }
@@ -417,6 +478,37 @@ TEST_P(Interrupted, byADeathLosesAndDoublesNothing) {
       EXPECT_EQ(again.status, 0) << again.output << again.errors;
       scene.expectAllDone(card);
     }
+  });
+}
+
+TEST(FullDisk, losesAndDoublesNothingHoweverLittleRoomThereIs) {
+  for (const auto& reason : {reasonAgainstPrivateMounts(), OpenGate::reasonAgainst()}) {
+    if (reason) {
+      GTEST_SKIP() << *reason;
+    }
+  }
+  inPrivateMountNamespace([] {
+    const Scene scene("8m");
+    const FileURL card = scene.folder / "CARD";
+    scene.fill(card, 1);
+    scene.setUp(card);
+    scene.fill(card);
+    constexpr std::uintmax_t step = 24 << 10U;
+    std::size_t failures = 0;
+    for (std::uintmax_t room = 0; room < 100 * step; room += step) {
+      const FileURL ballast = scene.leaveRoom(room);
+      const ToolResult result = scene.run({"sync", card.path()});
+      fs::remove(ballast.path());
+      scene.home.expectToBeTrue();
+      if (result.status == 0) {
+        break;
+      }
+      ++failures;
+      EXPECT_EQ(result.status, 1) << result.output << result.errors;
+      EXPECT_FALSE(result.errors.empty());
+    }
+    EXPECT_GT(failures, 3U);
+    scene.expectAllDone(card);
   });
 }
 
