@@ -14,13 +14,6 @@ namespace tolvander::tests {
 
 namespace {
 
-// The history is written a hundred thousand times, which no disk needs to bear.
-FileURL folderInMemory() {
-  const std::string memory = "/dev/shm";
-  return FileURL(std::filesystem::is_directory(memory) ? memory
-                                                       : std::filesystem::temp_directory_path().string());
-}
-
 bool holdsContentOf(const Item& item, const FingerprintedMediaFile& file) {
   return item.fingerprint == file.sourceFingerprint || item.fingerprint == file.pendingProcessedFingerprint ||
          (file.mediaPayloadFingerprint && file.mediaPayloadFingerprint == payloadOf(item.source));
@@ -34,7 +27,8 @@ HistoryDatabase readIfThere(const FileURL& file) {
 
 }  // namespace
 
-World::World(Setting setting) : setting_(std::move(setting)), folder_(folderInMemory()) {
+// The history is written a hundred thousand times, which no disk needs to bear.
+World::World(Setting setting) : setting_(std::move(setting)), folder_(TemporaryFolder::inMemory()) {
   std::filesystem::create_directory(historyFolder_.path());
   for (std::size_t card = 0; card < setting_.cards.size(); ++card) {
     for (std::size_t index = 0; index < setting_.cards[card].size(); ++index) {
