@@ -39,8 +39,8 @@ Descriptor openOrMake(const FileURL& file) {
   if (failure) {
     throw PosixError(failure.value(), "create", folder);
   }
-  Descriptor descriptor(
-      uninterrupted([&] { return open(file.path().c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644); }));
+  Descriptor descriptor(uninterrupted(
+      [&] { return open(file.path().c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644); }));
   if (!descriptor) {
     throw PosixError(errno, "open", file);
   }

@@ -27,7 +27,6 @@ class CamerasCommand final : public Command {
     forget_->add_option("CAMERA", camera_, "Its name or its identity")->required();
     forget_->add_flag("--yes", agrees_, "Without asking");
     command->require_subcommand(1);
-    command->fallthrough();
     return command;
   }
 
@@ -52,10 +51,9 @@ class CamerasCommand final : public Command {
     const FileURL volume = existingFolder(volume_);
     ExitStatus status = ExitStatus::failed;
     {
-      Session session(context, {.volumes = {volume},
-                                .settings = {},
-                                .answers = {.agreesToFolder = true},
-                                .notified = {}});
+      Session session(
+          context,
+          {.volumes = {volume}, .settings = {}, .answers = {.agreesToFolder = true}, .notified = {}});
       status = session.run([&](Session& running) { return addWithoutSync(&running, volume); });
     }
     if (status == ExitStatus::done) {
@@ -86,11 +84,10 @@ class CamerasCommand final : public Command {
     }
     ExitStatus status = ExitStatus::failed;
     {
-      Session session(context,
-                      {.volumes = {},
-                       .settings = {},
-                       .answers = {.agreesToAlerts = agrees_, .optionForAlerts = "--yes"},
-                       .notified = {}});
+      Session session(context, {.volumes = {},
+                                .settings = {},
+                                .answers = {.agreesToAlerts = agrees_, .optionForAlerts = "--yes"},
+                                .notified = {}});
       status = session.run([&](Session& running) { return forgetInModel(&running, *id); });
     }
     if (status == ExitStatus::done) {

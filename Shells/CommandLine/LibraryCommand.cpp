@@ -82,7 +82,6 @@ class LibraryCommand final : public Command {
     albums_ = command->add_subcommand("albums", "List its albums");
     verify_ = command->add_subcommand("verify", "Look at every file, and list missing and altered ones");
     command->require_subcommand(0, 1);
-    command->fallthrough();
     return command;
   }
 

@@ -7,7 +7,6 @@
 #include "TolvanderApp/CameraVolumeDiscovery.h"
 #include "TolvanderApp/Concurrency/Callback.h"
 #include "TolvanderApp/Concurrency/TaskScope.h"
-#include "TolvanderApp/Platform/EjectError.h"
 
 namespace tolvander::shell {
 
@@ -40,14 +39,6 @@ class Session::Notifications final : public app::NotificationDelivery {
 
   std::function<void(const app::NotificationRequest&)> notified_;
   DesktopNotifications desktop_;
-};
-
-// TODO(eject): UDisksEjector takes this place. Until then no drive can be let go.
-class Session::Ejector final : public app::VolumeEjector {
- public:
-  void unmountAndEject(const FileURL&) override {
-    throw app::EjectError(app::EjectError::Case::unavailable);
-  }
 };
 
 namespace {
@@ -90,7 +81,7 @@ Session::Session(const Context& context, Options options)
       chosenVolumes_(volumes_, options.volumes),
       bookmarks_(volumes_),
       notifications_(std::make_unique<Notifications>(std::move(options.notified))),
-      ejector_(std::make_unique<Ejector>()),
+      ejector_(volumes_),
       dialogs_(std::move(options.answers), context.cancellation),
       application_([this] { stop(); }),
       model_(app::AppModel::make(platform(),
@@ -109,7 +100,7 @@ app::Platform Session::platform() {
           .bookmarks = bookmarks_,
           .notifications = *notifications_,
           .trash = trash_,
-          .ejector = *ejector_,
+          .ejector = ejector_,
           .dialogs = dialogs_,
           .loginItem = loginItem_,
           .application = application_,

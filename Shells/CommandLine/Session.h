@@ -11,6 +11,7 @@
 #include "Platform/Linux/HomeLock.h"
 #include "Platform/Linux/LinuxVolumes.h"
 #include "Platform/Linux/PhotoLibrary/EmbeddedPhotoLibrary.h"
+#include "Platform/Linux/UDisksEjector.h"
 #include "Platform/Linux/VolumeBookmarks.h"
 #include "Platform/Linux/VolumeTrash.h"
 #include "Shells/CommandLine/ChosenVolumes.h"
@@ -69,7 +70,6 @@ class Session {
 
  private:
   class Notifications;
-  class Ejector;
 
   static app::Task<> runFlow(Session* self, Flow flow);
   app::Platform platform();
@@ -90,7 +90,7 @@ class Session {
   platform::linux_::VolumeBookmarks bookmarks_;
   std::unique_ptr<Notifications> notifications_;
   platform::linux_::VolumeTrash trash_;
-  std::unique_ptr<Ejector> ejector_;
+  platform::linux_::UDisksEjector ejector_;
   TerminalDialogs dialogs_;
   HeadlessApplication application_;
   NoLoginItem loginItem_;

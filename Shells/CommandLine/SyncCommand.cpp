@@ -1,13 +1,11 @@
 #include <CLI/CLI.hpp>
-#include <algorithm>
-#include <cerrno>
 #include <iostream>
 
 #include "Shells/CommandLine/Arguments.h"
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Conclusion.h"
-#include "Shells/CommandLine/SetupFlow.h"
 #include "Shells/CommandLine/Session.h"
+#include "Shells/CommandLine/SetupFlow.h"
 #include "Shells/CommandLine/SyncDisplay.h"
 #include "TolvanderApp/Presentation/SyncReport.h"
 
@@ -48,9 +46,6 @@ Task<std::optional<std::string>> syncOnce(SyncRun run) {
   if (session.isInterrupted() || hasSynced) {
     co_return std::nullopt;
   }
-  if (model.settings().authorizedDeviceProfiles().empty()) {
-    co_return app::noCameraSavedText();
-  }
   if (model.settings().onboardingCompleted() || model.connectedDevices->empty()) {
     auto syncing = model.syncAllConnected(false);
     co_await syncing;
@@ -59,6 +54,19 @@ Task<std::optional<std::string>> syncOnce(SyncRun run) {
     co_await completing;
   }
   co_return std::nullopt;
+}
+
+Task<std::optional<std::string>> syncIfPossible(SyncRun run) {
+  if (run.volumes.empty() && run.session.model().settings().authorizedDeviceProfiles().empty()) {
+    co_return app::noCameraSavedText();
+  }
+  auto preparing = prepareLibrary(&run.session, run.agrees);
+  const bool hasLibrary = co_await preparing;
+  if (!hasLibrary || run.session.isInterrupted()) {
+    co_return std::nullopt;
+  }
+  auto syncing = syncOnce(run);
+  co_return co_await syncing;
 }
 
 class SyncCommand final : public Command {
@@ -115,13 +123,8 @@ class SyncCommand final : public Command {
     const app::SyncRecorder recorder(session.model(), session.files().library);
     auto starting = startUp(&session);
     co_await starting;
-    auto preparing = prepareLibrary(&session, run.agrees);
-    const bool hasLibrary = co_await preparing;
-    std::optional<std::string> failure;
-    if (hasLibrary && !session.isInterrupted()) {
-      auto syncing = syncOnce(run);
-      failure = co_await syncing;
-    }
+    auto running = syncIfPossible(run);
+    std::optional<std::string> failure = co_await running;
     const SyncReport report = recorder.report(session.isInterrupted(), std::move(failure));
     std::cout << (json ? report.json() + "\n" : report.text());
     co_return conclude(report.outcome, report.failure);

@@ -50,15 +50,13 @@ std::optional<std::string> readLine(int input, const CancellationToken& stop) {
 }  // namespace
 
 TerminalDialogs::TerminalDialogs(Answers answers, CancellationToken stop)
-    : TerminalDialogs(std::move(answers), std::move(stop),
-                      {.input = STDIN_FILENO, .output = STDERR_FILENO}) {}
+    : TerminalDialogs(std::move(answers), std::move(stop), {.input = STDIN_FILENO, .output = STDERR_FILENO}) {
+}
 
 TerminalDialogs::TerminalDialogs(Answers answers, CancellationToken stop, Streams streams)
     : answers_(std::move(answers)), stop_(std::move(stop)), streams_(streams) {}
 
-bool TerminalDialogs::canAsk() const {
-  return isatty(streams_.input) == 1 && isatty(streams_.output) == 1;
-}
+bool TerminalDialogs::canAsk() const { return isatty(streams_.input) == 1 && isatty(streams_.output) == 1; }
 
 void TerminalDialogs::write(const std::string& text) const {
   static_cast<void>(uninterrupted([&] { return ::write(streams_.output, text.data(), text.size()); }));

@@ -22,9 +22,9 @@ class TerminalDialogs final : public app::Dialogs {
  public:
   // What the options say.
   struct Answers {
-    bool agreesToAlerts = false;        // the first button of every alert
-    std::string optionForAlerts;        // the option that would have said so: "--yes"
-    bool agreesToFolder = false;        // the folder may be used
+    bool agreesToAlerts = false;    // the first button of every alert
+    std::string optionForAlerts{};  // the option that would have said so: "--yes"
+    bool agreesToFolder = false;    // the folder may be used
     std::string optionForFolder = "--yes";
   };
 

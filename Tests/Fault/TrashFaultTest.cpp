@@ -148,7 +148,7 @@ class TrashFaults : public testing::Test {
                            const std::function<void()>& operation,
                            const std::function<void(const FaultOutcome&)>& verify) {
     std::size_t hit = 0;
-    for (std::size_t point = 1;; point += pointStride) {
+    for (std::size_t point = 1;; point += stepThrough(7)) {
       setUp();
       const FaultOutcome outcome = runWithFault(fault, point, operation);
       SCOPED_TRACE("fault at call " + std::to_string(point) + " (" + outcome.call + ")");
@@ -197,7 +197,7 @@ TEST_F(TrashFaults, leaveEveryFileAccountedForDuringAMove) {
             expectNoStaleInfo(outcome);
           }
         });
-    EXPECT_GE(points * pointStride, fewestCallsOfAMove);
+    EXPECT_GE(points * stepThrough(7), fewestCallsOfAMove);
   }
 }
 
@@ -211,7 +211,7 @@ TEST_F(TrashFaults, leaveEveryFileAccountedForDuringARestore) {
             expectNoStaleInfo(outcome);
           }
         });
-    EXPECT_GE(points * pointStride, photoCount * 3 + 5);
+    EXPECT_GE(points * stepThrough(7), photoCount * 3 + 5);
   }
 }
 
@@ -225,7 +225,7 @@ TEST_F(TrashFaults, leaveEveryFileAccountedForDuringADelete) {
             expectNoStaleInfo(outcome);
           }
         });
-    EXPECT_GE(points * pointStride, photoCount * 5 + 5);
+    EXPECT_GE(points * stepThrough(7), photoCount * 5 + 5);
   }
 }
 

@@ -442,6 +442,14 @@ TEST_F(PlacementLeft, anotherFileOfThatNameStays) {
   EXPECT_EQ(placements(), 0U);
 }
 
+TEST_F(PlacementLeft, theFileIsSweptAlsoWhereAPowerLossHasTakenItsEnd) {
+  const Date modified = fileResourceValues(original).contentModificationDate.value();
+  fs::resize_file(original.path(), 1);
+  setContentModificationDate(original, modified);
+  open()->fetchAlbums(std::nullopt);
+  EXPECT_FALSE(fs::exists(original.path()));
+}
+
 TEST_F(PlacementLeft, aFileThatTheUserHasEditedSinceStays) {
   writeFile(original, "ours, and more");
   open()->fetchAlbums(std::nullopt);

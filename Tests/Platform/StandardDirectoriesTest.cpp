@@ -9,6 +9,7 @@
 #include <string>
 
 #include "Tests/Support/ChildProcess.h"
+#include "Tests/Support/TemporaryFolder.h"
 
 namespace tolvander::tests {
 
@@ -55,7 +56,51 @@ StandardDirectories placesOf(const FileURL& home) {
           .logs = home.appending(".local/state")};
 }
 
+// Where the user's pictures are, with this text in the user-dirs.dirs of a home and XDG_PICTURES_DIR in the
+// environment unless it is nullptr.
+std::string picturesBelowHome(const char* userDirectories, const char* variable = nullptr) {
+  const TemporaryFolder home;
+  if (userDirectories != nullptr) {
+    writeFile(home / ".config/user-dirs.dirs", userDirectories);
+  }
+  inChildProcess([&] {
+    setenv("HOME", home.url().path().c_str(), 1);
+    unsetenv("XDG_CONFIG_HOME");
+    unsetenv("XDG_PICTURES_DIR");
+    if (variable != nullptr) {
+      setenv("XDG_PICTURES_DIR", variable, 1);
+    }
+    const auto pictures = StandardDirectories::current().pictures;
+    writeFile(home / "answer", pictures ? pictures->path() : "none");
+  });
+  std::string answer = readFile(home / "answer");
+  if (answer.starts_with(home.url().path())) {
+    answer.replace(0, home.url().path().size(), "~");
+  }
+  return answer;
+}
+
 }  // namespace
+
+TEST(StandardDirectories, hasPicturesInTheHomeWhenNothingIsChosen) {
+  EXPECT_EQ(picturesBelowHome(nullptr), "~/Pictures");
+  EXPECT_EQ(picturesBelowHome("# XDG_PICTURES_DIR=\"$HOME/Bilder\"\n"), "~/Pictures");
+  EXPECT_EQ(picturesBelowHome("XDG_PICTURES_DIR=\"Bilder\"\nXDG_PICTURES_DIR=/unquoted\n"), "~/Pictures");
+}
+
+TEST(StandardDirectories, hasPicturesWhereTheUserKeepsThem) {
+  EXPECT_EQ(picturesBelowHome("XDG_MUSIC_DIR=\"$HOME/Musik\"\nXDG_PICTURES_DIR=\"$HOME/Bilder\"\n"),
+            "~/Bilder");
+  EXPECT_EQ(picturesBelowHome("  XDG_PICTURES_DIR=\"/disk/My \\\"best\\\" \\$1/\" # there"),
+            "/disk/My \"best\" $1");
+  EXPECT_EQ(picturesBelowHome("XDG_PICTURES_DIR=\"$HOME/\""), "~");
+  EXPECT_EQ(picturesBelowHome("XDG_PICTURES_DIR=\"/first\"\nXDG_PICTURES_DIR=\"/last\""), "/last");
+}
+
+TEST(StandardDirectories, hasPicturesWhereTheEnvironmentSays) {
+  EXPECT_EQ(picturesBelowHome("XDG_PICTURES_DIR=\"/file\"", "/environment"), "/environment");
+  EXPECT_EQ(picturesBelowHome("XDG_PICTURES_DIR=\"/file\"", "relative"), "/file");
+}
 
 TEST(StandardDirectories, followsTheUsersOwnChoice) {
   expectPlaces({"/home/ada", "/data/ada", "/scratch", "/settings/ada", "/state/ada"},
@@ -110,7 +155,8 @@ TEST(StandardDirectories, keepsEverythingBelowAChosenHome) {
   const StandardDirectories expected{.applicationSupport = FileURL("/elsewhere/data"),
                                      .temporary = FileURL("/elsewhere/tmp"),
                                      .configuration = FileURL("/elsewhere/config"),
-                                     .logs = FileURL("/elsewhere/logs")};
+                                     .logs = FileURL("/elsewhere/logs"),
+                                     .pictures = FileURL("/elsewhere/pictures")};
   EXPECT_EQ(StandardDirectories::below(FileURL("/elsewhere")), expected);
 }
 

@@ -366,9 +366,9 @@ void inMemoryVolume(const std::function<void(const FileURL& top)>& body) {
 TEST(TrashAttack, harmsNoOtherFileWhateverChangesBeforeEveryCall) {
   const TemporaryFolder folder;
   if (reasonAgainstPrivateMounts()) {
-    attackBeforeEveryCall(folder.url(), attacks(), pointStride);
+    attackBeforeEveryCall(folder.url(), attacks(), stepThrough(7));
   } else {
-    inMemoryVolume([](const FileURL& top) { attackBeforeEveryCall(top, attacks(), pointStride); });
+    inMemoryVolume([](const FileURL& top) { attackBeforeEveryCall(top, attacks(), stepThrough(7)); });
   }
 }
 
@@ -376,7 +376,7 @@ TEST(TrashAttack, harmsNoOtherFileWhateverIsMountedBeforeEveryCall) {
   if (const auto reason = reasonAgainstPrivateMounts()) {
     GTEST_SKIP() << *reason;
   }
-  inMemoryVolume([](const FileURL& top) { attackBeforeEveryCall(top, attacksByMounts(), pointStride); });
+  inMemoryVolume([](const FileURL& top) { attackBeforeEveryCall(top, attacksByMounts(), stepThrough(7)); });
 }
 
 TEST(TrashAttack, harmsNoOtherFileOnADisk) {
@@ -389,8 +389,8 @@ TEST(TrashAttack, harmsNoOtherFileOnADisk) {
   // Of every so many calls one: here each takes milliseconds.
   inPrivateMountNamespace([] {
     const LoopVolume volume(LoopVolume::Format::ext4, "CHARMERA");
-    attackBeforeEveryCall(volume.mountPoint(), attacks(), 17 * pointStride);
-    attackBeforeEveryCall(volume.mountPoint(), attacksByMounts(), 11 * pointStride);
+    attackBeforeEveryCall(volume.mountPoint(), attacks(), 17 * stepThrough(7));
+    attackBeforeEveryCall(volume.mountPoint(), attacksByMounts(), 11 * stepThrough(7));
   });
 }
 
@@ -472,7 +472,7 @@ void race(const FileURL& top, std::size_t rounds) {
 
 TEST(TrashAttack, losesNoFileToSomebodyWhoExchangesNamesAllTheTime) {
   const TemporaryFolder folder;
-  constexpr std::size_t rounds = 2'000 / pointStride;
+  constexpr std::size_t rounds = 2'000 / stepThrough(7);
   if (reasonAgainstPrivateMounts()) {
     race(folder.url(), rounds);
   } else {

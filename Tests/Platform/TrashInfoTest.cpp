@@ -8,7 +8,7 @@
 
 namespace tolvander::platform::linux_ {
 
-TEST(TrashInfo, saysWhereAndWhenInTheSpecificationsForm) {
+TEST(TrashInfo, saysWhereAndWhenInTheFormThatFileManagersRead) {
   const std::string text = trashInfoText("DCIM/100CHRM/PICT0001.JPG", 1'700'000'000);
   EXPECT_TRUE(std::regex_match(text, std::regex("\\[Trash Info\\]\nPath=DCIM/100CHRM/PICT0001\\.JPG\n"
                                                 "DeletionDate=2023-11-1[45]T\\d\\d:\\d\\d:\\d\\d\n")))

@@ -483,6 +483,19 @@ TEST(VolumeWithoutUUID, isNeverManaged) {
 
 namespace {
 
+// Runs one of the user's tools in a world that has this volume alone and a home without a Trash: left to
+// themselves they change every Trash on the machine that is the user's.
+ToolResult runTrashTool(const LoopVolume& volume, const std::string& command) {
+  const TemporaryFolder home;
+  EXPECT_EQ(mount("tmpfs", "/proc", "tmpfs", 0, "size=1m"), 0);
+  writeFile(FileURL("/proc/mounts"),
+            volume.device().path() + " " + volume.mountPoint().path() + " ext4 rw 0 0\n");
+  ToolResult result = runTool(
+      {"env", "HOME=" + home.url().path(), "XDG_DATA_HOME=" + home.url().path(), "sh", "-c", command});
+  EXPECT_EQ(umount2("/proc", MNT_DETACH), 0);
+  return result;
+}
+
 class TrashTools : public MountedTrash {
  protected:
   void SetUp() override {
@@ -498,11 +511,11 @@ class TrashTools : public MountedTrash {
 INSTANTIATE_TEST_SUITE_P(Volumes, TrashTools, testing::Values(LoopVolume::Format::ext4), formatName);
 
 TEST_P(TrashTools, showTheMovedFilesWithWhereTheyCameFrom) {
-  withVolume([](LoopVolume&, TrashScene& scene) {
+  withVolume([](LoopVolume& volume, TrashScene& scene) {
     const auto first = scene.addPhoto("PICT0001.JPG", "a photo");
     const auto second = scene.addPhoto("100 % \xC3\xA4.JPG", "another photo");
     ASSERT_EQ(scene.move({first, second}).records.size(), 2U);
-    const ToolResult result = runTool({"trash-list"});
+    const ToolResult result = runTrashTool(volume, "trash-list");
     EXPECT_NE(result.output.find(" " + first.file.url.path() + "\n"), std::string::npos)
         << result.output << result.errors;
     EXPECT_NE(result.output.find(" " + second.file.url.path() + "\n"), std::string::npos) << result.output;
@@ -510,9 +523,9 @@ TEST_P(TrashTools, showTheMovedFilesWithWhereTheyCameFrom) {
 }
 
 TEST_P(TrashTools, emptyWhatWasMoved) {
-  withVolume([](LoopVolume&, TrashScene& scene) {
+  withVolume([](LoopVolume& volume, TrashScene& scene) {
     const ManagedTrashRecord record = scene.moved(scene.addPhoto("PICT0001.JPG", "a photo"));
-    const ToolResult result = runTool({"trash-empty"});
+    const ToolResult result = runTrashTool(volume, "trash-empty");
     EXPECT_EQ(result.status, 0) << result.errors;
     EXPECT_TRUE(namesIn(scene.trash).empty());
     EXPECT_TRUE(namesIn(scene.infoOf("").deletingLastPathComponent()).empty());
@@ -521,10 +534,10 @@ TEST_P(TrashTools, emptyWhatWasMoved) {
 }
 
 TEST_P(TrashTools, restoreWhatWasMoved) {
-  withVolume([](LoopVolume&, TrashScene& scene) {
+  withVolume([](LoopVolume& volume, TrashScene& scene) {
     const auto photo = scene.addPhoto("PICT0001.JPG", "a photo");
     scene.moved(photo);
-    const ToolResult result = runTool({"sh", "-c", "echo 0 | trash-restore '" + photo.file.url.path() + "'"});
+    const ToolResult result = runTrashTool(volume, "echo 0 | trash-restore '" + photo.file.url.path() + "'");
     EXPECT_EQ(result.status, 0) << result.output << result.errors;
     EXPECT_TRUE(exists(photo.file.url)) << result.output << result.errors;
     EXPECT_TRUE(namesIn(scene.trash).empty());

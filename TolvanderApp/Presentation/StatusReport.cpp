@@ -107,8 +107,8 @@ std::string StatusReport::text() const {
   text += factLine("Album", album ? printable(*album) : "none");
   text += factLine("Moves to the Trash", yesOrNo(movesToTrash));
   text += factLine("Ejects", yesOrNo(ejects));
-  text += factLine("Photo library", printable(libraryFolder.path()) + " (" +
-                                        std::string(libraryWord(photos)) + ")");
+  text += factLine("Photo library",
+                   printable(libraryFolder.path()) + " (" + std::string(libraryWord(photos)) + ")");
   text += factLine("Import history", printable(historyFile.path()));
   text += factLine("Settings", printable(settingsFile.path()));
   return text + factLine("Log", printable(logFolder.path()));
@@ -116,8 +116,8 @@ std::string StatusReport::text() const {
 
 std::string StatusReport::json() const {
   return jsonText(JSONWriter::Style::prettyPrinted, [this](JSONWriter& writer) {
-    const auto connected = std::ranges::count_if(
-        cameras.cameras, [](const auto& camera) { return camera.volume.has_value(); });
+    const auto connected =
+        std::ranges::count_if(cameras.cameras, [](const auto& camera) { return camera.volume.has_value(); });
     writer.beginObject();
     writer.boolean("isSetUp", isSetUp);
     writeOptional(writer, "holder", holder);

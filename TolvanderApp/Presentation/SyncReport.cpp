@@ -81,7 +81,8 @@ std::string SyncReport::json() const {
 // MARK: Watching a run
 
 SyncRecorder::SyncRecorder(AppModel& model, const FileURL& library)
-    : model_(model), report_({.status = {}, .failure = {}, .cameras = {}, .likelyCopies = {}, .library = library}) {
+    : model_(model),
+      report_({.status = {}, .failure = {}, .cameras = {}, .likelyCopies = {}, .library = library}) {
   receipts_ = model.cameraCheckReceipts.observe([this](const auto& receipts) { take(receipts); });
   statusReceipts_ = model.statusReceipt.observe([this](const auto& receipt) { take(receipt); });
 }

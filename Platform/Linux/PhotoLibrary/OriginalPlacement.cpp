@@ -10,7 +10,6 @@
 #include <array>
 #include <cerrno>
 #include <exception>
-#include <map>
 #include <memory>
 #include <set>
 #include <utility>
@@ -136,8 +135,12 @@ std::vector<PlacedOriginal> OriginalPlacement::place(const std::vector<NewOrigin
     files_.back() = copy(originals[index], incoming);
   }
   announce();
+  // Named first and written through then, so that the file system's journal is written once for all of it.
+  const std::map<std::string, Descriptor> folders = nameFiles(incoming);
   makeCopiesDurable();
-  nameFiles(incoming);
+  for (const auto& [path, folder] : folders) {
+    makeDurable(folder, folder_->url().appending(path));
+  }
   std::vector<PlacedOriginal> placed;
   for (File& file : files_) {
     file.original.resource.path = file.placement.path;
@@ -224,7 +227,7 @@ void OriginalPlacement::announce() {
   transaction.commit();
 }
 
-void OriginalPlacement::nameFiles(const Descriptor& incoming) {
+std::map<std::string, Descriptor> OriginalPlacement::nameFiles(const Descriptor& incoming) {
   std::map<std::string, Descriptor> folders;
   for (File& file : files_) {
     if (!folders.contains(file.folder)) {
@@ -238,9 +241,7 @@ void OriginalPlacement::nameFiles(const Descriptor& incoming) {
     }
     file.isNamed = true;
   }
-  for (const auto& [path, folder] : folders) {
-    makeDurable(folder, folder_->url().appending(path));
-  }
+  return folders;
 }
 
 // Somebody has put a file of this name there just now.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -18,8 +19,8 @@ struct PlacedOriginal {
 };
 
 // Brings the files of one change into the library: copied (or cloned) to a folder for files without names,
-// written through to the device, announced in the catalogue's placements, and then named, never in the place
-// of another file. What is not kept is taken back. Needs the library's lock; one object for one change.
+// announced in the catalogue's placements, named, never in the place of another file, and written through to
+// the device. What is not kept is taken back. Needs the library's lock; one object for one change.
 class OriginalPlacement {
  public:
   OriginalPlacement(const LibraryFolder& folder, Catalogue& catalogue);
@@ -45,7 +46,8 @@ class OriginalPlacement {
   bool isTaken(const std::string& path) const;
   std::string chooseFreePath(const File& file);
   void announce();
-  void nameFiles(const Descriptor& incoming);
+  // Returns the folders, by their paths.
+  std::map<std::string, Descriptor> nameFiles(const Descriptor& incoming);
   void announceAnotherName(File& file);
   void takeBack();
   bool remove(const File& file);

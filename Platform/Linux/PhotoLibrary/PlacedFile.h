@@ -14,9 +14,10 @@ bool isIncomingName(std::string_view name);
 // What the catalogue keeps of an open file that is about to be called `path`. Throws PosixError.
 Placement placementOf(const Descriptor& file, const std::string& path);
 
-// Whether the entry of this name in an open folder is the file of that placement. On file systems whose inode
-// numbers don't outlive a mount, size and modification date decide (the latter to 2 seconds, their step); an
-// empty file there can also be what was made to keep the name. False for anything that can't be looked at.
+// Whether the entry of this name in an open folder is the file of that placement, of which a power loss may
+// have taken the end. On file systems whose inode numbers don't outlive a mount, the modification date
+// decides (to 2 seconds, their step), and an empty file there can also be what was made to keep the name.
+// False for anything that can't be looked at.
 bool isFileOf(const Placement& placement, const Descriptor& folder, const std::string& name);
 
 // Gives a file another name, which nothing may have yet: false where something has it. Throws PosixError.
