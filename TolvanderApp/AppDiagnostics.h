@@ -5,6 +5,7 @@
 #include "TolvanderApp/ApplicationVersion.h"
 #include "TolvanderApp/Platform/OperatingSystemVersion.h"
 #include "TolvanderCore/DiagnosticLog.h"
+#include "TolvanderCore/SyncPhase.h"
 
 // The integers by which the diagnostic log tells what happened. Errors are told by their kind, never by their
 // text. Pure functions, safe on every thread.
@@ -14,6 +15,10 @@ namespace tolvander::app::AppDiagnostics {
 // A part of the version that is missing or no decimal integer counts as 0.
 DiagnosticLog::Metrics launchMetrics(const ApplicationVersion& application,
                                      const OperatingSystemVersion& system);
+
+// For `syncPhaseChanged`: "imported" and "total" while files are imported, and otherwise one key with the
+// value 1 that tells the phase.
+DiagnosticLog::Metrics phaseMetrics(const SyncPhase& phase);
 
 // For `operationFailed`: "error_code"; one of "cocoa", "posix", "photokit" and "other_domain" with the value
 // 1; and for some of the system's own errors one more key that tells which.

@@ -18,4 +18,11 @@ std::optional<Date> dateSince1970(std::int64_t seconds, std::int64_t nanoseconds
   return Date(std::chrono::nanoseconds(total));
 }
 
+DateDistance distanceBetween(Date left, Date right) {
+  const auto since1970 = [](Date date) {
+    return static_cast<std::uint64_t>(date.time_since_epoch().count());
+  };
+  return DateDistance(left < right ? since1970(right) - since1970(left) : since1970(left) - since1970(right));
+}
+
 }  // namespace tolvander

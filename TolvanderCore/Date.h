@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <ratio>
 
 namespace tolvander {
 
@@ -13,5 +14,9 @@ using Date = std::chrono::sys_time<std::chrono::nanoseconds>;
 // The instant `seconds` and `nanoseconds` after 1970, as file systems keep it; absent when a Date can't reach
 // it. `nanoseconds` is from 0 to 999,999,999, also for instants before 1970.
 std::optional<Date> dateSince1970(std::int64_t seconds, std::int64_t nanoseconds = 0);
+
+// The time between two instants, whichever comes first. Unsigned, so that any two dates have one.
+using DateDistance = std::chrono::duration<std::uint64_t, std::nano>;
+DateDistance distanceBetween(Date left, Date right);
 
 }  // namespace tolvander

@@ -23,13 +23,13 @@ namespace tolvander {
 // A line is a JSON object with sorted keys, in UTF-8, ended by a line feed:
 //   {"event":"syncStarted","metrics":{"camera_files":12},"time":"2026-03-14T09:26:53.589Z"}
 //
-// Best effort: a failure to write never disturbs the application, it is remembered in `storageFailure` and the
-// line is lost. The files are made, rotated and written on a thread of the log's own, and nothing is buffered:
-// a crash loses at most what that thread had not come to. Several processes may write to one folder. What is
-// no plain file of this user's is never written to, replaced or removed.
+// Best effort: a failure to write never disturbs the application, it is remembered in `storageFailure` and
+// the line is lost. The files are made, rotated and written on a thread of the log's own, and nothing is
+// buffered: a crash loses at most what that thread had not come to. Several processes may write to one
+// folder. What is no plain file of this user's is never written to, replaced or removed.
 //
-// There is none for the whole process. A shell makes one for the home that it runs in and passes it to whoever
-// records, so that a process with a home of its own (a test, `--home`) leaves the user's log alone.
+// There is none for the whole process. A shell makes one for the home that it runs in and passes it to
+// whoever records, so that a process with a home of its own (a test, `--home`) leaves the user's log alone.
 class DiagnosticLog {
  public:
   // In the order of the flows that record them. The name in a line is the case's name.
@@ -102,8 +102,8 @@ class DiagnosticLog {
   std::int64_t retainedFileCount() const { return retainedFileCount_; }
 
   // Leaves a line, in the order of the calls. On any thread; returns at once and can't fail. A metric whose
-  // key is not an ASCII letter followed by up to 31 ASCII letters, digits or "_" is dropped in silence; of the
-  // others the eight that sort first are kept.
+  // key is not an ASCII letter followed by up to 31 ASCII letters, digits or "_" is dropped in silence; of
+  // the others the eight that sort first are kept.
   void record(Event event, const Metrics& metrics = {}) noexcept;
 
   // The log's files, the newest first, the active one among them in any case. Waits for every line recorded

@@ -21,6 +21,12 @@ std::string_view withoutTrailingSlashes(std::string_view path) {
   return path;
 }
 
+// "/" for the root.
+std::string_view lastComponent(std::string_view path) {
+  path = withoutTrailingSlashes(path);
+  return path == "/" ? path : path.substr(path.rfind('/') + 1);
+}
+
 // The path with every link resolved, as realpath(3) has it; on failure errno tells why.
 std::optional<std::string> realPath(const std::string& path) {
   struct Freeing {
@@ -32,20 +38,17 @@ std::optional<std::string> realPath(const std::string& path) {
 
 }  // namespace
 
+std::string_view pathExtension(std::string_view path) {
+  const std::string_view name = lastComponent(path);
+  const std::size_t dot = name.rfind('.');
+  return dot == std::string_view::npos || dot == 0 ? std::string_view() : name.substr(dot + 1);
+}
+
 FileURL::FileURL(std::string path) : path_(std::move(path)) {
   precondition(path_.starts_with('/'), "a file URL needs an absolute path");
 }
 
-std::string_view FileURL::lastPathComponent() const {
-  const std::string_view path = withoutTrailingSlashes(path_);
-  return path.size() == 1 ? path : path.substr(path.rfind('/') + 1);
-}
-
-std::string_view FileURL::pathExtension() const {
-  const std::string_view name = lastPathComponent();
-  const std::size_t dot = name.rfind('.');
-  return dot == std::string_view::npos || dot == 0 ? std::string_view() : name.substr(dot + 1);
-}
+std::string_view FileURL::lastPathComponent() const { return lastComponent(path_); }
 
 std::string_view FileURL::stem() const {
   std::string_view name = lastPathComponent();

@@ -7,6 +7,10 @@
 
 namespace tolvander {
 
+// The text behind the last dot of the last component of `path`, absolute or not, as spelt; empty without a
+// dot, and where the dot stands first (".avi") or last ("a."). A part of `path`.
+std::string_view pathExtension(std::string_view path);
+
 // An absolute path of the local file system. The path is bytes, as the file system has them: usually UTF-8,
 // never taken for granted to be. Only standardized() and resolvingSymlinks() change how it is spelt.
 class FileURL {
@@ -19,9 +23,8 @@ class FileURL {
   // The text behind the last slash, trailing slashes aside; "/" for the root.
   std::string_view lastPathComponent() const;
 
-  // The text behind the last dot of the last path component, as spelt; empty without a dot, and where the dot
-  // stands first (".avi") or last ("a.").
-  std::string_view pathExtension() const;
+  // That of the path.
+  std::string_view pathExtension() const { return tolvander::pathExtension(path_); }
 
   // The last path component without its extension and that one's dot.
   std::string_view stem() const;

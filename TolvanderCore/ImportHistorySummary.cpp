@@ -1,10 +1,13 @@
 #include "TolvanderCore/ImportHistorySummary.h"
 
+#include <bit>
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <numeric>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -52,40 +55,46 @@ class DisjointSets {
   std::size_t groups_;
 };
 
-// The first record that carried each identity of one kind. Kinds are kept apart: a payload that is spelt like
-// a source links nothing.
-class IdentityLinks {
- public:
-  IdentityLinks(DisjointSets& items, std::size_t count) : items_(items) { firstCarrier_.reserve(count); }
-
-  void add(std::string_view identity, std::size_t record) {
+// Joins the records that share an identity; `identities` has the one of each record, empty where it has none.
+// The table of the first record that carried each identity has no node for each entry and is at most half
+// full: to look identities up is what takes the time of a summary.
+void joinCarriers(const std::vector<std::string_view>& identities, DisjointSets& items) {
+  struct Place {
+    std::size_t hash = 0;
+    std::optional<std::uint32_t> firstCarrier;
+  };
+  std::vector<Place> table(std::bit_ceil(2 * identities.size() + 1));
+  for (std::uint32_t record = 0; record < identities.size(); ++record) {
+    const std::string_view identity = identities[record];
     if (identity.empty()) {
-      return;
+      continue;
     }
-    const auto [carrier, isFirst] = firstCarrier_.emplace(identity, record);
-    if (!isFirst) {
-      items_.join(carrier->second, record);
+    const std::size_t hash = std::hash<std::string_view>()(identity);
+    std::size_t position = hash;
+    const auto place = [&]() -> Place& { return table[position & (table.size() - 1)]; };
+    while (place().firstCarrier && (place().hash != hash || identities[*place().firstCarrier] != identity)) {
+      ++position;
+    }
+    if (place().firstCarrier) {
+      items.join(*place().firstCarrier, record);
+    } else {
+      place() = {.hash = hash, .firstCarrier = record};
     }
   }
-
- private:
-  DisjointSets& items_;
-  std::unordered_map<std::string_view, std::size_t> firstCarrier_;
-};
-
-std::string_view textOrEmpty(const std::optional<std::string>& text) {
-  return text ? *text : std::string_view();
 }
 
+// Kinds of identity are kept apart: a payload that is spelt like an asset links nothing. No two records share
+// a source fingerprint, which is their key.
 std::int64_t uniqueCount(const std::vector<const ImportRecord*>& records) {
   DisjointSets items(records.size());
-  IdentityLinks sources(items, records.size());
-  IdentityLinks payloads(items, records.size());
-  IdentityLinks assets(items, records.size());
-  for (std::size_t index = 0; index < records.size(); ++index) {
-    sources.add(records[index]->sourceFingerprint, index);
-    payloads.add(textOrEmpty(records[index]->mediaPayloadFingerprint), index);
-    assets.add(textOrEmpty(records[index]->photosAssetIdentifier), index);
+  for (const auto kind : {&ImportRecord::mediaPayloadFingerprint, &ImportRecord::photosAssetIdentifier}) {
+    std::vector<std::string_view> identities;
+    identities.reserve(records.size());
+    for (const ImportRecord* const record : records) {
+      const std::optional<std::string>& identity = record->*kind;
+      identities.push_back(identity ? *identity : std::string_view());
+    }
+    joinCarriers(identities, items);
   }
   return static_cast<std::int64_t>(items.groups());
 }
@@ -96,7 +105,7 @@ ImportHistorySummary ImportHistorySummary::of(const ImportRecords& records) {
   std::vector<const ImportRecord*> photos;
   std::vector<const ImportRecord*> videos;
   for (const ImportRecord& record : records) {
-    const bool isVideo = isVideoExtension(FileURL("/").appending(record.filename).pathExtension());
+    const bool isVideo = isVideoExtension(pathExtension(record.filename));
     (isVideo ? videos : photos).push_back(&record);
   }
   return {.uniquePhotoCount = uniqueCount(photos), .uniqueVideoCount = uniqueCount(videos)};

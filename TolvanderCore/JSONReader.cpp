@@ -85,10 +85,11 @@ std::size_t stringLengthAtStart(std::string_view text) {
   return std::min(end + 1, text.size());
 }
 
-// Puts a fraction of the same length in the place of every huge number, since the library gives a whole
-// document up for one of them. A fraction is no more what a key wants than the huge number was.
+// Puts 1e308 in the same length in the place of every huge number, since the library gives a whole document
+// up for one of them. No key wants so large a number any more than it wants the larger one.
 void replaceHugeNumbers(std::span<char> text) {
-  constexpr std::string_view fraction = "0.5";
+  constexpr std::string_view mantissa = "1e";
+  constexpr std::string_view exponent = "308";  // of the largest double; a huge number is at least as long
   std::string_view rest(text.data(), text.size());
   while (!rest.empty()) {
     std::size_t length = 1;
@@ -99,7 +100,8 @@ void replaceHugeNumbers(std::span<char> text) {
       if (isHuge(number)) {
         const std::span<char> place = text.last(rest.size()).first(length);
         std::ranges::fill(place, '0');
-        std::ranges::copy(fraction, place.begin());
+        std::ranges::copy(mantissa, place.begin());
+        std::ranges::copy(exponent, place.last(exponent.size()).begin());
       }
     }
     rest.remove_prefix(length);
@@ -167,6 +169,14 @@ bool JSONValue::boolean() const {
   bool value = false;
   if (element_.get(value) != simdjson::SUCCESS) {
     fail(DecodingError::Case::typeMismatch, "not a boolean");
+  }
+  return value;
+}
+
+double JSONValue::number() const {
+  double value = 0;
+  if (element_.get(value) != simdjson::SUCCESS) {
+    fail(DecodingError::Case::typeMismatch, "not a number");
   }
   return value;
 }

@@ -42,11 +42,14 @@ class JSONValue {
   std::int64_t integer() const;
   std::uint64_t unsignedInteger() const;
   bool boolean() const;
+  double number() const;     // the nearest to what is written; a whole number up to 64 bits wide is one too
   Date iso8601Date() const;  // the form of ISO8601.h; the nearest date that a Date can reach
   UUID uuid() const;
   std::vector<std::byte> base64Bytes() const;
 
   bool isNull() const { return element_.is_null(); }
+  bool isBoolean() const { return element_.is_bool(); }
+  bool isString() const { return element_.is_string(); }
 
  private:
   template <typename Integer>

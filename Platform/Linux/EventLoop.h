@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "Platform/Linux/Descriptor.h"
+#include "Platform/Linux/DescriptorWatcher.h"
 #include "TolvanderApp/Concurrency/MainQueue.h"
 #include "TolvanderApp/Concurrency/MainThread.h"
 #include "TolvanderApp/Concurrency/Workers.h"
@@ -17,7 +18,7 @@ namespace tolvander::platform::linux_ {
 // The main thread of a program without a toolkit: the thread that makes the loop and runs it. It sleeps in
 // the kernel until a function is posted, a timer is due or a watched file is ready, and isn't woken
 // otherwise.
-class EventLoop final : public app::MainThread {
+class EventLoop final : public app::MainThread, public DescriptorWatcher {
  public:
   // Throws PosixError when the kernel gives no descriptors.
   EventLoop();
@@ -33,12 +34,8 @@ class EventLoop final : public app::MainThread {
   // Lets `run` return when all that was posted before has been run. Any thread, also before `run`.
   void stop();
 
-  // Calls the function whenever one of `events` (EPOLLIN, EPOLLPRI, …) holds for the descriptor, and on an
-  // error or a hang-up of it; `ready` are those that hold. It is called again for as long as they do. The
-  // subscription ends before the descriptor is closed, and may end while the function runs. One watch for a
-  // descriptor. Throws PosixError for one that can't be watched, as regular files can't. Main thread only.
   app::Subscription watch(int descriptor, std::uint32_t events,
-                          std::function<void(std::uint32_t ready)> function);
+                          std::function<void(std::uint32_t ready)> function) override;
 
   // How often the loop has come back from the kernel.
   std::uint64_t wakeUpCount() const { return wakeUpCount_; }

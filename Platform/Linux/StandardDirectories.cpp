@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tolvander {
@@ -46,22 +47,29 @@ std::optional<FileURL> homeFolder() {
   return home ? home : homeFromUserDatabase();
 }
 
-std::optional<FileURL> applicationSupportFolder() {
-  if (auto named = folderFromEnvironment("XDG_DATA_HOME")) {
+// One of the base directories of that specification: as the variable says, or else below the user's home.
+std::optional<FileURL> baseDirectory(const char* variable, std::string_view belowHome) {
+  if (auto named = folderFromEnvironment(variable)) {
     return named;
   }
   const auto home = homeFolder();
-  return home ? std::optional(home->appending(".local/share")) : std::nullopt;
+  return home ? std::optional(home->appending(belowHome)) : std::nullopt;
 }
 
 }  // namespace
 
 StandardDirectories StandardDirectories::current() {
-  return {applicationSupportFolder(), folderFromEnvironment("TMPDIR").value_or(FileURL("/tmp"))};
+  return {.applicationSupport = baseDirectory("XDG_DATA_HOME", ".local/share"),
+          .temporary = folderFromEnvironment("TMPDIR").value_or(FileURL("/tmp")),
+          .configuration = baseDirectory("XDG_CONFIG_HOME", ".config"),
+          .logs = baseDirectory("XDG_STATE_HOME", ".local/state")};
 }
 
 StandardDirectories StandardDirectories::below(const FileURL& home) {
-  return {home.appending("data"), home.appending("tmp")};
+  return {.applicationSupport = home.appending("data"),
+          .temporary = home.appending("tmp"),
+          .configuration = home.appending("config"),
+          .logs = home.appending("logs")};
 }
 
 }  // namespace tolvander

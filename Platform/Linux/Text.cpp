@@ -2,10 +2,12 @@
 
 #include <unicode/coll.h>
 #include <unicode/normlzr.h>
+#include <unicode/numberformatter.h>
 #include <unicode/regex.h>
 #include <unicode/uniset.h>
 #include <unicode/unistr.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <limits>
 
@@ -24,14 +26,24 @@ icu::StringPiece piece(std::string_view text) { return {text.data(), lengthOf(te
 
 icu::UnicodeString utf16(std::string_view text) { return icu::UnicodeString::fromUTF8(piece(text)); }
 
-// The locale that sorts, by the environment's order of precedence (POSIX.1-2017, 8.2).
-icu::Locale collationLocale() {
-  for (const char* const variable : {"LC_ALL", "LC_COLLATE", "LANG"}) {
+bool isASCII(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char character) { return (character & 0x80) == 0; });
+}
+
+char lowercasedASCII(char character) {
+  return character >= 'A' && character <= 'Z' ? static_cast<char>(character + ('a' - 'A')) : character;
+}
+
+// The user's locale for one category of things ("LC_COLLATE"), by the environment's order of precedence
+// (POSIX.1-2017, 8.2).
+icu::Locale userLocale(const char* category) {
+  for (const char* const variable : {"LC_ALL", category, "LANG"}) {
     const char* const value = getenv(variable);
     if (value == nullptr || *value == '\0') {
       continue;
     }
-    // "C.UTF-8" and "POSIX" mean byte order to the C library; people sorted by it expect no language's rules.
+    // "C.UTF-8" and "POSIX" mean byte order and bare digits to the C library; people who read expect neither,
+    // and no language's rules.
     const std::string_view language = std::string_view(value).substr(0, std::string_view(value).find('.'));
     const bool isWithoutLanguage = language == "C" || language == "POSIX" || language == "en_US_POSIX";
     return isWithoutLanguage ? icu::Locale::getRoot() : icu::Locale::createCanonical(value);
@@ -41,7 +53,7 @@ icu::Locale collationLocale() {
 
 std::unique_ptr<icu::Collator> makeCollator() {
   UErrorCode status = U_ZERO_ERROR;
-  std::unique_ptr<icu::Collator> collator(icu::Collator::createInstance(collationLocale(), status));
+  std::unique_ptr<icu::Collator> collator(icu::Collator::createInstance(userLocale("LC_COLLATE"), status));
   if (U_SUCCESS(status)) {
     collator->setStrength(icu::Collator::TERTIARY);
     collator->setAttribute(UCOL_NUMERIC_COLLATION, UCOL_ON, status);
@@ -98,7 +110,12 @@ std::string standardSortKey(std::string_view text) {
   return key;
 }
 
+// Nearly all file names are ASCII, and that needs neither UTF-16 nor tables, here and in lowercased().
 bool equalIgnoringCase(std::string_view left, std::string_view right) {
+  if (isASCII(left) && isASCII(right)) {
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                      [](char a, char b) { return lowercasedASCII(a) == lowercasedASCII(b); });
+  }
   UErrorCode status = U_ZERO_ERROR;
   const int result = icu::Normalizer::compare(utf16(left), utf16(right),
                                               U_COMPARE_IGNORE_CASE | U_FOLD_CASE_DEFAULT, status);
@@ -108,6 +125,11 @@ bool equalIgnoringCase(std::string_view left, std::string_view right) {
 
 std::string lowercased(std::string_view text) {
   std::string lower;
+  if (isASCII(text)) {
+    lower.resize(text.size());
+    std::transform(text.begin(), text.end(), lower.begin(), lowercasedASCII);
+    return lower;
+  }
   return utf16(text).toLower(icu::Locale::getRoot()).toUTF8String(lower);
 }
 
@@ -117,6 +139,16 @@ std::string_view trimmingWhitespaceAndNewlines(std::string_view text) {
   text.remove_prefix(static_cast<std::size_t>(begin));
   const std::int32_t end = set.spanBackUTF8(text.data(), lengthOf(text), USET_SPAN_SIMPLE);
   return text.substr(0, static_cast<std::size_t>(end));
+}
+
+std::string numberText(std::int64_t number) {
+  static const icu::number::LocalizedNumberFormatter formatter =
+      icu::number::NumberFormatter::withLocale(userLocale("LC_NUMERIC"));  // safe on every thread
+  UErrorCode status = U_ZERO_ERROR;
+  std::string text;
+  formatter.formatInt(number, status).toString(status).toUTF8String(text);
+  precondition(U_SUCCESS(status), "ICU has its number formats");
+  return text;
 }
 
 RegularExpressionError::RegularExpressionError(std::string_view pattern)

@@ -1,12 +1,8 @@
 #include "TolvanderCore/Platform/Volume.h"
 
 #include <fcntl.h>
-#include <libmount/libmount.h>
-#include <libudev.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
-#include <sys/sysmacros.h>
-#include <unicode/ustring.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -18,7 +14,9 @@
 #include <string_view>
 #include <utility>
 
-#include "TolvanderCore/Platform/FileSystem.h"
+#include "Platform/Linux/Drive.h"
+#include "Platform/Linux/MountTable.h"
+#include "Platform/Linux/Releasing.h"
 #include "TolvanderCore/Platform/SHA256.h"
 #include "TolvanderCore/SystemErrors.h"
 #include "TolvanderCore/UUID.h"
@@ -27,24 +25,13 @@ namespace tolvander {
 
 namespace {
 
-template <auto release>
-struct Releasing {
-  template <typename Handle>
-  void operator()(Handle* handle) const {
-    release(handle);
-  }
-};
-
-using MountTable = std::unique_ptr<libmnt_table, Releasing<mnt_unref_table>>;
-using MountIterator = std::unique_ptr<libmnt_iter, Releasing<mnt_free_iter>>;
-using Udev = std::unique_ptr<udev, Releasing<udev_unref>>;
-using UdevDevice = std::unique_ptr<udev_device, Releasing<udev_device_unref>>;
+using platform::linux_::Drive;
+using platform::linux_::Mount;
+using platform::linux_::MountTable;
+using platform::linux_::Releasing;
 
 FileURL resolved(const FileURL& url) {
-  struct Freeing {
-    void operator()(char* text) const { free(text); }
-  };
-  const std::unique_ptr<char, Freeing> path(realpath(url.path().c_str(), nullptr));
+  const std::unique_ptr<char, Releasing<std::free>> path(realpath(url.path().c_str(), nullptr));
   if (!path) {
     throw PosixError(errno, "resolve", url);
   }
@@ -70,121 +57,15 @@ Place placeOf(const FileURL& directory) {
   return {(status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0, status.stx_mnt_id};
 }
 
-// The number of the block device that a mount shows. Absent where there is none, or none in sight (tmpfs, a
-// network, a container without the device).
-std::optional<dev_t> blockDevice(libmnt_fs* mount) {
-  // The source comes first: a file system in a user's process (exFAT, NTFS) and one of several devices have
-  // numbers of their own that are no device's.
-  const char* source = mnt_fs_get_source(mount);
-  struct stat status {};
-  if (source != nullptr && *source == '/' && stat(source, &status) == 0 && S_ISBLK(status.st_mode)) {
-    return status.st_rdev;
-  }
-  const dev_t number = mnt_fs_get_devno(mount);
-  return major(number) != 0 ? std::optional(number) : std::nullopt;
-}
-
-std::optional<dev_t> blockDeviceOfMount(std::uint64_t mountNumber) {
-  const MountTable table(mnt_new_table_from_file("/proc/self/mountinfo"));
-  const MountIterator iterator(mnt_new_iter(MNT_ITER_FORWARD));
-  libmnt_fs* mount = nullptr;
-  while (table && iterator && mnt_table_next_fs(table.get(), iterator.get(), &mount) == 0) {
-    if (std::cmp_equal(mnt_fs_get_id(mount), mountNumber)) {
-      return blockDevice(mount);
-    }
-  }
-  return std::nullopt;
-}
-
-std::optional<unsigned> hexadecimalDigit(char character) {
-  constexpr std::string_view digits = "0123456789abcdef";
-  const std::size_t value = digits.find(character);
-  return value != std::string_view::npos ? std::optional(static_cast<unsigned>(value)) : std::nullopt;
-}
-
-// udev writes what isn't plain in a label as "\x20", one byte each.
-std::string decodedByUdevsRules(std::string_view text) {
-  std::string decoded;
-  while (!text.empty()) {
-    if (text.size() >= 4 && text.starts_with("\\x")) {
-      const auto high = hexadecimalDigit(text[2]);
-      const auto low = hexadecimalDigit(text[3]);
-      if (high && low) {
-        decoded += static_cast<char>(*high * 16 + *low);
-        text.remove_prefix(4);
-        continue;
-      }
-    }
-    decoded += text.front();
-    text.remove_prefix(1);
-  }
-  return decoded;
-}
-
-std::optional<std::string> propertyOfUdev(udev_device* device, const char* key) {
-  const char* value = udev_device_get_property_value(device, key);
-  return value != nullptr && *value != '\0' ? std::optional<std::string>(value) : std::nullopt;
-}
-
-// The name of the link to the device in a folder of /dev/disk, encoded by udev's rules.
-std::optional<std::string> nameOfLink(const FileURL& folder, dev_t device) {
-  auto links = DirectoryEnumerator::at(folder);
-  for (auto link = links ? links->next() : std::nullopt; link; link = links->next()) {
-    struct stat status {};
-    if (stat(link->path().c_str(), &status) == 0 && S_ISBLK(status.st_mode) && status.st_rdev == device) {
-      return std::string(link->lastPathComponent());
-    }
-  }
-  return std::nullopt;
-}
-
-bool isUTF8(std::string_view text) {
-  UErrorCode status = U_ZERO_ERROR;
-  u_strFromUTF8(nullptr, 0, nullptr, text.data(), static_cast<std::int32_t>(text.size()), &status);
-  return status != U_INVALID_CHAR_FOUND;
-}
-
-// A label as udev encodes it, when it is text: old cameras label their cards in a code page of their own.
-std::optional<std::string> decodedLabel(const std::optional<std::string>& encoded) {
-  if (encoded) {
-    std::string label = decodedByUdevsRules(*encoded);
-    if (isUTF8(label)) {
-      return label;
-    }
-  }
-  return std::nullopt;
-}
-
-VolumeResourceValues valuesFromUdevDatabase(dev_t number) {
-  const Udev database(udev_new());
-  const UdevDevice device(database ? udev_device_new_from_devnum(database.get(), 'b', number) : nullptr);
+VolumeResourceValues valuesOfMount(std::uint64_t mountNumber) {
+  const MountTable table = MountTable::read();
+  const Mount* const mount = table.withNumber(mountNumber);
+  const auto device = mount != nullptr ? mount->blockDevice() : std::nullopt;
   if (!device) {
     return {};
   }
-  auto name = decodedLabel(propertyOfUdev(device.get(), "ID_FS_LABEL_ENC"));
-  if (!name) {
-    name = propertyOfUdev(device.get(), "ID_FS_LABEL");  // with "_" for what isn't plain
-  }
-  return {std::move(name), propertyOfUdev(device.get(), "ID_FS_UUID")};
-}
-
-// The links that udev keeps for every device outlast it in places that have no udev of their own.
-VolumeResourceValues valuesFromDeviceLinks(dev_t number) {
-  return {decodedLabel(nameOfLink(FileURL("/dev/disk/by-label"), number)),
-          nameOfLink(FileURL("/dev/disk/by-uuid"), number)};
-}
-
-VolumeResourceValues valuesOfDevice(dev_t number) {
-  VolumeResourceValues values = valuesFromUdevDatabase(number);
-  if (!values.uuid) {
-    values = valuesFromDeviceLinks(number);
-  }
-  return values;
-}
-
-VolumeResourceValues valuesOfMount(std::uint64_t mountNumber) {
-  const auto device = blockDeviceOfMount(mountNumber);
-  return device ? valuesOfDevice(*device) : VolumeResourceValues();
+  Drive drive = Drive::ofDevice(*device);
+  return {std::move(drive.label), std::move(drive.uuid)};
 }
 
 // What tells one file system from another, also after a restart wherever the file system makes that possible.

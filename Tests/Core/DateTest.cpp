@@ -37,4 +37,14 @@ TEST(Date, isAbsentOneNanosecondFurther) {
   EXPECT_FALSE(dateSince1970(std::numeric_limits<std::int64_t>::min()));
 }
 
+TEST(Date, anyTwoHaveADistance) {
+  EXPECT_EQ(distanceBetween(Date(), Date()).count(), 0U);
+  EXPECT_EQ(distanceBetween(Date(std::chrono::nanoseconds(-3)), Date(std::chrono::nanoseconds(4))).count(),
+            7U);
+  EXPECT_EQ(distanceBetween(Date(std::chrono::nanoseconds(4)), Date(std::chrono::nanoseconds(-3))).count(),
+            7U);
+  EXPECT_EQ(distanceBetween(Date::min(), Date::max()).count(), std::numeric_limits<std::uint64_t>::max());
+  EXPECT_EQ(distanceBetween(Date::max(), Date::min()).count(), std::numeric_limits<std::uint64_t>::max());
+}
+
 }  // namespace tolvander::tests

@@ -50,6 +50,17 @@ TEST(FileURL, hasNoExtensionWhereTheDotStandsFirstOrLast) {
   EXPECT_EQ(extensionOf("/a/.b.avi"), "avi");
 }
 
+TEST(PathExtension, isThatOfTheLastComponentOfAnyPath) {
+  EXPECT_EQ(pathExtension("PICT0001.JPG"), "JPG");
+  EXPECT_EQ(pathExtension("a.d/b"), "");
+  EXPECT_EQ(pathExtension("a/.avi"), "");
+  EXPECT_EQ(pathExtension("a/b.avi/"), "avi");
+  EXPECT_EQ(pathExtension(".avi"), "");
+  EXPECT_EQ(pathExtension("b."), "");
+  EXPECT_EQ(pathExtension("/"), "");
+  EXPECT_EQ(pathExtension(""), "");
+}
+
 TEST(FileURL, appendsWithOneSlash) {
   EXPECT_EQ(FileURL("/a").appending("b").path(), "/a/b");
   EXPECT_EQ(FileURL("/a/").appending("b").path(), "/a/b");

@@ -204,6 +204,34 @@ TEST(JSONReader, refusesNumbersThatAreNotWholeOrTooLarge) {
   }
 }
 
+TEST(JSONReader, readsEveryNumberAsTheNearestDouble) {
+  const auto readNumber = [](std::string_view json) { return JSONDocument(bytesOf(json)).root().number(); };
+  EXPECT_EQ(readNumber("816462797.25"), 816462797.25);
+  EXPECT_EQ(readNumber("-0.5e1"), -5.0);
+  EXPECT_EQ(readNumber("7"), 7.0);
+  EXPECT_EQ(readNumber("-7"), -7.0);
+  EXPECT_EQ(readNumber("18446744073709551615"), 18446744073709551615.0);
+  for (const char* huge : {"1e400", "-1E+0400", "99999999999999999999999"}) {
+    EXPECT_GE(readNumber(huge), 1e20) << huge;  // never a number that something could be made of
+  }
+  for (const char* json : {"true", "\"5\"", "null", "[5]", "{}"}) {
+    EXPECT_THROW(readNumber(json), DecodingError) << json;
+  }
+}
+
+TEST(JSONReader, tellsBooleansAndTextsFromOtherValues) {
+  const auto kindOf = [](std::string_view json) {
+    const JSONDocument document(bytesOf(json));
+    return std::pair(document.root().isBoolean(), document.root().isString());
+  };
+  EXPECT_EQ(kindOf("true"), std::pair(true, false));
+  EXPECT_EQ(kindOf("false"), std::pair(true, false));
+  EXPECT_EQ(kindOf("\"true\""), std::pair(false, true));
+  for (const char* json : {"1", "null", "[]", "{}"}) {
+    EXPECT_EQ(kindOf(json), std::pair(false, false)) << json;
+  }
+}
+
 TEST(JSONReader, failsOnAHugeNumberOnlyWhereItIsAskedFor) {
   for (const std::string huge : {"99999999999999999999999", "-99999999999999999999999", "1e400", "-1E+0400",
                                  "1e999", "18446744073709551616", "-9223372036854775809"}) {

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <optional>
 #include <string>
 
 #include "Tests/Support/ChildProcess.h"
@@ -13,42 +14,72 @@ namespace tolvander::tests {
 
 namespace {
 
-// What the user's places are in an environment of these three variables alone; nullptr for one that is unset.
-void expectPlaces(const char* home, const char* dataHome, const char* temporary,
-                  const StandardDirectories& expected) {
-  inChildProcess([&] {
+// The variables that say where the user's places are; nullptr for one that is unset.
+struct Environment {
+  const char* home = nullptr;
+  const char* data = nullptr;
+  const char* temporary = nullptr;
+  const char* configuration = nullptr;
+  const char* state = nullptr;
+
+  void set() const {
     const auto set = [](const char* name, const char* value) {
       return value != nullptr ? setenv(name, value, 1) : unsetenv(name);
     };
     set("HOME", home);
-    set("XDG_DATA_HOME", dataHome);
+    set("XDG_DATA_HOME", data);
     set("TMPDIR", temporary);
+    set("XDG_CONFIG_HOME", configuration);
+    set("XDG_STATE_HOME", state);
+  }
+};
+
+std::string pathOf(const std::optional<FileURL>& place) { return place ? place->path() : "none"; }
+
+void expectPlaces(const Environment& environment, const StandardDirectories& expected) {
+  inChildProcess([&] {
+    environment.set();
     const StandardDirectories places = StandardDirectories::current();
-    ASSERT_EQ(places.applicationSupport.has_value(), expected.applicationSupport.has_value());
-    if (places.applicationSupport) {
-      EXPECT_EQ(places.applicationSupport->path(), expected.applicationSupport->path());
-    }
-    EXPECT_EQ(places.temporary.path(), expected.temporary.path());
+    EXPECT_EQ(pathOf(places.applicationSupport), pathOf(expected.applicationSupport));
+    EXPECT_EQ(pathOf(places.temporary), pathOf(expected.temporary));
+    EXPECT_EQ(pathOf(places.configuration), pathOf(expected.configuration));
+    EXPECT_EQ(pathOf(places.logs), pathOf(expected.logs));
   });
+}
+
+// Where the places of a home lie when nothing else is chosen.
+StandardDirectories placesOf(const FileURL& home) {
+  return {.applicationSupport = home.appending(".local/share"),
+          .temporary = FileURL("/tmp"),
+          .configuration = home.appending(".config"),
+          .logs = home.appending(".local/state")};
 }
 
 }  // namespace
 
 TEST(StandardDirectories, followsTheUsersOwnChoice) {
-  expectPlaces("/home/ada", "/data/ada", "/scratch", {FileURL("/data/ada"), FileURL("/scratch")});
+  expectPlaces({"/home/ada", "/data/ada", "/scratch", "/settings/ada", "/state/ada"},
+               {.applicationSupport = FileURL("/data/ada"),
+                .temporary = FileURL("/scratch"),
+                .configuration = FileURL("/settings/ada"),
+                .logs = FileURL("/state/ada")});
 }
 
 TEST(StandardDirectories, liesBelowTheHomeWhenNothingIsChosen) {
-  expectPlaces("/home/ada", nullptr, nullptr, {FileURL("/home/ada/.local/share"), FileURL("/tmp")});
+  expectPlaces({.home = "/home/ada"}, placesOf(FileURL("/home/ada")));
 }
 
 TEST(StandardDirectories, ignoresRelativeAndEmptyChoices) {
-  expectPlaces("/home/ada", "data", "tmp", {FileURL("/home/ada/.local/share"), FileURL("/tmp")});
-  expectPlaces("/home/ada", "", "", {FileURL("/home/ada/.local/share"), FileURL("/tmp")});
+  expectPlaces({"/home/ada", "data", "tmp", "settings", "state"}, placesOf(FileURL("/home/ada")));
+  expectPlaces({"/home/ada", "", "", "", ""}, placesOf(FileURL("/home/ada")));
 }
 
 TEST(StandardDirectories, dropsTrailingSlashes) {
-  expectPlaces("/home/ada/", "/data/ada//", "/scratch/", {FileURL("/data/ada"), FileURL("/scratch")});
+  expectPlaces({"/home/ada/", "/data/ada//", "/scratch/", "/settings/", "/state//"},
+               {.applicationSupport = FileURL("/data/ada"),
+                .temporary = FileURL("/scratch"),
+                .configuration = FileURL("/settings"),
+                .logs = FileURL("/state")});
 }
 
 TEST(StandardDirectories, asksTheUserDatabaseWhenTheEnvironmentHasNoHome) {
@@ -56,11 +87,10 @@ TEST(StandardDirectories, asksTheUserDatabaseWhenTheEnvironmentHasNoHome) {
   if (user == nullptr || user->pw_dir == nullptr || *user->pw_dir != '/') {
     GTEST_SKIP() << "the user of this test has no home in the user database";
   }
-  const FileURL home = FileURL(user->pw_dir).standardized();
-  expectPlaces(nullptr, nullptr, nullptr, {home.appending(".local/share"), FileURL("/tmp")});
+  expectPlaces({}, placesOf(FileURL(user->pw_dir).standardized()));
 }
 
-TEST(StandardDirectories, hasNoApplicationSupportForAUserWithoutHome) {
+TEST(StandardDirectories, hasNoPlacesForAUserWithoutHome) {
   if (getuid() != 0) {
     GTEST_SKIP() << "becoming an unknown user needs root";
   }
@@ -68,16 +98,20 @@ TEST(StandardDirectories, hasNoApplicationSupportForAUserWithoutHome) {
   inChildProcess([&] {
     ASSERT_EQ(getpwuid(unknownUser), nullptr);
     ASSERT_EQ(setresuid(unknownUser, unknownUser, unknownUser), 0);
-    unsetenv("HOME");
-    unsetenv("XDG_DATA_HOME");
-    EXPECT_FALSE(StandardDirectories::current().applicationSupport);
+    Environment().set();
+    const StandardDirectories places = StandardDirectories::current();
+    EXPECT_FALSE(places.applicationSupport);
+    EXPECT_FALSE(places.configuration);
+    EXPECT_FALSE(places.logs);
   });
 }
 
 TEST(StandardDirectories, keepsEverythingBelowAChosenHome) {
-  const FileURL home("/elsewhere");
-  EXPECT_EQ(StandardDirectories::below(home),
-            (StandardDirectories{FileURL("/elsewhere/data"), FileURL("/elsewhere/tmp")}));
+  const StandardDirectories expected{.applicationSupport = FileURL("/elsewhere/data"),
+                                     .temporary = FileURL("/elsewhere/tmp"),
+                                     .configuration = FileURL("/elsewhere/config"),
+                                     .logs = FileURL("/elsewhere/logs")};
+  EXPECT_EQ(StandardDirectories::below(FileURL("/elsewhere")), expected);
 }
 
 }  // namespace tolvander::tests

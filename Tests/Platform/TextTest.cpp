@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <array>
 #include <compare>
+#include <cstdint>
 #include <cstdlib>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -263,6 +265,33 @@ TEST(Lowercased, replacesIllFormedBytes) {
   EXPECT_EQ(lowercased("A\xFF"
                        "B"),
             "a\uFFFDb");
+}
+
+// Runs in a process of its own, as for sorting.
+[[noreturn]] void exitWithWhetherNumberIs(const char* locale, std::int64_t number, std::string_view text) {
+  unsetenv("LC_ALL");
+  setenv("LC_NUMERIC", locale, 1);
+  exit(numberText(number) == text ? 0 : 1);
+}
+
+TEST_F(TextLocaleDeathTest, numberTextFollowsTheUsersLocale) {
+  const auto isWritten = testing::ExitedWithCode(0);
+  EXPECT_EXIT(exitWithWhetherNumberIs("en_US.UTF-8", 1'234'567, "1,234,567"), isWritten, "");
+  EXPECT_EXIT(exitWithWhetherNumberIs("de_DE.UTF-8", 1'234'567, "1.234.567"), isWritten, "");
+  EXPECT_EXIT(exitWithWhetherNumberIs("fr_FR.UTF-8", 1'234, "1\u202F234"), isWritten, "");
+  EXPECT_EXIT(exitWithWhetherNumberIs("es_ES.UTF-8", 1'234, "1234"), isWritten, "");
+  EXPECT_EXIT(exitWithWhetherNumberIs("hi_IN.UTF-8", 1'234'567, "12,34,567"), isWritten, "");
+}
+
+TEST_F(TextLocaleDeathTest, numberTextFollowsTheRootRulesWithoutALanguage) {
+  for (const char* const locale : {"C", "C.UTF-8", "POSIX", "en_US_POSIX"}) {
+    EXPECT_EXIT(exitWithWhetherNumberIs(locale, 1'234, "1,234"), testing::ExitedWithCode(0), "") << locale;
+    EXPECT_EXIT(exitWithWhetherNumberIs(locale, -5, "-5"), testing::ExitedWithCode(0), "") << locale;
+    EXPECT_EXIT(exitWithWhetherNumberIs(locale, std::numeric_limits<std::int64_t>::min(),
+                                        "-9,223,372,036,854,775,808"),
+                testing::ExitedWithCode(0), "")
+        << locale;
+  }
 }
 
 TEST(TrimmingWhitespaceAndNewlines, trimsBothEndsOnly) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "Tests/Support/LoopDevice.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "TolvanderCore/FileURL.h"
 
@@ -30,7 +31,7 @@ class LoopVolume {
   LoopVolume& operator=(const LoopVolume&) = delete;
 
   const FileURL& mountPoint() const { return mountPoint_; }
-  const FileURL& device() const { return device_; }
+  const FileURL& device() const { return device_.url(); }
 
   // Unmounts in good order and mounts again at the same place.
   void remount();
@@ -39,17 +40,18 @@ class LoopVolume {
   void unplug();
 
  private:
-  void attach(const FileURL& image);
-  void detach();
-  void format(std::string_view label);
   void mount();
 
   TemporaryFolder folder_;
   Format format_;
   FileURL mountPoint_;
-  FileURL device_;
-  bool isAttached_ = false;
+  LoopDevice device_;
   bool isMounted_ = false;
 };
+
+// Makes the file `image` with an empty file system in it, and returns its URL again. Throws
+// std::runtime_error.
+FileURL formattedImage(const FileURL& image, LoopVolume::Format format, std::string_view label,
+                       std::int64_t bytes);
 
 }  // namespace tolvander::tests

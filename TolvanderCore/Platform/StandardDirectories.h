@@ -11,6 +11,8 @@ namespace tolvander {
 struct StandardDirectories {
   std::optional<FileURL> applicationSupport;
   FileURL temporary;
+  std::optional<FileURL> configuration{};  // what the user has chosen in programs
+  std::optional<FileURL> logs{};           // what programs tell about their running
 
   // Of the user who runs this process.
   static StandardDirectories current();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <compare>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -34,6 +35,10 @@ std::string lowercased(std::string_view text);
 // Without white space and line ends (Unicode general category Z, U+0009 to U+000D, U+0085) at both ends.
 // Bytes that are no UTF-8 are kept.
 std::string_view trimmingWhitespaceAndNewlines(std::string_view text);
+
+// A whole number as the user writes it: with the digits, the sign and the separators between thousands of the
+// user's locale ("12,345"; the root rules where the locale is "C" or "POSIX").
+std::string numberText(std::int64_t number);
 
 // The pattern of a RegularExpression can't be compiled.
 class RegularExpressionError final : public Error {

@@ -1,0 +1,42 @@
+#include "TolvanderApp/Platform/OperatingSystemVersion.h"
+
+#include <sys/utsname.h>
+
+#include <charconv>
+#include <string_view>
+#include <system_error>
+
+namespace tolvander::app {
+
+namespace {
+
+// Takes the number at the start of the text, and the dot behind it, away; 0 where none stands there.
+std::int64_t takeNumber(std::string_view& text) {
+  std::int64_t number = 0;
+  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (failure != std::errc()) {
+    text = {};
+    return 0;
+  }
+  text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+  text = text.starts_with('.') ? text.substr(1) : std::string_view();
+  return number;
+}
+
+}  // namespace
+
+// The kernel's: "6.1.0-28-amd64" is 6, 1, 0.
+OperatingSystemVersion OperatingSystemVersion::current() {
+  utsname names{};
+  if (uname(&names) != 0) {
+    return {};
+  }
+  std::string_view release(names.release);
+  OperatingSystemVersion version;
+  version.major = takeNumber(release);
+  version.minor = takeNumber(release);
+  version.patch = takeNumber(release);
+  return version;
+}
+
+}  // namespace tolvander::app

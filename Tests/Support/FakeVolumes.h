@@ -1,0 +1,66 @@
+#pragma once
+
+#include <list>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "TolvanderApp/Platform/Volumes.h"
+
+namespace tolvander::tests {
+
+// Volumes that come and go as the test says. Observers are called at once.
+class FakeVolumes final : public app::Volumes {
+ public:
+  // The values of a card in a reader.
+  static app::VolumeValues card(std::optional<std::string> name = std::nullopt,
+                                std::optional<std::string> uuid = std::nullopt) {
+    app::VolumeValues values;
+    values.isInternal = false;
+    values.isLocal = true;
+    values.isRemovable = true;
+    values.isEjectable = false;
+    values.name = std::move(name);
+    values.uuid = std::move(uuid);
+    return values;
+  }
+
+  void mount(const FileURL& url, std::optional<app::VolumeValues> values = card()) {
+    volumes_.push_back({url, std::move(values)});
+    tell(url, &Observers::onMount);
+  }
+
+  void unmount(const FileURL& url) {
+    std::erase_if(volumes_, [&](const app::MountedVolume& volume) { return volume.url == url; });
+    tell(url, &Observers::onUnmount);
+  }
+
+  std::size_t observerCount() const { return observers_.size(); }
+
+  std::vector<app::MountedVolume> mountedVolumes() const override { return volumes_; }
+
+  app::Subscription observeMounts(Observer onMount, Observer onUnmount) override {
+    const auto place =
+        observers_.insert(observers_.end(), Observers{std::move(onMount), std::move(onUnmount)});
+    return app::Subscription([this, place] { observers_.erase(place); });
+  }
+
+ private:
+  struct Observers {
+    Observer onMount;
+    Observer onUnmount;
+  };
+
+  void tell(const FileURL& url, Observer Observers::*which) const {
+    const std::list<Observers> observers = observers_;  // one may end its own subscription
+    for (const Observers& observer : observers) {
+      (observer.*which)(url);
+    }
+  }
+
+  std::vector<app::MountedVolume> volumes_;
+  std::list<Observers> observers_;
+};
+
+}  // namespace tolvander::tests

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "TolvanderApp/Platform/NotificationDelivery.h"
+#include "TolvanderCore/SystemErrors.h"
+
+namespace tolvander::tests {
+
+// Keeps what would be shown.
+class RecordedNotifications final : public app::NotificationDelivery {
+ public:
+  app::NotificationAuthorizationStatus status = app::NotificationAuthorizationStatus::authorized;
+  bool fails = false;
+  int statusQueries = 0;
+  int authorizationRequests = 0;
+  std::vector<app::NotificationRequest> requests;
+
+  app::Task<app::NotificationAuthorizationStatus> authorizationStatus() override {
+    ++statusQueries;
+    co_return status;
+  }
+
+  app::Task<> requestAuthorization() override {
+    ++authorizationRequests;
+    co_return;
+  }
+
+  app::Task<> add(app::NotificationRequest request) override {
+    requests.push_back(std::move(request));
+    if (fails) {
+      throw CocoaError(CocoaError::Code::fileReadUnknown);
+    }
+    co_return;
+  }
+};
+
+}  // namespace tolvander::tests

@@ -1,0 +1,117 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "TolvanderApp/ChangeNotifier.h"
+#include "TolvanderApp/LastSyncReceipt.h"
+#include "TolvanderApp/Platform/UserDefaults.h"
+#include "TolvanderCore/CameraAccessGrant.h"
+#include "TolvanderCore/DeviceProfile.h"
+#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/UUID.h"
+
+namespace tolvander::app {
+
+// The application's one store of preferences, on top of the user defaults. Keeps apart what a camera is (its
+// profile) and that the user has opened one particular volume to the program (a grant): a stored profile
+// never holds access.
+//
+// Belongs to the main thread. Every change is written through before the operation returns. Each operation
+// that changes something throws what UserDefaults throws; a property whose value couldn't be stored keeps the
+// old one and tells nobody.
+class AppSettings {
+ public:
+  using Bookmark = std::vector<std::byte>;
+
+  // Reads everything, brings profiles and grants into their present form, and writes both. `defaults` and
+  // `mainThread` outlive the settings.
+  AppSettings(UserDefaults& defaults, MainThread& mainThread);
+  AppSettings(const AppSettings&) = delete;
+  AppSettings& operator=(const AppSettings&) = delete;
+
+  // The observer is called, from a function posted on the main thread, after one or more properties have
+  // changed, for as long as the subscription lives.
+  Subscription observe(std::function<void()> observer) { return notifier_.observe(std::move(observer)); }
+
+  bool launchAtLogin() const { return launchAtLogin_; }
+  bool deleteAfterSync() const { return deleteAfterSync_; }
+  bool autoEjectAfterSync() const { return autoEjectAfterSync_; }
+  bool addToAlbum() const { return addToAlbum_; }
+  const std::string& albumName() const { return albumName_; }
+  bool onboardingCompleted() const { return onboardingCompleted_; }
+  bool onboardingNeedsAttention() const { return onboardingNeedsAttention_; }
+  const std::optional<LastSyncReceipt>& lastSyncReceipt() const { return lastSyncReceipt_; }
+  const std::vector<DeviceProfile>& deviceProfiles() const { return deviceProfiles_; }
+  const std::vector<CameraAccessGrant>& cameraGrants() const { return cameraGrants_; }
+
+  // Words for the user while the stored grants can't be read. They stay as they are until a grant is saved.
+  const std::optional<std::string>& savedCameraAccessError() const { return savedCameraAccessError_; }
+
+  void setLaunchAtLogin(bool value);
+  void setDeleteAfterSync(bool value);
+  void setAutoEjectAfterSync(bool value);
+  void setAddToAlbum(bool value);
+  void setAlbumName(std::string name);
+  void setOnboardingNeedsAttention(bool value);
+  void setLastSyncReceipt(std::optional<LastSyncReceipt> receipt);
+
+  // Completion also ends the attention that an unfinished setup asked for, and forgets its beginning.
+  void setOnboardingCompleted(bool value);
+
+  // Setup begins, unless it is completed. One that an earlier run began and left asks for attention.
+  void beginOnboardingSession();
+
+  // Saves access to one volume as a camera of the built-in profile; an unknown profile is passed over. Blocks
+  // for a look at the volume.
+  void authorizeBuiltInProfile(const UUID& id, const FileURL& volumeURL, const Bookmark& bookmark);
+
+  // Stores a profile of the user's own, without its bookmark, in the place of the one that the volume has
+  // already, and the bookmark as a grant. The volume of a built-in camera stays one: only the grant changes.
+  void addProfile(const DeviceProfile& profile);
+
+  // Forgets the access with this identity. Profiles stay: one without a grant is not offered to detection.
+  void removeProfile(const UUID& id);
+
+  // One profile for each enabled grant, with the identity and the bookmark of the grant, in the grants'
+  // order.
+  std::vector<DeviceProfile> authorizedDeviceProfiles() const;
+
+  // Replaces the bookmark of the grant with this identity; without a bookmark the grant goes. Where there is
+  // no such grant, one is made from the profile with this identity, if there is one.
+  void setSecurityScopedBookmark(const std::optional<Bookmark>& bookmark, const UUID& id);
+
+  // Saves access to one volume, told by its UUID or, where it has none, by its names. A grant that it has
+  // already keeps its identity. Ends the error of unreadable grants, whose bytes are then replaced.
+  void saveGrant(const UUID& profileID, const std::string& name, const std::optional<std::string>& volumeUUID,
+                 const std::vector<std::string>& volumeNames, const Bookmark& bookmark);
+
+ private:
+  void readSimpleValues();
+  void readGrants(const std::vector<DeviceProfile>& profiles);
+  void setBoolean(bool& property, std::string_view key, bool value);
+  void setGrants(std::vector<CameraAccessGrant> grants);
+  void setProfiles(std::vector<DeviceProfile> profiles);
+  void storeGrants(const std::vector<CameraAccessGrant>& grants);
+  void storeProfiles(const std::vector<DeviceProfile>& profiles);
+
+  UserDefaults& defaults_;
+  ChangeNotifier notifier_;
+  bool launchAtLogin_ = false;
+  bool deleteAfterSync_ = false;
+  bool autoEjectAfterSync_ = false;
+  bool addToAlbum_ = false;
+  std::string albumName_;
+  std::optional<std::string> savedCameraAccessError_;
+  std::vector<CameraAccessGrant> cameraGrants_;
+  std::vector<DeviceProfile> deviceProfiles_;
+  bool onboardingCompleted_ = false;
+  bool onboardingNeedsAttention_ = false;
+  std::optional<LastSyncReceipt> lastSyncReceipt_;
+};
+
+}  // namespace tolvander::app

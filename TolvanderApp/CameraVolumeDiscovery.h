@@ -1,0 +1,36 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "TolvanderApp/Platform/Volumes.h"
+#include "TolvanderCore/FileURL.h"
+
+namespace tolvander::app {
+
+// Which mounted volumes could be cameras. Has no state and is safe on every thread.
+class CameraVolumeDiscovery {
+ public:
+  CameraVolumeDiscovery() = delete;
+
+  // The removable or ejectable volumes that are mounted on this machine, as `volumes` lists them. The
+  // system's own disks, network shares, and volumes whose values can't be read are none. Throws what
+  // `volumes` throws.
+  static std::vector<FileURL> mountedURLs(const Volumes& volumes);
+
+  // Whether mountedURLs has the URL, however it is spelt. Throws likewise.
+  static bool isStillMounted(const FileURL& url, const Volumes& volumes);
+
+  // The innermost of `mountedVolumes` that is `url` or has it below.
+  static std::optional<FileURL> containingVolume(const FileURL& url,
+                                                 const std::vector<FileURL>& mountedVolumes);
+
+  // The folders in which the media of a card lie, below its root: those of "DCIM" and "SPIDCIM" for which
+  // `fileExists` finds something, or the root itself, "", where it finds neither.
+  static std::vector<std::string> inferredMediaRoots(const FileURL& volume,
+                                                     const std::function<bool(const FileURL&)>& fileExists);
+};
+
+}  // namespace tolvander::app

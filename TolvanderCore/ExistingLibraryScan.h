@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tolvander {
+
+// What a scan of the library says of one item that was there before this system.
+enum class ExistingLibraryDisposition {
+  alreadyRecognized,
+  newOnCamera,
+  repairableExistingPhoto,
+  charmeraVideo,
+  ambiguous,
+};
+
+// The raw text, which is the case's name.
+std::string_view rawText(ExistingLibraryDisposition disposition);
+
+struct ExistingLibraryCandidate {
+  std::string identifier;
+  ExistingLibraryDisposition disposition = ExistingLibraryDisposition::ambiguous;
+
+  friend bool operator==(const ExistingLibraryCandidate&, const ExistingLibraryCandidate&) = default;
+};
+
+// How many items of a scan there are of each disposition.
+struct ExistingLibraryScanSummary {
+  std::int64_t alreadyRecognized = 0;
+  std::int64_t newOnCamera = 0;
+  std::int64_t repairableExistingPhotos = 0;
+  std::int64_t charmeraVideos = 0;
+  std::int64_t ambiguous = 0;
+
+  static ExistingLibraryScanSummary of(const std::vector<ExistingLibraryCandidate>& candidates);
+
+  friend bool operator==(const ExistingLibraryScanSummary&, const ExistingLibraryScanSummary&) = default;
+};
+
+// What can be done with the items of a scan.
+class ExistingLibraryOperation {
+ public:
+  enum class Kind { addRecognizedPhotosToAlbum, recognizeExistingCharmeraPhotos, createRepairedCopies };
+
+  static ExistingLibraryOperation addRecognizedPhotosToAlbum(std::string name);
+  static ExistingLibraryOperation recognizeExistingCharmeraPhotos();
+  static ExistingLibraryOperation createRepairedCopies();
+
+  Kind kind() const { return kind_; }
+
+  // The name of the album; empty where the operation has none.
+  const std::string& albumName() const { return albumName_; }
+
+  // Whether the library stays as it is.
+  bool isReadOnly() const { return kind_ == Kind::recognizeExistingCharmeraPhotos; }
+
+  // Whether the library has more items afterwards.
+  bool createsPhotosAssets() const { return kind_ == Kind::createRepairedCopies; }
+
+  friend bool operator==(const ExistingLibraryOperation&, const ExistingLibraryOperation&) = default;
+
+ private:
+  explicit ExistingLibraryOperation(Kind kind, std::string albumName = {});
+
+  Kind kind_;
+  std::string albumName_;
+};
+
+}  // namespace tolvander

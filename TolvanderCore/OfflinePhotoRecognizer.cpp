@@ -1,0 +1,277 @@
+#include "TolvanderCore/OfflinePhotoRecognizer.h"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+#include "TolvanderCore/BudgetedReads.h"
+#include "TolvanderCore/CandidateNeighbourhood.h"
+#include "TolvanderCore/NamedCandidates.h"
+#include "TolvanderCore/Platform/Text.h"
+
+namespace tolvander {
+
+namespace {
+
+using Candidate = OfflinePhotoRecognizer::Candidate;
+using Identity = OfflinePhotoRecognizer::Identity;
+using ReadResult = OfflinePhotoRecognizer::ReadResult;
+
+// How far apart the dates of a camera file and of its own item in the library may lie.
+constexpr std::chrono::seconds sameMoment{2};
+
+// A camera file while it is searched for.
+struct Wanted {
+  const FingerprintedMediaFile& file;
+  NamedCandidates::Name name;
+  std::optional<Date> date;  // its capture date, or else its modification date
+
+  // Why it may remain without a verdict.
+  bool isUnchecked = false;      // some candidate could not be compared with it
+  bool isBudgetBlocked = false;  // and a limit was the reason
+
+  void block() { isUnchecked = isBudgetBlocked = true; }
+
+  // Takes in how one or several candidates that proved nothing stand.
+  void doubt(unsigned states) {
+    if ((states & (BudgetedReads::unread | BudgetedReads::budgetExceeded)) != 0) {
+      block();
+    }
+    const bool hasCloudDoubt = file.requiresExactReconciliation && (states & BudgetedReads::notLocal) != 0;
+    if ((states & BudgetedReads::unavailable) != 0 || hasCloudDoubt) {
+      isUnchecked = true;
+    }
+  }
+};
+
+bool haveEqualDates(const Wanted& wanted, const Candidate& candidate) {
+  return wanted.date && candidate.creationDate &&
+         distanceBetween(*wanted.date, *candidate.creationDate) <= sameMoment;
+}
+
+bool isVideo(const std::optional<MediaMetadata>& metadata) {
+  return metadata && metadata->kind == MediaMetadata::Kind::video;
+}
+
+bool identityAgrees(const FingerprintedMediaFile& file, const Identity& identity) {
+  return file.pendingProcessedFingerprint == identity.sourceFingerprint ||
+         file.sourceFingerprint == identity.sourceFingerprint ||
+         (file.mediaPayloadFingerprint && file.mediaPayloadFingerprint == identity.mediaPayloadFingerprint);
+}
+
+class Search {
+ public:
+  Search(const std::vector<FingerprintedMediaFile>& files, const std::vector<Candidate>& candidates,
+         const RecognitionPolicy& policy, bool broader, const OfflinePhotoRecognizer::Now& now,
+         const OfflinePhotoRecognizer::Read& read, const CancellationToken& token)
+      : files_(files),
+        candidates_(candidates),
+        policy_(policy),
+        broader_(broader),
+        token_(token),
+        names_(candidates),
+        reads_(candidates, policy, now, read) {}
+
+  LibraryReconciliation run(const std::set<std::string>& truncatedSources) {
+    for (const FingerprintedMediaFile& file : files_) {
+      if (truncatedSources.contains(file.sourceFingerprint)) {
+        result_.unchecked.insert(file.sourceFingerprint);
+        budgetBlocked_.insert(file.sourceFingerprint);
+      }
+    }
+    for (const FingerprintedMediaFile& file : files_) {
+      search(file, &Search::isSettledByNamesakes);
+    }
+    for (const FingerprintedMediaFile& file : files_) {
+      search(file, &Search::isSettledByNeighbours);
+    }
+    result_.budgetExceeded =
+        std::any_of(result_.unchecked.begin(), result_.unchecked.end(),
+                    [this](const std::string& source) { return budgetBlocked_.contains(source); });
+    return std::move(result_);
+  }
+
+ private:
+  // One way through the candidates for a file; returns whether it settled the file.
+  using Pass = bool (Search::*)(Wanted&);
+
+  void search(const FingerprintedMediaFile& file, Pass pass) {
+    if (result_.matches.contains(file.sourceFingerprint) ||
+        result_.metadataMatches.contains(file.sourceFingerprint)) {
+      return;
+    }
+    token_.throwIfCancelled();
+    const auto kind = file.metadata ? std::optional(file.metadata->kind) : std::nullopt;
+    Wanted wanted{.file = file,
+                  .name = names_.name(file.file.filename, kind),
+                  .date = file.captureDate ? file.captureDate : file.file.modifiedAt};
+    if ((this->*pass)(wanted)) {
+      result_.unchecked.erase(file.sourceFingerprint);
+      return;
+    }
+    if (wanted.isUnchecked) {
+      result_.unchecked.insert(file.sourceFingerprint);
+    }
+    if (wanted.isBudgetBlocked) {
+      budgetBlocked_.insert(file.sourceFingerprint);
+    }
+  }
+
+  bool isSettledByNamesakes(Wanted& wanted) {
+    const auto namesakes = names_.named(wanted.name);
+    return std::any_of(namesakes.begin(), namesakes.end(),
+                       [&](CandidateIndex namesake) { return isSettledBy(namesake, wanted); });
+  }
+
+  bool isSettledByNeighbours(Wanted& wanted) {
+    Neighbours neighbours = neighboursOf(wanted);
+    const auto count = static_cast<std::int64_t>(neighbours.count());
+    const bool isCut = count > policy_.nearbyCandidatesPerFile;
+    if (isCut) {
+      wanted.block();
+    }
+    if (storedResultsMayTell(wanted) || (isCut && !reads_.isExhausted())) {
+      return isSettledByNext(std::min(count, policy_.nearbyCandidatesPerFile), neighbours, wanted,
+                             [](CandidateIndex) { return true; });
+    }
+    // What is read already can't settle the file, it can only leave doubts, and their order doesn't matter.
+    // To judge each of thousands anew for every file would take most of the search's time.
+    if (!reads_.isExhausted()) {
+      Neighbours remaining = neighbours;
+      const std::size_t known = reads_.count();
+      if (isSettledByNext(count, remaining, wanted,
+                          [&](CandidateIndex candidate) { return !reads_.isAmongFirst(known, candidate); })) {
+        return true;
+      }
+    }
+    if (!isCut) {
+      wanted.doubt(statesOf(neighbours));
+    }
+    return false;
+  }
+
+  // Compares the file with the first `count` neighbours for which `isWanted` holds.
+  template <typename Predicate>
+  bool isSettledByNext(std::int64_t count, Neighbours& neighbours, Wanted& wanted,
+                       const Predicate& isWanted) {
+    for (; count > 0; --count) {
+      const std::optional<CandidateIndex> neighbour = neighbours.next(isWanted);
+      if (!neighbour) {
+        return false;
+      }
+      if (isSettledBy(*neighbour, wanted)) {
+        return true;
+      }
+    }
+    return false;
+  }
+
+  Neighbours neighboursOf(const Wanted& wanted) {
+    if (!neighbourhood_) {
+      neighbourhood_.emplace(candidates_, names_);
+    }
+    const std::vector<Date> dates = RecognitionPolicy::searchDates(wanted.file);
+    return broader_ && dates.empty() ? neighbourhood_->all(wanted.name)
+                                     : neighbourhood_->around(dates, wanted.name);
+  }
+
+  // The states of them all, or at least `unread` if that is among them.
+  unsigned statesOf(const Neighbours& neighbours) const {
+    unsigned states = 0;
+    neighbours.any([&](CandidateIndex candidate) {
+      states |= reads_.state(candidate);
+      return (states & BudgetedReads::unread) != 0;
+    });
+    return states;
+  }
+
+  // Whether a result at hand can tell more of a file than that some candidate could not be compared with it.
+  bool storedResultsMayTell(const Wanted& wanted) const {
+    if (reads_.haveFound(wanted.file)) {
+      return true;
+    }
+    if (wanted.file.requiresExactReconciliation || !wanted.date) {
+      return false;
+    }
+    const auto sameDate = neighbourhood_->within(sameMoment, *wanted.date);
+    return std::any_of(sameDate.begin(), sameDate.end(), [&](const Neighbour& neighbour) {
+      return reads_.state(neighbour.candidate) == BudgetedReads::notLocal &&
+             equalIgnoringCase(wanted.file.file.filename, candidates_[neighbour.candidate].filename);
+    });
+  }
+
+  bool isSettledBy(CandidateIndex index, Wanted& wanted) {
+    token_.throwIfCancelled();
+    const Candidate& candidate = candidates_[index];
+    const ReadResult* const result = reads_.result(index);
+    if (result != nullptr && result->kind == ReadResult::Case::available &&
+        identityAgrees(wanted.file, result->identity)) {
+      result_.matches[wanted.file.sourceFingerprint] = {
+          .assetIdentifier = candidate.assetIdentifier,
+          .resourceFingerprint = result->identity.sourceFingerprint,
+          .mediaPayloadFingerprint = result->identity.mediaPayloadFingerprint};
+      return true;
+    }
+    if (metadataAgrees(wanted, index)) {
+      result_.metadataMatches[wanted.file.sourceFingerprint] = candidate.assetIdentifier;
+      return true;
+    }
+    if (result != nullptr && result->kind == ReadResult::Case::notLocal &&
+        !wanted.file.requiresExactReconciliation) {
+      return isSettledByCloudItem(candidate, wanted);
+    }
+    wanted.doubt(reads_.state(index));
+    return false;
+  }
+
+  // Of videos alone: one that was rewrapped on import has other bytes than the camera's file.
+  bool metadataAgrees(const Wanted& wanted, CandidateIndex index) const {
+    const FingerprintedMediaFile& file = wanted.file;
+    const Candidate& candidate = candidates_[index];
+    return !file.requiresExactReconciliation && isVideo(file.metadata) && isVideo(candidate.metadata) &&
+           names_.nameOf(index) == wanted.name && haveEqualDates(wanted, candidate) &&
+           file.metadata->matches(*candidate.metadata);
+  }
+
+  // Its bytes are out of reach, so name, date and appearance have to do.
+  bool isSettledByCloudItem(const Candidate& candidate, Wanted& wanted) {
+    const FingerprintedMediaFile& file = wanted.file;
+    if (!haveEqualDates(wanted, candidate) || !equalIgnoringCase(file.file.filename, candidate.filename)) {
+      return false;
+    }
+    if (!file.metadata || !candidate.metadata) {
+      wanted.isUnchecked = true;
+      return false;
+    }
+    if (!file.metadata->matches(*candidate.metadata)) {
+      return false;
+    }
+    result_.metadataMatches[file.sourceFingerprint] = candidate.assetIdentifier;
+    return true;
+  }
+
+  const std::vector<FingerprintedMediaFile>& files_;
+  const std::vector<Candidate>& candidates_;
+  const RecognitionPolicy& policy_;
+  const bool broader_;
+  const CancellationToken& token_;
+  NamedCandidates names_;
+  BudgetedReads reads_;
+  std::optional<CandidateNeighbourhood> neighbourhood_;  // once a file is looked for by its dates
+  LibraryReconciliation result_;
+  // Files for which a limit was a reason to be unchecked; they may have been settled since.
+  std::set<std::string> budgetBlocked_;
+};
+
+}  // namespace
+
+LibraryReconciliation OfflinePhotoRecognizer::reconcile(const std::vector<FingerprintedMediaFile>& files,
+                                                        const std::vector<Candidate>& candidates,
+                                                        const RecognitionPolicy& policy, bool broader,
+                                                        const std::set<std::string>& truncatedSources,
+                                                        const Now& now, const Read& read,
+                                                        const CancellationToken& token) {
+  return Search(files, candidates, policy, broader, now, read, token).run(truncatedSources);
+}
+
+}  // namespace tolvander
