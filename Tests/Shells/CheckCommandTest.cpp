@@ -34,9 +34,9 @@ class CheckCommandTest : public CommandLine {
 
   // One more file on the card, and a history that has an import of it begun and not ended.
   void beginImport(const std::string& filename) const {
+    writeSampleCard(folder / "other", {.photos = 1, .videos = 0, .seed = 5});
     const FileURL photo = card.appending("DCIM/100CHRM/" + filename);
-    fs::copy_file(card.appending("DCIM/100CHRM/PICT0001.JPG").path(), photo.path());
-    fs::resize_file(photo.path(), fs::file_size(photo.path()) + 1);
+    fs::rename((folder / "other/DCIM/100CHRM/PICT0001.JPG").path(), photo.path());
     std::string text = readFile(history);
     const std::string key = "\"pendingImports\" : [";
     const std::size_t place = text.find(key);
