@@ -131,7 +131,7 @@ class TrashCommand final : public Command {
     if (json) {
       std::cout << result.json() << "\n";
     } else if (isEmpty && result.outcome == RunOutcome::done) {
-      std::cout << app::nothingInTrashText();
+      std::cout << app::nothingInConnectedTrashText();
     }
     co_return conclude(result.outcome, result.failure);
   }

@@ -55,6 +55,7 @@ struct TrashReport {
 Alert putBackQuestion(std::int64_t count, const std::string& cameraName);
 
 std::string nothingInTrashText();
+std::string nothingInConnectedTrashText();
 std::string notInTrashText(const TrashReport::Filenames& filenames);
 
 }  // namespace tolvander::app
