@@ -48,6 +48,8 @@ class WatchCommand final : public Command {
     }
     auto preparing = prepareLibrary(session, agrees);
     co_await preparing;
+    auto refreshing = model.refreshConnectedDevices();  // the status line still speaks of the library
+    co_await refreshing;
     // Setup is complete as soon as there is a camera to sync and a library to take its files.
     const auto completeSetup = [&model] {
       if (!model.settings().onboardingCompleted() && model.canStartFirstSync()) {

@@ -215,7 +215,7 @@ TEST_F(SyncCommandTest, tellsTheSecondProcessWhoHoldsTheHome) {
                                                      {"library", "verify"},
                                                      {"log"},
                                                      {"history"}}) {
-      EXPECT_EQ(run(readOnly).status, 0) << PrintToString(readOnly);
+      EXPECT_EQ(run(readOnly).status, 0) << testing::PrintToString(readOnly);
     }
   }
   EXPECT_EQ(run({"sync", card.path()}).status, 0);

@@ -41,6 +41,9 @@ bool isEvent(const std::string& line) {
 
 LogReport LogReport::of(const DiagnosticLog& log) {
   LogReport report;
+  if (!fileExists(log.directory())) {
+    return report;  // asked for its files, the log would make one
+  }
   for (const FileURL& file : log.files()) {
     if (fileExists(file)) {
       report.files.push_back(file);
