@@ -177,7 +177,8 @@ class Watch : public testing::Test {
   }
 };
 
-// A card in the rig that was synced once, with `synced` files, and has got the others since. It isn't mounted.
+// A card in the rig that was synced once, with `synced` files, and has got the others since. It isn't
+// mounted.
 FileURL plugInKnownCard(VolumeRig& rig, const Scene& scene, LoopVolume::Format format, unsigned synced = 1) {
   const FileURL device = rig.plugIn(format, "CAMERA");
   const FileURL place = rig.mount(device);
@@ -229,12 +230,10 @@ TEST_P(WatchFormats, syncsACameraTwoSecondsAfterItIsPluggedInAndKnowsItTheNextTi
   });
 }
 
-INSTANTIATE_TEST_SUITE_P(, WatchFormats,
-                         testing::Values(LoopVolume::Format::ext4, LoopVolume::Format::exfat),
+INSTANTIATE_TEST_SUITE_P(, WatchFormats, testing::Values(LoopVolume::Format::ext4, LoopVolume::Format::exfat),
                          [](const auto& format) { return nameOf(format.param); });
 
-class PulledOut : public Watch,
-                  public testing::WithParamInterface<std::tuple<LoopVolume::Format, Moment>> {};
+class PulledOut : public Watch, public testing::WithParamInterface<std::tuple<LoopVolume::Format, Moment>> {};
 
 TEST_P(PulledOut, inTheMiddleEndsWithEveryFileOnceWhenTheCameraIsBack) {
   inVolumeRig([](VolumeRig& rig) {
@@ -264,11 +263,13 @@ TEST_P(PulledOut, inTheMiddleEndsWithEveryFileOnceWhenTheCameraIsBack) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, PulledOut,
-                         testing::Combine(testing::Values(LoopVolume::Format::ext4, LoopVolume::Format::exfat),
+                         testing::Combine(testing::Values(LoopVolume::Format::ext4,
+                                                          LoopVolume::Format::exfat),
                                           testing::Values(Moment::fingerprinting, Moment::staging,
                                                           Moment::insideTheLibrarysCommit)),
                          [](const auto& parameters) {
-                           return nameOf(std::get<0>(parameters.param)) + nameOf(std::get<1>(parameters.param));
+                           return nameOf(std::get<0>(parameters.param)) +
+                                  nameOf(std::get<1>(parameters.param));
                          });
 
 TEST_F(Watch, servesACameraThatComesDuringTheSyncOfAnotherOne) {
