@@ -87,7 +87,8 @@ class Card {
     tests::writeSampleCard(url, {.photos = std::max(photos, videos), .videos = 0});
     for (unsigned number = 1; number <= videos; ++number) {
       const std::string suffix = (number < 10 ? "0" : "") + std::to_string(number);
-      writeLongVideo(media.appending("MOVI00" + suffix + ".AVI"), media.appending("PICT00" + suffix + ".JPG"));
+      writeLongVideo(media.appending("MOVI00" + suffix + ".AVI"),
+                     media.appending("PICT00" + suffix + ".JPG"));
     }
   }
 
@@ -109,8 +110,7 @@ Peers measurePeers(const Card& card) {
   Peers peers;
   const FileURL copy = folder / "copy";
   settleDisk();
-  peers.cpAndSync =
-      shell("cp -r " + quoted(card.url) + " " + quoted(copy) + " && sync -f " + quoted(copy));
+  peers.cpAndSync = shell("cp -r " + quoted(card.url) + " " + quoted(copy) + " && sync -f " + quoted(copy));
   fs::remove_all(copy.path());
   if (tests::toolExists("gphoto2")) {
     fs::create_directory(copy.path());
@@ -122,9 +122,10 @@ Peers measurePeers(const Card& card) {
   if (tests::toolExists("exiftool")) {
     settleDisk();
     // By the day of the picture, or of the file where it has none.
-    peers.exiftool = shell("exiftool -q -q -m -r -ext jpg -ext avi -o " + quoted(copy) + "/ -d " + quoted(copy) +
-                           "/%Y/%Y-%m-%d '-Directory<FileModifyDate' '-Directory<DateTimeOriginal' " +
-                           quoted(card.url.appending("DCIM")) + " && sync -f " + quoted(copy));
+    peers.exiftool =
+        shell("exiftool -q -q -m -r -ext jpg -ext avi -o " + quoted(copy) + "/ -d " + quoted(copy) +
+              "/%Y/%Y-%m-%d '-Directory<FileModifyDate' '-Directory<DateTimeOriginal' " +
+              quoted(card.url.appending("DCIM")) + " && sync -f " + quoted(copy));
   }
   return peers;
 }
@@ -155,13 +156,8 @@ void firstSync(benchmark::State& state) {
   }
   state.counters["peak_MiB"] = peak;
 }
-BENCHMARK(firstSync)
-    ->Args({20, 1})
-    ->Args({100, 1})
-    ->Args({500, 5})
-    ->UseManualTime()
-    ->Iterations(1)
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK(firstSync)->Args({20, 1})->Args({100, 1})->Args({500, 5})->UseManualTime()->Iterations(1)->Unit(
+    benchmark::kMillisecond);
 
 // MARK: Known files
 
@@ -203,14 +199,16 @@ void fillLibrary(const FileURL& file) {
   Database database(file, Database::Opening::existing, std::chrono::milliseconds(0));
   database.run("PRAGMA synchronous=OFF");
   Transaction transaction(database, Transaction::Kind::writing);
-  const std::string numbers = "WITH RECURSIVE numbers (n) AS (SELECT 0 UNION ALL SELECT n + 1 FROM numbers WHERE n + 1 < " +
-                              std::to_string(assetsOfLibrary) + ") ";
+  const std::string numbers =
+      "WITH RECURSIVE numbers (n) AS (SELECT 0 UNION ALL SELECT n + 1 FROM numbers WHERE n + 1 < " +
+      std::to_string(assetsOfLibrary) + ") ";
   database.run(numbers +
                "INSERT INTO assets SELECT n + 1000000, printf('%08X-0000-4000-8000-%012X', n * 2654435761 & "
                "4294967295, n), 1, 1700000000000000000 + n * 473000000000, 1440, 1080, 0.0 FROM numbers");
   database.run(
       "INSERT INTO resources SELECT id, 0, 0, printf('PICT%04d.JPG', id % 10000), "
-      "printf('Originals/%d.JPG', id), printf('originals/%d.jpg', id), 900000 FROM assets WHERE id >= 1000000");
+      "printf('Originals/%d.JPG', id), printf('originals/%d.jpg', id), 900000 FROM assets WHERE id >= "
+      "1000000");
   transaction.commit();
 }
 

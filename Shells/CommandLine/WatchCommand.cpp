@@ -60,11 +60,12 @@ class WatchCommand final : public Command {
     completeSetup();
     // A library that could not be used may have come back; a camera that has come is the moment to look.
     bool hasCamera = !model.connectedDevices->empty();
-    const app::Subscription cameras = model.connectedDevices.observe([session, &hasCamera](const auto& devices) {
-      if (!std::exchange(hasCamera, !devices.empty()) && hasCamera) {
-        session->lookAgain();
-      }
-    });
+    const app::Subscription cameras =
+        model.connectedDevices.observe([session, &hasCamera](const auto& devices) {
+          if (!std::exchange(hasCamera, !devices.empty()) && hasCamera) {
+            session->lookAgain();
+          }
+        });
     auto interruption = session->untilInterrupted();
     co_await interruption;
     auto ending = session->until([&model] { return model.isIdle(); });

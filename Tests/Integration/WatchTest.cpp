@@ -5,6 +5,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <iostream>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -176,7 +177,8 @@ class Watch : public testing::Test {
   }
 };
 
-// A card in the rig that was synced once, with `synced` files, and has got the others since. It isn't mounted.
+// A card in the rig that was synced once, with `synced` files, and has got the others since. It isn't
+// mounted.
 FileURL plugInKnownCard(VolumeRig& rig, const Scene& scene, LoopVolume::Format format, unsigned synced = 1) {
   const FileURL device = rig.plugIn(format, "CAMERA");
   const FileURL place = rig.mount(device);
@@ -185,6 +187,20 @@ FileURL plugInKnownCard(VolumeRig& rig, const Scene& scene, LoopVolume::Format f
   scene.fill(place);
   rig.unmount(device);
   return device;
+}
+
+// Started, and done with looking for cameras that are there already: there are none.
+class IdleWatch : public RunningTool {
+ public:
+  explicit IdleWatch(const Scene& scene) : RunningTool(scene.command({"watch"})) {
+    waitForLine("Scanning camera…");
+    waitForLine("Waiting for connection");
+  }
+};
+
+void expectToEndWell(RunningTool& watch, int signal = SIGINT) {
+  watch.send(signal);
+  EXPECT_EQ(watch.waitForEnd(), 0) << watch.output() << watch.errors();
 }
 
 class WatchFormats : public Watch, public testing::WithParamInterface<LoopVolume::Format> {};
@@ -197,8 +213,7 @@ TEST_P(WatchFormats, syncsACameraTwoSecondsAfterItIsPluggedInAndKnowsItTheNextTi
   inVolumeRig([](VolumeRig& rig) {
     const Scene scene;
     const FileURL device = plugInKnownCard(rig, scene, GetParam());
-    RunningTool watch(scene.command({"watch"}));
-    watch.waitForLine("Waiting for connection");
+    IdleWatch watch(scene);
 
     const auto begin = std::chrono::steady_clock::now();
     rig.mount(device);
@@ -210,26 +225,22 @@ TEST_P(WatchFormats, syncsACameraTwoSecondsAfterItIsPluggedInAndKnowsItTheNextTi
     rig.unmount(device);
     const FileURL place = rig.mount(device);
     watch.waitForLine("Camera up to date");
-    watch.send(SIGINT);
-    EXPECT_EQ(watch.waitForEnd(), 0);
+    expectToEndWell(watch);
     scene.expectAllDone(place);
   });
 }
 
-INSTANTIATE_TEST_SUITE_P(, WatchFormats,
-                         testing::Values(LoopVolume::Format::ext4, LoopVolume::Format::exfat),
+INSTANTIATE_TEST_SUITE_P(, WatchFormats, testing::Values(LoopVolume::Format::ext4, LoopVolume::Format::exfat),
                          [](const auto& format) { return nameOf(format.param); });
 
-class PulledOut : public Watch,
-                  public testing::WithParamInterface<std::tuple<LoopVolume::Format, Moment>> {};
+class PulledOut : public Watch, public testing::WithParamInterface<std::tuple<LoopVolume::Format, Moment>> {};
 
 TEST_P(PulledOut, inTheMiddleEndsWithEveryFileOnceWhenTheCameraIsBack) {
   inVolumeRig([](VolumeRig& rig) {
     const auto [format, moment] = GetParam();
     const Scene scene;
     const FileURL device = plugInKnownCard(rig, scene, format);
-    RunningTool watch(scene.command({"watch"}));
-    watch.waitForLine("Waiting for connection");
+    IdleWatch watch(scene);
 
     watch.send(SIGSTOP);  // until the gate is there
     const FileURL place = rig.mount(device);
@@ -246,18 +257,19 @@ TEST_P(PulledOut, inTheMiddleEndsWithEveryFileOnceWhenTheCameraIsBack) {
     const FileURL newPlace = rig.mount(device);
     EXPECT_NE(newPlace, place);
     watch.waitForLine("synced");
-    watch.send(SIGINT);
-    EXPECT_EQ(watch.waitForEnd(), 0);
+    expectToEndWell(watch);
     scene.expectAllDone(newPlace);
   });
 }
 
 INSTANTIATE_TEST_SUITE_P(, PulledOut,
-                         testing::Combine(testing::Values(LoopVolume::Format::ext4, LoopVolume::Format::exfat),
+                         testing::Combine(testing::Values(LoopVolume::Format::ext4,
+                                                          LoopVolume::Format::exfat),
                                           testing::Values(Moment::fingerprinting, Moment::staging,
                                                           Moment::insideTheLibrarysCommit)),
                          [](const auto& parameters) {
-                           return nameOf(std::get<0>(parameters.param)) + nameOf(std::get<1>(parameters.param));
+                           return nameOf(std::get<0>(parameters.param)) +
+                                  nameOf(std::get<1>(parameters.param));
                          });
 
 TEST_F(Watch, servesACameraThatComesDuringTheSyncOfAnotherOne) {
@@ -271,8 +283,7 @@ TEST_F(Watch, servesACameraThatComesDuringTheSyncOfAnotherOne) {
     addSmallPhoto(secondPlace, "PICT0900.JPG", 900, 59);
     rig.unmount(second);
 
-    RunningTool watch(scene.command({"watch"}));
-    watch.waitForLine("Waiting for connection");
+    IdleWatch watch(scene);
     watch.send(SIGSTOP);
     const FileURL place = rig.mount(first);
     auto gate = std::make_unique<OpenGate>(place);
@@ -282,8 +293,7 @@ TEST_F(Watch, servesACameraThatComesDuringTheSyncOfAnotherOne) {
     gate.reset();
     watch.waitForLine("17 photos synced");
     watch.waitForLine("1 photo synced");
-    watch.send(SIGINT);
-    EXPECT_EQ(watch.waitForEnd(), 0);
+    expectToEndWell(watch);
     EXPECT_EQ(scene.home.history().imports.size(), filesOfCard + 1U);
     scene.home.expectToBeTrue();
   });
@@ -307,8 +317,7 @@ TEST_F(Watch, isNotWokenWhileNothingHappens) {
     }
     std::this_thread::sleep_for(std::chrono::seconds(2));
     EXPECT_EQ(watch.voluntarySwitches(), after) << "it is woken";
-    watch.send(SIGINT);
-    EXPECT_EQ(watch.waitForEnd(), 0);
+    expectToEndWell(watch);
   });
 }
 
@@ -316,21 +325,17 @@ TEST_F(Watch, saysThatTheLibraryCannotBeWrittenAndGoesOnWhenItCan) {
   inVolumeRig([](VolumeRig& rig) {
     const Scene scene;
     const FileURL device = plugInKnownCard(rig, scene, LoopVolume::Format::ext4);
-    RunningTool watch(scene.command({"watch"}));
-    watch.waitForLine("Waiting for connection");
+    IdleWatch watch(scene);
     const std::string library = scene.home.libraryFolder().path();
     ASSERT_EQ(mount(library.c_str(), library.c_str(), nullptr, MS_BIND, nullptr), 0);
     ASSERT_EQ(mount(nullptr, library.c_str(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr), 0);
     rig.mount(device);
     watch.waitForLine("Photos access needed");
-    EXPECT_NE(watch.errors().find("tolvanderctl: Photos access was not granted."), std::string::npos)
-        << watch.errors();
     rig.unmount(device);
     ASSERT_EQ(umount2(library.c_str(), MNT_DETACH), 0);
     const FileURL place = rig.mount(device);
     watch.waitForLine("17 photos synced");
-    watch.send(SIGINT);
-    EXPECT_EQ(watch.waitForEnd(), 0);
+    expectToEndWell(watch);
     scene.expectAllDone(place);
   });
 }
@@ -340,21 +345,26 @@ TEST_F(Watch, importsNothingWhileTheHistoryIsUnreadable) {
     const Scene scene;
     const FileURL device = plugInKnownCard(rig, scene, LoopVolume::Format::ext4);
     const std::string history = readFile(scene.home.historyFile());
-    writeFile(scene.home.historyFile(), history.substr(0, history.size() / 2));
-    RunningTool watch(scene.command({"watch"}));
-    rig.mount(device);
-    watch.waitForLine("Sync needs attention");
-    EXPECT_EQ(watch.errors(),
-              "tolvanderctl: Tolvander couldn’t read its import history. Sync is paused to prevent "
-              "duplicates. Contact support@tolvander.example for help.\n");
-    EXPECT_EQ(scene.home.pictures().size(), 1U);
-    EXPECT_EQ(readFile(scene.home.historyFile()), history.substr(0, history.size() / 2));
-    rig.unmount(device);
-    writeFile(scene.home.historyFile(), history);
+    const std::string broken = history.substr(0, history.size() / 2);
+    writeFile(scene.home.historyFile(), broken);
     const FileURL place = rig.mount(device);
+    {
+      RunningTool watch(scene.command({"watch"}));
+      watch.waitForLine("Scanning Charmera…");
+      watch.waitForLine("Sync needs attention");
+      EXPECT_TRUE(watch.errors().starts_with(
+          "tolvanderctl: Tolvander couldn’t read its import history. Sync is paused to prevent duplicates. "
+          "Contact support@tolvander.example for help.\n"))
+          << watch.errors();
+      expectToEndWell(watch);
+    }
+    EXPECT_EQ(scene.home.pictures().size(), 1U);
+    EXPECT_EQ(readFile(scene.home.historyFile()), broken);
+
+    writeFile(scene.home.historyFile(), history);
+    RunningTool watch(scene.command({"watch"}));
     watch.waitForLine("17 photos synced");
-    watch.send(SIGINT);
-    EXPECT_EQ(watch.waitForEnd(), 0);
+    expectToEndWell(watch);
     scene.expectAllDone(place);
   });
 }
@@ -363,8 +373,7 @@ TEST_F(Watch, saysThatTheDiskIsFullAndGoesOnWhenItHasRoom) {
   inVolumeRig([](VolumeRig& rig) {
     const Scene scene("8m");
     const FileURL device = plugInKnownCard(rig, scene, LoopVolume::Format::ext4);
-    RunningTool watch(scene.command({"watch"}));
-    watch.waitForLine("Waiting for connection");
+    IdleWatch watch(scene);
     const FileURL ballast = scene.leaveRoom(32'768);
     rig.mount(device);
     watch.waitForLine("Sync needs attention");
@@ -373,8 +382,7 @@ TEST_F(Watch, saysThatTheDiskIsFullAndGoesOnWhenItHasRoom) {
     fs::remove(ballast.path());
     const FileURL place = rig.mount(device);
     watch.waitForLine("17 photos synced");
-    watch.send(SIGINT);
-    EXPECT_EQ(watch.waitForEnd(), 0);
+    expectToEndWell(watch);
     scene.expectAllDone(place);
   });
 }
@@ -383,8 +391,7 @@ TEST_F(Watch, keepsOthersOutDuringASyncAndStopsItWhenItIsTold) {
   inVolumeRig([](VolumeRig& rig) {
     const Scene scene;
     const FileURL device = plugInKnownCard(rig, scene, LoopVolume::Format::ext4);
-    RunningTool watch(scene.command({"watch"}));
-    watch.waitForLine("Waiting for connection");
+    IdleWatch watch(scene);
     watch.send(SIGSTOP);
     const FileURL place = rig.mount(device);
     auto gate = std::make_unique<OpenGate>(place);
@@ -488,27 +495,37 @@ TEST(FullDisk, losesAndDoublesNothingHoweverLittleRoomThereIs) {
     }
   }
   inPrivateMountNamespace([] {
-    const Scene scene("8m");
-    const FileURL card = scene.folder / "CARD";
-    scene.fill(card, 1);
-    scene.setUp(card);
-    scene.fill(card);
     constexpr std::uintmax_t step = 24 << 10U;
     std::size_t failures = 0;
-    for (std::uintmax_t room = 0; room < 100 * step; room += step) {
+    std::size_t paused = 0;
+    int status = -1;
+    for (std::uintmax_t room = 0; status != 0 && room < 100 * step; room += step) {
+      const Scene scene("8m");
+      const FileURL card = scene.folder / "CARD";
+      scene.fill(card, 1);
+      scene.setUp(card);
+      scene.fill(card);
       const FileURL ballast = scene.leaveRoom(room);
-      const ToolResult result = scene.run({"sync", card.path()});
+      status = scene.run({"sync", card.path()}).status;
       fs::remove(ballast.path());
-      scene.home.expectToBeTrue();
-      if (result.status == 0) {
-        break;
+      failures += status == 0 ? 0 : 1;
+
+      const ToolResult again = scene.run({"sync", card.path()});
+      if (status != 3) {
+        EXPECT_EQ(again.status, 0) << again.output << again.errors;
+        scene.expectAllDone(card);
+        continue;
       }
-      ++failures;
-      EXPECT_EQ(result.status, 1) << result.output << result.errors;
-      EXPECT_FALSE(result.errors.empty());
+      // The library itself couldn't know what had become of the last batch.
+      ++paused;
+      EXPECT_EQ(again.status, 3) << again.output << again.errors;
+      scene.home.expectToBeTrue();
+      EXPECT_FALSE(scene.home.history().pendingImports.empty());
+      EXPECT_EQ(scene.home.pictures().size(), scene.home.history().imports.size());
     }
+    EXPECT_EQ(status, 0);
     EXPECT_GT(failures, 3U);
-    scene.expectAllDone(card);
+    std::cout << failures << " syncs on a full disk failed, and " << paused << " of them ended paused\n";
   });
 }
 

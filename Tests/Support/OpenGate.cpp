@@ -22,9 +22,7 @@ constexpr int longestWaitMilliseconds = 120'000;
   throw std::runtime_error(step + ": " + std::generic_category().message(errno));
 }
 
-int newGroup() {
-  return fanotify_init(FAN_CLASS_CONTENT | FAN_CLOEXEC, O_RDONLY | O_CLOEXEC | O_LARGEFILE);
-}
+int newGroup() { return fanotify_init(FAN_CLASS_CONTENT | FAN_CLOEXEC, O_RDONLY | O_CLOEXEC | O_LARGEFILE); }
 
 FileURL urlOfOpenFile(const Descriptor& file) {
   const std::filesystem::path link = "/proc/self/fd/" + std::to_string(file.number());

@@ -42,8 +42,7 @@ RunningTool::RunningTool(const std::vector<std::string>& arguments) {
   posix_spawn_file_actions_adddup2(&actions, input.number(), STDOUT_FILENO);
   constexpr int newFile = O_WRONLY | O_CREAT | O_TRUNC;
   posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errors_.path().c_str(), newFile, 0600);
-  const int failure =
-      posix_spawnp(&process_, pointers.front(), &actions, nullptr, pointers.data(), environ);
+  const int failure = posix_spawnp(&process_, pointers.front(), &actions, nullptr, pointers.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   if (failure != 0) {
     throw std::runtime_error(arguments.front() + " can't be started");

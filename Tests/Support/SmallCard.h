@@ -11,8 +11,8 @@ namespace tolvander::tests {
 // The folders by which the camera is known.
 void makeSmallCard(const FileURL& card);
 
-// A picture of some hundred bytes that needs the camera's repair: taken `minute` minutes after noon (below 60),
-// with the picture data number `picture`.
+// A picture of some hundred bytes that needs the camera's repair: taken `minute` minutes after noon (below
+// 60), with the picture data number `picture`.
 void addSmallPhoto(const FileURL& card, std::string_view name, unsigned picture, unsigned minute);
 
 // A video of a few frames, of the kind that the camera takes.
