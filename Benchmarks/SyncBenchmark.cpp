@@ -194,7 +194,7 @@ BENCHMARK(secondSync)
 constexpr std::int64_t assetsOfLibrary = 200'000;
 constexpr std::int64_t recordsOfHistory = 20'000;
 
-// Items of the camera's size all over three years, whose files are somewhere else: none is to be read.
+// Pictures of a larger camera, all over three years: none has to be read to know that it is another one.
 void fillLibrary(const FileURL& file) {
   Database database(file, Database::Opening::existing, std::chrono::milliseconds(0));
   database.run("PRAGMA synchronous=OFF");
@@ -204,7 +204,7 @@ void fillLibrary(const FileURL& file) {
       std::to_string(assetsOfLibrary) + ") ";
   database.run(numbers +
                "INSERT INTO assets SELECT n + 1000000, printf('%08X-0000-4000-8000-%012X', n * 2654435761 & "
-               "4294967295, n), 1, 1700000000000000000 + n * 473000000000, 1440, 1080, 0.0 FROM numbers");
+               "4294967295, n), 1, 1700000000000000000 + n * 473000000000, 4032, 3024, 0.0 FROM numbers");
   database.run(
       "INSERT INTO resources SELECT id, 0, 0, printf('PICT%04d.JPG', id % 10000), "
       "printf('Originals/%d.JPG', id), printf('originals/%d.jpg', id), 900000 FROM assets WHERE id >= "
@@ -241,10 +241,11 @@ void checkAgainstGreatLibrary(benchmark::State& state) {
   const Card card(photos, 0);
   const TemporaryFolder folder;
   const FileURL home = folder / "home";
+  // Before setup is complete, or it would be synced.
+  tolvander(home, {"cameras", "add", card.url.path()});
   tolvander(home, {"sync", "--yes", known.url.path()});
   fillLibrary(home.appending("pictures/Tolvander/Library.sqlite"));
   fillHistory(home.appending("data/Tolvander/history.json"));
-  tolvander(home, {"cameras", "add", card.url.path()});
   settleDisk();
   double own = 0;
   double theirs = 0;

@@ -256,7 +256,7 @@ TEST_P(PulledOut, inTheMiddleEndsWithEveryFileOnceWhenTheCameraIsBack) {
     rig.mount(other);
     const FileURL newPlace = rig.mount(device);
     EXPECT_NE(newPlace, place);
-    watch.waitForLine("synced");
+    watch.waitForLine(moment == Moment::insideTheLibrarysCommit ? "1 photo synced" : "17 photos synced");
     expectToEndWell(watch);
     scene.expectAllDone(newPlace);
   });
