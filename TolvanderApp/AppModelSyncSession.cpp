@@ -9,7 +9,9 @@
 #include "TolvanderApp/MediaFingerprintStage.h"
 #include "TolvanderApp/PermissionService.h"
 #include "TolvanderApp/PhotoLibraryError.h"
+#include "TolvanderCore/MediaImportError.h"
 #include "TolvanderCore/Platform/Text.h"
+#include "TolvanderCore/SyncHistoryError.h"
 
 namespace tolvander::app {
 
@@ -40,6 +42,26 @@ std::optional<std::string> statusOf(const SyncPhase& phase) {
       break;
   }
   return std::nullopt;
+}
+
+// Does what reads the camera. What fails for want of the camera is a stop and not a failure; what the library
+// and the history say holds without it too.
+template <typename Work>
+auto stoppingWithTheCamera(const Volumes& volumes, const FileURL& volumeURL, Work work) {
+  try {
+    return work();
+  } catch (const PhotoLibraryError&) {
+    throw;
+  } catch (const SyncHistoryError&) {
+    throw;
+  } catch (const MediaImportError&) {
+    throw;
+  } catch (const std::exception&) {
+    if (CameraVolumeDiscovery::isStillMounted(volumeURL, volumes)) {
+      throw;
+    }
+  }
+  throw CancellationError();
 }
 
 }  // namespace
@@ -86,6 +108,9 @@ void AppModel::completeOnboardingAndSync() {
     return;
   }
   storeSettings([&] { settings().setOnboardingCompleted(true); });
+  if (!settings().onboardingCompleted()) {
+    return;
+  }
   record(DiagnosticLog::Event::setupCompleted);
   statusMessage = "Starting sync…";
   tasks_.start(syncAllConnected(true));
@@ -167,7 +192,7 @@ Task<> AppModel::syncMountedVolumes(bool notifyWhenStarting) {
     }
   }
   if (syncCancellationRequested_) {
-    statusMessage = "Check stopped";
+    showStopped("Check stopped");
     co_return;
   }
   auto devices = refreshConnectedDevices();
@@ -240,7 +265,7 @@ Task<> AppModel::presentSyncResult(DetectedDevice device, SyncResult result) {
   auto current = currentToken();
   const CancellationToken token = co_await current;
   if (syncCancellationRequested_ || token.isCancelled()) {
-    statusMessage = "Check stopped";
+    showStopped("Check stopped");
     co_return;
   }
   bool ejected = false;
@@ -315,17 +340,23 @@ SyncCoordinator AppModel::coordinator(const DetectedDevice& device, const Cancel
     }
     requireLibraryAccess();
   };
+  const auto clock = [&mainThread = platform_.mainThread] { return mainThread.wallNow(); };
+  const auto whileMounted = [&volumes = platform_.volumes, volumeURL = device.volumeURL](auto work) {
+    return stoppingWithTheCamera(volumes, volumeURL, work);
+  };
   const auto import = std::make_shared<CameraImport>(
       CameraImport::Services{
           .mediaStaging = services_.mediaStaging, .photos = photos_, .history = services_.history},
-      importObserver(), requireLibraryAccess,
-      [&mainThread = platform_.mainThread] { return mainThread.wallNow(); });
+      importObserver(), requireLibraryAccess, clock);
   return SyncCoordinator(
       services_.history,
       {.checkAccess = checkAccess,
        .fingerprint =
-           [token](const std::vector<CameraMediaFile>& files, bool confidentlyRecognizedAsCharmera) {
-             return MediaFingerprintStage::fingerprint(files, confidentlyRecognizedAsCharmera, token);
+           [token, whileMounted](const std::vector<CameraMediaFile>& files,
+                                 bool confidentlyRecognizedAsCharmera) {
+             return whileMounted([&] {
+               return MediaFingerprintStage::fingerprint(files, confidentlyRecognizedAsCharmera, token);
+             });
            },
        .reconcile = [photos = photos_, token](
                         const std::vector<FingerprintedMediaFile>& files,
@@ -336,9 +367,11 @@ SyncCoordinator AppModel::coordinator(const DetectedDevice& device, const Cancel
            },
        // The album is filled once, at the end of the run, with every recorded item of the card.
        .importFiles =
-           [import, token](const std::vector<FingerprintedMediaFile>& files,
-                           bool confidentlyRecognizedAsCharmera) {
-             return import->importNewFiles(files, confidentlyRecognizedAsCharmera, std::nullopt, token);
+           [import, token, whileMounted](const std::vector<FingerprintedMediaFile>& files,
+                                         bool confidentlyRecognizedAsCharmera) {
+             return whileMounted([&] {
+               return import->importNewFiles(files, confidentlyRecognizedAsCharmera, std::nullopt, token);
+             });
            },
        .addToAlbum = [photos = photos_, token](
                          const std::vector<std::string>& identifiers,
@@ -350,7 +383,8 @@ SyncCoordinator AppModel::coordinator(const DetectedDevice& device, const Cancel
                  model->setSyncPhase(phase);
                }
              });
-           }});
+           }},
+      clock);
 }
 
 CameraImport::Observer AppModel::importObserver() {

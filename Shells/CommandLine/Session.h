@@ -59,6 +59,9 @@ class Session {
 
   // For flows.
 
+  // Lets the model see what the user may have changed elsewhere, as a program does that comes to the front.
+  void lookAgain() const { application_.becomeActive(); }
+
   // Waits until the condition holds. It is looked at after every change of the model.
   app::Task<> until(std::function<bool()> condition);
   // Waits until what was started before has begun.

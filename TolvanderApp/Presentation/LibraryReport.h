@@ -30,9 +30,9 @@ struct LibraryReport {
 
   // Which assets are shown.
   struct Selection {
-    std::optional<Date> from;           // included; assets without a date are left out by either end
-    std::optional<Date> to;             // included
-    std::optional<std::int64_t> limit;  // the newest so many
+    std::optional<Date> from{};           // included; assets without a date are left out by either end
+    std::optional<Date> to{};             // included
+    std::optional<std::int64_t> limit{};  // the newest so many
   };
 
   FileURL folder{"/"};
