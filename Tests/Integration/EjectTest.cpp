@@ -54,6 +54,11 @@ bool isMounted(const FileURL& device) {
                              [&](const Mount& mount) { return mount.source == device.path(); });
 }
 
+// The drive of a partition, "/dev/loop100p1".
+FileURL driveOf(const FileURL& partition) {
+  return FileURL(partition.path().substr(0, partition.path().rfind('p')));
+}
+
 TEST_F(Eject, unmountsTheCardAndPutsItOut) {
   for (const auto format : {LoopVolume::Format::ext4, LoopVolume::Format::exfat}) {
     inVolumeRig([format](VolumeRig& rig) {
@@ -104,6 +109,7 @@ TEST_F(Eject, unmountsEveryVolumeOfTheDrive) {
     EXPECT_EQ(eject(first), std::nullopt);
     EXPECT_FALSE(isMounted(partitions.at(0)));
     EXPECT_FALSE(isMounted(partitions.at(1)));
+    EXPECT_FALSE(rig.hasMedium(driveOf(partitions.at(0))));
   });
 }
 
@@ -129,7 +135,7 @@ TEST_F(Eject, leavesTheDriveWhereAnotherVolumeOfItIsBusy) {
     const std::ifstream open(second.appending("file").path());
     EXPECT_EQ(eject(first), EjectError::Case::busy);
     EXPECT_TRUE(isMounted(partitions.at(1)));
-    EXPECT_TRUE(fs::exists(partitions.at(0).path()));
+    EXPECT_TRUE(rig.hasMedium(driveOf(partitions.at(0))));
     EXPECT_EQ(readFile(second.appending("file")), "content");
   });
 }

@@ -110,28 +110,33 @@ void startDaemon(std::vector<std::string> arguments, const std::string& log) {
   }
 }
 
-std::vector<FileURL> mountPointsOf(const FileURL& device) {
+std::vector<FileURL> mountPointsWhere(const std::function<bool(std::string_view source)>& isWanted) {
   const MountTable table = MountTable::read();
   std::vector<FileURL> places;
   for (const Mount& mount : table.mounts()) {
-    if (mount.source == device.path()) {
+    if (isWanted(mount.source)) {
       places.push_back(mount.place);
     }
   }
   return places;
 }
 
-// From the top down, where a volume is mounted over another one.
+std::vector<FileURL> mountPointsOf(const FileURL& device) {
+  return mountPointsWhere([&](std::string_view source) { return source == device.path(); });
+}
+
+// Its partitions too, and from the top down, where a volume is mounted over another one.
 void unmountAll(const FileURL& device) {
-  const std::vector<FileURL> places = mountPointsOf(device);
+  const std::vector<FileURL> places = mountPointsWhere([&](std::string_view source) {
+    return source == device.path() || source.starts_with(device.path() + "p");
+  });
   std::for_each(places.rbegin(), places.rend(), VolumeRig::unmountLazily);
 }
 
 // It hears of a device from udevd, and asks about it on its own time.
-void waitForUdisks(const FileURL& device) {
+void waitForUdisks(const FileURL& device, const std::vector<std::string>& question, std::string_view answer) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (runTool({"udisksctl", "info", "-b", device.path()}).output.find("UDisks2/drives/") ==
-         std::string::npos) {
+  while (runTool(question).output.find(answer) == std::string::npos) {
     if (std::chrono::steady_clock::now() > deadline) {
       throw std::runtime_error("udisks doesn't know " + device.path());
     }
@@ -140,7 +145,21 @@ void waitForUdisks(const FileURL& device) {
 
 void waitForDevice(const FileURL& device) {
   runOrThrow({"udevadm", "wait", "--timeout=30", "--settle", device.path()});
-  waitForUdisks(device);
+  waitForUdisks(device, {"udisksctl", "info", "-b", device.path()}, "UDisks2/drives/");
+}
+
+// A loop device doesn't say of itself that its medium can be taken out, and udisks ejects no other.
+void makeEjectable(const FileURL& device, int number) {
+  const FileURL yes("/run/tolvander-rig/yes");
+  writeFile(yes, "1\n");
+  const std::string attribute =
+      "/sys/devices/virtual/block/" + std::string(device.lastPathComponent()) + "/removable";
+  if (mount(yes.path().c_str(), attribute.c_str(), nullptr, MS_BIND, nullptr) != 0) {
+    fail("lay a file over " + attribute);
+  }
+  runOrThrow({"udevadm", "trigger", "--settle", "--action=change", device.path()});
+  waitForUdisks(device, {"udisksctl", "info", "-d", "TestVendor_TestCam_" + std::to_string(number)},
+                "Ejectable:                  true");
 }
 
 }  // namespace
@@ -195,6 +214,7 @@ FileURL VolumeRig::attach(const FileURL& image, int number) {
   const FileURL device = drive->url();
   drives_[device] = std::move(drive);
   waitForDevice(device);
+  makeEjectable(device, number);
   return device;
 }
 
