@@ -250,7 +250,12 @@ bool VolumeRig::hasMedium(const FileURL& device) {
 }
 
 FileURL VolumeRig::mount(const FileURL& device) {
-  runOrThrow({"udisksctl", "mount", "--no-user-interaction", "-b", device.path()});
+  const std::vector<std::string> mount{"udisksctl", "mount", "--no-user-interaction", "-b", device.path()};
+  // udisks removes the mount points of volumes that have left in its own time, and can so take away the one
+  // that it has just made.
+  if (runTool(mount).status != 0) {
+    runOrThrow(mount);
+  }
   const std::vector<FileURL> places = mountPointsOf(device);
   if (places.empty()) {
     throw std::runtime_error("udisks mounted nothing");
