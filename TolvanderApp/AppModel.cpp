@@ -149,9 +149,13 @@ std::optional<TaskHandle> AppModel::start(FirstSync firstSync) {
 }
 
 void AppModel::observeTheMachine() {
-  observers_.push_back(platform_.volumes.observeMounts(
-      [this](const FileURL& url) { tasks_.start(settleAndHandleMountedVolume(url)); },
-      [this](const FileURL& url) { tasks_.start(handleUnmountedVolume(url)); }));
+  try {
+    observers_.push_back(platform_.volumes.observeMounts(
+        [this](const FileURL& url) { tasks_.start(settleAndHandleMountedVolume(url)); },
+        [this](const FileURL& url) { tasks_.start(handleUnmountedVolume(url)); }));
+  } catch (const Error&) {
+    show(std::current_exception());  // the user can still ask for a check
+  }
   observers_.push_back(platform_.application.observePrepareUninstall([this] { prepareUninstall(); }));
   observers_.push_back(
       platform_.application.observeDidBecomeActive([this] { tasks_.start(refreshPermissionStatuses()); }));
@@ -214,14 +218,12 @@ bool AppModel::canStartFirstSync() const {
 bool AppModel::isIdle() const { return !isSyncing && !isEjecting && !activeSyncTask_ && !ejectAfterSync_; }
 
 void AppModel::storeSettings(const std::function<void()>& change) {
-  std::exception_ptr failure;
   try {
     change();
-  } catch (const Error&) {
-    failure = std::current_exception();
-  }
-  if (failure) {
-    show(failure);
+  } catch (const Error& error) {
+    // Not through `show`: the loss of access that it looks for is itself stored, and would fail here again.
+    record(DiagnosticLog::Event::operationFailed, AppDiagnostics::errorMetrics(error));
+    presentFailure(error);
   }
 }
 
@@ -235,10 +237,10 @@ Task<> AppModel::settleAndHandleMountedVolume(FileURL url) {
 }
 
 Task<> AppModel::handleMountedVolume(FileURL url) {
-  if (!isStillMounted(url)) {
+  const FileURL standardizedURL = url.standardized();
+  if (!CameraVolumeDiscovery::contains(mountedVolumes(), url)) {
     co_return;
   }
-  const FileURL standardizedURL = url.standardized();
   cameraCheckReceipts.update([&](auto& receipts) { receipts.erase(standardizedURL); });
   recentlyEjectedVolumes_.erase(standardizedURL.path());
   refreshSecurityScopedAccess();
@@ -317,7 +319,7 @@ void AppModel::connectedDevicesDidChange(const std::vector<ConnectedDeviceSummar
 
 void AppModel::refreshMountedVolumes() {
   std::vector<RemovableVolumeSummary> summaries;
-  for (const auto& volume : CameraVolumeDiscovery::mountedVolumes(platform_.volumes)) {
+  for (const auto& volume : mountedVolumes()) {
     summaries.push_back({.volumeURL = volume.url, .displayName = CameraVolumeDiscovery::displayName(volume)});
   }
   sortByDisplayName(summaries);

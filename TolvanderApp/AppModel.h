@@ -202,14 +202,16 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   void refreshLoginStatus();
   void applyPhotosPermissionStatus(PhotosPermissionStatus status);
   void requireSetupAfterAccessLoss();
-  // A setting that can't be stored is a failure like any other, and ends no flow.
+  // A setting that can't be stored keeps its old value. That is shown as a failure, and ends no flow.
   void storeSettings(const std::function<void()>& change);
   void connectedDevicesDidChange(const std::vector<ConnectedDeviceSummary>& before);
   void workDidChange(bool wasWorking, bool isWorking);
   void lastErrorDidChange();
 
   // Camera access (AppModelCameraAccess.cpp)
-  bool isStillMounted(const FileURL& url) const;
+  bool isStillMounted(const FileURL& url) const;  // throws what Volumes throws
+  // The volumes that could be cameras; none, and the failure shown, where the system can't tell.
+  std::vector<MountedVolume> mountedVolumes();
   Task<> discoverConnectedDevices();
   Task<std::optional<DetectedDevice>> detectConnectedCamera(FileURL volumeURL,
                                                             std::vector<DeviceProfile> profiles);
@@ -244,6 +246,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   // Both throw CancellationError where the flow is to stop, and CocoaError fileReadNoPermission.
   void requireCleanupAccess(const FileURL& volume, const CancellationToken& token) const;
   void requireCleanupAccess(const std::vector<ManagedTrashRecord>& records, const CancellationToken& token);
+  void showCleanupFailure(std::string message);
   Task<CleanupOutcome> offerToTrash(std::vector<FingerprintedMediaFile> files, DetectedDevice device);
   Task<CleanupOutcome> moveToTrash(std::vector<FingerprintedMediaFile> files, DetectedDevice device);
   Task<CleanupOutcome> finishMove(TrashMoveResult result, std::string deviceName, CancellationToken token);
@@ -286,7 +289,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   Task<> presentEject(std::string displayName, bool isCharmera, bool hadCheckmark, bool notifyOnSuccess);
 
   // Permissions (AppModelPermissions.cpp)
-  Task<> photosAccessWasAnswered(PhotosPermissionStatus status);
+  Task<> requestPhotosPermission(PhotosPermissionStatus status);  // what follows from the user's answer
   void clearPhotosPermissionError();
   Task<> askForNotificationPermission();
   void setNotificationPermissionStatus(NotificationPermissionStatus status);
@@ -295,9 +298,11 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   std::string statusWithoutProfiles() const;
   void show(const std::exception_ptr& failure);
   void show(const std::exception& error);
+  void showStopped(const std::string& stopped);
   void showStoppedOrFailure(const std::exception_ptr& failure, const std::string& stopped);
   void showDeniedVolume(const std::string& volumeName);
-  bool isVolumeMounted(const std::string& name) const;
+  bool isVolumeMounted(const std::string& name);
+  void presentFailure(const std::exception& error);
   void showFailure(std::string message);  // words of a flow's own; no check can settle it
   void clearFailureAndReceipt();
   void showReceipt(StatusReceipt receipt);

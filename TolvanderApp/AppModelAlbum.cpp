@@ -63,7 +63,8 @@ void AppModel::selectAlbum(std::string name) {
     return;
   }
   storeSettings([&] { settings().setAlbumName(chosen); });
-  if (!settings().addToAlbum()) {
+  const bool isStored = settings().albumName() == chosen;
+  if (!isStored || !settings().addToAlbum()) {
     return;
   }
   beginAlbumUpdate("Linking album…");

@@ -19,22 +19,19 @@ ConnectedDeviceSummary summary(const DetectedDevice& device) {
           .isCharmera = device.profile.kind == DeviceProfile::Kind::charmera};
 }
 
-// What the function gives, or nothing and its failure kept.
-template <typename Function>
-auto attempt(const Function& function, std::vector<std::exception_ptr>& failures) {
-  decltype(function()) result;
-  try {
-    result = function();
-  } catch (const Error&) {
-    failures.push_back(std::current_exception());
-  }
-  return result;
-}
-
 }  // namespace
 
 bool AppModel::isStillMounted(const FileURL& url) const {
   return CameraVolumeDiscovery::isStillMounted(url, platform_.volumes);
+}
+
+std::vector<MountedVolume> AppModel::mountedVolumes() {
+  try {
+    return CameraVolumeDiscovery::mountedVolumes(platform_.volumes);
+  } catch (const Error&) {
+    show(std::current_exception());
+    return {};
+  }
 }
 
 // MARK: Finding cameras
@@ -51,11 +48,10 @@ Task<> AppModel::discoverConnectedDevices() {
   }
   std::vector<ConnectedDeviceSummary> devices;
   std::vector<std::exception_ptr> failures;
-  const auto mounted =
-      attempt([&] { return CameraVolumeDiscovery::mountedURLs(platform_.volumes); }, failures);
-  for (const auto& url : mounted) {
+  const auto mounted = mountedVolumes();
+  for (const auto& volume : mounted) {
     try {
-      auto detecting = detectConnectedCamera(url, settings().authorizedDeviceProfiles());
+      auto detecting = detectConnectedCamera(volume.url, settings().authorizedDeviceProfiles());
       const auto device = co_await detecting;
       if (device) {
         devices.push_back(summary(*device));
@@ -64,12 +60,9 @@ Task<> AppModel::discoverConnectedDevices() {
       failures.push_back(std::current_exception());
     }
   }
-  const auto stillMounted =
-      attempt([&] { return CameraVolumeDiscovery::mountedURLs(platform_.volumes); }, failures);
+  const auto stillMounted = mountedVolumes();
   std::erase_if(devices, [&](const ConnectedDeviceSummary& device) {
-    return std::ranges::none_of(stillMounted, [&](const FileURL& url) {
-      return url.standardized() == device.volumeURL.standardized();
-    });
+    return !CameraVolumeDiscovery::contains(stillMounted, device.volumeURL);
   });
   connectedDevices = std::move(devices);
   for (const auto& failure : failures) {

@@ -3,6 +3,7 @@
 
 #include "TolvanderApp/AppModel.h"
 #include "TolvanderApp/CameraVolumeDiscovery.h"
+#include "TolvanderApp/CleanupProof.h"
 #include "TolvanderApp/Concurrency/Background.h"
 #include "TolvanderCore/Platform/Volume.h"
 #include "TolvanderCore/SystemErrors.h"
@@ -57,51 +58,6 @@ Alert deleteQuestion(std::size_t count, const std::string& deviceName) {
                              "” will be deleted. Other items in macOS Trash are untouched. This cannot be "
                              "undone.",
           .buttons = {"Clear Trash", "Cancel"}};
-}
-
-// The recorded asset of each file, by source. A match by metadata is no ground for touching a camera file.
-std::map<std::string, std::string> recordedAssets(const std::vector<FingerprintedMediaFile>& files,
-                                                  const ImportRecords& records) {
-  std::map<std::string, std::string> assets;
-  for (const auto& file : files) {
-    const auto* record = records.find(file.sourceFingerprint);
-    if (record != nullptr && record->isContentConfirmed() && record->photosAssetIdentifier) {
-      assets.emplace(file.sourceFingerprint, *record->photosAssetIdentifier);
-    }
-  }
-  return assets;
-}
-
-// Whether each file has an asset, and each of these is in the library.
-bool allExist(const std::vector<FingerprintedMediaFile>& files,
-              const std::map<std::string, std::string>& assets, const std::set<std::string>& existing) {
-  return std::ranges::all_of(files, [&](const FingerprintedMediaFile& file) {
-    const auto asset = assets.find(file.sourceFingerprint);
-    return asset != assets.end() && existing.contains(asset->second);
-  });
-}
-
-bool allExist(const Records& records, const std::set<std::string>& existing) {
-  return std::ranges::all_of(records, [&](const ManagedTrashRecord& record) {
-    return record.photosAssetIdentifier && existing.contains(*record.photosAssetIdentifier);
-  });
-}
-
-std::vector<std::string> values(const std::map<std::string, std::string>& assets) {
-  std::vector<std::string> identifiers;
-  std::ranges::transform(assets, std::back_inserter(identifiers),
-                         [](const auto& entry) { return entry.second; });
-  return identifiers;
-}
-
-std::vector<std::string> assetIdentifiers(const Records& records) {
-  std::vector<std::string> identifiers;
-  for (const auto& record : records) {
-    if (record.photosAssetIdentifier) {
-      identifiers.push_back(*record.photosAssetIdentifier);
-    }
-  }
-  return identifiers;
 }
 
 // A volume without a UUID is imported from and never managed in the Trash.
@@ -175,6 +131,11 @@ void AppModel::requireCleanupAccess(const Records& records, const CancellationTo
 
 // MARK: Moving to the Trash
 
+void AppModel::showCleanupFailure(std::string message) {
+  showFailure(std::move(message));
+  statusMessage = "Cleanup needs attention";
+}
+
 Task<AppModel::CleanupOutcome> AppModel::offerToTrash(std::vector<FingerprintedMediaFile> files,
                                                       DetectedDevice device) {
   isCleaningUp_ = true;
@@ -207,14 +168,15 @@ Task<AppModel::CleanupOutcome> AppModel::moveToTrash(std::vector<FingerprintedMe
   requireCleanupAccess(device.volumeURL, token);
   auto proving =
       background([history = services_.history, photos = photos_, files](const CancellationToken& stop) {
-        auto assets = recordedAssets(files, history->records());
-        const bool areAllInLibrary =
-            allExist(files, assets, photos->existingAssetIdentifiers(values(assets), stop));
-        return areAllInLibrary ? std::optional(std::move(assets)) : std::nullopt;
+        auto assets = CleanupProof::recordedAssets(files, history->records());
+        const auto existing = photos->existingAssetIdentifiers(CleanupProof::identifiers(assets), stop);
+        return CleanupProof::allExist(files, assets, existing) ? std::optional(std::move(assets))
+                                                               : std::nullopt;
       });
   auto assets = co_await proving;
   if (!assets) {
-    showFailure("Some newly imported items no longer appear in Photos. The camera originals were kept.");
+    showCleanupFailure(
+        "Some newly imported items no longer appear in Photos. The camera originals were kept.");
     co_return CleanupOutcome();
   }
   requireCleanupAccess(device.volumeURL, token);
@@ -251,14 +213,12 @@ Task<AppModel::CleanupOutcome> AppModel::finishMove(TrashMoveResult result, std:
   co_await trashCount;
   CleanupOutcome outcome;
   if (!result.recoveryPaths.empty()) {
-    showFailure(recoveryNeeded(result.recoveryPaths.size()));
-    statusMessage = "Cleanup needs attention";
+    showCleanupFailure(recoveryNeeded(result.recoveryPaths.size()));
   } else if (!result.failures.empty()) {
-    showFailure(
+    showCleanupFailure(
         "Some synced files could not be moved to macOS Trash. The camera was not automatically ejected.");
-    statusMessage = "Cleanup needs attention";
   } else if (result.cancelled || syncCancellationRequested_ || token.isCancelled()) {
-    statusMessage = "Cleanup stopped";
+    showStopped("Cleanup stopped");
   } else {
     outcome.safeToEject = true;
   }
@@ -278,8 +238,7 @@ Task<> AppModel::undoMove(TrashMoveResult result) {
   const TrashRestoreResult restored = co_await restoring;
   const std::size_t remaining =
       result.records.size() - restored.restored.size() + result.recoveryPaths.size();
-  showFailure(movedButNotRecorded(remaining));
-  statusMessage = "Cleanup needs attention";
+  showCleanupFailure(movedButNotRecorded(remaining));
   auto trashCount = refreshTrashCount();
   co_await trashCount;
 }
@@ -357,14 +316,14 @@ Task<> AppModel::clearTrash(DeviceTrashSummary device) {
   }
   requireCleanupAccess(records, token);
   auto proving = background([photos = photos_, records](const CancellationToken& stop) {
-    return allExist(records, photos->existingAssetIdentifiers(assetIdentifiers(records), stop));
+    const auto existing = photos->existingAssetIdentifiers(CleanupProof::identifiers(records), stop);
+    return CleanupProof::allExist(records, existing);
   });
   const bool areAllInLibrary = co_await proving;
   if (!areAllInLibrary) {
-    showFailure(
+    showCleanupFailure(
         "Some of these items no longer appear in Photos. Nothing was permanently deleted; keep the copies in "
         "Trash or restore them in Finder.");
-    statusMessage = "Cleanup needs attention";
     co_return;
   }
   requireCleanupAccess(records, token);
@@ -391,13 +350,11 @@ Task<> AppModel::finishDelete(TrashDeleteResult result, std::string deviceName, 
   auto trashCount = refreshTrashCount();
   co_await trashCount;
   if (!result.failures.empty()) {
-    showFailure(
+    showCleanupFailure(
         "Some tracked files could not be cleared. Remaining files are still in macOS Trash and can be "
-        "managed "
-        "in Finder.");
-    statusMessage = "Cleanup needs attention";
+        "managed in Finder.");
   } else if (result.cancelled || syncCancellationRequested_ || token.isCancelled()) {
-    statusMessage = "Cleanup stopped";
+    showStopped("Cleanup stopped");
   } else {
     auto notifying =
         notifications_.sendTrashCleared(static_cast<std::int64_t>(result.deleted.size()), deviceName);
@@ -433,10 +390,9 @@ Task<> AppModel::restoreTrash(DeviceTrashSummary device, std::optional<std::set<
   auto trashCount = refreshTrashCount();
   co_await trashCount;
   if (!result.failures.empty()) {
-    showFailure(
+    showCleanupFailure(
         "Some tracked files could not be restored. Remaining files are still in macOS Trash and can be "
         "managed in Finder.");
-    statusMessage = "Cleanup needs attention";
   } else {
     statusMessage = files(result.restored.size()) + " restored to the camera";
   }

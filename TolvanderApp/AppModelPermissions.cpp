@@ -10,12 +10,12 @@ void AppModel::requestPhotosAccess() {
   PermissionService::requestPhotosAccess(request, platform_.mainThread,
                                          [weak = weak_from_this()](PhotosPermissionStatus status) {
                                            if (const auto model = weak.lock()) {
-                                             model->tasks_.start(model->photosAccessWasAnswered(status));
+                                             model->tasks_.start(model->requestPhotosPermission(status));
                                            }
                                          });
 }
 
-Task<> AppModel::photosAccessWasAnswered(PhotosPermissionStatus status) {
+Task<> AppModel::requestPhotosPermission(PhotosPermissionStatus status) {
   applyPhotosPermissionStatus(status);
   if (status != PhotosPermissionStatus::authorized) {
     requireSetupAfterAccessLoss();

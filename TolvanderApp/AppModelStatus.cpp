@@ -206,11 +206,18 @@ void AppModel::show(const std::exception_ptr& failure) {
   }
 }
 
+// Where the flow was stopped by a loss of access, the user reads that.
+void AppModel::showStopped(const std::string& stopped) {
+  const bool hasAccess = photosPermissionStatus == PhotosPermissionStatus::authorized &&
+                         !removableVolumeAccessIssue->has_value();
+  statusMessage = hasAccess ? stopped : idleStatus();
+}
+
 void AppModel::showStoppedOrFailure(const std::exception_ptr& failure, const std::string& stopped) {
   try {
     std::rethrow_exception(failure);
   } catch (const CancellationError&) {
-    statusMessage = stopped;
+    showStopped(stopped);
   } catch (const std::exception& error) {
     show(error);
   }
@@ -223,13 +230,17 @@ void AppModel::show(const std::exception& error) {
     showDeniedVolume(source->volumeName());
     return;
   }
-  lastError = failureText(error);
-  offersPhotoReview = canBeSettledByReview(error);
-  statusMessage = offersPhotoReview ? "Camera check incomplete" : "Sync needs attention";
+  presentFailure(error);
   if (isAccessDenied(error)) {
     requireSetupAfterAccessLoss();
     tasks_.start(refreshPermissionStatuses());
   }
+}
+
+void AppModel::presentFailure(const std::exception& error) {
+  lastError = failureText(error);
+  offersPhotoReview = canBeSettledByReview(error);
+  statusMessage = offersPhotoReview ? "Camera check incomplete" : "Sync needs attention";
 }
 
 // A volume that has left meanwhile explains the refusal, and needs no words.
@@ -241,8 +252,8 @@ void AppModel::showDeniedVolume(const std::string& volumeName) {
   }
 }
 
-bool AppModel::isVolumeMounted(const std::string& name) const {
-  const auto volumes = CameraVolumeDiscovery::mountedVolumes(platform_.volumes);
+bool AppModel::isVolumeMounted(const std::string& name) {
+  const auto volumes = mountedVolumes();
   return std::ranges::any_of(volumes, [&](const MountedVolume& volume) {
     return CameraVolumeDiscovery::displayName(volume) == name;
   });

@@ -108,6 +108,9 @@ void AppModel::completeOnboardingAndSync() {
     return;
   }
   storeSettings([&] { settings().setOnboardingCompleted(true); });
+  if (!settings().onboardingCompleted()) {
+    return;
+  }
   record(DiagnosticLog::Event::setupCompleted);
   statusMessage = "Starting sync…";
   tasks_.start(syncAllConnected(true));
@@ -189,7 +192,7 @@ Task<> AppModel::syncMountedVolumes(bool notifyWhenStarting) {
     }
   }
   if (syncCancellationRequested_) {
-    statusMessage = "Check stopped";
+    showStopped("Check stopped");
     co_return;
   }
   auto devices = refreshConnectedDevices();
@@ -262,7 +265,7 @@ Task<> AppModel::presentSyncResult(DetectedDevice device, SyncResult result) {
   auto current = currentToken();
   const CancellationToken token = co_await current;
   if (syncCancellationRequested_ || token.isCancelled()) {
-    statusMessage = "Check stopped";
+    showStopped("Check stopped");
     co_return;
   }
   bool ejected = false;
@@ -337,14 +340,14 @@ SyncCoordinator AppModel::coordinator(const DetectedDevice& device, const Cancel
     }
     requireLibraryAccess();
   };
+  const auto clock = [&mainThread = platform_.mainThread] { return mainThread.wallNow(); };
   const auto whileMounted = [&volumes = platform_.volumes, volumeURL = device.volumeURL](auto work) {
     return stoppingWithTheCamera(volumes, volumeURL, work);
   };
   const auto import = std::make_shared<CameraImport>(
       CameraImport::Services{
           .mediaStaging = services_.mediaStaging, .photos = photos_, .history = services_.history},
-      importObserver(), requireLibraryAccess,
-      [&mainThread = platform_.mainThread] { return mainThread.wallNow(); });
+      importObserver(), requireLibraryAccess, clock);
   return SyncCoordinator(
       services_.history,
       {.checkAccess = checkAccess,
@@ -380,7 +383,8 @@ SyncCoordinator AppModel::coordinator(const DetectedDevice& device, const Cancel
                  model->setSyncPhase(phase);
                }
              });
-           }});
+           }},
+      clock);
 }
 
 CameraImport::Observer AppModel::importObserver() {

@@ -38,10 +38,14 @@ std::string CameraVolumeDiscovery::displayName(const MountedVolume& volume) {
                                               : std::string(volume.url.lastPathComponent());
 }
 
-bool CameraVolumeDiscovery::isStillMounted(const FileURL& url, const Volumes& volumes) {
-  return std::ranges::any_of(mountedURLs(volumes), [wanted = url.standardized()](const FileURL& mounted) {
-    return mounted.standardized() == wanted;
+bool CameraVolumeDiscovery::contains(const std::vector<MountedVolume>& volumes, const FileURL& url) {
+  return std::ranges::any_of(volumes, [wanted = url.standardized()](const MountedVolume& volume) {
+    return volume.url.standardized() == wanted;
   });
+}
+
+bool CameraVolumeDiscovery::isStillMounted(const FileURL& url, const Volumes& volumes) {
+  return contains(mountedVolumes(volumes), url);
 }
 
 std::optional<FileURL> CameraVolumeDiscovery::containingVolume(const FileURL& url,

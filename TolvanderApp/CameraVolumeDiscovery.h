@@ -26,7 +26,10 @@ class CameraVolumeDiscovery {
   // What a volume is called: its name, or the last component of its path where it has none.
   static std::string displayName(const MountedVolume& volume);
 
-  // Whether mountedURLs has the URL, however it is spelt. Throws likewise.
+  // Whether one of the volumes is mounted at the URL, however it is spelt.
+  static bool contains(const std::vector<MountedVolume>& volumes, const FileURL& url);
+
+  // The same of mountedVolumes. Throws likewise.
   static bool isStillMounted(const FileURL& url, const Volumes& volumes);
 
   // The innermost of `mountedVolumes` that is `url` or has it below.

@@ -99,15 +99,19 @@ FingerprintedMediaFile fingerprintVideo(const CameraMediaFile& file, const Cance
   return result;
 }
 
-// The work, shared between the threads: each takes the next file until there is none, or one has failed. As
-// files are taken in order, all before a failed one have been taken as well, so that the first failure in
-// their order is known whichever thread was faster.
+// The work, shared between the threads: each takes the next file until there is none, or one has failed.
+// Files are taken in order and a taken one is always done, so all before a failed one have a result, and the
+// first failure in their order is known whichever thread was faster.
 class Progress {
  public:
   explicit Progress(std::size_t count) : results_(count) {}
 
   void work(const std::function<FingerprintedMediaFile(std::size_t)>& fingerprint) {
-    for (std::size_t index = next_++; index < results_.size() && !hasFailed_; index = next_++) {
+    while (!hasFailed_) {
+      const std::size_t index = next_++;
+      if (index >= results_.size()) {
+        return;
+      }
       results_[index].emplace(Result::of([&] { return fingerprint(index); }));
       if (results_[index]->isFailure()) {
         hasFailed_ = true;

@@ -49,7 +49,7 @@ std::vector<std::vector<FingerprintedMediaFile>> stagingBatches(
       bytes = 0;
     }
     batches.back().push_back(file);
-    bytes += std::min(file.file.byteCount, maximumBytes);
+    bytes += std::min(file.file.byteCount, maximumBytes + 1);  // which leaves no room even for an empty file
   }
   return batches;
 }

@@ -1,7 +1,5 @@
 #include "Shells/CommandLine/SetupFlow.h"
 
-#include <algorithm>
-
 #include "TolvanderApp/Concurrency/Callback.h"
 #include "TolvanderApp/Presentation/QuestionText.h"
 
@@ -11,10 +9,17 @@ using app::AppModel;
 using app::PhotosPermissionStatus;
 using app::Task;
 
+std::optional<app::ConnectedDeviceSummary> connectedDevice(const AppModel& model, const FileURL& volume) {
+  for (const app::ConnectedDeviceSummary& device : model.connectedDevices.value()) {
+    if (device.volumeURL.resolvingSymlinks() == volume.resolvingSymlinks()) {
+      return device;
+    }
+  }
+  return std::nullopt;
+}
+
 bool isConnected(const AppModel& model, const FileURL& volume) {
-  return std::ranges::any_of(model.connectedDevices.value(), [&](const app::ConnectedDeviceSummary& device) {
-    return device.volumeURL.resolvingSymlinks() == volume.resolvingSymlinks();
-  });
+  return connectedDevice(model, volume).has_value();
 }
 
 Task<> startUp(Session* session) {

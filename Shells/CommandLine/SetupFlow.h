@@ -7,7 +7,8 @@
 // The steps of setting up, which several commands take.
 namespace tolvander::shell {
 
-// Whether the volume is a saved camera that the model has found.
+// The saved camera that the model has found as this volume.
+std::optional<app::ConnectedDeviceSummary> connectedDevice(const app::AppModel& model, const FileURL& volume);
 bool isConnected(const app::AppModel& model, const FileURL& volume);
 
 // Starts the model, and waits until it knows cameras, permissions and the library.

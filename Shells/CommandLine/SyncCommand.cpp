@@ -3,7 +3,7 @@
 
 #include "Shells/CommandLine/Arguments.h"
 #include "Shells/CommandLine/Command.h"
-#include "Shells/CommandLine/Failure.h"
+#include "Shells/CommandLine/Conclusion.h"
 #include "Shells/CommandLine/Session.h"
 #include "Shells/CommandLine/SetupFlow.h"
 #include "Shells/CommandLine/SyncDisplay.h"
@@ -15,20 +15,6 @@ namespace {
 
 using app::SyncReport;
 using app::Task;
-
-ExitStatus exitStatus(SyncReport::Outcome outcome) {
-  switch (outcome) {
-    case SyncReport::Outcome::done:
-      return ExitStatus::done;
-    case SyncReport::Outcome::failed:
-      return ExitStatus::failed;
-    case SyncReport::Outcome::incomplete:
-      return ExitStatus::incomplete;
-    case SyncReport::Outcome::stopped:
-      break;
-  }
-  return ExitStatus::stopped;
-}
 
 // What the flow needs, without which it would have to take references.
 struct SyncRun {
@@ -141,10 +127,7 @@ class SyncCommand final : public Command {
     std::optional<std::string> failure = co_await running;
     const SyncReport report = recorder.report(session.isInterrupted(), std::move(failure));
     std::cout << (json ? report.json() + "\n" : report.text());
-    if (report.failure && report.outcome != SyncReport::Outcome::stopped) {
-      showFailure(*report.failure);
-    }
-    co_return exitStatus(report.outcome);
+    co_return conclude(report.outcome, report.failure);
   }
 
   std::vector<std::string> volumes_;

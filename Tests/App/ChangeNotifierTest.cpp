@@ -205,6 +205,55 @@ TEST_F(ObservedTest, mayBeAssignedByItsAction) {
   EXPECT_EQ(*number, 3);
 }
 
+TEST_F(ObservedTest, showsItsObserversEveryValueAtOnce) {
+  Observed<std::string> message(notifier_, "first",
+                                [this](const std::string&) { log_.emplace_back("action"); });
+  const auto one = message.observe([&](const std::string& value) {
+    EXPECT_EQ(&value, &*message);
+    log_.push_back("one " + value);
+  });
+  const auto other = message.observe([this](const std::string& value) { log_.push_back("other " + value); });
+  EXPECT_EQ(log_, Log());  // the initial value is no change
+  message = "second";
+  EXPECT_EQ(log_, (Log{"action", "one second", "other second"}));
+  log_.clear();
+  message = "second";
+  message.update([](std::string& text) { text += " and third"; });
+  EXPECT_EQ(log_, (Log{"action", "one second", "other second", "action", "one second and third",
+                       "other second and third"}));
+}
+
+TEST_F(ObservedTest, showsNothingToAnObserverWhoseSubscriptionHasEnded) {
+  Observed<int> number(notifier_);
+  auto ended = number.observe([this](int) { log_.emplace_back("ended"); });
+  const auto stays = number.observe([this](int value) { log_.push_back(std::to_string(value)); });
+  ended.end();
+  number = 1;
+  EXPECT_EQ(log_, Log{"1"});
+}
+
+TEST_F(ObservedTest, letsAnObserverEndItself) {
+  Observed<int> number(notifier_);
+  Subscription itself;
+  const auto held = std::make_shared<std::string>("held");
+  itself = number.observe([&, held](int) {
+    itself.end();
+    log_.push_back(*held);  // what it holds lives while it runs
+  });
+  number = 1;
+  number = 2;
+  EXPECT_EQ(log_, Log{"held"});
+  EXPECT_EQ(held.use_count(), 1);
+}
+
+TEST_F(ObservedTest, endsBeforeItsObservers) {
+  std::optional<Observed<int>> number(std::in_place, notifier_);
+  auto observer = number->observe([this](int) { log_.emplace_back("never"); });
+  number.reset();
+  observer.end();
+  EXPECT_EQ(log_, Log());
+}
+
 TEST_F(ObservedTest, isAssignedByItsObserver) {
   Observed<int> number(notifier_);
   const auto observer = notifier_.observe([&] {

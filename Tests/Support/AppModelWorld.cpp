@@ -129,17 +129,20 @@ void AppModelWorld::launchAfterSetup() {
 }
 
 void AppModelWorld::run(app::Task<> task) {
-  testTasks_->start(std::move(task));
+  begin(std::move(task));
   runUntilIdle();
 }
 
 std::vector<std::string> AppModelWorld::takeStatuses() { return std::exchange(statuses_, {}); }
 
-std::vector<std::string> AppModelWorld::logLines() const {
+std::vector<std::string> AppModelWorld::logLines(std::string_view event) const {
+  const std::string beginning = event.empty() ? "{" : "{\"event\":\"" + std::string(event) + "\"";
   std::istringstream text(readFile(services_.diagnosticLog->files().front()));
   std::vector<std::string> lines;
   for (std::string line; std::getline(text, line);) {
-    lines.push_back(line.substr(0, line.rfind(",\"time\"")) + "}");
+    if (line.starts_with(beginning)) {
+      lines.push_back(line.substr(0, line.rfind(",\"time\"")) + "}");
+    }
   }
   return lines;
 }

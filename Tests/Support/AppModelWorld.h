@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Platform/Linux/VolumeTrash.h"
@@ -68,6 +69,8 @@ class AppModelWorld {
   app::AppSettings& settings() { return *services_.settings; }
   SyncHistoryStore& history() { return *services_.history; }
 
+  // Starts the task, which begins with the next turn of the loop.
+  void begin(app::Task<> task) { testTasks_->start(std::move(task)); }
   // Starts the task, and runs it as far as it goes without time passing.
   void run(app::Task<> task);
   void runUntilIdle() { mainThread.runUntilIdle(); }
@@ -76,8 +79,8 @@ class AppModelWorld {
   // Every value that the status line was given since this was asked for last, repetitions in a row left out.
   std::vector<std::string> takeStatuses();
 
-  // The lines in the log so far, without their times.
-  std::vector<std::string> logLines() const;
+  // The lines in the log so far, without their times: all, or those of one event.
+  std::vector<std::string> logLines(std::string_view event = {}) const;
 
   // Where files lie.
   FileURL historyFile() const { return folder.url().appending("history.json"); }

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cerrno>
+#include <deque>
+#include <exception>
 #include <list>
 #include <optional>
 #include <string>
@@ -7,6 +10,7 @@
 #include <vector>
 
 #include "TolvanderApp/Platform/Volumes.h"
+#include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::tests {
 
@@ -36,11 +40,25 @@ class FakeVolumes final : public app::Volumes {
     tell(url, &Observers::onUnmount);
   }
 
+  bool isUnreadable = false;  // nobody can tell what is mounted
+  // What the next questions what is mounted fail with, once so many were answered.
+  mutable std::deque<std::exception_ptr> failures;
+  mutable int answersBeforeFailure = 0;
+
   std::size_t observerCount() const { return observers_.size(); }
 
-  std::vector<app::MountedVolume> mountedVolumes() const override { return volumes_; }
+  std::vector<app::MountedVolume> mountedVolumes() const override {
+    refuseIfUnreadable();
+    if (!failures.empty() && answersBeforeFailure-- <= 0) {
+      const auto failure = std::move(failures.front());
+      failures.pop_front();
+      std::rethrow_exception(failure);
+    }
+    return volumes_;
+  }
 
   app::Subscription observeMounts(Observer onMount, Observer onUnmount) override {
+    refuseIfUnreadable();
     const auto place =
         observers_.insert(observers_.end(), Observers{std::move(onMount), std::move(onUnmount)});
     return app::Subscription([this, place] { observers_.erase(place); });
@@ -51,6 +69,12 @@ class FakeVolumes final : public app::Volumes {
     Observer onMount;
     Observer onUnmount;
   };
+
+  void refuseIfUnreadable() const {
+    if (isUnreadable) {
+      throw PosixError(EMFILE, "read", FileURL("/proc/self/mountinfo"));
+    }
+  }
 
   void tell(const FileURL& url, Observer Observers::*which) const {
     const std::list<Observers> observers = observers_;  // one may end its own subscription

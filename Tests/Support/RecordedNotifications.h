@@ -14,6 +14,7 @@ class RecordedNotifications final : public app::NotificationDelivery {
  public:
   app::NotificationAuthorizationStatus status = app::NotificationAuthorizationStatus::authorized;
   bool fails = false;
+  bool failsToAsk = false;
   int statusQueries = 0;
   int authorizationRequests = 0;
   std::vector<app::NotificationRequest> requests;
@@ -25,6 +26,9 @@ class RecordedNotifications final : public app::NotificationDelivery {
 
   app::Task<> requestAuthorization() override {
     ++authorizationRequests;
+    if (failsToAsk) {
+      throw CocoaError(CocoaError::Code::fileReadUnknown);
+    }
     co_return;
   }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <optional>
@@ -7,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "TolvanderApp/Concurrency/Sleep.h"
 #include "TolvanderApp/Platform/Dialogs.h"
 
 namespace tolvander::tests {
@@ -19,6 +21,7 @@ class ScriptedDialogs final : public app::Dialogs {
   std::deque<std::optional<std::string>> texts;  // for prompts; absent: cancelled
   std::deque<std::optional<FileURL>> folders;    // for panels; absent: cancelled
   std::function<void()> whileOpen;               // what happens before a question is answered
+  std::chrono::nanoseconds timeToAnswer{0};      // how long a question stays open; 0: not even one turn
 
   std::vector<app::Alert> alerts;
   std::vector<app::TextPrompt> prompts;
@@ -27,24 +30,31 @@ class ScriptedDialogs final : public app::Dialogs {
   app::Task<std::size_t> ask(app::Alert alert) override {
     const std::size_t answer = next(answers).value_or(alert.buttons.size() - 1);
     alerts.push_back(std::move(alert));
-    letTimePass();
+    auto thinking = think();
+    co_await thinking;
     co_return answer;
   }
   app::Task<std::optional<std::string>> askForText(app::TextPrompt prompt) override {
     prompts.push_back(std::move(prompt));
-    letTimePass();
+    auto thinking = think();
+    co_await thinking;
     co_return next(texts).value_or(std::nullopt);
   }
   app::Task<std::optional<FileURL>> chooseDirectory(app::DirectoryPanel panel) override {
     panels.push_back(std::move(panel));
-    letTimePass();
+    auto thinking = think();
+    co_await thinking;
     co_return next(folders).value_or(std::nullopt);
   }
 
  private:
-  void letTimePass() const {
+  app::Task<> think() {
     if (whileOpen) {
       whileOpen();
+    }
+    if (timeToAnswer > std::chrono::nanoseconds(0)) {
+      auto waiting = app::sleepOrCancellation(timeToAnswer);
+      co_await waiting;
     }
   }
 

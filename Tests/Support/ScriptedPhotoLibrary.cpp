@@ -319,6 +319,11 @@ void ScriptedPhotoLibrary::answerAuthorization(std::vector<PhotosAuthorizationSt
   authorization_ = {answers.begin(), answers.end()};
 }
 
+void ScriptedPhotoLibrary::beforeEachAuthorizationQuestion(std::function<void()> function) {
+  const std::lock_guard lock(mutex_);
+  beforeEachAuthorizationQuestion_ = std::move(function);
+}
+
 void ScriptedPhotoLibrary::answerRequestForAuthorization(PhotosAuthorizationStatus answer) {
   const std::lock_guard lock(mutex_);
   requestAnswer_ = answer;
@@ -347,6 +352,11 @@ void ScriptedPhotoLibrary::withholdAlbumPlaceholder() {
 void ScriptedPhotoLibrary::refuseAlbumChanges() {
   const std::lock_guard lock(mutex_);
   refusesAlbumChanges_ = true;
+}
+
+void ScriptedPhotoLibrary::failAlbumAssetFetches() {
+  const std::lock_guard lock(mutex_);
+  failsAlbumAssetFetches_ = true;
 }
 
 void ScriptedPhotoLibrary::endNextChange(ChangeEnd end) {
@@ -434,6 +444,14 @@ std::vector<std::string> ScriptedPhotoLibrary::members(const std::string& albumI
 // The contract.
 
 PhotosAuthorizationStatus ScriptedPhotoLibrary::authorizationStatus() {
+  std::function<void()> before;
+  {
+    const std::lock_guard lock(mutex_);
+    before = beforeEachAuthorizationQuestion_;
+  }
+  if (before) {
+    before();
+  }
   const std::lock_guard lock(mutex_);
   ++authorizationQuestions_;
   const PhotosAuthorizationStatus answer = authorization_.front();
@@ -501,6 +519,9 @@ std::vector<PhotosAsset> ScriptedPhotoLibrary::fetchAssets(const std::vector<std
 std::vector<PhotosAsset> ScriptedPhotoLibrary::fetchAssets(const PhotosAlbum& wanted) {
   const std::lock_guard lock(mutex_);
   ++albumAssetFetches_;
+  if (failsAlbumAssetFetches_) {
+    throw PhotosPlatformError(PhotosPlatformError::Case::libraryVolumeOffline, "the library is gone");
+  }
   std::vector<PhotosAsset> found;
   if (const StoredAlbum* const stored = album(wanted.localIdentifier)) {
     for (const std::string& member : stored->members) {

@@ -64,6 +64,8 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
 
   // One answer for each question, the last one for all further ones.
   void answerAuthorization(std::vector<app::PhotosAuthorizationStatus> answers);
+  // Runs on the asking thread before each question whether there is access, holding no lock.
+  void beforeEachAuthorizationQuestion(std::function<void()> function);
   // What the user says when asked; authorized at first.
   void answerRequestForAuthorization(app::PhotosAuthorizationStatus answer);
 
@@ -73,6 +75,8 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
   void refuseAlbumCreation();
   void withholdAlbumPlaceholder();
   void refuseAlbumChanges();
+  // What is in albums can't be read.
+  void failAlbumAssetFetches();
   // The next change that has no end yet ends like this.
   void endNextChange(ChangeEnd end);
   // Runs on the library's thread before each change block, holding no lock.
@@ -162,7 +166,9 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
   bool refusesAlbumCreation_ = false;
   bool withholdsAlbumPlaceholder_ = false;
   bool refusesAlbumChanges_ = false;
+  bool failsAlbumAssetFetches_ = false;
   std::deque<ChangeEnd> changeEnds_;
+  std::function<void()> beforeEachAuthorizationQuestion_;
   std::function<void()> beforeEachChange_;
   std::function<void()> beforeEachIdentifierFetch_;
   std::map<std::string, Read> reads_;

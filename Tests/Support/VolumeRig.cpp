@@ -138,6 +138,11 @@ void waitForUdisks(const FileURL& device) {
   }
 }
 
+void waitForDevice(const FileURL& device) {
+  runOrThrow({"udevadm", "wait", "--timeout=30", "--settle", device.path()});
+  waitForUdisks(device);
+}
+
 }  // namespace
 
 std::optional<std::string> reasonAgainstVolumeRig() {
@@ -151,7 +156,8 @@ std::optional<std::string> reasonAgainstVolumeRig() {
       return std::string(program) + " is not installed";
     }
   }
-  for (const char* const program : {"dbus-daemon", "gdbus", "udevadm", "udisksctl", "losetup"}) {
+  for (const char* const program :
+       {"dbus-daemon", "gdbus", "udevadm", "udisksctl", "losetup", "sfdisk", "partx", "mkfs.ext4"}) {
     if (!toolExists(program)) {
       return std::string(program) + " is not installed";
     }
@@ -184,16 +190,43 @@ VolumeRig::~VolumeRig() {
   }
 }
 
+FileURL VolumeRig::attach(const FileURL& image, int number) {
+  auto drive = std::make_unique<LoopDevice>(image, number);
+  const FileURL device = drive->url();
+  drives_[device] = std::move(drive);
+  waitForDevice(device);
+  return device;
+}
+
 FileURL VolumeRig::plugIn(LoopVolume::Format format, std::string_view label) {
   const int number = nextDrive_++;
   const FileURL image =
       formattedImage(folder_ / ("card-" + std::to_string(number)), format, label, std::int64_t{32} << 20U);
-  auto drive = std::make_unique<LoopDevice>(image, number);
-  const FileURL device = drive->url();
-  drives_[device] = std::move(drive);
-  runOrThrow({"udevadm", "wait", "--timeout=30", "--settle", device.path()});
-  waitForUdisks(device);
-  return device;
+  return attach(image, number);
+}
+
+std::vector<FileURL> VolumeRig::plugInWithTwoPartitions(std::string_view firstLabel,
+                                                        std::string_view secondLabel) {
+  const int number = nextDrive_++;
+  const FileURL image = folder_ / ("card-" + std::to_string(number));
+  writeFile(image, "");
+  std::filesystem::resize_file(image.path(), std::uintmax_t{34} << 20U);
+  runOrThrow({"sh", "-c", "printf 'label: dos\\n1MiB,16MiB,83\\n17MiB,16MiB,83\\n' | sfdisk --quiet \"$0\"",
+              image.path()});
+  runOrThrow(
+      {"mkfs.ext4", "-q", "-F", "-L", std::string(firstLabel), "-E", "offset=1048576", image.path(), "16M"});
+  runOrThrow({"mkfs.ext4", "-q", "-F", "-L", std::string(secondLabel), "-E", "offset=17825792", image.path(),
+              "16M"});
+  const FileURL device = attach(image, number);
+  runOrThrow({"partx", "--add", device.path()});
+  const std::vector<FileURL> partitions = {FileURL(device.path() + "p1"), FileURL(device.path() + "p2")};
+  std::ranges::for_each(partitions, waitForDevice);
+  return partitions;
+}
+
+bool VolumeRig::hasMedium(const FileURL& device) {
+  return std::filesystem::exists("/sys/block/" + std::string(device.lastPathComponent()) +
+                                 "/loop/backing_file");
 }
 
 FileURL VolumeRig::mount(const FileURL& device) {

@@ -41,6 +41,7 @@ bool isEvent(const std::string& line) {
 
 LogReport LogReport::of(const DiagnosticLog& log) {
   LogReport report;
+  static_cast<void>(log.storageFailure());  // waits for what was recorded before
   if (!fileExists(log.directory())) {
     return report;  // asked for its files, the log would make one
   }

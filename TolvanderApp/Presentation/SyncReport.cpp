@@ -4,11 +4,9 @@
 #include <array>
 #include <cmath>
 
-#include "TolvanderApp/PhotoLibraryError.h"
 #include "TolvanderApp/Presentation/Wording.h"
 #include "TolvanderCore/JSONWriter.h"
 #include "TolvanderCore/MediaCounts.h"
-#include "TolvanderCore/MediaSourceError.h"
 
 namespace tolvander::app {
 
@@ -31,20 +29,6 @@ std::string line(const SyncReport::Camera& camera) {
 }
 
 }  // namespace
-
-std::string_view rawText(SyncReport::Outcome outcome) {
-  switch (outcome) {
-    case SyncReport::Outcome::done:
-      return "done";
-    case SyncReport::Outcome::failed:
-      return "failed";
-    case SyncReport::Outcome::incomplete:
-      return "incomplete";
-    case SyncReport::Outcome::stopped:
-      break;
-  }
-  return "stopped";
-}
 
 std::string SyncReport::text() const {
   std::string text;
@@ -70,14 +54,7 @@ std::string SyncReport::json() const {
     writer.beginObject();
     writer.key("result");
     writer.beginObject();
-    writer.string("outcome", rawText(outcome));
-    writer.string("status", status);
-    writer.key("failure");
-    if (failure) {
-      writer.string(*failure);
-    } else {
-      writer.null();
-    }
+    RunResult{.outcome = outcome, .status = status, .failure = failure}.write(writer);
     writer.key("cameras");
     writer.beginArray();
     for (const Camera& camera : cameras) {
@@ -133,34 +110,12 @@ void SyncRecorder::take(const std::optional<StatusReceipt>& receipt) {
   }
 }
 
-std::optional<std::string> SyncRecorder::failureOfModel() const {
-  if (model_.lastError->has_value()) {
-    return model_.lastError.value();
-  }
-  if (const auto& issue = model_.removableVolumeAccessIssue.value()) {
-    return MediaSourceError::volumeAccessDenied(issue->volumeName).description();
-  }
-  if (model_.photosPermissionStatus == PhotosPermissionStatus::denied) {
-    return *PhotoLibraryError(PhotoLibraryError::Case::accessDenied).description() + " “" +
-           report_.library.path() + "” cannot be changed.";
-  }
-  if (model_.photosPermissionStatus != PhotosPermissionStatus::authorized) {
-    return PhotoLibraryError(PhotoLibraryError::Case::accessDenied).description();
-  }
-  return std::nullopt;
-}
-
 SyncReport SyncRecorder::report(bool wasStopped, std::optional<std::string> failure) const {
+  RunResult result = RunResult::of(model_, report_.library, wasStopped, std::move(failure));
   SyncReport report = report_;
-  report.status = model_.statusMessage;
-  report.failure = failure ? std::move(failure) : failureOfModel();
-  if (wasStopped) {
-    report.outcome = SyncReport::Outcome::stopped;
-  } else if (model_.offersPhotoReview || model_.photoReviewIsIncomplete()) {
-    report.outcome = SyncReport::Outcome::incomplete;
-  } else if (report.failure) {
-    report.outcome = SyncReport::Outcome::failed;
-  }
+  report.outcome = result.outcome;
+  report.status = std::move(result.status);
+  report.failure = std::move(result.failure);
   return report;
 }
 

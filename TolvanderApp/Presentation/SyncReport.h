@@ -11,18 +11,14 @@
 #include "TolvanderApp/Concurrency/Subscription.h"
 #include "TolvanderApp/LastSyncReceipt.h"
 #include "TolvanderApp/Platform/NotificationDelivery.h"
+#include "TolvanderApp/Presentation/RunResult.h"
 #include "TolvanderCore/FileURL.h"
 
 namespace tolvander::app {
 
 // What came of one run over the cameras.
 struct SyncReport {
-  enum class Outcome {
-    done,
-    failed,
-    incomplete,  // files could not be checked, or an earlier import is unresolved
-    stopped
-  };
+  using Outcome = RunOutcome;
 
   struct Camera {
     FileURL volumeURL;
@@ -45,8 +41,6 @@ struct SyncReport {
   std::string json() const;
 };
 
-std::string_view rawText(SyncReport::Outcome outcome);
-
 // Watches the model during a run, and tells what came of it.
 class SyncRecorder {
  public:
@@ -59,7 +53,6 @@ class SyncRecorder {
  private:
   void take(const std::map<FileURL, LastSyncReceipt>& receipts);
   void take(const std::optional<StatusReceipt>& receipt);
-  std::optional<std::string> failureOfModel() const;
 
   const AppModel& model_;
   SyncReport report_;

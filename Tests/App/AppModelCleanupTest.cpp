@@ -1,0 +1,511 @@
+#include <cerrno>
+#include <filesystem>
+
+#include "Tests/App/AppModelFlowTest.h"
+#include "Tests/Support/TrashScene.h"
+#include "TolvanderCore/SystemErrors.h"
+
+namespace tolvander::tests {
+namespace {
+
+constexpr std::size_t firstButton = 0;
+constexpr std::size_t secondButton = 1;
+constexpr const char* needsAttention = "Cleanup needs attention";
+
+class AppModelCleanupTest : public AppModelFlowTest {
+ protected:
+  // A card whose pictures are synced, with the offer to move them answered so.
+  Camera plugInAndSync(int pictures, std::size_t answer = firstButton) {
+    const Camera camera = plugInCharmera(pictures);
+    world.settings().setDeleteAfterSync(true);
+    launch();
+    world.dialogs.answers.push_back(answer);
+    sync();
+    return camera;
+  }
+
+  // The same, with the pictures in the Trash, and the ways to them as if it had happened long ago.
+  Camera plugInAndTrash(int pictures) {
+    const Camera camera = plugInAndSync(pictures);
+    EXPECT_EQ(world.history().trashRecords().size(), static_cast<std::size_t>(pictures));
+    world.notifications.requests.clear();
+    world.dialogs.alerts.clear();
+    world.takeStatuses();
+    return camera;
+  }
+
+  // Prepares a card for a sync during which `meanwhile` happens while the offer is open.
+  Camera prepareOffer(
+      int pictures, const std::function<void(const Camera&)>& meanwhile = [](const Camera&) {}) {
+    const Camera camera = plugInCharmera(pictures);
+    world.settings().setDeleteAfterSync(true);
+    world.settings().setAutoEjectAfterSync(true);
+    launch();
+    world.dialogs.answers = {firstButton};
+    world.dialogs.whileOpen = [camera, meanwhile] { meanwhile(camera); };
+    return camera;
+  }
+
+  // The next call of this name to the Trash does something else first.
+  void beforeTrashCall(const std::string& name, std::function<void()> act) {
+    world.trash.before = [this, name, act = std::move(act)](const std::string& call) {
+      if (call == name) {
+        world.trash.before = nullptr;
+        act();
+      }
+    };
+  }
+
+  void clear() {
+    ASSERT_FALSE(model().deviceTrashSummaries->empty());
+    clear(model().deviceTrashSummaries->front());
+  }
+  void clear(const app::DeviceTrashSummary& device) {
+    run([&] { model().clearManagedTrash(device); });
+    world.dialogs.whileOpen = nullptr;
+  }
+  void clearWhile(std::function<void()> meanwhile) {
+    world.dialogs.answers = {firstButton};
+    world.dialogs.whileOpen = std::move(meanwhile);
+    clear();
+  }
+
+  std::string firstAsset() {
+    return world.photoLibrary.fetchAssets(app::PhotosFetchOptions()).front().localIdentifier;
+  }
+
+  void expectOnCamera(const Camera& camera, int pictures) {
+    for (int number = 1; number <= pictures; ++number) {
+      EXPECT_TRUE(exists(picture(camera, number))) << number;
+    }
+    EXPECT_TRUE(world.history().trashRecords().empty());
+    EXPECT_TRUE(world.ejector.ejected.empty());
+  }
+
+  std::vector<FileURL> trashedFiles() {
+    std::vector<FileURL> files;
+    for (const auto& record : world.history().trashRecords()) {
+      files.emplace_back(record.trashedPath);
+    }
+    return files;
+  }
+};
+
+}  // namespace
+
+// The offer
+
+TEST_F(AppModelCleanupTest, asksBeforeItMovesAnything) {
+  plugInAndSync(1, secondButton);
+  EXPECT_EQ(
+      world.dialogs.alerts,
+      (std::vector{app::Alert{.style = app::Alert::Style::informational,
+                              .message = "Move 1 synced file to macOS Trash?",
+                              .informativeText = "Files from “CHARMERA” can be restored in Finder until "
+                                                 "Trash is emptied. Keep on Camera changes nothing.",
+                              .buttons = {"Move to Trash", "Keep on Camera"}}}));
+}
+
+TEST_F(AppModelCleanupTest, countsTheFilesInItsQuestion) {
+  plugInAndSync(2, secondButton);
+  EXPECT_EQ(world.dialogs.alerts.at(0).message, "Move 2 synced files to macOS Trash?");
+}
+
+TEST_F(AppModelCleanupTest, asksNothingWithoutTheSettingOrWithNothingImported) {
+  plugInCharmera(1);
+  launch();
+  sync();
+  world.settings().setDeleteAfterSync(true);
+  sync();
+  EXPECT_TRUE(world.dialogs.alerts.empty());
+}
+
+TEST_F(AppModelCleanupTest, keepOnCameraLeavesTheFilesAndTheEjectGoesAhead) {
+  const Camera camera = plugInCharmera(1);
+  world.settings().setDeleteAfterSync(true);
+  world.settings().setAutoEjectAfterSync(true);
+  launch();
+  world.dialogs.answers = {secondButton};
+  letTheDriveGo(camera);
+  sync();
+  EXPECT_TRUE(exists(picture(camera, 1)));
+  EXPECT_EQ(world.ejector.ejected.size(), 1U);
+  expectNoFailure("1 photo synced & ejected");
+  EXPECT_TRUE(world.logLines("cleanupFinished").empty());
+}
+
+// Moving
+
+TEST_F(AppModelCleanupTest, movesTheSyncedFilesAndRemembersThem) {
+  const Camera camera = plugInAndSync(2);
+  EXPECT_FALSE(exists(picture(camera, 1)));
+  EXPECT_FALSE(exists(picture(camera, 2)));
+  const auto records = world.history().trashRecords();
+  ASSERT_EQ(records.size(), 2U);
+  EXPECT_EQ(records[0].volumeName, "CHARMERA");
+  EXPECT_EQ(records[0].originalFilename, "PICT0001.JPG");
+  EXPECT_TRUE(records[0].photosAssetIdentifier);
+  EXPECT_TRUE(exists(FileURL(records[0].trashedPath)));
+  EXPECT_EQ(model().deviceTrashSummaries.value(),
+            (std::vector{app::DeviceTrashSummary{
+                .id = *records[0].deviceIdentifier, .displayName = "CHARMERA", .count = 2}}));
+  EXPECT_EQ(
+      notes(),
+      (Notes{{"Moved to macOS Trash", "2 files from CHARMERA. Restore in Finder until Trash is emptied."}}))
+      << "and no other one of the sync";
+  EXPECT_EQ(
+      world.logLines("cleanupFinished"),
+      (Texts{
+          R"({"event":"cleanupFinished","metrics":{"failures":0,"moved_to_trash":2,"recovery_needed":0}})"}));
+  const Texts statuses = world.takeStatuses();
+  EXPECT_EQ(Texts(statuses.end() - 3, statuses.end()),
+            (Texts{"2 photos synced", "Moving synced files to Trash…", "2 photos synced"}));
+  expectNoFailure("2 photos synced");
+}
+
+TEST_F(AppModelCleanupTest, cleanMoveLetsTheCameraBeEjected) {
+  const Camera camera = prepareOffer(1);
+  letTheDriveGo(camera);
+  sync();
+  EXPECT_EQ(world.ejector.ejected.size(), 1U);
+  expectNoFailure("1 photo synced & ejected");
+  EXPECT_EQ(notes().size(), 1U);
+}
+
+TEST_F(AppModelCleanupTest, movesNothingOfWhichACopyIsNotInTheLibrary) {
+  const Camera camera = prepareOffer(2, [&](const Camera&) { world.photoLibrary.removeAsset(firstAsset()); });
+  sync();
+  expectFailure("Some newly imported items no longer appear in Photos. The camera originals were kept.",
+                needsAttention);
+  EXPECT_FALSE(model().offersPhotoReview);
+  expectOnCamera(camera, 2);
+  EXPECT_TRUE(notes().empty());
+  EXPECT_TRUE(model().isIdle());
+}
+
+TEST_F(AppModelCleanupTest, cameraThatLeftDuringTheQuestionStopsIt) {
+  const Camera camera = prepareOffer(1, [&](const Camera& synced) { world.unmount(synced); });
+  sync();
+  EXPECT_EQ(model().lastError.value(), std::nullopt);
+  EXPECT_TRUE(world.history().trashRecords().empty());
+  EXPECT_TRUE(exists(picture(camera, 1)));
+  EXPECT_TRUE(world.logLines("cleanupFinished").empty());
+}
+
+TEST_F(AppModelCleanupTest, cameraThatLeftDuringTheProofStopsIt) {
+  const Camera camera = prepareOffer(1, [&](const Camera& synced) {
+    world.photoLibrary.beforeEachIdentifierFetch([this, synced] {
+      if (!world.mainThread.isCurrent()) {
+        world.mainThread.call([&] { world.unmount(synced); });
+      }
+    });
+  });
+  sync();
+  EXPECT_EQ(model().lastError.value(), std::nullopt);
+  EXPECT_TRUE(world.history().trashRecords().empty());
+  EXPECT_TRUE(exists(picture(camera, 1)));
+}
+
+TEST_F(AppModelCleanupTest, cameraThatWasForgottenDuringTheQuestionIsNotTouched) {
+  const Camera camera = prepareOffer(1, [&](const Camera&) {
+    plugInCard(0, "OTHER");  // so that there is a camera left
+    world.settings().removeProfile(world.settings().cameraGrants().front().id);
+  });
+  sync();
+  EXPECT_TRUE(model().lastError->has_value());
+  EXPECT_EQ(model().statusMessage.value(), "Sync needs attention");
+  expectOnCamera(camera, 1);
+}
+
+TEST_F(AppModelCleanupTest, moved3Files1FailureRecordsThe3NotifiesAndIsNotSafeToEject) {
+  const Camera camera =
+      prepareOffer(4, [&](const Camera& synced) { writeFile(picture(synced, 2), "changed meanwhile"); });
+  sync();
+  EXPECT_EQ(world.history().trashRecords().size(), 3U);
+  EXPECT_TRUE(exists(picture(camera, 2)));
+  EXPECT_EQ(
+      notes(),
+      (Notes{{"Moved to macOS Trash", "3 files from CHARMERA. Restore in Finder until Trash is emptied."}}));
+  expectFailure(
+      "Some synced files could not be moved to macOS Trash. The camera was not automatically ejected.",
+      needsAttention);
+  EXPECT_TRUE(world.ejector.ejected.empty());
+  EXPECT_EQ(
+      world.logLines("cleanupFinished"),
+      (Texts{
+          R"({"event":"cleanupFinished","metrics":{"failures":1,"moved_to_trash":3,"recovery_needed":0}})"}));
+}
+
+TEST_F(AppModelCleanupTest, saysWhichFilesCouldNotBeTracked) {
+  world.trash.saysWhereItMovedAnItem = false;
+  prepareOffer(1);
+  sync();
+  expectFailure(
+      "1 file is in macOS Trash but could not be safely tracked. Restore it with Finder. The camera was not "
+      "automatically ejected.",
+      needsAttention);
+  EXPECT_TRUE(notes().empty());
+  EXPECT_TRUE(world.ejector.ejected.empty());
+}
+
+TEST_F(AppModelCleanupTest, saysHowManyFilesCouldNotBeTracked) {
+  world.trash.saysWhereItMovedAnItem = false;
+  prepareOffer(2);
+  sync();
+  expectFailure(
+      "2 files are in macOS Trash but could not be safely tracked. Restore them with Finder. The camera was "
+      "not "
+      "automatically ejected.",
+      needsAttention);
+}
+
+// Stopping
+
+TEST_F(AppModelCleanupTest, stopDuringTheQuestionMovesNothing) {
+  const Camera camera = prepareOffer(1, [&](const Camera&) { model().stopCheck(); });
+  sync();
+  const Texts statuses = world.takeStatuses();
+  EXPECT_EQ(Texts(statuses.end() - 3, statuses.end()),
+            (Texts{"Stopping cleanup…", "Cleanup stopped", "Check stopped"}));
+  expectOnCamera(camera, 1);
+  expectNoFailure("Check stopped");
+}
+
+TEST_F(AppModelCleanupTest, stopDuringTheMoveKeepsWhatWasMoved) {
+  const Camera camera = prepareOffer(3);
+  beforeTrashCall("trashItem", [&] {
+    beforeTrashCall("trashItem", [&] { world.mainThread.call([&] { model().stopCheck(); }); });
+  });
+  sync();
+  EXPECT_EQ(world.history().trashRecords().size(), 1U);
+  EXPECT_TRUE(exists(picture(camera, 2))) << "put back, since the proof of its move was cut short";
+  EXPECT_TRUE(exists(picture(camera, 3)));
+  EXPECT_EQ(notes().size(), 1U);
+  const Texts statuses = world.takeStatuses();
+  EXPECT_EQ(Texts(statuses.end() - 3, statuses.end()),
+            (Texts{"Stopping cleanup…", "Cleanup stopped", "Check stopped"}));
+  EXPECT_TRUE(world.ejector.ejected.empty());
+}
+
+// A history that can't be saved
+
+TEST_F(AppModelCleanupTest, addTrashFailingWithAllFilesRestoredGivesTheSecondMessage) {
+  const Camera camera = prepareOffer(2);
+  beforeTrashCall("trashItem", [&] { blockHistory(); });
+  sync();
+  expectFailure(
+      "Cleanup history could not be saved. Moved files were restored to the camera; cleanup stopped.",
+      needsAttention);
+  expectOnCamera(camera, 2);
+  EXPECT_TRUE(notes().empty());
+  EXPECT_TRUE(model().deviceTrashSummaries->empty());
+}
+
+TEST_F(AppModelCleanupTest, addTrashFailingWithOneFileNotRestoredCountsIt) {
+  prepareOffer(2);
+  beforeTrashCall("trashItem", [&] {
+    blockHistory();
+    beforeTrashCall("renameExclusively", [] { throw PosixError(EIO, "rename", FileURL("/")); });
+  });
+  sync();
+  expectFailure(
+      "Cleanup history could not be saved. 1 file remains in macOS Trash and can be restored with Finder. "
+      "Cleanup stopped.",
+      needsAttention);
+  EXPECT_TRUE(world.ejector.ejected.empty());
+}
+
+TEST_F(AppModelCleanupTest, addTrashFailingWithNoFileRestoredCountsThem) {
+  prepareOffer(2);
+  beforeTrashCall("trashItem", [&] {
+    blockHistory();
+    world.trash.before = [](const std::string& call) {
+      if (call == "renameExclusively") {
+        throw PosixError(EIO, "rename", FileURL("/"));
+      }
+    };
+  });
+  sync();
+  expectFailure(
+      "Cleanup history could not be saved. 2 files remain in macOS Trash and can be restored with Finder. "
+      "Cleanup stopped.",
+      needsAttention);
+}
+
+// Deleting for good
+
+TEST_F(AppModelCleanupTest, asksBeforeItDeletesForGood) {
+  plugInAndTrash(1);
+  clear();
+  EXPECT_EQ(world.dialogs.alerts,
+            (std::vector{app::Alert{
+                .style = app::Alert::Style::critical,
+                .message = "Permanently delete 1 trashed file?",
+                .informativeText = "Only files Tolvander moved from “CHARMERA” will be deleted. Other items "
+                                   "in macOS Trash are untouched. This cannot be undone.",
+                .buttons = {"Clear Trash", "Cancel"}}}));
+  expectNoFailure("Camera files kept in Trash");
+  EXPECT_EQ(trashedFiles().size(), 1U);
+  EXPECT_TRUE(exists(trashedFiles().front()));
+}
+
+TEST_F(AppModelCleanupTest, deletesWhatItMovedAndNothingElse) {
+  plugInAndTrash(2);
+  const auto files = trashedFiles();
+  const FileURL foreign = files[0].deletingLastPathComponent().appending("somebody else's");
+  writeFile(foreign, "kept");
+  world.dialogs.answers = {firstButton};
+  clear();
+  EXPECT_EQ(world.dialogs.alerts.at(0).message, "Permanently delete 2 trashed files?");
+  EXPECT_FALSE(exists(files[0]));
+  EXPECT_FALSE(exists(files[1]));
+  EXPECT_TRUE(exists(foreign));
+  EXPECT_TRUE(world.history().trashRecords().empty());
+  EXPECT_TRUE(model().deviceTrashSummaries->empty());
+  EXPECT_EQ(notes(), (Notes{{"2 trashed files deleted", "2 files permanently deleted from CHARMERA."}}));
+  EXPECT_EQ(world.takeStatuses(),
+            (Texts{"Clearing camera files from Trash…", "2 camera files cleared from Trash"}));
+  EXPECT_EQ(world.logLines("cleanupFinished").back(),
+            R"({"event":"cleanupFinished","metrics":{"deleted":2,"failures":0}})");
+  expectNoFailure("2 camera files cleared from Trash");
+}
+
+TEST_F(AppModelCleanupTest, clearManagedTrashWithNoTrackedFileShowsSoWithoutAnAlert) {
+  plugInCharmera(1);
+  launch();
+  clear({.id = "nobody", .displayName = "CHARMERA", .count = 1});
+  expectNoFailure("No tracked camera files to clear");
+  EXPECT_TRUE(world.dialogs.alerts.empty());
+}
+
+TEST_F(AppModelCleanupTest, trashRecordOfAVolumeThatIsNotMountedIsLeftOutBeforeTheQuestion) {
+  plugInAndTrash(1);
+  ManagedTrashRecord elsewhere = world.history().trashRecords().front();
+  const FileURL file = world.folder / "Volumes/GONE/.Trash/PICT0009.JPG";
+  writeFile(file, "on a drive that is away");
+  elsewhere = elsewhere.relocatedTo(file.path());
+  elsewhere.id = UUID::random();
+  world.history().addTrash({elsewhere});
+  world.dialogs.answers = {firstButton};
+  clear();
+  EXPECT_EQ(world.dialogs.alerts.at(0).message, "Permanently delete 1 trashed file?");
+  EXPECT_TRUE(exists(file));
+  EXPECT_EQ(world.history().trashRecords(), (std::vector{elsewhere}));
+  expectNoFailure("1 camera files cleared from Trash");
+}
+
+TEST_F(AppModelCleanupTest, deletesNothingOfWhichACopyIsNotInTheLibrary) {
+  plugInAndTrash(2);
+  clearWhile([&] { world.photoLibrary.removeAsset(firstAsset()); });
+  expectFailure(
+      "Some of these items no longer appear in Photos. Nothing was permanently deleted; keep the copies in "
+      "Trash "
+      "or restore them in Finder.",
+      needsAttention);
+  EXPECT_EQ(trashedFiles().size(), 2U);
+  EXPECT_TRUE(exists(trashedFiles().front()));
+  EXPECT_TRUE(model().isIdle());
+}
+
+TEST_F(AppModelCleanupTest, deletesNothingOfADriveThatLeftDuringTheQuestion) {
+  const Camera camera = plugInAndTrash(1);
+  clearWhile([&] { world.unmount(camera); });
+  EXPECT_EQ(trashedFiles().size(), 1U);
+  EXPECT_TRUE(exists(trashedFiles().front()));
+  EXPECT_EQ(model().lastError.value(), std::nullopt);
+}
+
+TEST_F(AppModelCleanupTest, deletesNothingOfADriveThatLeftDuringTheProof) {
+  const Camera camera = plugInAndTrash(1);
+  clearWhile([&] {
+    world.photoLibrary.beforeEachIdentifierFetch(
+        [&] { world.mainThread.call([&] { world.unmount(camera); }); });
+  });
+  EXPECT_TRUE(exists(trashedFiles().front()));
+  EXPECT_EQ(model().lastError.value(), std::nullopt);
+}
+
+TEST_F(AppModelCleanupTest, stopDuringTheQuestionDeletesNothing) {
+  plugInAndTrash(1);
+  clearWhile([&] { model().stopCheck(); });
+  EXPECT_EQ(world.takeStatuses(), (Texts{"Stopping cleanup…", "Cleanup stopped"}));
+  EXPECT_TRUE(exists(trashedFiles().front()));
+  expectNoFailure("Cleanup stopped");
+}
+
+TEST_F(AppModelCleanupTest, saysThatSomeFilesCouldNotBeCleared) {
+  plugInAndTrash(2);
+  clearWhile([&] { writeFile(trashedFiles().front(), "changed meanwhile"); });
+  expectFailure(
+      "Some tracked files could not be cleared. Remaining files are still in macOS Trash and can be managed "
+      "in "
+      "Finder.",
+      needsAttention);
+  EXPECT_EQ(trashedFiles().size(), 1U);
+  EXPECT_TRUE(notes().empty());
+}
+
+TEST_F(AppModelCleanupTest, saysWhenADeletionCouldNotBeRecorded) {
+  plugInAndTrash(1);
+  beforeTrashCall("remove", [&] { blockHistory(); });
+  world.dialogs.answers = {firstButton};
+  clear();
+  EXPECT_EQ(
+      model().lastError.value(),
+      "Trash history could not be saved. 1 file was permanently deleted; remaining files are still in macOS "
+      "Trash. Manage remaining items in Finder before retrying.");
+  EXPECT_TRUE(model().isIdle());
+}
+
+TEST_F(AppModelCleanupTest, saysHowManyDeletionsCouldNotBeRecorded) {
+  plugInAndTrash(2);
+  beforeTrashCall("remove", [&] { blockHistory(); });
+  world.dialogs.answers = {firstButton};
+  clear();
+  EXPECT_EQ(
+      model().lastError.value(),
+      "Trash history could not be saved. 2 files were permanently deleted; remaining files are still in "
+      "macOS Trash. Manage remaining items in Finder before retrying.");
+}
+
+TEST_F(AppModelCleanupTest, doesNothingWhileAnotherFlowRunsOrBeforeSetup) {
+  plugInAndTrash(1);
+  const app::DeviceTrashSummary device = model().deviceTrashSummaries->front();
+  whenIn(SyncPhase::Kind::recognizing, [&] { model().clearManagedTrash(device); });
+  sync();
+  world.settings().setOnboardingCompleted(false);
+  clear(device);
+  EXPECT_TRUE(world.dialogs.alerts.empty());
+  EXPECT_EQ(trashedFiles().size(), 1U);
+}
+
+// Putting back
+
+TEST_F(AppModelCleanupTest, putsFilesBackWhereTheyWere) {
+  const Camera camera = plugInAndTrash(2);
+  const app::DeviceTrashSummary device = model().deviceTrashSummaries->front();
+  run([&] { model().restoreManagedTrash(device, std::set<std::string>{"PICT0002.JPG"}); });
+  EXPECT_FALSE(exists(picture(camera, 1)));
+  EXPECT_TRUE(exists(picture(camera, 2)));
+  expectNoFailure("1 file restored to the camera");
+  run([&] { model().restoreManagedTrash(device, std::nullopt); });
+  EXPECT_TRUE(exists(picture(camera, 1)));
+  EXPECT_TRUE(world.history().trashRecords().empty());
+  run([&] { model().restoreManagedTrash(device, std::nullopt); });
+  expectNoFailure("No tracked camera files to restore");
+}
+
+TEST_F(AppModelCleanupTest, keepsTrackOfAFileThatCouldNotBePutBack) {
+  const Camera camera = plugInAndTrash(2);
+  writeFile(picture(camera, 1), "the name is taken");
+  run([&] { model().restoreManagedTrash(model().deviceTrashSummaries->front(), std::nullopt); });
+  expectFailure(
+      "Some tracked files could not be restored. Remaining files are still in macOS Trash and can be managed "
+      "in "
+      "Finder.",
+      needsAttention);
+  EXPECT_EQ(trashedFiles().size(), 1U);
+  EXPECT_EQ(readFile(picture(camera, 1)), "the name is taken");
+}
+
+}  // namespace tolvander::tests

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "TolvanderCore/FingerprintedMediaFile.h"
+#include "TolvanderCore/ImportRecords.h"
+#include "TolvanderCore/ManagedTrashRecord.h"
+
+namespace tolvander::app {
+
+// The proof that files have a copy in the library, without which none is moved or deleted. Pure functions,
+// safe on every thread.
+class CleanupProof {
+ public:
+  CleanupProof() = delete;
+
+  // From source fingerprint to the asset's identifier.
+  using Assets = std::map<std::string, std::string>;
+
+  // The recorded assets of the files. A match by metadata is no ground for touching a camera file: it is
+  // none.
+  static Assets recordedAssets(const std::vector<FingerprintedMediaFile>& files,
+                               const ImportRecords& records);
+
+  static std::vector<std::string> identifiers(const Assets& assets);
+  static std::vector<std::string> identifiers(const std::vector<ManagedTrashRecord>& records);
+
+  // Whether each file has an asset, and each of these is among those that are in the library.
+  static bool allExist(const std::vector<FingerprintedMediaFile>& files, const Assets& assets,
+                       const std::set<std::string>& existing);
+  static bool allExist(const std::vector<ManagedTrashRecord>& records, const std::set<std::string>& existing);
+};
+
+}  // namespace tolvander::app
