@@ -37,7 +37,7 @@ double run(const Strings& arguments) {
   return seconds([&] {
     const tests::ToolResult result = tests::runTool(arguments);
     if (result.status != 0) {
-      throw std::runtime_error(arguments.front() + " failed: " + result.errors);
+      throw std::runtime_error(arguments.front() + " failed: " + result.output + result.errors);
     }
   });
 }
@@ -194,7 +194,8 @@ BENCHMARK(secondSync)
 constexpr std::int64_t assetsOfLibrary = 200'000;
 constexpr std::int64_t recordsOfHistory = 20'000;
 
-// Pictures of a larger camera, all over three years: none has to be read to know that it is another one.
+// Pictures of the years before the card's, of another camera: none has to be read to know that it is another
+// one.
 void fillLibrary(const FileURL& file) {
   Database database(file, Database::Opening::existing, std::chrono::milliseconds(0));
   database.run("PRAGMA synchronous=OFF");
@@ -204,7 +205,7 @@ void fillLibrary(const FileURL& file) {
       std::to_string(assetsOfLibrary) + ") ";
   database.run(numbers +
                "INSERT INTO assets SELECT n + 1000000, printf('%08X-0000-4000-8000-%012X', n * 2654435761 & "
-               "4294967295, n), 1, 1700000000000000000 + n * 473000000000, 4032, 3024, 0.0 FROM numbers");
+               "4294967295, n), 1, 1640000000000000000 + n * 600000000000, 4032, 3024, 0.0 FROM numbers");
   database.run(
       "INSERT INTO resources SELECT id, 0, 0, printf('PICT%04d.JPG', id % 10000), "
       "printf('Originals/%d.JPG', id), printf('originals/%d.jpg', id), 900000 FROM assets WHERE id >= "
