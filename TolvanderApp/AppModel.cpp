@@ -215,7 +215,10 @@ bool AppModel::canStartFirstSync() const {
          !isEjecting && !activeSyncTask_ && !removableVolumeAccessIssue->has_value();
 }
 
-bool AppModel::isIdle() const { return !isSyncing && !isEjecting && !activeSyncTask_ && !ejectAfterSync_; }
+bool AppModel::isIdle() const {
+  const bool ejects = ejectTask_ && !ejectTask_->isFinished();  // it may not have begun
+  return !isSyncing && !isEjecting && !activeSyncTask_ && !ejectAfterSync_ && !ejects;
+}
 
 void AppModel::storeSettings(const std::function<void()>& change) {
   try {

@@ -283,6 +283,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
 
   // Eject (AppModelEject.cpp)
   void startEject(ConnectedDeviceSummary device);
+  Task<> eject(ConnectedDeviceSummary device);
   void startDeferredEject();
   void showEjectFailure(const std::string& displayName, const std::exception_ptr& failure);
   void rememberOwnUnmount(const FileURL& url);
@@ -326,6 +327,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   bool isCleaningUp_ = false;
   bool pendingSyncRequested_ = false;
   std::optional<ConnectedDeviceSummary> ejectAfterSync_;
+  std::optional<TaskHandle> ejectTask_;  // the last one, finished or not
   std::optional<TaskHandle> statusReceiptTask_;
   bool settingsWindowOpen_ = false;
   bool statusMenuOpen_ = false;

@@ -30,7 +30,13 @@ void AppModel::ejectDevice(ConnectedDeviceSummary device) {
 }
 
 void AppModel::startEject(ConnectedDeviceSummary device) {
-  tasks_.start(ejectVolume(device.volumeURL, device.displayName, device.isCharmera, true));
+  ejectTask_ = tasks_.start(eject(std::move(device)));
+}
+
+Task<> AppModel::eject(ConnectedDeviceSummary device) {
+  auto ejecting = ejectVolume(device.volumeURL, device.displayName, device.isCharmera, true);
+  co_await ejecting;
+  changes.changed();  // isIdle
 }
 
 void AppModel::startDeferredEject() {

@@ -9,7 +9,9 @@
 #include "TolvanderApp/MediaFingerprintStage.h"
 #include "TolvanderApp/PermissionService.h"
 #include "TolvanderApp/PhotoLibraryError.h"
+#include "TolvanderCore/MediaImportError.h"
 #include "TolvanderCore/Platform/Text.h"
+#include "TolvanderCore/SyncHistoryError.h"
 
 namespace tolvander::app {
 
@@ -42,6 +44,26 @@ std::optional<std::string> statusOf(const SyncPhase& phase) {
   return std::nullopt;
 }
 
+// Does what reads the camera. What fails for want of the camera is a stop and not a failure; what the library
+// and the history say holds without it too.
+template <typename Work>
+auto stoppingWithTheCamera(const Volumes& volumes, const FileURL& volumeURL, Work work) {
+  try {
+    return work();
+  } catch (const PhotoLibraryError&) {
+    throw;
+  } catch (const SyncHistoryError&) {
+    throw;
+  } catch (const MediaImportError&) {
+    throw;
+  } catch (const std::exception&) {
+    if (CameraVolumeDiscovery::isStillMounted(volumeURL, volumes)) {
+      throw;
+    }
+  }
+  throw CancellationError();
+}
+
 }  // namespace
 
 // MARK: The one way in
@@ -58,6 +80,7 @@ Task<> AppModel::syncAllConnected(bool notifyWhenStarting) {
   auto running = activeSyncTask_->join();
   co_await running;
   activeSyncTask_.reset();
+  changes.changed();  // isIdle
   if (pendingSyncRequested_ && !syncCancellationRequested_) {
     pendingSyncRequested_ = false;
     auto pending = syncAllConnected(false);
@@ -318,6 +341,9 @@ SyncCoordinator AppModel::coordinator(const DetectedDevice& device, const Cancel
     requireLibraryAccess();
   };
   const auto clock = [&mainThread = platform_.mainThread] { return mainThread.wallNow(); };
+  const auto whileMounted = [&volumes = platform_.volumes, volumeURL = device.volumeURL](auto work) {
+    return stoppingWithTheCamera(volumes, volumeURL, work);
+  };
   const auto import = std::make_shared<CameraImport>(
       CameraImport::Services{
           .mediaStaging = services_.mediaStaging, .photos = photos_, .history = services_.history},
@@ -326,8 +352,11 @@ SyncCoordinator AppModel::coordinator(const DetectedDevice& device, const Cancel
       services_.history,
       {.checkAccess = checkAccess,
        .fingerprint =
-           [token](const std::vector<CameraMediaFile>& files, bool confidentlyRecognizedAsCharmera) {
-             return MediaFingerprintStage::fingerprint(files, confidentlyRecognizedAsCharmera, token);
+           [token, whileMounted](const std::vector<CameraMediaFile>& files,
+                                 bool confidentlyRecognizedAsCharmera) {
+             return whileMounted([&] {
+               return MediaFingerprintStage::fingerprint(files, confidentlyRecognizedAsCharmera, token);
+             });
            },
        .reconcile = [photos = photos_, token](
                         const std::vector<FingerprintedMediaFile>& files,
@@ -338,9 +367,11 @@ SyncCoordinator AppModel::coordinator(const DetectedDevice& device, const Cancel
            },
        // The album is filled once, at the end of the run, with every recorded item of the card.
        .importFiles =
-           [import, token](const std::vector<FingerprintedMediaFile>& files,
-                           bool confidentlyRecognizedAsCharmera) {
-             return import->importNewFiles(files, confidentlyRecognizedAsCharmera, std::nullopt, token);
+           [import, token, whileMounted](const std::vector<FingerprintedMediaFile>& files,
+                                         bool confidentlyRecognizedAsCharmera) {
+             return whileMounted([&] {
+               return import->importNewFiles(files, confidentlyRecognizedAsCharmera, std::nullopt, token);
+             });
            },
        .addToAlbum = [photos = photos_, token](
                          const std::vector<std::string>& identifiers,

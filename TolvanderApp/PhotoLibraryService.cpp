@@ -1,5 +1,6 @@
 #include "TolvanderApp/PhotoLibraryService.h"
 
+#include <exception>
 #include <utility>
 
 #include "TolvanderApp/PhotoLibraryChangeExecutor.h"
@@ -75,8 +76,7 @@ PhotoImportOutcome PhotoLibraryService::importFiles(const std::vector<PreparedMe
 MediaImportTransaction::AssetIdentifiers PhotoLibraryService::commit(
     const MediaImportTransaction::Batch& batch, const std::optional<PhotosAlbum>& album,
     const CancellationToken& token) {
-  const std::vector<PhotosAsset> albumAssets =
-      album ? library_.fetchAssets(*album) : std::vector<PhotosAsset>();
+  const std::vector<PhotosAsset> albumAssets = assetsBeforeCommit(album);
   ImportPlan plan;
   const auto change = [&](PhotosChanges& changes) {
     addCreations(changes, batch, plan);
@@ -89,6 +89,18 @@ MediaImportTransaction::AssetIdentifiers PhotoLibraryService::commit(
   };
   performChanges(change, true, token);
   return plan.identifiers;
+}
+
+// Nothing has been submitted yet, so that a library that can't be read has certainly not taken the batch.
+std::vector<PhotosAsset> PhotoLibraryService::assetsBeforeCommit(const std::optional<PhotosAlbum>& album) {
+  if (!album) {
+    return {};
+  }
+  try {
+    return library_.fetchAssets(*album);
+  } catch (const std::exception&) {
+    throw MediaImportCommitFailure::definiteFailure(std::current_exception());
+  }
 }
 
 // With `preservingCommitFailure` what certainly didn't happen is told as MediaImportCommitFailure, without it

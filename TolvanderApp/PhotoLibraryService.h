@@ -98,6 +98,7 @@ class PhotoLibraryService {
   MediaImportTransaction::AssetIdentifiers commit(const MediaImportTransaction::Batch& batch,
                                                   const std::optional<PhotosAlbum>& album,
                                                   const CancellationToken& token);
+  std::vector<PhotosAsset> assetsBeforeCommit(const std::optional<PhotosAlbum>& album);
   void performChanges(PhotoLibrary::ChangeBlock change, bool preservingCommitFailure,
                       const CancellationToken& token);
 

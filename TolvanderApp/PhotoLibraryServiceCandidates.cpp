@@ -10,6 +10,7 @@
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderApp/ResourceIdentityAccumulator.h"
 #include "TolvanderApp/ResourceRequest.h"
+#include "TolvanderCore/FileURL.h"
 #include "TolvanderCore/Platform/Text.h"
 
 namespace tolvander::app {
@@ -155,7 +156,7 @@ Candidates candidatesAmong(const std::vector<PhotosAsset>& assets, PhotoLibrary&
 }
 
 bool isJPEG(const std::string& filename) {
-  const std::string extension = lowercased(FileURL("/").appending(filename).pathExtension());
+  const std::string extension = lowercased(pathExtension(filename));
   return extension == "jpg" || extension == "jpeg";
 }
 
@@ -275,7 +276,7 @@ ReadResult PhotoLibraryService::resourceIdentity(const PhotosAssetResource& reso
   using Result = ResourceRequest::Result;
   const auto accumulator = std::make_shared<ResourceIdentityAccumulator>(isJPEG(resource.originalFilename));
   const auto request = std::make_shared<ResourceRequest>(library_, maximumBytes);
-  const auto alarm = timer_.after(timeout, [request, record = recorder_] {
+  auto alarm = timer_.after(timeout, [request, record = recorder_] {
     record(Event::operationFailed, {{"resource_timeout", 1}});
     request->finish(Result::unavailable, true);
   });
@@ -300,6 +301,7 @@ ReadResult PhotoLibraryService::resourceIdentity(const PhotosAssetResource& reso
       }));
 
   const Result result = continuation->wait();
+  alarm.reset();  // or it could still say that the time is up while the bytes are made an identity of
   const std::int64_t bytes = request->bytes();
   switch (result) {
     case Result::success:

@@ -80,8 +80,7 @@ class OfflinePhotoRecognizer {
   // been through that, among those of another name that were created near its dates.
   //
   // - `candidates` come newest first: in the broader search a file without dates is compared with the first
-  // of
-  //   them.
+  //   of them.
   // - `policy` is already scaled to the number of files.
   // - `truncatedSources` are the source fingerprints of files for which not all candidates were fetched; one
   //   that belongs to none of `files` is ignored.

@@ -10,7 +10,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "TolvanderApp/Platform/EjectError.h"
@@ -54,7 +53,10 @@ class Conversation {
   // The object of a device file; absent for a device that udisks doesn't know.
   std::optional<sdbus::ObjectPath> block(const std::string& device) {
     std::vector<sdbus::ObjectPath> blocks;
-    call("/org/freedesktop/UDisks2/Manager", "org.freedesktop.UDisks2.Manager", "ResolveDevice")
+    proxy("/org/freedesktop/UDisks2/Manager")
+        .callMethod("ResolveDevice")
+        .onInterface("org.freedesktop.UDisks2.Manager")
+        .withTimeout(patience)
         .withArguments(Options{{"path", sdbus::Variant(device)}}, Options())
         .storeResultsTo(blocks);
     return blocks.empty() ? std::nullopt : std::optional(blocks.front());
@@ -71,7 +73,10 @@ class Conversation {
   std::vector<sdbus::ObjectPath> mountedFilesystems(const sdbus::ObjectPath& drive,
                                                     const sdbus::ObjectPath& first) {
     Objects objects;
-    call("/org/freedesktop/UDisks2", "org.freedesktop.DBus.ObjectManager", "GetManagedObjects")
+    proxy("/org/freedesktop/UDisks2")
+        .callMethod("GetManagedObjects")
+        .onInterface("org.freedesktop.DBus.ObjectManager")
+        .withTimeout(patience)
         .storeResultsTo(objects);
     std::vector<sdbus::ObjectPath> mounted;
     for (const auto& [path, interfaces] : objects) {
@@ -89,15 +94,15 @@ class Conversation {
   // At every place where it is mounted.
   void unmount(const sdbus::ObjectPath& filesystem) {
     while (isMounted(filesystem)) {
-      call(filesystem, filesystemInterface, "Unmount").withArguments(Options());
+      call(filesystem, filesystemInterface, "Unmount");
     }
   }
 
   void eject(const sdbus::ObjectPath& drive) {
     if (says(drive, "Ejectable")) {
-      call(drive, driveInterface, "Eject").withArguments(Options());
+      call(drive, driveInterface, "Eject");
     } else if (says(drive, "CanPowerOff")) {
-      call(drive, driveInterface, "PowerOff").withArguments(Options());
+      call(drive, driveInterface, "PowerOff");
     }
   }
 
@@ -110,8 +115,10 @@ class Conversation {
     return *proxy;
   }
 
-  sdbus::MethodInvoker call(const std::string& path, const char* interface, const char* method) {
-    return std::move(proxy(path).callMethod(method).onInterface(interface).withTimeout(patience));
+  // A method that takes options only. A call is made where its MethodInvoker ends, which is therefore never
+  // moved: the one that was moved from would call nothing, and fail.
+  void call(const std::string& path, const char* interface, const char* method) {
+    proxy(path).callMethod(method).onInterface(interface).withTimeout(patience).withArguments(Options());
   }
 
   bool isMounted(const sdbus::ObjectPath& filesystem) {

@@ -1,9 +1,11 @@
 #include "Shells/CommandLine/Arguments.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 
 #include "TolvanderCore/InternetDateTime.h"
+#include "TolvanderCore/Platform/FileSystem.h"
 
 namespace tolvander::shell {
 
@@ -14,6 +16,14 @@ FileURL fileURLFromArgument(const std::string& path) {
   // goes.
   const bool goesUp = std::ranges::find(absolute, "..") != absolute.end();
   return goesUp ? url.resolvingSymlinks() : url.standardized();
+}
+
+FileURL existingFolder(const std::string& path) {
+  FileURL url = fileURLFromArgument(path);
+  if (!fileResourceValues(url.resolvingSymlinks()).isDirectory) {
+    throw PosixError(ENOTDIR, "open", url);
+  }
+  return url;
 }
 
 std::optional<Date> dateFromArgument(std::string_view text) {

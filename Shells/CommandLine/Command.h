@@ -13,7 +13,7 @@ class App;
 
 namespace tolvander::shell {
 
-enum class ExitStatus : int { done = 0, failed = 1, wrongUsage = 2, stopped = 130 };
+enum class ExitStatus : int { done = 0, failed = 1, wrongUsage = 2, incomplete = 3, stopped = 130 };
 
 // What every command is given: the options that stand before the command, and the token that Ctrl-C cancels.
 struct Context {
@@ -43,5 +43,16 @@ std::unique_ptr<Command> makeScanCommand();
 std::unique_ptr<Command> makePlanCommand();
 std::unique_ptr<Command> makeRewrapCommand();
 std::unique_ptr<Command> makeHistoryCommand();
+std::unique_ptr<Command> makeSyncCommand();
+std::unique_ptr<Command> makeWatchCommand();
+std::unique_ptr<Command> makeCheckCommand();
+std::unique_ptr<Command> makeRememberCommand();
+std::unique_ptr<Command> makeRestoreCommand();
+std::unique_ptr<Command> makeTrashCommand();
+std::unique_ptr<Command> makeEjectCommand();
+std::unique_ptr<Command> makeCamerasCommand();
+std::unique_ptr<Command> makeLogCommand();
+std::unique_ptr<Command> makeStatusCommand();
+std::unique_ptr<Command> makeLibraryCommand();
 
 }  // namespace tolvander::shell

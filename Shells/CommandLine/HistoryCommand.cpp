@@ -1,8 +1,8 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
-#include <stdexcept>
 
 #include "Shells/CommandLine/Command.h"
+#include "Shells/CommandLine/HomeFiles.h"
 #include "TolvanderApp/Presentation/HistoryReport.h"
 
 namespace tolvander::shell {
@@ -16,10 +16,7 @@ class HistoryCommand final : public Command {
   }
 
   ExitStatus run(const Context& context) override {
-    if (!context.directories().applicationSupport) {
-      throw std::runtime_error("this user has no home folder; say where our files are with --home");
-    }
-    SyncHistoryStore store(SyncHistoryStore::historyFile(context.directories()));
+    SyncHistoryStore store(HomeFiles::of(context).history);
     const auto report = app::HistoryReport::of(store);
     std::cout << (context.json ? report.json() + "\n" : report.text());
     return ExitStatus::done;

@@ -18,6 +18,7 @@ sigset_t watchedSignals() {
   sigset_t signals;
   sigemptyset(&signals);
   sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGTERM);
   sigaddset(&signals, endOfWaiting);
   return signals;
 }
@@ -26,7 +27,7 @@ void waitForSignals(CancellationSource source, const std::atomic<bool>& isEnding
   const sigset_t signals = watchedSignals();
   int signal = 0;
   while (sigwait(&signals, &signal) == 0 && !isEnding) {
-    if (signal != SIGINT) {
+    if (signal != SIGINT && signal != SIGTERM) {
       continue;  // sent by somebody else
     }
     if (source.token().isCancelled()) {

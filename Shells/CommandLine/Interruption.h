@@ -7,9 +7,9 @@
 
 namespace tolvander::shell {
 
-// Turns Ctrl-C into a cancellation: the first stops the work at its next safe point and says so, the second
-// ends the process at once. To be made before any other thread, since all threads have to leave the signal to
-// this one.
+// Turns Ctrl-C, and the system's request to end (SIGTERM), into a cancellation: the first stops the work at
+// its next safe point and says so, the second ends the process at once. To be made before any other thread,
+// since all threads have to leave the signal to this one.
 class Interruption {
  public:
   Interruption();

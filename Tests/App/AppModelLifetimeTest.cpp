@@ -19,8 +19,6 @@ class AppModelLifetime : public testing::Test {
  protected:
   struct Scene {
     Scene() {
-      world.addPhoto(camera, "PICT0001.JPG", 1);
-      world.addPhoto(card, "PICT0002.JPG", 2);
       world.mount(camera);
       world.remember(camera);
     }
@@ -60,6 +58,7 @@ class AppModelLifetime : public testing::Test {
 TEST_F(AppModelLifetime, endsHarmlesslyAtAnyStepOfTheStartAndItsSync) {
   expectHarmlessAtAnyStepOf(
       [](Scene& scene) {
+        scene.world.addPhoto(scene.camera, "PICT0001.JPG", 1);
         scene.world.completeSetup();
         scene.world.launch();
       },

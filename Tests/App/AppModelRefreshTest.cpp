@@ -377,6 +377,7 @@ TEST_F(AppModelRefresh, thatLosesAccessForgetsAllResults) {
     model().setStatusMenuOpen(false);  // begins the receipt's time
   };
   giveResults();
+  world.runUntilIdle();
   ASSERT_NE(world.mainThread.untilNextTimer(), std::nullopt);
   world.photoLibrary.answerAuthorization({PhotosAuthorizationStatus::denied});
   world.run(model().refreshPermissionStatuses());

@@ -267,6 +267,14 @@ TEST_F(PhotoLibraryServiceImport, takesTheMarksBackAfterAFailureWithoutAnError) 
   EXPECT_EQ(steps.back(), "rollback PICT1.JPG");
 }
 
+TEST_F(PhotoLibraryServiceImport, takesTheMarksBackWhereTheAlbumCannotBeRead) {
+  library.addAlbum("Camera");
+  library.failAlbumAssetFetches();
+  EXPECT_THROW(import(pictures(1), "Camera"), PhotosPlatformError);
+  EXPECT_EQ(steps, (Steps{"0/1", "begin PICT1.JPG", "rollback PICT1.JPG"}));
+  EXPECT_EQ(library.changeCount(), 0U);
+}
+
 TEST_F(PhotoLibraryServiceImport, keepsTheMarksWhenTheResultIsUncertain) {
   library.endNextChange({.error = std::make_exception_ptr(std::runtime_error("odd"))});
   expectFailure(Case::inconsistentChangeResult, [&] { import(pictures(1)); });

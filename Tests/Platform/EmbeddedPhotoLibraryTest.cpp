@@ -456,6 +456,12 @@ TEST_F(PlacementLeft, aFileThatTheUserHasEditedSinceStays) {
   EXPECT_EQ(readFile(original), "ours, and more");
 }
 
+TEST_F(PlacementLeft, aFileStaysWhereAHostileCatalogueHasADateAtTheBeginningOfTime) {
+  changeCatalogue("UPDATE placements SET modified = -9223372036854775808");
+  open()->fetchAlbums(std::nullopt);
+  EXPECT_EQ(readFile(original), "ours");
+}
+
 TEST_F(EmbeddedLibrary, noticesThatTheLibraryWasReplaced) {
   const auto library = open();
   importPictures(*library, {file("a.jpg")});

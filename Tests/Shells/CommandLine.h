@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,6 +15,9 @@ namespace tolvander::tests {
 // Runs the program with a home of its own.
 class CommandLine : public testing::Test {
  protected:
+  // The desktop of whoever runs the tests sees no notification of them.
+  CommandLine() { setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent", 1); }
+
   std::vector<std::string> commandLine(std::vector<std::string> arguments) const {
     arguments.insert(arguments.begin(), {TOLVANDERCTL, "--home", home.path()});
     return arguments;

@@ -35,7 +35,8 @@ class CommandLineTest : public CommandLine {
 TEST_F(CommandLineTest, explainsItself) {
   const ToolResult help = run({"--help"});
   EXPECT_EQ(help.status, 0);
-  for (const char* word : {"scan", "plan", "rewrap", "history", "--home", "--json", "--version"}) {
+  for (const char* word : {"sync", "watch", "cameras", "library", "status", "history", "log", "scan", "plan",
+                           "rewrap", "--home", "--json", "--version"}) {
     EXPECT_TRUE(contains(help.output, word)) << word;
   }
   const ToolResult scanHelp = run({"scan", "--help"});
@@ -220,7 +221,7 @@ ToolResult completionsOf(const std::string& line) {
 }
 
 TEST_F(CommandLineTest, completesCommandsAndOptionsInBash) {
-  EXPECT_EQ(completionsOf("tolvanderctl s").output, "scan\n");
+  EXPECT_EQ(completionsOf("tolvanderctl sc").output, "scan\n");
   EXPECT_EQ(completionsOf("tolvanderctl --home /tmp h").output, "history\n");
   EXPECT_EQ(completionsOf("tolvanderctl scan --f").output, "--fingerprints\n");
   EXPECT_EQ(completionsOf("tolvanderctl plan --n").output, "--not-charmera\n");
@@ -228,7 +229,13 @@ TEST_F(CommandLineTest, completesCommandsAndOptionsInBash) {
   EXPECT_EQ(completionsOf("tolvanderctl plan --m").output, "--modified\n");
   EXPECT_EQ(completionsOf("tolvanderctl plan --o").output, "--output\n");
   EXPECT_EQ(completionsOf("tolvanderctl --v").output, "--version\n");
+  EXPECT_EQ(completionsOf("tolvanderctl sync --a").output, "--album\n");
+  EXPECT_EQ(completionsOf("tolvanderctl sync --trash a").output, "ask\n");
+  EXPECT_EQ(completionsOf("tolvanderctl cameras f").output, "forget\n");
+  EXPECT_EQ(completionsOf("tolvanderctl library v").output, "verify\n");
+  EXPECT_EQ(completionsOf("tolvanderctl log --f").output, "--files\n");
   fs::create_directory(volume.path());
+  EXPECT_EQ(completionsOf("tolvanderctl sync " + folder.url().path() + "/CA").output, volume.path() + "\n");
   EXPECT_EQ(completionsOf("tolvanderctl scan " + folder.url().path() + "/CA").output, volume.path() + "\n");
 }
 
@@ -255,7 +262,7 @@ TEST_F(CommandLineTest, completesEveryCommandThatTheHelpNames) {
     EXPECT_EQ(completionsOf("tolvanderctl " + command).output, command + "\n");
     ++commands;
   }
-  EXPECT_GE(commands, 4U);
+  EXPECT_GE(commands, 10U);
 }
 
 }  // namespace

@@ -354,6 +354,11 @@ void ScriptedPhotoLibrary::refuseAlbumChanges() {
   refusesAlbumChanges_ = true;
 }
 
+void ScriptedPhotoLibrary::failAlbumAssetFetches() {
+  const std::lock_guard lock(mutex_);
+  failsAlbumAssetFetches_ = true;
+}
+
 void ScriptedPhotoLibrary::endNextChange(ChangeEnd end) {
   const std::lock_guard lock(mutex_);
   changeEnds_.push_back(std::move(end));
@@ -514,6 +519,9 @@ std::vector<PhotosAsset> ScriptedPhotoLibrary::fetchAssets(const std::vector<std
 std::vector<PhotosAsset> ScriptedPhotoLibrary::fetchAssets(const PhotosAlbum& wanted) {
   const std::lock_guard lock(mutex_);
   ++albumAssetFetches_;
+  if (failsAlbumAssetFetches_) {
+    throw PhotosPlatformError(PhotosPlatformError::Case::libraryVolumeOffline, "the library is gone");
+  }
   std::vector<PhotosAsset> found;
   if (const StoredAlbum* const stored = album(wanted.localIdentifier)) {
     for (const std::string& member : stored->members) {

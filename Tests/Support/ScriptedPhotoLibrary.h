@@ -75,6 +75,8 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
   void refuseAlbumCreation();
   void withholdAlbumPlaceholder();
   void refuseAlbumChanges();
+  // What is in albums can't be read.
+  void failAlbumAssetFetches();
   // The next change that has no end yet ends like this.
   void endNextChange(ChangeEnd end);
   // Runs on the library's thread before each change block, holding no lock.
@@ -164,6 +166,7 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
   bool refusesAlbumCreation_ = false;
   bool withholdsAlbumPlaceholder_ = false;
   bool refusesAlbumChanges_ = false;
+  bool failsAlbumAssetFetches_ = false;
   std::deque<ChangeEnd> changeEnds_;
   std::function<void()> beforeEachAuthorizationQuestion_;
   std::function<void()> beforeEachChange_;

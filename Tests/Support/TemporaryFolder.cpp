@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -11,8 +12,10 @@ namespace tolvander::tests {
 
 namespace {
 
-FileURL makeTemporaryFolder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "tolvander-test-XXXXXX").string();
+FileURL usualParent() { return FileURL(std::filesystem::temp_directory_path().string()); }
+
+FileURL makeTemporaryFolder(const FileURL& parent) {
+  std::string pattern = parent.appending("tolvander-test-XXXXXX").path();
   if (mkdtemp(pattern.data()) == nullptr) {
     throw std::runtime_error("no temporary folder for the test");
   }
@@ -21,7 +24,14 @@ FileURL makeTemporaryFolder() {
 
 }  // namespace
 
-TemporaryFolder::TemporaryFolder() : url_(makeTemporaryFolder()) {}
+TemporaryFolder::TemporaryFolder() : TemporaryFolder(usualParent()) {}
+
+TemporaryFolder::TemporaryFolder(const FileURL& parent) : url_(makeTemporaryFolder(parent)) {}
+
+TemporaryFolder TemporaryFolder::inMemory() {
+  const FileURL memory("/dev/shm");
+  return TemporaryFolder(access(memory.path().c_str(), W_OK) == 0 ? memory : usualParent());
+}
 
 TemporaryFolder::~TemporaryFolder() {
   std::error_code ignored;

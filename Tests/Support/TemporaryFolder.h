@@ -10,6 +10,11 @@ namespace tolvander::tests {
 class TemporaryFolder {
  public:
   TemporaryFolder();
+
+  // The same where files cost no disk's time, for tests that write and sync thousands of them; on the disk
+  // where the system has no such place.
+  static TemporaryFolder inMemory();
+
   ~TemporaryFolder();
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
@@ -19,6 +24,8 @@ class TemporaryFolder {
   FileURL operator/(std::string_view component) const { return url_.appending(component); }
 
  private:
+  explicit TemporaryFolder(const FileURL& parent);
+
   FileURL url_;
 };
 

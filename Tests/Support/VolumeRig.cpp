@@ -110,32 +110,56 @@ void startDaemon(std::vector<std::string> arguments, const std::string& log) {
   }
 }
 
-std::vector<FileURL> mountPointsOf(const FileURL& device) {
+std::vector<FileURL> mountPointsWhere(const std::function<bool(std::string_view source)>& isWanted) {
   const MountTable table = MountTable::read();
   std::vector<FileURL> places;
   for (const Mount& mount : table.mounts()) {
-    if (mount.source == device.path()) {
+    if (isWanted(mount.source)) {
       places.push_back(mount.place);
     }
   }
   return places;
 }
 
-// From the top down, where a volume is mounted over another one.
+std::vector<FileURL> mountPointsOf(const FileURL& device) {
+  return mountPointsWhere([&](std::string_view source) { return source == device.path(); });
+}
+
+// Its partitions too, and from the top down, where a volume is mounted over another one.
 void unmountAll(const FileURL& device) {
-  const std::vector<FileURL> places = mountPointsOf(device);
+  const std::vector<FileURL> places = mountPointsWhere([&](std::string_view source) {
+    return source == device.path() || source.starts_with(device.path() + "p");
+  });
   std::for_each(places.rbegin(), places.rend(), VolumeRig::unmountLazily);
 }
 
 // It hears of a device from udevd, and asks about it on its own time.
-void waitForUdisks(const FileURL& device) {
+void waitForUdisks(const FileURL& device, const std::vector<std::string>& question, std::string_view answer) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (runTool({"udisksctl", "info", "-b", device.path()}).output.find("UDisks2/drives/") ==
-         std::string::npos) {
+  while (runTool(question).output.find(answer) == std::string::npos) {
     if (std::chrono::steady_clock::now() > deadline) {
       throw std::runtime_error("udisks doesn't know " + device.path());
     }
   }
+}
+
+void waitForDevice(const FileURL& device) {
+  runOrThrow({"udevadm", "wait", "--timeout=30", "--settle", device.path()});
+  waitForUdisks(device, {"udisksctl", "info", "-b", device.path()}, "UDisks2/drives/");
+}
+
+// A loop device doesn't say of itself that its medium can be taken out, and udisks ejects no other.
+void makeEjectable(const FileURL& device, int number) {
+  const FileURL yes("/run/tolvander-rig/yes");
+  writeFile(yes, "1\n");
+  const std::string attribute =
+      "/sys/devices/virtual/block/" + std::string(device.lastPathComponent()) + "/removable";
+  if (mount(yes.path().c_str(), attribute.c_str(), nullptr, MS_BIND, nullptr) != 0) {
+    fail("lay a file over " + attribute);
+  }
+  runOrThrow({"udevadm", "trigger", "--settle", "--action=change", device.path()});
+  waitForUdisks(device, {"udisksctl", "info", "-d", "TestVendor_TestCam_" + std::to_string(number)},
+                "Ejectable:                  true");
 }
 
 }  // namespace
@@ -151,7 +175,8 @@ std::optional<std::string> reasonAgainstVolumeRig() {
       return std::string(program) + " is not installed";
     }
   }
-  for (const char* const program : {"dbus-daemon", "gdbus", "udevadm", "udisksctl", "losetup"}) {
+  for (const char* const program :
+       {"dbus-daemon", "gdbus", "udevadm", "udisksctl", "losetup", "sfdisk", "partx", "mkfs.ext4"}) {
     if (!toolExists(program)) {
       return std::string(program) + " is not installed";
     }
@@ -184,20 +209,53 @@ VolumeRig::~VolumeRig() {
   }
 }
 
+FileURL VolumeRig::attach(const FileURL& image, int number) {
+  auto drive = std::make_unique<LoopDevice>(image, number);
+  const FileURL device = drive->url();
+  drives_[device] = std::move(drive);
+  waitForDevice(device);
+  makeEjectable(device, number);
+  return device;
+}
+
 FileURL VolumeRig::plugIn(LoopVolume::Format format, std::string_view label) {
   const int number = nextDrive_++;
   const FileURL image =
       formattedImage(folder_ / ("card-" + std::to_string(number)), format, label, std::int64_t{32} << 20U);
-  auto drive = std::make_unique<LoopDevice>(image, number);
-  const FileURL device = drive->url();
-  drives_[device] = std::move(drive);
-  runOrThrow({"udevadm", "wait", "--timeout=30", "--settle", device.path()});
-  waitForUdisks(device);
-  return device;
+  return attach(image, number);
+}
+
+std::vector<FileURL> VolumeRig::plugInWithTwoPartitions(std::string_view firstLabel,
+                                                        std::string_view secondLabel) {
+  const int number = nextDrive_++;
+  const FileURL image = folder_ / ("card-" + std::to_string(number));
+  writeFile(image, "");
+  std::filesystem::resize_file(image.path(), std::uintmax_t{34} << 20U);
+  runOrThrow({"sh", "-c", "printf 'label: dos\\n1MiB,16MiB,83\\n17MiB,16MiB,83\\n' | sfdisk --quiet \"$0\"",
+              image.path()});
+  runOrThrow(
+      {"mkfs.ext4", "-q", "-F", "-L", std::string(firstLabel), "-E", "offset=1048576", image.path(), "16M"});
+  runOrThrow({"mkfs.ext4", "-q", "-F", "-L", std::string(secondLabel), "-E", "offset=17825792", image.path(),
+              "16M"});
+  const FileURL device = attach(image, number);
+  runOrThrow({"partx", "--add", device.path()});
+  const std::vector<FileURL> partitions = {FileURL(device.path() + "p1"), FileURL(device.path() + "p2")};
+  std::ranges::for_each(partitions, waitForDevice);
+  return partitions;
+}
+
+bool VolumeRig::hasMedium(const FileURL& device) {
+  return std::filesystem::exists("/sys/block/" + std::string(device.lastPathComponent()) +
+                                 "/loop/backing_file");
 }
 
 FileURL VolumeRig::mount(const FileURL& device) {
-  runOrThrow({"udisksctl", "mount", "--no-user-interaction", "-b", device.path()});
+  const std::vector<std::string> mount{"udisksctl", "mount", "--no-user-interaction", "-b", device.path()};
+  // udisks removes the mount points of volumes that have left in its own time, and can so take away the one
+  // that it has just made.
+  if (runTool(mount).status != 0) {
+    runOrThrow(mount);
+  }
   const std::vector<FileURL> places = mountPointsOf(device);
   if (places.empty()) {
     throw std::runtime_error("udisks mounted nothing");

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Tests/Support/LoopDevice.h"
 #include "Tests/Support/LoopVolume.h"
@@ -27,6 +28,9 @@ class VolumeRig {
   // Throws std::runtime_error like all operations here.
   FileURL plugIn(LoopVolume::Format format, std::string_view label);
 
+  // Plugs in a card with two partitions that have an empty ext4 each, and returns the devices of these.
+  std::vector<FileURL> plugInWithTwoPartitions(std::string_view firstLabel, std::string_view secondLabel);
+
   // Has udisks mount the device below /media, and returns the mount point.
   FileURL mount(const FileURL& device);
 
@@ -36,12 +40,17 @@ class VolumeRig {
   // Takes a mounted volume away from its place, though files of it may be open.
   static void unmountLazily(const FileURL& mountPoint);
 
+  // Whether there is still a medium in the drive of this device, which plugIn has returned.
+  static bool hasMedium(const FileURL& device);
+
   // Pulls the drive out, with what is mounted of it.
   void unplug(const FileURL& device);
 
  private:
   friend void inVolumeRig(const std::function<void(VolumeRig&)>& body);
   explicit VolumeRig(int firstDrive);
+
+  FileURL attach(const FileURL& image, int number);
 
   TemporaryFolder folder_;
   std::map<FileURL, std::unique_ptr<LoopDevice>> drives_;

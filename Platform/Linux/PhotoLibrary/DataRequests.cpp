@@ -60,9 +60,9 @@ PhotoLibrary::RequestID DataRequests::add(const PhotosAssetResource& resource,
   }
   thread_.run([this, request, resource, isCancelled, dataReceived = std::move(dataReceived),
                completion = std::move(completion)] {
-    const std::exception_ptr error = answer(resource, *isCancelled, dataReceived);
+    std::exception_ptr error = answer(resource, *isCancelled, dataReceived);
     forget(request);
-    completion(error);
+    completion(std::move(error));
   });
   return request;
 }

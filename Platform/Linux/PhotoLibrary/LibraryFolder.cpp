@@ -19,7 +19,7 @@ bool isSafeComponent(std::string_view component) {
          component.find('\0') == std::string_view::npos;
 }
 
-// Absent components: the path is none of the library.
+// Throws of a path that is none of the library.
 std::vector<std::string> componentsOf(std::string_view path, const FileURL& folder) {
   std::vector<std::string> components;
   while (true) {

@@ -61,10 +61,10 @@ bool isFileOf(const Placement& placement, const Descriptor& folder, const std::s
   if (fstatat(folder.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(status.st_mode)) {
     return false;
   }
-  const auto difference = std::chrono::abs(modificationDate(status) - placement.modified);
+  const DateDistance difference = distanceBetween(modificationDate(status), placement.modified);
   const bool isNoLonger = status.st_size <= placement.byteCount;
   if (hasLastingInodeNumbers(folder)) {
-    return status.st_ino == placement.inode && difference == Date::duration::zero() && isNoLonger;
+    return status.st_ino == placement.inode && difference == DateDistance::zero() && isNoLonger;
   }
   return status.st_size == 0 || (difference <= coarsestStep && isNoLonger);
 }

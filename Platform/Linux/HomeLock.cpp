@@ -1,0 +1,107 @@
+#include "Platform/Linux/HomeLock.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <string_view>
+
+#include "TolvanderCore/SystemErrors.h"
+
+namespace tolvander::platform::linux_ {
+
+namespace {
+
+struct flock wholeFile() {
+  struct flock lock {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  return lock;
+}
+
+std::string nameOfThisProcess() {
+  std::ifstream file("/proc/self/comm");
+  std::string name;
+  std::getline(file, name);
+  return name.empty() ? "tolvander" : name;
+}
+
+Descriptor openOrMake(const FileURL& file) {
+  const FileURL folder = file.deletingLastPathComponent();
+  std::error_code failure;
+  std::filesystem::create_directories(folder.path(), failure);
+  if (failure) {
+    throw PosixError(failure.value(), "create", folder);
+  }
+  Descriptor descriptor(uninterrupted(
+      [&] { return open(file.path().c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644); }));
+  if (!descriptor) {
+    throw PosixError(errno, "open", file);
+  }
+  return descriptor;
+}
+
+// Absent where the owner hasn't written its name yet.
+std::optional<app::HomeHolder> writtenHolder(const Descriptor& file) {
+  std::array<char, 256> buffer{};
+  const ssize_t size = uninterrupted([&] { return pread(file.number(), buffer.data(), buffer.size(), 0); });
+  std::string_view text(buffer.data(), size > 0 ? static_cast<std::size_t>(size) : 0);
+  const std::size_t end = text.find('\n');
+  if (end == std::string_view::npos) {
+    return std::nullopt;
+  }
+  text = text.substr(0, end);
+  app::HomeHolder holder;
+  const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), holder.process);
+  if (error != std::errc() || rest == text.data() + text.size() || *rest != ' ') {
+    return std::nullopt;
+  }
+  holder.command.assign(rest + 1, text.data() + text.size());
+  return holder;
+}
+
+void writeHolder(const Descriptor& descriptor, const FileURL& file) {
+  const std::string text = std::to_string(getpid()) + " " + nameOfThisProcess() + "\n";
+  if (ftruncate(descriptor.number(), 0) != 0 ||
+      uninterrupted([&] { return pwrite(descriptor.number(), text.data(), text.size(), 0); }) !=
+          static_cast<ssize_t>(text.size())) {
+    throw PosixError(errno, "write", file);
+  }
+}
+
+}  // namespace
+
+std::optional<FileURL> HomeLock::standardFile(const StandardDirectories& directories) {
+  return directories.applicationSupport
+             ? std::optional(directories.applicationSupport->appending("Tolvander").appending("lock"))
+             : std::nullopt;
+}
+
+HomeLock::HomeLock(const FileURL& file) : file_(openOrMake(file)) {
+  struct flock lock = wholeFile();
+  if (uninterrupted([&] { return fcntl(file_.number(), F_OFD_SETLK, &lock); }) != 0) {
+    if (errno == EAGAIN || errno == EACCES) {
+      throw app::HomeInUseError(writtenHolder(file_));
+    }
+    throw PosixError(errno, "lock", file);
+  }
+  writeHolder(file_, file);
+}
+
+std::optional<app::HomeHolder> HomeLock::holder(const FileURL& file) {
+  const Descriptor descriptor(
+      uninterrupted([&] { return open(file.path().c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC); }));
+  struct flock lock = wholeFile();
+  if (!descriptor || fcntl(descriptor.number(), F_OFD_GETLK, &lock) != 0 || lock.l_type == F_UNLCK) {
+    return std::nullopt;
+  }
+  return writtenHolder(descriptor);
+}
+
+}  // namespace tolvander::platform::linux_

@@ -1,0 +1,216 @@
+#include <CLI/CLI.hpp>
+#include <iostream>
+
+#include "Shells/CommandLine/Arguments.h"
+#include "Shells/CommandLine/Command.h"
+#include "Shells/CommandLine/Conclusion.h"
+#include "Shells/CommandLine/Session.h"
+#include "Shells/CommandLine/SetupFlow.h"
+#include "Shells/CommandLine/SyncDisplay.h"
+#include "TolvanderApp/Presentation/CheckReport.h"
+
+namespace tolvander::shell {
+
+namespace {
+
+using app::AppModel;
+using app::CheckReport;
+using app::RunOutcome;
+using app::RunResult;
+using app::Task;
+using Failure = std::optional<std::string>;
+using Volumes = std::vector<FileURL>;
+
+// Checks the chosen cameras, and gives why it couldn't, where the model doesn't know that.
+Task<Failure> check(Session* session, Volumes volumes) {
+  AppModel& model = session->model();
+  if (auto reason = app::reasonAgainstWork(model)) {
+    co_return reason;
+  }
+  for (const FileURL& volume : volumes) {
+    if (!isConnected(model, volume)) {
+      co_return app::notASavedCameraText(volume);
+    }
+  }
+  if (model.connectedDevices->empty()) {
+    co_return app::noCameraConnectedText();
+  }
+  model.verifyCameraInPhotos();
+  auto checking = session->until([&model] { return model.isIdle(); });
+  co_await checking;
+  co_return std::nullopt;
+}
+
+// A check, and what the user wants to follow it.
+class CheckingCommand : public Command {
+ public:
+  ExitStatus run(const Context& context) override {
+    Volumes volumes;
+    for (const std::string& volume : volumes_) {
+      volumes.push_back(existingFolder(volume));
+    }
+    Session session(context, options(volumes));
+    return session.run([&](Session& running) { return checkAndGoOn(this, &running, volumes, context.json); });
+  }
+
+ protected:
+  struct Next {
+    Failure failure;
+    std::int64_t imported = 0;
+  };
+
+  void declareVolumes(CLI::App& command) {
+    command.add_option("VOLUME", volumes_,
+                       "Mount points, or folders, of saved cameras (default: all that are connected)");
+  }
+
+  virtual Session::Options options(const Volumes& volumes) const {
+    return {.volumes = volumes, .settings = {}, .answers = {}, .notified = {}};
+  }
+
+  // After a check that the model has ended well.
+  virtual Task<Next> goOn(Session* /*session*/, CheckReport /*report*/, bool /*json*/) const {
+    co_return Next();
+  }
+
+ private:
+  static Task<ExitStatus> checkAndGoOn(const CheckingCommand* self, Session* session, Volumes volumes,
+                                       bool json) {
+    AppModel& model = session->model();
+    const SyncDisplay display(model, json);
+    auto starting = startUp(session);
+    co_await starting;
+    Next next;
+    CheckReport report;
+    if (!session->isInterrupted()) {
+      auto checking = check(session, std::move(volumes));
+      next.failure = co_await checking;
+      report = CheckReport::of(model.libraryReviews);
+      std::cout << (json ? "" : report.text()) << std::flush;
+    }
+    if (!next.failure && !model.lastError->has_value() && !session->isInterrupted()) {
+      auto going = self->goOn(session, report, json);
+      next = co_await going;
+    }
+    const auto result =
+        RunResult::of(model, session->files().library, session->isInterrupted(), std::move(next.failure));
+    std::cout << (json ? report.json(result, next.imported) + "\n" : "");
+    co_return conclude(result.outcome, result.failure);
+  }
+
+  std::vector<std::string> volumes_;
+};
+
+class CheckCommand final : public CheckingCommand {
+ public:
+  CLI::App* declare(CLI::App& application) override {
+    CLI::App* command = application.add_subcommand(
+        "check", "Compare cameras with the photo library, without changing anything");
+    declareVolumes(*command);
+    return command;
+  }
+};
+
+class RememberCommand final : public CheckingCommand {
+ public:
+  CLI::App* declare(CLI::App& application) override {
+    CLI::App* command = application.add_subcommand(
+        "remember", "Check cameras, and save in the history what is in the photo library already");
+    declareVolumes(*command);
+    return command;
+  }
+
+ private:
+  Task<Next> goOn(Session* session, CheckReport /*report*/, bool /*json*/) const override {
+    AppModel& model = session->model();
+    const auto reviews = model.libraryReviews.value();
+    for (const auto& review : reviews) {
+      model.rememberVerifiedMatches(review);
+      auto remembering = session->until([&model] { return model.isIdle(); });
+      co_await remembering;
+      if (model.lastError->has_value() || session->isInterrupted()) {
+        break;
+      }
+    }
+    co_return Next();
+  }
+};
+
+class RestoreCommand final : public CheckingCommand {
+ public:
+  CLI::App* declare(CLI::App& application) override {
+    CLI::App* command = application.add_subcommand(
+        "restore", "Check cameras, and import what is missing in the photo library, also what was removed");
+    declareVolumes(*command);
+    command->add_option("--album", album_, "Put the items into this album")->type_name("NAME");
+    command->add_flag("--yes", agrees_, "Import without asking");
+    return command;
+  }
+
+ private:
+  Session::Options options(const Volumes& volumes) const override {
+    return {.volumes = volumes,
+            .settings = album_ ? RunDefaults::Values{{"addToAlbum", true}, {"albumName", *album_}}
+                               : RunDefaults::Values(),
+            .answers = {.agreesToAlerts = agrees_, .optionForAlerts = "--yes"},
+            .notified = {}};
+  }
+
+  Task<Next> goOn(Session* session, CheckReport report, bool json) const override {
+    AppModel& model = session->model();
+    const auto reviews = model.libraryReviews.value();
+    Next next;
+    bool wasNeeded = false;
+    for (std::size_t index = 0; index < reviews.size(); ++index) {
+      const CheckReport::Camera& camera = report.cameras.at(index);
+      if (!camera.isComplete()) {
+        next.failure = app::cannotImportText(camera);
+      }
+      if (!camera.isComplete() || camera.importable() == 0) {
+        wasNeeded = wasNeeded || !camera.isComplete();
+        continue;
+      }
+      wasNeeded = true;
+      auto restoring = restore(session, reviews.at(index));
+      const std::optional<std::int64_t> imported = co_await restoring;
+      if (!imported) {
+        next.failure = app::nothingImportedText();
+      }
+      next.imported += imported.value_or(0);
+      if (model.lastError->has_value() || session->isInterrupted() ||
+          !model.settings().onboardingCompleted()) {
+        break;
+      }
+    }
+    std::cout << (wasNeeded || json ? "" : app::nothingMissingText());
+    co_return next;
+  }
+
+  // How many items were imported; absent where the user doesn't want that.
+  static Task<std::optional<std::int64_t>> restore(Session* session, app::DeviceLibraryReview review) {
+    AppModel& model = session->model();
+    const auto before = model.settings().lastSyncReceipt();
+    auto answering = session->untilAnswered([&] { model.restoreMissingImports(std::move(review)); });
+    const std::size_t answer = co_await answering;
+    if (answer != 0) {
+      co_return std::nullopt;
+    }
+    auto beginning = session->untilBegun();
+    co_await beginning;
+    auto restoring = session->until([&model] { return model.isIdle(); });
+    co_await restoring;
+    const auto after = model.settings().lastSyncReceipt();
+    co_return after&& after != before ? after->count : 0;
+  }
+
+  std::optional<std::string> album_;
+  bool agrees_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeCheckCommand() { return std::make_unique<CheckCommand>(); }
+std::unique_ptr<Command> makeRememberCommand() { return std::make_unique<RememberCommand>(); }
+std::unique_ptr<Command> makeRestoreCommand() { return std::make_unique<RestoreCommand>(); }
+
+}  // namespace tolvander::shell

@@ -1,0 +1,29 @@
+#include "Shells/CommandLine/ChosenVolumes.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tolvander::shell {
+
+ChosenVolumes::ChosenVolumes(app::Volumes& all, const std::vector<FileURL>& chosen) : all_(all) {
+  for (const FileURL& volume : chosen) {
+    chosen_.push_back(volume.resolvingSymlinks());
+  }
+}
+
+bool ChosenVolumes::isChosen(const FileURL& volume) const {
+  return chosen_.empty() || std::ranges::find(chosen_, volume.resolvingSymlinks()) != chosen_.end();
+}
+
+std::vector<app::MountedVolume> ChosenVolumes::mountedVolumes() const {
+  std::vector<app::MountedVolume> volumes = all_.mountedVolumes();
+  std::erase_if(volumes, [this](const app::MountedVolume& volume) { return !isChosen(volume.url); });
+  return volumes;
+}
+
+// The model itself asks the list above whether a volume that came is one.
+app::Subscription ChosenVolumes::observeMounts(Observer onMount, Observer onUnmount) {
+  return all_.observeMounts(std::move(onMount), std::move(onUnmount));
+}
+
+}  // namespace tolvander::shell

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <vector>
+
+#include "TolvanderApp/Platform/Volumes.h"
+#include "TolvanderCore/FileURL.h"
+
+namespace tolvander::shell {
+
+// Of the machine's volumes only those that the user named, or all where none was named.
+class ChosenVolumes final : public app::Volumes {
+ public:
+  // `all` lists the chosen ones too, and outlives this object.
+  ChosenVolumes(app::Volumes& all, const std::vector<FileURL>& chosen);
+
+  std::vector<app::MountedVolume> mountedVolumes() const override;
+  app::Subscription observeMounts(Observer onMount, Observer onUnmount) override;
+
+ private:
+  bool isChosen(const FileURL& volume) const;
+
+  app::Volumes& all_;
+  std::vector<FileURL> chosen_;  // links resolved
+};
+
+}  // namespace tolvander::shell

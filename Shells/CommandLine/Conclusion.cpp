@@ -1,0 +1,34 @@
+#include "Shells/CommandLine/Conclusion.h"
+
+#include "Shells/CommandLine/Failure.h"
+
+namespace tolvander::shell {
+
+using app::RunOutcome;
+
+namespace {
+
+ExitStatus exitStatus(RunOutcome outcome) {
+  switch (outcome) {
+    case RunOutcome::done:
+      return ExitStatus::done;
+    case RunOutcome::failed:
+      return ExitStatus::failed;
+    case RunOutcome::incomplete:
+      return ExitStatus::incomplete;
+    case RunOutcome::stopped:
+      break;
+  }
+  return ExitStatus::stopped;
+}
+
+}  // namespace
+
+ExitStatus conclude(RunOutcome outcome, const std::optional<std::string>& failure) {
+  if (failure && outcome != RunOutcome::stopped) {
+    showFailure(*failure);
+  }
+  return exitStatus(outcome);
+}
+
+}  // namespace tolvander::shell

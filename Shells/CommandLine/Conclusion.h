@@ -1,0 +1,14 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "Shells/CommandLine/Command.h"
+#include "TolvanderApp/Presentation/RunResult.h"
+
+namespace tolvander::shell {
+
+// How a command ends that came to this: shows the failure, unless the user has stopped it.
+ExitStatus conclude(app::RunOutcome outcome, const std::optional<std::string>& failure);
+
+}  // namespace tolvander::shell

@@ -1,0 +1,33 @@
+#include "Shells/CommandLine/HomeFiles.h"
+
+#include <stdexcept>
+
+#include "Platform/Linux/FileUserDefaults.h"
+#include "Platform/Linux/HomeLock.h"
+#include "Platform/Linux/PhotoLibrary/EmbeddedPhotoLibrary.h"
+#include "TolvanderCore/DiagnosticLog.h"
+#include "TolvanderCore/MediaStagingService.h"
+#include "TolvanderCore/SyncHistoryStore.h"
+
+namespace tolvander::shell {
+
+using namespace platform::linux_;
+
+HomeFiles HomeFiles::of(const Context& context) {
+  const StandardDirectories directories = context.directories();
+  const auto lock = HomeLock::standardFile(directories);
+  const auto settings = FileUserDefaults::standardFile(directories);
+  const auto log = DiagnosticLog::standardDirectory(directories);
+  const auto library = EmbeddedPhotoLibrary::folderOfUser(directories);
+  if (!lock || !settings || !log || !library) {
+    throw std::runtime_error("this user has no home folder; say where our files are with --home");
+  }
+  return {.lock = *lock,
+          .history = SyncHistoryStore::historyFile(directories),
+          .settings = *settings,
+          .log = *log,
+          .library = *library,
+          .staging = MediaStagingService::defaultRootDirectory(directories)};
+}
+
+}  // namespace tolvander::shell

@@ -1,0 +1,83 @@
+#include "Shells/CommandLine/SetupFlow.h"
+
+#include "TolvanderApp/Concurrency/Callback.h"
+#include "TolvanderApp/Presentation/QuestionText.h"
+
+namespace tolvander::shell {
+
+using app::AppModel;
+using app::PhotosPermissionStatus;
+using app::Task;
+
+std::optional<app::ConnectedDeviceSummary> connectedDevice(const AppModel& model, const FileURL& volume) {
+  for (const app::ConnectedDeviceSummary& device : model.connectedDevices.value()) {
+    if (device.volumeURL.resolvingSymlinks() == volume.resolvingSymlinks()) {
+      return device;
+    }
+  }
+  return std::nullopt;
+}
+
+bool isConnected(const AppModel& model, const FileURL& volume) {
+  return connectedDevice(model, volume).has_value();
+}
+
+Task<> startUp(Session* session) {
+  if (const auto start = session->model().start(AppModel::FirstSync::never)) {
+    auto started = start->join();
+    co_await started;
+  }
+}
+
+namespace {
+
+// Waits for the answer to a request for access.
+Task<> requestAccess(Session* session) {
+  AppModel& model = session->model();
+  app::Subscription answers;
+  auto answer = app::callback<void>([&](app::Callback<> answered) {
+    answers = model.photosPermissionStatus.observe([answered](PhotosPermissionStatus) { answered(); });
+    model.requestPhotosAccess();
+  });
+  co_await answer;
+}
+
+}  // namespace
+
+Task<bool> prepareLibrary(Session* session, bool agrees) {
+  AppModel& model = session->model();
+  if (model.photosPermissionStatus == PhotosPermissionStatus::notDetermined) {
+    auto asking = session->dialogs().ask(app::libraryQuestion(session->files().library), agrees, "--yes");
+    const std::size_t answer = co_await asking;
+    if (answer == 0) {
+      auto requesting = requestAccess(session);
+      co_await requesting;
+    }
+  }
+  co_return model.photosPermissionStatus == PhotosPermissionStatus::authorized;
+}
+
+Task<bool> addCamera(Session* session, FileURL volume) {
+  AppModel& model = session->model();
+  const auto before = model.settings().cameraGrants();
+  session->dialogs().offerFolder(volume);
+  model.addDevice();
+  auto closing = session->until([&model] { return !model.isRequestingCameraAccess; });
+  co_await closing;
+  auto beginning = session->untilBegun();
+  co_await beginning;
+  auto ending = session->until([&model] { return !model.isRefreshingDevices && model.isIdle(); });
+  co_await ending;
+  co_return model.settings().cameraGrants() != before;
+}
+
+Task<> completeSetup(Session* session) {
+  AppModel& model = session->model();
+  model.completeOnboardingAndSync();
+  auto beginning = session->untilBegun();
+  co_await beginning;
+  auto ending = session->until([&model] { return model.isIdle(); });
+  co_await ending;
+}
+
+}  // namespace tolvander::shell

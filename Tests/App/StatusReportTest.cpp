@@ -1,0 +1,71 @@
+#include "TolvanderApp/Presentation/StatusReport.h"
+
+#include <gtest/gtest.h>
+
+#include "Tests/Support/Bytes.h"
+#include "TolvanderCore/ISO8601.h"
+#include "TolvanderCore/JSONReader.h"
+
+namespace tolvander::app {
+namespace {
+
+StatusReport reportAtWork() {
+  StatusReport report;
+  report.isSetUp = true;
+  report.holder = HomeHolder{.process = 4711, .command = "tolvanderctl"};
+  report.photos = PhotosPermissionStatus::authorized;
+  report.cameras.cameras = {{.grant = {}, .volume = FileURL("/media/CARD")},
+                            {.grant = {}, .volume = std::nullopt}};
+  report.history = ImportHistorySummary{.uniquePhotoCount = 12, .uniqueVideoCount = 1};
+  report.lastSync = LastSyncReceipt{.count = 3,
+                                    .deviceName = "CARD",
+                                    .completedAt = dateFromISO8601("2026-11-15T19:13:17Z").value(),
+                                    .videoCount = 1};
+  report.album = "Summer";
+  report.movesToTrash = true;
+  return report;
+}
+
+TEST(StatusReport, tellsPeopleHowThingsStand) {
+  const std::string text = reportAtWork().text();
+  EXPECT_TRUE(
+      text.starts_with("Setup                complete\n"
+                       "At work now          tolvanderctl (process 4711)\n"
+                       "Cameras              2 saved, 1 connected\n"
+                       "Imported             12 photos and 1 video\n"
+                       "Last sync            2026-11-15T19:13:17Z, 2 photos and 1 video from “CARD”\n"
+                       "Album                Summer\n"
+                       "Moves to the Trash   yes\n"
+                       "Ejects               no\n"))
+      << text;
+}
+
+TEST(StatusReport, tellsWhatIsMissing) {
+  StatusReport report;
+  report.photos = PhotosPermissionStatus::denied;
+  report.libraryFolder = FileURL("/p");
+  report.cameras.problem = "They can’t be read.";
+  const std::string text = report.text();
+  EXPECT_NE(text.find("not complete: run tolvanderctl sync VOLUME\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("the import history cannot be read\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("/p (cannot be changed)\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("They can’t be read.\n"), std::string::npos) << text;
+}
+
+TEST(StatusReport, givesProgramsAnObject) {
+  const JSONDocument document(tests::bytesOf(reportAtWork().json()));
+  const JSONObject status = document.root().object();
+  EXPECT_TRUE(status.required("isSetUp").boolean());
+  EXPECT_EQ(status.required("holder").object().required("process").integer(), 4711);
+  EXPECT_EQ(status.required("savedCameras").integer(), 2);
+  EXPECT_EQ(status.required("connectedCameras").integer(), 1);
+  EXPECT_EQ(status.required("lastSync").object().required("videoCount").integer(), 1);
+  EXPECT_EQ(status.required("album").string(), "Summer");
+  const JSONDocument empty(tests::bytesOf(StatusReport().json()));
+  for (const char* key : {"holder", "history", "lastSync", "album"}) {
+    EXPECT_TRUE(empty.root().object().required(key).isNull()) << key;
+  }
+}
+
+}  // namespace
+}  // namespace tolvander::app

@@ -1,0 +1,157 @@
+#include "TolvanderApp/Presentation/SyncReport.h"
+
+#include <gtest/gtest.h>
+
+#include "Tests/Support/AppModelWorld.h"
+#include "Tests/Support/Bytes.h"
+#include "TolvanderCore/FileFingerprinter.h"
+#include "TolvanderCore/JSONReader.h"
+
+namespace tolvander::app {
+namespace {
+
+using tests::AppModelWorld;
+
+const FileURL library("/pictures/Tolvander");
+
+SyncReport::Camera cameraOf(std::string name, std::int64_t count, std::int64_t videos) {
+  return {.volumeURL = FileURL("/media/" + name),
+          .receipt = {.count = count, .deviceName = name, .completedAt = {}, .videoCount = videos}};
+}
+
+TEST(SyncReport, tellsPeopleOfEveryCameraAndWhereThePicturesAre) {
+  SyncReport report;
+  report.cameras = {cameraOf("CARD", 3, 1), cameraOf("OTHER", 0, 0)};
+  report.likelyCopies = {"A.JPG", "B.JPG"};
+  report.library = library;
+  EXPECT_EQ(report.text(),
+            "“CARD”: 2 photos and 1 video imported\n"
+            "“OTHER”: nothing new\n"
+            "2 likely duplicates skipped: A.JPG B.JPG\n"
+            "Photo library: /pictures/Tolvander\n");
+}
+
+TEST(SyncReport, hasNothingToTellPeopleWhereNoCameraWasSynced) { EXPECT_EQ(SyncReport().text(), ""); }
+
+TEST(SyncReport, givesProgramsOneLine) {
+  SyncReport report;
+  report.outcome = SyncReport::Outcome::incomplete;
+  report.failure = "Some “files”.";
+  report.cameras = {cameraOf("CARD", 3, 1)};
+  const std::string json = report.json();
+  EXPECT_EQ(json.find('\n'), std::string::npos);
+  const JSONDocument document(tests::bytesOf(json));
+  const JSONObject result = document.root().object().required("result").object();
+  EXPECT_EQ(result.required("outcome").string(), "incomplete");
+  EXPECT_EQ(result.required("failure").string(), "Some “files”.");
+  EXPECT_EQ(result.required("cameras").array()[0].object().required("imported").integer(), 3);
+}
+
+TEST(SyncReport, givesProgramsWhatGoesOn) {
+  EXPECT_EQ(statusJSON("Checking…"), R"({"status":"Checking…"})");
+  EXPECT_EQ(phaseJSON({.kind = SyncPhase::Kind::album}), R"({"phase":"album"})");
+  EXPECT_EQ(phaseJSON(SyncPhase::importing(3, 12)), R"({"phase":"importing","completed":3,"total":12})");
+  EXPECT_EQ(notificationJSON({.identifier = "i", .title = "T", .body = "B"}),
+            R"({"notification":{"title":"T","body":"B"}})");
+}
+
+TEST(SyncReport, drawsABarWithTheSpeedOnceItIsKnown) {
+  using Seconds = std::chrono::duration<double>;
+  EXPECT_EQ(progressBar(SyncPhase::importing(0, 12), "0 of 12 synced…", Seconds(9)),
+            "[........................] 0 of 12 synced…");
+  EXPECT_EQ(progressBar(SyncPhase::importing(6, 12), "6 of 12 synced…", Seconds(0.5)),
+            "[############............] 6 of 12 synced…");
+  EXPECT_EQ(progressBar(SyncPhase::importing(12, 12), "12 of 12 synced…", Seconds(8)),
+            "[########################] 12 of 12 synced…  1.5 files/s");
+  EXPECT_EQ(progressBar(SyncPhase::importing(0, 0), "0 of 0 synced…", Seconds(8)),
+            "[........................] 0 of 0 synced…");
+}
+
+// MARK: Of a model
+
+class SyncRecorderTest : public testing::Test {
+ protected:
+  void sync() { world.run(world.model().syncAllConnected(false)); }
+
+  AppModelWorld::Camera readyCamera(const std::string& name = "CHARMERA") {
+    auto camera = world.makeCharmera(name);
+    world.remember(camera);
+    world.mount(camera);
+    return camera;
+  }
+
+  AppModelWorld world;
+};
+
+TEST_F(SyncRecorderTest, tellsWhatEachCameraBrought) {
+  const auto one = readyCamera("ONE");
+  const auto two = readyCamera("TWO");
+  world.addPhoto(one, "PICT0001.JPG", 1);
+  world.addPhoto(two, "PICT0001.JPG", 2);
+  world.addPhoto(two, "PICT0002.JPG", 3);
+  world.launchAfterSetup();
+  const SyncRecorder recorder(world.model(), library);
+  sync();
+  const SyncReport report = recorder.report(false);
+  EXPECT_EQ(report.outcome, SyncReport::Outcome::done) << report.failure.value_or("");
+  ASSERT_EQ(report.cameras.size(), 2U);
+  EXPECT_EQ(report.cameras[0].receipt.count, 1);
+  EXPECT_EQ(report.cameras[1].receipt.deviceName, "TWO");
+  EXPECT_EQ(report.cameras[1].receipt.count, 2);
+  EXPECT_EQ(report.status, world.model().statusMessage.value());
+}
+
+TEST_F(SyncRecorderTest, keepsWhatACameraBroughtThatHasLeft) {
+  const auto camera = readyCamera();
+  world.addPhoto(camera, "PICT0001.JPG", 1);
+  world.launchAfterSetup();
+  const SyncRecorder recorder(world.model(), library);
+  sync();
+  world.unmount(camera);
+  world.runUntilIdle();
+  EXPECT_EQ(recorder.report(false).cameras.size(), 1U);
+}
+
+TEST_F(SyncRecorderTest, hasFailedWhereTheHistoryIsUnreadable) {
+  readyCamera();
+  tests::writeFile(world.historyFile(), "broken");
+  world.launchAfterSetup();
+  const SyncRecorder recorder(world.model(), library);
+  sync();
+  const SyncReport report = recorder.report(false);
+  EXPECT_EQ(report.outcome, SyncReport::Outcome::failed);
+  EXPECT_TRUE(report.failure.value_or("").starts_with("Tolvander couldn’t read its import history."));
+}
+
+TEST_F(SyncRecorderTest, isIncompleteWhereAnEarlierImportIsUnresolved) {
+  const auto camera = readyCamera();
+  world.addPhoto(camera, "PICT0001.JPG", 1);
+  world.launchAfterSetup();
+  world.history().beginImport({FileFingerprinter::sha256(camera.file("DCIM/100CHRM/PICT0001.JPG"))});
+  const SyncRecorder recorder(world.model(), library);
+  sync();
+  const SyncReport report = recorder.report(false);
+  EXPECT_EQ(report.outcome, SyncReport::Outcome::incomplete);
+  EXPECT_TRUE(report.failure);
+  EXPECT_TRUE(report.cameras.empty());
+}
+
+TEST_F(SyncRecorderTest, hasFailedWhereTheLibraryMayNotBeUsed) {
+  world.photoLibrary.answerAuthorization({PhotosAuthorizationStatus::denied});
+  world.launch();
+  const SyncRecorder recorder(world.model(), library);
+  const SyncReport report = recorder.report(false);
+  EXPECT_EQ(report.outcome, SyncReport::Outcome::failed);
+  EXPECT_EQ(report.failure, "Photos access was not granted. “/pictures/Tolvander” cannot be changed.");
+}
+
+TEST_F(SyncRecorderTest, wasStoppedWhateverElseHappened) {
+  world.launchAfterSetup();
+  const SyncRecorder recorder(world.model(), library);
+  EXPECT_EQ(recorder.report(true).outcome, SyncReport::Outcome::stopped);
+  EXPECT_EQ(recorder.report(false, "A failure.").outcome, SyncReport::Outcome::failed);
+  EXPECT_EQ(recorder.report(false, "A failure.").failure, "A failure.");
+}
+
+}  // namespace
+}  // namespace tolvander::app

@@ -1,0 +1,207 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "Tests/Shells/CommandLine.h"
+#include "Tests/Support/Bytes.h"
+#include "Tests/Support/LibraryEdits.h"
+#include "Tests/Support/SampleCard.h"
+#include "TolvanderCore/FileFingerprinter.h"
+#include "TolvanderCore/JSONReader.h"
+
+namespace tolvander::tests {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* header =
+    "In library  Likely duplicates  Missing  New  Need review  Interrupted  Camera\n";
+
+class CheckCommandTest : public CommandLine {
+ protected:
+  // A card whose files are all in the library.
+  void syncCard(unsigned photos) const {
+    writeSampleCard(card, {.photos = photos, .videos = 0});
+    const ToolResult result = run({"sync", card.path(), "--yes"});
+    ASSERT_EQ(result.status, 0) << result.errors;
+  }
+
+  void deleteInLibrary(const std::string& filename) const {
+    ASSERT_EQ(deleteFromLibrary(library, filename), 1);
+  }
+
+  // One more file on the card, and a history that has an import of it begun and not ended.
+  void beginImport(const std::string& filename) const {
+    writeSampleCard(folder / "other", {.photos = 1, .videos = 0, .seed = 5});
+    const FileURL photo = card.appending("DCIM/100CHRM/" + filename);
+    fs::rename((folder / "other/DCIM/100CHRM/PICT0001.JPG").path(), photo.path());
+    std::string text = readFile(history);
+    const std::string key = "\"pendingImports\" : [";
+    const std::size_t place = text.find(key);
+    ASSERT_NE(place, std::string::npos) << text;
+    text.insert(place + key.size(), "\n    \"" + FileFingerprinter::sha256(photo) + "\"");
+    writeFile(history, text);
+  }
+
+  std::string libraryText() const { return run({"library"}).output; }
+
+  const FileURL card = folder / "CARD";
+  const FileURL library = home.appending("pictures/Tolvander");
+  const FileURL history = home.appending("data/Tolvander/history.json");
+};
+
+TEST_F(CheckCommandTest, tellsPeopleWhatIsInTheLibrary) {
+  syncCard(3);
+  deleteInLibrary("PICT0002.JPG");
+  const std::string before = readFile(history);
+  for (const auto& arguments : {std::vector<std::string>{"check"}, {"check", card.path()}}) {
+    const ToolResult result = run(arguments);
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_TRUE(result.output.ends_with(
+        std::string("Camera check finished\n") + header +
+        "         2                  0        1    0            0            0  “CARD”\n"))
+        << result.output;
+  }
+  EXPECT_EQ(readFile(history), before);
+}
+
+TEST_F(CheckCommandTest, tellsProgramsWhatIsInTheLibrary) {
+  syncCard(2);
+  deleteInLibrary("PICT0002.JPG");
+  const ToolResult result = run({"--json", "check"});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  const std::string last = result.output.substr(result.output.rfind('\n', result.output.size() - 2) + 1);
+  const JSONDocument document(bytesOf(last));
+  const JSONObject report = document.root().object().required("result").object();
+  EXPECT_EQ(report.required("outcome").string(), "done");
+  const JSONObject camera = report.required("cameras").array().at(0).object();
+  EXPECT_EQ(camera.required("volume").string(), card.path());
+  EXPECT_EQ(camera.required("inLibrary").integer(), 1);
+  EXPECT_EQ(camera.required("missing").integer(), 1);
+  EXPECT_EQ(camera.required("files").object().required("missing").array().at(0).string(),
+            "DCIM/100CHRM/PICT0002.JPG");
+}
+
+TEST_F(CheckCommandTest, remembersWhatItRecognizes) {
+  syncCard(2);
+  fs::remove(history.path());
+  const ToolResult checked = run({"check"});
+  EXPECT_EQ(checked.status, 0) << checked.errors;
+  EXPECT_TRUE(contains(checked.output, "\n         2                  0        0    0            0"))
+      << checked.output;
+  EXPECT_FALSE(fs::exists(history.path()));
+
+  const ToolResult remembered = run({"remember", card.path()});
+  EXPECT_EQ(remembered.status, 0) << remembered.errors;
+  EXPECT_TRUE(remembered.output.ends_with("Matches saved\n")) << remembered.output;
+  EXPECT_TRUE(contains(run({"history"}).output, "2 photos and 0 videos in the library, 0 unresolved"));
+  EXPECT_EQ(run({"sync"}).status, 0);
+  EXPECT_TRUE(contains(libraryText(), "\n2 photos,")) << libraryText();
+}
+
+TEST_F(CheckCommandTest, restoresWhatIsMissingOnlyWithTheUsersWord) {
+  syncCard(3);
+  deleteInLibrary("PICT0001.JPG");
+  deleteInLibrary("PICT0003.JPG");
+  const ToolResult unanswered = run({"restore"});
+  EXPECT_EQ(unanswered.status, 1);
+  EXPECT_EQ(unanswered.errors,
+            "Import 2 camera items into Photos? Nobody can be asked here, so the answer is “Cancel”. Pass "
+            "--yes for “Import Missing Items”.\ntolvanderctl: Nothing was imported.\n");
+  EXPECT_TRUE(contains(libraryText(), "\n1 photo,")) << libraryText();
+
+  const ToolResult restored = run({"restore", card.path(), "--yes", "--album", "Again"});
+  EXPECT_EQ(restored.status, 0) << restored.errors;
+  EXPECT_TRUE(restored.output.ends_with("2 missing items imported\n")) << restored.output;
+  EXPECT_TRUE(contains(libraryText(), "\n3 photos,")) << libraryText();
+  EXPECT_EQ(run({"library", "albums"}).output, "“Again”  3 items\n");
+
+  const ToolResult nothing = run({"restore"});
+  EXPECT_EQ(nothing.status, 0) << nothing.errors;
+  EXPECT_TRUE(nothing.output.ends_with("Nothing is missing in the photo library.\n")) << nothing.output;
+}
+
+TEST_F(CheckCommandTest, tellsProgramsHowManyItemsItRestored) {
+  syncCard(2);
+  deleteInLibrary("PICT0001.JPG");
+  const ToolResult result = run({"--json", "restore", "--yes"});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_TRUE(contains(result.output, R"("failure":null,"imported":1,"cameras":[{)")) << result.output;
+}
+
+TEST_F(CheckCommandTest, isIncompleteWhereAnImportWasCutShort) {
+  syncCard(2);
+  beginImport("PICT0009.JPG");
+  deleteInLibrary("PICT0002.JPG");
+  const ToolResult checked = run({"check"});
+  EXPECT_EQ(checked.status, 3) << checked.errors;
+  EXPECT_TRUE(contains(
+      checked.output, std::string("Camera check incomplete\n") + header +
+                          "         1                  0        1    0            0            1  “CARD”\n"
+                          "“CARD”: 1 interrupted import needs recovery. Automatic retry is paused to prevent "
+                          "duplicates."))
+      << checked.output;
+
+  const ToolResult restored = run({"restore", "--yes"});
+  EXPECT_EQ(restored.status, 3);
+  EXPECT_TRUE(contains(restored.errors, "tolvanderctl: Nothing was imported. “CARD”: 1 interrupted import"))
+      << restored.errors;
+  EXPECT_EQ(run({"remember"}).status, 3);
+  EXPECT_TRUE(contains(libraryText(), "\n1 photo,")) << libraryText();
+}
+
+TEST_F(CheckCommandTest, looksOnlyAtTheCamerasThatAreNamed) {
+  syncCard(1);
+  const FileURL other = folder / "OTHER";
+  writeSampleCard(other, {.photos = 1, .videos = 0, .seed = 2});
+  ASSERT_EQ(run({"cameras", "add", other.path()}).status, 0);
+  const ToolResult one = run({"check", card.path()});
+  EXPECT_FALSE(contains(one.output, "“OTHER”")) << one.output;
+  const ToolResult both = run({"check"});
+  EXPECT_TRUE(contains(both.output, "0        0    1            0            0  “OTHER”\n")) << both.output;
+  EXPECT_EQ(run({"restore", card.path(), "--yes"}).status, 0);
+  EXPECT_TRUE(contains(libraryText(), "\n1 photo,")) << libraryText();
+}
+
+TEST_F(CheckCommandTest, saysWhyItCannotBegin) {
+  writeSampleCard(card, {.photos = 1, .videos = 0});
+  for (const char* const command : {"check", "remember", "restore"}) {
+    const ToolResult result = run({command, card.path()});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.errors,
+              "tolvanderctl: Tolvander isn’t set up yet. A first sync does that: tolvanderctl sync VOLUME\n");
+  }
+  EXPECT_FALSE(fs::exists(library.path()));
+  ASSERT_EQ(run({"sync", card.path(), "--yes"}).status, 0);
+  const FileURL other = folder / "OTHER";
+  fs::create_directory(other.path());
+  EXPECT_TRUE(contains(run({"check", other.path()}).errors, "is no saved camera that is connected."));
+  fs::remove_all(card.path());
+  const ToolResult result = run({"check"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.errors, "tolvanderctl: No saved camera is connected.\n");
+}
+
+TEST_F(CheckCommandTest, stopsAtCtrlC) {
+  syncCard(1);
+  const FileURL endless = card.appending("DCIM/100CHRM/PICT0002.JPG");
+  writeFile(endless, "");
+  fs::resize_file(endless.path(), std::uintmax_t{1} << 40U);  // a hole; hours of work
+  const FileURL log = home.appending("logs/Tolvander/Tolvander.log");
+  ASSERT_TRUE(fs::remove(log.path()));
+  const ToolResult result = runToolInterruptedWhenItMakes(log, commandLine({"restore", "--yes"}));
+  EXPECT_EQ(result.status, 130) << result.output << result.errors;
+  EXPECT_TRUE(contains(libraryText(), "\n1 photo,")) << libraryText();
+}
+
+TEST_F(CheckCommandTest, refusesWrongUsage) {
+  expectWrongUsage({"check", "--yes"});
+  expectWrongUsage({"remember", "--yes"});
+  expectWrongUsage({"restore", "--album"});
+  expectFailure({"check", (folder / "nowhere").path()}, "No such file or directory");
+}
+
+}  // namespace
+}  // namespace tolvander::tests

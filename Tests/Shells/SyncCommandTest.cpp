@@ -1,0 +1,284 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "Platform/Linux/HomeLock.h"
+#include "Tests/Shells/CommandLine.h"
+#include "Tests/Support/Bytes.h"
+#include "Tests/Support/SampleCard.h"
+#include "TolvanderCore/JSONReader.h"
+
+namespace tolvander::tests {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::size_t filesBelow(const FileURL& folder) {
+  if (!fs::exists(folder.path())) {
+    return 0;
+  }
+  const fs::recursive_directory_iterator entries(folder.path());
+  return static_cast<std::size_t>(
+      std::ranges::count_if(entries, [](const auto& entry) { return entry.is_regular_file(); }));
+}
+
+class SyncCommandTest : public CommandLine {
+ protected:
+  void makeCard(unsigned photos = 2, unsigned videos = 1) const {
+    writeSampleCard(card, {.photos = photos, .videos = videos});
+  }
+
+  // The files of the library.
+  std::size_t originals() const { return filesBelow(home.appending("pictures/Tolvander/Originals")); }
+  std::size_t filesOnCard() const { return filesBelow(card.appending("DCIM")); }
+
+  const FileURL card = folder / "CARD";
+};
+
+TEST_F(SyncCommandTest, importsACardOnce) {
+  makeCard();
+  const ToolResult first = run({"sync", card.path(), "--yes"});
+  EXPECT_EQ(first.status, 0) << first.errors;
+  EXPECT_TRUE(contains(first.output, "Scanning Charmera…\n")) << first.output;
+  EXPECT_TRUE(contains(first.output, "2 photos and 1 video synced\n“CARD”: 2 photos and 1 video imported\n"))
+      << first.output;
+  EXPECT_EQ(originals(), 3U);
+
+  const ToolResult second = run({"sync", card.path()});
+  EXPECT_EQ(second.status, 0) << second.errors;
+  EXPECT_TRUE(contains(second.output, "Camera up to date\n“CARD”: nothing new\n")) << second.output;
+  EXPECT_EQ(originals(), 3U);
+  EXPECT_EQ(filesOnCard(), 3U);
+}
+
+TEST_F(SyncCommandTest, syncsSavedCamerasWithoutBeingToldWhich) {
+  makeCard();
+  EXPECT_EQ(run({"cameras", "add", card.path()}).status, 0);
+  EXPECT_EQ(originals(), 0U);
+  const ToolResult result = run({"sync", "--yes"});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_EQ(originals(), 3U);
+}
+
+TEST_F(SyncCommandTest, leavesOtherCamerasAloneWhereSomeAreNamed) {
+  makeCard();
+  const FileURL other = folder / "OTHER";
+  writeSampleCard(other, {.photos = 1, .videos = 0, .seed = 2});
+  ASSERT_EQ(run({"sync", card.path(), "--yes"}).status, 0);
+  ASSERT_EQ(run({"cameras", "add", other.path()}).status, 0);
+  EXPECT_EQ(run({"sync", card.path()}).status, 0);
+  EXPECT_EQ(originals(), 3U);
+  const ToolResult both = run({"sync"});
+  EXPECT_EQ(both.status, 0);
+  EXPECT_TRUE(contains(both.output, "“OTHER”: 1 photo imported\n")) << both.output;
+  EXPECT_EQ(originals(), 4U);
+}
+
+TEST_F(SyncCommandTest, syncsSeveralNewCardsAtOnce) {
+  makeCard();
+  const FileURL other = folder / "OTHER";
+  writeSampleCard(other, {.photos = 1, .videos = 0, .seed = 2});
+  const ToolResult result = run({"sync", card.path(), other.path(), "--yes"});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_TRUE(contains(result.output, "“CARD”: 2 photos and 1 video imported\n")) << result.output;
+  EXPECT_TRUE(contains(result.output, "“OTHER”: 1 photo imported\n")) << result.output;
+  EXPECT_EQ(originals(), 4U);
+}
+
+TEST_F(SyncCommandTest, fillsTheAlbumOfThisRun) {
+  makeCard();
+  ASSERT_EQ(run({"sync", card.path(), "--yes", "--album", "Summer"}).status, 0);
+  EXPECT_EQ(run({"library", "albums"}).output, "“Summer”  3 items\n");
+  EXPECT_TRUE(contains(run({"status"}).output, "Album                none\n"));
+}
+
+TEST_F(SyncCommandTest, movesSyncedFilesToTheTrashWhereToldTo) {
+  makeCard();
+  const ToolResult result = run({"sync", card.path(), "--yes", "--trash", "yes"});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_EQ(filesOnCard(), 0U);
+  EXPECT_EQ(originals(), 3U);
+  const std::string trash = ".Trash-" + std::to_string(getuid());
+  EXPECT_EQ(filesBelow(card.appending(trash + "/files")), 3U);
+}
+
+TEST_F(SyncCommandTest, keepsFilesOnTheCardWhereNobodyCanBeAsked) {
+  makeCard();
+  const ToolResult result = run({"sync", card.path(), "--yes", "--trash", "ask"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(filesOnCard(), 3U);
+  EXPECT_EQ(result.errors,
+            "Move 3 synced files to macOS Trash? Nobody can be asked here, so the answer is “Keep on "
+            "Camera”. Pass --trash yes for “Move to Trash”.\n");
+}
+
+TEST_F(SyncCommandTest, keepsFilesOnTheCardWhereToldTo) {
+  makeCard();
+  ASSERT_EQ(run({"sync", card.path(), "--yes", "--trash", "no"}).status, 0);
+  EXPECT_EQ(filesOnCard(), 3U);
+}
+
+TEST_F(SyncCommandTest, saysThatAFolderCannotBeEjectedAndKeepsWhatItImported) {
+  makeCard();
+  const ToolResult result = run({"sync", card.path(), "--yes", "--eject"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(contains(result.errors, "tolvanderctl: CARD could not be ejected: ")) << result.errors;
+  EXPECT_EQ(originals(), 3U);
+}
+
+TEST_F(SyncCommandTest, changesNothingWithoutAnAnswer) {
+  makeCard();
+  const ToolResult withoutLibrary = run({"sync", card.path()});
+  EXPECT_EQ(withoutLibrary.status, 1);
+  EXPECT_TRUE(contains(withoutLibrary.errors, "Pass --yes for “Make Photo Library”.\n"))
+      << withoutLibrary.errors;
+  EXPECT_FALSE(fs::exists(home.appending("pictures").path()));
+
+  const FileURL other = folder / "OTHER";
+  writeSampleCard(other, {.photos = 1, .videos = 0, .seed = 2});
+  ASSERT_EQ(run({"sync", card.path(), "--yes"}).status, 0);
+  const ToolResult unknownCard = run({"sync", other.path()});
+  EXPECT_EQ(unknownCard.status, 1);
+  EXPECT_TRUE(contains(unknownCard.errors, "Pass --yes for “Use This Drive”.\n")) << unknownCard.errors;
+  EXPECT_TRUE(contains(unknownCard.errors, "was not remembered as a camera, and nothing was imported.\n"));
+  EXPECT_EQ(originals(), 3U);
+}
+
+TEST_F(SyncCommandTest, saysWhereNoCameraIsSaved) {
+  const ToolResult result = run({"sync", "--yes"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.errors,
+            "tolvanderctl: No camera is saved. Name one to sync it and to remember it: tolvanderctl sync "
+            "VOLUME\n");
+}
+
+TEST_F(SyncCommandTest, isDoneWhereNoSavedCameraIsHere) {
+  makeCard();
+  ASSERT_EQ(run({"sync", card.path(), "--yes"}).status, 0);
+  fs::remove_all(card.path());
+  const ToolResult result = run({"sync"});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_TRUE(contains(result.output, "Waiting for connection\n")) << result.output;
+}
+
+TEST_F(SyncCommandTest, importsNothingWhileTheHistoryIsUnreadable) {
+  makeCard();
+  const FileURL history = home.appending("data/Tolvander/history.json");
+  writeFile(history, "broken");
+  const ToolResult result = run({"sync", card.path(), "--yes"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.errors,
+            "tolvanderctl: Tolvander couldn’t read its import history. Sync is paused to prevent duplicates. "
+            "Contact support@tolvander.example for help.\n");
+  EXPECT_EQ(readFile(history), "broken");
+  EXPECT_EQ(originals(), 0U);
+  EXPECT_EQ(filesOnCard(), 3U);
+}
+
+TEST_F(SyncCommandTest, failsWhereTheLibraryCannotBeMade) {
+  makeCard();
+  writeFile(home.appending("pictures"), "a file");
+  const ToolResult result = run({"sync", card.path(), "--yes"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(contains(result.errors, "tolvanderctl: Photos access was not granted.")) << result.errors;
+}
+
+TEST_F(SyncCommandTest, leavesUnreadableSettingsAsTheyAre) {
+  makeCard();
+  const FileURL settings = home.appending("config/com.tolvander.app/defaults.json");
+  writeFile(settings, "broken");
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"sync", card.path(), "--yes"}, {"cameras", "list"}, {"status"}}) {
+    expectFailure(arguments, "Settings could not be read, and nothing was changed.");
+  }
+  EXPECT_EQ(readFile(settings), "broken");
+}
+
+TEST_F(SyncCommandTest, tellsTheSecondProcessWhoHoldsTheHome) {
+  makeCard();
+  ASSERT_EQ(run({"sync", card.path(), "--yes"}).status, 0);
+  {
+    const platform::linux_::HomeLock lock(home.appending("data/Tolvander/lock"));
+    const std::string holder = "(process " + std::to_string(getpid()) + ")";
+    expectFailure({"sync", card.path()}, holder);
+    expectFailure({"watch"}, holder);
+    expectFailure({"cameras", "add", card.path()}, holder);
+    expectFailure({"cameras", "forget", "CARD", "--yes"}, holder);
+    EXPECT_TRUE(contains(run({"status"}).output, holder));
+    for (const std::vector<std::string>& readOnly : {std::vector<std::string>{"cameras", "list"},
+                                                     {"library"},
+                                                     {"library", "verify"},
+                                                     {"log"},
+                                                     {"history"}}) {
+      EXPECT_EQ(run(readOnly).status, 0) << testing::PrintToString(readOnly);
+    }
+  }
+  EXPECT_EQ(run({"sync", card.path()}).status, 0);
+}
+
+TEST_F(SyncCommandTest, importsEachFileOnceWhenTwoSyncsStartTogether) {
+  makeCard();
+  const std::string once =
+      std::string(TOLVANDERCTL) + " --home '" + home.path() + "' sync --yes '" + card.path() + "'";
+  const ToolResult result =
+      runTool({"sh", "-c", once + " & " + once + "; first=$?; wait $!; echo \"$first $?\""});
+  EXPECT_EQ(originals(), 3U);
+  // One of them at least has done it; the other came too late, or after it.
+  EXPECT_FALSE(contains(result.output, "1 1\n")) << result.output << result.errors;
+}
+
+TEST_F(SyncCommandTest, givesProgramsALineOfJSONForEveryThingAndTheResultLast) {
+  makeCard();
+  const ToolResult result = run({"--json", "sync", card.path(), "--yes"});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  std::istringstream lines(result.output);
+  std::string last;
+  bool hasStatus = false;
+  bool hasProgress = false;
+  for (std::string line; std::getline(lines, line);) {
+    const JSONDocument document(bytesOf(line));
+    hasStatus = hasStatus || document.root().object().optionalString("status") == "Scanning camera…";
+    hasProgress = hasProgress || (document.root().object().optionalString("phase") == "importing" &&
+                                  document.root().object().optionalInteger("completed") == 3 &&
+                                  document.root().object().optionalInteger("total") == 3);
+    last = line;
+  }
+  EXPECT_TRUE(hasStatus);
+  EXPECT_TRUE(hasProgress);
+  const JSONDocument document(bytesOf(last));
+  const JSONObject report = document.root().object().required("result").object();
+  EXPECT_EQ(report.required("outcome").string(), "done");
+  const auto cameras = report.required("cameras").array();
+  ASSERT_EQ(cameras.size(), 1U);
+  EXPECT_EQ(cameras[0].object().required("imported").integer(), 3);
+  EXPECT_EQ(cameras[0].object().required("videos").integer(), 1);
+}
+
+TEST_F(SyncCommandTest, stopsAtCtrlCAndGoesOnTheNextTime) {
+  makeCard(20, 0);
+  fs::create_directories(home.appending("data/Tolvander").path());
+  const ToolResult stopped = runToolInterruptedWhenItMakes(home.appending("data/Tolvander/history.json"),
+                                                           commandLine({"sync", card.path(), "--yes"}));
+  EXPECT_EQ(stopped.status, 130) << stopped.output << stopped.errors;
+  EXPECT_TRUE(contains(stopped.errors, "Stopping at the next safe point.")) << stopped.errors;
+  EXPECT_LT(originals(), 20U);
+  EXPECT_EQ(run({"sync", card.path(), "--yes"}).status, 0);
+  EXPECT_EQ(originals(), 20U);
+}
+
+TEST_F(SyncCommandTest, refusesWrongUsage) {
+  expectWrongUsage({"sync", "--trash", "maybe"});
+  expectWrongUsage({"sync", "--album"});
+  expectWrongUsage({"sync", "--unknown"});
+  expectFailure({"sync", (folder / "nowhere").path()}, "No such file or directory");
+  writeFile(card, "x");
+  expectFailure({"sync", card.path()}, "Not a directory");
+}
+
+}  // namespace
+}  // namespace tolvander::tests

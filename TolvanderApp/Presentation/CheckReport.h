@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "TolvanderApp/DeviceSummaries.h"
+#include "TolvanderApp/Presentation/RunResult.h"
+#include "TolvanderCore/FileURL.h"
+
+namespace tolvander::app {
+
+// What a check of cameras against the library found. Files that are the same picture or video count once.
+struct CheckReport {
+  using Paths = std::vector<std::string>;  // below the volume
+
+  struct Camera {
+    FileURL volumeURL{"/"};
+    std::string name;
+    std::int64_t inLibrary = 0;
+    std::int64_t likelyDuplicates = 0;  // in the library as far as name and date tell
+    std::int64_t recognized = 0;        // found by this check, and worth remembering
+    Paths missing;                      // recorded once, and gone from the library
+    Paths newFiles;
+    Paths needReview;            // without a verdict
+    Paths interrupted;           // of an import that was cut short, and not found in the library
+    bool reachedLimits = false;  // why files are without a verdict: there was no time to look for all
+
+    // How many files could be imported.
+    std::int64_t importable() const;
+    // The model imports nothing from a camera with files that it can't tell.
+    bool isComplete() const { return needReview.empty() && interrupted.empty(); }
+  };
+
+  std::vector<Camera> cameras;
+
+  static CheckReport of(const std::vector<DeviceLibraryReview>& reviews);
+
+  // For people, with line ends: a table with a line for each camera, and what stands in the way of a complete
+  // check.
+  std::string text() const;
+
+  // For programs, on one line without its end: {"result":{…}} with the keys of the result, "imported", and
+  // "cameras", each with "volume", "name", the numbers "inLibrary", "likelyDuplicates", "recognized",
+  // "missing", "new", "needReview" and "interrupted", and "files" with the paths for the last four.
+  std::string json(const RunResult& result, std::int64_t imported = 0) const;
+};
+
+// Why nothing is imported from a camera.
+std::string cannotImportText(const CheckReport::Camera& camera);
+std::string nothingImportedText();
+std::string nothingMissingText();
+
+}  // namespace tolvander::app

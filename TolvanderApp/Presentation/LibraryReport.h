@@ -1,0 +1,78 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "TolvanderCore/Date.h"
+#include "TolvanderCore/FileURL.h"
+
+namespace tolvander::app {
+
+// What is in a photo library that keeps its pictures as files.
+struct LibraryReport {
+  struct Asset {
+    std::string identifier;
+    std::optional<Date> creationDate;
+    bool isVideo = false;
+    std::int64_t byteCount = 0;
+    std::string filename;  // that it came with
+    FileURL file{"/"};
+
+    friend bool operator==(const Asset&, const Asset&) = default;
+  };
+
+  struct Album {
+    std::string title;
+    std::int64_t assetCount = 0;
+  };
+
+  // Which assets are shown.
+  struct Selection {
+    std::optional<Date> from{};           // included; assets without a date are left out by either end
+    std::optional<Date> to{};             // included
+    std::optional<std::int64_t> limit{};  // the newest so many
+  };
+
+  FileURL folder{"/"};
+  bool exists = false;
+  std::vector<Asset> assets;  // the newest first
+  std::vector<Album> albums;
+
+  // Sorts the assets and keeps those that are asked for.
+  void select(const Selection& selection);
+
+  // For people, with line ends: how many there are of each kind; a line for each asset; a line for each
+  // album.
+  std::string text() const;
+  std::string textOfAssets() const;
+  std::string textOfAlbums() const;
+
+  // For programs: one object with "folder", "exists" and "photos", "videos", "bytes" and "albums", all
+  // numbers; one with "assets", each with "identifier", "creationDate" (ISO 8601, or null), "kind",
+  // "byteCount", "filename" and "file"; one with "albums", each with "title" and "assetCount".
+  std::string json() const;
+  std::string jsonOfAssets() const;
+  std::string jsonOfAlbums() const;
+};
+
+// What a look at every file of it has found.
+struct LibraryVerificationReport {
+  std::int64_t assets = 0;
+  std::int64_t originals = 0;
+  std::vector<std::string> catalogueProblems;
+  std::vector<FileURL> missing;
+  std::vector<FileURL> changed;
+  std::vector<FileURL> unknown;  // no fault: people may add files
+
+  bool isSound() const { return catalogueProblems.empty() && missing.empty() && changed.empty(); }
+
+  std::string text() const;
+  // An object whose keys are the fields, and "isSound".
+  std::string json() const;
+};
+
+std::string noSuchAlbumText(const std::string& title);
+
+}  // namespace tolvander::app

@@ -1,0 +1,100 @@
+#include "TolvanderApp/Presentation/RunResult.h"
+
+#include <utility>
+
+#include "TolvanderApp/PhotoLibraryError.h"
+#include "TolvanderApp/Presentation/Wording.h"
+#include "TolvanderCore/MediaSourceError.h"
+
+namespace tolvander::app {
+
+namespace {
+
+std::optional<std::string> failureOf(const AppModel& model, const FileURL& library) {
+  if (model.lastError->has_value()) {
+    return model.lastError.value();
+  }
+  if (const auto& issue = model.removableVolumeAccessIssue.value()) {
+    return MediaSourceError::volumeAccessDenied(issue->volumeName).description();
+  }
+  if (model.photosPermissionStatus == PhotosPermissionStatus::denied) {
+    return *PhotoLibraryError(PhotoLibraryError::Case::accessDenied).description() + " “" + library.path() +
+           "” cannot be changed.";
+  }
+  if (model.photosPermissionStatus != PhotosPermissionStatus::authorized) {
+    return PhotoLibraryError(PhotoLibraryError::Case::accessDenied).description();
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::string_view rawText(RunOutcome outcome) {
+  switch (outcome) {
+    case RunOutcome::done:
+      return "done";
+    case RunOutcome::failed:
+      return "failed";
+    case RunOutcome::incomplete:
+      return "incomplete";
+    case RunOutcome::stopped:
+      break;
+  }
+  return "stopped";
+}
+
+RunResult RunResult::of(const AppModel& model, const FileURL& library, bool wasStopped,
+                        std::optional<std::string> failure) {
+  RunResult result{.outcome = RunOutcome::done, .status = model.statusMessage, .failure = std::move(failure)};
+  if (!result.failure) {
+    result.failure = failureOf(model, library);
+  }
+  if (wasStopped) {
+    result.outcome = RunOutcome::stopped;
+  } else if (model.offersPhotoReview || model.photoReviewIsIncomplete()) {
+    result.outcome = RunOutcome::incomplete;
+  } else if (result.failure) {
+    result.outcome = RunOutcome::failed;
+  }
+  return result;
+}
+
+std::string RunResult::json() const {
+  return jsonText(JSONWriter::Style::compact, [this](JSONWriter& writer) {
+    writer.beginObject();
+    writer.key("result");
+    writer.beginObject();
+    write(writer);
+    writer.endObject();
+    writer.endObject();
+  });
+}
+
+void RunResult::write(JSONWriter& writer) const {
+  writer.string("outcome", rawText(outcome));
+  writer.string("status", status);
+  writer.key("failure");
+  if (failure) {
+    writer.string(*failure);
+  } else {
+    writer.null();
+  }
+}
+
+// A lost library ends setup as well, and is told by the model in its own words.
+std::optional<std::string> reasonAgainstWork(const AppModel& model) {
+  if (!model.settings().onboardingCompleted() &&
+      model.photosPermissionStatus != PhotosPermissionStatus::denied) {
+    return "Tolvander isn’t set up yet. A first sync does that: tolvanderctl sync VOLUME";
+  }
+  return std::nullopt;
+}
+
+std::string noCameraConnectedText() { return "No saved camera is connected."; }
+
+std::string notASavedCameraText(const FileURL& volume) {
+  return "“" + printable(volume.path()) +
+         "” is no saved camera that is connected. tolvanderctl cameras list shows those that are saved.";
+}
+
+}  // namespace tolvander::app

@@ -1,0 +1,140 @@
+#include "TolvanderApp/Presentation/StatusReport.h"
+
+#include <algorithm>
+
+#include "TolvanderApp/Presentation/Wording.h"
+#include "TolvanderCore/ISO8601.h"
+#include "TolvanderCore/JSONWriter.h"
+#include "TolvanderCore/MediaCounts.h"
+
+namespace tolvander::app {
+
+namespace {
+
+std::string_view libraryWord(PhotosPermissionStatus status) {
+  switch (status) {
+    case PhotosPermissionStatus::authorized:
+      return "ready";
+    case PhotosPermissionStatus::notDetermined:
+      return "not made yet";
+    case PhotosPermissionStatus::limited:
+    case PhotosPermissionStatus::denied:
+    case PhotosPermissionStatus::restricted:
+      break;
+  }
+  return "cannot be changed";
+}
+
+std::string_view rawText(PhotosPermissionStatus status) {
+  switch (status) {
+    case PhotosPermissionStatus::authorized:
+      return "authorized";
+    case PhotosPermissionStatus::limited:
+      return "limited";
+    case PhotosPermissionStatus::notDetermined:
+      return "notDetermined";
+    case PhotosPermissionStatus::denied:
+      return "denied";
+    case PhotosPermissionStatus::restricted:
+      break;
+  }
+  return "restricted";
+}
+
+std::string camerasText(const CamerasReport& report) {
+  const auto connected =
+      std::ranges::count_if(report.cameras, [](const auto& camera) { return camera.volume.has_value(); });
+  return std::to_string(report.cameras.size()) + " saved, " + std::to_string(connected) + " connected";
+}
+
+std::string lastSyncText(const LastSyncReceipt& receipt) {
+  const auto counts = MediaCounts::ofTotal(receipt.count, receipt.videoCount.value_or(0));
+  return iso8601Text(receipt.completedAt) + ", " + counts.description() + " from “" +
+         printable(receipt.deviceName) + "”";
+}
+
+std::string yesOrNo(bool value) { return value ? "yes" : "no"; }
+
+void write(JSONWriter& writer, const LastSyncReceipt& receipt) {
+  writer.beginObject();
+  writer.integer("count", receipt.count);
+  writer.integer("videoCount", receipt.videoCount.value_or(0));
+  writer.string("deviceName", receipt.deviceName);
+  writer.string("completedAt", iso8601Text(receipt.completedAt));
+  writer.endObject();
+}
+
+void write(JSONWriter& writer, const ImportHistorySummary& history) {
+  writer.beginObject();
+  writer.integer("photos", history.uniquePhotoCount);
+  writer.integer("videos", history.uniqueVideoCount);
+  writer.endObject();
+}
+
+void write(JSONWriter& writer, const HomeHolder& holder) {
+  writer.beginObject();
+  writer.integer("process", holder.process);
+  writer.string("command", holder.command);
+  writer.endObject();
+}
+
+void write(JSONWriter& writer, const std::string& text) { writer.string(text); }
+
+template <typename Value>
+void writeOptional(JSONWriter& writer, std::string_view key, const std::optional<Value>& value) {
+  writer.key(key);
+  if (value) {
+    write(writer, *value);
+  } else {
+    writer.null();
+  }
+}
+
+}  // namespace
+
+std::string StatusReport::text() const {
+  std::string text = factLine("Setup", isSetUp ? "complete" : "not complete: run tolvanderctl sync VOLUME");
+  text += factLine("At work now", holder ? printable(holder->text()) : "nobody");
+  text += factLine("Cameras", camerasText(cameras));
+  if (cameras.problem) {
+    text += factLine("", *cameras.problem);
+  }
+  text += factLine("Imported", history ? MediaCounts{.photos = history->uniquePhotoCount,
+                                                     .videos = history->uniqueVideoCount}
+                                             .description()
+                                       : "the import history cannot be read");
+  text += factLine("Last sync", lastSync ? lastSyncText(*lastSync) : "none");
+  text += factLine("Album", album ? printable(*album) : "none");
+  text += factLine("Moves to the Trash", yesOrNo(movesToTrash));
+  text += factLine("Ejects", yesOrNo(ejects));
+  text += factLine("Photo library",
+                   printable(libraryFolder.path()) + " (" + std::string(libraryWord(photos)) + ")");
+  text += factLine("Import history", printable(historyFile.path()));
+  text += factLine("Settings", printable(settingsFile.path()));
+  return text + factLine("Log", printable(logFolder.path()));
+}
+
+std::string StatusReport::json() const {
+  return jsonText(JSONWriter::Style::prettyPrinted, [this](JSONWriter& writer) {
+    const auto connected =
+        std::ranges::count_if(cameras.cameras, [](const auto& camera) { return camera.volume.has_value(); });
+    writer.beginObject();
+    writer.boolean("isSetUp", isSetUp);
+    writeOptional(writer, "holder", holder);
+    writer.string("photos", rawText(photos));
+    writer.integer("savedCameras", static_cast<std::int64_t>(cameras.cameras.size()));
+    writer.integer("connectedCameras", connected);
+    writeOptional(writer, "history", history);
+    writeOptional(writer, "lastSync", lastSync);
+    writeOptional(writer, "album", album);
+    writer.boolean("movesToTrash", movesToTrash);
+    writer.boolean("ejects", ejects);
+    writer.string("historyFile", historyFile.path());
+    writer.string("settingsFile", settingsFile.path());
+    writer.string("libraryFolder", libraryFolder.path());
+    writer.string("logFolder", logFolder.path());
+    writer.endObject();
+  });
+}
+
+}  // namespace tolvander::app

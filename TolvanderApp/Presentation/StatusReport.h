@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "TolvanderApp/LastSyncReceipt.h"
+#include "TolvanderApp/PhotosPermissionStatus.h"
+#include "TolvanderApp/Platform/HomeInUseError.h"
+#include "TolvanderApp/Presentation/CamerasReport.h"
+#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/ImportHistorySummary.h"
+
+namespace tolvander::app {
+
+// How one home stands: what is set up, what was done, and where everything is kept.
+struct StatusReport {
+  bool isSetUp = false;
+  std::optional<HomeHolder> holder;  // the process that is at work on it now
+  PhotosPermissionStatus photos = PhotosPermissionStatus::notDetermined;
+  CamerasReport cameras;
+  std::optional<ImportHistorySummary> history;  // absent where it can't be read
+  std::optional<LastSyncReceipt> lastSync;
+  std::optional<std::string> album;  // into which items go
+  bool movesToTrash = false;
+  bool ejects = false;
+  FileURL historyFile{"/"};
+  FileURL settingsFile{"/"};
+  FileURL libraryFolder{"/"};
+  FileURL logFolder{"/"};
+
+  // For people, with line ends.
+  std::string text() const;
+
+  // For programs: one object whose keys are the fields; "savedCameras" and "connectedCameras" are numbers in
+  // the place of the cameras, "photos" is a word, "history" has "photos" and "videos", "lastSync" has
+  // "count", "videoCount", "deviceName" and "completedAt" (ISO 8601), "holder" "process" and "command". What
+  // is absent is null.
+  std::string json() const;
+};
+
+}  // namespace tolvander::app

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "TolvanderApp/AppModel.h"
+#include "TolvanderApp/Concurrency/Subscription.h"
+#include "TolvanderApp/LastSyncReceipt.h"
+#include "TolvanderApp/Platform/NotificationDelivery.h"
+#include "TolvanderApp/Presentation/RunResult.h"
+#include "TolvanderCore/FileURL.h"
+
+namespace tolvander::app {
+
+// What came of one run over the cameras.
+struct SyncReport {
+  using Outcome = RunOutcome;
+
+  struct Camera {
+    FileURL volumeURL;
+    LastSyncReceipt receipt;
+  };
+
+  Outcome outcome = Outcome::done;
+  std::string status;                     // the status line at the end
+  std::optional<std::string> failure;     // in words for the user
+  std::vector<Camera> cameras;            // those that were synced, in that order
+  std::vector<std::string> likelyCopies;  // names of files left out as likely in the library already
+  FileURL library{"/"};                   // the folder where the pictures are
+
+  // For people, with line ends: a line for each camera, and where the pictures are. The failure isn't in it.
+  std::string text() const;
+
+  // For programs, on one line without its end: {"result":{"outcome":"done", …}} with "status", "failure"
+  // (null where there is none), "cameras" (objects with "volume", "name", "imported", "videos"),
+  // "likelyCopies" and "library".
+  std::string json() const;
+};
+
+// Watches the model during a run, and tells what came of it.
+class SyncRecorder {
+ public:
+  // The model outlives this object.
+  SyncRecorder(AppModel& model, const FileURL& library);
+
+  // `failure` is one that the model doesn't know of.
+  SyncReport report(bool wasStopped, std::optional<std::string> failure = std::nullopt) const;
+
+ private:
+  void take(const std::map<FileURL, LastSyncReceipt>& receipts);
+  void take(const std::optional<StatusReceipt>& receipt);
+
+  const AppModel& model_;
+  SyncReport report_;
+  Subscription receipts_;
+  Subscription statusReceipts_;
+};
+
+// One line of JSON, without its end, for what goes on during a run: {"status":"Scanning camera…"},
+// {"phase":"importing","completed":3,"total":12} and {"notification":{"title":…,"body":…}}.
+std::string statusJSON(const std::string& status);
+std::string phaseJSON(const SyncPhase& phase);
+std::string notificationJSON(const NotificationRequest& notification);
+
+// The bar of an import on a terminal, in one line without its end: the share that is done, the status and
+// the speed, which is left out in the first moments.
+std::string progressBar(const SyncPhase& phase, const std::string& status,
+                        std::chrono::duration<double> sinceTheImportBegan);
+
+std::string notificationText(const NotificationRequest& notification);
+
+// Why a sync can't begin.
+std::string noCameraSavedText();
+std::string notRememberedText(const FileURL& volume);
+std::string notACameraText(const FileURL& volume);
+
+}  // namespace tolvander::app
