@@ -9,9 +9,9 @@ class VolumeEjector {
  public:
   virtual ~VolumeEjector() = default;
 
-  // Unmounts every volume of the drive on which `volume` is mounted, and ejects the drive; a drive of which
-  // one volume can't be unmounted stays as it was. Blocks until the system is done; for any thread but the
-  // main one. Throws EjectError, whose description tells the user why.
+  // Unmounts every volume of the drive on which `volume` is mounted, that one first, and ejects the drive; a
+  // drive of which a volume can't be unmounted isn't ejected. Blocks until the system is done; for any thread
+  // but the main one. Throws EjectError, whose description tells the user why.
   virtual void unmountAndEject(const FileURL& volume) = 0;
 };
 
