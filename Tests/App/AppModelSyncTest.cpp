@@ -158,7 +158,7 @@ TEST_F(AppModelSyncTest, logHoldsNothingOfTheUsersWorld) {
   sync();
   EXPECT_TRUE(model().lastError->has_value());
 
-  const std::string log = readFile(world.folder / "logs/Tolvander.log");
+  const std::string log = world.logText();
   for (const std::string secret : {"Grandma", "Rimini", "Summer", "DCIM", "JPG", "MOV", "identifier-", "/"}) {
     EXPECT_EQ(log.find(secret), std::string::npos) << secret;
   }

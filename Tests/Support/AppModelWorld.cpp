@@ -135,9 +135,17 @@ void AppModelWorld::run(app::Task<> task) {
 
 std::vector<std::string> AppModelWorld::takeStatuses() { return std::exchange(statuses_, {}); }
 
+std::string AppModelWorld::logText() const {
+  std::string text;
+  for (const FileURL& file : services_.diagnosticLog->files()) {
+    text.insert(0, readFile(file));  // the files come newest first
+  }
+  return text;
+}
+
 std::vector<std::string> AppModelWorld::logLines(std::string_view event) const {
   const std::string beginning = event.empty() ? "{" : "{\"event\":\"" + std::string(event) + "\"";
-  std::istringstream text(readFile(services_.diagnosticLog->files().front()));
+  std::istringstream text(logText());
   std::vector<std::string> lines;
   for (std::string line; std::getline(text, line);) {
     if (line.starts_with(beginning)) {

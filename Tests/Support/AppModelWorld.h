@@ -79,6 +79,9 @@ class AppModelWorld {
   // Every value that the status line was given since this was asked for last, repetitions in a row left out.
   std::vector<std::string> takeStatuses();
 
+  // Everything that has been recorded in the log so far, the oldest line first.
+  std::string logText() const;
+
   // The lines in the log so far, without their times: all, or those of one event.
   std::vector<std::string> logLines(std::string_view event = {}) const;
 
