@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -59,6 +60,17 @@ class LibAVOptions {
 
 // Throws std::bad_alloc where libav reports that memory ran out by a null pointer.
 PacketPointer makePacket();
+
+// What libav gives to a write callback: constant since FFmpeg 7.0.
+#if LIBAVFORMAT_VERSION_MAJOR >= 61
+using LibAVOutputByte = const std::uint8_t;
+#else
+using LibAVOutputByte = std::uint8_t;
+#endif
+
+// Copies the codec parameters and the display matrix (the rotation) of a stream, and returns a negative error
+// number of libav where that fails.
+int copyStreamParameters(const AVStream& source, AVStream& target);
 
 // libav's words for one of its error numbers.
 std::string libAVErrorText(int error);

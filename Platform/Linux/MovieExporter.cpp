@@ -2,7 +2,6 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <new>
 #include <string>
 #include <vector>
@@ -57,10 +56,9 @@ class QuickTimeWriter {
     if (stream == nullptr) {
       throw std::bad_alloc();
     }
-    check(avcodec_parameters_copy(stream->codecpar, source.codecpar));
+    check(copyStreamParameters(source, *stream));
     stream->time_base = source.time_base;
     stream->sample_aspect_ratio = source.sample_aspect_ratio;
-    copyRotation(source, *stream);
     return *stream;
   }
 
@@ -104,19 +102,6 @@ class QuickTimeWriter {
     if (date && *date >= first && *date < end) {
       av_dict_set(&context_->metadata, "creation_time", text.c_str(), 0);
     }
-  }
-
-  void copyRotation(const AVStream& source, AVStream& target) {
-    std::size_t size = 0;
-    const std::uint8_t* matrix = av_stream_get_side_data(&source, AV_PKT_DATA_DISPLAYMATRIX, &size);
-    if (matrix == nullptr) {
-      return;
-    }
-    std::uint8_t* copy = av_stream_new_side_data(&target, AV_PKT_DATA_DISPLAYMATRIX, size);
-    if (copy == nullptr) {
-      throw std::bad_alloc();
-    }
-    std::memcpy(copy, matrix, size);
   }
 
   const MovieFile& file_;

@@ -83,7 +83,7 @@ int MovieFileIO::read(void* self, std::uint8_t* buffer, int size) {
   return count == 0 ? AVERROR_EOF : static_cast<int>(count);
 }
 
-int MovieFileIO::write(void* self, std::uint8_t* buffer, int size) {
+int MovieFileIO::write(void* self, LibAVOutputByte* buffer, int size) {
   auto& io = *static_cast<MovieFileIO*>(self);
   if (size > io.lengthLimit_ - io.position_) {
     return AVERROR(EFBIG);

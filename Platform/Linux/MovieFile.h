@@ -51,7 +51,7 @@ class MovieFileIO {
   MovieFileIO(const MovieFile& file, CancellationToken token, std::int64_t lengthLimit, bool writes);
 
   static int read(void* self, std::uint8_t* buffer, int size);
-  static int write(void* self, std::uint8_t* buffer, int size);
+  static int write(void* self, LibAVOutputByte* buffer, int size);
   static std::int64_t seek(void* self, std::int64_t offset, int whence);
 
   int descriptor_;
