@@ -19,17 +19,20 @@ class LimitedReader {
   explicit LimitedReader(Bytes data) : data_(data), bytesLeft_(2 * data.size()) {}
 
   static const heif_reader& operations() {
-    static const heif_reader reader{
-        .reader_api_version = 1,
-        .get_position = [](void* self) { return static_cast<int64_t>(of(self).position_); },
-        .read = [](void* target, size_t size, void* self) { return of(self).read(target, size) ? 0 : -1; },
-        .seek = [](int64_t position, void* self) { return of(self).seek(position) ? 0 : -1; },
-        .wait_for_file_size =
-            [](int64_t size, void* self) {
-              return of(self).reaches(size) ? heif_reader_grow_status_size_reached
-                                            : heif_reader_grow_status_size_beyond_eof;
-            },
-    };
+    static const heif_reader reader = [] {
+      heif_reader version1{};  // later versions of the library have members that stay zero
+      version1.reader_api_version = 1;
+      version1.get_position = [](void* self) { return static_cast<int64_t>(of(self).position_); };
+      version1.read = [](void* target, size_t size, void* self) {
+        return of(self).read(target, size) ? 0 : -1;
+      };
+      version1.seek = [](int64_t position, void* self) { return of(self).seek(position) ? 0 : -1; };
+      version1.wait_for_file_size = [](int64_t size, void* self) {
+        return of(self).reaches(size) ? heif_reader_grow_status_size_reached
+                                      : heif_reader_grow_status_size_beyond_eof;
+      };
+      return version1;
+    }();
     return reader;
   }
 
