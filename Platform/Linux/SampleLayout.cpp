@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <iterator>
 
 namespace tolvander::platform::linux_ {
 
@@ -72,7 +73,8 @@ void SampleUnits::add(std::span<const std::byte> bytes,
                       const std::function<void(std::span<const std::byte>)>& receive) {
   if (!carry_.empty()) {
     const std::span<const std::byte> head = bytes.first(std::min(bytes.size(), unitBytes_ - carry_.size()));
-    carry_.insert(carry_.end(), head.begin(), head.end());
+    carry_.resize(carry_.size() + head.size());
+    std::ranges::copy(head, carry_.end() - std::ssize(head));
     bytes = bytes.subspan(head.size());
     if (carry_.size() < unitBytes_) {
       return;
