@@ -1,16 +1,17 @@
 #include "Platform/Linux/DesktopNotifications.h"
 
-#include <sdbus-c++/sdbus-c++.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "Platform/Linux/DBus/BusConnection.h"
+#include "Platform/Linux/DBus/BusError.h"
 #include "Platform/Linux/DesktopNotificationError.h"
 #include "TolvanderApp/Concurrency/Background.h"
 #include "TolvanderCore/UTF8.h"
@@ -69,7 +70,7 @@ class DesktopNotifications::Service {
 
   bool answers() {
     try {
-      converse([this](sdbus::IProxy& desktop) { capabilitiesOf(desktop); });
+      converse([this] { capabilities(); });
       return true;
     } catch (const DesktopNotificationError&) {
       return false;
@@ -77,7 +78,7 @@ class DesktopNotifications::Service {
   }
 
   void notify(const NotificationRequest& request) {
-    converse([&](sdbus::IProxy& desktop) { notify(desktop, request); });
+    converse([&] { show(request); });
   }
 
  private:
@@ -87,47 +88,44 @@ class DesktopNotifications::Service {
     const std::lock_guard lock(mutex_);
     try {
       if (!connection_) {
-        connection_ = sdbus::createSessionBusConnection();
+        connection_ = BusConnection::toSessionBus(patience_);
       }
-      const auto desktop = sdbus::createProxy(*connection_, serviceName, objectPath);
-      talk(*desktop);
-    } catch (const sdbus::Error& error) {
+      talk();
+    } catch (const BusError& error) {
       connection_.reset();
       throw DesktopNotificationError::serviceUnavailable(error.what());
     }
   }
 
-  std::vector<std::string> capabilitiesOf(sdbus::IProxy& desktop) const {
-    std::vector<std::string> capabilities;
-    desktop.callMethod("GetCapabilities")
-        .onInterface(serviceName)
-        .withTimeout(patience_)
-        .storeResultsTo(capabilities);
-    return capabilities;
+  template <typename Result, typename... Arguments>
+  Result call(const char* method, const Arguments&... arguments) {
+    return connection_->call<Result>({.service = serviceName,
+                                      .path = {objectPath},
+                                      .interface = serviceName,
+                                      .method = method,
+                                      .patience = patience_},
+                                     arguments...);
   }
 
-  void notify(sdbus::IProxy& desktop, const NotificationRequest& request) const {
+  std::vector<std::string> capabilities() { return call<std::vector<std::string>>("GetCapabilities"); }
+
+  void show(const NotificationRequest& request) {
     constexpr std::uint32_t replacesNone = 0;
     constexpr std::int32_t standardTime = -1;  // on the screen, as the desktop has it
-    const auto capabilities = capabilitiesOf(desktop);
-    const bool readsMarkup = std::ranges::find(capabilities, "body-markup") != capabilities.end();
+    const auto known = capabilities();
+    const bool readsMarkup = std::ranges::find(known, "body-markup") != known.end();
     const std::string body = textForBus(request.body);
-    const std::map<std::string, sdbus::Variant> hints = {
-        {"desktop-entry", sdbus::Variant("com.tolvander.app")},
-        {"sound-name", sdbus::Variant("message-new-instant")}};
-    std::uint32_t identifier = 0;
-    desktop.callMethod("Notify")
-        .onInterface(serviceName)
-        .withTimeout(patience_)
-        .withArguments(std::string("Tolvander"), replacesNone, std::string("com.tolvander.app"),
-                       textForBus(request.title), readsMarkup ? escapingMarkup(body) : body,
-                       std::vector<std::string>(), hints, standardTime)
-        .storeResultsTo(identifier);
+    const std::map<std::string, BusVariant> hints = {
+        {"desktop-entry", BusVariant(std::string("com.tolvander.app"))},
+        {"sound-name", BusVariant(std::string("message-new-instant"))}};
+    call<std::uint32_t>("Notify", std::string("Tolvander"), replacesNone, std::string("com.tolvander.app"),
+                        textForBus(request.title), readsMarkup ? escapingMarkup(body) : body,
+                        std::vector<std::string>(), hints, standardTime);
   }
 
   const std::chrono::milliseconds patience_;
   std::mutex mutex_;
-  std::unique_ptr<sdbus::IConnection> connection_;
+  std::optional<BusConnection> connection_;
 };
 
 DesktopNotifications::DesktopNotifications(std::chrono::milliseconds patience)

@@ -1,17 +1,16 @@
 #include "Platform/Linux/UDisksEjector.h"
 
-#include <sdbus-c++/sdbus-c++.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "Platform/Linux/DBus/BusConnection.h"
+#include "Platform/Linux/DBus/BusError.h"
 #include "TolvanderApp/Platform/EjectError.h"
 #include "TolvanderCore/SystemErrors.h"
 
@@ -21,15 +20,15 @@ using app::EjectError;
 
 namespace {
 
-using Options = std::map<std::string, sdbus::Variant>;
-using Interfaces = std::map<std::string, std::map<std::string, sdbus::Variant>>;
-using Objects = std::map<sdbus::ObjectPath, Interfaces>;
+using Properties = std::map<std::string, BusVariant>;
+using Interfaces = std::map<std::string, Properties>;
+using Objects = std::map<ObjectPath, Interfaces>;
 
 constexpr const char* service = "org.freedesktop.UDisks2";
 constexpr const char* blockInterface = "org.freedesktop.UDisks2.Block";
 constexpr const char* driveInterface = "org.freedesktop.UDisks2.Drive";
 constexpr const char* filesystemInterface = "org.freedesktop.UDisks2.Filesystem";
-constexpr const char* noObject = "/";
+const ObjectPath noObject{"/"};
 
 constexpr std::chrono::minutes patience(5);
 
@@ -48,41 +47,29 @@ EjectError::Case caseOf(std::string_view errorName) {
 // The conversation with udisks about one drive.
 class Conversation {
  public:
-  Conversation() : connection_(sdbus::createSystemBusConnection()) {}
-
   // The object of a device file; absent for a device that udisks doesn't know.
-  std::optional<sdbus::ObjectPath> block(const std::string& device) {
-    std::vector<sdbus::ObjectPath> blocks;
-    proxy("/org/freedesktop/UDisks2/Manager")
-        .callMethod("ResolveDevice")
-        .onInterface("org.freedesktop.UDisks2.Manager")
-        .withTimeout(patience)
-        .withArguments(Options{{"path", sdbus::Variant(device)}}, Options())
-        .storeResultsTo(blocks);
+  std::optional<ObjectPath> block(const std::string& device) {
+    const auto blocks = call<std::vector<ObjectPath>>({"/org/freedesktop/UDisks2/Manager"},
+                                                      "org.freedesktop.UDisks2.Manager", "ResolveDevice",
+                                                      Properties{{"path", BusVariant(device)}}, Properties());
     return blocks.empty() ? std::nullopt : std::optional(blocks.front());
   }
 
   // The drive of a block device; absent where it is on none, such as an image in a file.
-  std::optional<sdbus::ObjectPath> drive(const sdbus::ObjectPath& block) {
-    const sdbus::Variant value = proxy(block).getProperty("Drive").onInterface(blockInterface);
-    const auto path = value.get<sdbus::ObjectPath>();
+  std::optional<ObjectPath> drive(const ObjectPath& block) {
+    const auto path = property<ObjectPath>(block, blockInterface, "Drive");
     return path == noObject ? std::nullopt : std::optional(path);
   }
 
   // The file systems of the drive that are mounted, `first` before the others.
-  std::vector<sdbus::ObjectPath> mountedFilesystems(const sdbus::ObjectPath& drive,
-                                                    const sdbus::ObjectPath& first) {
-    Objects objects;
-    proxy("/org/freedesktop/UDisks2")
-        .callMethod("GetManagedObjects")
-        .onInterface("org.freedesktop.DBus.ObjectManager")
-        .withTimeout(patience)
-        .storeResultsTo(objects);
-    std::vector<sdbus::ObjectPath> mounted;
+  std::vector<ObjectPath> mountedFilesystems(const ObjectPath& drive, const ObjectPath& first) {
+    const auto objects = call<Objects>({"/org/freedesktop/UDisks2"}, "org.freedesktop.DBus.ObjectManager",
+                                       "GetManagedObjects");
+    std::vector<ObjectPath> mounted;
     for (const auto& [path, interfaces] : objects) {
       const auto block = interfaces.find(blockInterface);
       const bool isOfDrive =
-          block != interfaces.end() && block->second.at("Drive").get<sdbus::ObjectPath>() == drive;
+          block != interfaces.end() && block->second.at("Drive").get<ObjectPath>() == drive;
       if (isOfDrive && interfaces.contains(filesystemInterface) && isMounted(path)) {
         mounted.push_back(path);
       }
@@ -92,49 +79,42 @@ class Conversation {
   }
 
   // At every place where it is mounted.
-  void unmount(const sdbus::ObjectPath& filesystem) {
+  void unmount(const ObjectPath& filesystem) {
     while (isMounted(filesystem)) {
-      call(filesystem, filesystemInterface, "Unmount");
+      call(filesystem, filesystemInterface, "Unmount", Properties());
     }
   }
 
-  void eject(const sdbus::ObjectPath& drive) {
-    if (says(drive, "Ejectable")) {
-      call(drive, driveInterface, "Eject");
-    } else if (says(drive, "CanPowerOff")) {
-      call(drive, driveInterface, "PowerOff");
+  void eject(const ObjectPath& drive) {
+    if (property<bool>(drive, driveInterface, "Ejectable")) {
+      call(drive, driveInterface, "Eject", Properties());
+    } else if (property<bool>(drive, driveInterface, "CanPowerOff")) {
+      call(drive, driveInterface, "PowerOff", Properties());
     }
   }
 
  private:
-  sdbus::IProxy& proxy(const std::string& path) {
-    auto& proxy = proxies_[path];
-    if (!proxy) {
-      proxy = sdbus::createProxy(*connection_, service, path);
-    }
-    return *proxy;
+  template <typename Result = void, typename... Arguments>
+  Result call(const ObjectPath& object, const char* interface, const char* method,
+              const Arguments&... arguments) {
+    return connection_.call<Result>(
+        {.service = service, .path = object, .interface = interface, .method = method, .patience = patience},
+        arguments...);
   }
 
-  // A method that takes options only. A call is made where its MethodInvoker ends, which is therefore never
-  // moved: the one that was moved from would call nothing, and fail.
-  void call(const std::string& path, const char* interface, const char* method) {
-    proxy(path).callMethod(method).onInterface(interface).withTimeout(patience).withArguments(Options());
+  template <typename T>
+  T property(const ObjectPath& object, const char* interface, const char* name) {
+    return call<BusVariant>(object, "org.freedesktop.DBus.Properties", "Get", std::string(interface),
+                            std::string(name))
+        .template get<T>();
   }
 
-  bool isMounted(const sdbus::ObjectPath& filesystem) {
+  bool isMounted(const ObjectPath& filesystem) {
     using MountPoints = std::vector<std::vector<std::uint8_t>>;
-    const sdbus::Variant value =
-        proxy(filesystem).getProperty("MountPoints").onInterface(filesystemInterface);
-    return !value.get<MountPoints>().empty();
+    return !property<MountPoints>(filesystem, filesystemInterface, "MountPoints").empty();
   }
 
-  bool says(const sdbus::ObjectPath& drive, const char* property) {
-    const sdbus::Variant value = proxy(drive).getProperty(property).onInterface(driveInterface);
-    return value.get<bool>();
-  }
-
-  std::unique_ptr<sdbus::IConnection> connection_;
-  std::map<std::string, std::unique_ptr<sdbus::IProxy>> proxies_;
+  BusConnection connection_ = BusConnection::toSystemBus(patience);
 };
 
 }  // namespace
@@ -155,8 +135,8 @@ void UDisksEjector::unmountAndEject(const FileURL& volume) {
       udisks.unmount(filesystem);
     }
     udisks.eject(*drive);
-  } catch (const sdbus::Error& error) {
-    throw EjectError(caseOf(error.getName()), error.what());
+  } catch (const BusError& error) {
+    throw EjectError(caseOf(error.name()), error.what());
   } catch (const PosixError& error) {
     throw EjectError(EjectError::Case::failed, error.what());
   }

@@ -1,42 +1,55 @@
 #include "Tests/Support/FakeDesktop.h"
 
-#include <sdbus-c++/sdbus-c++.h>
-
+#include <chrono>
 #include <mutex>
+#include <optional>
 #include <utility>
 
+#include "Platform/Linux/DBus/BusConnection.h"
+#include "Platform/Linux/DBus/BusError.h"
+#include "Platform/Linux/DBus/BusObject.h"
+#include "Tests/Support/BusThread.h"
+
 namespace tolvander::tests {
+
+namespace {
+
+using platform::linux_::BusConnection;
+using platform::linux_::BusError;
+using platform::linux_::busMethod;
+using platform::linux_::BusObject;
+using platform::linux_::BusVariant;
+
+constexpr const char* interface = "org.freedesktop.Notifications";
+
+}  // namespace
 
 class FakeDesktop::Service {
  public:
   Service(const std::string& busAddress, Behaviour behaviour, std::vector<std::string> capabilities)
       : behaviour_(behaviour),
         capabilities_(std::move(capabilities)),
-        connection_(sdbus::createSessionBusConnectionWithAddress(busAddress)),
-        object_(sdbus::createObject(*connection_, "/org/freedesktop/Notifications")) {
-    const std::string interface = "org.freedesktop.Notifications";
-    object_->registerMethod("GetCapabilities").onInterface(interface).implementedAs([this] {
-      return capabilities_;
-    });
-    object_->registerMethod("Notify").onInterface(interface).implementedAs(
-        [this](const std::string& applicationName, std::uint32_t replacedIdentifier, const std::string& icon,
-               const std::string& title, const std::string& body, const std::vector<std::string>& actions,
-               const std::map<std::string, sdbus::Variant>& hints, std::int32_t expiration) {
-          return show(
-              {applicationName, replacedIdentifier, icon, title, body, actions, textsOf(hints), expiration});
-        });
-    object_->finishRegistration();
-    connection_->requestName(interface);
+        connection_(BusConnection::toBusAt(busAddress, std::chrono::minutes(1))),
+        object_(connection_, {"/org/freedesktop/Notifications"}, interface,
+                {busMethod("GetCapabilities", [this] { return capabilities_; }),
+                 busMethod("Notify",
+                           [this](const std::string& applicationName, std::uint32_t replacedIdentifier,
+                                  const std::string& icon, const std::string& title, const std::string& body,
+                                  const std::vector<std::string>& actions,
+                                  const std::map<std::string, BusVariant>& hints, std::int32_t expiration) {
+                             return show({applicationName, replacedIdentifier, icon, title, body, actions,
+                                          textsOf(hints), expiration});
+                           })}) {
+    connection_.requestName(interface);
     if (behaviour_ != Behaviour::staysSilent) {
       beginToAnswer();
     }
   }
 
-  ~Service() { connection_->leaveEventLoop(); }
   Service(const Service&) = delete;
   Service& operator=(const Service&) = delete;
 
-  void beginToAnswer() { connection_->enterEventLoopAsync(); }
+  void beginToAnswer() { thread_.emplace(connection_); }
 
   std::vector<ShownNotification> shown() const {
     const std::lock_guard lock(mutex_);
@@ -44,7 +57,7 @@ class FakeDesktop::Service {
   }
 
  private:
-  static std::map<std::string, std::string> textsOf(const std::map<std::string, sdbus::Variant>& hints) {
+  static std::map<std::string, std::string> textsOf(const std::map<std::string, BusVariant>& hints) {
     std::map<std::string, std::string> texts;
     for (const auto& [name, value] : hints) {
       texts.emplace(name, value.get<std::string>());
@@ -55,7 +68,7 @@ class FakeDesktop::Service {
   std::uint32_t show(ShownNotification notification) {
     const std::lock_guard lock(mutex_);
     if (behaviour_ == Behaviour::refuses) {
-      throw sdbus::Error("org.freedesktop.Notifications.Error.ExcessNotificationGeneration", "too many");
+      throw BusError("org.freedesktop.Notifications.Error.ExcessNotificationGeneration", "too many");
     }
     shown_.push_back(std::move(notification));
     return static_cast<std::uint32_t>(shown_.size());
@@ -65,8 +78,9 @@ class FakeDesktop::Service {
   const std::vector<std::string> capabilities_;
   mutable std::mutex mutex_;
   std::vector<ShownNotification> shown_;
-  std::unique_ptr<sdbus::IConnection> connection_;
-  std::unique_ptr<sdbus::IObject> object_;
+  BusConnection connection_;
+  BusObject object_;
+  std::optional<BusThread> thread_;  // last: ends before what it uses
 };
 
 FakeDesktop::FakeDesktop(const std::string& busAddress, Behaviour behaviour,
