@@ -12,11 +12,12 @@
 #include "TolvanderApp/Concurrency/Outcome.h"
 #include "TolvanderCore/CharmeraMediaProcessor.h"
 #include "TolvanderCore/FileFingerprinter.h"
-#include "TolvanderCore/FileReader.h"
 #include "TolvanderCore/MediaStagingService.h"
+#include "TolvanderCore/PictureHead.h"
 #include "TolvanderCore/Platform/ImageProperties.h"
 #include "TolvanderCore/Platform/Text.h"
 #include "TolvanderCore/VideoMediaMetadata.h"
+#include "TolvanderCore/WholeFile.h"
 
 namespace tolvander::app {
 
@@ -57,15 +58,25 @@ std::optional<std::string> payloadFingerprint(std::span<const std::byte> bytes) 
   }
 }
 
-FingerprintedMediaFile fingerprintJPEG(const CameraMediaFile& file, bool isCharmera,
-                                       const TimeZone& timeZone) {
-  const std::vector<std::byte> bytes = FileReader(file.url).readToEnd();
-  auto result = withSource(file, FileFingerprinter::sha256(bytes));
-  if (isCharmera) {
-    result.mediaPayloadFingerprint = payloadFingerprint(bytes);
+// The payload is looked for in the whole picture, which is kept where its size allows a repair. One that is
+// larger is known by its bytes, and refused only when it is to be imported.
+FingerprintedMediaFile fingerprintJPEG(const CameraMediaFile& file, bool isCharmera, const TimeZone& timeZone,
+                                       const CancellationToken& token) {
+  WholeFile source(file.url);
+  const bool needsWhole = isCharmera && source.byteCount() <= CharmeraMediaProcessor::maximumRepairBytes;
+  PictureHead head(source.byteCount(), needsWhole ? source.byteCount() : PictureHead::maximumBytes);
+  SHA256 hash;
+  const auto take = [&](std::span<const std::byte> part) {
+    hash.update(part);
+    head.append(part);
+  };
+  source.forEachPart(take, token);
+  auto result = withSource(file, FileFingerprinter::text(hash.finish()));
+  if (needsWhole) {
+    result.mediaPayloadFingerprint = payloadFingerprint(head.bytes());
   }
-  result.captureDate = MediaStagingService::captureDate(bytes, timeZone);
-  result.metadata = pictureMetadata(bytes);
+  result.captureDate = MediaStagingService::captureDate(head.bytes(), timeZone);
+  result.metadata = pictureMetadata(head.bytes());
   return result;
 }
 
@@ -146,7 +157,7 @@ std::vector<FingerprintedMediaFile> MediaFingerprintStage::fingerprint(
     const CameraMediaFile& file = files[index];
     const std::string extension = lowercasedExtension(file);
     if (extension == "jpg" || extension == "jpeg") {
-      return fingerprintJPEG(file, confidentlyRecognizedAsCharmera, timeZone);
+      return fingerprintJPEG(file, confidentlyRecognizedAsCharmera, timeZone, token);
     }
     return file.isVideo() ? fingerprintVideo(file, token)
                           : withSource(file, FileFingerprinter::sha256(file.url, token));

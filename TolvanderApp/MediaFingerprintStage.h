@@ -15,12 +15,15 @@ class MediaFingerprintStage {
  public:
   MediaFingerprintStage() = delete;
 
-  // One result for each file, in the files' order. Only a Charmera's JPEGs get a payload fingerprint. Blocks;
-  // holds at most two pictures in memory. Looks for cancellation before each file and while it reads.
+  // One result for each file, in the files' order. Only a Charmera's JPEGs get a payload fingerprint, and
+  // only those that are small enough to be repaired. Blocks. Holds at most two pictures in memory: whole ones
+  // of a Charmera, of others what PictureHead keeps. Looks for cancellation before each file and while it
+  // reads.
   //
   // Fails as a whole, with the failure of the first file, in their order, that has one: PosixError where a
-  // file can't be read, CharmeraVideoProcessingError for an AVI that can't be opened as a movie, which could
-  // not be converted later either, and CancellationError.
+  // file can't be read, MediaStagingError::sourceChanged where one changes its size while it is read,
+  // CharmeraVideoProcessingError for an AVI that can't be opened as a movie, which could not be converted
+  // later either, and CancellationError.
   static std::vector<FingerprintedMediaFile> fingerprint(const std::vector<CameraMediaFile>& files,
                                                          bool confidentlyRecognizedAsCharmera,
                                                          const CancellationToken& token,

@@ -21,10 +21,9 @@ constexpr int jpegRepairVersion = 1;
 constexpr int videoVersion = 2;
 constexpr std::uint16_t uprightOrientation = 1;
 
-MediaProcessingPlan passthroughPlan(std::string sourceFingerprint, std::vector<std::byte> data) {
+MediaProcessingPlan passthroughPlan(std::string sourceFingerprint) {
   MediaProcessingPlan plan;
   plan.action = Action::passthrough;
-  plan.outputData = std::move(data);
   plan.processedFingerprint = sourceFingerprint;
   plan.sourceFingerprint = std::move(sourceFingerprint);
   return plan;
@@ -236,19 +235,53 @@ TIFFBlock minimalExifBlock(std::string_view captureDate, int width, int height, 
 
 }  // namespace
 
+void CharmeraMediaProcessor::requireRepairableSize(std::uint64_t byteCount) {
+  if (byteCount > maximumRepairBytes) {
+    throw MediaProcessingError(Case::pictureTooLarge);
+  }
+}
+
+Action CharmeraMediaProcessor::action(std::string_view fileExtension, bool confidentlyRecognizedAsCharmera) {
+  const std::string extension = lowercased(fileExtension);
+  if (!confidentlyRecognizedAsCharmera) {
+    return Action::passthrough;
+  }
+  if (extension == "avi") {
+    return Action::transcodeCharmeraVideo;
+  }
+  return extension == "jpg" || extension == "jpeg" ? Action::repairJPEG : Action::passthrough;
+}
+
 MediaProcessingPlan CharmeraMediaProcessor::plan(std::vector<std::byte> data, std::string_view fileExtension,
                                                  bool confidentlyRecognizedAsCharmera,
                                                  std::optional<Date> sourceModificationDate,
                                                  const TimeZone& timeZone) {
-  std::string sourceFingerprint = FileFingerprinter::sha256(data);
-  const std::string extension = lowercased(fileExtension);
-  if (confidentlyRecognizedAsCharmera && extension == "avi") {
-    return transcodePlan(std::move(sourceFingerprint), sourceModificationDate, timeZone);
+  const bool isRepair = action(fileExtension, confidentlyRecognizedAsCharmera) == Action::repairJPEG;
+  if (isRepair) {
+    requireRepairableSize(data.size());
   }
-  if (confidentlyRecognizedAsCharmera && (extension == "jpg" || extension == "jpeg")) {
+  std::string sourceFingerprint = FileFingerprinter::sha256(data);
+  if (isRepair) {
     return repairPlan(std::move(sourceFingerprint), data, sourceModificationDate, timeZone);
   }
-  return passthroughPlan(std::move(sourceFingerprint), std::move(data));
+  auto plan = planWithoutData(std::move(sourceFingerprint), fileExtension, confidentlyRecognizedAsCharmera,
+                              sourceModificationDate, timeZone);
+  if (plan.action == Action::passthrough) {
+    plan.outputData = std::move(data);
+  }
+  return plan;
+}
+
+MediaProcessingPlan CharmeraMediaProcessor::planWithoutData(std::string sourceFingerprint,
+                                                            std::string_view fileExtension,
+                                                            bool confidentlyRecognizedAsCharmera,
+                                                            std::optional<Date> sourceModificationDate,
+                                                            const TimeZone& timeZone) {
+  const Action planned = action(fileExtension, confidentlyRecognizedAsCharmera);
+  precondition(planned != Action::repairJPEG, "a repair needs the picture's bytes");
+  return planned == Action::transcodeCharmeraVideo
+             ? transcodePlan(std::move(sourceFingerprint), sourceModificationDate, timeZone)
+             : passthroughPlan(std::move(sourceFingerprint));
 }
 
 std::string CharmeraMediaProcessor::jpegMediaPayloadFingerprint(std::span<const std::byte> data) {

@@ -25,6 +25,17 @@ class CharmeraMediaProcessor {
  public:
   CharmeraMediaProcessor() = delete;
 
+  // The size in bytes up to which a picture is repaired; input and output are in memory together. The
+  // camera's own pictures have about 1 MB.
+  static constexpr std::uint64_t maximumRepairBytes = std::uint64_t{256} << 20U;
+
+  // Throws MediaProcessingError pictureTooLarge for a picture of more bytes than are repaired.
+  static void requireRepairableSize(std::uint64_t byteCount);
+
+  // What is to happen to a file of this extension, whatever is in it.
+  static MediaProcessingPlan::Action action(std::string_view fileExtension,
+                                            bool confidentlyRecognizedAsCharmera);
+
   // The plan for a whole file in memory. Takes the bytes over, so that a file which isn't altered becomes the
   // plan's output without a copy; for a repair, input and output are in memory together until it returns. The
   // time it takes is that of its SHA-256 passes: one for an unaltered file, three for a repair.
@@ -33,11 +44,18 @@ class CharmeraMediaProcessor {
   // `confidentlyRecognizedAsCharmera` is ever altered, whatever its extension. `sourceModificationDate`
   // stands in for a capture date that the picture doesn't give, as the wall-clock time in `timeZone`.
   //
-  // Throws MediaProcessingError: malformedJPEG, missingImageDimensions, missingCaptureDate, and
-  // exifBlockTooLarge, all for a repair only.
+  // Throws MediaProcessingError: malformedJPEG, missingImageDimensions, missingCaptureDate,
+  // exifBlockTooLarge, and pictureTooLarge, all for a repair only.
   static MediaProcessingPlan plan(std::vector<std::byte> data, std::string_view fileExtension,
                                   bool confidentlyRecognizedAsCharmera,
                                   std::optional<Date> sourceModificationDate, const TimeZone& timeZone);
+
+  // The same plan, but for its output, for a file of any size that was read in parts and has this
+  // `sourceFingerprint`. Not for a picture to be repaired, which is a programming error.
+  static MediaProcessingPlan planWithoutData(std::string sourceFingerprint, std::string_view fileExtension,
+                                             bool confidentlyRecognizedAsCharmera,
+                                             std::optional<Date> sourceModificationDate,
+                                             const TimeZone& timeZone);
 
   // The fingerprint of the bytes that make a JPEG's picture, which its metadata doesn't change: "jpeg-v2:"
   // and a SHA-256. Throws MediaProcessingError malformedJPEG.

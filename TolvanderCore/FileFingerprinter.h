@@ -7,6 +7,7 @@
 #include "TolvanderCore/Cancellation.h"
 #include "TolvanderCore/FileURL.h"
 #include "TolvanderCore/Platform/SHA256.h"
+#include "TolvanderCore/WholeFile.h"
 
 namespace tolvander {
 
@@ -19,9 +20,13 @@ class FileFingerprinter {
 
   static std::string sha256(std::span<const std::byte> bytes);
 
-  // Of a whole file, in memory of one chunk whatever its size. Blocks. Throws PosixError where the file can't
-  // be opened or read, and CancellationError, looked for after each chunk.
+  // Of a whole file, in memory of one chunk (WholeFile's part) whatever its size. Blocks. Throws PosixError
+  // where the file can't be opened or read, MediaStagingError::sourceChanged where it hasn't as many bytes as
+  // it said when it was opened, and CancellationError, looked for after each chunk.
   static std::string sha256(const FileURL& url, const CancellationToken& token = {});
+
+  // The same of a file that is open and has not been read.
+  static std::string sha256(WholeFile& file, const CancellationToken& token = {});
 
   static std::string text(const SHA256::Digest& digest);
 };

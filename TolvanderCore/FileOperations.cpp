@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 
 #include <array>
 #include <chrono>
@@ -39,6 +40,20 @@ void setContentModificationDate(const FileURL& url, Date date) {
       timespec{.tv_sec = seconds.time_since_epoch().count(), .tv_nsec = (date - seconds).count()}};
   if (utimensat(AT_FDCWD, url.path().c_str(), times.data(), 0) != 0) {
     throw PosixError(errno, "set the date of", url);
+  }
+}
+
+void requireFreeSpace(const FileURL& folder, std::uint64_t byteCount) {
+  struct statvfs status {};
+  if (statvfs(folder.path().c_str(), &status) != 0) {
+    throw PosixError(errno, "look at", folder);
+  }
+  if (status.f_blocks == 0 || status.f_frsize == 0) {
+    return;  // a file system that doesn't count its blocks
+  }
+  const std::uint64_t neededBlocks = byteCount / status.f_frsize + (byteCount % status.f_frsize > 0 ? 1 : 0);
+  if (neededBlocks > status.f_bavail) {
+    throw PosixError(ENOSPC, "write into", folder);
   }
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "TolvanderCore/Date.h"
 #include "TolvanderCore/FileURL.h"
 
@@ -21,5 +23,10 @@ void removeItem(const FileURL& url);
 void removeItemIgnoringErrors(const FileURL& url) noexcept;
 
 void setContentModificationDate(const FileURL& url, Date date);
+
+// Throws PosixError ENOSPC where the file system of an existing folder says that it has not room for so many
+// bytes. Some file systems don't say it, and quotas don't show: writing can fail for want of room all the
+// same.
+void requireFreeSpace(const FileURL& folder, std::uint64_t byteCount);
 
 }  // namespace tolvander

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
+
 #include "TolvanderCore/Error.h"
 
 namespace tolvander {
@@ -13,27 +16,21 @@ class MediaProcessingError final : public Error {
     missingImageDimensions,  // no frame header gives a width and a height of at least 1
     missingCaptureDate,      // neither the picture nor the file says when it was taken
     exifBlockTooLarge,       // the new Exif block doesn't fit into one segment
+    pictureTooLarge,         // more bytes than are repaired in memory
   };
 
-  explicit MediaProcessingError(Case errorCase) : Error(text(errorCase)), case_(errorCase) {}
+  explicit MediaProcessingError(Case errorCase) : Error(std::string(rawText(errorCase))), case_(errorCase) {}
 
   Case kind() const { return case_; }
   std::string_view domain() const override { return "TolvanderCore.MediaProcessingError"; }
   std::int64_t code() const override { return static_cast<std::int64_t>(case_); }
 
  private:
-  static const char* text(Case errorCase) {
-    switch (errorCase) {
-      case Case::malformedJPEG:
-        return "malformedJPEG";
-      case Case::missingImageDimensions:
-        return "missingImageDimensions";
-      case Case::missingCaptureDate:
-        return "missingCaptureDate";
-      case Case::exifBlockTooLarge:
-        return "exifBlockTooLarge";
-    }
-    return "MediaProcessingError";
+  static std::string_view rawText(Case errorCase) {
+    constexpr std::array<std::string_view, 5> texts{"malformedJPEG", "missingImageDimensions",
+                                                    "missingCaptureDate", "exifBlockTooLarge",
+                                                    "pictureTooLarge"};
+    return texts.at(static_cast<std::size_t>(errorCase));
   }
 
   Case case_;

@@ -34,7 +34,8 @@ struct MediaProcessingPlan {
   // video. Absent where the file isn't altered.
   std::optional<int> processorVersion = std::nullopt;
 
-  // What to import. Absent for a video that is still to be rewrapped.
+  // What to import. Absent for a video that is still to be rewrapped, and in a plan that was made without the
+  // file's bytes.
   std::optional<std::vector<std::byte>> outputData = std::nullopt;
 
   // SHA-256 of all bytes that were planned.
@@ -43,7 +44,7 @@ struct MediaProcessingPlan {
   // "jpeg-v2:" and the SHA-256 of the bytes that make the picture. Repaired JPEGs only.
   std::optional<std::string> mediaPayloadFingerprint = std::nullopt;
 
-  // SHA-256 of outputData.
+  // SHA-256 of what to import. Absent for a video that is still to be rewrapped.
   std::optional<std::string> processedFingerprint = std::nullopt;
 
   // Exif date text, always in the form "yyyy:MM:dd HH:mm:ss", and where it was found.

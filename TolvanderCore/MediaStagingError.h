@@ -13,7 +13,7 @@ class MediaStagingError final : public Error {
     unsupportedCharmeraVideo,  // of the file that filename() names
     invalidStagingLocation,    // a link or no folder where staged files should lie, or a batch that lies
                                // elsewhere
-    sourceChanged,             // the camera file isn't what was examined
+    sourceChanged,             // the camera file isn't what was examined, or has not the size that it said
   };
 
   static MediaStagingError unsupportedCharmeraVideo(std::string filename) {

@@ -11,10 +11,12 @@
 #include "TolvanderCore/FileOperations.h"
 #include "TolvanderCore/FileReader.h"
 #include "TolvanderCore/FileWriter.h"
+#include "TolvanderCore/PictureHead.h"
 #include "TolvanderCore/Platform/AtomicFile.h"
 #include "TolvanderCore/Platform/FileSystem.h"
 #include "TolvanderCore/Platform/ImageProperties.h"
 #include "TolvanderCore/Platform/Text.h"
+#include "TolvanderCore/WholeFile.h"
 
 namespace tolvander {
 
@@ -83,15 +85,28 @@ PreparedMediaFile stageRepaired(const PreparedMediaBatch& batch, const CameraMed
   return preparedFile(file, plan, copy, orElse(plannedCaptureDate(plan, timeZone), file.modifiedAt));
 }
 
-PreparedMediaFile stageUnaltered(const PreparedMediaBatch& batch, const CameraMediaFile& file,
-                                 const MediaProcessingPlan& plan, const TimeZone& timeZone) {
-  const FileURL copy = makeFolder(batch, UUID::random().text()).appending(file.filename);
-  writeAtomically(copy, *plan.outputData);
-  if (file.modifiedAt) {
-    setContentModificationDate(copy, *file.modifiedAt);
-  }
-  return preparedFile(file, plan, copy,
-                      orElse(MediaStagingService::captureDate(*plan.outputData, timeZone), file.modifiedAt));
+// What was found in a file while it was copied.
+struct Copied {
+  std::string fingerprint;
+  PictureHead head;
+};
+
+// The copy appears whole, and the file is read once. A video's beginning is not kept: it has no Exif.
+Copied copyAtomically(const CameraMediaFile& file, const FileURL& copy, const CancellationToken& token) {
+  WholeFile source(file.url);
+  requireFreeSpace(copy.deletingLastPathComponent(), source.byteCount());
+  Copied copied{.fingerprint = {}, .head = PictureHead(file.isVideo() ? 0 : source.byteCount())};
+  AtomicFile output(copy, Durability::survivesProcess);
+  SHA256 hash;
+  const auto take = [&](std::span<const std::byte> part) {
+    hash.update(part);
+    copied.head.append(part);
+    output.write(part);
+  };
+  source.forEachPart(take, token);
+  output.commit();
+  copied.fingerprint = FileFingerprinter::text(hash.finish());
+  return copied;
 }
 
 [[noreturn]] void refuseVideo() {
@@ -254,27 +269,47 @@ void MediaStagingService::ensureRootDirectory() const {
 void MediaStagingService::prepareFiles(Batch& batch, const std::vector<CameraMediaFile>& files) {
   for (const CameraMediaFile& file : files) {
     batch.token.throwIfCancelled();
-    const bool isCharmeraVideo =
-        batch.confidentlyRecognizedAsCharmera && lowercased(file.url.pathExtension()) == "avi";
-    batch.prepared.files.push_back(isCharmeraVideo ? prepareVideo(batch, file) : prepareFile(batch, file));
+    batch.prepared.files.push_back(prepareFile(batch, file));
   }
   std::ranges::stable_sort(batch.prepared.files, comesBefore);
 }
 
-PreparedMediaFile MediaStagingService::prepareFile(const Batch& batch, const CameraMediaFile& file) const {
-  const MediaProcessingPlan plan =
-      CharmeraMediaProcessor::plan(FileReader(file.url).readToEnd(), file.url.pathExtension(),
-                                   batch.confidentlyRecognizedAsCharmera, file.modifiedAt, batch.timeZone);
-  switch (plan.action) {
+PreparedMediaFile MediaStagingService::prepareFile(Batch& batch, const CameraMediaFile& file) const {
+  switch (CharmeraMediaProcessor::action(file.url.pathExtension(), batch.confidentlyRecognizedAsCharmera)) {
     case MediaProcessingPlan::Action::repairJPEG:
-      return stageRepaired(batch.prepared, file, plan, batch.timeZone);
+      return prepareRepaired(batch, file);
     case MediaProcessingPlan::Action::passthrough:
-      return stageUnaltered(batch.prepared, file, plan, batch.timeZone);
-    case MediaProcessingPlan::Action::unsupportedCharmeraVideo:
+      return prepareUnaltered(batch, file);
     case MediaProcessingPlan::Action::transcodeCharmeraVideo:
+      return prepareVideo(batch, file);
+    case MediaProcessingPlan::Action::unsupportedCharmeraVideo:
       break;
   }
   throw MediaStagingError::unsupportedCharmeraVideo(file.filename);
+}
+
+PreparedMediaFile MediaStagingService::prepareRepaired(const Batch& batch,
+                                                       const CameraMediaFile& file) const {
+  WholeFile source(file.url);
+  CharmeraMediaProcessor::requireRepairableSize(source.byteCount());
+  const MediaProcessingPlan plan =
+      CharmeraMediaProcessor::plan(source.contents(batch.token), file.url.pathExtension(),
+                                   batch.confidentlyRecognizedAsCharmera, file.modifiedAt, batch.timeZone);
+  return stageRepaired(batch.prepared, file, plan, batch.timeZone);
+}
+
+PreparedMediaFile MediaStagingService::prepareUnaltered(const Batch& batch,
+                                                        const CameraMediaFile& file) const {
+  const FileURL copy = makeFolder(batch.prepared, UUID::random().text()).appending(file.filename);
+  Copied copied = copyAtomically(file, copy, batch.token);
+  if (file.modifiedAt) {
+    setContentModificationDate(copy, *file.modifiedAt);
+  }
+  const auto pictureDate = captureDate(copied.head.bytes(), batch.timeZone);
+  const auto plan = CharmeraMediaProcessor::planWithoutData(
+      std::move(copied.fingerprint), file.url.pathExtension(), batch.confidentlyRecognizedAsCharmera,
+      file.modifiedAt, batch.timeZone);
+  return preparedFile(file, plan, copy, orElse(pictureDate, file.modifiedAt));
 }
 
 PreparedMediaFile MediaStagingService::prepareVideo(Batch& batch, const CameraMediaFile& file) const {

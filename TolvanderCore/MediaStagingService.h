@@ -50,9 +50,14 @@ class MediaStagingService {
   const FileURL& rootDirectory() const { return rootDirectory_; }
 
   // Stages the files as one batch, sorted by capture date, undated ones last, then by relative path as a file
-  // manager sorts. One bad file fails the whole batch, whose folder is then removed. Throws
-  // MediaStagingError, MediaProcessingError, CharmeraVideoProcessingError, PosixError, and CancellationError,
-  // looked for before each file and each chunk of a video.
+  // manager sorts. One bad file fails the whole batch, whose folder is then removed. A file that isn't
+  // altered is hashed, copied and dated in one pass, in memory of a chunk and of what PictureHead keeps of a
+  // picture.
+  //
+  // Throws MediaStagingError (sourceChanged where a file grows or shrinks while it is read, or has not the
+  // size that it says), MediaProcessingError (pictureTooLarge for a picture of more bytes than are repaired),
+  // CharmeraVideoProcessingError, PosixError (ENOSPC before a byte is copied, where a file can't have room),
+  // and CancellationError, looked for before each file and for each chunk of it.
   PreparedMediaBatch prepare(const std::vector<CameraMediaFile>& files, bool confidentlyRecognizedAsCharmera,
                              const TimeZone& timeZone, const CancellationToken& token = {});
 
@@ -87,7 +92,9 @@ class MediaStagingService {
 
   void ensureRootDirectory() const;
   void prepareFiles(Batch& batch, const std::vector<CameraMediaFile>& files);
-  PreparedMediaFile prepareFile(const Batch& batch, const CameraMediaFile& file) const;
+  PreparedMediaFile prepareFile(Batch& batch, const CameraMediaFile& file) const;
+  PreparedMediaFile prepareRepaired(const Batch& batch, const CameraMediaFile& file) const;
+  PreparedMediaFile prepareUnaltered(const Batch& batch, const CameraMediaFile& file) const;
   PreparedMediaFile prepareVideo(Batch& batch, const CameraMediaFile& file) const;
   void cleanupIgnoringErrors(const PreparedMediaBatch& batch) noexcept;
 

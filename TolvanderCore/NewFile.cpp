@@ -2,8 +2,11 @@
 
 #include <algorithm>
 
+#include "TolvanderCore/FileFingerprinter.h"
 #include "TolvanderCore/FileOperations.h"
 #include "TolvanderCore/FileWriter.h"
+#include "TolvanderCore/MediaStagingError.h"
+#include "TolvanderCore/WholeFile.h"
 
 namespace tolvander {
 
@@ -18,19 +21,42 @@ void writeInChunks(FileWriter& file, std::span<const std::byte> bytes, const Can
     file.write(chunk);
     bytes = bytes.subspan(chunk.size());
   }
-  file.close();
+}
+
+// Makes a file of what `write` puts into it, or none.
+template <typename Write>
+void makeNewFile(const FileURL& url, const Write& write) {
+  FileWriter file(url);
+  try {
+    write(file);
+    file.close();
+  } catch (...) {
+    removeItemIgnoringErrors(url);
+    throw;
+  }
 }
 
 }  // namespace
 
 void writeNewFile(const FileURL& url, std::span<const std::byte> bytes, const CancellationToken& token) {
-  FileWriter file(url);
-  try {
-    writeInChunks(file, bytes, token);
-  } catch (...) {
-    removeItemIgnoringErrors(url);
-    throw;
-  }
+  makeNewFile(url, [&](FileWriter& file) { writeInChunks(file, bytes, token); });
+}
+
+void copyToNewFile(const FileURL& source, const FileURL& url, std::string_view expectedFingerprint,
+                   const CancellationToken& token) {
+  WholeFile original(source);
+  makeNewFile(url, [&](FileWriter& file) {
+    requireFreeSpace(url.deletingLastPathComponent(), original.byteCount());
+    SHA256 hash;
+    const auto take = [&](std::span<const std::byte> part) {
+      hash.update(part);
+      file.write(part);
+    };
+    original.forEachPart(take, token);
+    if (FileFingerprinter::text(hash.finish()) != expectedFingerprint) {
+      throw MediaStagingError::sourceChanged();
+    }
+  });
 }
 
 }  // namespace tolvander

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <span>
+#include <string_view>
 
 #include "TolvanderCore/Cancellation.h"
 #include "TolvanderCore/FileURL.h"
@@ -13,5 +14,10 @@ namespace tolvander {
 // made durable. Throws PosixError (EEXIST where something is there), and CancellationError, looked for before
 // every mebibyte.
 void writeNewFile(const FileURL& url, std::span<const std::byte> bytes, const CancellationToken& token = {});
+
+// Makes a copy of a file of any size in the same way. Throws also MediaStagingError::sourceChanged where the
+// file's SHA-256 isn't `expectedFingerprint`, and what WholeFile throws.
+void copyToNewFile(const FileURL& source, const FileURL& url, std::string_view expectedFingerprint,
+                   const CancellationToken& token = {});
 
 }  // namespace tolvander

@@ -7,6 +7,7 @@
 
 #include "TolvanderCore/CharmeraVideoProcessingError.h"
 #include "TolvanderCore/MediaProcessingError.h"
+#include "TolvanderCore/MediaStagingError.h"
 #include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::app {
@@ -24,6 +25,20 @@ TEST(FailureText, hasPlainWordsForAPictureThatCannotBePlanned) {
   EXPECT_EQ(textOf(Case::missingImageDimensions), "This picture is damaged: it doesn’t say how large it is.");
   EXPECT_EQ(textOf(Case::missingCaptureDate), "Neither the picture nor its file says when it was taken.");
   EXPECT_EQ(textOf(Case::exifBlockTooLarge), "The picture’s new Exif block would be too large.");
+  EXPECT_EQ(textOf(Case::pictureTooLarge),
+            "This picture is too large to be repaired: it may have at most 268 MB. The camera original is "
+            "unchanged.");
+}
+
+TEST(FailureText, hasPlainWordsForAFileThatCannotBeStaged) {
+  EXPECT_EQ(
+      failureText(MediaStagingError::sourceChanged()),
+      "This file changed while it was being read, or it isn’t as large as it says. It was not imported. "
+      "Try again.");
+  EXPECT_EQ(failureText(MediaStagingError::invalidStagingLocation()),
+            "Tolvander could not prepare temporary copies. The camera originals are unchanged.");
+  EXPECT_EQ(failureText(MediaStagingError::unsupportedCharmeraVideo("a\n.avi")),
+            "“a\xEF\xBF\xBD.avi” is a video that can’t be imported.");
 }
 
 TEST(FailureText, givesTheDiagnosticTextOtherwise) {

@@ -16,6 +16,7 @@
 #include "TolvanderCore/CharmeraMediaProcessor.h"
 #include "TolvanderCore/CharmeraVideoProcessingError.h"
 #include "TolvanderCore/FileFingerprinter.h"
+#include "TolvanderCore/MediaStagingError.h"
 #include "TolvanderCore/Platform/Movie.h"
 #include "TolvanderCore/SystemErrors.h"
 
@@ -113,6 +114,30 @@ TEST_F(MediaFingerprintStageTest, keepsAPictureThatCannotBeReadByItsBytesAlone) 
                                     .captureDate = {},
                                     .metadata = {},
                                     .pendingProcessedFingerprint = {}}));
+}
+
+// What is repaired ends exactly there.
+TEST_F(MediaFingerprintStageTest, knowsAPictureThatIsTooLargeToRepairByItsBytesAndItsHeaders) {
+  const CameraMediaFile source = file("A.JPG", picture(1));
+  const auto knownAt = [&](std::uint64_t size) {
+    std::filesystem::resize_file(source.url.path(), size);
+    return runOne(source);
+  };
+  const auto largest = knownAt(CharmeraMediaProcessor::maximumRepairBytes);
+  EXPECT_EQ(largest.mediaPayloadFingerprint, CharmeraMediaProcessor::jpegMediaPayloadFingerprint(picture(1)));
+  const auto larger = knownAt(CharmeraMediaProcessor::maximumRepairBytes + 1);
+  EXPECT_FALSE(larger.mediaPayloadFingerprint);
+  EXPECT_EQ(larger.sourceFingerprint, FileFingerprinter::sha256(source.url));
+  EXPECT_EQ(larger.metadata, largest.metadata);
+  EXPECT_EQ(larger.captureDate, largest.captureDate);
+}
+
+// The kernel's own files have other sizes than they say.
+TEST_F(MediaFingerprintStageTest, refusesAFileThatIsNotAsLargeAsItSays) {
+  for (const char* const name : {"A.JPG", "B.heic", "C.mov"}) {
+    std::filesystem::create_symlink("/proc/version", (folder / name).path());
+    EXPECT_THROW(runOne(fileNamed(name)), MediaStagingError) << name;
+  }
 }
 
 TEST_F(MediaFingerprintStageTest, readsTheCaptureDateInTheTimeZone) {
@@ -225,11 +250,15 @@ TEST_F(MediaFingerprintStageTest, readsNothingWhenItIsCancelled) {
 // Reading all of it would take minutes.
 TEST_F(MediaFingerprintStageTest, stopsInTheMiddleOfALargeFile) {
   const CameraMediaFile large = file("A.heic", "");
-  std::filesystem::resize_file(large.url.path(), std::uintmax_t{1} << 40U);
-  CancellationSource source;
-  std::thread user([&] { source.cancel(); });
-  EXPECT_THROW(MediaFingerprintStage::fingerprint({large, large}, true, source.token()), CancellationError);
-  user.join();
+  const CameraMediaFile picture = file("A.JPG", "");
+  for (const CameraMediaFile& source : {large, picture}) {
+    std::filesystem::resize_file(source.url.path(), std::uintmax_t{1} << 40U);
+    CancellationSource cancellation;
+    std::thread user([&] { cancellation.cancel(); });
+    EXPECT_THROW(MediaFingerprintStage::fingerprint({source, source}, true, cancellation.token()),
+                 CancellationError);
+    user.join();
+  }
 }
 
 }  // namespace tolvander::tests

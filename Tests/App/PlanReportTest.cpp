@@ -3,10 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <filesystem>
 
 #include "Tests/Support/Bytes.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "TolvanderCore/FileFingerprinter.h"
+#include "TolvanderCore/MediaProcessingError.h"
+#include "TolvanderCore/MediaStagingError.h"
 #include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::app {
@@ -19,7 +22,6 @@ PlanReport wholeReport() {
   return {.fileURL = FileURL("/media/CHARMERA/PICT\n0001.JPG"),
           .plan = {.action = Action::repairJPEG,
                    .processorVersion = 1,
-                   .outputData = std::vector<std::byte>(1234),
                    .sourceFingerprint = "00ff",
                    .mediaPayloadFingerprint = "jpeg-v2:11ee",
                    .processedFingerprint = "22dd",
@@ -27,7 +29,8 @@ PlanReport wholeReport() {
                    .captureDateSource = Source::embeddedOriginal,
                    .pixelWidth = 1440,
                    .pixelHeight = 1080,
-                   .orientation = 6}};
+                   .orientation = 6},
+          .outputByteCount = 1234};
 }
 
 PlanReport smallestReport() {
@@ -104,11 +107,52 @@ TEST(PlanReport, plansAFileAndWritesItsOutput) {
   EXPECT_TRUE(tests::readFile(folder / "output") == content);
 }
 
+TEST(PlanReport, holdsOnlyAPictureThatIsRepairedInMemory) {
+  const tests::TemporaryFolder folder;
+  for (const char* name : {"a.mov", "a.AVI", "a.png"}) {
+    tests::writeFile(folder / name, "content");
+    const auto report = PlanReport::of(folder / name, {}, {});
+    EXPECT_FALSE(report.plan.outputData) << name;
+    EXPECT_EQ(report.plan.sourceFingerprint, FileFingerprinter::sha256(tests::bytesOf("content")));
+  }
+}
+
+TEST(PlanReport, refusesAPictureThatIsTooLargeToRepair) {
+  const tests::TemporaryFolder folder;
+  tests::writeFile(folder / "a.jpg", "");
+  std::filesystem::resize_file((folder / "a.jpg").path(), std::uintmax_t{1} << 40U);
+  try {
+    PlanReport::of(folder / "a.jpg", {}, {});
+    FAIL();
+  } catch (const MediaProcessingError& error) {
+    EXPECT_EQ(error.kind(), MediaProcessingError::Case::pictureTooLarge);
+  }
+}
+
+TEST(PlanReport, refusesAFileThatIsNotAsLargeAsItSays) {
+  const tests::TemporaryFolder folder;
+  for (const char* name : {"a.mov", "a.jpg"}) {
+    std::filesystem::create_symlink("/proc/version", (folder / name).path());
+    EXPECT_THROW(PlanReport::of(folder / name, {}, {}), MediaStagingError) << name;
+  }
+}
+
+TEST(PlanReport, writesOnlyTheFileThatWasPlanned) {
+  const tests::TemporaryFolder folder;
+  tests::writeFile(folder / "a.mov", "planned");
+  const auto report = PlanReport::of(folder / "a.mov", {}, {});
+  for (const char* content : {"changed", "planned and more", "plan", ""}) {
+    tests::writeFile(folder / "a.mov", content);
+    EXPECT_THROW(report.writeOutput(folder / "output", {}), MediaStagingError) << content;
+    EXPECT_FALSE(std::filesystem::exists((folder / "output").path())) << content;
+  }
+}
+
 TEST(PlanReport, plansAnEmptyFile) {
   const tests::TemporaryFolder folder;
   tests::writeFile(folder / "empty.txt", "");
   const auto report = PlanReport::of(folder / "empty.txt", {}, {});
-  EXPECT_EQ(report.plan.outputData, std::vector<std::byte>());
+  EXPECT_EQ(report.outputByteCount, 0);
 }
 
 TEST(PlanReport, stopsWhenCancelled) {

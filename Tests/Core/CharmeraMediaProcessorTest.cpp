@@ -123,6 +123,32 @@ TEST(CharmeraMediaProcessor, plansToTranscodeAnAVIWhateverItHolds) {
   }
 }
 
+TEST(CharmeraMediaProcessor, plansTheSameForAFileThatWasReadInParts) {
+  const Bytes data = bytes("anything");
+  for (const auto& [extension, isCharmera] : std::vector<std::pair<std::string_view, bool>>{
+           {"avi", true}, {"AVI", false}, {"jpg", false}, {"mov", true}, {"", true}}) {
+    MediaProcessingPlan expected =
+        CharmeraMediaProcessor::plan(data, extension, isCharmera, modified, berlin());
+    expected.outputData.reset();
+    EXPECT_EQ(CharmeraMediaProcessor::planWithoutData(FileFingerprinter::sha256(data), extension, isCharmera,
+                                                      modified, berlin()),
+              expected)
+        << extension;
+    EXPECT_EQ(CharmeraMediaProcessor::action(extension, isCharmera), expected.action);
+  }
+}
+
+TEST(CharmeraMediaProcessor, repairsPicturesOfUpTo256Mebibytes) {
+  EXPECT_NO_THROW(CharmeraMediaProcessor::requireRepairableSize(268'435'456));
+  EXPECT_THROW(CharmeraMediaProcessor::requireRepairableSize(268'435'457), MediaProcessingError);
+  try {
+    CharmeraMediaProcessor::plan(Bytes(268'435'457), "jpg", true, modified, berlin());
+    FAIL();
+  } catch (const MediaProcessingError& error) {
+    EXPECT_EQ(error.kind(), MediaProcessingError::Case::pictureTooLarge);
+  }
+}
+
 TEST(CharmeraMediaProcessor, plansToTranscodeAnAVIWithoutADate) {
   const auto plan = CharmeraMediaProcessor::plan(bytes("anything"), "avi", true, std::nullopt, berlin());
   EXPECT_EQ(plan.action, Action::transcodeCharmeraVideo);

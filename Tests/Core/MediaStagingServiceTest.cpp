@@ -222,6 +222,44 @@ TEST_F(Staging, leavesMoviesAndOtherCamerasVideosAsTheyAre) {
   EXPECT_EQ(batch.files.at(0).processingVersion, std::nullopt);
 }
 
+TEST_F(Staging, copiesAnUnalteredFileThatIsReadInManyParts) {
+  std::string content(3'000'001, '\0');
+  for (std::size_t index = 0; index < content.size(); ++index) {
+    content[index] = static_cast<char>(index * 31 + index / 4099);
+  }
+  const CameraMediaFile file = cameraFile("DCIM/a.mov", content);
+  const PreparedMediaBatch batch = prepare({file});
+  const PreparedMediaFile& staged = batch.files.at(0);
+  EXPECT_TRUE(readFile(staged.importURL) == content);
+  EXPECT_EQ(staged.sourceFingerprint, FileFingerprinter::sha256(bytesOf(content)));
+  EXPECT_EQ(staged.processedFingerprint, staged.sourceFingerprint);
+}
+
+TEST_F(Staging, datesAVideoByItsFileWhateverItBeginsWith) {
+  const Bytes content = pictureTakenAt("2026:07:01 12:00:00");
+  const CameraMediaFile file = cameraFile("DCIM/a.mov", textOf(content));
+  EXPECT_EQ(prepare({file}).files.at(0).captureDate, file.modifiedAt);
+}
+
+TEST_F(Staging, repairsAPictureOfTheGreatestSize) {
+  CameraMediaFile file = charmeraJPEG("DCIM/PICT0001.JPG", "2026:07:01 12:00:00");
+  fs::resize_file(file.url.path(), CharmeraMediaProcessor::maximumRepairBytes);
+  const PreparedMediaBatch batch = prepare({file});
+  EXPECT_EQ(batch.files.at(0).processingVersion, 1);
+  EXPECT_GT(fs::file_size(batch.files.at(0).importURL.path()),
+            CharmeraMediaProcessor::maximumRepairBytes / 2);
+}
+
+TEST_F(Staging, copiesAPictureOfAnotherCameraThatIsTooLargeToRepairAndDatesItByItsExif) {
+  CameraMediaFile file = charmeraJPEG("DCIM/a.jpg", "2026:07:01 12:00:00");
+  fs::resize_file(file.url.path(), CharmeraMediaProcessor::maximumRepairBytes + 1);
+  const PreparedMediaBatch batch = prepare({file}, false);
+  const PreparedMediaFile& staged = batch.files.at(0);
+  EXPECT_EQ(fs::file_size(staged.importURL.path()), CharmeraMediaProcessor::maximumRepairBytes + 1);
+  EXPECT_EQ(staged.sourceFingerprint, FileFingerprinter::sha256(staged.importURL));
+  EXPECT_EQ(staged.captureDate, date("2026-07-01T12:00:00Z"));
+}
+
 TEST_F(Staging, keepsFilesOfOneNameApart) {
   const PreparedMediaBatch batch =
       prepare({cameraFile("DCIM/100/a.png", "1"), cameraFile("DCIM/101/a.png", "2")});
@@ -278,6 +316,45 @@ TEST_F(Staging, refusesVideosThatAreEmptyOrTooLargeOrNoFiles) {
   EXPECT_TRUE(isRefused(directory));
   EXPECT_FALSE(isRefused(cameraFile("DCIM/d.avi", "12345678")));
   static_assert(NativeCharmeraVideoProcessor::maximumSourceBytes == 8'589'934'592);
+}
+
+TEST_F(Staging, refusesACharmerasPictureThatIsTooLargeToRepair) {
+  CameraMediaFile file = charmeraJPEG("DCIM/PICT0001.JPG", "2026:07:01 12:00:00");
+  for (const std::uint64_t size : {CharmeraMediaProcessor::maximumRepairBytes + 1, std::uint64_t{1} << 40U}) {
+    fs::resize_file(file.url.path(), size);
+    try {
+      prepare({file});
+      FAIL() << size;
+    } catch (const MediaProcessingError& error) {
+      EXPECT_EQ(error.kind(), MediaProcessingError::Case::pictureTooLarge);
+    }
+    expectNothingLeft();
+  }
+}
+
+// The kernel's own files have other sizes than they say.
+TEST_F(Staging, refusesAFileThatIsNotAsLargeAsItSays) {
+  for (const char* target : {"/proc/version", "/sys/devices/system/cpu/online"}) {
+    for (const char* name : {"DCIM/a.png", "DCIM/a.mov", "DCIM/PICT0001.JPG"}) {
+      const CameraMediaFile file = cameraFile(name, "");
+      fs::remove(file.url.path());
+      fs::create_symlink(target, file.url.path());
+      EXPECT_EQ(failureOf([&] { prepare({file}); }), MediaStagingError::Case::sourceChanged) << name;
+      expectNothingLeft();
+    }
+  }
+}
+
+TEST_F(Staging, writesNothingOfAFileForWhichThereIsNoRoom) {
+  const CameraMediaFile file = cameraFile("DCIM/a.mov", "x");
+  fs::resize_file(file.url.path(), fs::space(folder.url().path()).available + (std::uintmax_t{1} << 32U));
+  try {
+    prepare({file});
+    FAIL();
+  } catch (const PosixError& error) {
+    EXPECT_EQ(error.code(), ENOSPC);
+  }
+  expectNothingLeft();
 }
 
 TEST_F(Staging, passesOnTheSystemsErrorForAFileThatVanished) {

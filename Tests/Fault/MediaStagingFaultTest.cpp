@@ -171,6 +171,87 @@ INSTANTIATE_TEST_SUITE_P(, ChangingSource, testing::Values("PICT0001.JPG", "a.pn
                                   std::string(FileURL("/" + std::string(file.param)).pathExtension());
                          });
 
+// A file that isn't altered and is read and written in three parts.
+class UnalteredFile : public StagingFaults {
+ protected:
+  static constexpr std::size_t parts = 3;
+  static constexpr std::size_t byteCount = 600'000;
+
+  UnalteredFile() { add("b.mov", std::string(byteCount, 'm')); }
+
+  const CameraMediaFile& file() const { return files.back(); }
+
+  void stage(const CancellationToken& token = {}) {
+    service.cleanup(service.prepare({file()}, true, TimeZone::utc(), token));
+  }
+  std::size_t calls() {
+    return countMutatingCalls([this] { stage(); });
+  }
+  void resize(std::size_t size) const { fs::resize_file(file().url.path(), size); }
+
+  // At how many of staging's calls a change of the file's size there ends in the error that says so.
+  std::size_t refusals(std::size_t size) {
+    std::size_t refused = 0;
+    const std::size_t last = calls();
+    for (std::size_t point = 1; point <= last; ++point) {
+      resize(byteCount);
+      try {
+        runWithInterruption(
+            point, [&] { resize(size); }, [this] { stage(); });
+      } catch (const MediaStagingError& error) {
+        EXPECT_EQ(error.kind(), MediaStagingError::Case::sourceChanged);
+        ++refused;
+      }
+      EXPECT_TRUE(nothingIsLeft()) << "call " << point;
+    }
+    return refused;
+  }
+};
+
+TEST_F(UnalteredFile, hasChangedWhereItGrowsOrShrinksWhileItIsCopied) {
+  // The last part has been read when it is written, and only what is behind it can still be missed.
+  EXPECT_GE(refusals(byteCount + 1), parts);
+  EXPECT_GE(refusals(byteCount / 2), parts - 1);
+  EXPECT_LT(refusals(byteCount + 1), calls());
+}
+
+TEST_F(UnalteredFile, isCopiedNoFurtherOnceCancelled) {
+  std::size_t stopped = 0;
+  const std::size_t last = calls();
+  for (std::size_t point = 1; point <= last; ++point) {
+    CancellationSource source;
+    try {
+      runWithInterruption(
+          point, [&] { source.cancel(); }, [&] { stage(source.token()); });
+    } catch (const CancellationError&) {
+      ++stopped;
+    }
+    EXPECT_TRUE(nothingIsLeft()) << "call " << point;
+  }
+  EXPECT_GE(stopped, parts - 1);
+  EXPECT_LT(stopped, last);
+}
+
+TEST_F(UnalteredFile, isNeverSeenInPartUnderItsName) {
+  std::size_t seen = 0;
+  const auto look = [&] {
+    if (!fs::exists(root.path())) {
+      return;
+    }
+    for (const auto& entry : fs::recursive_directory_iterator(root.path())) {
+      if (entry.path().filename() == "b.mov") {
+        EXPECT_EQ(entry.file_size(), byteCount);
+        ++seen;
+      }
+    }
+  };
+  const std::size_t last = calls();
+  for (std::size_t point = 1; point <= last; ++point) {
+    runWithInterruption(point, look, [this] { stage(); });
+  }
+  EXPECT_GT(seen, 0U);
+}
+
 TEST_F(StagingFaults, aVideoThatGrowsBeyondTheLimitWhileItIsCopiedIsRefused) {
   MediaStagingService small(root, std::make_shared<CopyingVideoProcessor>(), 8);
   const CameraMediaFile& video = files.back();

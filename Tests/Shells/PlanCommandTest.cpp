@@ -182,10 +182,12 @@ TEST_F(PlanCommand, leavesNothingBehindWhenWritingFails) {
   // with an error instead of a signal.
   const std::string command = "trap '' XFSZ; ulimit -f 1; exec " + std::string(TOLVANDERCTL) + " plan '" +
                               dated.path() + "' --output '" + output.path() + "'";
-  const ToolResult result = runTool({"sh", "-c", command});
-  EXPECT_EQ(result.status, 1);
-  EXPECT_TRUE(contains(result.errors, "File too large")) << result.errors;
-  EXPECT_FALSE(fs::exists(output.path()));
+  for (const char* option : {"", " --not-charmera"}) {
+    const ToolResult result = runTool({"sh", "-c", command + option});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(contains(result.errors, "File too large")) << result.errors;
+    EXPECT_FALSE(fs::exists(output.path()));
+  }
 }
 
 TEST_F(PlanCommand, failsWhereTheOutputsFolderIsMissing) {

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <spawn.h>
 #include <sys/inotify.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -65,12 +66,14 @@ ToolResult runTool(const std::vector<std::string>& arguments,
     return {};
   }
   whileRunning(process);
-  if (waitpid(process, &status, 0) != process) {
+  rusage usage{};
+  if (wait4(process, &status, 0, &usage) != process) {
     return {};
   }
   return {.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1,
           .output = readFile(output),
-          .errors = readFile(errors)};
+          .errors = readFile(errors),
+          .peakResidentBytes = static_cast<std::uint64_t>(usage.ru_maxrss) * 1024};
 }
 
 void interruptWhenItMakes(const FileURL& file, int folderWatch, pid_t process) {

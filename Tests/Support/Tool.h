@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,9 @@ struct ToolResult {
   int status = -1;  // the exit status; -1 when it couldn't be started or died of a signal
   std::string output;
   std::string errors;
+  // The most memory of its own that it had in use at one time (its resident set). Never less than what this
+  // process had in use when it started the program, since the kernel counts that too.
+  std::uint64_t peakResidentBytes = 0;
 };
 
 // Runs a program of the search path to its end, with nothing on its standard input.

@@ -6,7 +6,8 @@
 namespace tolvander::app {
 
 // What went wrong, for people, without a line end: the error's own description, our words where a picture
-// can't be planned, else the error's diagnostic text. Can be shown on a terminal whatever a file is called.
+// can't be planned or a file can't be staged, else the error's diagnostic text. Can be shown on a terminal
+// whatever a file is called.
 std::string failureText(const std::exception& error);
 
 // The same of a failure that was kept. It must not be null.

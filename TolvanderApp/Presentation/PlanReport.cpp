@@ -1,20 +1,15 @@
 #include "TolvanderApp/Presentation/PlanReport.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <cstddef>
-#include <cstdint>
-#include <span>
-#include <utility>
-#include <vector>
 
 #include "TolvanderApp/Presentation/Wording.h"
 #include "TolvanderCore/CharmeraMediaProcessor.h"
-#include "TolvanderCore/FileReader.h"
+#include "TolvanderCore/FileFingerprinter.h"
 #include "TolvanderCore/JSONWriter.h"
 #include "TolvanderCore/NewFile.h"
 #include "TolvanderCore/Platform/FileSystem.h"
 #include "TolvanderCore/SystemErrors.h"
+#include "TolvanderCore/WholeFile.h"
 
 namespace tolvander::app {
 
@@ -23,22 +18,24 @@ namespace {
 using Action = MediaProcessingPlan::Action;
 using CaptureDateSource = MediaProcessingPlan::CaptureDateSource;
 
-std::vector<std::byte> contentsOf(const FileURL& url, const CancellationToken& token) {
-  constexpr std::size_t chunkSize = 1'048'576;
-  FileReader reader(url);
-  std::vector<std::byte> contents(reader.size());
-  std::size_t size = 0;
-  while (size < contents.size()) {
-    token.throwIfCancelled();
-    const std::span rest = std::span(contents).subspan(size);
-    const std::size_t count = reader.read(rest.first(std::min(rest.size(), chunkSize)));
-    if (count == 0) {
-      break;  // the file became shorter
-    }
-    size += count;
+// Only a picture to be repaired is held in memory.
+MediaProcessingPlan planOf(WholeFile& file, std::string_view extension, const PlanReport::Terms& terms,
+                           std::optional<Date> modificationDate, const CancellationToken& token) {
+  if (CharmeraMediaProcessor::action(extension, terms.isFromCharmera) == Action::repairJPEG) {
+    CharmeraMediaProcessor::requireRepairableSize(file.byteCount());
+    return CharmeraMediaProcessor::plan(file.contents(token), extension, terms.isFromCharmera,
+                                        modificationDate, terms.zone);
   }
-  contents.resize(size);
-  return contents;
+  return CharmeraMediaProcessor::planWithoutData(FileFingerprinter::sha256(file, token), extension,
+                                                 terms.isFromCharmera, modificationDate, terms.zone);
+}
+
+std::optional<std::int64_t> byteCountOfOutput(const MediaProcessingPlan& plan, const WholeFile& file) {
+  if (plan.outputData) {
+    return static_cast<std::int64_t>(plan.outputData->size());
+  }
+  return plan.action == Action::passthrough ? std::optional(static_cast<std::int64_t>(file.byteCount()))
+                                            : std::nullopt;
 }
 
 std::string_view fate(Action action) {
@@ -67,10 +64,6 @@ std::string_view words(CaptureDateSource source) {
       return "when the file was modified";
   }
   return "";
-}
-
-std::int64_t byteCountOf(const std::vector<std::byte>& bytes) {
-  return static_cast<std::int64_t>(bytes.size());
 }
 
 std::string dateText(const MediaProcessingPlan& plan) {
@@ -108,16 +101,21 @@ PlanReport PlanReport::of(const FileURL& fileURL, const Terms& terms, const Canc
   }
   const auto modificationDate =
       terms.modificationDate ? terms.modificationDate : values.contentModificationDate;
-  return {.fileURL = fileURL,
-          .plan = CharmeraMediaProcessor::plan(contentsOf(file, token), fileURL.pathExtension(),
-                                               terms.isFromCharmera, modificationDate, terms.zone)};
+  WholeFile source(file);
+  PlanReport report{.fileURL = fileURL,
+                    .plan = planOf(source, fileURL.pathExtension(), terms, modificationDate, token)};
+  report.outputByteCount = byteCountOfOutput(report.plan, source);
+  return report;
 }
 
 void PlanReport::writeOutput(const FileURL& url, const CancellationToken& token) const {
-  if (!plan.outputData) {
+  if (plan.outputData) {
+    writeNewFile(url, *plan.outputData, token);
+  } else if (plan.action == Action::passthrough) {
+    copyToNewFile(fileURL.resolvingSymlinks(), url, plan.sourceFingerprint, token);
+  } else {
     throw NoPlannedOutputError();
   }
-  writeNewFile(url, *plan.outputData, token);
 }
 
 std::string PlanReport::text() const {
@@ -126,8 +124,8 @@ std::string PlanReport::text() const {
   if (plan.processorVersion) {
     text += factLine("Processing version", std::to_string(*plan.processorVersion));
   }
-  if (plan.outputData) {
-    text += factLine("Output", counted(byteCountOf(*plan.outputData), "byte", "bytes"));
+  if (outputByteCount) {
+    text += factLine("Output", counted(*outputByteCount, "byte", "bytes"));
   }
   text += factLine("Source SHA-256", plan.sourceFingerprint);
   if (plan.mediaPayloadFingerprint) {
@@ -153,9 +151,7 @@ std::string PlanReport::json() const {
     writer.beginObject();
     writer.string("action", tolvander::text(plan.action));
     writeIfPresent(writer, "processorVersion", plan.processorVersion);
-    if (plan.outputData) {
-      writer.integer("outputData", byteCountOf(*plan.outputData));
-    }
+    writeIfPresent(writer, "outputData", outputByteCount);
     writer.string("sourceFingerprint", plan.sourceFingerprint);
     writeIfPresent(writer, "mediaPayloadFingerprint", plan.mediaPayloadFingerprint);
     writeIfPresent(writer, "processedFingerprint", plan.processedFingerprint);

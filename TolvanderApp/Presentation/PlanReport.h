@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -32,15 +33,18 @@ struct PlanReport {
   };
 
   FileURL fileURL;
-  MediaProcessingPlan plan;
+  MediaProcessingPlan plan;                       // without output where the file isn't altered
+  std::optional<std::int64_t> outputByteCount{};  // of what is imported; absent where that is yet to be made
 
   // Plans one file. Links are followed; the extension is the one of the name that was given. Blocks; holds
-  // the whole file in memory. Throws PosixError where it isn't a file or can't be read (EISDIR for a folder,
-  // EINVAL for a device or a pipe), MediaProcessingError and CancellationError.
+  // only a picture that is repaired in memory. Throws PosixError where it isn't a file or can't be read
+  // (EISDIR for a folder, EINVAL for a device or a pipe), MediaProcessingError,
+  // MediaStagingError::sourceChanged where the file hasn't the size that it says, and CancellationError.
   static PlanReport of(const FileURL& fileURL, const Terms& terms, const CancellationToken& token);
 
-  // Writes the plan's output to a file that is not there yet. On failure none is left. Throws
-  // NoPlannedOutputError, PosixError (EEXIST) and CancellationError.
+  // Writes what is imported to a file that is not there yet; reads a file that isn't altered once more. On
+  // failure none is left. Throws NoPlannedOutputError, PosixError (EEXIST), MediaStagingError::sourceChanged
+  // where the file isn't the one that was planned, and CancellationError.
   void writeOutput(const FileURL& url, const CancellationToken& token) const;
 
   // For people, with line ends: what is to happen, then a line a field. Fields that the plan doesn't have are

@@ -6,6 +6,7 @@
 
 #include "TolvanderCore/CharmeraVideoProcessingError.h"
 #include "TolvanderCore/FileReader.h"
+#include "TolvanderCore/PictureHead.h"
 #include "TolvanderCore/Platform/ImageProperties.h"
 #include "TolvanderCore/Platform/Movie.h"
 #include "TolvanderCore/VideoMediaMetadata.h"
@@ -14,11 +15,9 @@ namespace tolvander::platform::linux_ {
 
 namespace {
 
-constexpr std::size_t mostBytesOfPicture = std::size_t{64} << 20U;
-
 OriginalProperties pictureProperties(const FileURL& file, const TimeZone& zone) {
   FileReader reader(file);
-  std::vector<std::byte> bytes(std::min(reader.size(), mostBytesOfPicture));
+  std::vector<std::byte> bytes(std::min(reader.size(), static_cast<std::size_t>(PictureHead::maximumBytes)));
   bytes.resize(reader.read(bytes));
   const auto image = imageProperties(bytes);
   if (!image) {
