@@ -36,6 +36,10 @@ CharmeraVideoProcessingError::CharmeraVideoProcessingError(Case what)
     : Error("video processing failed: " + std::string(texts.at(static_cast<std::size_t>(what)).name)),
       case_(what) {}
 
+std::string_view CharmeraVideoProcessingError::caseName() const {
+  return texts.at(static_cast<std::size_t>(case_)).name;
+}
+
 std::optional<std::string> CharmeraVideoProcessingError::description() const {
   return std::string(texts.at(static_cast<std::size_t>(case_)).description);
 }

@@ -27,6 +27,7 @@ class CharmeraVideoProcessingError final : public Error {
   Case kind() const { return case_; }
   std::string_view domain() const override { return "TolvanderCore.CharmeraVideoProcessingError"; }
   std::int64_t code() const override { return static_cast<std::int64_t>(case_); }
+  std::string_view caseName() const override;
   std::optional<std::string> description() const override;
 
  private:

@@ -20,6 +20,11 @@ class Error : public std::exception {
   // 0.
   virtual std::int64_t code() const = 0;
 
+  // The name of this failure within its domain, for programs: of the system's own errors the case's name
+  // ("invalidVideo"), of a system call's the errno's ("ENOENT"). Empty for an error type whose cases aren't
+  // told to programs.
+  virtual std::string_view caseName() const { return {}; }
+
   // The words for the user. Absent where the system has none for this failure.
   virtual std::optional<std::string> description() const { return std::nullopt; }
 

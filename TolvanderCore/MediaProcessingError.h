@@ -24,6 +24,7 @@ class MediaProcessingError final : public Error {
   Case kind() const { return case_; }
   std::string_view domain() const override { return "TolvanderCore.MediaProcessingError"; }
   std::int64_t code() const override { return static_cast<std::int64_t>(case_); }
+  std::string_view caseName() const override { return rawText(case_); }
 
  private:
   static std::string_view rawText(Case errorCase) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <string>
 
 #include "TolvanderCore/Error.h"
@@ -31,6 +33,11 @@ class MediaStagingError final : public Error {
 
   std::string_view domain() const override { return "TolvanderCore.MediaStagingError"; }
   std::int64_t code() const override { return static_cast<std::int64_t>(kind_); }
+  std::string_view caseName() const override {
+    constexpr std::array<std::string_view, 3> texts{"unsupportedCharmeraVideo", "invalidStagingLocation",
+                                                    "sourceChanged"};
+    return texts.at(static_cast<std::size_t>(kind_));
+  }
 
  private:
   MediaStagingError(Case kind, std::string_view diagnostic, std::string filename)

@@ -15,6 +15,7 @@ class PosixError final : public Error {
 
   std::string_view domain() const override { return errorDomain; }
   std::int64_t code() const override { return errno_; }
+  std::string_view caseName() const override;  // "unknown" for an errno value that has no name here
 
  private:
   int errno_;

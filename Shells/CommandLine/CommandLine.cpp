@@ -32,6 +32,7 @@ ExitStatus runReportingFailure(Command& command, Context context, const std::str
     return ExitStatus::stopped;
   } catch (const std::exception& error) {
     showFailure(app::failureText(error));
+    std::cout << (context.json ? app::failureJSON(error) + "\n" : "");
   }
   return ExitStatus::failed;
 }

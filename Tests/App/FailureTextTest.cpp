@@ -4,7 +4,10 @@
 
 #include <cerrno>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
+#include "TolvanderApp/Presentation/PlanReport.h"
 #include "TolvanderCore/CharmeraVideoProcessingError.h"
 #include "TolvanderCore/MediaProcessingError.h"
 #include "TolvanderCore/MediaStagingError.h"
@@ -39,6 +42,41 @@ TEST(FailureText, hasPlainWordsForAFileThatCannotBeStaged) {
             "Tolvander could not prepare temporary copies. The camera originals are unchanged.");
   EXPECT_EQ(failureText(MediaStagingError::unsupportedCharmeraVideo("a\n.avi")),
             "“a\xEF\xBF\xBD.avi” is a video that can’t be imported.");
+}
+
+TEST(FailureJSON, hasTheNameOfTheCaseBesideTheSentence) {
+  using VideoError = CharmeraVideoProcessingError;
+  EXPECT_EQ(
+      failureJSON(VideoError(VideoError::Case::invalidVideo)),
+      R"({"error":{"case":"invalidVideo","message":"This video could not be read. The camera original is )"
+      R"(unchanged. Try Check Now again."}})");
+  EXPECT_EQ(failureJSON(PosixError(ENOENT, "open", FileURL("/a"))),
+            R"({"error":{"case":"ENOENT","message":"cannot open \/a: No such file or directory"}})");
+  EXPECT_EQ(failureJSON(PosixError(4711, "open", FileURL("/a"))).substr(0, 27),
+            R"({"error":{"case":"unknown",)");
+  EXPECT_EQ(failureJSON(std::runtime_error("anything")), R"({"error":{"message":"anything"}})");
+}
+
+TEST(FailureJSON, knowsEveryCaseOfPlanningAndRewrapping) {
+  const auto nameOf = [](const Error& error) { return std::string(error.caseName()); };
+  std::vector<std::string> names;
+  for (int index = 0; index <= static_cast<int>(MediaProcessingError::Case::pictureTooLarge); ++index) {
+    names.push_back(nameOf(MediaProcessingError(static_cast<MediaProcessingError::Case>(index))));
+  }
+  EXPECT_EQ(names, (std::vector<std::string>{"malformedJPEG", "missingImageDimensions", "missingCaptureDate",
+                                             "exifBlockTooLarge", "pictureTooLarge"}));
+  names.clear();
+  for (int index = 0; index <= static_cast<int>(CharmeraVideoProcessingError::Case::invalidExport); ++index) {
+    names.push_back(
+        nameOf(CharmeraVideoProcessingError(static_cast<CharmeraVideoProcessingError::Case>(index))));
+  }
+  EXPECT_EQ(names, (std::vector<std::string>{"fixtureValidationRequired", "invalidVideo",
+                                             "invalidDestination", "nativeExportUnavailable", "exportFailed",
+                                             "exportTimedOut", "invalidExport"}));
+  EXPECT_EQ(nameOf(MediaStagingError::sourceChanged()), "sourceChanged");
+  EXPECT_EQ(nameOf(MediaStagingError::invalidStagingLocation()), "invalidStagingLocation");
+  EXPECT_EQ(nameOf(MediaStagingError::unsupportedCharmeraVideo("a")), "unsupportedCharmeraVideo");
+  EXPECT_EQ(nameOf(NoPlannedOutputError()), "noPlannedOutput");
 }
 
 TEST(FailureText, givesTheDiagnosticTextOtherwise) {

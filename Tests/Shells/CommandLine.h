@@ -7,8 +7,10 @@
 #include <string_view>
 #include <vector>
 
+#include "Tests/Support/Bytes.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Tests/Support/Tool.h"
+#include "TolvanderCore/JSONReader.h"
 
 namespace tolvander::tests {
 
@@ -40,6 +42,18 @@ class CommandLine : public testing::Test {
     EXPECT_TRUE(result.output.empty());
     EXPECT_TRUE(result.errors.starts_with("tolvanderctl: ")) << result.errors;
     EXPECT_TRUE(result.errors.find(words) != std::string::npos) << result.errors;
+  }
+
+  // The failure that a program is told with --json, beside the words for people.
+  void expectFailureForPrograms(std::vector<std::string> arguments, const std::string& caseName) const {
+    arguments.insert(arguments.begin(), "--json");
+    const ToolResult result = run(arguments);
+    EXPECT_EQ(result.status, 1);
+    const JSONDocument document(bytesOf(result.output));
+    EXPECT_EQ(document.root().object().size(), 1U) << result.output;
+    const JSONObject error = document.root().object().required("error").object();
+    EXPECT_EQ(error.required("case").string(), caseName);
+    EXPECT_EQ("tolvanderctl: " + error.required("message").string() + "\n", result.errors);
   }
 
   TemporaryFolder folder;

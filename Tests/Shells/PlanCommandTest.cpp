@@ -126,6 +126,22 @@ TEST_F(PlanCommand, altersNothingOfAnotherCamera) {
   EXPECT_TRUE(readFile(output) == readFile(dated));
 }
 
+TEST_F(PlanCommand, tellsProgramsTheCaseOfAFailure) {
+  expectFailureForPrograms({"plan", (folder / "missing.JPG").path()}, "ENOENT");
+  expectFailureForPrograms({"plan", folder.url().path()}, "EISDIR");
+  expectFailureForPrograms({"plan", dated.path(), "--output", dated.path()}, "EEXIST");
+  const FileURL video = folder / "MOVI0003.AVI";
+  writeFile(video, "video");
+  expectFailureForPrograms({"plan", video.path(), "--output", output.path()}, "noPlannedOutput");
+  writeFile(dated, "no picture");
+  expectFailureForPrograms({"plan", dated.path()}, "malformedJPEG");
+  fs::resize_file(dated.path(), CharmeraMediaProcessor::maximumRepairBytes + 1);
+  expectFailureForPrograms({"plan", dated.path()}, "pictureTooLarge");
+  fs::remove(dated.path());
+  fs::create_symlink("/proc/version", dated.path());
+  expectFailureForPrograms({"plan", dated.path()}, "sourceChanged");
+}
+
 TEST_F(PlanCommand, takesTheFilesDateInTheZone) {
   EXPECT_EQ(captureDate({"--zone", "Asia/Tokyo"}), "2026:11:16 04:13:17");
   EXPECT_EQ(captureDate({"--zone", "America/New_York"}), "2026:11:15 14:13:17");

@@ -94,6 +94,18 @@ TEST_F(RewrapCommand, tellsProgramsWhatItProved) {
   EXPECT_TRUE(fs::exists(movie.path()));
 }
 
+TEST_F(RewrapCommand, tellsProgramsTheCaseOfAFailure) {
+  const std::vector<std::string> rewrap = {"rewrap", source.path(), movie.path()};
+  expectFailureForPrograms(rewrap, "ENOENT");
+  writeFile(source, "no video");
+  expectFailureForPrograms(rewrap, "invalidVideo");
+  writeClip(source, {.header = {.videoCodec = "MP42"}});
+  expectFailureForPrograms(rewrap, "nativeExportUnavailable");
+  writeClip(source, {});
+  expectFailureForPrograms({"rewrap", source.path(), source.path()}, "invalidDestination");
+  expectFailureForPrograms({"rewrap", source.path(), (folder / "missing/a.mov").path()}, "exportFailed");
+}
+
 TEST_F(RewrapCommand, readsWhatALinkLeadsTo) {
   writeClip(source, {});
   const FileURL link = folder / "link.avi";

@@ -3,6 +3,7 @@
 #include "TolvanderApp/Presentation/Wording.h"
 #include "TolvanderCore/CharmeraMediaProcessor.h"
 #include "TolvanderCore/Error.h"
+#include "TolvanderCore/JSONWriter.h"
 #include "TolvanderCore/MediaProcessingError.h"
 #include "TolvanderCore/MediaStagingError.h"
 
@@ -55,6 +56,22 @@ std::string failureText(const std::exception& error) {
   }
   const auto* own = dynamic_cast<const Error*>(&error);
   return printable(own != nullptr ? own->description().value_or(own->what()) : error.what());
+}
+
+std::string failureJSON(const std::exception& error) {
+  const auto* own = dynamic_cast<const Error*>(&error);
+  const std::string_view caseName = own != nullptr ? own->caseName() : std::string_view();
+  return jsonText(JSONWriter::Style::compact, [&](JSONWriter& writer) {
+    writer.beginObject();
+    writer.key("error");
+    writer.beginObject();
+    if (!caseName.empty()) {
+      writer.string("case", caseName);
+    }
+    writer.string("message", failureText(error));
+    writer.endObject();
+    writer.endObject();
+  });
 }
 
 std::string failureText(const std::exception_ptr& failure) {

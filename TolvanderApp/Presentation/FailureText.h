@@ -10,7 +10,11 @@ namespace tolvander::app {
 // whatever a file is called.
 std::string failureText(const std::exception& error);
 
-// The same of a failure that was kept. It must not be null.
+// For programs, on one line without its end: {"error":{"case":"invalidVideo","message":"…"}}, where "case" is
+// Error::caseName() and missing where that is empty, and "message" is failureText.
+std::string failureJSON(const std::exception& error);
+
+// failureText of a failure that was kept. It must not be null.
 std::string failureText(const std::exception_ptr& failure);
 
 }  // namespace tolvander::app

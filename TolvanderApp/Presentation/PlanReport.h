@@ -19,6 +19,7 @@ class NoPlannedOutputError final : public Error {
   NoPlannedOutputError() : Error("the plan has no output") {}
 
   std::string_view domain() const override { return "TolvanderApp.NoPlannedOutputError"; }
+  std::string_view caseName() const override { return "noPlannedOutput"; }
   std::int64_t code() const override { return 0; }
   std::optional<std::string> description() const override;
 };
