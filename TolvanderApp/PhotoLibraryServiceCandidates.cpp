@@ -305,7 +305,7 @@ ReadResult PhotoLibraryService::resourceIdentity(const PhotosAssetResource& reso
   const std::int64_t bytes = request->bytes();
   switch (result) {
     case Result::success:
-      return ReadResult::available(accumulator->finalize(), bytes);
+      return ReadResult::available(accumulator->finalize(token), bytes);
     case Result::cancelled:
       throw CancellationError();
     case Result::budgetExceeded:

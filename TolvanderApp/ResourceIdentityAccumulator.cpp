@@ -9,12 +9,13 @@ namespace tolvander::app {
 
 namespace {
 
-std::optional<std::string> payloadFingerprint(const std::optional<std::vector<std::byte>>& data) {
+std::optional<std::string> payloadFingerprint(const std::optional<std::vector<std::byte>>& data,
+                                              const CancellationToken& token) {
   if (!data) {
     return std::nullopt;
   }
   try {
-    return CharmeraMediaProcessor::jpegMediaPayloadFingerprint(*data);
+    return CharmeraMediaProcessor::jpegMediaPayloadFingerprint(*data, token);
   } catch (const MediaProcessingError&) {
     return std::nullopt;
   }
@@ -41,10 +42,10 @@ void ResourceIdentityAccumulator::append(std::span<const std::byte> chunk) {
   }
 }
 
-OfflinePhotoRecognizer::Identity ResourceIdentityAccumulator::finalize() {
+OfflinePhotoRecognizer::Identity ResourceIdentityAccumulator::finalize(const CancellationToken& token) {
   const std::lock_guard lock(lock_);
   return {.sourceFingerprint = FileFingerprinter::text(value_.finish()),
-          .mediaPayloadFingerprint = payloadFingerprint(payloadData_)};
+          .mediaPayloadFingerprint = payloadFingerprint(payloadData_, token)};
 }
 
 }  // namespace tolvander::app

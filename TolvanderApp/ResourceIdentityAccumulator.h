@@ -7,6 +7,7 @@
 #include <span>
 #include <vector>
 
+#include "TolvanderCore/Cancellation.h"
 #include "TolvanderCore/OfflinePhotoRecognizer.h"
 #include "TolvanderCore/Platform/SHA256.h"
 
@@ -26,8 +27,9 @@ class ResourceIdentityAccumulator {
   void append(std::span<const std::byte> chunk);
 
   // The identity of everything appended. The payload fingerprint is absent for what isn't a JPEG by name or
-  // by its bytes, and for one that is too large. Called once.
-  OfflinePhotoRecognizer::Identity finalize();
+  // by its bytes, and for one that is too large. Called once. Throws CancellationError within 100 ms of a
+  // cancellation.
+  OfflinePhotoRecognizer::Identity finalize(const CancellationToken& token = {});
 
  private:
   std::mutex lock_;  // guards all below

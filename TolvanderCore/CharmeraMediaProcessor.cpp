@@ -47,7 +47,7 @@ struct CaptureDate {
   CaptureDateSource source;
 };
 
-CaptureDate chooseCaptureDate(const JPEGLayout::ExifMetadata& metadata, std::optional<Date> modificationDate,
+CaptureDate chooseCaptureDate(const ExifMetadata& metadata, std::optional<Date> modificationDate,
                               const TimeZone& timeZone) {
   const std::array<std::pair<const std::optional<std::string>&, CaptureDateSource>, 3> embedded{{
       {metadata.originalDate, CaptureDateSource::embeddedOriginal},
@@ -71,8 +71,9 @@ std::uint16_t usableOrientation(std::optional<std::uint16_t> orientation) {
 }
 
 MediaProcessingPlan repairPlan(std::string sourceFingerprint, std::span<const std::byte> data,
-                               std::optional<Date> modificationDate, const TimeZone& timeZone) {
-  const JPEGLayout layout = JPEGLayout::parse(data);
+                               std::optional<Date> modificationDate, const TimeZone& timeZone,
+                               const CancellationToken& token) {
+  const JPEGLayout layout = JPEGLayout::parse(data, token);
   if (layout.width.value_or(0) < 1 || layout.height.value_or(0) < 1) {
     throw MediaProcessingError(Case::missingImageDimensions);
   }
@@ -84,10 +85,10 @@ MediaProcessingPlan repairPlan(std::string sourceFingerprint, std::span<const st
   MediaProcessingPlan plan;
   plan.action = Action::repairJPEG;
   plan.processorVersion = jpegRepairVersion;
-  plan.outputData = layout.replacingExif(data, segment);
+  plan.outputData = layout.replacingExif(data, segment, token);
   plan.sourceFingerprint = std::move(sourceFingerprint);
-  plan.mediaPayloadFingerprint = layout.mediaFingerprint(data);
-  plan.processedFingerprint = FileFingerprinter::sha256(*plan.outputData);
+  plan.mediaPayloadFingerprint = layout.mediaFingerprint(data, token);
+  plan.processedFingerprint = FileFingerprinter::sha256(*plan.outputData, token);
   plan.captureDate = std::move(captureDate.text);
   plan.captureDateSource = captureDate.source;
   plan.pixelWidth = layout.width;
@@ -255,14 +256,14 @@ Action CharmeraMediaProcessor::action(std::string_view fileExtension, bool confi
 MediaProcessingPlan CharmeraMediaProcessor::plan(std::vector<std::byte> data, std::string_view fileExtension,
                                                  bool confidentlyRecognizedAsCharmera,
                                                  std::optional<Date> sourceModificationDate,
-                                                 const TimeZone& timeZone) {
+                                                 const TimeZone& timeZone, const CancellationToken& token) {
   const bool isRepair = action(fileExtension, confidentlyRecognizedAsCharmera) == Action::repairJPEG;
   if (isRepair) {
     requireRepairableSize(data.size());
   }
-  std::string sourceFingerprint = FileFingerprinter::sha256(data);
+  std::string sourceFingerprint = FileFingerprinter::sha256(data, token);
   if (isRepair) {
-    return repairPlan(std::move(sourceFingerprint), data, sourceModificationDate, timeZone);
+    return repairPlan(std::move(sourceFingerprint), data, sourceModificationDate, timeZone, token);
   }
   auto plan = planWithoutData(std::move(sourceFingerprint), fileExtension, confidentlyRecognizedAsCharmera,
                               sourceModificationDate, timeZone);
@@ -284,8 +285,9 @@ MediaProcessingPlan CharmeraMediaProcessor::planWithoutData(std::string sourceFi
              : passthroughPlan(std::move(sourceFingerprint));
 }
 
-std::string CharmeraMediaProcessor::jpegMediaPayloadFingerprint(std::span<const std::byte> data) {
-  return JPEGLayout::parse(data).mediaFingerprint(data);
+std::string CharmeraMediaProcessor::jpegMediaPayloadFingerprint(std::span<const std::byte> data,
+                                                                const CancellationToken& token) {
+  return JPEGLayout::parse(data, token).mediaFingerprint(data, token);
 }
 
 std::optional<std::string> CharmeraMediaProcessor::normalizedExifDate(std::optional<std::string_view> text) {

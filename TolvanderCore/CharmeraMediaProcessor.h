@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "TolvanderCore/Cancellation.h"
 #include "TolvanderCore/Date.h"
 #include "TolvanderCore/MediaProcessingError.h"
 #include "TolvanderCore/MediaProcessingPlan.h"
@@ -45,10 +46,12 @@ class CharmeraMediaProcessor {
   // stands in for a capture date that the picture doesn't give, as the wall-clock time in `timeZone`.
   //
   // Throws MediaProcessingError: malformedJPEG, missingImageDimensions, missingCaptureDate,
-  // exifBlockTooLarge, and pictureTooLarge, all for a repair only.
+  // exifBlockTooLarge, and pictureTooLarge, all for a repair only; and CancellationError within 100 ms of a
+  // cancellation.
   static MediaProcessingPlan plan(std::vector<std::byte> data, std::string_view fileExtension,
                                   bool confidentlyRecognizedAsCharmera,
-                                  std::optional<Date> sourceModificationDate, const TimeZone& timeZone);
+                                  std::optional<Date> sourceModificationDate, const TimeZone& timeZone,
+                                  const CancellationToken& token = {});
 
   // The same plan, but for its output, for a file of any size that was read in parts and has this
   // `sourceFingerprint`. Not for a picture to be repaired, which is a programming error.
@@ -58,8 +61,9 @@ class CharmeraMediaProcessor {
                                              const TimeZone& timeZone);
 
   // The fingerprint of the bytes that make a JPEG's picture, which its metadata doesn't change: "jpeg-v2:"
-  // and a SHA-256. Throws MediaProcessingError malformedJPEG.
-  static std::string jpegMediaPayloadFingerprint(std::span<const std::byte> data);
+  // and a SHA-256. Throws MediaProcessingError malformedJPEG, and CancellationError as above.
+  static std::string jpegMediaPayloadFingerprint(std::span<const std::byte> data,
+                                                 const CancellationToken& token = {});
 
   // Exif date text in its one proper form, "yyyy:MM:dd HH:mm:ss". White space and then NUL bytes at the ends
   // are taken off, and a colon between date and time is mended. Absent for absent text, for any other form,

@@ -4,7 +4,11 @@
 
 namespace tolvander {
 
-std::string FileFingerprinter::sha256(std::span<const std::byte> bytes) { return text(SHA256::hash(bytes)); }
+std::string FileFingerprinter::sha256(std::span<const std::byte> bytes, const CancellationToken& token) {
+  SHA256 hash;
+  hash.update(bytes, token);
+  return text(hash.finish());
+}
 
 std::string FileFingerprinter::sha256(const FileURL& url, const CancellationToken& token) {
   WholeFile file(url);

@@ -18,7 +18,8 @@ class FileFingerprinter {
  public:
   FileFingerprinter() = delete;
 
-  static std::string sha256(std::span<const std::byte> bytes);
+  // Of bytes in memory. Throws CancellationError, looked for before every mebibyte.
+  static std::string sha256(std::span<const std::byte> bytes, const CancellationToken& token = {});
 
   // Of a whole file, in memory of one chunk (WholeFile's part) whatever its size. Blocks. Throws PosixError
   // where the file can't be opened or read, MediaStagingError::sourceChanged where it hasn't as many bytes as

@@ -37,4 +37,18 @@ class MediaProcessingError final : public Error {
   Case case_;
 };
 
+[[noreturn]] inline void throwMalformedJPEG() {
+  throw MediaProcessingError(MediaProcessingError::Case::malformedJPEG);
+}
+
+// What `read` returns, and an absent or empty value where it throws a MediaProcessingError.
+template <typename Read>
+auto unlessMalformed(Read read) -> decltype(read()) {
+  try {
+    return read();
+  } catch (const MediaProcessingError&) {
+    return {};
+  }
+}
+
 }  // namespace tolvander

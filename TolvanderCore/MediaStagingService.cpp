@@ -292,9 +292,9 @@ PreparedMediaFile MediaStagingService::prepareRepaired(const Batch& batch,
                                                        const CameraMediaFile& file) const {
   WholeFile source(file.url);
   CharmeraMediaProcessor::requireRepairableSize(source.byteCount());
-  const MediaProcessingPlan plan =
-      CharmeraMediaProcessor::plan(source.contents(batch.token), file.url.pathExtension(),
-                                   batch.confidentlyRecognizedAsCharmera, file.modifiedAt, batch.timeZone);
+  const MediaProcessingPlan plan = CharmeraMediaProcessor::plan(
+      source.contents(batch.token), file.url.pathExtension(), batch.confidentlyRecognizedAsCharmera,
+      file.modifiedAt, batch.timeZone, batch.token);
   return stageRepaired(batch.prepared, file, plan, batch.timeZone);
 }
 

@@ -16,8 +16,6 @@ constexpr std::size_t valueFieldSize = 4;
 constexpr std::uint16_t maximumEntries = 256;
 constexpr std::uint32_t maximumTextSize = 128;
 
-[[noreturn]] void malformed() { throw MediaProcessingError(MediaProcessingError::Case::malformedJPEG); }
-
 bool twoCharacters(std::span<const std::byte> bytes, char both) {
   return std::ranges::all_of(bytes.first(2), [both](std::byte byte) { return byte == std::byte(both); });
 }
@@ -56,7 +54,7 @@ std::vector<TIFFReader::Entry> TIFFReader::entries(std::uint32_t offset) const {
   const std::size_t directory = start + offset;
   const std::uint16_t count = uint16Absolute(directory);
   if (count > maximumEntries) {
-    malformed();
+    throwMalformedJPEG();
   }
   const std::size_t firstOffset = directory + 2;
   bytesAbsolute(firstOffset, count * entrySize + nextDirectorySize);
@@ -103,7 +101,7 @@ std::uint32_t TIFFReader::uint32Absolute(std::size_t offset) const {
 
 std::span<const std::byte> TIFFReader::bytesAbsolute(std::size_t offset, std::size_t count) const {
   if (offset < start || offset > end || count > end - offset) {
-    malformed();
+    throwMalformedJPEG();
   }
   return data.subspan(offset, count);
 }

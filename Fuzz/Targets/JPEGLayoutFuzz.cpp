@@ -6,15 +6,18 @@
 #include <cstdint>
 #include <span>
 
+#include "Tests/Support/JPEGSegments.h"
 #include "TolvanderCore/JPEGLayout.h"
 #include "TolvanderCore/MediaProcessingError.h"
 #include "TolvanderCore/Precondition.h"
 
 namespace {
 
+using tolvander::ExifMetadata;
 using tolvander::JPEGLayout;
 using tolvander::MediaProcessingError;
 using tolvander::precondition;
+using tolvander::tests::segmentsOf;
 
 // An APP1 segment with an Exif prefix and nothing behind it.
 constexpr std::array emptyExif{std::byte{0xFF}, std::byte{0xE1}, std::byte{0},   std::byte{8}, std::byte{'E'},
@@ -23,7 +26,7 @@ constexpr std::array emptyExif{std::byte{0xFF}, std::byte{0xE1}, std::byte{0},  
 // For a reader of blocks to meet every input, and not only those that a whole file leads to.
 void readAsExifBlock(std::span<const std::byte> data) {
   try {
-    JPEGLayout::parseExif(data, {0, data.size()});
+    ExifMetadata::parse(data);
   } catch (const MediaProcessingError& error) {
     precondition(error.kind() == MediaProcessingError::Case::malformedJPEG, "the one failure of a reader");
   }
@@ -31,7 +34,7 @@ void readAsExifBlock(std::span<const std::byte> data) {
 
 void checkLayout(const JPEGLayout& layout, std::span<const std::byte> data) {
   std::size_t end = 2;
-  for (const JPEGLayout::Segment& segment : layout.segments) {
+  for (const JPEGLayout::Segment& segment : segmentsOf(data)) {
     precondition(segment.range.begin == end && segment.range.end > end, "segments follow one another");
     end = segment.range.end;
   }
@@ -43,8 +46,9 @@ void checkReplacement(const JPEGLayout& layout, std::span<const std::byte> data)
   const auto replaced = layout.replacingExif(data, emptyExif);
   const JPEGLayout again = JPEGLayout::parse(replaced);
   checkLayout(again, replaced);
-  precondition(std::ranges::count_if(again.segments, &JPEGLayout::Segment::isExif) == 1, "one Exif block");
-  precondition(again.exifMetadata == JPEGLayout::ExifMetadata{}, "the old Exif is gone");
+  precondition(std::ranges::count_if(segmentsOf(replaced), &JPEGLayout::Segment::isExif) == 1,
+               "one Exif block");
+  precondition(again.exifMetadata == ExifMetadata{}, "the old Exif is gone");
   precondition(again.width == layout.width && again.height == layout.height, "the size stays");
   precondition(again.mediaFingerprint(replaced) == layout.mediaFingerprint(data), "the picture stays");
   precondition(again.replacingExif(replaced, emptyExif) == replaced, "replacing twice is replacing once");

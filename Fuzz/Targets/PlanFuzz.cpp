@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <span>
 
+#include "Tests/Support/JPEGSegments.h"
 #include "TolvanderCore/CharmeraMediaProcessor.h"
 #include "TolvanderCore/FileFingerprinter.h"
 #include "TolvanderCore/JPEGLayout.h"
@@ -59,7 +60,8 @@ void checkRepair(const MediaProcessingPlan& plan, const Bytes& data, const Argum
 
   const JPEGLayout layout = JPEGLayout::parse(output);
   precondition(layout.mediaFingerprint(output) == plan.mediaPayloadFingerprint, "the picture stays");
-  precondition(std::ranges::count_if(layout.segments, &JPEGLayout::Segment::isExif) == 1, "one Exif block");
+  precondition(std::ranges::count_if(tolvander::tests::segmentsOf(output), &JPEGLayout::Segment::isExif) == 1,
+               "one Exif block");
   precondition(layout.width == plan.pixelWidth && layout.height == plan.pixelHeight, "the size stays");
   precondition(layout.exifMetadata.orientation == plan.orientation, "the orientation was written");
   precondition(layout.exifMetadata.originalDate == plan.captureDate &&

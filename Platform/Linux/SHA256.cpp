@@ -2,6 +2,7 @@
 
 #include <openssl/evp.h>
 
+#include "TolvanderCore/Pieces.h"
 #include "TolvanderCore/Precondition.h"
 
 namespace tolvander {
@@ -37,8 +38,10 @@ SHA256::~SHA256() = default;
 SHA256::SHA256(SHA256&&) noexcept = default;
 SHA256& SHA256::operator=(SHA256&&) noexcept = default;
 
-void SHA256::update(std::span<const std::byte> bytes) {
-  require(EVP_DigestUpdate(context_->evp.get(), bytes.data(), bytes.size()));
+void SHA256::update(std::span<const std::byte> bytes, const CancellationToken& token) {
+  forEachPiece(bytes, token, [this](std::span<const std::byte> piece) {
+    require(EVP_DigestUpdate(context_->evp.get(), piece.data(), piece.size()));
+  });
 }
 
 SHA256::Digest SHA256::finish() {

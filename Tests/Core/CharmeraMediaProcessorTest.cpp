@@ -6,6 +6,7 @@
 #include <map>
 
 #include "Tests/Support/JPEGBuilder.h"
+#include "Tests/Support/JPEGSegments.h"
 #include "TolvanderCore/FileFingerprinter.h"
 #include "TolvanderCore/ISO8601.h"
 #include "TolvanderCore/JPEGLayout.h"
@@ -51,8 +52,7 @@ std::optional<std::string> normalized(std::string_view text) {
 }
 
 std::size_t exifBlocksIn(const Bytes& data) {
-  const JPEGLayout layout = JPEGLayout::parse(data);
-  return static_cast<std::size_t>(std::ranges::count_if(layout.segments, &JPEGLayout::Segment::isExif));
+  return static_cast<std::size_t>(std::ranges::count_if(segmentsOf(data), &JPEGSegment::isExif));
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "Tests/Support/JPEGBuilder.h"
+#include "Tests/Support/JPEGSegments.h"
 #include "TolvanderCore/FileFingerprinter.h"
 #include "TolvanderCore/MediaProcessingError.h"
 
@@ -31,6 +32,8 @@ void expectMalformed(const Bytes& data) {
 
 JPEGLayout parse(const JPEGBuilder& builder) { return JPEGLayout::parse(builder.build()); }
 
+std::vector<Segment> segmentsOf(const JPEGBuilder& builder) { return tests::segmentsOf(builder.build()); }
+
 // The end that a whole file needs.
 JPEGBuilder finished(JPEGBuilder front) { return front.frame(640, 480).scan().endOfImage(); }
 
@@ -54,12 +57,12 @@ TEST(JPEGLayout, findsSegmentsScanAndSize) {
   builder.scan().endOfImage();
 
   const JPEGLayout layout = parse(builder);
-  EXPECT_EQ(layout.segments, (std::vector<Segment>{{.marker = 0xE0, .range = {2, frameStart}},
-                                                   {.marker = 0xC0, .range = {frameStart, scanStart}}}));
+  EXPECT_EQ(segmentsOf(builder), (std::vector<Segment>{{.marker = 0xE0, .range = {2, frameStart}},
+                                                       {.marker = 0xC0, .range = {frameStart, scanStart}}}));
   EXPECT_EQ(layout.scanRange, (Range{scanStart, builder.size()}));
   EXPECT_EQ(layout.width, 1440);
   EXPECT_EQ(layout.height, 1080);
-  EXPECT_EQ(layout.exifMetadata, JPEGLayout::ExifMetadata{});
+  EXPECT_EQ(layout.exifMetadata, ExifMetadata{});
 }
 
 TEST(JPEGLayout, refusesFewerThanFourBytes) {
@@ -94,8 +97,7 @@ TEST(JPEGLayout, countsFillBytesToTheirSegment) {
   JPEGBuilder builder;
   builder.raw(bytes({0xFF, 0xFF, 0xFF})).jfif();
   const std::size_t end = builder.size();
-  const JPEGLayout layout = parse(finished(builder));
-  EXPECT_EQ(layout.segments.front(), (Segment{.marker = 0xE0, .range = {2, end}}));
+  EXPECT_EQ(segmentsOf(finished(builder)).front(), (Segment{.marker = 0xE0, .range = {2, end}}));
 }
 
 TEST(JPEGLayout, countsFillBytesBeforeTheScanToTheScan) {
@@ -108,19 +110,17 @@ TEST(JPEGLayout, countsFillBytesBeforeTheScanToTheScan) {
 
 TEST(JPEGLayout, keepsStandaloneMarkersAsSegmentsOfTheirOwn) {
   for (const int marker : {0x01, 0xD0, 0xD3, 0xD7}) {
-    const JPEGLayout layout = parse(finished(JPEGBuilder().raw(bytes({0xFF, 0xFF, marker}))));
-    EXPECT_EQ(layout.segments.front(),
-              (Segment{.marker = static_cast<std::uint8_t>(marker), .range = {2, 5}}));
-    EXPECT_EQ(layout.segments.at(1).range.begin, 5U);
+    const auto segments = segmentsOf(finished(JPEGBuilder().raw(bytes({0xFF, 0xFF, marker}))));
+    EXPECT_EQ(segments.front(), (Segment{.marker = static_cast<std::uint8_t>(marker), .range = {2, 5}}));
+    EXPECT_EQ(segments.at(1).range.begin, 5U);
   }
 }
 
 TEST(JPEGLayout, takesEveryOtherMarkerByItsLength) {
   for (const int marker : {0x00, 0x02, 0xBF, 0xD8, 0xDC, 0xF0, 0xFE}) {
-    const JPEGLayout layout =
-        parse(finished(JPEGBuilder().segment(static_cast<std::uint8_t>(marker), bytes({0xFF, 0xD9}))));
-    EXPECT_EQ(layout.segments.front(),
-              (Segment{.marker = static_cast<std::uint8_t>(marker), .range = {2, 8}}));
+    const auto segments =
+        segmentsOf(finished(JPEGBuilder().segment(static_cast<std::uint8_t>(marker), bytes({0xFF, 0xD9}))));
+    EXPECT_EQ(segments.front(), (Segment{.marker = static_cast<std::uint8_t>(marker), .range = {2, 8}}));
   }
 }
 
@@ -150,8 +150,8 @@ TEST(JPEGLayout, acceptsASegmentThatEndsWithTheDataAndRefusesWhatIsMissingBehind
 }
 
 TEST(JPEGLayout, readsALengthBigEndian) {
-  const JPEGLayout layout = parse(finished(JPEGBuilder().segment(0xE5, Bytes(0x1234 - 2))));
-  EXPECT_EQ(layout.segments.front().range, (Range{2, 2 + 2 + 0x1234}));
+  const auto segments = segmentsOf(finished(JPEGBuilder().segment(0xE5, Bytes(0x1234 - 2))));
+  EXPECT_EQ(segments.front().range, (Range{2, 2 + 2 + 0x1234}));
 }
 
 TEST(JPEGLayout, refusesALengthOfTheScanHeaderThatLeavesTheData) {
@@ -225,53 +225,55 @@ TEST(JPEGLayout, keepsAHeightOfZeroAsItStands) {
 // The scan
 
 TEST(JPEGScan, endsBehindTheEndOfImageMarker) {
-  EXPECT_EQ(JPEGLayout::scanEOI(bytes({1, 2, 0xFF, 0xD9, 3}), 0), 4U);
-  EXPECT_EQ(JPEGLayout::scanEOI(bytes({0xFF, 0xD9}), 0), 2U);
+  EXPECT_EQ(JPEGSegmentReader::scanEOI(bytes({1, 2, 0xFF, 0xD9, 3}), 0), 4U);
+  EXPECT_EQ(JPEGSegmentReader::scanEOI(bytes({0xFF, 0xD9}), 0), 2U);
 }
 
 TEST(JPEGScan, startsWhereItIsTold) {
-  EXPECT_EQ(JPEGLayout::scanEOI(bytes({0xFF, 0xD9, 1, 0xFF, 0xD9}), 2), 5U);
-  EXPECT_EQ(JPEGLayout::scanEOI(bytes({0xFF, 0xD9, 1, 0xFF, 0xD9}), 1), 5U);
+  EXPECT_EQ(JPEGSegmentReader::scanEOI(bytes({0xFF, 0xD9, 1, 0xFF, 0xD9}), 2), 5U);
+  EXPECT_EQ(JPEGSegmentReader::scanEOI(bytes({0xFF, 0xD9, 1, 0xFF, 0xD9}), 1), 5U);
 }
 
 TEST(JPEGScan, goesOnAtStuffedZerosAndRestartMarkers) {
-  EXPECT_EQ(JPEGLayout::scanEOI(bytes({0xFF, 0x00, 0xD9, 0xFF, 0x01, 0xFF, 0xD0, 0xFF, 0xD7, 0xFF, 0xD9}), 0),
+  EXPECT_EQ(JPEGSegmentReader::scanEOI(
+                bytes({0xFF, 0x00, 0xD9, 0xFF, 0x01, 0xFF, 0xD0, 0xFF, 0xD7, 0xFF, 0xD9}), 0),
             11U);
 }
 
 TEST(JPEGScan, skipsARunOfFillBytes) {
-  EXPECT_EQ(JPEGLayout::scanEOI(bytes({1, 0xFF, 0xFF, 0xFF, 0xD9}), 0), 5U);
-  EXPECT_EQ(JPEGLayout::scanEOI(bytes({1, 0xFF, 0xFF, 0x00, 0xFF, 0xFF, 0xD9}), 0), 7U);
+  EXPECT_EQ(JPEGSegmentReader::scanEOI(bytes({1, 0xFF, 0xFF, 0xFF, 0xD9}), 0), 5U);
+  EXPECT_EQ(JPEGSegmentReader::scanEOI(bytes({1, 0xFF, 0xFF, 0x00, 0xFF, 0xFF, 0xD9}), 0), 7U);
 }
 
 TEST(JPEGScan, stepsOverASegmentBetweenScansByItsLength) {
-  EXPECT_EQ(JPEGLayout::scanEOI(bytes({1, 0xFF, 0xC4, 0, 6, 9, 0xFF, 0xD9, 9, 2, 0xFF, 0xD9}), 0), 12U);
-  EXPECT_EQ(JPEGLayout::scanEOI(bytes({0xFF, 0x02, 0, 4, 0xFF, 0xD9, 0xFF, 0xD9}), 0), 8U);
+  EXPECT_EQ(JPEGSegmentReader::scanEOI(bytes({1, 0xFF, 0xC4, 0, 6, 9, 0xFF, 0xD9, 9, 2, 0xFF, 0xD9}), 0),
+            12U);
+  EXPECT_EQ(JPEGSegmentReader::scanEOI(bytes({0xFF, 0x02, 0, 4, 0xFF, 0xD9, 0xFF, 0xD9}), 0), 8U);
 }
 
 TEST(JPEGScan, stepsOverALaterScanHeaderByItsLength) {
-  EXPECT_EQ(JPEGLayout::scanEOI(bytes({1, 0xFF, 0xDA, 0, 4, 0xFF, 0xD9, 7, 0xFF, 0xD9}), 0), 10U);
+  EXPECT_EQ(JPEGSegmentReader::scanEOI(bytes({1, 0xFF, 0xDA, 0, 4, 0xFF, 0xD9, 7, 0xFF, 0xD9}), 0), 10U);
 }
 
 TEST(JPEGScan, refusesDataWithoutAnEnd) {
-  expectMalformed([] { JPEGLayout::scanEOI({}, 0); });
-  expectMalformed([] { JPEGLayout::scanEOI(bytes({1, 2, 3}), 0); });
-  expectMalformed([] { JPEGLayout::scanEOI(bytes({1, 2, 3}), 3); });
-  expectMalformed([] { JPEGLayout::scanEOI(bytes({1, 2, 0xFF}), 0); });
-  expectMalformed([] { JPEGLayout::scanEOI(bytes({1, 2, 0xFF, 0xFF}), 0); });
-  expectMalformed([] { JPEGLayout::scanEOI(bytes({1, 0xFF, 0x00}), 0); });
+  expectMalformed([] { JPEGSegmentReader::scanEOI({}, 0); });
+  expectMalformed([] { JPEGSegmentReader::scanEOI(bytes({1, 2, 3}), 0); });
+  expectMalformed([] { JPEGSegmentReader::scanEOI(bytes({1, 2, 3}), 3); });
+  expectMalformed([] { JPEGSegmentReader::scanEOI(bytes({1, 2, 0xFF}), 0); });
+  expectMalformed([] { JPEGSegmentReader::scanEOI(bytes({1, 2, 0xFF, 0xFF}), 0); });
+  expectMalformed([] { JPEGSegmentReader::scanEOI(bytes({1, 0xFF, 0x00}), 0); });
 }
 
 TEST(JPEGScan, refusesABrokenLengthBetweenScans) {
-  expectMalformed([] { JPEGLayout::scanEOI(bytes({0xFF, 0xC4}), 0); });
-  expectMalformed([] { JPEGLayout::scanEOI(bytes({0xFF, 0xC4, 0}), 0); });
-  expectMalformed([] { JPEGLayout::scanEOI(bytes({0xFF, 0xC4, 0, 0, 0xFF, 0xD9}), 0); });
-  expectMalformed([] { JPEGLayout::scanEOI(bytes({0xFF, 0xC4, 0, 1, 0xFF, 0xD9}), 0); });
-  expectMalformed([] { JPEGLayout::scanEOI(bytes({0xFF, 0xC4, 0, 5, 0xFF, 0xD9}), 0); });
+  expectMalformed([] { JPEGSegmentReader::scanEOI(bytes({0xFF, 0xC4}), 0); });
+  expectMalformed([] { JPEGSegmentReader::scanEOI(bytes({0xFF, 0xC4, 0}), 0); });
+  expectMalformed([] { JPEGSegmentReader::scanEOI(bytes({0xFF, 0xC4, 0, 0, 0xFF, 0xD9}), 0); });
+  expectMalformed([] { JPEGSegmentReader::scanEOI(bytes({0xFF, 0xC4, 0, 1, 0xFF, 0xD9}), 0); });
+  expectMalformed([] { JPEGSegmentReader::scanEOI(bytes({0xFF, 0xC4, 0, 5, 0xFF, 0xD9}), 0); });
 }
 
 TEST(JPEGScan, refusesASegmentBetweenScansThatEndsWithTheData) {
-  expectMalformed([] { JPEGLayout::scanEOI(bytes({0xFF, 0xC4, 0, 4, 0xFF, 0xD9}), 0); });
+  expectMalformed([] { JPEGSegmentReader::scanEOI(bytes({0xFF, 0xC4, 0, 4, 0xFF, 0xD9}), 0); });
 }
 
 TEST(JPEGLayout, refusesATruncatedFileWhoseScanHasNoEnd) {
@@ -286,30 +288,30 @@ TEST(JPEGLayout, takesLaterScansAndTheirTablesIntoTheScan) {
   builder.scan().segment(0xC4, bytes({0xFF, 0xD9, 0xD9})).scan().scan().endOfImage();
   const JPEGLayout layout = parse(builder);
   EXPECT_EQ(layout.scanRange, (Range{start, builder.size()}));
-  EXPECT_EQ(layout.segments.size(), 1U);
+  EXPECT_EQ(segmentsOf(builder).size(), 1U);
 }
 
 // Exif
 
 TEST(JPEGLayout, readsTheFourFactsOfAnExifBlock) {
   for (const auto byteOrder : {TIFFBuilder::ByteOrder::little, TIFFBuilder::ByteOrder::big}) {
-    const JPEGLayout layout = parse(finished(JPEGBuilder().exif(TIFFBuilder(byteOrder)
-                                                                    .orientation(6)
-                                                                    .modifiedDate("modified")
-                                                                    .originalDate("original")
-                                                                    .digitizedDate("digitized"))));
-    EXPECT_TRUE(layout.segments.front().isExif);
-    EXPECT_EQ(layout.exifMetadata, (JPEGLayout::ExifMetadata{.orientation = std::uint16_t{6},
-                                                             .modifiedDate = "modified",
-                                                             .originalDate = "original",
-                                                             .digitizedDate = "digitized"}));
+    const JPEGBuilder file = finished(JPEGBuilder().exif(TIFFBuilder(byteOrder)
+                                                             .orientation(6)
+                                                             .modifiedDate("modified")
+                                                             .originalDate("original")
+                                                             .digitizedDate("digitized")));
+    EXPECT_TRUE(segmentsOf(file).front().isExif);
+    EXPECT_EQ(parse(file).exifMetadata, (ExifMetadata{.orientation = std::uint16_t{6},
+                                                      .modifiedDate = "modified",
+                                                      .originalDate = "original",
+                                                      .digitizedDate = "digitized"}));
   }
 }
 
 TEST(JPEGLayout, takesOnlyAPP1WithTheWholePrefixForExif) {
   const Bytes exif = bytes({'E', 'x', 'i', 'f', 0, 0}) + TIFFBuilder().orientation(3).build();
   const auto isExif = [](std::uint8_t marker, const Bytes& payload) {
-    return parse(finished(JPEGBuilder().segment(marker, payload))).segments.front().isExif;
+    return segmentsOf(finished(JPEGBuilder().segment(marker, payload))).front().isExif;
   };
   EXPECT_TRUE(isExif(0xE1, exif));
   EXPECT_TRUE(isExif(0xE1, bytes({'E', 'x', 'i', 'f', 0, 0})));
@@ -322,7 +324,7 @@ TEST(JPEGLayout, takesOnlyAPP1WithTheWholePrefixForExif) {
 
 TEST(JPEGLayout, readsNothingFromAnExifBlockInAnotherSegment) {
   const Bytes exif = bytes({'E', 'x', 'i', 'f', 0, 0}) + TIFFBuilder().orientation(3).build();
-  EXPECT_EQ(parse(finished(JPEGBuilder().segment(0xE2, exif))).exifMetadata, JPEGLayout::ExifMetadata{});
+  EXPECT_EQ(parse(finished(JPEGBuilder().segment(0xE2, exif))).exifMetadata, ExifMetadata{});
 }
 
 TEST(JPEGLayout, keepsTheFirstOfTwoOriginalDates) {
@@ -340,10 +342,10 @@ TEST(JPEGLayout, takesFromTheSecondBlockWhatTheFirstLacks) {
                                                          .originalDate(secondDate)
                                                          .digitizedDate(secondDate)
                                                          .modifiedDate(secondDate))));
-  EXPECT_EQ(layout.exifMetadata, (JPEGLayout::ExifMetadata{.orientation = std::uint16_t{8},
-                                                           .modifiedDate = std::string(secondDate),
-                                                           .originalDate = std::string(firstDate),
-                                                           .digitizedDate = std::string(secondDate)}));
+  EXPECT_EQ(layout.exifMetadata, (ExifMetadata{.orientation = std::uint16_t{8},
+                                               .modifiedDate = std::string(secondDate),
+                                               .originalDate = std::string(firstDate),
+                                               .digitizedDate = std::string(secondDate)}));
 }
 
 TEST(JPEGLayout, letsAnEmptyDateOfTheFirstBlockStand) {
@@ -355,27 +357,26 @@ TEST(JPEGLayout, letsAnEmptyDateOfTheFirstBlockStand) {
 TEST(JPEGLayout, marksABrokenExifBlockAndReadsTheRest) {
   Bytes broken = TIFFBuilder().orientation(6).build();
   broken[2] = std::byte{43};
-  const JPEGLayout layout = parse(finished(JPEGBuilder().exif(broken).exif(TIFFBuilder().orientation(3))));
-  EXPECT_TRUE(layout.segments.at(0).isExif);
-  EXPECT_TRUE(layout.segments.at(1).isExif);
-  EXPECT_EQ(layout.exifMetadata.orientation, 3);
+  const JPEGBuilder file = finished(JPEGBuilder().exif(broken).exif(TIFFBuilder().orientation(3)));
+  EXPECT_TRUE(segmentsOf(file).at(0).isExif);
+  EXPECT_TRUE(segmentsOf(file).at(1).isExif);
+  EXPECT_EQ(parse(file).exifMetadata.orientation, 3);
 }
 
 namespace {
 
-JPEGLayout::ExifMetadata parseExif(const Bytes& tiffBlock) {
-  const Bytes data = bytes("before") + bytes({'E', 'x', 'i', 'f', 0, 0}) + tiffBlock + bytes("behind");
-  return JPEGLayout::parseExif(data, {6, data.size() - 6});
+ExifMetadata parseExif(const Bytes& tiffBlock) {
+  const Bytes data = tiffBlock + bytes("behind");
+  return ExifMetadata::parse(std::span(data).first(tiffBlock.size()));
 }
 
 }  // namespace
 
-TEST(ExifBlock, needsFourteenBytes) {
-  const Bytes data = bytes({'E', 'x', 'i', 'f', 0, 0, 'I', 'I', 42, 0, 8, 0, 0, 0});
-  expectMalformed([&] { JPEGLayout::parseExif(data, {0, 13}); });
-  expectMalformed([&] { JPEGLayout::parseExif(data, {0, 14}); });
-  const Bytes whole = data + bytes({0, 0, 0, 0, 0, 0});
-  EXPECT_EQ(JPEGLayout::parseExif(whole, {0, 20}), JPEGLayout::ExifMetadata{});
+TEST(ExifBlock, needsAHeaderAndADirectory) {
+  const Bytes header = bytes({'I', 'I', 42, 0, 8, 0, 0, 0});
+  expectMalformed([&] { ExifMetadata::parse(std::span(header).first(7)); });
+  expectMalformed([&] { ExifMetadata::parse(header); });
+  EXPECT_EQ(parseExif(header + bytes({0, 0, 0, 0, 0, 0})), ExifMetadata{});
 }
 
 TEST(ExifBlock, needsTheMagic) {
@@ -429,8 +430,8 @@ TEST(ExifBlock, losesOnlyTheModifiedDateWhenThatLeavesTheBlock) {
                                       .entry(306, 2, 20, bytes({0xFF, 0xFF, 0, 0}))
                                       .originalDate(firstDate)
                                       .build());
-  EXPECT_EQ(metadata, (JPEGLayout::ExifMetadata{.orientation = std::uint16_t{6},
-                                                .originalDate = std::string(firstDate)}));
+  EXPECT_EQ(metadata,
+            (ExifMetadata{.orientation = std::uint16_t{6}, .originalDate = std::string(firstDate)}));
 }
 
 TEST(ExifBlock, losesOnlyTheOriginalDateWhenThatLeavesTheBlock) {
@@ -439,13 +440,12 @@ TEST(ExifBlock, losesOnlyTheOriginalDateWhenThatLeavesTheBlock) {
                                       .exifEntry(36867, 2, 20, bytes({0xFF, 0xFF, 0, 0}))
                                       .digitizedDate(secondDate)
                                       .build());
-  EXPECT_EQ(metadata, (JPEGLayout::ExifMetadata{.modifiedDate = std::string(firstDate),
-                                                .digitizedDate = std::string(secondDate)}));
+  EXPECT_EQ(metadata,
+            (ExifMetadata{.modifiedDate = std::string(firstDate), .digitizedDate = std::string(secondDate)}));
 }
 
 TEST(ExifBlock, keepsWhatTheFirstDirectoryGaveWhenTheExifDirectoryIsBroken) {
-  const JPEGLayout::ExifMetadata expected{.orientation = std::uint16_t{6},
-                                          .modifiedDate = std::string(firstDate)};
+  const ExifMetadata expected{.orientation = std::uint16_t{6}, .modifiedDate = std::string(firstDate)};
   const auto withPointer = [](std::uint16_t type, std::uint32_t count, const Bytes& value) {
     return parseExif(
         TIFFBuilder().orientation(6).modifiedDate(firstDate).entry(34665, type, count, value).build());
@@ -470,7 +470,7 @@ TEST(ExifBlock, looksForEachFactInItsOwnDirectory) {
                                       .exifAscii(306, "modified")
                                       .exifEntry(274, 3, 1, bytes({6, 0}))
                                       .build());
-  EXPECT_EQ(metadata, JPEGLayout::ExifMetadata{});
+  EXPECT_EQ(metadata, ExifMetadata{});
 }
 
 TEST(ExifBlock, acceptsAnExifPointerThatLoops) {

@@ -11,6 +11,7 @@
 
 #include "Tests/Support/Bytes.h"
 #include "Tests/Support/JPEGCodec.h"
+#include "Tests/Support/JPEGSegments.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Tests/Support/Tool.h"
 #include "TolvanderCore/CharmeraMediaProcessor.h"
@@ -184,9 +185,7 @@ TEST_F(SampleCard, hasEveryKindOfExifDamage) {
     SCOPED_TRACE(url.path());
     const std::vector<std::byte> file = bytesOf(readFile(url));
     const JPEGLayout layout = JPEGLayout::parse(file);
-    EXPECT_EQ(std::count_if(layout.segments.begin(), layout.segments.end(),
-                            [](const JPEGLayout::Segment& segment) { return segment.isExif; }),
-              expected.exifBlocks);
+    EXPECT_EQ(std::ranges::count_if(tests::segmentsOf(file), &JPEGSegment::isExif), expected.exifBlocks);
     EXPECT_EQ(layout.scanRange.end < file.size(), expected.hasTrailingBytes);
 
     const Date written = times.at(url.path());
@@ -206,7 +205,7 @@ TEST_F(SampleCard, writesTheWrongDatesAsTheDamageSays) {
   };
   EXPECT_EQ(exifOf(ExifDamage::zeroDates).originalDate, "0000:00:00 00:00:00");
   EXPECT_EQ(exifOf(ExifDamage::colonBeforeTime).originalDate.value().at(10), ':');
-  EXPECT_EQ(exifOf(ExifDamage::wrongByteOrder), JPEGLayout::ExifMetadata{});
+  EXPECT_EQ(exifOf(ExifDamage::wrongByteOrder), ExifMetadata{});
   const std::string contradicting = readFile(photo(ExifDamage::contradictingBlocks)).substr(0, 1000);
   EXPECT_LT(contradicting.find("2026:"), contradicting.find("2025:"));
   EXPECT_NE(contradicting.find("2025:"), std::string::npos);

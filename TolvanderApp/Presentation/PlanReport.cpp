@@ -24,7 +24,7 @@ MediaProcessingPlan planOf(WholeFile& file, std::string_view extension, const Pl
   if (CharmeraMediaProcessor::action(extension, terms.isFromCharmera) == Action::repairJPEG) {
     CharmeraMediaProcessor::requireRepairableSize(file.byteCount());
     return CharmeraMediaProcessor::plan(file.contents(token), extension, terms.isFromCharmera,
-                                        modificationDate, terms.zone);
+                                        modificationDate, terms.zone, token);
   }
   return CharmeraMediaProcessor::planWithoutData(FileFingerprinter::sha256(file, token), extension,
                                                  terms.isFromCharmera, modificationDate, terms.zone);

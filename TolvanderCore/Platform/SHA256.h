@@ -5,6 +5,8 @@
 #include <memory>
 #include <span>
 
+#include "TolvanderCore/Cancellation.h"
+
 namespace tolvander {
 
 // SHA-256 (RFC 6234, FIPS 180-4). One object per hash in progress; not to be shared between threads.
@@ -17,7 +19,8 @@ class SHA256 {
   SHA256(SHA256&&) noexcept;
   SHA256& operator=(SHA256&&) noexcept;
 
-  void update(std::span<const std::byte> bytes);
+  // Throws CancellationError, looked for before every mebibyte of the bytes; the object is then of no use.
+  void update(std::span<const std::byte> bytes, const CancellationToken& token = {});
 
   // The digest of everything given so far. The object starts anew with the next update.
   Digest finish();
