@@ -12,11 +12,14 @@ namespace {
 
 // What the library reads through. The items of a HEIF file name the bytes that they consist of, and nothing
 // keeps thousands of items from naming the whole file again and again, which the library would gather into
-// gigabytes. A sound file's headers and metadata are read about once each, in a few dozen pieces; after twice
-// the file's size, or hundreds of pieces, the file ends for the library.
+// gigabytes; and its time grows with the square of the number of items, to 20 seconds for a megabyte. Without
+// limits of its own it is given these: after twice the file's size, 8 MiB, 2,048 pieces, or 32,768 reads the
+// file ends for it, and it finds no picture. That takes a quarter of a second at most. A sound file's headers
+// and metadata are read about once each; an item takes about 20 reads and one piece, and a picture of 200
+// megapixels has about 800 of them.
 class LimitedReader {
  public:
-  explicit LimitedReader(Bytes data) : data_(data), bytesLeft_(2 * data.size()) {}
+  explicit LimitedReader(Bytes data) : data_(data), bytesLeft_(std::min(2 * data.size(), maximumBytes)) {}
 
   static const heif_reader& operations() {
     static const heif_reader reader = [] {
@@ -42,7 +45,7 @@ class LimitedReader {
   // The library asks this before it seeks and reads, and takes the success of those for granted; so this is
   // the place to tell it of a limit.
   bool reaches(int64_t size) const {
-    return bytesLeft_ > 0 && piecesLeft_ > 0 && size <= static_cast<int64_t>(data_.size());
+    return bytesLeft_ > 0 && piecesLeft_ > 0 && readsLeft_ > 0 && size <= static_cast<int64_t>(data_.size());
   }
 
   bool seek(int64_t position) {
@@ -61,13 +64,17 @@ class LimitedReader {
     std::ranges::copy(data_.subspan(position_, size), static_cast<std::byte*>(target));
     position_ += size;
     bytesLeft_ -= std::min(bytesLeft_, size);
+    readsLeft_ -= std::min(readsLeft_, 1);
     return true;
   }
+
+  static constexpr std::size_t maximumBytes = std::size_t{8} << 20U;
 
   Bytes data_;
   std::size_t position_ = 0;
   std::size_t bytesLeft_;
-  int piecesLeft_ = 512;
+  int piecesLeft_ = 2048;
+  int readsLeft_ = 32'768;
 };
 
 struct Free {

@@ -1,6 +1,7 @@
 #include "Tests/Support/PictureFiles.h"
 
 #include <cstdint>
+#include <utility>
 
 namespace tolvander::tests {
 
@@ -52,7 +53,7 @@ Bytes fullBox(std::string_view type, int version, const Bytes& content) {
   return box(type, bytes({version, 0, 0, 0}) + content);
 }
 
-Bytes heicWith(const std::vector<std::vector<Extent>>& metadataItems) {
+Bytes heicWith(const std::vector<std::vector<Extent>>& metadataItems, std::size_t tiles) {
   const auto item = [](std::size_t identifier, std::string_view type) {
     return fullBox("infe", 2, bigEndian16(identifier) + bigEndian16(0) + bytes(type) + bytes({0}));
   };
@@ -71,16 +72,23 @@ Bytes heicWith(const std::vector<std::vector<Extent>>& metadataItems) {
     locations.push_back(location(index + 2, metadataItems[index]));
     references.push_back(box("cdsc", bigEndian16(index + 2) + bigEndian16(1) + bigEndian16(1)));
   }
+  Bytes associations = bigEndian16(1) + bytes({2, 1, 2});
+  for (std::size_t index = 0; index < tiles; ++index) {
+    const std::size_t identifier = metadataItems.size() + 2 + index;
+    items.push_back(item(identifier, "hvc1"));
+    locations.push_back(location(identifier, {{0, 8}}));
+    references.push_back(box("dimg", bigEndian16(1) + bigEndian16(1) + bigEndian16(identifier)));
+    associations = std::move(associations) + bigEndian16(identifier) + bytes({2, 1, 2});
+  }
   const Bytes size = fullBox("ispe", 0, bigEndian32(1440) + bigEndian32(1080));
   const Bytes decoder = box("hvcC", bytes({1,    1,    0, 0,    0,    0,    0x90, 0, 0, 0,    0, 0,
                                            0x5D, 0xF0, 0, 0xFC, 0xFD, 0xF8, 0xF8, 0, 0, 0x0F, 0}));
-  const Bytes associations = fullBox("ipma", 0, bigEndian32(1) + bigEndian16(1) + bytes({2, 1, 2}));
   const Bytes meta = join({
       fullBox("hdlr", 0, bytes({0, 0, 0, 0}) + bytes("pict") + Bytes(13)),
       fullBox("pitm", 0, bigEndian16(1)),
       fullBox("iinf", 0, bigEndian16(items.size()) + join(items)),
       fullBox("iref", 0, join(references)),
-      box("iprp", box("ipco", size + decoder) + associations),
+      box("iprp", box("ipco", size + decoder) + fullBox("ipma", 0, bigEndian32(tiles + 1) + associations)),
       fullBox("iloc", 0, bytes({0x44, 0}) + bigEndian16(locations.size()) + join(locations)),
   });
   return box("ftyp", bytes("heic") + Bytes(4) + bytes("mif1heic")) + fullBox("meta", 0, meta);

@@ -39,8 +39,9 @@ struct Extent {
   std::size_t length;
 };
 
-// A file of one picture of 1440 by 1080 and one Exif item for each of `metadataItems`, made of those pieces.
-Bytes heicWith(const std::vector<std::vector<Extent>>& metadataItems);
+// A file of one picture of 1440 by 1080, made of `tiles` other ones, and one Exif item for each of
+// `metadataItems`, made of those pieces.
+Bytes heicWith(const std::vector<std::vector<Extent>>& metadataItems, std::size_t tiles = 0);
 
 // As above with one Exif item, whose bytes stand at the end of the file.
 Bytes heicWithExif(const Bytes& item);
