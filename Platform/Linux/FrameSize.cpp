@@ -2,29 +2,12 @@
 
 #include <memory>
 
+#include "TolvanderCore/JPEGSegmentReader.h"
+#include "TolvanderCore/MediaProcessingError.h"
+
 namespace tolvander::platform::linux_ {
 
 namespace {
-
-constexpr int startOfImage = 0xD8;
-constexpr int endOfImage = 0xD9;
-constexpr int startOfScan = 0xDA;
-
-bool isFrameHeader(int marker) {
-  constexpr int huffmanTables = 0xC4;
-  constexpr int reservedExtension = 0xC8;
-  constexpr int arithmeticConditioning = 0xCC;
-  return marker >= 0xC0 && marker <= 0xCF && marker != huffmanTables && marker != reservedExtension &&
-         marker != arithmeticConditioning;
-}
-
-int byteAt(std::span<const std::byte> bytes, std::size_t offset) {
-  return std::to_integer<int>(bytes[offset]);
-}
-
-int bigEndian16(std::span<const std::byte> bytes, std::size_t offset) {
-  return byteAt(bytes, offset) << 8 | byteAt(bytes, offset + 1);
-}
 
 struct ParserDeleter {
   void operator()(AVCodecParserContext* parser) const { av_parser_close(parser); }
@@ -34,27 +17,16 @@ struct ParserDeleter {
 }  // namespace
 
 std::optional<FrameSize> jpegFrameSize(std::span<const std::byte> bytes) {
-  constexpr std::size_t sizeEnd = 9;  // of a frame header, from its marker
-  if (bytes.size() < 2 || bigEndian16(bytes, 0) != (0xFF00 | startOfImage)) {
+  return unlessMalformed([&]() -> std::optional<FrameSize> {
+    JPEGSegmentReader reader(bytes);
+    while (reader.next()) {
+      if (const auto size = reader.frameSize()) {
+        return size->width > 0 && size->height > 0 ? std::optional(FrameSize{size->width, size->height})
+                                                   : std::nullopt;
+      }
+    }
     return std::nullopt;
-  }
-  std::size_t offset = 2;
-  while (bytes.size() >= sizeEnd && offset <= bytes.size() - sizeEnd && byteAt(bytes, offset) == 0xFF) {
-    const int marker = byteAt(bytes, offset + 1);
-    if (marker == 0xFF) {  // a fill byte
-      ++offset;
-      continue;
-    }
-    if (isFrameHeader(marker)) {
-      const FrameSize size{.width = bigEndian16(bytes, offset + 7), .height = bigEndian16(bytes, offset + 5)};
-      return size.width > 0 && size.height > 0 ? std::optional(size) : std::nullopt;
-    }
-    if (marker == startOfScan || marker == endOfImage) {
-      break;
-    }
-    offset += 2 + static_cast<std::size_t>(bigEndian16(bytes, offset + 2));
-  }
-  return std::nullopt;
+  });
 }
 
 std::optional<FrameSize> parsedFrameSize(const AVCodecParameters& parameters, const AVPacket& packet) {
