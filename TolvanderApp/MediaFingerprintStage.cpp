@@ -38,8 +38,9 @@ FingerprintedMediaFile withSource(const CameraMediaFile& file, std::string sourc
           .pendingProcessedFingerprint = std::nullopt};
 }
 
-std::optional<MediaMetadata> pictureMetadata(std::span<const std::byte> bytes) {
-  const auto properties = imageProperties(bytes);
+std::optional<MediaMetadata> pictureMetadata(std::span<const std::byte> bytes,
+                                             const CancellationToken& token) {
+  const auto properties = imageProperties(bytes, token);
   if (!properties) {
     return std::nullopt;
   }
@@ -50,9 +51,10 @@ std::optional<MediaMetadata> pictureMetadata(std::span<const std::byte> bytes) {
 }
 
 // A picture whose structure can't be read is still known by its bytes.
-std::optional<std::string> payloadFingerprint(std::span<const std::byte> bytes) {
+std::optional<std::string> payloadFingerprint(std::span<const std::byte> bytes,
+                                              const CancellationToken& token) {
   try {
-    return CharmeraMediaProcessor::jpegMediaPayloadFingerprint(bytes);
+    return CharmeraMediaProcessor::jpegMediaPayloadFingerprint(bytes, token);
   } catch (const MediaProcessingError&) {
     return std::nullopt;
   }
@@ -73,10 +75,10 @@ FingerprintedMediaFile fingerprintJPEG(const CameraMediaFile& file, bool isCharm
   source.forEachPart(take, token);
   auto result = withSource(file, FileFingerprinter::text(hash.finish()));
   if (needsWhole) {
-    result.mediaPayloadFingerprint = payloadFingerprint(head.bytes());
+    result.mediaPayloadFingerprint = payloadFingerprint(head.bytes(), token);
   }
-  result.captureDate = MediaStagingService::captureDate(head.bytes(), timeZone);
-  result.metadata = pictureMetadata(head.bytes());
+  result.captureDate = MediaStagingService::captureDate(head.bytes(), timeZone, token);
+  result.metadata = pictureMetadata(head.bytes(), token);
   return result;
 }
 

@@ -305,7 +305,7 @@ PreparedMediaFile MediaStagingService::prepareUnaltered(const Batch& batch,
   if (file.modifiedAt) {
     setContentModificationDate(copy, *file.modifiedAt);
   }
-  const auto pictureDate = captureDate(copied.head.bytes(), batch.timeZone);
+  const auto pictureDate = captureDate(copied.head.bytes(), batch.timeZone, batch.token);
   const auto plan = CharmeraMediaProcessor::planWithoutData(
       std::move(copied.fingerprint), file.url.pathExtension(), batch.confidentlyRecognizedAsCharmera,
       file.modifiedAt, batch.timeZone);
@@ -349,8 +349,9 @@ void MediaStagingService::cleanupIgnoringErrors(const PreparedMediaBatch& batch)
 }
 
 std::optional<Date> MediaStagingService::captureDate(std::span<const std::byte> bytes,
-                                                     const TimeZone& timeZone) {
-  const auto properties = imageProperties(bytes);
+                                                     const TimeZone& timeZone,
+                                                     const CancellationToken& token) {
+  const auto properties = imageProperties(bytes, token);
   const auto text = CharmeraMediaProcessor::normalizedExifDate(properties ? properties->exifDateTimeOriginal
                                                                           : std::nullopt);
   return text ? dateFromExifText(*text, timeZone) : std::nullopt;

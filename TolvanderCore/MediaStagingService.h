@@ -84,8 +84,9 @@ class MediaStagingService {
                                        const std::vector<FingerprintedMediaFile>& files);
 
   // When a picture says that it was taken, by its Exif block read as a clock in `timeZone`. Absent where it
-  // doesn't say it properly.
-  static std::optional<Date> captureDate(std::span<const std::byte> bytes, const TimeZone& timeZone);
+  // doesn't say it properly. Throws CancellationError within 100 ms of a cancellation.
+  static std::optional<Date> captureDate(std::span<const std::byte> bytes, const TimeZone& timeZone,
+                                         const CancellationToken& token = {});
 
  private:
   struct Batch;

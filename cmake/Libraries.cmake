@@ -12,10 +12,8 @@ set(tolvander_libraries
     "libudev       | 252       | libudev-dev              | names and kinds of drives"
     "mount         | 2.38.1    | libmount-dev             | the table of mounts"
     "libsystemd    | 252       | libsystemd-dev           | D-Bus: ejects drives and shows notifications"
-    "libjpeg       | 2.1.5     | libjpeg62-turbo-dev      | reads JPEG pictures"
     "zlib          | 1.2.13    | zlib1g-dev               | reads PNG pictures"
     "libheif       | 1.15.1    | libheif-dev              | reads HEIC pictures"
-    "libexif       | 0.6.24    | libexif-dev              | reads Exif"
     "libavformat   | 59.27.100 | libavformat-dev          | reads and writes movies (FFmpeg 5.1)"
     "libavcodec    | 59.37.100 | libavcodec-dev           | movies"
     "libavutil     | 57.28.100 | libavutil-dev            | movies")
@@ -23,6 +21,7 @@ set(tolvander_program_libraries
     "CLI11         | 2.1.2     | libcli11-dev             | reads command lines"
     "gtest         | 1.12.1    | libgtest-dev             | tests, and the sample card"
     "gtest_main    | 1.12.1    | libgtest-dev             | tests"
+    "libjpeg       | 2.1.5     | libjpeg62-turbo-dev      | makes the pictures of tests and of the sample card"
     "benchmark     | 1.7.1     | libbenchmark-dev         | benchmarks")
 
 find_package(Threads REQUIRED)

@@ -6,6 +6,8 @@
 #include <string_view>
 
 #include "Platform/Linux/ImageHeaders.h"
+#include "TolvanderCore/ExifMetadata.h"
+#include "TolvanderCore/MediaProcessingError.h"
 
 namespace tolvander {
 
@@ -29,12 +31,12 @@ bool isHEIC(Bytes data) {
          std::ranges::any_of(brands, [&](std::string_view brand) { return hasAt(data, brandOffset, brand); });
 }
 
-std::optional<ImageProperties> propertiesByKind(Bytes data) {
+std::optional<ImageProperties> propertiesByKind(Bytes data, const CancellationToken& token) {
   if (hasAt(data, 0, "\xFF\xD8\xFF")) {
-    return platform::linux_::jpegProperties(data);
+    return platform::linux_::jpegProperties(data, token);
   }
   if (hasAt(data, 0, "\x89PNG\r\n\x1A\n")) {
-    return platform::linux_::pngProperties(data);
+    return platform::linux_::pngProperties(data, token);
   }
   if (isHEIC(data)) {
     return platform::linux_::heicProperties(data);
@@ -44,9 +46,20 @@ std::optional<ImageProperties> propertiesByKind(Bytes data) {
 
 }  // namespace
 
-std::optional<ImageProperties> imageProperties(std::span<const std::byte> data) noexcept {
+namespace platform::linux_ {
+
+std::optional<std::string> exifDateTimeOriginal(Bytes tiffBlock) {
+  return unlessMalformed([&] { return ExifMetadata::parse(tiffBlock).originalDate; });
+}
+
+}  // namespace platform::linux_
+
+std::optional<ImageProperties> imageProperties(std::span<const std::byte> data,
+                                               const CancellationToken& token) {
   try {
-    return propertiesByKind(data);
+    return propertiesByKind(data, token);
+  } catch (const CancellationError&) {
+    throw;
   } catch (const std::exception&) {
     return std::nullopt;
   }

@@ -24,6 +24,11 @@ constexpr std::size_t chunkType(const char (&name)[typeSize + 1]) {
 
 constexpr std::size_t headerType = chunkType("IHDR");
 constexpr std::size_t exifType = chunkType("eXIf");
+
+// Cameras write 64 KiB at most, and other programs a few mebibytes where they add previews. Its checksum
+// takes about 10 ms.
+constexpr std::size_t maximumExifSize = std::size_t{16} << 20U;
+
 constexpr std::size_t endType = chunkType("IEND");
 
 // One chunk that lies in the file as a whole.
@@ -93,10 +98,13 @@ std::optional<ImageProperties> sizeOf(const Chunk& header) {
 }
 
 // A file has one such chunk at most, so that the first one decides.
-std::optional<std::string> findDateTimeOriginal(Bytes chunks) {
+std::optional<std::string> findDateTimeOriginal(Bytes chunks, const CancellationToken& token) {
   while (const auto chunk = nextChunk(chunks)) {
+    token.throwIfCancelled();
     if (chunk->type == exifType) {
-      return chunk->isSound() ? exifDateTimeOriginal(chunk->content()) : std::nullopt;
+      return chunk->content().size() <= maximumExifSize && chunk->isSound()
+                 ? exifDateTimeOriginal(chunk->content())
+                 : std::nullopt;
     }
     if (chunk->type == endType) {
       break;
@@ -107,12 +115,12 @@ std::optional<std::string> findDateTimeOriginal(Bytes chunks) {
 
 }  // namespace
 
-std::optional<ImageProperties> pngProperties(Bytes data) {
+std::optional<ImageProperties> pngProperties(Bytes data, const CancellationToken& token) {
   Bytes chunks = data.subspan(signatureSize);
   const auto header = nextChunk(chunks);
   auto properties = header ? sizeOf(*header) : std::nullopt;
   if (properties) {
-    properties->exifDateTimeOriginal = findDateTimeOriginal(chunks);
+    properties->exifDateTimeOriginal = findDateTimeOriginal(chunks, token);
   }
   return properties;
 }

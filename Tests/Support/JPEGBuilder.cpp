@@ -1,5 +1,7 @@
 #include "Tests/Support/JPEGBuilder.h"
 
+#include <algorithm>
+#include <cstring>
 #include <random>
 #include <utility>
 
@@ -38,6 +40,17 @@ Bytes bytes(std::string_view text) {
 Bytes operator+(Bytes left, std::span<const std::byte> right) {
   append(left, right);
   return left;
+}
+
+Bytes repeated(const Bytes& unit, std::size_t count) {
+  Bytes result = unit;
+  result.resize(unit.size() * count);
+  // Doubles what is there, so that millions of short units take few steps.
+  for (std::size_t done = unit.size(); done < result.size(); done *= 2) {
+    const std::size_t size = std::min(done, result.size() - done);
+    std::memcpy(&result[done], result.data(), size);
+  }
+  return result;
 }
 
 TIFFBuilder& TIFFBuilder::shortInteger(std::uint16_t tag, std::uint16_t value) {

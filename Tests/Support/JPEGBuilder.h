@@ -16,6 +16,7 @@ using Bytes = std::vector<std::byte>;
 Bytes bytes(std::initializer_list<int> values);
 Bytes bytes(std::string_view text);
 Bytes operator+(Bytes left, std::span<const std::byte> right);
+Bytes repeated(const Bytes& unit, std::size_t count);
 
 // Builds the TIFF structure of an Exif block: a header, a first directory, and an Exif directory that the
 // first one points to when it has entries. Values of more than four bytes stand behind the directories, in
