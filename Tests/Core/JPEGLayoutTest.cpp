@@ -4,8 +4,10 @@
 
 #include <algorithm>
 
+#include "Tests/Support/ChildProcess.h"
 #include "Tests/Support/JPEGBuilder.h"
 #include "Tests/Support/JPEGSegments.h"
+#include "Tests/Support/PeakMemory.h"
 #include "TolvanderCore/FileFingerprinter.h"
 #include "TolvanderCore/MediaProcessingError.h"
 
@@ -220,6 +222,15 @@ TEST(JPEGLayout, hasNoSizeWithoutAFrameHeader) {
 
 TEST(JPEGLayout, keepsAHeightOfZeroAsItStands) {
   EXPECT_EQ(parse(JPEGBuilder().frame(8, 0).scan().endOfImage()).height, 0);
+}
+
+TEST(JPEGLayout, needsNoMemoryForMillionsOfSegments) {
+  for (const Bytes& unit : {bytes({0xFF, 0xE1, 0, 2}), bytes({0xFF, 0xD0})}) {
+    const Bytes data = finished(JPEGBuilder().raw(repeated(unit, 2'000'000))).build();
+    inChildProcess([&] {
+      EXPECT_LT(peakMemoryGrowth([&] { JPEGLayout::parse(data).mediaFingerprint(data); }), 4 * 1024);
+    });
+  }
 }
 
 // The scan

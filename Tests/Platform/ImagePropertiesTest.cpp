@@ -1,12 +1,10 @@
 #include "TolvanderCore/Platform/ImageProperties.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-
-#include <functional>
 
 #include "Tests/Support/ChildProcess.h"
 #include "Tests/Support/JPEGBuilder.h"
+#include "Tests/Support/PeakMemory.h"
 #include "Tests/Support/PictureFiles.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Tests/Support/Tool.h"
@@ -37,13 +35,13 @@ ImageProperties fullProperties(int width, int height) {
 }
 
 // A picture of 1440 by 1080 with a date, whose frame header has this marker and names these bits a sample.
-Bytes jpegOfFrame(int marker, int bits) {
-  JPEGBuilder builder;
-  builder.exif(TIFFBuilder().originalDate(date));
-  const std::size_t frame = builder.size();
-  Bytes data = builder.frame(1440, 1080, static_cast<std::uint8_t>(marker)).scan().endOfImage().build();
-  data.at(frame + 4) = static_cast<std::byte>(bits);
-  return data;
+Bytes jpegOfFrame(int marker, int precision) {
+  return JPEGBuilder()
+      .exif(TIFFBuilder().originalDate(date))
+      .frame(1440, 1080, static_cast<std::uint8_t>(marker), precision)
+      .scan()
+      .endOfImage()
+      .build();
 }
 
 std::optional<JPEGLayout> layoutOf(const Bytes& data) {
@@ -52,19 +50,6 @@ std::optional<JPEGLayout> layoutOf(const Bytes& data) {
   } catch (const MediaProcessingError&) {
     return std::nullopt;
   }
-}
-
-// By how many KiB `work` raises the most memory that this process has ever used. To be called in a child
-// process, whose past is short.
-long peakMemoryGrowth(const std::function<void()>& work) {
-  const auto peak = [] {
-    rusage usage = {};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss;
-  };
-  const long before = peak();
-  work();
-  return peak() - before;
 }
 
 Bytes realHEIC(const TemporaryFolder& folder, const std::string& exifTool = {}) {
@@ -291,6 +276,16 @@ TEST(ImagePropertiesOfPNG, haveNoDateWithoutASoundExifChunk) {
   Bytes damaged = pngWith(chunk("eXIf", tiffWithDate()) + pngEnd);
   damaged[damaged.size() - pngEnd.size() - 10] ^= std::byte{1};
   EXPECT_EQ(imageProperties(damaged), sizeOnly(640, 480));
+}
+
+TEST(ImagePropertiesOfPNG, takeTheDateFromAnExifChunkOfAtMost16MiB) {
+  const auto dateWith = [](std::size_t size) {
+    Bytes exif = tiffWithDate();
+    exif.resize(size);
+    return imageProperties(pngWith(chunk("eXIf", exif) + pngEnd))->exifDateTimeOriginal;
+  };
+  EXPECT_EQ(dateWith(16 << 20), date);
+  EXPECT_EQ(dateWith((16 << 20) + 1), std::nullopt);
 }
 
 TEST(ImagePropertiesOfPNG, areAbsentWithoutASoundHeader) {

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <string_view>
+
 #include "Tests/Support/JPEGBuilder.h"
 #include "Tests/Support/PictureFiles.h"
 #include "Tests/Support/TemporaryFolder.h"
@@ -36,6 +39,22 @@ TEST(OriginalProperties, takesSizeAndDateOfAPictureInTheZoneOfTheUser) {
                                     .duration = 0,
                                     .creationDate = dateFromExifText("2026:07:01 10:00:00", TimeZone::utc())};
   EXPECT_EQ(propertiesOf(picture, PhotosMediaType::image), expected);
+}
+
+TEST(OriginalProperties, takesSizeAndDateOfAJPEGThatFewProgramsCanDecode) {
+  const std::map<std::string_view, int> widths{
+      {"lossless", 1440}, {"twelveBits", 1440}, {"arithmetic", 1440}, {"largest", 65535}};
+  std::size_t found = 0;
+  for (const NamedJPEG& file : namedJPEGs()) {
+    if (!widths.contains(file.name)) {
+      continue;
+    }
+    ++found;
+    const OriginalProperties properties = propertiesOf(file.bytes, PhotosMediaType::image);
+    EXPECT_EQ(properties.pixelWidth, widths.at(file.name)) << file.name;
+    EXPECT_EQ(properties.creationDate, dateFromExifText("2026:11:20 09:30:00", TimeZone::utc())) << file.name;
+  }
+  EXPECT_EQ(found, widths.size());
 }
 
 TEST(OriginalProperties, hasNoDateWhereThePictureHasNone) {

@@ -168,8 +168,9 @@ JPEGBuilder& JPEGBuilder::huffmanTable() {
   return segment(0xC4, bytes({0}) + bytes({1}) + Bytes(15, std::byte{0}) + bytes({5}));
 }
 
-JPEGBuilder& JPEGBuilder::frame(std::uint16_t width, std::uint16_t height, std::uint8_t marker) {
-  return segment(marker, bytes({8}) + bigEndian16(height) + bigEndian16(width) +
+JPEGBuilder& JPEGBuilder::frame(std::uint16_t width, std::uint16_t height, std::uint8_t marker,
+                                int precision) {
+  return segment(marker, bytes({precision}) + bigEndian16(height) + bigEndian16(width) +
                              bytes({3, 1, 0x22, 0, 2, 0x11, 0, 3, 0x11, 0}));
 }
 
@@ -254,6 +255,14 @@ std::vector<NamedJPEG> namedJPEGs() {
                           .build()},
       {"restartMarkers",
        head().frame(64, 64).scan(bytes({1, 0xFF, 0xD0, 2, 0xFF, 0xD7, 3, 0xFF, 0, 4})).endOfImage().build()},
+      {"lossless", head().exif(cameraExif()).frame(1440, 1080, 0xC3).scan().endOfImage().build()},
+      {"twelveBits", head().exif(cameraExif()).frame(1440, 1080, 0xC1, 12).scan().endOfImage().build()},
+      {"arithmetic", head().exif(cameraExif()).frame(1440, 1080, 0xC9).scan().endOfImage().build()},
+      {"largest", head().exif(cameraExif()).frame(65535, 65535).scan().endOfImage().build()},
+      {"manyEmptySegments", finished(head().raw(repeated(bytes({0xFF, 0xE1, 0, 2}), 300)))},
+      {"manyRestartMarkers", finished(head().raw(repeated(bytes({0xFF, 0xD3}), 300)))},
+      {"manyExifPrefixes",
+       finished(head().raw(repeated(bytes({0xFF, 0xE1, 0, 8, 'E', 'x', 'i', 'f', 0, 0}), 100)))},
 
       {"wrongByteOrder", withExif(wrongByteOrder)},
       {"wrongMagic", withExif(wrongMagic)},

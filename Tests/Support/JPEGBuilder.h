@@ -85,8 +85,9 @@ class JPEGBuilder {
   JPEGBuilder& quantisationTable();
   JPEGBuilder& huffmanTable();
 
-  // A frame header of three components.
-  JPEGBuilder& frame(std::uint16_t width, std::uint16_t height, std::uint8_t marker = 0xC0);
+  // A frame header of three components. `precision` is in bits per sample.
+  JPEGBuilder& frame(std::uint16_t width, std::uint16_t height, std::uint8_t marker = 0xC0,
+                     int precision = 8);
 
   // A scan header and its entropy-coded data.
   JPEGBuilder& scan(std::span<const std::byte> entropyCoded);
