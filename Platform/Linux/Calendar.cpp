@@ -55,12 +55,12 @@ std::chrono::seconds offsetAt(std::chrono::sys_seconds instant, const icu::Basic
 }
 
 // The same for a reading of the clock. For a reading that the clock shows twice or never, the offset that is
-// in force after the change.
+// in force before the change.
 std::chrono::seconds offsetAtReading(WallClockTime reading, const icu::BasicTimeZone& zone) {
   std::int32_t rawOffset = 0;
   std::int32_t daylightSaving = 0;
   UErrorCode status = U_ZERO_ERROR;
-  zone.getOffsetFromLocal(millisecondsSince1970(reading), UCAL_TZ_LOCAL_LATTER, UCAL_TZ_LOCAL_LATTER,
+  zone.getOffsetFromLocal(millisecondsSince1970(reading), UCAL_TZ_LOCAL_FORMER, UCAL_TZ_LOCAL_FORMER,
                           rawOffset, daylightSaving, status);
   precondition(U_SUCCESS(status), "a zone has an offset at every reading of its clock");
   return inSeconds(rawOffset, daylightSaving);
@@ -128,16 +128,14 @@ std::string exifDateText(Date date, const TimeZone& zone) {
   return wallClockText(instant + offsetAt(instant, zone.rules().zone), exifForm);
 }
 
+std::optional<Date> dateFromWallClock(WallClockTime reading, const TimeZone& zone) {
+  const std::chrono::sys_seconds instant = reading - offsetAtReading(reading, zone.rules().zone);
+  return dateSince1970(instant.time_since_epoch().count());
+}
+
 std::optional<Date> dateFromExifText(std::string_view text, const TimeZone& zone) {
   const auto reading = wallClockTimeFromText(text, exifForm);
-  if (!reading) {
-    return std::nullopt;
-  }
-  const icu::BasicTimeZone& rules = zone.rules().zone;
-  const std::chrono::seconds offset = offsetAtReading(*reading, rules);
-  const std::chrono::sys_seconds instant = *reading - offset;
-  const bool isSkipped = offsetAt(instant, rules) != offset;
-  return isSkipped ? std::nullopt : dateSince1970(instant.time_since_epoch().count());
+  return reading ? dateFromWallClock(*reading, zone) : std::nullopt;
 }
 
 }  // namespace tolvander

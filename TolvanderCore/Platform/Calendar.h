@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "TolvanderCore/Date.h"
+#include "TolvanderCore/WallClock.h"
 
 namespace tolvander {
 
@@ -36,10 +37,14 @@ class TimeZone {
 // The wall-clock time of `date` in `zone`. Fractions of a second are cut off towards the past.
 std::string exifDateText(Date date, const TimeZone& zone);
 
-// The instant at which a clock in `zone` shows `text`. Absent when the text has another form or names a day
-// or time that doesn't exist, a time that the zone skips (the hour lost when daylight saving begins), or one
-// outside the reach of Date. A time that the zone has twice (the hour won when it ends) is taken as the later
-// one, in standard time.
+// The instant at which a clock in `zone` shows `reading`. A reading that the zone skips (the hour lost when
+// daylight saving begins) counts with the offset from before the change, as on a clock that was not set
+// forward yet; of a reading that the zone has twice (the hour won when it ends), the first is taken. Absent
+// outside the reach of Date.
+std::optional<Date> dateFromWallClock(WallClockTime reading, const TimeZone& zone);
+
+// The same for a reading as text. Absent also when the text has another form or names a day or time that
+// exists nowhere.
 std::optional<Date> dateFromExifText(std::string_view text, const TimeZone& zone);
 
 }  // namespace tolvander
