@@ -17,7 +17,7 @@ struct CameraMediaFile {
   std::string relativePath;  // below the volume root, links resolved, without a leading slash
   std::string filename;      // the last component of `url`
   std::int64_t byteCount = 0;
-  std::optional<Date> modifiedAt;  // content modification date
+  std::optional<Date> modifiedAt;  // content modification date, by cameraFileResourceValues
 
   // Whether the extension of `url` is that of a movie: "avi", "mov" or "mp4" in any case.
   bool isVideo() const;

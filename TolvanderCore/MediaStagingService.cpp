@@ -119,8 +119,8 @@ struct VideoSource {
   Date captureDate;
 };
 
-VideoSource examineVideo(const CameraMediaFile& file, std::int64_t maximumBytes) {
-  const FileResourceValues values = fileResourceValues(file.url);
+VideoSource examineVideo(const CameraMediaFile& file, std::int64_t maximumBytes, const TimeZone& zone) {
+  const FileResourceValues values = cameraFileResourceValues(file.url, zone);
   const std::int64_t byteCount = values.fileSize.value_or(0);
   const auto captureDate = orElse(file.modifiedAt, values.contentModificationDate);
   if (!values.isRegularFile || byteCount < 1 || byteCount > maximumBytes || !captureDate) {
@@ -313,7 +313,7 @@ PreparedMediaFile MediaStagingService::prepareUnaltered(const Batch& batch,
 }
 
 PreparedMediaFile MediaStagingService::prepareVideo(Batch& batch, const CameraMediaFile& file) const {
-  const VideoSource source = examineVideo(file, maximumVideoBytes_);
+  const VideoSource source = examineVideo(file, maximumVideoBytes_, batch.timeZone);
   const FileURL folder = makeFolder(batch.prepared, UUID::random().text());
   const FileURL copy = folder.appending("source.avi");
   copyVideo(file.url, copy, source.byteCount, maximumVideoBytes_, batch.token);

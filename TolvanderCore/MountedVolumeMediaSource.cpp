@@ -11,6 +11,7 @@
 
 #include "TolvanderCore/FileReader.h"
 #include "TolvanderCore/MediaSourceError.h"
+#include "TolvanderCore/Platform/Calendar.h"
 #include "TolvanderCore/Platform/FileSystem.h"
 #include "TolvanderCore/Platform/Text.h"
 #include "TolvanderCore/Platform/Volume.h"
@@ -217,7 +218,7 @@ class MediaListing {
   }
 
   void addEntry(const FileURL& url) {
-    const FileResourceValues values = fileResourceValues(url);
+    const FileResourceValues values = cameraFileResourceValues(url, zone_);
     if (!values.isRegularFile || values.isSymbolicLink ||
         !profile_.supportedExtensions.contains(lowercased(url.pathExtension()))) {
       return;
@@ -255,6 +256,7 @@ class MediaListing {
   const FileURL volumePath_;
   const DeviceProfile& profile_;
   const CancellationToken& token_;
+  const TimeZone zone_ = TimeZone::current();
   std::unordered_set<std::string> seen_;
   std::optional<std::pair<FileURL, FileURL>> lastFolder_;
   std::vector<CameraMediaFile> files_;

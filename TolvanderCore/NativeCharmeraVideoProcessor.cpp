@@ -132,10 +132,11 @@ CharmeraVideoProbe NativeCharmeraVideoProcessor::probe(const FileURL& sourceURL,
 
 void NativeCharmeraVideoProcessor::transcode(const FileURL& sourceURL, const FileURL& destinationURL,
                                              const CancellationToken& token) const {
-  rewrap(sourceURL, destinationURL, token);
+  rewrap(sourceURL, destinationURL, std::nullopt, token);
 }
 
 ProvenMovie NativeCharmeraVideoProcessor::rewrap(const FileURL& sourceURL, const FileURL& destinationURL,
+                                                 const std::optional<TimeZone>& cameraZone,
                                                  const CancellationToken& token) const {
   token.throwIfCancelled();
   validateSourceSize(sourceURL);
@@ -144,7 +145,9 @@ ProvenMovie NativeCharmeraVideoProcessor::rewrap(const FileURL& sourceURL, const
   const VideoMediaMetadata metadata = VideoMediaMetadata::load(source);
   require(exporter_->canExport(source), Case::nativeExportUnavailable);
 
-  const std::optional<Date> date = fileResourceValues(sourceURL).contentModificationDate;
+  const FileResourceValues values =
+      cameraZone ? cameraFileResourceValues(sourceURL, *cameraZone) : fileResourceValues(sourceURL);
+  const std::optional<Date> date = values.contentModificationDate;
   MovieExportRequest request{.destination = destinationURL, .creationDate = std::nullopt};
   request.fileLengthLimit = maximumSourceBytes;
   if (date) {

@@ -4,8 +4,10 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "TolvanderCore/CharmeraVideoProcessing.h"
+#include "TolvanderCore/Platform/Calendar.h"
 #include "TolvanderCore/Platform/Movie.h"
 #include "TolvanderCore/ProvenMovie.h"
 
@@ -37,9 +39,11 @@ class NativeCharmeraVideoProcessor final : public CharmeraVideoProcessing {
   void transcode(const FileURL& sourceURL, const FileURL& destinationURL,
                  const CancellationToken& token) const override;
 
-  // As transcode, and tells what it has proven of the movie.
+  // As transcode, and tells what it has proven of the movie. The source is a file that a camera wrote, whose
+  // date on FAT is read in `cameraZone` (cameraFileResourceValues); without a zone, a copy that this system
+  // wrote, as transcode's always is.
   ProvenMovie rewrap(const FileURL& sourceURL, const FileURL& destinationURL,
-                     const CancellationToken& token) const;
+                     const std::optional<TimeZone>& cameraZone, const CancellationToken& token) const;
 
  private:
   CharmeraVideoSupportStatus supportStatus_;

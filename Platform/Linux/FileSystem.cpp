@@ -2,22 +2,30 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/magic.h>
+#include <linux/msdos_fs.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "Platform/Linux/Descriptor.h"
+#include "Platform/Linux/FATClock.h"
 #include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander {
 
+using platform::linux_::dateOfFATClock;
 using platform::linux_::Descriptor;
+using platform::linux_::FATClocks;
 using platform::linux_::uninterrupted;
 
 namespace {
@@ -122,7 +130,21 @@ std::string lowercasedASCII(std::string_view text) {
   return lower;
 }
 
-bool isHidden(std::string_view name) { return name.starts_with('.'); }
+bool isOnFAT(int descriptor) {
+  struct statfs fileSystem {};
+  return fstatfs(descriptor, &fileSystem) == 0 &&
+         (fileSystem.f_type == MSDOS_SUPER_MAGIC || fileSystem.f_type == EXFAT_SUPER_MAGIC);
+}
+
+// FAT's hidden attribute of an entry of an open folder (ioctl_fat(2)). False where the driver doesn't tell
+// it, as exFAT's doesn't before Linux 6.9, or the entry can't be opened.
+bool hasHiddenAttribute(int folder, const char* name) {
+  const Descriptor entry(uninterrupted(
+      [&] { return openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
+  std::uint32_t attributes = 0;
+  return entry && ioctl(entry.number(), FAT_IOCTL_GET_ATTRIBUTES, &attributes) == 0 &&
+         (attributes & ATTR_HIDDEN) != 0;
+}
 
 struct NamedEntry {
   std::string name;
@@ -157,6 +179,7 @@ FolderContents readFolder(const FileURL& directory, int additionalFlags) {
     return {{}, errno};
   }
   descriptor.release();  // the stream closes it
+  const bool hasAttributes = isOnFAT(dirfd(folder.get()));
 
   FolderContents contents;
   while (true) {
@@ -166,19 +189,23 @@ FolderContents readFolder(const FileURL& directory, int additionalFlags) {
       contents.failure = errno;
       return contents;
     }
-    if (!isHidden(entry->d_name)) {
+    const std::string_view name(entry->d_name);
+    if (!name.starts_with('.') &&
+        !(hasAttributes && hasHiddenAttribute(dirfd(folder.get()), entry->d_name))) {
       contents.entries.push_back({entry->d_name, isDirectory(folder.get(), *entry)});
     }
   }
 }
 
-}  // namespace
-
-FileResourceValues fileResourceValues(const FileURL& url) {
+struct stat statusOf(const FileURL& url) {
   struct stat status {};
   if (lstat(url.path().c_str(), &status) != 0) {
     throw PosixError(errno, "look at", url);
   }
+  return status;
+}
+
+FileResourceValues valuesOf(const struct stat& status) {
   FileResourceValues values;
   values.isRegularFile = S_ISREG(status.st_mode);
   values.isDirectory = S_ISDIR(status.st_mode);
@@ -187,6 +214,21 @@ FileResourceValues fileResourceValues(const FileURL& url) {
     values.fileSize = status.st_size;
   }
   values.contentModificationDate = dateSince1970(status.st_mtim.tv_sec, status.st_mtim.tv_nsec);
+  return values;
+}
+
+}  // namespace
+
+FileResourceValues fileResourceValues(const FileURL& url) { return valuesOf(statusOf(url)); }
+
+FileResourceValues cameraFileResourceValues(const FileURL& url, const TimeZone& zone) {
+  const struct stat status = statusOf(url);
+  FileResourceValues values = valuesOf(status);
+  if (values.isRegularFile && values.contentModificationDate) {
+    if (const auto clockOffset = FATClocks::ofThisProcess().offsetOf(status.st_dev)) {
+      values.contentModificationDate = dateOfFATClock(*values.contentModificationDate, *clockOffset, zone);
+    }
+  }
   return values;
 }
 

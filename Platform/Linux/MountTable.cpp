@@ -11,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <new>
+#include <tuple>
 #include <utility>
 
 #include "Platform/Linux/Releasing.h"
@@ -38,7 +39,8 @@ std::optional<Mount> mountOf(libmnt_fs* entry) {
                .root = textOf(mnt_fs_get_root(entry)),
                .place = FileURL(place),
                .fileSystem = textOf(mnt_fs_get_fstype(entry)),
-               .source = textOf(mnt_fs_get_source(entry))};
+               .source = textOf(mnt_fs_get_source(entry)),
+               .superOptions = textOf(mnt_fs_get_fs_options(entry))};
 }
 
 // Walks down from the root as the kernel follows a path, to tell which mount is met at its end.
@@ -91,6 +93,14 @@ class MountTree {
 };
 
 }  // namespace
+
+bool operator==(const Mount& left, const Mount& right) {
+  const auto fields = [](const Mount& mount) {
+    return std::tie(mount.number, mount.parent, mount.device, mount.root, mount.place, mount.fileSystem,
+                    mount.source);
+  };
+  return fields(left) == fields(right);
+}
 
 bool Mount::isPseudo() const {
   // "fuse" alone is what many drivers of real drives say too.

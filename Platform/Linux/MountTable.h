@@ -22,6 +22,7 @@ struct Mount {
   FileURL place;             // the mount point
   std::string fileSystem;    // "ext4", "fuse.sshfs"
   std::string source;        // the block device's path, "server:/share", or any word
+  std::string superOptions;  // the file system's: "rw,fmask=0022,tz=UTC"; a remount may change them
 
   // A file system of the kernel's own that keeps nobody's files (proc, tmpfs).
   bool isPseudo() const;
@@ -33,7 +34,8 @@ struct Mount {
   // a network). Looks at /dev where the file system has a number of its own, that is no device's.
   std::optional<dev_t> blockDevice() const;
 
-  friend bool operator==(const Mount&, const Mount&) = default;
+  // Whether they are the same mount, remounted in between or not: everything but superOptions is equal.
+  friend bool operator==(const Mount& left, const Mount& right);
 };
 
 // Everything that was mounted at one moment.

@@ -124,7 +124,7 @@ TEST_F(NativeCharmeraVideoProcessorTest, tellsWhatItHasProven) {
   writeClip(source_,
             {.header = {.videoStreams = 2, .audio = {AVIAudioFormat::pcm8(), AVIAudioFormat::pcm16()}}});
   setDate("2026-11-15T19:13:17Z");
-  const ProvenMovie proven = NativeCharmeraVideoProcessor().rewrap(source_, destination_, {});
+  const ProvenMovie proven = NativeCharmeraVideoProcessor().rewrap(source_, destination_, std::nullopt, {});
   EXPECT_EQ(proven.metadata, VideoMediaMetadata::load(destination_));
   const Movie source(source_);
   ASSERT_EQ(proven.videoTracks.size(), 2);

@@ -44,15 +44,24 @@ std::string placeOf(std::string_view escaped) {
 }
 
 TEST(MountTable, hasEveryFieldOfALine) {
-  EXPECT_EQ(
-      onlyMountOf("120 28 8:17 /sub /media/CARD rw,nosuid shared:70 master:3 - vfat /dev/sdb1 rw,uid=1\n"),
-      (Mount{.number = 120,
-             .parent = 28,
-             .device = makedev(8, 17),
-             .root = "/sub",
-             .place = FileURL("/media/CARD"),
-             .fileSystem = "vfat",
-             .source = "/dev/sdb1"}));
+  const Mount mount =
+      onlyMountOf("120 28 8:17 /sub /media/CARD rw,nosuid shared:70 master:3 - vfat /dev/sdb1 rw,tz=UTC\n");
+  EXPECT_EQ(mount, (Mount{.number = 120,
+                          .parent = 28,
+                          .device = makedev(8, 17),
+                          .root = "/sub",
+                          .place = FileURL("/media/CARD"),
+                          .fileSystem = "vfat",
+                          .source = "/dev/sdb1",
+                          .superOptions = ""}));
+  EXPECT_EQ(mount.superOptions, "rw,tz=UTC");
+}
+
+TEST(MountTable, takesARemountForTheSameMount) {
+  EXPECT_EQ(onlyMountOf("120 28 8:17 / /media/CARD rw - vfat /dev/sdb1 rw\n"),
+            onlyMountOf("120 28 8:17 / /media/CARD ro - vfat /dev/sdb1 ro\n"));
+  EXPECT_NE(onlyMountOf("120 28 8:17 / /media/CARD rw - vfat /dev/sdb1 rw\n"),
+            onlyMountOf("121 28 8:17 / /media/CARD rw - vfat /dev/sdb1 rw\n"));
 }
 
 TEST(MountTable, decodesOctalEscapes) {

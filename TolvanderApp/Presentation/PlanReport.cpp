@@ -95,7 +95,7 @@ std::optional<std::string> NoPlannedOutputError::description() const {
 
 PlanReport PlanReport::of(const FileURL& fileURL, const Terms& terms, const CancellationToken& token) {
   const FileURL file = fileURL.resolvingSymlinks();
-  const FileResourceValues values = fileResourceValues(file);
+  const FileResourceValues values = cameraFileResourceValues(file, terms.zone);
   if (!values.isRegularFile) {
     throw PosixError(values.isDirectory ? EISDIR : EINVAL, "plan", fileURL);
   }

@@ -47,7 +47,8 @@ RewrapReport RewrapReport::of(const FileURL& sourceURL, const FileURL& movieURL,
                               const CancellationToken& token) {
   return {.sourceURL = sourceURL,
           .movieURL = movieURL,
-          .proven = NativeCharmeraVideoProcessor().rewrap(sourceURL.resolvingSymlinks(), movieURL, token)};
+          .proven = NativeCharmeraVideoProcessor().rewrap(sourceURL.resolvingSymlinks(), movieURL,
+                                                          TimeZone::current(), token)};
 }
 
 std::string RewrapReport::text() const {

@@ -8,6 +8,7 @@
 
 #include "TolvanderCore/Date.h"
 #include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Platform/Calendar.h"
 #include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander {
@@ -15,9 +16,9 @@ namespace tolvander {
 // What the file layer says of one file or folder. All operations block on the file system, are safe on every
 // thread, and throw PosixError where they say that they throw.
 //
-// Hidden, everywhere below, is an entry whose name begins with a dot. A package is a folder that people see
-// as one document, told by its extension without regard to case: one of the bundle types of the Finder (see
-// isPackage).
+// Hidden, everywhere below, is an entry whose name begins with a dot, and one with FAT's hidden attribute
+// where the system tells of it. A package is a folder that people see as one document, told by its extension
+// without regard to case: one of the bundle types of the Finder (see isPackage).
 
 struct FileResourceValues {
   bool isRegularFile = false;
@@ -29,8 +30,14 @@ struct FileResourceValues {
   friend bool operator==(const FileResourceValues&, const FileResourceValues&) = default;
 };
 
-// Of the entry itself: a symbolic link is not followed. Throws.
+// Of the entry itself: a symbolic link is not followed. Throws. Dates are instants as the system tells them,
+// which is right for files that this system wrote.
 FileResourceValues fileResourceValues(const FileURL& url);
+
+// The same of a file that a camera wrote. FAT (FAT12 to FAT32, exFAT) keeps what the camera's clock showed
+// and no zone: there the date is the instant at which a clock in `zone` shows that. On other file systems,
+// and for folders, dates are as above. Throws.
+FileResourceValues cameraFileResourceValues(const FileURL& url, const TimeZone& zone);
 
 // Whether there is a file or folder of any kind at the end of the path, links followed. What can't be looked
 // at (no permission, a broken link, a vanished volume) does not exist. Never throws.
