@@ -2,11 +2,9 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <linux/magic.h>
 #include <linux/msdos_fs.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
-#include <sys/vfs.h>
 
 #include <algorithm>
 #include <array>
@@ -19,6 +17,7 @@
 
 #include "Platform/Linux/Descriptor.h"
 #include "Platform/Linux/FATClock.h"
+#include "Platform/Linux/FileSystemKind.h"
 #include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander {
@@ -26,6 +25,7 @@ namespace tolvander {
 using platform::linux_::dateOfFATClock;
 using platform::linux_::Descriptor;
 using platform::linux_::FATClocks;
+using platform::linux_::isOnFAT;
 using platform::linux_::uninterrupted;
 
 namespace {
@@ -128,12 +128,6 @@ std::string lowercasedASCII(std::string_view text) {
     }
   }
   return lower;
-}
-
-bool isOnFAT(int descriptor) {
-  struct statfs fileSystem {};
-  return fstatfs(descriptor, &fileSystem) == 0 &&
-         (fileSystem.f_type == MSDOS_SUPER_MAGIC || fileSystem.f_type == EXFAT_SUPER_MAGIC);
 }
 
 // FAT's hidden attribute of an entry of an open folder (ioctl_fat(2)). False where the driver doesn't tell

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <utility>
 
+#include "Platform/Linux/FileSystemKind.h"
 #include "Platform/Linux/TrashInfo.h"
 #include "TolvanderCore/SystemErrors.h"
 
@@ -58,6 +59,16 @@ Descriptor openReadable(int parent, const char* name) {
 
 bool isMadeDurable(const Descriptor& descriptor) {
   return descriptor && uninterrupted([&] { return fsync(descriptor.number()); }) == 0;
+}
+
+// FAT has no atomic rename. vfat writes the new entry with size 0 and without a place and puts both in when
+// it writes the inode, up to half a minute later: a card pulled out in between has an empty file. The old
+// entry goes at any time, and a card that keeps both has two files in one place. This waits for all of it:
+// fsync of file and folders would miss the first blocks of a folder that was made since the volume was
+// mounted, which the driver keeps with those of the folder above. The fsync is for the drive's own cache.
+bool isRenameWritten(int to) {
+  const Descriptor folder = openReadable(to, ".");
+  return folder && syncfs(folder.number()) == 0 && isMadeDurable(folder);
 }
 
 // A folder of this user, and the descriptor to it. Absent where there is none and none is to be made.
@@ -115,6 +126,11 @@ void renameWithoutReplacing(int from, const std::string& name, int to, const std
                             const FileURL& url) {
   if (renameat2(from, name.c_str(), to, newName.c_str(), RENAME_NOREPLACE) != 0) {
     throw PosixError(errno, "rename without replacing", url);
+  }
+  if (isOnFAT(to) && !isRenameWritten(to)) {
+    const int failure = errno;
+    renameat2(to, newName.c_str(), from, name.c_str(), RENAME_NOREPLACE);
+    throw PosixError(failure, "make durable", url);
   }
 }
 

@@ -60,8 +60,8 @@ class TrashFolder {
   FileURL top_;  // what the paths in the info files are relative to
 };
 
-// Renames where nothing bears the new name. Throws PosixError: EEXIST, EINVAL where the file system can't
-// rename that way, and others.
+// Renames where nothing bears the new name; on FAT, so that it lasts when the card is pulled out. Throws
+// PosixError: EEXIST, EINVAL where the file system can't rename that way, and others.
 void renameWithoutReplacing(int from, const std::string& name, int to, const std::string& newName,
                             const FileURL& url);
 
