@@ -85,10 +85,21 @@ class Conversation {
     }
   }
 
+  // Where ejecting fails, as it does on a system without the program that udisks calls for it, switching off
+  // does too; neither lets go of a drive that is in use.
   void eject(const ObjectPath& drive) {
+    const bool canPowerOff = property<bool>(drive, driveInterface, "CanPowerOff");
     if (property<bool>(drive, driveInterface, "Ejectable")) {
-      call(drive, driveInterface, "Eject", Properties());
-    } else if (property<bool>(drive, driveInterface, "CanPowerOff")) {
+      try {
+        call(drive, driveInterface, "Eject", Properties());
+        return;
+      } catch (const BusError&) {
+        if (!canPowerOff) {
+          throw;
+        }
+      }
+    }
+    if (canPowerOff) {
       call(drive, driveInterface, "PowerOff", Properties());
     }
   }
