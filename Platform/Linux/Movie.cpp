@@ -30,6 +30,15 @@ double seconds(std::int64_t ticks, AVRational timeBase) {
   return static_cast<double>(ticks) * timeBase.num / timeBase.den;
 }
 
+std::optional<MovieSampleTime> sampleTime(const AVPacket& packet, const AVStream& stream) {
+  const std::int64_t time = packet.pts == AV_NOPTS_VALUE ? packet.dts : packet.pts;
+  if (time == AV_NOPTS_VALUE) {
+    return std::nullopt;
+  }
+  return MovieSampleTime{.start = seconds(time, stream.time_base),
+                         .duration = seconds(packet.duration, stream.time_base)};
+}
+
 // Gathers the facts of one stream from its packets.
 class TrackSurvey {
  public:
@@ -276,7 +285,10 @@ void Movie::readSamples(MediaType type, std::size_t index, const SampleReceiver&
     if (track.layout) {
       units.add(bytesOf(*packet), receiveUnits);
     } else {
-      receive({.sampleCount = 1, .bytes = bytesOf(*packet)});
+      receive({.sampleCount = 1,
+               .bytes = bytesOf(*packet),
+               .time = track.type == MediaType::video ? sampleTime(*packet, demuxer.stream(track.stream))
+                                                      : std::nullopt});
     }
   }
   if (track.layout && units.endsWithinUnit() && !track.layout->mayEndWithinUnit()) {

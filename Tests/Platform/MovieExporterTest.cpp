@@ -132,6 +132,16 @@ TEST_F(MovieExporterTest, keepsTheTimesOfRepeatedFrames) {
   }
 }
 
+TEST_F(MovieExporterTest, writesWhenEachFrameIsShown) {
+  writeClip(source_, {.header = {.rate = 10}, .frames = 6, .repeatedFrames = {0, 2, 5}});
+  exportSource();
+  std::vector<MovieSampleTime> times;
+  Movie(destination_).readSamples(MediaType::video, 0, [&](const MovieSampleBuffer& sample) {
+    times.push_back(sample.time.value());
+  });
+  EXPECT_EQ(times, (std::vector<MovieSampleTime>{{0, 0.3}, {0.3, 0.1}, {0.4, 0.2}}));
+}
+
 TEST_F(MovieExporterTest, keepsASingleFrame) { expectFaithfulExport({.frames = 1}); }
 
 TEST_F(MovieExporterTest, keepsUnusualFrameRates) {

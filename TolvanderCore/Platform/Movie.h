@@ -47,7 +47,10 @@ struct MovieTrack {
   double naturalWidth = 0;
   double naturalHeight = 0;
 
-  double nominalFrameRate = 0;  // samples a second over the duration; video only
+  // Video only: frames a second. Of an AVI the rate of the stream's header, at which repeated frames count
+  // too. The exporter writes it into the QuickTime movie's metadata and it is read from there again. Of other
+  // QuickTime movies, samples a second over the duration.
+  double nominalFrameRate = 0;
 
   // The time range in seconds, from the earliest sample to the end of the latest. Edit lists are not applied.
   double start = 0;
@@ -68,14 +71,24 @@ struct MovieCreationDate {
   friend bool operator==(const MovieCreationDate&, const MovieCreationDate&) = default;
 };
 
+// When a video frame is shown: seconds from the start of the movie, without edit lists, and seconds until the
+// next frame of the track or the track's end. The duration is 0 where the container doesn't say it.
+struct MovieSampleTime {
+  double start = 0;
+  double duration = 0;
+
+  friend bool operator==(const MovieSampleTime&, const MovieSampleTime&) = default;
+};
+
 // Samples of one track as they are stored, decoded by nobody. A sample is one video frame, or the sound of
 // one instant (all channels of it), or one packet of an encoding that has no fixed number of either. How many
 // samples there are doesn't depend on the container. A container's repetition of a frame without data is no
 // sample; the frame before it lasts longer. Bytes at the end of a track of uncompressed sound that don't make
 // up a sample are left out.
 struct MovieSampleBuffer {
-  std::int64_t sampleCount = 0;      // at least 1
-  std::span<const std::byte> bytes;  // valid only during the call that hands them over
+  std::int64_t sampleCount = 0;              // at least 1
+  std::span<const std::byte> bytes;          // valid only during the call that hands them over
+  std::optional<MovieSampleTime> time = {};  // of video, whose buffers hold one sample each; absent for sound
 };
 
 // A movie file, opened for reading: AVI, QuickTime or MPEG-4, told by its content and not by its name. It
