@@ -1,32 +1,86 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
-
-#include "Platform/Linux/MovieFile.h"
-#include "TolvanderCore/Cancellation.h"
+#include <queue>
+#include <utility>
+#include <vector>
 
 namespace tolvander::platform::linux_ {
 
-// What the chunks of one stream of an AVI add up to. Chunks without data don't count.
-struct AVIStreamChunks {
-  std::int64_t chunks = 0;
-  std::int64_t bytes = 0;
+// The bytes of one video frame, or a piece of sound.
+struct AVIChunk {
+  std::int64_t offset = 0;  // of its content
+  std::uint32_t size = 0;   // at least 1
+  std::uint32_t slots = 0;  // how long a frame is shown, in frames of the header's rate
+
+  friend bool operator==(const AVIChunk&, const AVIChunk&) = default;
 };
 
-// By stream number: a chunk's name has two digits for it.
-using AVIChunks = std::array<AVIStreamChunks, 100>;
+// The chunks of one stream as one structure of the file names them.
+struct AVIStreamChunks {
+  std::vector<AVIChunk> chunks;  // their offsets ascend
+  std::int64_t slots = 0;        // of all of them
 
-// Adds up the data chunks of an AVI by their headers alone (Microsoft, AVI RIFF File Reference; OpenDML AVI
-// File Format Extensions 1.02). libavformat looks for the next chunk that it knows where it finds a damaged
-// one, and says nothing of what it passed over; these sums tell.
-//
-// The sizes of RIFF lists are not looked at, and a movi list of size 0 or 0xFFFFFFFF goes on to its index or
-// to the end of the file: cameras leave them so. Absent where a movi list holds a chunk of no known kind, or
-// anything in it, or the list itself, goes beyond its end or that of the file; and where the file can't be
-// read. Throws CancellationError.
-std::optional<AVIChunks> aviChunks(const MovieFile& file, const CancellationToken& token);
+  // A slot without a frame of its own lengthens the frame before it, and the first frame where none is
+  // before.
+  void addEmpty() {
+    ++slots;
+    if (!chunks.empty()) {
+      ++chunks.back().slots;
+    }
+  }
+
+  void add(std::int64_t offset, std::uint32_t size) {
+    ++slots;
+    chunks.push_back(
+        {.offset = offset, .size = size, .slots = chunks.empty() ? static_cast<std::uint32_t>(slots) : 1});
+  }
+};
+
+// Goes through the chunks of several streams in the order of their offsets. The streams must outlive it.
+class ChunksInFileOrder {
+ public:
+  struct Next {
+    std::size_t stream = 0;
+    AVIChunk chunk;
+  };
+
+  explicit ChunksInFileOrder(const std::vector<AVIStreamChunks>& streams) : streams_(streams) {
+    for (std::size_t stream = 0; stream < streams.size(); ++stream) {
+      push({.stream = stream, .chunk = 0});
+    }
+  }
+
+  std::optional<Next> next() {
+    if (queue_.empty()) {
+      return std::nullopt;
+    }
+    const Place place = queue_.top().second;
+    queue_.pop();
+    push({.stream = place.stream, .chunk = place.chunk + 1});
+    return Next{.stream = place.stream, .chunk = streams_[place.stream].chunks[place.chunk]};
+  }
+
+ private:
+  struct Place {
+    std::size_t stream = 0;
+    std::size_t chunk = 0;
+    friend auto operator<=>(const Place&, const Place&) = default;
+  };
+  using Entry = std::pair<std::int64_t, Place>;  // by offset
+
+  void push(Place place) {
+    const std::vector<AVIChunk>& chunks = streams_[place.stream].chunks;
+    if (place.chunk < chunks.size()) {
+      queue_.emplace(chunks[place.chunk].offset, place);
+    }
+  }
+
+  const std::vector<AVIStreamChunks>& streams_;
+  std::priority_queue<Entry, std::vector<Entry>, std::greater<>> queue_;
+};
 
 }  // namespace tolvander::platform::linux_

@@ -4,12 +4,12 @@
 #include <cstdlib>
 #include <string>
 
-#include "Platform/Linux/AVIChunks.h"
 #include "Platform/Linux/FrameSize.h"
 #include "Platform/Linux/LibAV.h"
 #include "Platform/Linux/MovieContents.h"
 #include "Platform/Linux/MovieDemuxer.h"
-#include "Platform/Linux/MovieFile.h"
+#include "Platform/Linux/MovieSource.h"
+#include "Platform/Linux/QuickTimeMetadata.h"
 #include "Platform/Linux/SampleLayout.h"
 #include "TolvanderCore/InternetDateTime.h"
 #include "TolvanderCore/Precondition.h"
@@ -54,12 +54,6 @@ class TrackSurvey {
     } else if (parameters_.codec_type == AVMEDIA_TYPE_VIDEO && packets_ == 1 && packet.size > 0) {
       frameSize_ = parsedFrameSize(parameters_, packet);
     }
-  }
-
-  // Whether these are the file's own sums. libav takes long chunks of sound apart.
-  bool agreesWith(const AVIStreamChunks& stored) const {
-    return bytes_ == stored.bytes &&
-           (parameters_.codec_type != AVMEDIA_TYPE_VIDEO || packets_ == stored.chunks);
   }
 
   // Whether there are samples at all.
@@ -161,12 +155,9 @@ std::optional<std::string> metadataValue(const MovieDemuxer& demuxer, const char
 }
 
 // The text that cameras and telephones write as QuickTime metadata, and without one the date of the movie
-// header. What an AVI holds in this place is a camera's wall clock without a zone.
+// header. An AVI has no metadata here: what it may hold is a camera's wall clock without a zone.
 std::optional<MovieCreationDate> creationDate(const MovieDemuxer& demuxer) {
-  if (demuxer.container() == MovieContainer::avi) {
-    return std::nullopt;
-  }
-  if (const auto text = metadataValue(demuxer, "com.apple.quicktime.creationdate")) {
+  if (const auto text = metadataValue(demuxer, creationDateKey)) {
     return MovieCreationDate{.date = std::nullopt, .text = text};
   }
   if (const auto headerDate = metadataValue(demuxer, "creation_time")) {
@@ -176,20 +167,30 @@ std::optional<MovieCreationDate> creationDate(const MovieDemuxer& demuxer) {
   return std::nullopt;
 }
 
-// Whether every chunk of the AVI has been surveyed. Streams that are not looked at have no survey.
-bool areComplete(const std::vector<std::optional<TrackSurvey>>& surveys, const AVIChunks& stored) {
-  for (std::size_t stream = 0; stream < stored.size(); ++stream) {
-    if (stream >= surveys.size() ? stored[stream].chunks > 0
-                                 : surveys[stream] && !surveys[stream]->agreesWith(stored[stream])) {
-      return false;
+// The rates that the file says its video tracks to have. Empty where it doesn't say one for each.
+std::vector<AVRational> frameRates(const MovieDemuxer& demuxer, bool isAVI,
+                                   const std::vector<Movie::Contents::Track>& tracks) {
+  std::vector<AVRational> rates;
+  if (!isAVI) {
+    rates = frameRatesFromText(metadataValue(demuxer, frameRatesKey).value_or(""));
+  }
+  std::size_t videoTracks = 0;
+  for (const Movie::Contents::Track& track : tracks) {
+    if (track.type != MediaType::video) {
+      continue;
+    }
+    ++videoTracks;
+    if (isAVI) {
+      rates.push_back(av_inv_q(demuxer.stream(track.stream).time_base));
     }
   }
-  return true;
+  return rates.size() == videoTracks ? rates : std::vector<AVRational>();
 }
 
 std::unique_ptr<Movie::Contents> survey(const FileURL& url, const CancellationToken& token) {
-  MovieFile file = MovieFile::openForReading(url);
-  MovieDemuxer demuxer(file, EditLists::ignored, token);
+  auto contents = std::make_unique<Movie::Contents>(Movie::Contents{MovieSource::open(url, token)});
+  const auto opened = contents->source.demuxer(EditLists::ignored, token);
+  MovieDemuxer& demuxer = *opened;
   std::vector<std::optional<TrackSurvey>> surveys(static_cast<std::size_t>(demuxer.streamCount()));
   for (int index = 0; index < demuxer.streamCount(); ++index) {
     if (canBeTrack(demuxer.stream(index))) {
@@ -206,17 +207,6 @@ std::unique_ptr<Movie::Contents> survey(const FileURL& url, const CancellationTo
       surveys[index]->add(*packet);
     }
   }
-  if (demuxer.container() == MovieContainer::avi) {
-    const auto stored = aviChunks(file, token);
-    if (!stored || !areComplete(surveys, *stored)) {
-      throw MovieError(MovieError::Case::unreadable, url, "its chunks are damaged");
-    }
-  }
-
-  std::vector<Movie::Contents::Track> sources;
-  std::vector<MovieTrack> video;
-  std::vector<MovieTrack> audio;
-  double duration = 0;
   for (const auto& one : surveys) {
     if (!one || !one->isTrack()) {
       continue;
@@ -224,15 +214,18 @@ std::unique_ptr<Movie::Contents> survey(const FileURL& url, const CancellationTo
     if (one->isDamaged()) {
       throw MovieError(MovieError::Case::unreadable, url, "a track is damaged");
     }
-    sources.push_back(one->source());
+    contents->tracks.push_back(one->source());
     MovieTrack track = one->track();
-    duration = std::max(duration, track.start + track.duration);
-    (sources.back().type == MediaType::video ? video : audio).push_back(std::move(track));
+    contents->duration = std::max(contents->duration, track.start + track.duration);
+    (contents->tracks.back().type == MediaType::video ? contents->video : contents->audio)
+        .push_back(std::move(track));
   }
-  const auto date = creationDate(demuxer);
-  const MovieContainer container = demuxer.container();
-  return std::make_unique<Movie::Contents>(Movie::Contents{
-      std::move(file), container, std::move(sources), std::move(video), std::move(audio), duration, date});
+  contents->frameRates = frameRates(demuxer, contents->source.avi.has_value(), contents->tracks);
+  for (std::size_t index = 0; index < contents->frameRates.size(); ++index) {
+    contents->video[index].nominalFrameRate = av_q2d(contents->frameRates[index]);
+  }
+  contents->creationDate = creationDate(demuxer);
+  return contents;
 }
 
 const Movie::Contents::Track& trackOf(const Movie::Contents& contents, MediaType type, std::size_t index) {
@@ -252,7 +245,7 @@ Movie::~Movie() = default;
 Movie::Movie(Movie&&) noexcept = default;
 Movie& Movie::operator=(Movie&&) noexcept = default;
 
-const FileURL& Movie::url() const { return contents_->file.url(); }
+const FileURL& Movie::url() const { return contents_->source.file.url(); }
 
 const std::vector<MovieTrack>& Movie::tracks(MediaType type) const {
   return type == MediaType::video ? contents_->video : contents_->audio;
@@ -265,7 +258,8 @@ const std::optional<MovieCreationDate>& Movie::creationDate() const { return con
 void Movie::readSamples(MediaType type, std::size_t index, const SampleReceiver& receive,
                         const CancellationToken& token) const {
   const Contents::Track& track = trackOf(*contents_, type, index);
-  MovieDemuxer demuxer(contents_->file, EditLists::ignored, token);
+  const auto opened = contents_->source.demuxer(EditLists::ignored, token);
+  MovieDemuxer& demuxer = *opened;
   for (int stream = 0; stream < demuxer.streamCount(); ++stream) {
     if (stream != track.stream) {
       demuxer.skip(stream);

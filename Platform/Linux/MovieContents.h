@@ -3,8 +3,8 @@
 #include <optional>
 #include <vector>
 
-#include "Platform/Linux/MovieDemuxer.h"
-#include "Platform/Linux/MovieFile.h"
+#include "Platform/Linux/LibAV.h"
+#include "Platform/Linux/MovieSource.h"
 #include "Platform/Linux/SampleLayout.h"
 #include "TolvanderCore/Platform/Movie.h"
 
@@ -19,13 +19,13 @@ struct Movie::Contents {
     std::optional<platform::linux_::SampleLayout> layout;
   };
 
-  platform::linux_::MovieFile file;
-  platform::linux_::MovieContainer container;
-  std::vector<Track> tracks;  // of both kinds, in the order of the file
-  std::vector<MovieTrack> video;
-  std::vector<MovieTrack> audio;
+  platform::linux_::MovieSource source;
+  std::vector<Track> tracks = {};  // of both kinds, in the order of the file
+  std::vector<MovieTrack> video = {};
+  std::vector<MovieTrack> audio = {};
+  std::vector<AVRational> frameRates = {};  // of the video tracks, where the file says them; else empty
   double duration = 0;
-  std::optional<MovieCreationDate> creationDate;
+  std::optional<MovieCreationDate> creationDate = {};
 };
 
 }  // namespace tolvander

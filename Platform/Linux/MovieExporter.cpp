@@ -132,12 +132,10 @@ class TrackWriter {
 // the next one comes, or at the end.
 class PacketTrackWriter final : public TrackWriter {
  public:
-  PacketTrackWriter(QuickTimeWriter& movie, const AVStream& source, AVStream& target,
-                    MovieContainer container, const MovieTrack& track)
-      : TrackWriter(movie, source, target),
-        startsAtZero_(container == MovieContainer::avi),
-        held_(makePacket()) {
-    if (container == MovieContainer::avi) {
+  PacketTrackWriter(QuickTimeWriter& movie, const AVStream& source, AVStream& target, bool isFromAVI,
+                    const MovieTrack& track)
+      : TrackWriter(movie, source, target), held_(makePacket()) {
+    if (isFromAVI) {
       target.codecpar->codec_tag = 0;  // QuickTime has codes of its own
     }
     if (source.codecpar->codec_type == AVMEDIA_TYPE_VIDEO) {
@@ -149,14 +147,11 @@ class PacketTrackWriter final : public TrackWriter {
   void add(AVPacket& packet) override {
     end_ = std::max(end_, av_sat_add64(packet.dts, packet.duration));
     if (packet.size == 0) {
-      return;  // a repeated frame: the one before it lasts longer, the first one begins earlier
+      return;  // shows nothing: the frame before it lasts longer
     }
     if (held_->size > 0) {
       step_ = av_sat_sub64(packet.dts, held_->dts);
       writeHeld(step_);
-    } else if (startsAtZero_) {
-      packet.dts = 0;
-      packet.pts = 0;
     }
     av_packet_move_ref(held_.get(), &packet);
   }
@@ -174,7 +169,6 @@ class PacketTrackWriter final : public TrackWriter {
     av_packet_unref(held_.get());
   }
 
-  bool startsAtZero_;
   PacketPointer held_;
   std::int64_t end_ = 0;
   std::int64_t step_ = 0;  // of the last two packets
@@ -250,11 +244,11 @@ class PassthroughExport {
   PassthroughExport(const Movie& movie, const MovieFile& file, const MovieExportRequest& request,
                     const CancellationToken& token)
       : movie_(movie),
-        demuxer_(movie.contents().file, EditLists::applied, token),
+        demuxer_(movie.contents().source.demuxer(EditLists::applied, token)),
         writer_(file, request, token),
-        tracks_(static_cast<std::size_t>(demuxer_.streamCount())) {
-    for (int stream = 0; stream < demuxer_.streamCount(); ++stream) {
-      demuxer_.skip(stream);
+        tracks_(static_cast<std::size_t>(demuxer_->streamCount())) {
+    for (int stream = 0; stream < demuxer_->streamCount(); ++stream) {
+      demuxer_->skip(stream);
     }
     addTracks();
   }
@@ -262,7 +256,7 @@ class PassthroughExport {
   void run() {
     writer_.begin();
     const PacketPointer packet = makePacket();
-    while (demuxer_.read(*packet)) {
+    while (demuxer_->read(*packet)) {
       TrackWriter* track = trackOf(*packet);
       if (track == nullptr) {
         continue;
@@ -285,11 +279,11 @@ class PassthroughExport {
     std::size_t video = 0;
     std::size_t audio = 0;
     for (const Track& track : movie_.contents().tracks) {
-      if (track.stream >= demuxer_.streamCount()) {
+      if (track.stream >= demuxer_->streamCount()) {
         throw MovieError(MovieError::Case::exportFailed, movie_.url(), "the file has changed");
       }
-      demuxer_.keep(track.stream);
-      const AVStream& source = demuxer_.stream(track.stream);
+      demuxer_->keep(track.stream);
+      const AVStream& source = demuxer_->stream(track.stream);
       AVStream& target = writer_.addStream(source);
       const MovieTrack& facts = track.type == MediaType::video ? movie_.contents().video[video++]
                                                                : movie_.contents().audio[audio++];
@@ -297,7 +291,8 @@ class PassthroughExport {
       if (track.layout) {
         writer = std::make_unique<CountedTrackWriter>(writer_, source, target, *track.layout);
       } else {
-        writer = std::make_unique<PacketTrackWriter>(writer_, source, target, demuxer_.container(), facts);
+        writer = std::make_unique<PacketTrackWriter>(writer_, source, target,
+                                                     movie_.contents().source.avi.has_value(), facts);
       }
     }
   }
@@ -308,7 +303,7 @@ class PassthroughExport {
   }
 
   const Movie& movie_;
-  MovieDemuxer demuxer_;
+  std::unique_ptr<MovieDemuxer> demuxer_;
   QuickTimeWriter writer_;
   std::vector<std::unique_ptr<TrackWriter>> tracks_;
 };
@@ -323,12 +318,24 @@ MovieFile createDestination(const FileURL& url) {
   }
 }
 
+// What the movie header can't hold: every date, and the rate at which repeated frames count too.
+std::vector<MetadataItem> metadataOf(const Movie& movie, const MovieExportRequest& request) {
+  std::vector<MetadataItem> items;
+  if (request.creationDate) {
+    items.push_back({.key = creationDateKey, .text = *request.creationDate});
+  }
+  if (!movie.contents().frameRates.empty()) {
+    items.push_back({.key = frameRatesKey, .text = textOfFrameRates(movie.contents().frameRates)});
+  }
+  return items;
+}
+
 class PassthroughExporter final : public MovieExporter {
  public:
   bool canExport(const Movie& movie) const override {
     const AVOutputFormat* format = quickTimeFormat();
     return format != nullptr && std::ranges::all_of(movie.contents().tracks, [&](const Track& track) {
-             return movie.contents().container == MovieContainer::avi
+             return movie.contents().source.avi
                         ? passesFromAVI(track)
                         : avformat_query_codec(format, track.codec, FF_COMPLIANCE_NORMAL) == 1;
            });
@@ -341,9 +348,7 @@ class PassthroughExporter final : public MovieExporter {
     MovieFile file = createDestination(request.destination);
     try {
       PassthroughExport(movie, file, request, token).run();
-      if (request.creationDate) {
-        appendCreationDate(file, *request.creationDate, request.fileLengthLimit, token);
-      }
+      appendMetadata(file, metadataOf(movie, request), request.fileLengthLimit, token);
       file.close();
     } catch (const Error& error) {
       token.throwIfCancelled();

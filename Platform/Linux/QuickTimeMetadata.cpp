@@ -1,10 +1,12 @@
 #include "Platform/Linux/QuickTimeMetadata.h"
 
+#include <algorithm>
+#include <charconv>
 #include <cstddef>
 #include <limits>
-#include <string>
+#include <optional>
+#include <system_error>
 
-#include "Platform/Linux/LibAV.h"
 #include "TolvanderCore/Platform/Movie.h"
 
 namespace tolvander::platform::linux_ {
@@ -21,15 +23,27 @@ std::string atom(std::string_view type, const std::string& content) {
   return bigEndian32(content.size() + 8) + std::string(type) + content;
 }
 
-// QuickTime File Format, "Metadata": handler, keys, and the values by the number of their key.
-std::string creationDateAtom(std::string_view text) {
+// Handler, keys, and the values by the number of their key, from 1.
+std::string metadataAtom(const std::vector<MetadataItem>& items) {
+  constexpr std::size_t utf8 = 1;
   const std::string versionAndFlags(4, '\0');
   const std::string handler = versionAndFlags + std::string(4, '\0') + "mdta" + std::string(13, '\0');
-  const std::string key = atom("mdta", "com.apple.quicktime.creationdate");
-  constexpr std::size_t utf8 = 1;
-  const std::string value = atom("data", bigEndian32(utf8) + std::string(4, '\0') + std::string(text));
-  return atom("meta", atom("hdlr", handler) + atom("keys", versionAndFlags + bigEndian32(1) + key) +
-                          atom("ilst", bigEndian32(value.size() + 8) + bigEndian32(1) + value));
+  std::string keys = versionAndFlags + bigEndian32(items.size());
+  std::string values;
+  for (std::size_t index = 0; index < items.size(); ++index) {
+    keys += atom("mdta", items[index].key);
+    const std::string value =
+        atom("data", bigEndian32(utf8) + std::string(4, '\0') + std::string(items[index].text));
+    values += bigEndian32(value.size() + 8) + bigEndian32(index + 1) + value;
+  }
+  return atom("meta", atom("hdlr", handler) + atom("keys", keys) + atom("ilst", values));
+}
+
+std::optional<int> positiveNumber(std::string_view text) {
+  int number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && end == text.data() + text.size() && number > 0 ? std::optional(number)
+                                                                                : std::nullopt;
 }
 
 class Patch {
@@ -94,10 +108,37 @@ class Patch {
 
 }  // namespace
 
-void appendCreationDate(const MovieFile& movie, std::string_view text, std::int64_t lengthLimit,
-                        const CancellationToken& token) {
+std::string textOfFrameRates(const std::vector<AVRational>& rates) {
+  std::string text;
+  for (const AVRational rate : rates) {
+    text += (text.empty() ? "" : " ") + std::to_string(rate.num) + "/" + std::to_string(rate.den);
+  }
+  return text;
+}
+
+std::vector<AVRational> frameRatesFromText(std::string_view text) {
+  std::vector<AVRational> rates;
+  while (!text.empty()) {
+    const std::string_view rate = text.substr(0, text.find(' '));
+    text.remove_prefix(std::min(rate.size() + 1, text.size()));
+    const std::size_t slash = std::min(rate.find('/'), rate.size());
+    const auto number = positiveNumber(rate.substr(0, slash));
+    const auto divisor = positiveNumber(rate.substr(std::min(slash + 1, rate.size())));
+    if (!number || !divisor) {
+      return {};
+    }
+    rates.push_back({*number, *divisor});
+  }
+  return rates;
+}
+
+void appendMetadata(const MovieFile& movie, const std::vector<MetadataItem>& items, std::int64_t lengthLimit,
+                    const CancellationToken& token) {
+  if (items.empty()) {
+    return;
+  }
   const Patch patch(movie, token, lengthLimit);
-  patch.extendLastAtom(patch.lastAtom(), creationDateAtom(text));
+  patch.extendLastAtom(patch.lastAtom(), metadataAtom(items));
 }
 
 }  // namespace tolvander::platform::linux_
