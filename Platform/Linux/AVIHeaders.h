@@ -29,8 +29,8 @@ struct AVIHeaders {
   AVIChunkHeader movie;                 // the first list with samples
 };
 
-// The most chunks or index entries of an AVI: 9 hours at 30 frames a second and their sound. Bounds memory
-// and time.
+// The most chunks or index entries of an AVI: almost 5 hours at 30 frames a second, each with a chunk of
+// sound. Bounds memory and time.
 constexpr std::int64_t mostAVIChunks = 1'048'576;
 
 // Reads the headers in front of the samples. The sizes of lists are not looked at. Throws

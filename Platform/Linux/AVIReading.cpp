@@ -68,26 +68,26 @@ class Decision {
   }
 
   AVIReading reading() {
-    AVIReading reading;
-    reading.streams.resize(headers_.streams.size());
-    bool hasVideo = false;
-    for (std::size_t stream = 0; stream < headers_.streams.size(); ++stream) {
+    std::vector<AVIStreamChunks*> chosen(headers_.streams.size());
+    const AVIStreamChunks* firstVideo = nullptr;
+    for (std::size_t stream = 0; stream < chosen.size(); ++stream) {
       if (headers_.streams[stream].type == AVIStreamType::video) {
-        reading.streams[stream] = std::move(videoReading(stream, !hasVideo));
-        hasVideo = true;
+        chosen[stream] = &videoReading(stream, firstVideo == nullptr);
+        firstVideo = firstVideo != nullptr ? firstVideo : chosen[stream];
       }
     }
-    if (!hasVideo) {
-      bytes_.fail("it has no video stream");
-    }
-    // Sound comes last: no header counts its chunks, and where the pictures' reading can be trusted the same
-    // structures can be trusted for it.
-    for (std::size_t stream = 0; stream < headers_.streams.size(); ++stream) {
+    require(firstVideo != nullptr, "it has no video stream");
+    // Sound comes last: no header counts its chunks, and where the reading of the pictures can be trusted the
+    // same structures can be trusted for it.
+    for (std::size_t stream = 0; stream < chosen.size(); ++stream) {
       if (headers_.streams[stream].type == AVIStreamType::audio) {
-        reading.streams[stream] = std::move(audioReading(stream));
+        chosen[stream] = &audioReading(stream);
       }
     }
-    reading.headers = std::move(headers_);
+    AVIReading reading{.headers = std::move(headers_), .streams = {}};
+    for (AVIStreamChunks* stream : chosen) {
+      reading.streams.push_back(stream != nullptr ? std::move(*stream) : AVIStreamChunks());
+    }
     return reading;
   }
 
@@ -265,7 +265,6 @@ class Decision {
 
   // Whether a walk that may have missed something found less sound than the header counts.
   bool maySoundBeMissing(std::size_t number) const {
-    constexpr double rounding = 0.001;  // seconds
     const AVIStreamHeader& header = headers_.streams[number];
     const CodecParametersPointer parameters = aviParameters(header);
     const auto layout = sampleLayout(*parameters);
@@ -278,8 +277,9 @@ class Decision {
     }
     const auto units = bytes / static_cast<std::int64_t>(layout->unitBytes);
     const double found = static_cast<double>(units * layout->samplesPerUnit) / parameters->sample_rate;
-    const double claimed = static_cast<double>(header.length) * header.scale / header.rate;
-    return claimed > found + rounding;
+    // The header may round up.
+    const double claimed = (static_cast<double>(header.length) - 1) * header.scale / header.rate;
+    return claimed > found;
   }
 
   void require(bool holds, std::string_view otherwise) const {

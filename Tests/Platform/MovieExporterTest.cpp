@@ -135,11 +135,43 @@ TEST_F(MovieExporterTest, keepsTheTimesOfRepeatedFrames) {
 TEST_F(MovieExporterTest, writesWhenEachFrameIsShown) {
   writeClip(source_, {.header = {.rate = 10}, .frames = 6, .repeatedFrames = {0, 2, 5}});
   exportSource();
-  std::vector<MovieSampleTime> times;
-  Movie(destination_).readSamples(MediaType::video, 0, [&](const MovieSampleBuffer& sample) {
-    times.push_back(sample.time.value());
-  });
-  EXPECT_EQ(times, (std::vector<MovieSampleTime>{{0, 0.3}, {0.3, 0.1}, {0.4, 0.2}}));
+  for (const FileURL& url : {source_, destination_}) {
+    std::vector<MovieSampleTime> times;
+    const auto note = [&](const MovieSampleBuffer& sample) { times.push_back(sample.time.value()); };
+    Movie(url).readSamples(MediaType::video, 0, note);
+    EXPECT_EQ(times, (std::vector<MovieSampleTime>{{0, 0.3}, {0.3, 0.1}, {0.4, 0.2}})) << url.path();
+  }
+}
+
+TEST_F(MovieExporterTest, carriesTheFrameRateOfAMovieThatRepeatsEveryFrame) {
+  std::set<unsigned> everySecond;
+  for (unsigned frame = 1; frame < 30; frame += 2) {
+    everySecond.insert(frame);
+  }
+  expectFaithfulExport({.header = {.rate = 30'000, .scale = 1'001}, .repeatedFrames = everySecond});
+  EXPECT_EQ(Movie(destination_).tracks(MediaType::video).front().nominalFrameRate, 30'000.0 / 1'001);
+  EXPECT_EQ(samplesOf(Movie(destination_), MediaType::video, 0).count, 15);
+}
+
+TEST_F(MovieExporterTest, carriesTheFrameRatesOfTwoTracksAndOfAnExportedMovie) {
+  expectFaithfulExport({.header = {.rate = 24, .videoStreams = 2}, .repeatedFrames = {3, 4, 5}});
+  source_ = destination_;
+  destination_ = folder_ / "again.mov";
+  exportSource();
+  EXPECT_EQ(Movie(destination_).tracks(MediaType::video).back().nominalFrameRate, 24);
+  expectEqualTracks();
+}
+
+TEST_F(MovieExporterTest, takesTheRateOfTheSamplesWhereTheMoviesRateIsDamaged) {
+  writeClip(source_, {.repeatedFrames = {3}});
+  exportSource();
+  const std::string movie = readFile(destination_);
+  const std::size_t place = movie.rfind("30/1");
+  ASSERT_NE(place, std::string::npos);
+  for (const std::string damage : {"30/0", "3x/1", "30 1", " 0/1", "-3/1", "////", "\xFF/11"}) {
+    writeFile(destination_, std::string(movie).replace(place, 4, damage));
+    EXPECT_DOUBLE_EQ(Movie(destination_).tracks(MediaType::video).front().nominalFrameRate, 29) << damage;
+  }
 }
 
 TEST_F(MovieExporterTest, keepsASingleFrame) { expectFaithfulExport({.frames = 1}); }

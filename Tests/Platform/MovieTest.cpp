@@ -165,6 +165,43 @@ TEST_F(MovieTest, joinsSamplesOfChunksThatAreSmallerThanOne) {
   EXPECT_EQ(samplesOf(movie, MediaType::audio).bytes, content_.audio[0].substr(0, 28));
 }
 
+TEST_F(MovieTest, joinsSamplesOfChunksThatAreReadInParts) {
+  write({.header = {.audio = {AVIAudioFormat::pcm16(2)}}, .frames = 2, .audioChunkBytes = 1'000'002});
+  expectContent(open());
+  EXPECT_EQ(samplesOf(open(), MediaType::audio).count, 500'001);
+}
+
+TEST_F(MovieTest, refusesAFrameThatIsTooLargeForMemory) {
+  constexpr std::size_t most = 33'554'432;
+  for (const std::size_t size : {most, most + 1}) {
+    AVIWriter writer(url_, {.videoCodec = "H264"});
+    writer.video(std::string(size, 'x'));
+    writer.finish();
+    if (size == most) {
+      EXPECT_EQ(samplesOf(open(), MediaType::video).bytes.size(), most);
+    } else {
+      expectUnreadable();
+    }
+  }
+}
+
+TEST_F(MovieTest, refusesAFrameRateThatIsOutOfRange) {
+  write({.header = {.rate = 0x80000001U, .scale = 2}});
+  expectUnreadable();
+  write({.header = {.rate = 0x80000000U, .scale = 0x04000000U}});
+  EXPECT_EQ(open().tracks(MediaType::video).front().nominalFrameRate, 32);
+}
+
+TEST_F(MovieTest, refusesSoundWhoseHeaderIsDamaged) {
+  write({});
+  const std::string whole = readFile(url_);
+  const std::size_t format = whole.rfind("strf") + 8;
+  for (const auto& [offset, value] : {std::pair(0U, 0x7777U), {2U, 0U}, {4U, 0U}, {4U, 1U}, {14U, 13U}}) {
+    writeFile(url_, std::string(whole).replace(format + offset, 2, littleEndian32(value).substr(0, 2)));
+    expectUnreadable();
+  }
+}
+
 TEST_F(MovieTest, leavesOutTheRestOfAnUncompressedSample) {
   write({.frames = 1, .audioChunkBytes = 533});
   const Movie movie = open();
