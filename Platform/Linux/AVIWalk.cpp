@@ -61,6 +61,9 @@ class Walk {
     samplesEnd_ = offset;
     while (true) {
       const AVIChunkHeader chunk = headerAt(offset);
+      if (chunk.name.empty() && isCutOff(movie, offset)) {
+        return lose();
+      }
       if (chunk.name.empty() || chunk.name == "RIFF" || chunk.name == "idx1") {
         break;
       }
@@ -85,6 +88,11 @@ class Walk {
       worsen(State::cut);
     }
     return offset;
+  }
+
+  // Whether the file ends within a chunk's header that the list should have whole.
+  bool isCutOff(const AVIChunkHeader& movie, std::int64_t offset) {
+    return declaresEnd(movie) && offset < declaredEnd(movie) && bytes_.skipZeros(offset) < bytes_.fileSize();
   }
 
   // 0, and the greatest number, are left there by cameras that never filled the size in.

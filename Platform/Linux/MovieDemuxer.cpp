@@ -5,6 +5,7 @@
 namespace tolvander::platform::linux_ {
 
 MovieDemuxer::MovieDemuxer() : context_(avformat_alloc_context()) {
+  silenceLibAV();
   if (!context_) {
     throw std::bad_alloc();
   }

@@ -19,7 +19,6 @@ QuickTimeDemuxer::QuickTimeDemuxer(const MovieFile& file, EditLists editLists, c
   if (!hasBoundedTables(file, token)) {
     fail("it claims more than it has room for");
   }
-  silenceLibAV();
   context_->pb = io_.context();
   context_->io_open = refuseOtherFiles;
   context_->interrupt_callback = {&isInterrupted, this};

@@ -164,6 +164,21 @@ TEST_F(AVIWalkTest, isLostWhereAChunkGoesBeyondTheFile) {
   expectLost(avi);
 }
 
+TEST_F(AVIWalkTest, isLostWhereTheFileEndsWithinAChunkHeaderOfTheList) {
+  SmallAVI avi = SmallAVI::plain();
+  avi.hasIndex = false;
+  avi.addUnindexed("00dc");
+  expectLost(avi);
+  avi.declaredSize = 1'000;
+  expectLost(avi);
+  avi.declaredSize = 0;
+  expectPlain(avi);
+  avi = SmallAVI::plain();
+  avi.hasIndex = false;
+  avi.addUnindexed(std::string(7, '\0'));
+  expectPlain(avi);
+}
+
 TEST_F(AVIWalkTest, refusesChunksThatFitNoStream) {
   for (const char* name : {"00pc", "00wb", "01dc", "01db", "02dc", "77wb"}) {
     expectRefusedByWalk(withBytesInside(riffChunk(name, "data")));
