@@ -32,10 +32,11 @@ std::size_t FileReader::size() const {
   return static_cast<std::size_t>(status.st_size);
 }
 
-std::size_t FileReader::read(std::span<std::byte> buffer) {
+template <typename ReadSome>
+std::size_t FileReader::fill(std::span<std::byte> buffer, const ReadSome& readSome) const {
   std::size_t total = 0;
   while (total < buffer.size()) {
-    const ssize_t count = ::read(descriptor_, buffer.data() + total, buffer.size() - total);
+    const ssize_t count = readSome(buffer.subspan(total), total);
     if (count == 0) {
       break;
     }
@@ -46,6 +47,18 @@ std::size_t FileReader::read(std::span<std::byte> buffer) {
     }
   }
   return total;
+}
+
+std::size_t FileReader::read(std::span<std::byte> buffer) {
+  return fill(buffer, [this](std::span<std::byte> rest, std::size_t /*total*/) {
+    return ::read(descriptor_, rest.data(), rest.size());
+  });
+}
+
+std::size_t FileReader::readAt(std::uint64_t offset, std::span<std::byte> buffer) const {
+  return fill(buffer, [&](std::span<std::byte> rest, std::size_t total) {
+    return pread(descriptor_, rest.data(), rest.size(), static_cast<off_t>(offset + total));
+  });
 }
 
 std::vector<std::byte> FileReader::readToEnd() {
