@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "TolvanderCore/AVIExportProof.h"
 #include "TolvanderCore/Deadline.h"
 #include "TolvanderCore/FileFingerprinter.h"
 #include "TolvanderCore/ISO8601.h"
@@ -90,15 +91,22 @@ void runExport(const MovieExporter& exporter, const Movie& source, const MovieEx
   require(deadline.metByEndingNow(), Case::exportTimedOut);
 }
 
+std::vector<PayloadIdentity> proveTracks(MediaType type, const Movie& source,
+                                         const std::optional<AVIExportProof>& avi, const Movie& exported,
+                                         const CancellationToken& token) {
+  return avi ? avi->proveTracks(type, exported, token)
+             : VideoExportProof::proveTracks(type, source, exported, token);
+}
+
 ProvenMovie prove(const Movie& source, const VideoMediaMetadata& sourceMetadata,
-                  std::optional<Date> sourceDate, const FileURL& exportedURL,
-                  const CancellationToken& token) {
+                  const std::optional<AVIExportProof>& avi, std::optional<Date> sourceDate,
+                  const FileURL& exportedURL, const CancellationToken& token) {
   const Movie exported = openVideo(exportedURL, token);
   const VideoMediaMetadata exportedMetadata = VideoMediaMetadata::load(exported);
   require(VideoExportProof::metadataAgrees(sourceMetadata, exportedMetadata), Case::invalidExport);
   ProvenMovie proven{.metadata = exportedMetadata,
-                     .videoTracks = VideoExportProof::proveTracks(MediaType::video, source, exported, token),
-                     .audioTracks = VideoExportProof::proveTracks(MediaType::audio, source, exported, token)};
+                     .videoTracks = proveTracks(MediaType::video, source, avi, exported, token),
+                     .audioTracks = proveTracks(MediaType::audio, source, avi, exported, token)};
   require(VideoExportProof::captureDateAgrees(sourceDate, exportedMetadata.captureDate), Case::invalidExport);
   return proven;
 }
@@ -144,6 +152,7 @@ ProvenMovie NativeCharmeraVideoProcessor::rewrap(const FileURL& sourceURL, const
   const Movie source = openVideo(sourceURL, token);
   const VideoMediaMetadata metadata = VideoMediaMetadata::load(source);
   require(exporter_->canExport(source), Case::nativeExportUnavailable);
+  const std::optional<AVIExportProof> avi = AVIExportProof::forSource(source, token);
 
   const FileResourceValues values =
       cameraZone ? cameraFileResourceValues(sourceURL, *cameraZone) : fileResourceValues(sourceURL);
@@ -156,7 +165,7 @@ ProvenMovie NativeCharmeraVideoProcessor::rewrap(const FileURL& sourceURL, const
   try {
     runExport(*exporter_, source, request, timeLimit_(metadata.duration), token);
     token.throwIfCancelled();
-    return prove(source, metadata, date, destinationURL, token);
+    return prove(source, metadata, avi, date, destinationURL, token);
   } catch (...) {
     if (!isDestinationOfAnother()) {
       unlink(destinationURL.path().c_str());

@@ -5,7 +5,7 @@
 namespace tolvander {
 
 PayloadIdentity PayloadIdentity::of(const Movie& movie, MediaType type, std::size_t index,
-                                    const CancellationToken& token) {
+                                    const CancellationToken& token, const Movie::SampleReceiver& receive) {
   constexpr auto invalidVideo = CharmeraVideoProcessingError::Case::invalidVideo;
   PayloadIdentity identity;
   identity.codec = movie.tracks(type).at(index).codecs;
@@ -18,6 +18,9 @@ PayloadIdentity PayloadIdentity::of(const Movie& movie, MediaType type, std::siz
     identity.sampleCount += buffer.sampleCount;
     identity.byteCount += static_cast<std::int64_t>(buffer.bytes.size());
     hash.update(buffer.bytes);
+    if (receive) {
+      receive(buffer);
+    }
   };
   try {
     movie.readSamples(type, index, add, token);

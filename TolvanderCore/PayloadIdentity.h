@@ -17,10 +17,10 @@ struct PayloadIdentity {
   std::int64_t byteCount = 0;
   SHA256::Digest digest{};  // of the bytes of all samples in their order
 
-  // Reads the whole track. Throws CharmeraVideoProcessingError::invalidVideo where that fails, and
-  // CancellationError.
+  // Reads the whole track, and hands each sample buffer to `receive` too, whose throws are passed on. Throws
+  // CharmeraVideoProcessingError::invalidVideo where reading fails, and CancellationError.
   static PayloadIdentity of(const Movie& movie, MediaType type, std::size_t index,
-                            const CancellationToken& token = {});
+                            const CancellationToken& token = {}, const Movie::SampleReceiver& receive = {});
 
   friend bool operator==(const PayloadIdentity&, const PayloadIdentity&) = default;
 };

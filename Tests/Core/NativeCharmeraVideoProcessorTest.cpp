@@ -373,13 +373,13 @@ TEST_F(NativeCharmeraVideoProcessorTest, rejectsAMovieOfAnotherSizeRateOrDuratio
   expectRejected({.frames = 31, .repeatedFrames = {30}});
 }
 
-// At 5 frames a second whole movies may differ by 0.2 seconds, but no track by 0.1.
-TEST_F(NativeCharmeraVideoProcessorTest, rejectsAMovieWhosePicturesStartATenthOfASecondLate) {
+// At 5 frames a second whole movies may differ by 0.2 seconds, but no frame by more than a millisecond.
+TEST_F(NativeCharmeraVideoProcessorTest, rejectsAMovieWhosePicturesStartLate) {
   writeClip(source_, {.header = {.rate = 5}, .frames = 5});
   setDate("2026-11-15T19:13:17Z");
-  const auto delayBy = [](unsigned percentOfFrame) {
-    return [percentOfFrame](const Movie& source, const MovieExportRequest& request,
-                            const CancellationToken& token) {
+  const auto delayBy = [](unsigned thousandthsOfFrame) {
+    return [thousandthsOfFrame](const Movie& source, const MovieExportRequest& request,
+                                const CancellationToken& token) {
       exportProperly(source, request, token);
       const auto delayed = [&](std::string_view tables) {
         const std::string_view frameTicks = tables.substr(tables.find("stts") + 16, 4);
@@ -387,7 +387,7 @@ TEST_F(NativeCharmeraVideoProcessorTest, rejectsAMovieWhosePicturesStartATenthOf
         for (const char byte : frameTicks) {
           ticks = ticks << 8U | static_cast<unsigned char>(byte);
         }
-        ticks = ticks * percentOfFrame / 100;
+        ticks = ticks * thousandthsOfFrame / 1000;
         std::string offsets("\0\0\0\0\0\0\0\1\0\0\0\5", 12);
         for (const unsigned shift : {24U, 16U, 8U, 0U}) {
           offsets += static_cast<char>(ticks >> shift & 0xFFU);
@@ -395,12 +395,13 @@ TEST_F(NativeCharmeraVideoProcessorTest, rejectsAMovieWhosePicturesStartATenthOf
         return std::string(tables) + atom("ctts", offsets);
       };
       writeFile(request.destination, replacingAtoms(readFile(request.destination), "stbl", delayed));
-      EXPECT_NEAR(Movie(request.destination).tracks(MediaType::video).front().start, percentOfFrame / 500.0,
-                  0.001);
+      EXPECT_NEAR(Movie(request.destination).tracks(MediaType::video).front().start,
+                  thousandthsOfFrame / 5000.0, 0.001);
     };
   };
-  expectFailure(processor(delayBy(75)), Case::invalidExport);
-  processor(delayBy(25)).transcode(source_, destination_, {});
+  expectFailure(processor(delayBy(750)), Case::invalidExport);
+  expectFailure(processor(delayBy(6)), Case::invalidExport);
+  processor(delayBy(4)).transcode(source_, destination_, {});
 }
 
 TEST_F(NativeCharmeraVideoProcessorTest, rejectsAMovieThatLostItsDate) {
