@@ -131,7 +131,7 @@ bool AVIBytes::isWholePicture(std::uint64_t offset, std::uint32_t size) {
     }
     if (last != std::string_view::npos) {
       length -= count - last - 1;
-      return length >= 4 && at(offset + length - 2, 2) == "\xFF\xD9";
+      return at(offset + length - 2, 2) == "\xFF\xD9";
     }
     length -= count;
   }

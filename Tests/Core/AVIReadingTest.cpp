@@ -558,6 +558,15 @@ TEST_F(AVIReadingTest, goesOnWhereTheMovieListEndsAmongChunks) {
   expectPlain(avi);
 }
 
+TEST_F(AVIReadingTest, callsAMovieListCutThatGoesBeyondTheFileByAFewBytes) {
+  SmallAVI avi = unfinishedAVI();  // which asks for a whole walk
+  expectPlain(avi);
+  avi.claimedMovieSize = [](std::uint32_t size) { return size + 4; };
+  expectRefused(avi, noIndex);
+  avi.streams[0].length = 3;
+  expectPlain(avi);
+}
+
 TEST_F(AVIReadingTest, takesAMovieListOfNoSizeToGoOnToItsEnd) {
   for (const std::uint32_t size : {0U, std::numeric_limits<std::uint32_t>::max()}) {
     SmallAVI avi = unfinishedAVI();  // which asks for a whole walk
@@ -634,18 +643,14 @@ TEST_F(AVIReadingTest, findsTheBaseOfTheIndex) {
   }
 }
 
+// The name of the frame's chunk is there twice, in the place of its size as well. So it is found four bytes
+// apart, and the walk is lost.
 TEST_F(AVIReadingTest, callsAnIndexGarbageOfWhichTwoBasesFit) {
-  // Four bytes before each frame stands its name as well.
   SmallAVI avi;
-  avi.pieces = {{.name = "00dc", .data = picture("one")}};
-  avi.editIndex = [](std::vector<Entry>& entries) { entries.push_back(entries[0]); };
-  EXPECT_EQ(read(avi).video[0].slots, 2);
-  avi.pieces[0].name = "";
-  avi.pieces[0].data = "00dc" + ("00dc" + little32(4)) + "data";
-  avi.hasIndex = true;
-  avi.editIndex = {};
-  // The walk is lost in it: a usable index is the one thing that could help.
+  avi.pieces = {{.name = "00dc", .data = picture("one"), .claimedSize = 0x63643030}};
   expectRefused(avi, damagedChunks);
+  avi.pieces[0].claimedSize = 0x7FFFFFFF;
+  EXPECT_EQ(textsOf(read(avi).video[0].frames), Texts({picture("one")}));
 }
 
 TEST_F(AVIReadingTest, lengthensAFrameByEntriesThatRepeatIt) {
@@ -701,7 +706,7 @@ TEST_F(AVIReadingTest, callsAnIndexGarbageForOneWrongEntry) {
   };
   expectGarbage([](auto& entries) { entries[3].size -= 1; });                   // repeats another size
   expectGarbage([](auto& entries) { entries[3].offset = entries[0].offset; });  // and another frame
-  expectGarbage([](auto& entries) { entries[5].size = 1'000'000; });            // beyond the file
+  expectGarbage([](auto& entries) { entries.back().size = 1'000'000; });        // beyond the file
   expectGarbage([](auto& entries) { entries[5].size += 20; });                  // into the next one
   expectGarbage([](auto& entries) { entries[5].offset += 1; });                 // to no chunk
   expectGarbage([](auto& entries) { entries[1].name = "00dc"; });               // to a chunk of another name
@@ -724,8 +729,15 @@ TEST_F(AVIReadingTest, callsAnIndexGarbageThatIsNoWholeNumberOfEntriesOrTooLong)
   EXPECT_EQ(read(file.replace(size, 4, truth)).video[0].slots, 4);
 }
 
+TEST_F(AVIReadingTest, takesAnIndexForGarbageAndNotForLongThatGoesBeyondTheFile) {
+  std::string file = plainAVI().bytes();
+  file.replace(file.rfind("idx1") + 4, 4, little32(0x40000000));
+  EXPECT_EQ(read(file).video[0].slots, 3);
+}
+
 TEST_F(AVIReadingTest, callsAnIndexGarbageThatLeadsBeforeTheMovieList) {
   SmallAVI avi = repeatingAVI();
+  avi.base = Base::startOfFile;
   avi.behindStreams = chunk("JUNK", chunk("00dc", "data"));
   const auto edit = avi.editIndex;
   avi.editIndex = [&](std::vector<Entry>& entries) {
@@ -1085,6 +1097,9 @@ TEST_F(AVIReadingTest, refusesRepeatsAtOtherFramesThanTheChunksWithoutData) {
   avi.pieces.insert(avi.pieces.begin() + 1, {.name = "00dc", .isIndexed = false});
   avi.editIndex = [](std::vector<Entry>& entries) { entries.insert(entries.end(), 2, entries.back()); };
   expectRefused(avi, otherTimes);
+  avi.pieces.insert(avi.pieces.begin() + 1, 2, {.name = "00dc", .isIndexed = false});
+  avi.streams[0].length = 6;  // as the walk counts; the index counts 5
+  expectRefused(avi, otherTimes);
 }
 
 TEST_F(AVIReadingTest, takesChunksWithoutDataThatTheIndexLeavesOut) {
@@ -1128,6 +1143,9 @@ TEST_F(AVIReadingTest, refusesHalfAnIndexThatContradictsTheWalk) {
     entries.push_back(entries[2]);  // a repeat
   };
   expectRefused(avi, fewerFrames);
+  avi.pieces.insert(avi.pieces.begin() + 3, {.name = "00dc", .isIndexed = false});
+  avi.streams[0].length = 4;
+  expectRefused(avi, fewerFrames);  // also where the walk shows the frame as long
   avi = halfIndexedAVI();
   avi.editIndex = [](std::vector<Entry>& entries) {
     entries.resize(3);
