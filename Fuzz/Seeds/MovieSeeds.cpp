@@ -57,16 +57,17 @@ std::vector<NamedClip> namedClips() {
 }
 
 void writeSeeds(const FileURL& corpus) {
-  for (const char* target : {"AVILoadFuzz", "MovieReadBackFuzz", "RewrapFuzz"}) {
+  for (const char* target : {"AVILoadFuzz", "AVIReadingFuzz", "MovieReadBackFuzz", "RewrapFuzz"}) {
     std::filesystem::create_directories(corpus.appending(target).path());
   }
   for (const NamedClip& named : namedClips()) {
     const FileURL avi = corpus.appending("AVILoadFuzz").appending(named.name + ".avi");
     const FileURL movie = corpus.appending("MovieReadBackFuzz").appending(named.name + ".mov");
     writeClip(avi, named.clip);
-    std::filesystem::copy_file(avi.path(),
-                               corpus.appending("RewrapFuzz").appending(named.name + ".avi").path(),
-                               std::filesystem::copy_options::overwrite_existing);
+    for (const char* target : {"AVIReadingFuzz", "RewrapFuzz"}) {
+      std::filesystem::copy_file(avi.path(), corpus.appending(target).appending(named.name + ".avi").path(),
+                                 std::filesystem::copy_options::overwrite_existing);
+    }
     std::filesystem::remove(movie.path());
     platformMovieExporter()->exportMovie(
         Movie(avi),
