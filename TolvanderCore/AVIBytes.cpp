@@ -25,10 +25,10 @@ bool isPrintable(char character) { return character >= ' ' && character <= '~'; 
 bool isKnownName(std::string_view name) {
   constexpr std::array<std::string_view, 13> names = {"RIFF", "LIST", "JUNK", "idx1", "avih", "strh", "strf",
                                                       "strd", "strn", "indx", "vprp", "dmlh", "ISFT"};
-  constexpr std::array<std::string_view, 6> kinds = {"db", "dc", "pc", "wb", "tx", "ix"};
+  constexpr std::array<std::string_view, 5> kinds = {"db", "dc", "pc", "wb", "tx"};
   return std::ranges::find(names, name) != names.end() ||
          (streamNumber(name) && std::ranges::find(kinds, name.substr(2)) != kinds.end()) ||
-         (name.starts_with("ix") && streamNumber(name.substr(2)));
+         indexedStream(name).has_value();
 }
 
 }  // namespace
@@ -49,6 +49,13 @@ std::optional<std::size_t> streamNumber(std::string_view name) {
     return std::nullopt;
   }
   return static_cast<std::size_t>(name[0] - '0') * 10 + static_cast<std::size_t>(name[1] - '0');
+}
+
+std::optional<std::size_t> indexedStream(std::string_view name) {
+  if (name.starts_with("ix")) {
+    return streamNumber(name.substr(2));
+  }
+  return name.ends_with("ix") ? streamNumber(name) : std::nullopt;
 }
 
 AVIBytes::AVIBytes(const FileReader& file, CancellationToken token)

@@ -32,6 +32,9 @@ struct AVIChunkHead {
 // The stream that two digits at the start of a name number. Absent without them.
 std::optional<std::size_t> streamNumber(std::string_view name);
 
+// The stream whose index a chunk is, by its name: `ix##` or `##ix`. Absent for other chunks.
+std::optional<std::size_t> indexedStream(std::string_view name);
+
 // Small pieces of a file, read through a window. Throws PosixError.
 class AVIBytes {
  public:

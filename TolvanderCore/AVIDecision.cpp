@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <span>
 #include <string_view>
 #include <utility>
@@ -188,13 +189,19 @@ class Judge {
       require(index_.has_value(), "its chunks are damaged and it has no usable index");
       require(!(*index_)[stream].chunks.empty(), "its chunks are damaged and its index has no sound");
       require(haveTheirSizes((*index_)[stream]), "the index and the chunks have sound of other sizes");
+      require(!hasSoundBehind((*index_)), "there is sound that is not in the index");
       return Source::index;
     }
+    bool isConfirmed = false;
     if (index_) {
       const Relation relation = compare(walk_.streams[stream], (*index_)[stream]).relation;
       require(relation == Relation::same || (relation == Relation::someOfWalk && walk_.state == State::whole),
               "the index has other sound than the file");
+      isConfirmed = relation == Relation::same;
     }
+    const bool mayBeIncomplete = walk_.state == State::cut || walk_.hasUnknownChunks;
+    require(isConfirmed || !mayBeIncomplete || !headerHasMoreSound(stream),
+            "the header counts more sound than there is");
     return Source::walk;
   }
 
@@ -204,6 +211,65 @@ class Judge {
              token_.throwIfCancelled();
              return bytes_.isWholePicture(chunk.offset, chunk.size);
            });
+  }
+
+  // By more than a unit.
+  bool headerHasMoreSound(std::size_t stream) const {
+    const AVISoundFormat& format = headers_.streams[stream].sound;
+    std::uint64_t bytes = 0;
+    for (const AVIChunk& chunk : walk_.streams[stream].chunks) {
+      bytes += chunk.size;
+    }
+    const std::uint64_t units = bytes / format.unitBytes + 1;
+    return headers_.streams[stream].soundSeconds >
+           static_cast<double>(units * format.samplesPerUnit) / format.sampleRate;
+  }
+
+  // Whether chunks of sound lie between those of the index without being in it.
+  bool hasSoundBehind(const std::vector<AVIAccount>& accounts) {
+    return std::ranges::any_of(accounts, [&](const AVIAccount& account) {
+      return std::ranges::any_of(account.chunks, [&](const AVIChunk& chunk) {
+        token_.throwIfCancelled();
+        return isFollowedBySound(chunk, nextChunk(accounts, chunk.offset));
+      });
+    });
+  }
+
+  // The first chunk behind a place, of any stream.
+  static std::uint64_t nextChunk(const std::vector<AVIAccount>& accounts, std::uint64_t offset) {
+    std::uint64_t next = std::numeric_limits<std::uint64_t>::max();
+    for (const AVIAccount& account : accounts) {
+      const auto found = std::ranges::upper_bound(account.chunks, offset, {}, &AVIChunk::offset);
+      if (found != account.chunks.end()) {
+        next = std::min(next, found->offset);
+      }
+    }
+    return next;
+  }
+
+  // Up to the data of the next chunk. What may lie between them is padding, and chunks without data, whose
+  // headers claim some.
+  bool isFollowedBySound(const AVIChunk& chunk, std::uint64_t next) {
+    std::uint64_t offset = bytes_.behind(chunk.offset, chunk.size);
+    while (true) {
+      offset = bytes_.skipZeros(offset);
+      const auto head = bytes_.chunkHead(offset);
+      if (!head || offset + AVIChunkHead::size >= next) {
+        return false;
+      }
+      const AVIChunkRole role = headers_.roleOf(head->name());
+      const bool isSample = role.kind == AVIChunkRole::Kind::sample;
+      if (isSample && headers_.streams[role.stream].kind == AVIStream::Kind::sound) {
+        return head->dataSize > 0;
+      }
+      if (!isSample && (head->name() != "JUNK" || !bytes_.holds(offset, head->dataSize))) {
+        return false;
+      }
+      offset += AVIChunkHead::size;
+      if (!isSample) {
+        offset = bytes_.behind(offset, head->dataSize);
+      }
+    }
   }
 
   bool haveTheirSizes(const AVIAccount& account) {

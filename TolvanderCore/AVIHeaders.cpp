@@ -121,6 +121,7 @@ class HeaderReader {
     } else if (type == "auds") {
       stream.kind = AVIStream::Kind::sound;
       stream.sound = sound();
+      stream.soundSeconds = claimedSeconds();
     } else {
       require(type == "txts" || type == "mids" || type == "dats", "a stream is of an unknown type");
     }
@@ -145,6 +146,13 @@ class HeaderReader {
       video.scale = microsecondsPerFrame_;
     }
     return video;
+  }
+
+  // How long the header says that the stream is.
+  double claimedSeconds() const {
+    const std::uint32_t rate = little32(streamHeader_, 24);
+    return rate == 0 ? 0
+                     : static_cast<double>(little32(streamHeader_, 32)) * little32(streamHeader_, 20) / rate;
   }
 
   AVISoundFormat sound() const {

@@ -32,6 +32,7 @@ struct AVIStream {
   AVIVideoTrack video = {};  // without frames
   AVISoundFormat sound = {};
   std::uint32_t length = 0;                           // dwLength of strh; of video, slots
+  double soundSeconds = 0;                            // of sound, by strh; 0 where it doesn't say
   std::optional<std::uint64_t> index = std::nullopt;  // where the chunk header of `indx` is
 };
 

@@ -245,12 +245,7 @@ class IndexReader {
   // Whether a chunk `ix##` or `##ix` of this stream is there.
   bool isIndexOf(std::size_t stream, std::uint64_t offset) {
     const auto head = bytes_.chunkHead(offset);
-    if (!head) {
-      return false;
-    }
-    const std::string_view name = head->name();
-    return (name.starts_with("ix") && streamNumber(name.substr(2)) == stream) ||
-           (name.ends_with("ix") && streamNumber(name) == stream);
+    return head && indexedStream(head->name()) == stream;
   }
 
   bool addChunks(const NewIndex& index, std::size_t stream, EntryCollector& entries, std::size_t& count) {

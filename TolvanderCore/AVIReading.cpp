@@ -26,6 +26,11 @@ AVIReading readingOf(const AVIHeaders& headers, std::vector<AVIAccount> accounts
     const AVIStream& header = headers.streams[stream];
     AVIAccount& account = accounts[stream];
     if (header.kind == AVIStream::Kind::video && !account.chunks.empty()) {
+      for (const AVIChunk& frame : account.chunks) {
+        if (frame.size > AVIReading::maximumFrameSize) {
+          refuseAVI(url, "a frame is too large");
+        }
+      }
       reading.video.push_back(header.video);
       reading.video.back().frames = std::move(account.chunks);
       reading.video.back().slots = account.slots;

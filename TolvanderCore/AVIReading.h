@@ -58,6 +58,9 @@ struct AVIReading {
   // More chunks, or more entries of an index, than this are refused. A video of two hours has half of it.
   static constexpr std::size_t maximumChunks = 1'048'576;
 
+  // Bytes of one video frame, more of which are refused.
+  static constexpr std::uint32_t maximumFrameSize = 33'554'432;
+
   // Streams without samples are left out. There is at least one video track.
   std::vector<AVIVideoTrack> video;
   std::vector<AVISoundTrack> sound;

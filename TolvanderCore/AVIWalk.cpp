@@ -23,6 +23,9 @@ class Walker {
       findOldIndex();
     } else {
       walkFurtherMovies(offset);
+      if (awaitsMovie_) {
+        walk_.state = State::lost;
+      }
     }
     return std::move(walk_);
   }
@@ -70,6 +73,9 @@ class Walker {
         return lose(offset);
       }
       take(role, offset + AVIChunkHead::size, head->dataSize);
+      if (!isData && head->name() != "JUNK" && head->name() != "LIST" && !indexedStream(head->name())) {
+        walk_.hasUnknownChunks = true;
+      }
       if (isData) {
         dataEnd = offset + AVIChunkHead::size + head->dataSize;
       }
@@ -118,8 +124,11 @@ class Walker {
       }
       count();
       if (isMovieList(*head, offset)) {
+        awaitsMovie_ = false;
         offset = walkMovie(offset);
-      } else if (head->name() == "RIFF" && bytes_.at(offset + AVIChunkHead::size, 4) == "AVIX") {
+      } else if (head->name() == "RIFF" && bytes_.at(offset + AVIChunkHead::size, 4) == "AVIX" &&
+                 !awaitsMovie_) {
+        awaitsMovie_ = true;
         offset += listHeadSize;
       } else if (head->name() == "RIFF" || headers_.roleOf(head->name()).kind != AVIChunkRole::Kind::noData) {
         walk_.state = State::lost;
@@ -170,6 +179,7 @@ class Walker {
   const CancellationToken& token_;
   AVIWalk walk_;
   std::size_t chunks_ = 0;
+  bool awaitsMovie_ = false;  // since a further RIFF list began
 };
 
 }  // namespace

@@ -37,6 +37,7 @@ struct AVIWalk {
   State state = State::whole;
   std::vector<AVIAccount> streams;  // one for each stream of the headers
   std::optional<OldIndex> oldIndex;
+  bool hasUnknownChunks = false;  // among the data, which damaged chunks may be
 };
 
 // Goes through every `LIST movi` of the file. Throws MovieError::unreadable where chunks contradict the

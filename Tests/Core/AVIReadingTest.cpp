@@ -1299,6 +1299,67 @@ TEST_F(AVIReadingTest, takesTheCountOfTheExtendedHeaderInsteadOfTheMainOnes) {
   expectRefused(avi, otherTimes);
 }
 
+TEST_F(AVIReadingTest, refusesSoundThatTheHeaderCountsAndAWalkMayHaveMissed) {
+  constexpr std::string_view moreSound = "the header counts more sound than there is";
+  SmallAVI avi = plainAVI();
+  avi.hasIndex = false;
+  avi.streams[0].length = 3;
+  avi.streams[1].length = 7;  // of 6 samples; one is no difference
+  const auto cut = [](std::uint32_t) { return 1'000'000; };
+  avi.claimedMovieSize = cut;
+  expectPlain(avi);
+  avi.streams[1].length = 8;
+  expectRefused(avi, moreSound);
+  avi.hasIndex = true;
+  expectPlain(avi);
+  avi.hasIndex = false;
+  avi.claimedMovieSize = {};
+  expectPlain(avi);
+  avi.pieces.push_back({.name = "JUNK", .data = "harmless"});
+  expectPlain(avi);
+  avi.pieces.push_back({.name = "01w ", .data = "sound"});
+  expectRefused(avi, moreSound);
+  avi.streams[1].rate = 0;  // a header that doesn't say
+  expectPlain(avi);
+}
+
+TEST_F(AVIReadingTest, refusesSoundBetweenTheChunksOfTheIndexWhereTheWalkIsLost) {
+  SmallAVI avi = lyingAVI();
+  avi.streams[0].length = 3;
+  avi.pieces.insert(avi.pieces.begin() + 2, {.name = "00dc", .claimedSize = 153'600, .isIndexed = false});
+  avi.pieces.insert(avi.pieces.begin() + 2, {.name = "JUNK", .data = "junk", .isIndexed = false});
+  expectPlain(avi);
+  for (const std::size_t place : {2U, 4U, 8U}) {
+    SmallAVI hidden = avi;
+    hidden.pieces.insert(hidden.pieces.begin() + static_cast<std::ptrdiff_t>(place),
+                         {.name = "01wb", .data = "more", .isIndexed = false});
+    expectRefused(hidden, "there is sound that is not in the index");
+  }
+  avi.pieces.insert(avi.pieces.begin() + 2, {.name = "01wb", .isIndexed = false});
+  expectPlain(avi);
+}
+
+TEST_F(AVIReadingTest, losesItselfInAFurtherListWithoutSamples) {
+  SmallAVI avi = silentAVI();
+  avi.hasIndex = false;
+  avi.streams[0].length = 3;
+  const std::string further = "RIFF" + little32(4) + "AVIX";
+  avi.behindMovie = further;
+  expectRefused(avi, damagedChunks);
+  avi.behindMovie = further + further + list("movi", "");
+  expectRefused(avi, damagedChunks);
+  avi.behindMovie = further + list("movi", "");
+  expectPlain(avi);
+}
+
+TEST_F(AVIReadingTest, refusesAFrameThatIsTooLarge) {
+  SmallAVI avi = silentAVI();
+  avi.pieces[1].data = std::string(AVIReading::maximumFrameSize, 'x');
+  EXPECT_EQ(read(avi).video[0].frames.size(), 3);
+  avi.pieces[1].data += 'x';
+  expectRefused(avi, "a frame is too large");
+}
+
 // A truncated file
 
 TEST_F(AVIReadingTest, refusesAFileThatIsCutOffAnywhereWithinItsData) {

@@ -326,7 +326,7 @@ TEST_F(NativeCharmeraVideoProcessorTest, rejectsAMovieThatLostItsLastSoundSample
     std::string bytes = readFile(source_);
     const std::size_t chunk = bytes.rfind("01wb", bytes.rfind("idx1"));
     bytes[chunk + 4] = static_cast<char>(532 % 256 - 2);
-    bytes.erase(bytes.rfind("idx1"));
+    bytes.erase(bytes.rfind("idx1") - 2);
     writeFile(folder_ / "shorter.avi", bytes);
     const Movie shorter(folder_ / "shorter.avi");
     ASSERT_EQ(PayloadIdentity::of(shorter, MediaType::audio, 0).sampleCount, 7979);
