@@ -263,8 +263,13 @@ void JSONDocument::parse(simdjson::padded_string text) {
   if (parser_.allocate(std::max<std::size_t>(text.size(), 1), maximumDepth) != simdjson::SUCCESS) {
     throw DecodingError(DecodingError::Case::dataCorrupted, "", "too large to be read");
   }
+  // Newer versions of simdjson pass over a byte order mark.
+  if (std::string_view(text).starts_with("\xEF\xBB\xBF")) {
+    throw DecodingError(DecodingError::Case::dataCorrupted, "", "a byte order mark");
+  }
   simdjson::error_code failure = parser_.parse(text).get(root_);
-  if (failure == simdjson::NUMBER_ERROR) {
+  // Which error a huge number is differs among the versions of simdjson.
+  if (failure != simdjson::SUCCESS) {
     replaceHugeNumbers({text.data(), text.size()});
     failure = parser_.parse(text).get(root_);
   }
