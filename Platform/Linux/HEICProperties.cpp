@@ -48,8 +48,9 @@ class LimitedReader {
     return bytesLeft_ > 0 && piecesLeft_ > 0 && readsLeft_ > 0 && size <= static_cast<int64_t>(data_.size());
   }
 
+  // Also succeeds behind the end, where nothing can be read: libheif 1.19 ends the process when this fails.
   bool seek(int64_t position) {
-    if (position < 0 || position > static_cast<int64_t>(data_.size())) {
+    if (position < 0) {
       return false;
     }
     position_ = static_cast<std::size_t>(position);
@@ -58,7 +59,7 @@ class LimitedReader {
   }
 
   bool read(void* target, std::size_t size) {
-    if (size > data_.size() - position_) {
+    if (position_ > data_.size() || size > data_.size() - position_) {
       return false;
     }
     std::ranges::copy(data_.subspan(position_, size), static_cast<std::byte*>(target));
