@@ -311,7 +311,12 @@ TEST_F(MovieExporterTest, carriesRotationAndBothSoundTracksOfAnMPEG4AndLeavesOut
               "-f",   "mp4"});
   const FileURL unrotated = source_;
   source_ = folder_ / "rotated.mp4";
-  makeSource({"-i", unrotated.path(), "-map", "0", "-c", "copy", "-metadata:s:v", "rotate=90"});
+  // FFmpeg 7 no longer has the old way to rotate a movie, FFmpeg 5 not yet the new one.
+  if (outputOf({"ffmpeg", "-hide_banner", "-h", "full"}).find("-display_rotation") != std::string::npos) {
+    makeSource({"-display_rotation", "90", "-i", unrotated.path(), "-map", "0", "-c", "copy"});
+  } else {
+    makeSource({"-i", unrotated.path(), "-map", "0", "-c", "copy", "-metadata:s:v", "rotate=90"});
+  }
 
   const Movie source(source_);
   ASSERT_EQ(source.tracks(MediaType::video).size(), 1);
