@@ -48,11 +48,10 @@ class Walk {
     return std::nullopt;
   }
 
-  AVIChunkHeader headerAt(std::int64_t offset) {
-    if (++steps_ > mostAVIChunks) {
+  void count() {
+    if (++count_ > mostAVIChunks) {
       bytes_.fail("it has too many chunks");
     }
-    return chunkHeaderAt(bytes_, offset);
   }
 
   // Goes through one list of samples, to where its index, another RIFF, the end of the file or no chunk is.
@@ -60,7 +59,7 @@ class Walk {
     std::int64_t offset = movie.offset + AVIChunkHeader::listBytes;
     samplesEnd_ = offset;
     while (true) {
-      const AVIChunkHeader chunk = headerAt(offset);
+      const AVIChunkHeader chunk = chunkHeaderAt(bytes_, offset);
       if (chunk.name.empty() && isCutOff(movie, offset)) {
         return lose();
       }
@@ -71,10 +70,12 @@ class Walk {
       if (chunk.name.front() == '\0') {
         offset = bytes_.skipZeros(offset);
       } else if (chunk.name == "LIST" && chunk.type == "rec ") {
+        count();
         offset += AVIChunkHeader::listBytes;
       } else if (kind == AVIChunkKind::misfit) {
         bytes_.fail("a chunk fits no stream");
       } else if (kind != AVIChunkKind::none && chunk.type != "movi" && chunk.end() <= bytes_.fileSize()) {
+        count();
         take(chunk, kind, offset < declaredEnd(movie));
         offset = behind(chunk);
       } else if (kind != AVIChunkKind::samples && isNearEnd(declaredEnd(movie), offset)) {
@@ -141,7 +142,7 @@ class Walk {
   std::optional<AVIChunkHeader> nextMovie(std::int64_t offset) {
     bool isInRIFF = false;
     while (true) {
-      const AVIChunkHeader chunk = headerAt(offset);
+      const AVIChunkHeader chunk = chunkHeaderAt(bytes_, offset);
       const AVIChunkKind kind = aviChunkKind(chunk.name, headers_);
       if (chunk.name.starts_with('\0')) {
         offset = bytes_.skipZeros(offset);
@@ -152,6 +153,7 @@ class Walk {
           return lose();
         }
         isInRIFF = true;
+        count();
         offset += AVIChunkHeader::listBytes;
       } else if (kind == AVIChunkKind::samples || kind == AVIChunkKind::misfit || chunk.type == "movi") {
         return lose();
@@ -162,6 +164,9 @@ class Walk {
         if (kind == AVIChunkKind::none || chunk.end() > bytes_.fileSize()) {
           return isInRIFF ? lose() : std::nullopt;
         }
+        if (chunk.name != "idx1") {
+          count();
+        }
         offset = chunk.paddedEnd();
       }
     }
@@ -171,7 +176,7 @@ class Walk {
   const AVIHeaders& headers_;
   AVIWalk walk_;
   std::int64_t samplesEnd_ = 0;  // of the last chunk with samples in the list, or the list's start
-  std::int64_t steps_ = 0;
+  std::int64_t count_ = 0;
 };
 
 }  // namespace

@@ -125,7 +125,7 @@ TEST_F(AVIIndexTest, isGarbageWhereAnEntryLeadsToNoChunkOfItsName) {
 
 TEST_F(AVIIndexTest, isGarbageWhereEntriesOverlapOrGoBack) {
   SmallAVI larger = SmallAVI::plain();
-  larger.entries[0].size += 20;  // into the sound behind it, and no further
+  larger.entries[0].size += 12;  // into the sound behind it, and no further
   expectGarbage(larger);
   SmallAVI back = SmallAVI::plain();
   back.entries.push_back(back.entries[0]);

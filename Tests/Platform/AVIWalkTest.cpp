@@ -210,9 +210,11 @@ TEST_F(AVIWalkTest, isNotConfusedByTextBehindTheIndexButBySamples) {
 
 TEST_F(AVIWalkTest, refusesMoreChunksThanItHasMemoryFor) {
   SmallAVI avi;
-  for (int count = 0; count < 1'048'577; ++count) {
+  for (int count = 0; count < 1'048'576; ++count) {
     avi.samples.append("00dc\0\0\0\0", 8);
   }
+  EXPECT_EQ(walk(avi).streams[0].slots, 1'048'576);
+  avi.add("00dc", "");
   expectRefusedByWalk(avi);
 }
 
