@@ -51,7 +51,9 @@ class Walker {
     std::uint64_t dataEnd = offset;
     while (true) {
       offset = bytes_.skipZeros(offset);
-      if (offset == bytes_.fileSize()) {
+      // A list that a camera left open may end within the header of a chunk that was never written.
+      const std::uint64_t needed = end ? 1 : AVIChunkHead::size;
+      if (bytes_.fileSize() - offset < needed) {
         break;
       }
       const auto head = bytes_.chunkHead(offset);

@@ -558,6 +558,18 @@ TEST_F(AVIReadingTest, goesOnWhereTheMovieListEndsAmongChunks) {
   expectPlain(avi);
 }
 
+TEST_F(AVIReadingTest, readsAListLeftOpenThatEndsWithinAChunkHeader) {
+  SmallAVI avi = unfinishedAVI();
+  avi.behindChunks = "00dc";
+  expectRefused(avi, damagedChunks);
+  avi.claimedMovieSize = [](std::uint32_t) { return 0; };
+  expectPlain(avi);
+  avi.behindChunks += std::string("\x01\0\0", 3);
+  expectPlain(avi);
+  avi.behindChunks += '\0';
+  expectRefused(avi, damagedChunks);
+}
+
 TEST_F(AVIReadingTest, callsAMovieListCutThatGoesBeyondTheFileByAFewBytes) {
   SmallAVI avi = unfinishedAVI();  // which asks for a whole walk
   expectPlain(avi);
