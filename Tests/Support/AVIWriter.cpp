@@ -31,6 +31,10 @@ std::string chunk(std::string_view name, std::string_view content) {
   return bytes;
 }
 
+std::string list(std::string_view name, std::string_view content) {
+  return chunk("LIST", std::string(name).append(content));
+}
+
 // AVISTREAMHEADER. The length is filled in at the end.
 std::string streamHeader(std::string_view type, std::string_view handler, std::uint32_t scale,
                          std::uint32_t rate, std::uint32_t sampleSize) {
@@ -48,7 +52,7 @@ constexpr std::uint64_t lengthInStreamHeader = 32;
 // BITMAPINFOHEADER
 std::string videoFormat(const AVIHeader& header) {
   return little32(40) + little32(header.width) + little32(header.height) + little16(1) + little16(24) +
-         header.videoCodec + little32(0) + std::string(16, '\0');
+         header.claimedCompression.value_or(header.videoCodec) + little32(0) + std::string(16, '\0');
 }
 
 // Coefficients that every MS ADPCM header repeats (Microsoft, Multimedia Standards Update 3.0).
@@ -141,8 +145,30 @@ void AVIWriter::audio(std::string_view bytes, unsigned stream) {
 }
 
 void AVIWriter::text(std::string_view bytes) {
-  putChunk(static_cast<unsigned>(streams_.size()) - 1, "tx", bytes);
+  putChunk(static_cast<unsigned>(streams_.size() - header_.dataStreams.size()) - 1, "tx", bytes);
 }
+
+void AVIWriter::data(std::string_view kind, std::string_view bytes, unsigned stream) {
+  putChunk(static_cast<unsigned>(streams_.size() - header_.dataStreams.size()) + stream, kind, bytes);
+}
+
+void AVIWriter::videoClaiming(std::uint32_t claimedSize, std::string_view bytes, unsigned stream) {
+  putChunk(stream, "dc", bytes, claimedSize);
+}
+
+void AVIWriter::repeatByIndex(unsigned stream) {
+  const auto last = std::ranges::find_if(entries_.rbegin(), entries_.rend(), [stream](const Entry& entry) {
+    return entry.stream == stream && entry.chunk.size > 0;
+  });
+  if (last == entries_.rend()) {
+    throw std::runtime_error("there is no frame to repeat");
+  }
+  addEntry(stream, AVIIndexEntry(last->chunk));
+}
+
+void AVIWriter::dropByIndex(unsigned stream) { addEntry(stream, {chunkName(stream, "dc"), position_, 0}); }
+
+void AVIWriter::raw(std::string_view bytes) { put(bytes); }
 
 void AVIWriter::finish() {
   endRIFF();
@@ -157,7 +183,7 @@ void AVIWriter::finish() {
     }
     patch(stream.lengthOffset, little32(length));
   }
-  patch(framesOffset_, little32(frames));
+  patch(framesOffset_, little32(header_.claimedTotalFrames.value_or(static_cast<std::uint32_t>(frames))));
   if (!file_.flush()) {
     throw std::runtime_error("the AVI can't be written");
   }
@@ -195,7 +221,8 @@ void AVIWriter::putHeader() {
   constexpr std::uint32_t hasIndexAndIsInterleaved = 0x110;
   const std::uint64_t microseconds =
       header_.rate == 0 ? 0 : std::uint64_t{1'000'000} * header_.scale / header_.rate;
-  const std::size_t streams = header_.videoStreams + header_.audio.size() + (header_.textStream ? 1 : 0);
+  const std::size_t streams =
+      header_.videoStreams + header_.audio.size() + (header_.textStream ? 1 : 0) + header_.dataStreams.size();
   framesOffset_ = position_ + 8 + 16;
   put(chunk("avih", little32(microseconds) + little32(0) + little32(0) + little32(hasIndexAndIsInterleaved) +
                         little32(0) + little32(0) + little32(streams) + little32(0) +
@@ -207,14 +234,27 @@ void AVIWriter::putHeader() {
   }
   for (const AVIAudioFormat& format : header_.audio) {
     const std::uint32_t scale = header_.claimedAudioScale.value_or(format.samplesPerBlock);
+    std::string formatBytes = audioFormat(format);
+    if (header_.changeAudioFormat) {
+      header_.changeAudioFormat(formatBytes);
+    }
     putStream({.unit = format.blockAlign},
               streamHeader("auds", std::string(4, '\0'), scale, format.sampleRate, format.blockAlign),
-              audioFormat(format));
+              formatBytes);
   }
   if (header_.textStream) {
     putStream({}, streamHeader("txts", std::string(4, '\0'), 1, 1, 0), "");
   }
+  for (const std::string& type : header_.dataStreams) {
+    putStream({}, streamHeader(type, std::string(4, '\0'), 1, 1, 0), "");
+  }
+  if (header_.extendedFrames) {
+    put(list("odml", chunk("dmlh", little32(*header_.extendedFrames) + std::string(244, '\0'))));
+  }
   patchSize(sizeOffset);
+  if (!header_.packer.empty()) {
+    put(list("INFO", chunk("ISFT", header_.packer)) + chunk("JUNK", header_.packer + std::string(64, '\0')));
+  }
 }
 
 void AVIWriter::putStream(Stream stream, const std::string& header, const std::string& format) {
@@ -225,6 +265,9 @@ void AVIWriter::putStream(Stream stream, const std::string& header, const std::s
   stream.lengthOffset = position_ + 8 + lengthInStreamHeader;
   put(chunk("strh", header));
   put(chunk("strf", format));
+  if (stream.isVideo && !header_.packer.empty()) {
+    put(chunk("strd", header_.packer));
+  }
   if (header_.chunksPerRIFF != 0) {
     stream.superIndex = position_ + 8;
     put(chunk("indx", std::string(superIndexSize, '\0')));
@@ -240,19 +283,27 @@ void AVIWriter::beginMovie() {
   put("movi");
 }
 
-void AVIWriter::putChunk(unsigned stream, std::string_view kind, std::string_view bytes) {
-  if (header_.chunksPerRIFF != 0 && entries_.size() == header_.chunksPerRIFF) {
+void AVIWriter::putChunk(unsigned stream, std::string_view kind, std::string_view bytes,
+                         std::optional<std::uint32_t> claimedSize) {
+  if (header_.chunksPerRIFF != 0 && entries_.size() >= header_.chunksPerRIFF) {
     endRIFF();
     beginRIFF("AVIX");
     beginMovie();
   }
   const std::string name = chunkName(stream, kind);
-  entries_.push_back({stream, name, position_, static_cast<std::uint32_t>(bytes.size())});
-  put(name + little32(bytes.size()));
+  addEntry(stream, {name, position_, static_cast<std::uint32_t>(bytes.size())});
+  put(name + little32(claimedSize.value_or(static_cast<std::uint32_t>(bytes.size()))));
   put(bytes);
-  put(std::string_view("\0", bytes.size() % 2));
-  ++streams_[stream].chunks;
+  if (header_.padsOddChunks) {
+    put(std::string_view("\0", bytes.size() % 2));
+  }
+  put(std::string((header_.alignment - position_ % header_.alignment) % header_.alignment, '\0'));
   streams_[stream].bytes += bytes.size();
+}
+
+void AVIWriter::addEntry(unsigned stream, const AVIIndexEntry& chunk) {
+  entries_.push_back({stream, chunk});
+  ++streams_[stream].chunks;
 }
 
 void AVIWriter::endRIFF() {
@@ -261,9 +312,14 @@ void AVIWriter::endRIFF() {
       putStandardIndex(stream);
     }
   }
-  patchSize(movieSize_);
+  const auto movieSize = static_cast<std::uint32_t>(position_ - movieSize_ - 4);
+  const auto error = static_cast<std::uint32_t>(header_.movieSizeError);
+  patch(movieSize_, little32(riffs_ == 1 ? header_.claimedMovieSize.value_or(movieSize + error) : movieSize));
   if (riffs_ == 1 && header_.index != AVIIndex::none) {
     putOldIndex();
+  }
+  if (riffs_ == 1) {
+    put(header_.behindIndex);
   }
   patchSize(riffSize_);
   if (riffs_ == 1 && header_.claimedRIFFSize) {
@@ -278,7 +334,7 @@ void AVIWriter::putStandardIndex(unsigned stream) {
   std::uint32_t count = 0;
   for (const Entry& entry : entries_) {
     if (entry.stream == stream) {
-      indexed += little32(entry.offset + 8 - base) + little32(entry.size);
+      indexed += little32(entry.chunk.offset + 8 - base) + little32(entry.chunk.size);
       ++count;
     }
   }
@@ -299,14 +355,34 @@ void AVIWriter::putStandardIndex(unsigned stream) {
 
 void AVIWriter::putOldIndex() {
   constexpr std::uint32_t keyFrame = 0x10;
-  const std::size_t count = header_.index == AVIIndex::half ? entries_.size() / 2 : entries_.size();
+  std::vector<AVIIndexEntry> entries;
+  for (const Entry& entry : entries_) {
+    entries.push_back(entry.chunk);
+  }
+  if (header_.index == AVIIndex::half) {
+    entries.resize(entries.size() / 2);
+  }
+  if (header_.changeIndex) {
+    header_.changeIndex(entries);
+  }
   std::string content;
-  for (std::size_t index = 0; index < count; ++index) {
-    const Entry& entry = entries_[index];
+  for (const AVIIndexEntry& entry : entries) {
     content +=
-        entry.chunk + little32(keyFrame) + little32(entry.offset - movieSize_ - 4) + little32(entry.size);
+        entry.chunk + little32(keyFrame) + little32(entry.offset - indexOrigin()) + little32(entry.size);
   }
   put(chunk("idx1", content));
+}
+
+std::uint64_t AVIWriter::indexOrigin() const {
+  switch (header_.indexBase) {
+    case AVIIndexBase::movieWord:
+      return movieSize_ + 4;
+    case AVIIndexBase::behindMovieWord:
+      return movieSize_ + 8;
+    case AVIIndexBase::fileStart:
+      return 0;
+  }
+  throw std::runtime_error("no such origin");
 }
 
 }  // namespace tolvander::tests

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <fstream>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -29,6 +30,16 @@ struct AVIAudioFormat {
 
 enum class AVIIndex { whole, half, none };
 
+// What the offsets of idx1 count from. Cameras use all three.
+enum class AVIIndexBase { movieWord, behindMovieWord, fileStart };
+
+// One entry of idx1.
+struct AVIIndexEntry {
+  std::string chunk;         // its name, such as "00dc"
+  std::uint64_t offset = 0;  // of the chunk's header in the file
+  std::uint32_t size = 0;    // of the chunk's data
+};
+
 // What an AVI says of itself. A header holds whatever is put here; a field left empty is filled with the
 // truth.
 struct AVIHeader {
@@ -39,7 +50,9 @@ struct AVIHeader {
   std::uint32_t scale = 1;
   unsigned videoStreams = 1;
   std::vector<AVIAudioFormat> audio = {};
-  bool textStream = false;  // one more stream, of type "txts", behind the others
+  bool textStream = false;                    // one more stream, of type "txts", behind the others
+  std::vector<std::string> dataStreams = {};  // the types of further streams behind that one, such as "mids"
+  std::string packer = {};  // not empty: who wrote the file, as text in strd, ISFT and a JUNK chunk
   AVIIndex index = AVIIndex::whole;
   std::uint32_t chunksPerRIFF = 0;  // not 0: OpenDML, with a further RIFF list after so many chunks
 
@@ -47,6 +60,17 @@ struct AVIHeader {
   std::optional<std::uint32_t> claimedRIFFSize = {};    // of the first RIFF list
   std::optional<std::uint32_t> claimedAudioScale = {};  // the divisor of the audio stream's rate
   std::optional<std::uint32_t> claimedAudioLength = {};
+  std::optional<std::uint32_t> claimedTotalFrames = {};  // in avih, where it isn't claimedFrames
+  std::optional<std::uint32_t> extendedFrames = {};      // writes OpenDML's own count (dmlh) with this number
+  std::optional<std::string> claimedCompression = {};    // biCompression; strh's handler stays videoCodec
+  std::optional<std::uint32_t> claimedMovieSize = {};    // of the first list of chunks (movi)
+  int movieSizeError = 0;                                // added to the size of the first list of chunks
+  bool padsOddChunks = true;
+  std::uint32_t alignment = 1;  // zeros behind each chunk, up to the next multiple
+  AVIIndexBase indexBase = AVIIndexBase::movieWord;
+  std::string behindIndex = {};  // bytes at the end of the first RIFF list
+  std::function<void(std::vector<AVIIndexEntry>&)> changeIndex = {};  // before idx1 is written
+  std::function<void(std::string&)> changeAudioFormat = {};           // WAVEFORMATEX, before it is written
 };
 
 // Writes a plain RIFF AVI of the kind that cameras write (Microsoft's AVI RIFF File Reference, with the
@@ -65,6 +89,21 @@ class AVIWriter {
   // A chunk of the text stream.
   void text(std::string_view bytes);
 
+  // A chunk of a data stream, counted from 0 among these. `kind` is the end of the chunk's name.
+  void data(std::string_view kind, std::string_view bytes, unsigned stream = 0);
+
+  // A video chunk whose header says `claimedSize`; the index says the truth.
+  void videoClaiming(std::uint32_t claimedSize, std::string_view bytes, unsigned stream = 0);
+
+  // A frame that is only in the index: the video stream's last chunk once more.
+  void repeatByIndex(unsigned stream = 0);
+
+  // A frame that is only in the index: an entry of 0 bytes, at the place of the next chunk.
+  void dropByIndex(unsigned stream = 0);
+
+  // Bytes between the chunks, in no index.
+  void raw(std::string_view bytes);
+
   // Where the next chunk will begin, for tests that cut or damage the file.
   std::uint64_t position() const { return position_; }
 
@@ -74,9 +113,7 @@ class AVIWriter {
  private:
   struct Entry {
     unsigned stream = 0;
-    std::string chunk;
-    std::uint64_t offset = 0;  // of the chunk's own header
-    std::uint32_t size = 0;
+    AVIIndexEntry chunk;
   };
   struct Stream {
     bool isVideo = false;
@@ -93,12 +130,15 @@ class AVIWriter {
   void patchSize(std::uint64_t sizeOffset);
   void putHeader();
   void putStream(Stream stream, const std::string& header, const std::string& format);
-  void putChunk(unsigned stream, std::string_view kind, std::string_view bytes);
+  void putChunk(unsigned stream, std::string_view kind, std::string_view bytes,
+                std::optional<std::uint32_t> claimedSize = {});
+  void addEntry(unsigned stream, const AVIIndexEntry& chunk);
   void beginRIFF(std::string_view form);
   void beginMovie();
   void endRIFF();
   void putStandardIndex(unsigned stream);
   void putOldIndex();
+  std::uint64_t indexOrigin() const;
 
   std::ofstream file_;
   AVIHeader header_;
