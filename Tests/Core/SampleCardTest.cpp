@@ -10,6 +10,7 @@
 #include <stdexcept>
 
 #include "Tests/Support/Bytes.h"
+#include "Tests/Support/IndexHonouringReader.h"
 #include "Tests/Support/JPEGCodec.h"
 #include "Tests/Support/JPEGSegments.h"
 #include "Tests/Support/TemporaryFolder.h"
@@ -74,7 +75,7 @@ class SampleCard : public testing::Test {
 };
 
 TEST_F(SampleCard, isTheSameToTheByteOnEveryMachine) {
-  EXPECT_EQ(fingerprint(card()), "176299a85b806e1bbf07bbc1fa4e3716f16bdae71ce0df52696daffb95a0311e");
+  EXPECT_EQ(fingerprint(card()), "2f2fedfdbf8715c0e197f60448a6297bbd49c7c85c5ce94b56eabc871df1414e");
 }
 
 TEST_F(SampleCard, beginsAsALargerCardOfTheSameSeed) {
@@ -236,6 +237,21 @@ TEST_F(SampleCard, hasVideosWithPCMAndADPCMSoundByTurns) {
     });
     EXPECT_EQ(frames.size(), 6U);
   }
+}
+
+TEST_F(SampleCard, hasASecondVideoThatRepeatsFramesByItsIndex) {
+  const auto shownIn = [](const std::string& name) {
+    const auto played = tests::playedAVI(readFile(card().appending("DCIM/100CHRM").appending(name)));
+    return played.value().streams.at(0).shown;
+  };
+  const std::vector<std::string> first = shownIn("MOVI0001.AVI");
+  EXPECT_EQ(std::adjacent_find(first.begin(), first.end()), first.end());
+  const std::vector<std::string> second = shownIn("MOVI0002.AVI");
+  for (const std::size_t repeated : {5U, 6U, 12U, 13U, 19U, 20U, 26U, 27U}) {
+    EXPECT_TRUE(second.at(repeated) == second.at(repeated - 1)) << repeated;
+  }
+  const Movie movie(card().appending("DCIM/100CHRM/MOVI0002.AVI"));
+  EXPECT_NEAR(movie.tracks(MediaType::video).front().duration, static_cast<double>(second.size()) / 30, 1e-6);
 }
 
 TEST(EmptySampleCard, isRecognisedAndHoldsNothing) {

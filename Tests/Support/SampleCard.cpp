@@ -38,6 +38,11 @@ constexpr int videoQuality = 60;
 constexpr unsigned framesPerSecond = 30;
 constexpr unsigned distinctFrames = 6;
 
+// Every second video is from a camera that could not keep up: its slots 5, 6, 12, 13, 19, 20, … repeat the
+// frame before, and only the index says so.
+constexpr std::string_view repeatingPacker = "GP$322 Generalplus AviPackerV3 20130103";
+constexpr bool isRepeated(unsigned slot) { return slot % 7 >= 5; }
+
 // One kind of file on the card.
 struct FileKind {
   std::string_view stem;
@@ -239,8 +244,11 @@ std::string hiss(const AVIAudioFormat& format, std::size_t units, std::uint64_t 
   return sound;
 }
 
-void writeVideo(const CardFile& file, const AVIAudioFormat& sound) {
+void writeVideo(const CardFile& file, const AVIAudioFormat& sound, bool repeatsFrames) {
   AVIHeader header{.width = 640, .height = 480, .rate = framesPerSecond, .audio = {sound}};
+  if (repeatsFrames) {
+    header.packer = repeatingPacker;
+  }
   std::vector<Bytes> pictures;
   for (unsigned index = 0; index < distinctFrames; ++index) {
     const RGBImage image = syntheticPhoto(header.width, header.height, scrambled(file.seed) + index);
@@ -252,7 +260,11 @@ void writeVideo(const CardFile& file, const AVIAudioFormat& sound) {
   const auto frames = static_cast<unsigned>(framesPerSecond + file.seed % (framesPerSecond + 1));
   std::size_t written = 0;  // PCM samples, or blocks
   for (unsigned frame = 0; frame < frames; ++frame) {
-    writer.video(characters(pictures[frame % distinctFrames]));
+    if (repeatsFrames && isRepeated(frame)) {
+      writer.repeatByIndex();
+    } else {
+      writer.video(characters(pictures[frame % distinctFrames]));
+    }
     const std::size_t due =
         std::size_t{frame + 1} * sound.sampleRate / framesPerSecond / sound.samplesPerBlock;
     if (due > written) {
@@ -298,7 +310,8 @@ void writeSampleCard(const FileURL& directory, const SampleCardOptions& options)
   }
   for (unsigned number = 1; number <= options.videos; ++number) {
     const CardFile file = place(videoKind, number);
-    writeVideo(file, number % 2 == 1 ? AVIAudioFormat::pcm16() : AVIAudioFormat::imaADPCM());
+    const bool isSecond = number % 2 == 0;
+    writeVideo(file, isSecond ? AVIAudioFormat::imaADPCM() : AVIAudioFormat::pcm16(), isSecond);
     setModificationTime(file.url, file.captured + std::chrono::seconds(2));
   }
 }

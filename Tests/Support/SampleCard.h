@@ -50,8 +50,8 @@ struct SampleCardOptions {
 
 // Makes `directory` look like the card of a KODAK Charmera camera: the folders DCIM and SPIDCIM, photos of
 // about 1 MB as DCIM/100CHRM/PICT0001.JPG and on, and videos of one to two seconds as MOVI0001.AVI and on, by
-// turns with PCM and with IMA ADPCM sound. A new folder begins after a hundred of a kind. The camera's marker
-// text stands within the first 512 bytes of each photo.
+// turns with PCM and with IMA ADPCM sound; those with ADPCM repeat frames by their index. A new folder begins
+// after a hundred of a kind. The camera's marker text stands within the first 512 bytes of each photo.
 //
 // The same options give the same bytes and modification times on every machine, and the n-th photo and video
 // of a seed are the same on a card of any size. All times are in 2026 and, as FAT keeps them, even seconds; a
