@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <utility>
@@ -90,21 +91,21 @@ class Judge {
       : bytes_(bytes), headers_(headers), walk_(walk), index_(index), url_(url), token_(token) {}
 
   std::vector<AVIAccount> decide() {
-    std::vector<AVIAccount> accounts(headers_.streams.size());
+    std::vector<std::optional<Source>> sources(headers_.streams.size());
     std::optional<std::uint32_t> totalFrames = headers_.totalFrames;
     // The streams of sound come second: they are right only where the pictures are.
-    for (std::size_t stream = 0; stream < accounts.size(); ++stream) {
+    for (std::size_t stream = 0; stream < sources.size(); ++stream) {
       if (headers_.streams[stream].kind == AVIStream::Kind::video) {
-        accounts[stream] = take(video(stream, totalFrames), stream);
+        sources[stream] = video(stream, totalFrames);
         totalFrames.reset();  // which count the frames of the first video stream
       }
     }
-    for (std::size_t stream = 0; stream < accounts.size(); ++stream) {
+    for (std::size_t stream = 0; stream < sources.size(); ++stream) {
       if (headers_.streams[stream].kind == AVIStream::Kind::sound) {
-        accounts[stream] = take(sound(stream), stream);
+        sources[stream] = sound(stream);
       }
     }
-    return accounts;
+    return take(sources);
   }
 
  private:
@@ -117,8 +118,16 @@ class Judge {
     }
   }
 
-  AVIAccount take(Source source, std::size_t stream) {
-    return std::move(source == Source::walk ? walk_.streams[stream] : (*index_)[stream]);
+  // The accounts are moved out, so this comes after every decision.
+  std::vector<AVIAccount> take(const std::vector<std::optional<Source>>& sources) {
+    std::vector<AVIAccount> accounts(sources.size());
+    for (std::size_t stream = 0; stream < sources.size(); ++stream) {
+      if (sources[stream]) {
+        accounts[stream] =
+            std::move(sources[stream] == Source::walk ? walk_.streams[stream] : (*index_)[stream]);
+      }
+    }
+    return accounts;
   }
 
   Source video(std::size_t stream, std::optional<std::uint32_t> totalFrames) {
