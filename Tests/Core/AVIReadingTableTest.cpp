@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -416,6 +418,136 @@ TEST_P(AVIReadingTable, isFollowedByTheExport) {
   ASSERT_TRUE(played);
   EXPECT_TRUE(played->streams.at(0).shown == file.shown(decision.reading));
   expectExported(file.shown(decision.reading), file.sound(decision.reading));
+}
+
+// What the table asks for beside its columns.
+class AVIReadingRules : public testing::Test {
+ protected:
+  void expectRefused() const {
+    EXPECT_FALSE(seenByMovie(source_)) << "by the feed";
+    EXPECT_FALSE(seenByAVIReading(source_)) << "by the proof";
+  }
+
+  void expectSlots(std::size_t slots) const {
+    for (const auto& seen : {seenByMovie(source_), seenByAVIReading(source_)}) {
+      ASSERT_TRUE(seen);
+      EXPECT_EQ(seen->video.at(0).size(), slots);
+    }
+  }
+
+  void write(const AVIHeader& header, const std::function<void(AVIWriter&)>& putChunks) const {
+    AVIWriter writer(source_, header);
+    putChunks(writer);
+    writer.finish();
+  }
+
+  static void putFrames(AVIWriter& writer, unsigned count) {
+    for (unsigned frame = 0; frame < count; ++frame) {
+      writer.video(jpegFrame(16, 16, frame + 1));
+    }
+  }
+
+  // Behind it no chunk can be walked to.
+  static void losePath(AVIWriter& writer) { writer.raw("\xF1\xF2\xF3\xF4\xF5\xF6\xF7\xF8"); }
+
+  TemporaryFolder folder_ = TemporaryFolder::inMemory();
+  FileURL source_ = folder_ / "source.avi";
+  const AVIHeader silent_{.width = 16, .height = 16};
+};
+
+TEST_F(AVIReadingRules, refuseHalfAnIndexOfASilentVideoThatIsCut) {
+  AVIHeader header = silent_;
+  header.index = AVIIndex::half;
+  write(header, [](AVIWriter& writer) { putFrames(writer, 8); });
+  expectSlots(8);
+  header.claimedMovieSize = 0x01000000;
+  write(header, [](AVIWriter& writer) { putFrames(writer, 8); });
+  expectRefused();
+}
+
+// As many slots by the walk, which has an empty chunk, as by the index, which repeats another frame.
+TEST_F(AVIReadingRules, refuseEqualCountsOfSlotsAtOtherFrames) {
+  AVIHeader header = silent_;
+  header.changeIndex = [](std::vector<AVIIndexEntry>& entries) {
+    std::erase_if(entries, [](const AVIIndexEntry& entry) { return entry.size == 0; });
+  };
+  header.claimedFrames = 6;
+  write(header, [](AVIWriter& writer) {
+    putFrames(writer, 2);
+    writer.video("");
+    putFrames(writer, 3);
+    writer.repeatByIndex();
+  });
+  expectRefused();
+}
+
+TEST_F(AVIReadingRules, takeTheMoviesCountWhereTheStreamsIsNoneInQuestion) {
+  AVIHeader header = silent_;
+  header.claimedFrames = 99;
+  header.claimedTotalFrames = 7;
+  const auto putRepeats = [](AVIWriter& writer) {
+    putFrames(writer, 5);
+    writer.repeatByIndex();
+    writer.repeatByIndex();
+  };
+  write(header, putRepeats);
+  expectSlots(7);
+  header.claimedTotalFrames = 5;
+  write(header, putRepeats);
+  expectRefused();
+  header.extendedFrames = 7;
+  write(header, putRepeats);
+  expectSlots(7);
+}
+
+TEST_F(AVIReadingRules, refuseSoundOfOtherSizesWhereTheWalkIsLost) {
+  AVIHeader header = silent_;
+  header.audio = {AVIAudioFormat::pcm16()};
+  const auto putChunks = [](AVIWriter& writer) {
+    putFrames(writer, 1);
+    losePath(writer);
+    writer.audio(std::string(40, 'a'));
+    putFrames(writer, 1);
+  };
+  write(header, putChunks);
+  expectSlots(2);
+  header.changeIndex = [](std::vector<AVIIndexEntry>& entries) { entries.at(1).size -= 4; };
+  write(header, putChunks);
+  expectRefused();
+}
+
+TEST_F(AVIReadingRules, refuseSoundThatTheIndexLeavesOutWhereTheWalkIsLost) {
+  AVIHeader header = silent_;
+  header.audio = {AVIAudioFormat::pcm16()};
+  const auto putChunks = [](AVIWriter& writer) {
+    for (const char sample : {'a', 'b', 'c'}) {
+      writer.videoClaiming(0x00FFFFFF, jpegFrame(16, 16, static_cast<unsigned char>(sample)));
+      writer.audio(std::string(40, sample));
+    }
+  };
+  write(header, putChunks);
+  expectSlots(3);
+  for (const std::ptrdiff_t sound : {1, 3, 5}) {
+    header.changeIndex = [sound](std::vector<AVIIndexEntry>& entries) {
+      entries.erase(entries.begin() + sound);
+    };
+    write(header, putChunks);
+    expectRefused();
+  }
+}
+
+TEST_F(AVIReadingRules, refuseEncodingsWithoutRecognisablePicturesWhereTheWalkIsLost) {
+  AVIHeader header = silent_;
+  const auto putChunks = [](AVIWriter& writer) {
+    putFrames(writer, 1);
+    losePath(writer);
+    putFrames(writer, 1);
+  };
+  write(header, putChunks);
+  expectSlots(2);
+  header.videoCodec = "XVID";
+  write(header, putChunks);
+  expectRefused();
 }
 
 INSTANTIATE_TEST_SUITE_P(ForEveryCombination, AVIReadingTable, testing::ValuesIn(allCombinations()),
