@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Tests/Support/AVIWriter.h"
+#include "Tests/Support/CameraClip.h"
 #include "Tests/Support/TestClip.h"
 #include "TolvanderCore/Platform/Movie.h"
 
@@ -56,22 +57,58 @@ std::vector<NamedClip> namedClips() {
   return clips;
 }
 
+struct NamedCameraClip {
+  std::string name;
+  CameraClip clip;
+};
+
+// Both packers' habits, with slips that don't hide each other.
+std::vector<NamedCameraClip> namedCameraClips() {
+  std::vector<NamedCameraClip> clips;
+  for (const AVIPacker packer : bothAVIPackers) {
+    CameraClip clip{.packer = packer, .slots = 5, .missing = {1, 3}, .soundRate = 240, .bufferSize = 4096};
+    clip.header.width = 16;
+    clip.header.height = 16;
+    const std::string habit = packer == AVIPacker::v20130103 ? "packer-repeats" : "packer-buffer-sizes";
+    clips.push_back({habit, clip});
+    clip.header.alignment = 4;
+    clip.header.padsOddChunks = false;
+    clip.header.indexBase = AVIIndexBase::fileStart;
+    clip.header.behindIndex = "made by a camera";
+    clip.header.dataStreams = {"dats"};
+    clip.header.movieSizeError = -4;
+    clips.push_back({habit + "-slips", clip});
+  }
+  return clips;
+}
+
+// The clip in `avi`, for each target.
+void addSeed(const FileURL& corpus, const FileURL& avi, const std::string& name) {
+  for (const char* target : {"AVIReadersFuzz", "AVIReadingFuzz", "RewrapFuzz"}) {
+    std::filesystem::copy_file(avi.path(), corpus.appending(target).appending(name + ".avi").path(),
+                               std::filesystem::copy_options::overwrite_existing);
+  }
+  const FileURL movie = corpus.appending("MovieReadBackFuzz").appending(name + ".mov");
+  std::filesystem::remove(movie.path());
+  platformMovieExporter()->exportMovie(
+      Movie(avi),
+      {.destination = movie, .creationDate = "2026-11-15T19:13:17Z", .fileLengthLimit = 1'000'000}, {});
+}
+
 void writeSeeds(const FileURL& corpus) {
-  for (const char* target : {"AVILoadFuzz", "AVIReadingFuzz", "MovieReadBackFuzz", "RewrapFuzz"}) {
+  for (const char* target : {"AVILoadFuzz", "AVIReadersFuzz", "AVIReadingFuzz", "MovieReadBackFuzz", "RewrapFuzz"}) {
     std::filesystem::create_directories(corpus.appending(target).path());
   }
+  const auto aviOf = [&](const std::string& name) {
+    return corpus.appending("AVILoadFuzz").appending(name + ".avi");
+  };
   for (const NamedClip& named : namedClips()) {
-    const FileURL avi = corpus.appending("AVILoadFuzz").appending(named.name + ".avi");
-    const FileURL movie = corpus.appending("MovieReadBackFuzz").appending(named.name + ".mov");
-    writeClip(avi, named.clip);
-    for (const char* target : {"AVIReadingFuzz", "RewrapFuzz"}) {
-      std::filesystem::copy_file(avi.path(), corpus.appending(target).appending(named.name + ".avi").path(),
-                                 std::filesystem::copy_options::overwrite_existing);
-    }
-    std::filesystem::remove(movie.path());
-    platformMovieExporter()->exportMovie(
-        Movie(avi),
-        {.destination = movie, .creationDate = "2026-11-15T19:13:17Z", .fileLengthLimit = 1'000'000}, {});
+    writeClip(aviOf(named.name), named.clip);
+    addSeed(corpus, aviOf(named.name), named.name);
+  }
+  for (const NamedCameraClip& named : namedCameraClips()) {
+    writeCameraClip(aviOf(named.name), named.clip);
+    addSeed(corpus, aviOf(named.name), named.name);
   }
 }
 

@@ -6,8 +6,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 
+#include "TolvanderCore/AVIExportProof.h"
 #include "TolvanderCore/CharmeraVideoProcessingError.h"
 #include "TolvanderCore/PayloadIdentity.h"
 #include "TolvanderCore/Platform/Movie.h"
@@ -32,8 +34,14 @@ void rewrap(const FileURL& source, const FileURL& destination) {
       {});
   precondition(std::filesystem::file_size(destination.path()) <= lengthLimit, "within the limit");
   const Movie exported(destination);
-  VideoExportProof::proveTracks(MediaType::video, movie, exported, {});
-  VideoExportProof::proveTracks(MediaType::audio, movie, exported, {});
+  const std::optional<AVIExportProof> avi = AVIExportProof::forSource(movie, {});
+  for (const MediaType type : {MediaType::video, MediaType::audio}) {
+    if (avi) {
+      avi->proveTracks(type, exported, {});
+    } else {
+      VideoExportProof::proveTracks(type, movie, exported, {});
+    }
+  }
 }
 
 }  // namespace
