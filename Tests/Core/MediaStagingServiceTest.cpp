@@ -182,10 +182,10 @@ TEST_F(Staging, repairsACharmerasJPEGInAFolderNamedAfterTheResult) {
   EXPECT_EQ(staged.captureDate, date("2026-07-01T12:00:00Z"));
 }
 
-TEST_F(Staging, datesARepairedFileByItsModificationWhereTheZoneSkipsItsTime) {
+TEST_F(Staging, datesARepairedFileByTheOffsetBeforeTheChangeWhereTheZoneSkipsItsTime) {
   const CameraMediaFile file = charmeraJPEG("DCIM/PICT0001.JPG", "2026:03:29 02:30:00");
   const auto berlin = TimeZone::named("Europe/Berlin").value();
-  EXPECT_EQ(service.prepare({file}, true, berlin).files.at(0).captureDate, file.modifiedAt);
+  EXPECT_EQ(service.prepare({file}, true, berlin).files.at(0).captureDate, date("2026-03-29T01:30:00Z"));
 }
 
 TEST_F(Staging, rewrapsACharmerasVideoOnACopyThatCarriesItsDate) {
