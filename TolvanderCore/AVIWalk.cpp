@@ -60,7 +60,7 @@ class Walker {
       const AVIChunkRole role = head ? headers_.roleOf(head->name()) : AVIChunkRole();
       const bool isData = role.kind != AVIChunkRole::Kind::noData;
       if ((head && (head->name() == "idx1" || head->name() == "RIFF")) ||
-          (end && offset >= *end && !isData)) {
+          (end && offset >= *end && dataEnd <= *end + tolerance && !isData)) {
         break;
       }
       if (!head || isMovieList(*head, offset)) {

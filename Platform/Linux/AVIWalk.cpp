@@ -78,7 +78,8 @@ class Walk {
         count();
         take(chunk, kind, offset < declaredEnd(movie));
         offset = behind(chunk);
-      } else if (kind != AVIChunkKind::samples && isNearEnd(declaredEnd(movie), offset)) {
+      } else if (kind != AVIChunkKind::samples && offset >= declaredEnd(movie) &&
+                 isNearEnd(declaredEnd(movie), offset)) {
         break;
       } else {
         return lose();
