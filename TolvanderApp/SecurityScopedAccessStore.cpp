@@ -49,7 +49,8 @@ std::vector<SecurityScopedAccessStore::RenewedBookmark> SecurityScopedAccessStor
 
   for (auto entry = entries_.begin(); entry != entries_.end();) {
     const auto profile = std::ranges::find(wanted, entry->first, &DeviceProfile::id);
-    const bool isGood = profile != wanted.end() && bookmarks_.isStillThere(entry->second.bookmark, entry->second.url) &&
+    const bool isGood = profile != wanted.end() &&
+                        bookmarks_.isStillThere(entry->second.bookmark, entry->second.url) &&
                         entry->second.bookmark == (*profile)->securityScopedBookmark;
     if (isGood) {
       ++entry;

@@ -96,7 +96,8 @@ void addSeed(const FileURL& corpus, const FileURL& avi, const std::string& name)
 }
 
 void writeSeeds(const FileURL& corpus) {
-  for (const char* target : {"AVILoadFuzz", "AVIReadersFuzz", "AVIReadingFuzz", "MovieReadBackFuzz", "RewrapFuzz"}) {
+  for (const char* target :
+       {"AVILoadFuzz", "AVIReadersFuzz", "AVIReadingFuzz", "MovieReadBackFuzz", "RewrapFuzz"}) {
     std::filesystem::create_directories(corpus.appending(target).path());
   }
   const auto aviOf = [&](const std::string& name) {

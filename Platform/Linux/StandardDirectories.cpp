@@ -49,7 +49,8 @@ std::optional<FileURL> homeFolder() {
   return home ? home : homeFromUserDatabase();
 }
 
-// A base directory (XDG Base Directory, freedesktop.org): as the variable says, or else below the user's home.
+// A base directory (XDG Base Directory, freedesktop.org): as the variable says, or else below the user's
+// home.
 std::optional<FileURL> baseDirectory(const char* variable, std::string_view belowHome) {
   if (auto named = folderFromEnvironment(variable)) {
     return named;

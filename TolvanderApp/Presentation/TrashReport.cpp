@@ -126,9 +126,7 @@ Alert putBackQuestion(std::int64_t count, const std::string& cameraName) {
 
 std::string nothingInTrashText() { return "No camera file lies in the Trash.\n"; }
 
-std::string nothingInConnectedTrashText() {
-  return "No connected camera has files of ours in its Trash.\n";
-}
+std::string nothingInConnectedTrashText() { return "No connected camera has files of ours in its Trash.\n"; }
 
 std::string notInTrashText(const TrashReport::Filenames& filenames) {
   std::string names;

@@ -96,12 +96,12 @@ struct MovieSampleBuffer {
 // descriptor. Immutable; safe on several threads at once.
 //
 // Two tracks of one kind are two tracks, in the order of the file. Tracks that are neither video nor audio
-// (subtitles, timecode, data) are not looked at. Documentation/avi.md says which frames and sound an AVI holds
-// where its structures contradict each other.
+// (subtitles, timecode, data) are not looked at. Documentation/avi.md says which frames and sound an AVI
+// holds where its structures contradict each other.
 class Movie {
  public:
-  // Reads through the whole file once, in memory of a few frames and at most 64 MiB for the places of an AVI's
-  // chunks, and checks for cancellation at each read. Throws PosixError where the file can't be opened,
+  // Reads through the whole file once, in memory of a few frames and at most 64 MiB for the places of an
+  // AVI's chunks, and checks for cancellation at each read. Throws PosixError where the file can't be opened,
   // MovieError::unreadable where it is no such movie, breaks off, is an AVI whose structures give no one
   // reading, has sound that can't be told, or can't be read to its end, and CancellationError.
   explicit Movie(const FileURL& url, const CancellationToken& token = {});
