@@ -40,8 +40,12 @@ class CameraVideoSync : public CommandLine {
 
   void add(AVIPacker packer, const AVISlip& slip) {
     const auto number = static_cast<unsigned>(videos_.size());
-    CameraClip clip{
-        .packer = packer, .slots = slots, .missing = {2, 3, 7, 11}, .bufferSize = 8192, .seed = number};
+    CameraClip clip;
+    clip.packer = packer;
+    clip.slots = slots;
+    clip.missing = {2, 3, 7, 11};
+    clip.bufferSize = 8192;
+    clip.seed = number;
     clip.soundRate = number % 2 == 0 ? 22'050 : 32'000;
     slip.make(clip);
     CardVideo video{std::string(habitOf(packer)) + ", " + slip.name,
