@@ -42,7 +42,7 @@ class JPEGSegmentReader {
   // What to do with bytes between two segments that begin no marker.
   enum class Garbage { refused, skipped };
 
-  // Throws malformedJPEG where no start-of-image marker stands at the start of `data`, which must outlive the
+  // Throws malformedJPEG where no start-of-image marker is at the start of `data`, which must outlive the
   // reader.
   explicit JPEGSegmentReader(std::span<const std::byte> data, const CancellationToken& token = {},
                              Garbage garbage = Garbage::refused);

@@ -20,7 +20,7 @@ struct ObjectPath {
 
 class BusVariant;
 
-// The signature of a C++ type on the bus (D-Bus Specification, "Type System"). Other types don't compile.
+// The signature of a C++ type on the bus (freedesktop.org D-Bus, "Type System"). Other types don't compile.
 template <typename T>
 struct BusType;
 
