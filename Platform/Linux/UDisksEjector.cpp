@@ -74,7 +74,7 @@ class Conversation {
         mounted.push_back(path);
       }
     }
-    std::ranges::stable_partition(mounted, [&](const auto& path) { return path == first; });
+    std::stable_partition(mounted.begin(), mounted.end(), [&](const auto& path) { return path == first; });
     return mounted;
   }
 

@@ -1,7 +1,6 @@
 #include "TolvanderApp/Presentation/LogReport.h"
 
 #include <fstream>
-#include <ranges>
 #include <span>
 
 #include "TolvanderApp/Presentation/Wording.h"
@@ -50,8 +49,8 @@ LogReport LogReport::of(const DiagnosticLog& log) {
       report.files.push_back(file);
     }
   }
-  for (const FileURL& file : std::views::reverse(report.files)) {
-    std::ifstream stream(file.path());
+  for (auto file = report.files.rbegin(); file != report.files.rend(); ++file) {
+    std::ifstream stream(file->path());
     for (std::string line; std::getline(stream, line);) {
       if (isEvent(line)) {
         report.lines.push_back(line);
