@@ -7,6 +7,8 @@
 #include "Platform/Linux/PhotoLibrary/CatalogueSchema.h"
 #include "Platform/Linux/PhotoLibrary/Database.h"
 #include "Tests/Support/EmbeddedLibrary.h"
+#include "TolvanderCore/FileFingerprinter.h"
+#include "TolvanderCore/FileOperations.h"
 
 namespace tolvander::tests {
 namespace {
@@ -76,6 +78,33 @@ TEST_F(CatalogueFile, ofTheFirstVersionIsUpgradedWithAllItHolds) {
   EXPECT_EQ(catalogueVersion(database), newestCatalogueVersion);
 }
 
+TEST_F(CatalogueFile, ofTheSecondVersionIsUpgradedWithoutHashesOfItsOriginals) {
+  make(2);
+  change(
+      "INSERT INTO assets VALUES (7, 'asset', 1, 1000000000, 640, 480, 0.0);"
+      "INSERT INTO resources VALUES (7, 0, 0, 'b.jpg', 'Originals/b.jpg', 'originals/b.jpg', 5);");
+  EmbeddedPhotoLibrary library(root, noPatience);
+  ASSERT_TRUE(importPictures(library, {picture}).success);
+  Catalogue catalogue(file, noPatience);
+  EXPECT_EQ(catalogue.resource("asset", 0), (CataloguedResource{.type = app::PhotosResourceType::photo,
+                                                                .originalFilename = "b.jpg",
+                                                                .path = "Originals/b.jpg",
+                                                                .byteCount = 5}));
+}
+
+TEST_F(CatalogueFile, keepsTheHashOfEachOriginalAndItsDateAtThatTime) {
+  make(newestCatalogueVersion);
+  EmbeddedPhotoLibrary library(root, noPatience);
+  // Longer than what is copied at a time.
+  writeFile(picture, std::string(3'000'000, 'x') + "end");
+  setContentModificationDate(picture, day(-100));
+  ASSERT_TRUE(importPictures(library, {picture}).success);
+  const auto asset = library.fetchAssets(app::PhotosFetchOptions{}).at(0);
+  Catalogue catalogue(file, noPatience);
+  EXPECT_EQ(catalogue.resource(asset.localIdentifier, 0).value().content,
+            (CataloguedContent{.sha256 = FileFingerprinter::sha256(picture), .modified = day(-100)}));
+}
+
 TEST_F(CatalogueFile, thatIsEmptyIsMade) {
   writeFile(file, "");
   EmbeddedPhotoLibrary library(root, noPatience);
@@ -87,7 +116,8 @@ TEST_F(CatalogueFile, ofANewerVersionIsRefusedAndLeftAsItIs) {
   make(newestCatalogueVersion);
   change("PRAGMA user_version=17");
   const std::string before = readFile(file);
-  EXPECT_EQ(refusal(), "the photo library has version 17, and this program knows versions up to 2");
+  EXPECT_EQ(refusal(), "the photo library has version 17, and this program knows versions up to " +
+                           std::to_string(newestCatalogueVersion));
   EXPECT_EQ(readFile(file), before);
 }
 

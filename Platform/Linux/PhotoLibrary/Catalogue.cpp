@@ -38,7 +38,7 @@ PhotosResourceType resourceTypeFrom(std::int64_t number) {
 }
 
 #define ASSET_COLUMNS "identifier, creation_date, media_type, pixel_width, pixel_height, duration"
-#define RESOURCE_COLUMNS "type, original_filename, path, byte_count"
+#define RESOURCE_COLUMNS "type, original_filename, path, byte_count, sha256, modified"
 
 PhotosAsset assetFrom(const Rows& rows) {
   return {.localIdentifier = rows.text(0),
@@ -49,11 +49,20 @@ PhotosAsset assetFrom(const Rows& rows) {
           .duration = rows.real(5)};
 }
 
+// Both columns have a value or neither has. A catalogue that says otherwise is not believed.
+std::optional<CataloguedContent> contentFrom(const Rows& rows, int sha256, int modified) {
+  if (rows.isNull(sha256) || rows.isNull(modified)) {
+    return std::nullopt;
+  }
+  return CataloguedContent{.sha256 = rows.text(sha256), .modified = dateFrom(rows.integer(modified))};
+}
+
 CataloguedResource resourceFrom(const Rows& rows) {
   return {.type = resourceTypeFrom(rows.integer(0)),
           .originalFilename = rows.text(1),
           .path = rows.text(2),
-          .byteCount = rows.integer(3)};
+          .byteCount = rows.integer(3),
+          .content = contentFrom(rows, 4, 5)};
 }
 
 void append(Rows&& rows, std::vector<PhotosAsset>& assets) {
@@ -253,11 +262,14 @@ void Catalogue::insertAsset(const PhotosAsset& asset, const CataloguedResource& 
   database_.execute("INSERT INTO assets (" ASSET_COLUMNS ") VALUES (?, ?, ?, ?, ?, ?)",
                     std::string_view(asset.localIdentifier), date, static_cast<std::int64_t>(asset.mediaType),
                     asset.pixelWidth, asset.pixelHeight, asset.duration);
+  const auto sha256 =
+      original.content ? std::optional<std::string_view>(original.content->sha256) : std::nullopt;
+  const auto modified = original.content ? std::optional(stored(original.content->modified)) : std::nullopt;
   database_.execute("INSERT INTO resources (asset, position, path_key, " RESOURCE_COLUMNS
-                    ") VALUES (?, 0, ?, ?, ?, ?, ?)",
+                    ") VALUES (?, 0, ?, ?, ?, ?, ?, ?, ?)",
                     database_.lastInsertedRow(), std::string_view(originalNameKey(original.path)),
                     static_cast<std::int64_t>(original.type), std::string_view(original.originalFilename),
-                    std::string_view(original.path), original.byteCount);
+                    std::string_view(original.path), original.byteCount, sha256, modified);
 }
 
 void Catalogue::insertAlbum(const PhotosAlbum& album) {

@@ -13,12 +13,22 @@
 
 namespace tolvander::platform::linux_ {
 
+// What an original held when it was hashed.
+struct CataloguedContent {
+  std::string sha256;  // 64 lower-case hexadecimal digits
+  Date modified;       // the file's modification date at that time, as its file system keeps it
+
+  friend bool operator==(const CataloguedContent&, const CataloguedContent&) = default;
+};
+
 // One file of an asset, as the catalogue knows it.
 struct CataloguedResource {
   app::PhotosResourceType type = app::PhotosResourceType::other;
   std::string originalFilename;
   std::string path;  // relative to the library's folder
   std::int64_t byteCount = 0;
+  // Absent of a file that came with a version of the catalogue that had no hashes, until it is hashed.
+  std::optional<CataloguedContent> content = std::nullopt;
 
   friend bool operator==(const CataloguedResource&, const CataloguedResource&) = default;
 };

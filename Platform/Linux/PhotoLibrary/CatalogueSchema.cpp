@@ -56,6 +56,10 @@ CREATE TABLE placements (
   byte_count INTEGER NOT NULL,
   modified INTEGER NOT NULL
 ) STRICT, WITHOUT ROWID;
+)",
+    R"(
+ALTER TABLE resources ADD COLUMN sha256 TEXT;
+ALTER TABLE resources ADD COLUMN modified INTEGER;
 )"};
 
 std::int64_t number(Database& database, std::string_view sql) {

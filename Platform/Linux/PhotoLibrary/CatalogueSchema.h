@@ -8,10 +8,12 @@ namespace tolvander::platform::linux_ {
 //
 // 1  assets, their resources, albums, memberships
 // 2  placements: which names are about to be given to files whose assets aren't catalogued yet
+// 3  resources: the SHA-256 of each (64 lower-case hexadecimal digits) and its modification date when it was
+//    hashed, both null where it was never hashed; its size was byte_count then
 //
 // Instants are nanoseconds since 1970, durations seconds, paths relative to the library's folder. The numbers
 // of types are those of PhotosMediaType and PhotosResourceType.
-constexpr int newestCatalogueVersion = 2;
+constexpr int newestCatalogueVersion = 3;
 
 // 0 of a file in which nothing is yet. Reads only. Throws PhotosPlatformError of a catalogue that somebody
 // newer wrote, or a file that is something else, and DatabaseError.

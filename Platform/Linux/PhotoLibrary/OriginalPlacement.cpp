@@ -12,11 +12,14 @@
 #include <exception>
 #include <memory>
 #include <set>
+#include <span>
 #include <utility>
 
 #include "Platform/Linux/PhotoLibrary/OriginalNames.h"
 #include "Platform/Linux/PhotoLibrary/OriginalProperties.h"
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
+#include "TolvanderCore/FileFingerprinter.h"
+#include "TolvanderCore/Platform/SHA256.h"
 #include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
@@ -64,25 +67,31 @@ void writeAll(const Descriptor& file, const char* bytes, std::size_t size, const
   }
 }
 
-// Shares the source's blocks where the file system can do that, or else copies them.
-void copyContent(const Descriptor& source, const Descriptor& copy, const FileURL& url) {
-  if (ioctl(copy.number(), FICLONE, source.number()) == 0) {
-    return;
-  }
+// Shares the source's blocks where the file system can do that, or else copies them. Returns the SHA-256 of
+// the copy: of the bytes that are written, or, where none are, of those that the copy shares.
+std::string copyContent(const Descriptor& source, const Descriptor& copy, const FileURL& url) {
+  const bool isShared = ioctl(copy.number(), FICLONE, source.number()) == 0;
+  const Descriptor& content = isShared ? copy : source;
   constexpr std::size_t bufferSize = std::size_t{1} << 20U;
   const auto buffer = std::make_unique<char[]>(bufferSize);
+  SHA256 hash;
   while (true) {
-    const ssize_t count = uninterrupted([&] { return read(source.number(), buffer.get(), bufferSize); });
+    const ssize_t count = uninterrupted([&] { return read(content.number(), buffer.get(), bufferSize); });
     if (count < 0) {
       throw PosixError(errno, "read", url);
     }
     if (count == 0) {
       break;
     }
-    writeAll(copy, buffer.get(), static_cast<std::size_t>(count), url);
+    const auto size = static_cast<std::size_t>(count);
+    hash.update(std::as_bytes(std::span(buffer.get(), size)));
+    if (!isShared) {
+      writeAll(copy, buffer.get(), size, url);
+    }
   }
   // Lets the device begin with it while the next file is copied. A hint; fsync alone counts.
   sync_file_range(copy.number(), 0, 0, SYNC_FILE_RANGE_WRITE);
+  return FileFingerprinter::text(hash.finish());
 }
 
 // The copy is as old as its source.
@@ -159,7 +168,7 @@ OriginalPlacement::File OriginalPlacement::copy(const NewOriginal& original, con
   if (!file.copy) {
     throw PosixError(errno, "create", url);
   }
-  copyContent(source, file.copy, url);
+  std::string sha256 = copyContent(source, file.copy, url);
   const Date fileDate = takeOverDate(source, file.copy, url);
 
   const OriginalProperties properties = originalProperties(url, original.type, zone_);
@@ -176,7 +185,9 @@ OriginalPlacement::File OriginalPlacement::copy(const NewOriginal& original, con
                    .resource = {.type = isFilm ? PhotosResourceType::video : PhotosResourceType::photo,
                                 .originalFilename = filename,
                                 .path = {},
-                                .byteCount = file.placement.byteCount}};
+                                .byteCount = file.placement.byteCount,
+                                .content = CataloguedContent{.sha256 = std::move(sha256),
+                                                             .modified = file.placement.modified}}};
   file.folder = folderOfDay(created, zone_);
   file.name = originalName(filename);
   return file;
