@@ -65,6 +65,8 @@ TEST_F(CatalogueFile, ofTheFirstVersionIsUpgradedWithAllItHolds) {
       "INSERT INTO assets VALUES (7, 'asset', 1, 1000000000, 640, 480, 0.0);"
       "INSERT INTO resources VALUES (7, 0, 0, 'a.jpg', 'Originals/a.jpg', 'originals/a.jpg', 5);"
       "INSERT INTO albums VALUES (3, 'album', 'Album'); INSERT INTO memberships VALUES (1, 3, 7);");
+  writeFile(root.appending("Originals/a.jpg"), "12345");
+  const std::string before = readFile(file);
   EmbeddedPhotoLibrary library(root, noPatience);
   const app::PhotosAsset expected{.localIdentifier = "asset",
                                   .creationDate = dateSince1970(1),
@@ -73,6 +75,8 @@ TEST_F(CatalogueFile, ofTheFirstVersionIsUpgradedWithAllItHolds) {
                                   .pixelHeight = 480};
   EXPECT_EQ(library.fetchAssets(app::PhotosFetchOptions{}), std::vector{expected});
   EXPECT_EQ(library.fetchAssets(library.fetchAlbums("Album").at(0)), std::vector{expected});
+  EXPECT_EQ(readAndWait(library, library.assetResources(expected).at(0)).bytes, "12345");
+  EXPECT_EQ(readFile(file), before) << "looking changes nothing";
   EXPECT_TRUE(importPictures(library, {picture}).success);
   Database database(file, Database::Opening::existing, noPatience);
   EXPECT_EQ(catalogueVersion(database), newestCatalogueVersion);
@@ -83,6 +87,7 @@ TEST_F(CatalogueFile, ofTheSecondVersionIsUpgradedWithoutHashesOfItsOriginals) {
   change(
       "INSERT INTO assets VALUES (7, 'asset', 1, 1000000000, 640, 480, 0.0);"
       "INSERT INTO resources VALUES (7, 0, 0, 'b.jpg', 'Originals/b.jpg', 'originals/b.jpg', 5);");
+  writeFile(root.appending("Originals/b.jpg"), "12345");
   EmbeddedPhotoLibrary library(root, noPatience);
   ASSERT_TRUE(importPictures(library, {picture}).success);
   Catalogue catalogue(file, noPatience);
@@ -208,16 +213,76 @@ TEST_F(CatalogueFile, assetsWithoutADateAreOlderThanAllOthersAndInNoWindow) {
   }
   transaction.commit();
   using Order = app::PhotosFetchOptions::Order;
+  const auto areThere = [](const std::string&, std::int64_t) { return true; };
   const auto inOrder = [&](Order order) {
     std::string names;
-    for (const auto& asset : catalogue.assets({.creationDates = {}, .order = order})) {
+    for (const auto& asset : catalogue.assets({.creationDates = {}, .order = order}, areThere)) {
       names += asset.localIdentifier + " ";
     }
     return names;
   };
   EXPECT_EQ(inOrder(Order::creationDateAscending), "none first last ");
   EXPECT_EQ(inOrder(Order::creationDateDescending), "last first none ");
-  EXPECT_EQ(catalogue.assets({.creationDates = {{.from = Date::min(), .to = Date::max()}}}).size(), 2U);
+  EXPECT_EQ(catalogue.assets({.creationDates = {{.from = Date::min(), .to = Date::max()}}}, areThere).size(),
+            2U);
+}
+
+// A picture each day.
+class CatalogueOfDays : public CatalogueFile {
+ protected:
+  CatalogueOfDays() {
+    make(newestCatalogueVersion);
+    catalogue.emplace(file, noPatience);
+    auto transaction = catalogue->change();
+    for (int number = 0; number < 6; ++number) {
+      const std::string name = std::to_string(number);
+      catalogue->insertAsset({.localIdentifier = name, .creationDate = day(number)},
+                             {.originalFilename = name, .path = "Originals/" + name});
+    }
+    transaction.commit();
+  }
+
+  static std::string namesOf(const std::vector<app::PhotosAsset>& assets) {
+    std::string names;
+    for (const auto& asset : assets) {
+      names += asset.localIdentifier;
+    }
+    return names;
+  }
+
+  // Passes all but the first two, and notes what it was asked about.
+  Catalogue::OriginalTest test() {
+    asked.clear();
+    return [this](const std::string& path, std::int64_t) {
+      asked += path.back();
+      return path.back() > '1';
+    };
+  }
+
+  std::optional<Catalogue> catalogue;
+  std::string asked;
+};
+
+TEST_F(CatalogueOfDays, aLimitCountsOnlyAssetsThatAreThere) {
+  EXPECT_EQ(namesOf(catalogue->assets({.creationDates = {}, .fetchLimit = 2}, test())), "23");
+  EXPECT_EQ(asked, "0123") << "nothing else is looked at";
+  EXPECT_EQ(namesOf(catalogue->assets({.creationDates = {{.from = day(1), .to = day(4)}}, .fetchLimit = 3},
+                                      test())),
+            "234");
+  EXPECT_EQ(asked, "1234");
+  EXPECT_EQ(namesOf(catalogue->assets({.creationDates = {},
+                                       .order = app::PhotosFetchOptions::Order::creationDateDescending,
+                                       .fetchLimit = 3},
+                                      test())),
+            "543");
+  EXPECT_EQ(asked, "543");
+}
+
+TEST_F(CatalogueOfDays, onlyTheAssetsThatAreAskedForAreLookedAt) {
+  EXPECT_EQ(namesOf(catalogue->assets(std::vector<std::string>{"4", "0", "4", "none"}, test())), "4");
+  EXPECT_EQ(asked, "40");
+  catalogue->albumsWithCounts(test());
+  EXPECT_EQ(asked, "");
 }
 
 }  // namespace

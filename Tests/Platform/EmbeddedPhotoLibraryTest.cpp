@@ -8,6 +8,8 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <optional>
 #include <set>
 
 #include "Platform/Linux/PhotoLibrary/Database.h"
@@ -36,6 +38,16 @@ using platform::linux_::Placement;
 using Case = app::PhotosPlatformError::Case;
 
 constexpr std::chrono::milliseconds noPatience(0);
+
+template <typename Operation>
+std::optional<Case> caseOfThrown(Operation operation) {
+  try {
+    operation();
+  } catch (const app::PhotosPlatformError&) {
+    return caseOf(std::current_exception());
+  }
+  return std::nullopt;
+}
 
 std::string textOf(const std::exception_ptr& error) {
   if (!error) {
@@ -85,6 +97,20 @@ class EmbeddedLibrary : public testing::Test {
   void changeCatalogue(const std::string& sql) const {
     Database database(root.appending("Library.sqlite"), Database::Opening::existing, noPatience);
     database.run(sql);
+  }
+
+  static void lookAtEverything(EmbeddedPhotoLibrary& library) {
+    library.fetchAssets(app::PhotosFetchOptions{});
+    library.fetchAlbums(std::nullopt);
+    library.albumsWithCounts();
+    listedFiles(library);
+    library.verify();
+  }
+
+  static void change(EmbeddedPhotoLibrary& library) {
+    const ChangeResult result =
+        changeAndWait(library, [](app::PhotosChanges& changes) { changes.creationRequestForAlbum("Later"); });
+    EXPECT_TRUE(result.success);
   }
 
   DataResult readOnly(EmbeddedPhotoLibrary& library) {
@@ -199,39 +225,189 @@ TEST_F(EmbeddedLibrary, theNameOfAFileThatTheUserMovedAwayStaysTaken) {
   EXPECT_EQ(filesOfLibrary(), std::set{dayFolder(day(0)) + "/PICT0001 2.JPG"});
 }
 
-TEST_F(EmbeddedLibrary, anOriginalThatIsNotThereIsNotLocal) {
-  const auto library = open();
-  importPictures(*library, {file("PICT0001.JPG")});
-  const FileURL original(listedFiles(*library).at(0));
-  fs::remove(original.path());
-  const DataResult deleted = readOnly(*library);
-  EXPECT_EQ(caseOf(deleted.error), Case::networkAccessRequired);
-  EXPECT_TRUE(deleted.bytes.empty());
-  fs::rename(root.appending("Originals").path(), (folder_ / "Elsewhere").path());
-  EXPECT_EQ(caseOf(readOnly(*library).error), Case::networkAccessRequired);
-}
-
 TEST_F(EmbeddedLibrary, theCodeOfWhatIsNotLocalIsTheOneThatTheProgramKnows) {
   const app::PhotosPlatformError error(Case::networkAccessRequired, "");
   EXPECT_EQ(error.domain(), "PHPhotosErrorDomain");
   EXPECT_EQ(error.code(), 3164);
 }
 
-TEST_F(EmbeddedLibrary, anOriginalThatTheUserEditedReadsAsItIsNow) {
-  const auto library = open();
-  importPictures(*library, {file("PICT0001.JPG", "before")});
-  writeFile(FileURL(listedFiles(*library).at(0)), "and after the edit");
-  const DataResult result = readOnly(*library);
-  EXPECT_FALSE(result.error);
-  EXPECT_EQ(result.bytes, "and after the edit");
+// Two pictures in an album; then people do something to the file of one of them.
+class Presence : public EmbeddedLibrary {
+ protected:
+  using Edit = std::function<void(const FileURL& original)>;
+
+  Presence() {
+    changeAndWait(*library, [](app::PhotosChanges& changes) { changes.creationRequestForAlbum("Album"); });
+    album = library->fetchAlbums("Album").at(0);
+    importPictures(*library, {file("a.jpg", "picture"), file("b.jpg", "another")}, album);
+    assets = library->fetchAssets(album);
+    resource = library->assetResources(assets.at(0)).at(0);
+  }
+
+  // Every way of asking, each of which has to give the same answer.
+  void expectInLibrary(const std::vector<app::PhotosAsset>& expected) {
+    std::vector<std::string> identifiers;
+    for (const auto& asset : expected) {
+      identifiers.push_back(asset.localIdentifier);
+    }
+    EXPECT_EQ(library->fetchAssets(app::PhotosFetchOptions{}), expected);
+    EXPECT_EQ(library->fetchAssets({.creationDates = {{.from = day(-1), .to = day(1)}}}), expected);
+    EXPECT_EQ(library->fetchAssets(std::vector{assets.at(0).localIdentifier, assets.at(1).localIdentifier}),
+              expected);
+    EXPECT_EQ(library->fetchAssets(album), expected);
+    EXPECT_EQ(library->albumsWithCounts().at(0).assetCount, static_cast<std::int64_t>(expected.size()));
+    std::vector<app::PhotosAsset> listed;
+    library->forEachAsset([&](const platform::linux_::ListedAsset& asset) {
+      listed.push_back(asset.asset);
+      return true;
+    });
+    EXPECT_EQ(listed, expected);
+  }
+
+  DataResult read() { return readAndWait(*library, resource); }
+
+  const std::unique_ptr<EmbeddedPhotoLibrary> library = open();
+  app::PhotosAlbum album;
+  std::vector<app::PhotosAsset> assets;
+  app::PhotosAssetResource resource;  // of the first
+  const FileURL day0 = root.appending(dayFolder(day(0)));
+  const FileURL original = day0.appending("a.jpg");
+};
+
+// The original is no longer what was imported.
+struct Loss {
+  const char* name;
+  std::function<void(const FileURL& original)> happen;
+};
+
+class LostOriginal : public Presence, public testing::WithParamInterface<Loss> {};
+
+TEST_P(LostOriginal, isNoLongerInTheLibrary) {
+  expectInLibrary(assets);
+  GetParam().happen(original);
+  expectInLibrary({assets.at(1)});
+  const DataResult result = read();
+  EXPECT_EQ(caseOf(result.error), Case::identifierNotFound);
+  EXPECT_TRUE(result.bytes.empty());
 }
 
-TEST_F(EmbeddedLibrary, streamsInChunksOfAQuarterMebibyte) {
-  const auto library = open();
-  importPictures(*library, {file("a.jpg", std::string(600 * 1024, 'x'))});
-  const DataResult result = readOnly(*library);
-  EXPECT_EQ(result.chunks, 3U);
-  EXPECT_EQ(result.bytes.size(), 600U * 1024);
+void putLink(const FileURL& link, const FileURL& target) {
+  fs::remove(link.path());
+  fs::create_symlink(target.path(), link.path());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , LostOriginal,
+    testing::Values(Loss{"deleted", [](const FileURL& url) { fs::remove(url.path()); }},
+                    Loss{"cutToNothing", [](const FileURL& url) { fs::resize_file(url.path(), 0); }},
+                    Loss{"cutByAByte", [](const FileURL& url) { fs::resize_file(url.path(), 6); }},
+                    Loss{"longer", [](const FileURL& url) { writeFile(url, "picture, edited"); }},
+                    Loss{"renamed", [](const FileURL& url) { fs::rename(url.path(), url.path() + "~"); }},
+                    Loss{"aFolder",
+                         [](const FileURL& url) {
+                           fs::remove(url.path());
+                           fs::create_directory(url.path());
+                         }},
+                    Loss{"aPipe",
+                         [](const FileURL& url) {
+                           fs::remove(url.path());
+                           ASSERT_EQ(mkfifo(url.path().c_str(), 0600), 0);
+                         }},
+                    Loss{"aLinkToAFileOfAnotherSize",
+                         [](const FileURL& url) {
+                           writeFile(FileURL(url.path() + ".other"), "other");
+                           putLink(url, FileURL(url.path() + ".other"));
+                         }},
+                    Loss{"aLinkToAFolder", [](const FileURL& url) { putLink(url, FileURL("/tmp")); }}),
+    [](const auto& loss) { return loss.param.name; });
+
+TEST_F(Presence, endsWithTheFolderOfTheOriginal) {
+  fs::remove_all(day0.path());
+  expectInLibrary({});
+  writeFile(day0, "a file where the folder was");
+  expectInLibrary({});
+}
+
+TEST_F(Presence, comesBackWithTheOriginal) {
+  fs::rename(original.path(), (folder_ / "away.jpg").path());
+  expectInLibrary({assets.at(1)});
+  fs::rename((folder_ / "away.jpg").path(), original.path());
+  expectInLibrary(assets);
+}
+
+TEST_F(Presence, needsEveryOriginalOfTheAsset) {
+  changeCatalogue(
+      "INSERT INTO resources (asset, position, type, original_filename, path, path_key, byte_count)"
+      " SELECT asset, 1, type, 'c.jpg', 'Originals/c.jpg', 'originals/c.jpg', 5 FROM resources"
+      " WHERE original_filename = 'a.jpg'");
+  expectInLibrary({assets.at(1)});
+  writeFile(root.appending("Originals/c.jpg"), "12345");
+  expectInLibrary(assets);
+}
+
+TEST_F(Presence, ofAnOriginalThatWasEditedWithoutChangingItsSizeRemains) {
+  writeFile(original, "PICTURE");
+  expectInLibrary(assets);
+  EXPECT_EQ(read().bytes, "PICTURE");
+}
+
+TEST_F(Presence, isSeenThroughALinkInTheOriginalsPlace) {
+  fs::rename(original.path(), (folder_ / "elsewhere.jpg").path());
+  putLink(original, folder_ / "elsewhere.jpg");
+  expectInLibrary(assets);
+  EXPECT_EQ(read().bytes, "picture");
+}
+
+TEST_F(Presence, isSeenThroughLinkedFolders) {
+  fs::create_directory((folder_ / "Disk").path());
+  for (const std::string& name : {dayFolder(day(0)), std::string("Originals")}) {
+    const FileURL moved = folder_ / ("Disk/" + std::to_string(name.size()));
+    fs::rename(root.appending(name).path(), moved.path());
+    fs::create_directory_symlink(moved.path(), root.appending(name).path());
+    expectInLibrary(assets);
+    EXPECT_EQ(read().bytes, "picture");
+  }
+}
+
+TEST_F(Presence, isNotLocalWhereALinkLeadsNowhere) {
+  putLink(original, FileURL("/nowhere/a.jpg"));
+  expectInLibrary(assets);
+  EXPECT_EQ(caseOf(read().error), Case::networkAccessRequired);
+  putLink(original, original);
+  expectInLibrary(assets);
+  EXPECT_EQ(caseOf(read().error), Case::invalidResource) << "a link to itself";
+}
+
+TEST_F(Presence, isNotLocalWhereTheFolderIsALinkThatLeadsNowhere) {
+  fs::remove_all(day0.path());
+  fs::create_directory_symlink("/nowhere", day0.path());
+  expectInLibrary(assets);
+  EXPECT_EQ(caseOf(read().error), Case::networkAccessRequired);
+}
+
+TEST_F(Presence, isNotToldWhereTheFolderOfOriginalsCannotBeRead) {
+  const FileURL originals = root.appending("Originals");
+  fs::rename(originals.path(), (folder_ / "Elsewhere").path());
+  for (const bool isLink : {false, true}) {
+    if (isLink) {
+      fs::create_directory_symlink("/nowhere", originals.path());
+    }
+    EXPECT_EQ(caseOfThrown([&] { library->fetchAssets(app::PhotosFetchOptions{}); }),
+              Case::networkAccessRequired);
+    EXPECT_EQ(caseOfThrown([&] { library->fetchAssets(std::vector{assets.at(0).localIdentifier}); }),
+              Case::networkAccessRequired);
+    EXPECT_EQ(caseOfThrown([&] { library->fetchAssets(album); }), Case::networkAccessRequired);
+    EXPECT_EQ(caseOf(read().error), Case::networkAccessRequired);
+    EXPECT_TRUE(library->fetchAssets({.creationDates = {{.from = day(5), .to = day(6)}}}).empty());
+    const ChangeResult result = importPictures(*library, {file("c.jpg")});
+    EXPECT_FALSE(result.success);
+    EXPECT_EQ(caseOf(result.error), Case::networkAccessRequired);
+    EXPECT_FALSE(fs::exists(originals.path())) << "or all pictures would count as deleted";
+  }
+  fs::remove(originals.path());
+  fs::create_directory(originals.path());  // says that they were deleted on purpose
+  expectInLibrary({});
+  EXPECT_TRUE(importPictures(*library, {file("c.jpg")}).success);
 }
 
 // A catalogue that somebody else has made up reaches nothing outside the library.
@@ -242,11 +418,11 @@ TEST_P(HostileCatalogue, reachesNothing) {
   writeFile(folder_ / "Pictures/secret", "secret");
   writeFile(root.appending("secret"), "secret");
   importPictures(*library, {file("a.jpg")});
-  fs::create_symlink((folder_ / "Pictures/secret").path(), root.appending("Originals/link").path());
-  fs::create_directory_symlink((folder_ / "Pictures").path(), root.appending("Originals/folder").path());
+  const auto resource = library->assetResources(library->fetchAssets(app::PhotosFetchOptions{}).at(0)).at(0);
   ASSERT_EQ(mkfifo(root.appending("Originals/pipe").path().c_str(), 0600), 0);
-  changeCatalogue("UPDATE resources SET path = '" + std::string(GetParam()) + "'");
-  const DataResult result = readOnly(*library);
+  changeCatalogue("UPDATE resources SET byte_count = 6, path = '" + std::string(GetParam()) + "'");
+  EXPECT_TRUE(library->fetchAssets(app::PhotosFetchOptions{}).empty());
+  const DataResult result = readAndWait(*library, resource);
   EXPECT_TRUE(result.error);
   EXPECT_TRUE(result.bytes.empty()) << result.bytes;
   EXPECT_TRUE(library->verify().missing.size() == 1);
@@ -255,9 +431,8 @@ TEST_P(HostileCatalogue, reachesNothing) {
 INSTANTIATE_TEST_SUITE_P(, HostileCatalogue,
                          testing::Values("../secret", "../../secret", "/etc/passwd", "secret",
                                          "Library.sqlite", "Originals/../../secret", "Originals/../secret",
-                                         "Originals/link", "Originals/folder/secret", "Originals/pipe",
-                                         "Originals", "Originals/", "Originals//secret", "Originals/.", "",
-                                         "/", ".", ".."),
+                                         "Originals/pipe", "Originals", "Originals/", "Originals//secret",
+                                         "Originals/.", "Originals/..", "", "/", ".", ".."),
                          [](const auto& path) { return "path" + std::to_string(path.index); });
 
 TEST_F(EmbeddedLibrary, triggersOfAHostileCatalogueDoNotRun) {
@@ -280,15 +455,25 @@ TEST_F(EmbeddedLibrary, valuesOfAHostileCatalogueAreTakenForWhatTheyAre) {
   EXPECT_EQ(library->assetResources(assets.at(0)).at(0).type, app::PhotosResourceType::other);
 }
 
-TEST_F(EmbeddedLibrary, aLinkInPlaceOfTheOriginalsIsNotFollowed) {
+TEST_F(EmbeddedLibrary, importsIntoALinkedFolder) {
   const auto library = open();
-  fs::remove_all(root.appending("Originals").path());
-  fs::create_directory((folder_ / "Elsewhere").path());
-  fs::create_directory_symlink((folder_ / "Elsewhere").path(), root.appending("Originals").path());
-  const ChangeResult result = importPictures(*library, {file("a.jpg")});
-  EXPECT_FALSE(result.success);
-  EXPECT_TRUE(result.error);
-  EXPECT_TRUE(fs::is_empty((folder_ / "Elsewhere").path()));
+  const std::string year = "Originals/" + dayFolder(day(0)).substr(10, 4);
+  fs::create_directories((folder_ / "Elsewhere").path());
+  fs::create_directory_symlink((folder_ / "Elsewhere").path(), root.appending(year).path());
+  EXPECT_TRUE(importPictures(*library, {file("a.jpg", "picture")}).success);
+  EXPECT_EQ(readFile(folder_ / ("Elsewhere/" + dayFolder(day(0)).substr(15) + "/a.jpg")), "picture");
+  EXPECT_TRUE(library->verify().isSound());
+}
+
+TEST_F(EmbeddedLibrary, aLinkInPlaceOfTheFolderForIncomingFilesIsNotFollowed) {
+  const auto library = open();
+  const FileURL incoming = root.appending("Originals/.incoming");
+  const FileURL foreign = folder_ / ("Elsewhere/" + platform::linux_::newIncomingName());
+  writeFile(foreign, "not the library's");
+  fs::remove_all(incoming.path());
+  fs::create_directory_symlink((folder_ / "Elsewhere").path(), incoming.path());
+  EXPECT_FALSE(importPictures(*library, {file("a.jpg")}).success);
+  EXPECT_TRUE(fs::exists(foreign.path()));
 }
 
 TEST_F(EmbeddedLibrary, theFolderItselfMayBeALink) {
@@ -386,12 +571,14 @@ TEST_F(EmbeddedLibrary, leavesFilesAloneThatItDidNotPutThere) {
   }
 }
 
-TEST_F(EmbeddedLibrary, sweepsFilesWithoutNamesThatACrashLeft) {
+TEST_F(EmbeddedLibrary, sweepsFilesWithoutNamesThatACrashLeftWhenItIsChanged) {
   open();
   const FileURL leftover =
       root.appending("Originals/.incoming").appending(platform::linux_::newIncomingName());
   writeFile(leftover, "half a pict");
-  open()->fetchAlbums(std::nullopt);
+  lookAtEverything(*open());
+  EXPECT_TRUE(fs::exists(leftover.path())) << "looking changes nothing";
+  change(*open());
   EXPECT_FALSE(fs::exists(leftover.path()));
 }
 
@@ -416,27 +603,19 @@ class PlacementLeft : public EmbeddedLibrary {
   const FileURL original = root.appending(path);
 };
 
-TEST_F(PlacementLeft, theFileIsSweptWhenTheLibraryIsOpened) {
-  open()->fetchAlbums(std::nullopt);
-  EXPECT_FALSE(fs::exists(original.path()));
-  EXPECT_EQ(placements(), 0U);
-}
-
 TEST_F(PlacementLeft, theFileIsSweptByTheNextChange) {
   const auto library = open();
-  {
-    const LibraryLock lock{LibraryFolder(root), noPatience};
-    library->fetchAlbums(std::nullopt);
-    EXPECT_TRUE(fs::exists(original.path())) << "another process may be at work on it";
-  }
-  importPictures(*library, {file("a.jpg")});
+  lookAtEverything(*library);
+  EXPECT_TRUE(fs::exists(original.path())) << "looking changes nothing";
+  change(*library);
   EXPECT_FALSE(fs::exists(original.path()));
+  EXPECT_EQ(placements(), 0U);
 }
 
 TEST_F(PlacementLeft, anotherFileOfThatNameStays) {
   fs::rename(original.path(), (folder_ / "moved").path());
   writeFile(original, "user");  // as long as ours
-  open()->fetchAlbums(std::nullopt);
+  change(*open());
   EXPECT_EQ(readFile(original), "user");
   EXPECT_EQ(readFile(folder_ / "moved"), "ours");
   EXPECT_EQ(placements(), 0U);
@@ -446,19 +625,19 @@ TEST_F(PlacementLeft, theFileIsSweptAlsoWhereAPowerLossHasTakenItsEnd) {
   const Date modified = fileResourceValues(original).contentModificationDate.value();
   fs::resize_file(original.path(), 1);
   setContentModificationDate(original, modified);
-  open()->fetchAlbums(std::nullopt);
+  change(*open());
   EXPECT_FALSE(fs::exists(original.path()));
 }
 
 TEST_F(PlacementLeft, aFileThatTheUserHasEditedSinceStays) {
   writeFile(original, "ours, and more");
-  open()->fetchAlbums(std::nullopt);
+  change(*open());
   EXPECT_EQ(readFile(original), "ours, and more");
 }
 
 TEST_F(PlacementLeft, aFileStaysWhereAHostileCatalogueHasADateAtTheBeginningOfTime) {
   changeCatalogue("UPDATE placements SET modified = -9223372036854775808");
-  open()->fetchAlbums(std::nullopt);
+  change(*open());
   EXPECT_EQ(readFile(original), "ours");
 }
 
@@ -625,6 +804,47 @@ TEST_F(EmbeddedLibrary, verifyingCanBeCancelled) {
   CancellationSource source;
   source.cancel();
   EXPECT_THROW(library->verify(source.token()), CancellationError);
+}
+
+// As when a year is moved to another disk and linked to.
+TEST_F(EmbeddedLibrary, importsIntoAFolderOnAnotherDisk) {
+  if (const auto reason = reasonAgainstPrivateMounts()) {
+    GTEST_SKIP() << *reason;
+  }
+  if (const auto reason = LoopVolume::reasonAgainst(LoopVolume::Format::ext4)) {
+    GTEST_SKIP() << *reason;
+  }
+  const FileURL url = file("a.jpg", "picture");
+  inPrivateMountNamespace([&] {
+    LoopVolume volume(LoopVolume::Format::ext4, "PICTURES");
+    const auto library = open();
+    const FileURL day0 = root.appending(dayFolder(day(0)));
+    fs::create_directories(day0.deletingLastPathComponent().path());
+    fs::create_directory_symlink(volume.mountPoint().path(), day0.path());
+    const ChangeResult result = importPictures(*library, {url, url});
+    EXPECT_TRUE(result.success) << textOf(result.error);
+    EXPECT_EQ(library->fetchAssets(app::PhotosFetchOptions{}).size(), 2U);
+    EXPECT_TRUE(library->verify().isSound());
+    EXPECT_TRUE(fs::is_empty(root.appending("Originals/.incoming").path()));
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(volume.mountPoint().path())) {
+      names.insert(entry.path().filename().string());
+    }
+    names.erase("lost+found");
+    EXPECT_EQ(names, (std::set<std::string>{"a.jpg", "a 2.jpg"}));
+    EXPECT_EQ(readFile(volume.mountPoint().appending("a 2.jpg")), "picture");
+    change(*library);
+    const app::PhotosAlbum album = library->fetchAlbums("Later").at(0);
+    const ChangeResult failed = changeAndWait(*library, [&](app::PhotosChanges& changes) {
+      auto* request = changes.creationRequestForAssetFromImage(url);
+      request->setCreationDate(day(0));
+      changes.changeRequest(album, {})->addAssets({*request->placeholderForCreatedAsset()});
+      changeCatalogue("DELETE FROM albums");
+    });
+    EXPECT_FALSE(failed.success);
+    EXPECT_FALSE(fs::exists(volume.mountPoint().appending("a 3.jpg").path())) << "it is taken back";
+    volume.unplug();
+  });
 }
 
 // exFAT has no renaming without replacing, no hard links and no lasting inode numbers.

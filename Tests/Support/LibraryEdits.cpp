@@ -11,30 +11,24 @@ namespace tolvander::tests {
 
 using platform::linux_::Database;
 
-namespace {
-
-std::vector<std::string> pathsOf(Database& database, const std::string& originalFilename) {
-  std::vector<std::string> paths;
-  auto rows = database.query("SELECT path FROM resources WHERE original_filename = ?",
-                             std::string_view(originalFilename));
-  while (rows.next()) {
-    paths.push_back(rows.text(0));
-  }
-  return paths;
-}
-
-}  // namespace
-
-int deleteFromLibrary(const FileURL& library, const std::string& originalFilename) {
+std::vector<FileURL> originalsInLibrary(const FileURL& library, const std::string& originalFilename) {
   Database database(library.appending("Library.sqlite"), Database::Opening::existing,
                     std::chrono::seconds(5));
-  const auto paths = pathsOf(database, originalFilename);
-  database.execute("DELETE FROM assets WHERE id IN (SELECT asset FROM resources WHERE original_filename = ?)",
-                   std::string_view(originalFilename));
-  for (const std::string& path : paths) {
-    std::filesystem::remove(library.appending(path).path());
+  std::vector<FileURL> originals;
+  auto rows = database.query("SELECT path FROM resources WHERE original_filename = ? ORDER BY path",
+                             std::string_view(originalFilename));
+  while (rows.next()) {
+    originals.push_back(library.appending(rows.text(0)));
   }
-  return static_cast<int>(paths.size());
+  return originals;
+}
+
+int deleteFromLibrary(const FileURL& library, const std::string& originalFilename) {
+  int count = 0;
+  for (const FileURL& original : originalsInLibrary(library, originalFilename)) {
+    count += std::filesystem::remove(original.path()) ? 1 : 0;
+  }
+  return count;
 }
 
 }  // namespace tolvander::tests

@@ -1,13 +1,18 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "TolvanderCore/FileURL.h"
 
 namespace tolvander::tests {
 
-// Removes every picture that came as `originalFilename` from the library in this folder, its file and its
-// place in the catalogue, as a user would who deletes it there. Returns how many there were.
+// What people do to the library in this folder with a file manager.
+
+// Where every picture lies, or lay, that came as `originalFilename`.
+std::vector<FileURL> originalsInLibrary(const FileURL& library, const std::string& originalFilename);
+
+// Deletes the files of these pictures. Returns how many there were.
 int deleteFromLibrary(const FileURL& library, const std::string& originalFilename);
 
 }  // namespace tolvander::tests

@@ -1,5 +1,6 @@
 #include "Platform/Linux/PhotoLibrary/Catalogue.h"
 
+#include <limits>
 #include <unordered_set>
 #include <utility>
 
@@ -38,6 +39,12 @@ PhotosResourceType resourceTypeFrom(std::int64_t number) {
 }
 
 #define ASSET_COLUMNS "identifier, creation_date, media_type, pixel_width, pixel_height, duration"
+// A row for each original of each asset, those of one asset one after the other. The join is in the order in
+// which it is written (sqlite.org/lang_select.html, "CROSS JOIN"), so that the rows come in that of an index
+// on assets.
+#define ORIGINAL_COLUMNS ASSET_COLUMNS ", path, byte_count, assets.id"
+#define ORIGINALS_OF_ASSETS \
+  "SELECT " ORIGINAL_COLUMNS " FROM assets CROSS JOIN resources ON resources.asset = assets.id "
 #define RESOURCE_COLUMNS "type, original_filename, path, byte_count, sha256, modified"
 
 PhotosAsset assetFrom(const Rows& rows) {
@@ -65,9 +72,25 @@ CataloguedResource resourceFrom(const Rows& rows) {
           .content = contentFrom(rows, 4, 5)};
 }
 
-void append(Rows&& rows, std::vector<PhotosAsset>& assets) {
-  while (rows.next()) {
-    assets.push_back(assetFrom(rows));
+// Appends at most `limit` assets from rows of ORIGINAL_COLUMNS.
+void append(Rows&& rows, const Catalogue::OriginalTest& isThere, std::vector<PhotosAsset>& assets,
+            std::size_t limit = std::numeric_limits<std::size_t>::max()) {
+  constexpr int path = 6;
+  constexpr int byteCount = 7;
+  constexpr int row = 8;
+  bool hasRow = rows.next();
+  while (hasRow && limit > 0) {
+    PhotosAsset asset = assetFrom(rows);
+    const std::int64_t rowOfAsset = rows.integer(row);
+    bool areAllThere = true;
+    do {
+      areAllThere = areAllThere && isThere(rows.text(path), rows.integer(byteCount));
+      hasRow = rows.next();
+    } while (hasRow && rows.integer(row) == rowOfAsset);
+    if (areAllThere) {
+      assets.push_back(std::move(asset));
+      --limit;
+    }
   }
 }
 
@@ -77,29 +100,28 @@ void append(Rows&& rows, std::vector<PhotosAlbum>& albums) {
   }
 }
 
-// One row after the other by its identifier, of one state of the catalogue, each once.
-template <typename Value>
-std::vector<Value> byIdentifiers(Database& database, std::string_view sql,
-                                 const std::vector<std::string>& identifiers) {
-  std::vector<Value> found;
+// Asks about one identifier after the other, each once, of one state of the catalogue.
+template <typename Ask>
+void forEachIdentifier(Database& database, const std::vector<std::string>& identifiers, Ask ask) {
   std::unordered_set<std::string_view> seen;
   const Transaction snapshot(database, Transaction::Kind::reading);
   for (const std::string& identifier : identifiers) {
     if (seen.insert(identifier).second) {
-      append(database.query(sql, std::string_view(identifier)), found);
+      ask(std::string_view(identifier));
     }
   }
-  return found;
 }
 
 }  // namespace
 
 Catalogue::Catalogue(const FileURL& file, std::chrono::milliseconds patience)
     : database_(file, Database::Opening::existing, patience) {
-  if (catalogueVersion(database_) != newestCatalogueVersion) {
+  const int version = catalogueVersion(database_);
+  if (version == 0) {
     throw PhotosPlatformError(PhotosPlatformError::Case::internalError,
                               "the catalogue of the photo library is not complete");
   }
+  readAsNewest(database_, version);
   database_.takeLogOverWhenClosed();
 }
 
@@ -111,47 +133,53 @@ void Catalogue::createOrUpgrade(const FileURL& file, std::chrono::milliseconds p
   }
 }
 
-bool Catalogue::isOutdated(const FileURL& file, std::chrono::milliseconds patience) {
+bool Catalogue::isUnmade(const FileURL& file, std::chrono::milliseconds patience) {
   Database database(file, Database::Opening::existing, patience);
-  return catalogueVersion(database) != newestCatalogueVersion;
+  return catalogueVersion(database) == 0;
 }
 
-std::vector<PhotosAsset> Catalogue::assets(const PhotosFetchOptions& options) {
-  // Absent dates come first in SQLite's order, and last in the opposite one. A negative limit is none.
+std::vector<PhotosAsset> Catalogue::assets(const PhotosFetchOptions& options, const OriginalTest& isThere) {
+  // Absent dates come first in SQLite's order, and last in the opposite one. The limit is not SQL's, which
+  // would count assets that aren't there.
   const bool ascends = options.order == PhotosFetchOptions::Order::creationDateAscending;
-  const std::int64_t limit = options.fetchLimit > 0 ? options.fetchLimit : -1;
+  const std::size_t limit = options.fetchLimit > 0 ? static_cast<std::size_t>(options.fetchLimit)
+                                                   : std::numeric_limits<std::size_t>::max();
   std::vector<PhotosAsset> found;
   if (options.creationDates) {
     append(
-        database_.query(ascends ? "SELECT " ASSET_COLUMNS " FROM assets WHERE creation_date BETWEEN ? AND ?"
-                                  " ORDER BY creation_date LIMIT ?"
-                                : "SELECT " ASSET_COLUMNS " FROM assets WHERE creation_date BETWEEN ? AND ?"
-                                  " ORDER BY creation_date DESC LIMIT ?",
-                        stored(options.creationDates->from), stored(options.creationDates->to), limit),
-        found);
+        database_.query(ascends ? ORIGINALS_OF_ASSETS
+                            "WHERE creation_date BETWEEN ? AND ? ORDER BY creation_date, assets.id"
+                                : ORIGINALS_OF_ASSETS
+                            "WHERE creation_date BETWEEN ? AND ? ORDER BY creation_date DESC, assets.id DESC",
+                        stored(options.creationDates->from), stored(options.creationDates->to)),
+        isThere, found, limit);
   } else {
-    append(
-        database_.query(ascends ? "SELECT " ASSET_COLUMNS " FROM assets ORDER BY creation_date LIMIT ?"
-                                : "SELECT " ASSET_COLUMNS " FROM assets ORDER BY creation_date DESC LIMIT ?",
-                        limit),
-        found);
+    append(database_.query(ascends ? ORIGINALS_OF_ASSETS "ORDER BY creation_date, assets.id"
+                                   : ORIGINALS_OF_ASSETS "ORDER BY creation_date DESC, assets.id DESC"),
+           isThere, found, limit);
   }
   return found;
 }
 
-std::vector<PhotosAsset> Catalogue::assets(const std::vector<std::string>& identifiers) {
-  return byIdentifiers<PhotosAsset>(database_, "SELECT " ASSET_COLUMNS " FROM assets WHERE identifier = ?",
-                                    identifiers);
+std::vector<PhotosAsset> Catalogue::assets(const std::vector<std::string>& identifiers,
+                                           const OriginalTest& isThere) {
+  std::vector<PhotosAsset> found;
+  forEachIdentifier(database_, identifiers, [&](std::string_view identifier) {
+    append(database_.query(ORIGINALS_OF_ASSETS "WHERE identifier = ?", identifier), isThere, found);
+  });
+  return found;
 }
 
-std::vector<PhotosAsset> Catalogue::assetsOfAlbum(const std::string& identifier) {
+std::vector<PhotosAsset> Catalogue::assetsOfAlbum(const std::string& identifier,
+                                                  const OriginalTest& isThere) {
   std::vector<PhotosAsset> found;
-  append(database_.query("SELECT assets." ASSET_COLUMNS
-                         " FROM memberships JOIN assets ON assets.id = memberships.asset"
+  append(database_.query("SELECT " ORIGINAL_COLUMNS
+                         " FROM memberships CROSS JOIN assets ON assets.id = memberships.asset"
+                         " CROSS JOIN resources ON resources.asset = assets.id"
                          " WHERE memberships.album = (SELECT id FROM albums WHERE identifier = ?)"
                          " ORDER BY memberships.id",
                          std::string_view(identifier)),
-         found);
+         isThere, found);
   return found;
 }
 
@@ -168,8 +196,11 @@ std::vector<PhotosAlbum> Catalogue::albums(const std::optional<std::string>& tit
 }
 
 std::vector<PhotosAlbum> Catalogue::albumsWithIdentifiers(const std::vector<std::string>& identifiers) {
-  return byIdentifiers<PhotosAlbum>(database_, "SELECT identifier, title FROM albums WHERE identifier = ?",
-                                    identifiers);
+  std::vector<PhotosAlbum> found;
+  forEachIdentifier(database_, identifiers, [&](std::string_view identifier) {
+    append(database_.query("SELECT identifier, title FROM albums WHERE identifier = ?", identifier), found);
+  });
+  return found;
 }
 
 std::vector<PhotosAssetResource> Catalogue::resources(const std::string& assetIdentifier) {
@@ -212,16 +243,17 @@ void Catalogue::forEachAsset(const Visitor& visit) {
   }
 }
 
-std::vector<CataloguedAlbum> Catalogue::albumsWithCounts() {
+std::vector<CataloguedAlbum> Catalogue::albumsWithCounts(const OriginalTest& isThere) {
+  const Transaction snapshot(database_, Transaction::Kind::reading);
   std::vector<CataloguedAlbum> found;
-  Rows rows = database_.query(
-      "SELECT identifier, title, (SELECT count(*) FROM memberships WHERE album = albums.id)"
-      " FROM albums ORDER BY id");
-  while (rows.next()) {
-    found.push_back({{.localIdentifier = rows.text(0), .localizedTitle = rows.text(1)}, rows.integer(2)});
+  for (PhotosAlbum& album : albums(std::nullopt)) {
+    const std::size_t count = assetsOfAlbum(album.localIdentifier, isThere).size();
+    found.push_back({std::move(album), static_cast<std::int64_t>(count)});
   }
   return found;
 }
+
+bool Catalogue::isEmpty() { return !database_.query("SELECT 1 FROM assets LIMIT 1").next(); }
 
 std::vector<std::string> Catalogue::problems() {
   std::vector<std::string> found;

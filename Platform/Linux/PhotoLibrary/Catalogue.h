@@ -52,28 +52,38 @@ struct CataloguedAlbum {
 // thread at a time. Everything throws DatabaseError.
 class Catalogue {
  public:
-  // Opens the catalogue in its newest form. Throws PhotosPlatformError of one that isn't in it.
+  // Opens the catalogue. One of an older version is left as it is: it answers questions as if it were of the
+  // newest one, and can't be changed. Throws PhotosPlatformError of one that this program doesn't know, and
+  // of one in which nothing is yet.
   Catalogue(const FileURL& file, std::chrono::milliseconds patience);
 
   // Makes it where there is none, and takes an older one to the newest form. Throws PhotosPlatformError of
   // one that this program doesn't know, and leaves that as it is.
   static void createOrUpgrade(const FileURL& file, std::chrono::milliseconds patience);
 
-  // Whether there is one that has to be upgraded before it can be opened. Throws as above.
-  static bool isOutdated(const FileURL& file, std::chrono::milliseconds patience);
+  // Whether nothing is in the file yet, so that it has to be made before it can be opened. Throws as above.
+  static bool isUnmade(const FileURL& file, std::chrono::milliseconds patience);
 
-  std::vector<app::PhotosAsset> assets(const app::PhotosFetchOptions& options);
-  std::vector<app::PhotosAsset> assets(const std::vector<std::string>& identifiers);
-  std::vector<app::PhotosAsset> assetsOfAlbum(const std::string& identifier);
+  // Answers whether an original is where the catalogue says, and of the catalogued size.
+  using OriginalTest = std::function<bool(const std::string& path, std::int64_t byteCount)>;
+
+  // Only assets of which every original passes the test, which is asked about no others than the fetch comes
+  // upon: a limited one ends with the last asset that it returns.
+  std::vector<app::PhotosAsset> assets(const app::PhotosFetchOptions& options, const OriginalTest& isThere);
+  std::vector<app::PhotosAsset> assets(const std::vector<std::string>& identifiers,
+                                       const OriginalTest& isThere);
+  std::vector<app::PhotosAsset> assetsOfAlbum(const std::string& identifier, const OriginalTest& isThere);
   std::vector<app::PhotosAlbum> albums(const std::optional<std::string>& title);
   std::vector<app::PhotosAlbum> albumsWithIdentifiers(const std::vector<std::string>& identifiers);
   std::vector<app::PhotosAssetResource> resources(const std::string& assetIdentifier);
   std::optional<CataloguedResource> resource(const std::string& assetIdentifier, std::int64_t index);
 
-  // Every asset with its files, oldest first, until `visit` answers false.
+  // Every asset with its files, whether they are there or not, oldest first, until `visit` answers false.
   using Visitor = std::function<bool(const app::PhotosAsset&, const std::vector<CataloguedResource>&)>;
   void forEachAsset(const Visitor& visit);
-  std::vector<CataloguedAlbum> albumsWithCounts();
+  // The counts are of assets whose originals pass the test.
+  std::vector<CataloguedAlbum> albumsWithCounts(const OriginalTest& isThere);
+  bool isEmpty();  // no asset is catalogued
 
   // What is wrong with the file itself; empty when it is sound. Reads all of it.
   std::vector<std::string> problems();

@@ -21,7 +21,7 @@ CataloguePool::CataloguePool(LibraryFolder folder, std::chrono::milliseconds pat
 
 CataloguePool::Lease::~Lease() {
   if (catalogue_) {
-    pool_->giveBack(identity_, std::move(catalogue_));
+    pool_->giveBack(generation_, std::move(catalogue_));
   }
 }
 
@@ -36,37 +36,48 @@ CataloguePool::Identity CataloguePool::identityOfFile() const {
 
 CataloguePool::Lease CataloguePool::take() {
   const Identity identity = identityOfFile();
-  {
-    const std::lock_guard lock(mutex_);
-    if (prepared_ != identity) {
-      idle_.clear();
-      prepare();
-      prepared_ = identity;
+  const std::lock_guard guard(mutex_);
+  if (identity_ != identity) {
+    const FileURL file = folder_.catalogueFile();
+    if (Catalogue::isUnmade(file, patience_)) {
+      const LibraryLock lock(folder_, patience_);
+      Catalogue::createOrUpgrade(file, patience_);
     }
-    if (!idle_.empty()) {
-      Lease lease(*this, identity, std::move(idle_.back()));
-      idle_.pop_back();
-      return lease;
-    }
+    startAnew(identity, false);
   }
-  return {*this, identity, std::make_unique<Catalogue>(folder_.catalogueFile(), patience_)};
+  return lease();
 }
 
-void CataloguePool::prepare() {
-  const FileURL file = folder_.catalogueFile();
-  if (Catalogue::isOutdated(file, patience_)) {
-    const LibraryLock lock(folder_, patience_);
-    Catalogue::createOrUpgrade(file, patience_);
+CataloguePool::Lease CataloguePool::takeForChange(const LibraryLock&) {
+  const Identity identity = identityOfFile();
+  const std::lock_guard guard(mutex_);
+  if (identity_ != identity || !isUpgraded_) {
+    Catalogue::createOrUpgrade(folder_.catalogueFile(), patience_);
+    startAnew(identity, true);
   }
-  if (const auto lock = LibraryLock::ifFree(folder_)) {
-    Catalogue catalogue(file, patience_);
-    sweepLeftovers(folder_, catalogue);
-  }
+  return lease();
 }
 
-void CataloguePool::giveBack(Identity identity, std::unique_ptr<Catalogue> catalogue) {
+CataloguePool::Lease CataloguePool::lease() {
+  if (idle_.empty()) {
+    return {*this, generation_, std::make_unique<Catalogue>(folder_.catalogueFile(), patience_)};
+  }
+  Lease lease(*this, generation_, std::move(idle_.back()));
+  idle_.pop_back();
+  return lease;
+}
+
+// Connections that were opened before are of no more use.
+void CataloguePool::startAnew(Identity identity, bool isUpgraded) {
+  identity_ = identity;
+  isUpgraded_ = isUpgraded;
+  ++generation_;
+  idle_.clear();
+}
+
+void CataloguePool::giveBack(std::uint64_t generation, std::unique_ptr<Catalogue> catalogue) {
   const std::lock_guard lock(mutex_);
-  if (prepared_ == identity && idle_.size() < mostIdle) {
+  if (generation == generation_ && idle_.size() < mostIdle) {
     idle_.push_back(std::move(catalogue));
   }
 }

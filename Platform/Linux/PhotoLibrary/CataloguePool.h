@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -11,14 +12,15 @@
 
 #include "Platform/Linux/PhotoLibrary/Catalogue.h"
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
+#include "Platform/Linux/PhotoLibrary/LibraryLock.h"
 
 namespace tolvander::platform::linux_ {
 
 // Connections to one library's catalogue, so that several threads read at once and statements stay compiled.
 // Safe on every thread.
 //
-// A catalogue that is opened for the first time, or that has been put in the place of another one, is
-// upgraded if it has to be, and what a crash left in the library is swept unless another process is writing.
+// What only looks at the library changes nothing in it: an older catalogue is upgraded when the library is
+// about to be changed. One in which nothing is yet, because its making was cut short, is made.
 class CataloguePool {
  public:
   CataloguePool(LibraryFolder folder, std::chrono::milliseconds patience);
@@ -34,29 +36,34 @@ class CataloguePool {
 
    private:
     friend class CataloguePool;
-    using Identity = std::pair<dev_t, ino_t>;
-    Lease(CataloguePool& pool, Identity identity, std::unique_ptr<Catalogue> catalogue)
-        : pool_(&pool), identity_(identity), catalogue_(std::move(catalogue)) {}
+    Lease(CataloguePool& pool, std::uint64_t generation, std::unique_ptr<Catalogue> catalogue)
+        : pool_(&pool), generation_(generation), catalogue_(std::move(catalogue)) {}
     CataloguePool* pool_;
-    Identity identity_;
+    std::uint64_t generation_;
     std::unique_ptr<Catalogue> catalogue_;
   };
 
-  // Throws PhotosPlatformError, DatabaseError and PosixError.
+  // To look. Throws PhotosPlatformError, DatabaseError and PosixError.
   Lease take();
 
+  // To look and to change, while the lock is held; upgrades the catalogue if it has to be. Throws as above.
+  Lease takeForChange(const LibraryLock& lock);
+
  private:
-  using Identity = Lease::Identity;
+  using Identity = std::pair<dev_t, ino_t>;
 
   Identity identityOfFile() const;
-  void prepare();
-  void giveBack(Identity identity, std::unique_ptr<Catalogue> catalogue);
+  Lease lease();
+  void startAnew(Identity identity, bool isUpgraded);
+  void giveBack(std::uint64_t generation, std::unique_ptr<Catalogue> catalogue);
 
   const LibraryFolder folder_;
   const std::chrono::milliseconds patience_;
-  std::mutex mutex_;
-  std::optional<Identity> prepared_;
-  std::vector<std::unique_ptr<Catalogue>> idle_;  // all of the prepared catalogue
+  std::mutex mutex_;                  // guards all below
+  std::optional<Identity> identity_;  // of the catalogue's file; another one may be put in its place
+  bool isUpgraded_ = false;           // by this object, or nothing was to be done
+  std::uint64_t generation_ = 0;      // of the connections that may still be used
+  std::vector<std::unique_ptr<Catalogue>> idle_;  // all of this generation
 };
 
 }  // namespace tolvander::platform::linux_

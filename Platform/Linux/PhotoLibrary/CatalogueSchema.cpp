@@ -89,6 +89,15 @@ int catalogueVersion(Database& database) {
   return static_cast<int>(version);
 }
 
+void readAsNewest(Database& database, int version) {
+  // A temporary view comes before the table of its name.
+  if (version < 3) {
+    database.run(
+        "CREATE TEMP VIEW resources AS SELECT asset, position, type, original_filename, path, path_key,"
+        " byte_count, NULL AS sha256, NULL AS modified FROM main.resources");
+  }
+}
+
 void upgradeCatalogue(Database& database, int version) {
   database.run("PRAGMA journal_mode=WAL");
   Transaction transaction(database, Transaction::Kind::writing);

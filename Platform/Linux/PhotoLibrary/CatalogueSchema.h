@@ -19,6 +19,11 @@ constexpr int newestCatalogueVersion = 3;
 // newer wrote, or a file that is something else, and DatabaseError.
 int catalogueVersion(Database& database);
 
+// Lets this connection ask a catalogue of an older version, from 1, as if it were of the newest one. Changes
+// nothing in the file. The connection can't change it either, and is of no more use once the catalogue is
+// upgraded.
+void readAsNewest(Database& database, int version);
+
 // Takes a catalogue of any version, or an empty file, to `version`, in one transaction.
 void upgradeCatalogue(Database& database, int version = newestCatalogueVersion);
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Platform/Linux/PhotoLibrary/LibraryErrors.h"
+#include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
 #include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
@@ -95,11 +96,12 @@ std::exception_ptr DataRequests::answer(const PhotosAssetResource& resource,
 Descriptor DataRequests::open(const PhotosAssetResource& resource) {
   const auto catalogued = withLibraryErrors(
       [&] { return catalogues_->take()->resource(resource.assetLocalIdentifier, resource.index); });
-  if (!catalogued) {
+  if (!catalogued || OriginalPresence(folder_).stateOf(catalogued->path, catalogued->byteCount) ==
+                         OriginalPresence::State::gone) {
     throw PhotosPlatformError(PhotosPlatformError::Case::identifierNotFound,
                               "the original is not in the library");
   }
-  return folder_.openFile(catalogued->path);
+  return folder_.openFile(catalogued->path, LibraryFolder::Links::followed);
 }
 
 void DataRequests::stream(const PhotosAssetResource& resource, const std::atomic<bool>& isCancelled,

@@ -3,11 +3,13 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <memory>
 #include <utility>
 
 #include "Platform/Linux/PhotoLibrary/ChangeRecorder.h"
 #include "Platform/Linux/PhotoLibrary/LibraryErrors.h"
 #include "Platform/Linux/PhotoLibrary/LibraryVerifier.h"
+#include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
 
 namespace tolvander::platform::linux_ {
 
@@ -91,16 +93,24 @@ CataloguePool::Lease EmbeddedPhotoLibrary::catalogue() {
   return catalogues_.take();
 }
 
+// For one fetch.
+Catalogue::OriginalTest EmbeddedPhotoLibrary::originalTest() const {
+  return [presence = std::make_shared<OriginalPresence>(folder_)](const std::string& path,
+                                                                  std::int64_t byteCount) {
+    return presence->stateOf(path, byteCount) != OriginalPresence::State::gone;
+  };
+}
+
 std::vector<PhotosAsset> EmbeddedPhotoLibrary::fetchAssets(const PhotosFetchOptions& options) {
-  return withLibraryErrors([&] { return catalogue()->assets(options); });
+  return withLibraryErrors([&] { return catalogue()->assets(options, originalTest()); });
 }
 
 std::vector<PhotosAsset> EmbeddedPhotoLibrary::fetchAssets(const std::vector<std::string>& localIdentifiers) {
-  return withLibraryErrors([&] { return catalogue()->assets(localIdentifiers); });
+  return withLibraryErrors([&] { return catalogue()->assets(localIdentifiers, originalTest()); });
 }
 
 std::vector<PhotosAsset> EmbeddedPhotoLibrary::fetchAssets(const PhotosAlbum& album) {
-  return withLibraryErrors([&] { return catalogue()->assetsOfAlbum(album.localIdentifier); });
+  return withLibraryErrors([&] { return catalogue()->assetsOfAlbum(album.localIdentifier, originalTest()); });
 }
 
 std::vector<PhotosAlbum> EmbeddedPhotoLibrary::fetchAlbums(const std::optional<std::string>& title) {
@@ -126,9 +136,13 @@ void EmbeddedPhotoLibrary::cancelDataRequest(RequestID request) { requests_.canc
 
 void EmbeddedPhotoLibrary::forEachAsset(const AssetVisitor& visit) {
   withLibraryErrors([&] {
+    const Catalogue::OriginalTest isThere = originalTest();
     catalogue()->forEachAsset([&](const PhotosAsset& asset, const std::vector<CataloguedResource>& files) {
       ListedAsset listed{asset, {}};
       for (const CataloguedResource& file : files) {
+        if (!isThere(file.path, file.byteCount)) {
+          return true;
+        }
         listed.originals.push_back(
             {folder_.url().appending(file.path), file.originalFilename, file.byteCount});
       }
@@ -140,7 +154,7 @@ void EmbeddedPhotoLibrary::forEachAsset(const AssetVisitor& visit) {
 std::vector<ListedAlbum> EmbeddedPhotoLibrary::albumsWithCounts() {
   return withLibraryErrors([&] {
     std::vector<ListedAlbum> listed;
-    for (const CataloguedAlbum& album : catalogue()->albumsWithCounts()) {
+    for (const CataloguedAlbum& album : catalogue()->albumsWithCounts(originalTest())) {
       listed.push_back({album.album, album.assetCount});
     }
     return listed;

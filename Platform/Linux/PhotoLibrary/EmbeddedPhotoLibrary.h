@@ -18,6 +18,12 @@ namespace tolvander::platform::linux_ {
 // was taken where the user is, and `Library.sqlite`, the catalogue of them. Any viewer opens the files;
 // people may move, change and delete them, and add others, which are never touched.
 //
+// An asset is in the library only while each of its originals is a regular file of the size that it had when
+// it came. Links to folders and files are followed. Where a link leads nowhere, or the system refuses to
+// look, nothing is known of the original: its asset is in the library, and its data is not on this machine.
+// Where the folder of originals itself can't be read, nothing is known of any of them, and the fetches that
+// would have to look at one throw PhotosPlatformError networkAccessRequired.
+//
 // Authorisation is the user's, who has said yes when the library was made: until there is a catalogue it is
 // not determined, and requestAuthorization, which asks nobody, makes it. Where the folder can't be changed it
 // is denied.
@@ -25,8 +31,8 @@ namespace tolvander::platform::linux_ {
 // Changes are durable when their completion says so. They are made one after the other on one thread, data
 // requests are answered on another one, and fetches on the caller's; none waits for the others. One process
 // on the machine changes the library at a time: another one waits for its turn, and after `patience` its
-// change has failed. After a crash the library is true: what was not completed is swept when it is next
-// opened or changed.
+// change has failed. After a crash the library is true: what was not completed is in no fetch, and is swept
+// when the library is next changed. What only looks changes nothing.
 //
 // The asset's creation date is the one that was asked for, or the one in the file, or the file's modification
 // date. A picture that can't be understood is kept like every other, without a size.
@@ -62,7 +68,7 @@ class EmbeddedPhotoLibrary final : public app::PhotoLibrary {
 
   // For people who want to see what is there. All throw PhotosPlatformError.
 
-  // Every asset, oldest first, of one state of the library.
+  // Every asset that is in the library, oldest first, of one state of the catalogue.
   void forEachAsset(const AssetVisitor& visit);
   std::vector<ListedAlbum> albumsWithCounts();
   // Reads the whole catalogue and looks at every file. Throws CancellationError.
@@ -70,6 +76,7 @@ class EmbeddedPhotoLibrary final : public app::PhotoLibrary {
 
  private:
   CataloguePool::Lease catalogue();
+  Catalogue::OriginalTest originalTest() const;
   ChangeOutcome change(const ChangeBlock& block);
 
   const LibraryFolder folder_;

@@ -12,28 +12,35 @@ namespace tolvander::platform::linux_ {
 
 namespace {
 
-constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+using Links = LibraryFolder::Links;
 
 bool isSafeComponent(std::string_view component) {
   return !component.empty() && component != "." && component != ".." &&
          component.find('\0') == std::string_view::npos;
 }
 
+// Originals, or a path below it.
+bool isPathOfLibrary(std::string_view path) {
+  return path == LibraryFolder::originals || isOriginalPath(path);
+}
+
 // Throws of a path that is none of the library.
 std::vector<std::string> componentsOf(std::string_view path, const FileURL& folder) {
+  if (!isPathOfLibrary(path)) {
+    throw PosixError(EINVAL, "find an original in", folder);
+  }
   std::vector<std::string> components;
-  while (true) {
-    const std::size_t slash = path.find('/');
-    const std::string_view component = path.substr(0, slash);
-    if (!isSafeComponent(component) || (components.empty() && component != LibraryFolder::originals)) {
-      throw PosixError(EINVAL, "find an original in", folder);
-    }
-    components.emplace_back(component);
-    if (slash == std::string_view::npos) {
-      return components;
-    }
+  for (std::size_t slash = path.find('/'); slash != std::string_view::npos; slash = path.find('/')) {
+    components.emplace_back(path.substr(0, slash));
     path.remove_prefix(slash + 1);
   }
+  components.emplace_back(path);
+  return components;
+}
+
+int folderFlags(const std::string& component, Links links) {
+  const bool isIncoming = component == nameIn(LibraryFolder::incoming);
+  return O_RDONLY | O_DIRECTORY | O_CLOEXEC | (isIncoming || links == Links::refused ? O_NOFOLLOW : 0);
 }
 
 Descriptor openBelow(const Descriptor& folder, const std::string& name, int flags) {
@@ -41,6 +48,23 @@ Descriptor openBelow(const Descriptor& folder, const std::string& name, int flag
 }
 
 }  // namespace
+
+bool isOriginalPath(std::string_view path) {
+  const std::size_t first = path.find('/');
+  if (path.substr(0, first) != LibraryFolder::originals || first == std::string_view::npos) {
+    return false;
+  }
+  for (std::size_t start = first + 1;;) {
+    const std::size_t slash = path.find('/', start);
+    if (!isSafeComponent(path.substr(start, slash - start))) {
+      return false;
+    }
+    if (slash == std::string_view::npos) {
+      return true;
+    }
+    start = slash + 1;
+  }
+}
 
 std::string_view folderOf(std::string_view path) { return path.substr(0, path.rfind('/')); }
 
@@ -73,10 +97,10 @@ Descriptor LibraryFolder::open() const {
   return folder;
 }
 
-Descriptor LibraryFolder::openFolder(std::string_view path) const {
+Descriptor LibraryFolder::openFolder(std::string_view path, Links links) const {
   Descriptor folder = open();
   for (const std::string& component : componentsOf(path, url_)) {
-    folder = openBelow(folder, component, folderFlags);
+    folder = openBelow(folder, component, folderFlags(component, links));
     if (!folder) {
       throw PosixError(errno, "open", url_.appending(path));
     }
@@ -84,11 +108,11 @@ Descriptor LibraryFolder::openFolder(std::string_view path) const {
   return folder;
 }
 
-Descriptor LibraryFolder::openFile(std::string_view path) const {
+Descriptor LibraryFolder::openFile(std::string_view path, Links links) const {
   const std::vector<std::string> components = componentsOf(path, url_);
-  const Descriptor folder = openFolder(folderOf(path));
-  Descriptor file =
-      openBelow(folder, components.back(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  const Descriptor folder = openFolder(folderOf(path), links);
+  const int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | (links == Links::refused ? O_NOFOLLOW : 0);
+  Descriptor file = openBelow(folder, components.back(), flags);
   struct stat status {};
   if (!file || fstat(file.number(), &status) != 0) {
     throw PosixError(errno, "open", url_.appending(path));
@@ -104,7 +128,7 @@ Descriptor LibraryFolder::makeFolder(std::string_view path, std::vector<std::str
   std::string soFar;
   for (const std::string& component : componentsOf(path, url_)) {
     soFar += (soFar.empty() ? "" : "/") + component;
-    Descriptor next = openBelow(folder, component, folderFlags);
+    Descriptor next = openBelow(folder, component, folderFlags(component, Links::followed));
     if (!next && errno == ENOENT) {
       if (mkdirat(folder.number(), component.c_str(), 0777) == 0) {
         made.push_back(soFar);
@@ -112,7 +136,7 @@ Descriptor LibraryFolder::makeFolder(std::string_view path, std::vector<std::str
       } else if (errno != EEXIST) {
         throw PosixError(errno, "create the folder", url_.appending(soFar));
       }
-      next = openBelow(folder, component, folderFlags);
+      next = openBelow(folder, component, folderFlags(component, Links::followed));
     }
     if (!next) {
       throw PosixError(errno, "open", url_.appending(soFar));

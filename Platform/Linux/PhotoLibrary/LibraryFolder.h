@@ -11,8 +11,8 @@ namespace tolvander::platform::linux_ {
 
 // The folder of the library and the ways into it. Paths are relative to it, such as
 // "Originals/2026/2026-11-20/PICT0001.JPG", and are never trusted, because the catalogue that they come from
-// may be anybody's: nothing outside the folder is reached through them, and below the folder no link is
-// followed. The folder itself may be reached through links.
+// may be anybody's: they lead outside the folder only through links that people made below it, such as one in
+// the place of a year that they moved to another disk. The folder itself may be reached through links.
 //
 // A value; safe on every thread. Nothing is held open. Everything that fails throws PosixError, with EINVAL
 // for a path that can't be one of the library, and ELOOP or ENOTDIR where a link or a file is in the way.
@@ -31,12 +31,16 @@ class LibraryFolder {
   // Whether this process may change it and its catalogue. False where there is none.
   bool isWritable() const;
 
+  // What happens at a link below the library's folder. The folder for incoming files is never reached
+  // through one, because what is in it is deleted.
+  enum class Links { followed, refused };
+
   // For use with the *at calls.
   Descriptor open() const;
-  Descriptor openFolder(std::string_view path) const;
+  Descriptor openFolder(std::string_view path, Links links = Links::followed) const;
 
   // A regular file, for reading.
-  Descriptor openFile(std::string_view path) const;
+  Descriptor openFile(std::string_view path, Links links) const;
 
   // Opens a folder, making it and the missing ones above it durably. Adds the paths of those that it made.
   Descriptor makeFolder(std::string_view path, std::vector<std::string>& made) const;
@@ -44,6 +48,9 @@ class LibraryFolder {
  private:
   FileURL url_;
 };
+
+// Whether a path can be one of an original: below Originals, and with no component that leads elsewhere.
+bool isOriginalPath(std::string_view path);
 
 // The part before the last slash, and the part behind it.
 std::string_view folderOf(std::string_view path);

@@ -15,7 +15,7 @@ namespace {
 
 std::optional<std::int64_t> sizeOf(const LibraryFolder& folder, const std::string& path) {
   try {
-    const Descriptor file = folder.openFile(path);
+    const Descriptor file = folder.openFile(path, LibraryFolder::Links::followed);
     struct stat status {};
     if (fstat(file.number(), &status) == 0) {
       return status.st_size;

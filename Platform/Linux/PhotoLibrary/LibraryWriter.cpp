@@ -3,6 +3,7 @@
 #include "Platform/Linux/PhotoLibrary/LibraryLock.h"
 #include "Platform/Linux/PhotoLibrary/LibrarySweep.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPlacement.h"
+#include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderCore/Platform/AtomicFile.h"
 
@@ -52,8 +53,8 @@ void LibraryWriter::createLibrary() const {
 ChangeOutcome LibraryWriter::carryOut(const RecordedChange& change) const {
   std::exception_ptr error;
   try {
-    const CataloguePool::Lease catalogue = catalogues_->take();
     const LibraryLock lock(folder_, patience_);
+    const CataloguePool::Lease catalogue = catalogues_->takeForChange(lock);
     sweepLeftovers(folder_, *catalogue);
     return carryOut(change, *catalogue);
   } catch (const std::exception&) {
@@ -63,6 +64,9 @@ ChangeOutcome LibraryWriter::carryOut(const RecordedChange& change) const {
 }
 
 ChangeOutcome LibraryWriter::carryOut(const RecordedChange& change, Catalogue& catalogue) const {
+  if (!change.originals.empty() && !catalogue.isEmpty()) {
+    OriginalPresence(folder_).requireOriginals();
+  }
   OriginalPlacement placement(folder_, catalogue);
   const std::vector<PlacedOriginal> originals = placement.place(change.originals);
   std::exception_ptr error;

@@ -30,6 +30,7 @@ using app::PhotosResourceType;
 // One of the files. The order of the fields is that of its life.
 struct OriginalPlacement::File {
   std::string temporaryName;
+  std::string temporaryFolder{LibraryFolder::incoming};
   Descriptor copy{};  // open until the copy is durable
   PlacedOriginal original{};
   std::string folder{};  // where its name is to be
@@ -52,6 +53,15 @@ Descriptor openSource(const FileURL& source) {
   }
   if (!S_ISREG(status.st_mode)) {
     throw PosixError(EINVAL, "open", source);
+  }
+  return file;
+}
+
+Descriptor newFile(const Descriptor& folder, const std::string& name, const FileURL& url) {
+  Descriptor file(uninterrupted(
+      [&] { return openat(folder.number(), name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666); }));
+  if (!file) {
+    throw PosixError(errno, "create", url);
   }
   return file;
 }
@@ -161,13 +171,8 @@ std::vector<PlacedOriginal> OriginalPlacement::place(const std::vector<NewOrigin
 OriginalPlacement::File OriginalPlacement::copy(const NewOriginal& original, const Descriptor& incoming) {
   File file{.temporaryName = files_.back().temporaryName};
   const Descriptor source = openSource(original.source);
-  file.copy = Descriptor(uninterrupted([&] {
-    return openat(incoming.number(), file.temporaryName.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  }));
   const FileURL url = folder_->url().appending(LibraryFolder::incoming).appending(file.temporaryName);
-  if (!file.copy) {
-    throw PosixError(errno, "create", url);
-  }
+  file.copy = newFile(incoming, file.temporaryName, url);
   std::string sha256 = copyContent(source, file.copy, url);
   const Date fileDate = takeOverDate(source, file.copy, url);
 
@@ -245,14 +250,56 @@ std::map<std::string, Descriptor> OriginalPlacement::nameFiles(const Descriptor&
       folders.emplace(file.folder, folder_->makeFolder(file.folder, madeFolders_));
     }
     const Descriptor& folder = folders.at(file.folder);
-    while (!renameWithoutReplacing(incoming, file.temporaryName, folder,
-                                   std::string(nameIn(file.placement.path)),
-                                   folder_->url().appending(file.folder))) {
-      announceAnotherName(file);
+    try {
+      giveName(file, incoming, folder);
+    } catch (const PosixError& error) {
+      if (error.code() != EXDEV) {
+        throw;
+      }
+      carryOver(file, incoming, folder);
+      giveName(file, folder, folder);
     }
     file.isNamed = true;
   }
   return folders;
+}
+
+void OriginalPlacement::giveName(File& file, const Descriptor& from, const Descriptor& folder) {
+  while (!renameWithoutReplacing(from, file.temporaryName, folder, std::string(nameIn(file.placement.path)),
+                                 folder_->url().appending(file.folder))) {
+    announceAnotherName(file);
+  }
+}
+
+// People move a year to another disk, and leave a link in its place. A file gets its name there from a copy
+// that is on that disk already, so that it is never seen in part.
+void OriginalPlacement::carryOver(File& file, const Descriptor& incoming, const Descriptor& folder) {
+  const std::string name = "." + file.temporaryName;
+  const FileURL url = folder_->url().appending(file.folder).appending(name);
+  const Descriptor source(uninterrupted([&] {
+    return openat(incoming.number(), file.temporaryName.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+  }));
+  if (!source) {
+    throw PosixError(errno, "open", url);
+  }
+  const Descriptor copy = newFile(folder, name, url);
+  try {
+    copyContent(source, copy, url);
+    takeOverDate(source, copy, url);
+    makeDurable(copy, url);
+  } catch (const PosixError&) {
+    unlinkat(folder.number(), name.c_str(), 0);
+    throw;
+  }
+  unlinkat(incoming.number(), file.temporaryName.c_str(), 0);  // or else it is swept
+  file.copy = Descriptor();
+  file.temporaryName = name;
+  file.temporaryFolder = file.folder;
+  file.placement = placementOf(copy, file.placement.path);
+  file.original.resource.content->modified = file.placement.modified;
+  Transaction transaction = catalogue_->change();
+  catalogue_->insertPlacement(file.placement);
+  transaction.commit();
 }
 
 // Somebody has put a file of this name there just now.
@@ -294,8 +341,7 @@ void OriginalPlacement::takeBack() {
 }
 
 bool OriginalPlacement::remove(const File& file) {
-  const Descriptor folder =
-      folder_->openFolder(file.isNamed ? std::string_view(file.folder) : LibraryFolder::incoming);
+  const Descriptor folder = folder_->openFolder(file.isNamed ? file.folder : file.temporaryFolder);
   const std::string name = file.isNamed ? std::string(nameIn(file.placement.path)) : file.temporaryName;
   if (file.isNamed && !isFileOf(file.placement, folder, name)) {
     return true;  // somebody has moved it away, or put another one in its place

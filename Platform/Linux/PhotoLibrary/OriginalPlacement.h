@@ -48,6 +48,8 @@ class OriginalPlacement {
   void announce();
   // Returns the folders, by their paths.
   std::map<std::string, Descriptor> nameFiles(const Descriptor& incoming);
+  void giveName(File& file, const Descriptor& from, const Descriptor& folder);
+  void carryOver(File& file, const Descriptor& incoming, const Descriptor& folder);
   void announceAnotherName(File& file);
   void takeBack();
   bool remove(const File& file);
