@@ -343,6 +343,17 @@ TEST_F(Presence, needsEveryOriginalOfTheAsset) {
   expectInLibrary({assets.at(1)});
   writeFile(root.appending("Originals/c.jpg"), "12345");
   expectInLibrary(assets);
+  fs::remove(original.path());
+  expectInLibrary({assets.at(1)});
+}
+
+TEST_F(Presence, ofAnEmptyOriginalEndsWhereSomethingElseIsEmptyToo) {
+  changeCatalogue("UPDATE resources SET byte_count = 0 WHERE original_filename = 'a.jpg'");
+  writeFile(original, "");
+  expectInLibrary(assets);
+  fs::remove(original.path());
+  ASSERT_EQ(mkfifo(original.path().c_str(), 0600), 0);
+  expectInLibrary({assets.at(1)});
 }
 
 TEST_F(Presence, ofAnOriginalThatWasEditedWithoutChangingItsSizeRemains) {
