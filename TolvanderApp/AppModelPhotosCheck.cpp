@@ -35,6 +35,7 @@ bool AppModel::canStartFlow() const {
 
 void AppModel::beginFlow() {
   syncCancellationRequested_ = false;
+  pendingSyncRequested_ = false;  // asked for during a flow that was stopped: the stop was the answer
   clearFailureAndReceipt();
 }
 

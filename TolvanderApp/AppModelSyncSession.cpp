@@ -150,7 +150,6 @@ Task<> AppModel::performSyncAllConnected(bool notifyWhenStarting) {
     co_return;
   }
   isSyncing = true;
-  pendingSyncRequested_ = false;
   beginFlow();
   statusMessage = "Scanning camera…";
   std::exception_ptr failure;

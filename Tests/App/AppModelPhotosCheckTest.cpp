@@ -167,6 +167,20 @@ TEST_F(AppModelPhotosCheckTest, syncThatIsAskedForMeanwhileFollows) {
   EXPECT_EQ(notes().size(), 1U) << "silently";
 }
 
+TEST_F(AppModelPhotosCheckTest, syncThatWasAskedForDuringAStoppedFlowDoesNotFollowTheNextCheck) {
+  plugInCharmera(1);
+  launch();
+  whenIn(Kind::recognizing, [&] {
+    begin(model().syncAllConnected(false));  // before the stop or after it, as its turn comes
+    model().stopCheck();
+  });
+  sync();
+  ASSERT_EQ(*model().statusMessage, "Check stopped");
+  check();
+  EXPECT_EQ(recorded(), Texts());
+  EXPECT_EQ(model().libraryReviews->size(), 1U);
+}
+
 TEST_F(AppModelPhotosCheckTest, ejectThatIsAskedForMeanwhileFollows) {
   const Camera camera = plugInCharmera(1);
   launch();
