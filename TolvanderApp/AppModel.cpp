@@ -320,9 +320,11 @@ void AppModel::connectedDevicesDidChange(const std::vector<ConnectedDeviceSummar
   }
 }
 
-void AppModel::refreshMountedVolumes() {
+void AppModel::refreshMountedVolumes() { publishRemovableVolumes(mountedVolumes()); }
+
+void AppModel::publishRemovableVolumes(const std::vector<MountedVolume>& mounted) {
   std::vector<RemovableVolumeSummary> summaries;
-  for (const auto& volume : mountedVolumes()) {
+  for (const auto& volume : mounted) {
     summaries.push_back({.volumeURL = volume.url, .displayName = CameraVolumeDiscovery::displayName(volume)});
   }
   sortByDisplayName(summaries);

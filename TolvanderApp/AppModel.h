@@ -199,6 +199,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   Task<> sweepAbandonedStaging();
   void prepareUninstall();
   Task<> settleAndHandleMountedVolume(FileURL url);
+  void publishRemovableVolumes(const std::vector<MountedVolume>& mounted);
   void refreshLoginStatus();
   void applyPhotosPermissionStatus(PhotosPermissionStatus status);
   void requireSetupAfterAccessLoss();

@@ -37,6 +37,8 @@ std::vector<MountedVolume> AppModel::mountedVolumes() {
 // MARK: Finding cameras
 
 Task<> AppModel::discoverConnectedDevices() {
+  const auto mounted = mountedVolumes();
+  publishRemovableVolumes(mounted);
   const auto profiles = settings().authorizedDeviceProfiles();
   if (profiles.empty()) {
     connectedDevices = {};
@@ -48,7 +50,6 @@ Task<> AppModel::discoverConnectedDevices() {
   }
   std::vector<ConnectedDeviceSummary> devices;
   std::vector<std::exception_ptr> failures;
-  const auto mounted = mountedVolumes();
   for (const auto& volume : mounted) {
     try {
       auto detecting = detectConnectedCamera(volume.url, settings().authorizedDeviceProfiles());
@@ -73,7 +74,8 @@ Task<> AppModel::discoverConnectedDevices() {
   }
   if (photosPermissionStatus != PhotosPermissionStatus::authorized) {
     statusMessage = "Photos access needed";
-  } else if (!settingsStatusDate()) {
+  } else if (!settingsStatusDate() && !showsReceiptMessage()) {
+    // "Camera up to date" on show has a date only while its camera is connected.
     statusMessage = idleStatus();
   }
 }

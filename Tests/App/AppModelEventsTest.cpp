@@ -225,6 +225,34 @@ TEST_F(AppModelEvents, unmountByHandWithAReceiptOnShowKeepsMessageAndBadgeUntilI
   EXPECT_FALSE(model().showsCompletionCheckmark);
 }
 
+TEST_F(AppModelEvents, unmountByHandKeepsCameraUpToDateOnShowUntilItExpires) {
+  world.mount(camera);
+  launchWithSavedCameras();
+  world.run(model().syncAllConnected(false));
+  world.run(model().syncAllConnected(false));
+  ASSERT_EQ(status(), "Camera up to date");
+  unmount(camera);
+  EXPECT_EQ(status(), "Camera up to date");
+  world.advance(120s - 1ns);
+  EXPECT_EQ(status(), "Camera up to date");
+  world.advance(1ns);
+  EXPECT_EQ(status(), "Waiting for connection");
+}
+
+TEST_F(AppModelEvents, mountAndUnmountOfADriveChangeTheListOfDrives) {
+  world.completeSetup();
+  world.launch();
+  world.start();
+  ASSERT_TRUE(model().availableRemovableVolumes->empty());
+  mountAndSettle(card);
+  ASSERT_EQ(model().availableRemovableVolumes->size(), 1U);
+  EXPECT_EQ(model().availableRemovableVolumes->front().displayName, "CARD");
+  EXPECT_EQ(status(), "Connect your Charmera");
+  unmount(card);
+  EXPECT_TRUE(model().availableRemovableVolumes->empty());
+  EXPECT_EQ(status(), "Waiting for connection");
+}
+
 TEST_F(AppModelEvents, unmountByOurOwnEjectWithin300SecondsKeepsStatusAndBadge) {
   launchWithMountedCamera();
   eject();

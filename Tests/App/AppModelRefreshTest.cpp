@@ -133,7 +133,6 @@ TEST_F(AppModelRefresh, ofDevicesWithoutAProfileSaysWhatToConnect) {
   world.start();
   EXPECT_EQ(status(), "Waiting for connection");
   world.mount(camera);
-  model().refreshMountedVolumes();
   world.run(model().refreshConnectedDevices());
   EXPECT_EQ(status(), "Connect your Charmera");
   model().photosPermissionStatus = PhotosPermissionStatus::limited;
