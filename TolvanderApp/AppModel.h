@@ -13,6 +13,7 @@
 
 #include "TolvanderApp/AppSettings.h"
 #include "TolvanderApp/CameraImport.h"
+#include "TolvanderApp/CameraRun.h"
 #include "TolvanderApp/ChangeNotifier.h"
 #include "TolvanderApp/Concurrency/Subscription.h"
 #include "TolvanderApp/Concurrency/Task.h"
@@ -101,6 +102,8 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   Observed<std::vector<DeviceLibraryReview>> libraryReviews;
   Observed<std::optional<Date>> libraryReviewCompletedAt;
   Observed<SyncPhase> syncPhase;
+  Observed<std::vector<CameraRun>> cameraRuns;  // of the running or the last flow, in their order
+  Observed<bool> cameraWentAway;                // why the last flow stopped, where the user didn't stop it
   Observed<LoginItemStatus> loginStatus;
 
   AppSettings& settings() const { return *services_.settings; }
@@ -214,6 +217,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   // The volumes that could be cameras; none, and the failure shown, where the system can't tell.
   std::vector<MountedVolume> mountedVolumes();
   Task<> discoverConnectedDevices();
+  // Throws CancellationError where the camera left while it was read, else what reading it throws.
   Task<std::optional<DetectedDevice>> detectConnectedCamera(FileURL volumeURL,
                                                             std::vector<DeviceProfile> profiles);
   void refreshSecurityScopedAccess();
@@ -237,6 +241,9 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   SyncCoordinator coordinator(const DetectedDevice& device, const CancellationToken& token);
   CameraImport::Observer importObserver();
   bool showImportProgress(std::int64_t completed, std::int64_t total);
+  void beginRun(const DetectedDevice& device);
+  void changeRun(const std::function<void(CameraRun& run)>& change);  // the last one
+  void endRun(const std::exception_ptr& failure);                     // null: it came to its end
   void setSyncPhase(const SyncPhase& phase);
 
   // Cleanup (AppModelCleanup.cpp)
@@ -301,6 +308,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   void show(const std::exception_ptr& failure);
   void show(const std::exception& error);
   void showStopped(const std::string& stopped);
+  void noteStop();
   void showStoppedOrFailure(const std::exception_ptr& failure, const std::string& stopped);
   void showDeniedVolume(const std::string& volumeName);
   bool isVolumeMounted(const std::string& name);

@@ -90,9 +90,21 @@ Task<std::optional<DetectedDevice>> AppModel::detectConnectedCamera(FileURL volu
       background([volumeURL, authorized = std::move(authorized)](const CancellationToken& token) {
         return MountedVolumeMediaSource().detect(volumeURL, authorized, token);
       });
-  auto device = co_await detecting;
+  std::optional<DetectedDevice> device;
+  std::exception_ptr failure;
+  try {
+    device = co_await detecting;
+  } catch (const std::exception&) {
+    failure = std::current_exception();
+  }
   if (!isStillMounted(volumeURL)) {
+    if (failure) {
+      throw CancellationError();  // what went wrong is that the camera is gone
+    }
     co_return std::nullopt;
+  }
+  if (failure) {
+    std::rethrow_exception(failure);
   }
   co_return device;
 }

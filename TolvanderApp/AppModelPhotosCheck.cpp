@@ -35,6 +35,8 @@ bool AppModel::canStartFlow() const {
 
 void AppModel::beginFlow() {
   syncCancellationRequested_ = false;
+  cameraRuns = {};
+  cameraWentAway = false;
   pendingSyncRequested_ = false;  // asked for during a flow that was stopped: the stop was the answer
   clearFailureAndReceipt();
 }
@@ -123,6 +125,7 @@ void AppModel::rememberVerifiedMatches(DeviceLibraryReview review) {
   }
   isSyncing = true;
   syncCancellationRequested_ = false;
+  cameraWentAway = false;
   activeSyncTask_ = tasks_.start(remember(std::move(review)));
 }
 
@@ -136,6 +139,8 @@ Task<> AppModel::remember(DeviceLibraryReview review) {
   try {
     co_await remembering;
     statusMessage = "Matches saved";
+  } catch (const CancellationError&) {
+    noteStop();
   } catch (const std::exception&) {
     failure = std::current_exception();
   }
@@ -182,6 +187,7 @@ Task<> AppModel::askToRestore(DeviceLibraryReview review) {
 Task<> AppModel::restore(DeviceLibraryReview review) {
   auto current = currentToken();
   const CancellationToken token = co_await current;
+  beginRun(review.device);
   auto restoring = background([coordinator = coordinator(review.device, token), review,
                                album = albumForSync()](const CancellationToken& stop) {
     const bool isCharmera = review.device.profile.kind == DeviceProfile::Kind::charmera;
@@ -197,6 +203,7 @@ Task<> AppModel::restore(DeviceLibraryReview review) {
   } catch (const std::exception&) {
     failure = std::current_exception();
   }
+  endRun(failure);
   if (failure) {
     showStoppedOrFailure(failure, "Restoration stopped");
   }

@@ -211,7 +211,11 @@ void AppModel::showStopped(const std::string& stopped) {
   const bool hasAccess = photosPermissionStatus == PhotosPermissionStatus::authorized &&
                          !removableVolumeAccessIssue->has_value();
   statusMessage = hasAccess ? stopped : idleStatus();
+  noteStop();
 }
+
+// Apart from a request, only a camera that is gone stops a flow.
+void AppModel::noteStop() { cameraWentAway = cameraWentAway || !syncCancellationRequested_; }
 
 void AppModel::showStoppedOrFailure(const std::exception_ptr& failure, const std::string& stopped) {
   try {

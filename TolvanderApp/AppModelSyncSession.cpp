@@ -182,7 +182,8 @@ Task<> AppModel::syncMountedVolumes(bool notifyWhenStarting) {
       failure = std::current_exception();
     }
     if (failure) {
-      show(failure);
+      foundDevice = true;
+      showStoppedOrFailure(failure, "Check stopped");
     }
     if (device) {
       foundDevice = true;
@@ -220,6 +221,7 @@ Task<> AppModel::synchronize(DetectedDevice device, bool notifyWhenStarting) {
   }
   auto current = currentToken();
   const CancellationToken token = co_await current;
+  beginRun(device);
   auto running = background([coordinator = coordinator(device, token), device,
                              album = albumForSync()](const CancellationToken& runToken) {
     return coordinator.run(device.files, isCharmera(device), album, runToken);
@@ -231,6 +233,7 @@ Task<> AppModel::synchronize(DetectedDevice device, bool notifyWhenStarting) {
   } catch (const std::exception&) {
     failure = std::current_exception();
   }
+  endRun(failure);
   if (failure) {
     showStoppedOrFailure(failure, "Check stopped");
   }
@@ -402,11 +405,55 @@ CameraImport::Observer AppModel::importObserver() {
                 return callModel([completed, total](AppModel& model) {
                   return model.showImportProgress(completed, total);
                 });
+              },
+          .imported =
+              [callModel](const MediaCounts& counts) {
+                callModel([counts](AppModel& model) {
+                  model.changeRun([counts](CameraRun& run) {
+                    run.imported.photos += counts.photos;
+                    run.imported.videos += counts.videos;
+                  });
+                  return true;
+                });
               }};
+}
+
+void AppModel::beginRun(const DetectedDevice& device) {
+  cameraRuns.update([&](auto& runs) {
+    runs.push_back({.volumeURL = device.volumeURL,
+                    .name = device.displayName,
+                    .fileCount = static_cast<std::int64_t>(device.files.size()),
+                    .newCount = std::nullopt,
+                    .imported = {},
+                    .end = CameraRun::End::running});
+  });
+}
+
+void AppModel::changeRun(const std::function<void(CameraRun& run)>& change) {
+  cameraRuns.update([&](auto& runs) {
+    if (!runs.empty()) {
+      change(runs.back());
+    }
+  });
+}
+
+void AppModel::endRun(const std::exception_ptr& failure) {
+  CameraRun::End end = syncCancellationRequested_ ? CameraRun::End::stopped : CameraRun::End::done;
+  try {
+    if (failure) {
+      std::rethrow_exception(failure);
+    }
+  } catch (const CancellationError&) {
+    end = syncCancellationRequested_ ? CameraRun::End::stopped : CameraRun::End::cameraWentAway;
+  } catch (const std::exception&) {
+    end = CameraRun::End::failed;
+  }
+  changeRun([end](CameraRun& run) { run.end = end; });
 }
 
 bool AppModel::showImportProgress(std::int64_t completed, std::int64_t total) {
   syncPhase = SyncPhase::importing(completed, total);
+  changeRun([total](CameraRun& run) { run.newCount = total; });
   statusMessage = syncCancellationRequested_ ? "Finishing before eject…" : importingStatus(completed, total);
   return !syncCancellationRequested_;
 }
@@ -414,6 +461,9 @@ bool AppModel::showImportProgress(std::int64_t completed, std::int64_t total) {
 void AppModel::setSyncPhase(const SyncPhase& phase) {
   record(DiagnosticLog::Event::syncPhaseChanged, AppDiagnostics::phaseMetrics(phase));
   syncPhase = phase;
+  if (phase.kind == SyncPhase::Kind::album) {
+    changeRun([](CameraRun& run) { run.newCount = run.newCount.value_or(0); });  // nothing was new
+  }
   if (auto status = statusOf(phase)) {
     statusMessage = std::move(*status);
   }

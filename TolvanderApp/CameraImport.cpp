@@ -98,11 +98,13 @@ std::vector<FingerprintedMediaFile> CameraImport::importPreparedBatch(const Prep
 void CameraImport::record(const MediaImportTransaction::Batch& batch,
                           const MediaImportTransaction::AssetIdentifiers& assets) const {
   std::vector<ImportRecord> records;
+  MediaCounts counts;
   for (const auto& file : batch) {
     const auto asset = assets.find(file.sourceFingerprint);
     if (asset == assets.end()) {
       continue;
     }
+    (file.sourceFile.isVideo() ? counts.videos : counts.photos) += 1;
     records.push_back(ImportRecord::make({.sourceFingerprint = file.sourceFingerprint,
                                           .mediaPayloadFingerprint = file.mediaPayloadFingerprint,
                                           .processedFingerprint = file.processedFingerprint,
@@ -116,6 +118,7 @@ void CameraImport::record(const MediaImportTransaction::Batch& batch,
                                           .evidence = std::nullopt}));
   }
   services_.history->record(records);
+  observer_.imported(counts);
 }
 
 }  // namespace tolvander::app

@@ -11,6 +11,7 @@
 #include "TolvanderCore/Cancellation.h"
 #include "TolvanderCore/Date.h"
 #include "TolvanderCore/FingerprintedMediaFile.h"
+#include "TolvanderCore/MediaCounts.h"
 #include "TolvanderCore/MediaStagingService.h"
 #include "TolvanderCore/PreparedMediaFile.h"
 #include "TolvanderCore/SyncHistoryStore.h"
@@ -33,6 +34,8 @@ class CameraImport {
     std::function<bool()> mayGoOn;
     // Files imported of all files. False stops the import here, which is no failure.
     std::function<bool(std::int64_t completed, std::int64_t total)> progress;
+    // So many items of a transaction are in the library and in the history.
+    std::function<void(const MediaCounts& counts)> imported = [](const MediaCounts&) {};
   };
 
   // `requireLibraryAccess` throws when the library may not be written any more.

@@ -8,6 +8,7 @@
 #include "Shells/CommandLine/SetupFlow.h"
 #include "Shells/CommandLine/SyncDisplay.h"
 #include "TolvanderApp/Presentation/CheckReport.h"
+#include "TolvanderApp/Presentation/SyncReport.h"
 
 namespace tolvander::shell {
 
@@ -18,22 +19,28 @@ using app::CheckReport;
 using app::RunOutcome;
 using app::RunResult;
 using app::Task;
-using Failure = std::optional<std::string>;
+using Failure = std::optional<app::RunFailure>;
 using Volumes = std::vector<FileURL>;
+
+bool goesOn(Session& session) {
+  const AppModel& model = session.model();
+  return !model.lastError->has_value() && !model.cameraWentAway && !session.isInterrupted();
+}
 
 // Checks the chosen cameras, and gives why it couldn't, where the model doesn't know that.
 Task<Failure> check(Session* session, Volumes volumes) {
   AppModel& model = session->model();
   if (auto reason = app::reasonAgainstWork(model)) {
-    co_return reason;
+    const bool hasCamera = !model.settings().authorizedDeviceProfiles().empty();
+    co_return app::RunFailure{std::move(*reason), hasCamera ? RunOutcome::failed : RunOutcome::noCamera};
   }
   for (const FileURL& volume : volumes) {
     if (!isConnected(model, volume)) {
-      co_return app::notASavedCameraText(volume);
+      co_return app::RunFailure{app::notASavedCameraText(volume)};
     }
   }
   if (model.connectedDevices->empty()) {
-    co_return app::noCameraConnectedText();
+    co_return app::noCameraConnected();
   }
   model.verifyCameraInPhotos();
   auto checking = session->until([&model] { return model.isIdle(); });
@@ -88,7 +95,7 @@ class CheckingCommand : public Command {
       report = CheckReport::of(model.libraryReviews);
       std::cout << (json ? "" : report.text()) << std::flush;
     }
-    if (!next.failure && !model.lastError->has_value() && !session->isInterrupted()) {
+    if (!next.failure && goesOn(*session)) {
       auto going = self->goOn(session, report, json);
       next = co_await going;
     }
@@ -128,7 +135,7 @@ class RememberCommand final : public CheckingCommand {
       model.rememberVerifiedMatches(review);
       auto remembering = session->until([&model] { return model.isIdle(); });
       co_await remembering;
-      if (model.lastError->has_value() || session->isInterrupted()) {
+      if (!goesOn(*session)) {
         break;
       }
     }
@@ -164,21 +171,20 @@ class RestoreCommand final : public CheckingCommand {
     for (std::size_t index = 0; index < reviews.size(); ++index) {
       const CheckReport::Camera& camera = report.cameras.at(index);
       if (!camera.isComplete()) {
-        next.failure = app::cannotImportText(camera);
+        next.failure = app::RunFailure{app::cannotImportText(camera)};
       }
       if (!camera.isComplete() || camera.importable() == 0) {
         wasNeeded = wasNeeded || !camera.isComplete();
         continue;
       }
       wasNeeded = true;
-      auto restoring = restore(session, reviews.at(index));
+      auto restoring = restore(session, reviews.at(index), json);
       const std::optional<std::int64_t> imported = co_await restoring;
       if (!imported) {
-        next.failure = app::nothingImportedText();
+        next.failure = app::RunFailure{app::nothingImportedText()};
       }
       next.imported += imported.value_or(0);
-      if (model.lastError->has_value() || session->isInterrupted() ||
-          !model.settings().onboardingCompleted()) {
+      if (!goesOn(*session) || !model.settings().onboardingCompleted()) {
         break;
       }
     }
@@ -187,9 +193,9 @@ class RestoreCommand final : public CheckingCommand {
   }
 
   // How many items were imported; absent where the user doesn't want that.
-  static Task<std::optional<std::int64_t>> restore(Session* session, app::DeviceLibraryReview review) {
+  static Task<std::optional<std::int64_t>> restore(Session* session, app::DeviceLibraryReview review,
+                                                   bool json) {
     AppModel& model = session->model();
-    const auto before = model.settings().lastSyncReceipt();
     auto answering = session->untilAnswered([&] { model.restoreMissingImports(std::move(review)); });
     const std::size_t answer = co_await answering;
     if (answer != 0) {
@@ -199,8 +205,14 @@ class RestoreCommand final : public CheckingCommand {
     co_await beginning;
     auto restoring = session->until([&model] { return model.isIdle(); });
     co_await restoring;
-    const auto after = model.settings().lastSyncReceipt();
-    co_return after&& after != before ? after->count : 0;
+    if (model.cameraRuns->empty()) {
+      co_return 0;
+    }
+    const app::CameraRun& run = model.cameraRuns->back();
+    if (!json && run.end != app::CameraRun::End::done) {
+      std::cout << app::runText(run);
+    }
+    co_return run.imported.total();
   }
 
   std::optional<std::string> album_;

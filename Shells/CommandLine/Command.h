@@ -13,7 +13,15 @@ class App;
 
 namespace tolvander::shell {
 
-enum class ExitStatus : int { done = 0, failed = 1, wrongUsage = 2, incomplete = 3, stopped = 130 };
+enum class ExitStatus : int {
+  done = 0,
+  failed = 1,
+  wrongUsage = 2,
+  incomplete = 3,
+  cameraWentAway = 4,
+  noCamera = 5,
+  stopped = 130
+};
 
 // What every command is given: the options that stand before the command, and the token that Ctrl-C cancels.
 struct Context {

@@ -16,6 +16,10 @@ ExitStatus exitStatus(RunOutcome outcome) {
       return ExitStatus::failed;
     case RunOutcome::incomplete:
       return ExitStatus::incomplete;
+    case RunOutcome::cameraWentAway:
+      return ExitStatus::cameraWentAway;
+    case RunOutcome::noCamera:
+      return ExitStatus::noCamera;
     case RunOutcome::stopped:
       break;
   }

@@ -23,8 +23,10 @@ struct SyncRun {
   bool agrees;
 };
 
+using Failure = std::optional<app::RunFailure>;
+
 // Syncs every chosen camera once, and gives why it couldn't, where the model doesn't know that.
-Task<std::optional<std::string>> syncOnce(SyncRun run) {
+Task<Failure> syncOnce(SyncRun run) {
   auto& [session, volumes, agrees] = run;
   app::AppModel& model = session.model();
   bool hasSynced = false;
@@ -36,29 +38,36 @@ Task<std::optional<std::string>> syncOnce(SyncRun run) {
     auto adding = addCamera(&session, volume);
     const bool isAdded = co_await adding;
     if (!isAdded) {
-      co_return model.lastError->has_value() ? std::nullopt : std::optional(app::notRememberedText(volume));
+      co_return model.lastError->has_value() ? Failure() : app::RunFailure{app::notRememberedText(volume)};
     }
-    if (!isConnected(model, volume)) {
-      co_return app::notACameraText(volume);
+    if (!isConnected(model, volume) && !model.cameraWentAway) {
+      co_return app::RunFailure{app::notACameraText(volume)};
     }
     hasSynced = syncsWhenAdded;
   }
   if (session.isInterrupted() || hasSynced) {
     co_return std::nullopt;
   }
-  if (model.settings().onboardingCompleted() || model.connectedDevices->empty()) {
+  const bool hadCamera = !model.connectedDevices->empty();
+  if (model.settings().onboardingCompleted() || !hadCamera) {
     auto syncing = model.syncAllConnected(false);
     co_await syncing;
   } else {
     auto completing = completeSetup(&session);
     co_await completing;
   }
-  co_return std::nullopt;
+  const bool isKnownToTheModel = model.cameraWentAway || model.lastError->has_value() ||
+                                 model.removableVolumeAccessIssue->has_value() ||
+                                 model.photosPermissionStatus != app::PhotosPermissionStatus::authorized;
+  if (!model.cameraRuns->empty() || isKnownToTheModel || session.isInterrupted()) {
+    co_return std::nullopt;
+  }
+  co_return hadCamera ? app::cameraWentAway() : app::noCameraConnected();
 }
 
-Task<std::optional<std::string>> syncIfPossible(SyncRun run) {
+Task<Failure> syncIfPossible(SyncRun run) {
   if (run.volumes.empty() && run.session.model().settings().authorizedDeviceProfiles().empty()) {
-    co_return app::noCameraSavedText();
+    co_return app::noCameraSaved();
   }
   auto preparing = prepareLibrary(&run.session, run.agrees);
   const bool hasLibrary = co_await preparing;
@@ -124,7 +133,7 @@ class SyncCommand final : public Command {
     auto starting = startUp(&session);
     co_await starting;
     auto running = syncIfPossible(run);
-    std::optional<std::string> failure = co_await running;
+    Failure failure = co_await running;
     const SyncReport report = recorder.report(session.isInterrupted(), std::move(failure));
     std::cout << (json ? report.json() + "\n" : report.text());
     co_return conclude(report.outcome, report.failure);

@@ -30,7 +30,7 @@ TrashReport reportOf(const HomeFiles& files) {
 // What a flow came to: whether the user wanted it, and why it couldn't be, where the model doesn't know that.
 struct Outcome {
   bool wasDeclined = false;
-  std::optional<std::string> failure;
+  std::optional<app::RunFailure> failure;
 };
 
 bool goesOn(Session& session) { return !session.model().lastError->has_value() && !session.isInterrupted(); }
@@ -59,7 +59,7 @@ Task<Outcome> putBack(Session* session, std::optional<TrashReport::Filenames> fi
   AppModel& model = session->model();
   const TrashReport report = reportOf(session->files());
   if (const auto unknown = report.unknown(filenames.value_or(TrashReport::Filenames())); !unknown.empty()) {
-    co_return Outcome{.wasDeclined = false, .failure = app::notInTrashText(unknown)};
+    co_return Outcome{.wasDeclined = false, .failure = app::RunFailure{app::notInTrashText(unknown)}};
   }
   const auto devices = model.deviceTrashSummaries.value();
   for (const auto& device : devices) {
@@ -116,7 +116,10 @@ class TrashCommand final : public Command {
     const SyncDisplay display(model, json);
     auto starting = startUp(session);
     co_await starting;
-    Outcome outcome{.wasDeclined = false, .failure = app::reasonAgainstWork(model)};
+    Outcome outcome;
+    if (auto reason = app::reasonAgainstWork(model)) {
+      outcome.failure = app::RunFailure{std::move(*reason)};
+    }
     const bool isEmpty = model.deviceTrashSummaries->empty();
     if (!outcome.failure && goesOn(*session) && (!isEmpty || !self->filenames_.empty())) {
       auto working =

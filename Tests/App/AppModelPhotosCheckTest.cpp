@@ -130,6 +130,7 @@ TEST_F(AppModelPhotosCheckTest, cameraThatLeavesStopsIt) {
   whenIn(Kind::fingerprinting, [&] { world.unmount(camera); });
   check();
   EXPECT_EQ(model().lastError.value(), std::nullopt);
+  EXPECT_TRUE(model().cameraWentAway);
   EXPECT_TRUE(model().libraryReviews->empty());
   EXPECT_TRUE(model().isIdle());
 }

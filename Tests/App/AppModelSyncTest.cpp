@@ -385,6 +385,58 @@ TEST_F(AppModelSyncTest, cameraRemovedDuringTheSearchEndsWithCheckStopped) {
   EXPECT_EQ(world.photoLibrary.changeCount(), 0U);
 }
 
+TEST_F(AppModelSyncTest, cameraRemovedWhileItIsListedEndsWithCheckStopped) {
+  const Camera camera = plugInCharmera(1);
+  launch();
+  std::filesystem::remove_all(camera.file("DCIM").path());
+  writeFile(camera.file("DCIM"), "no folder: listing it fails");
+  world.begin(model().syncAllConnected(false));
+  world.mainThread.runUntil([&] { return *model().statusMessage == "Scanning camera…"; });
+  world.unmount(camera);
+  world.runUntilIdle();
+  expectNoFailure("Check stopped");
+  EXPECT_TRUE(model().cameraWentAway);
+  EXPECT_TRUE(model().cameraRuns->empty());
+}
+
+TEST_F(AppModelSyncTest, cameraThatWentAwayIsNoStopOfTheUsers) {
+  const Camera camera = plugInCharmera(1);
+  launch();
+  whenIn(Kind::recognizing, [&] { world.unmount(camera); });
+  sync();
+  EXPECT_TRUE(model().cameraWentAway);
+  ASSERT_EQ(model().cameraRuns->size(), 1U);
+  EXPECT_EQ(model().cameraRuns->front().end, app::CameraRun::End::cameraWentAway);
+
+  world.mount(camera);
+  whenIn(Kind::recognizing, [&] { model().stopCheck(); });
+  sync();
+  EXPECT_FALSE(model().cameraWentAway);
+  ASSERT_EQ(model().cameraRuns->size(), 1U);
+  EXPECT_EQ(model().cameraRuns->front().end, app::CameraRun::End::stopped);
+}
+
+TEST_F(AppModelSyncTest, runKnowsHowMuchWasNewAndHowMuchArrived) {
+  const Camera camera = plugInCharmera(6);
+  launch();
+  world.photoLibrary.beforeEachChange([&] {
+    if (world.photoLibrary.changeCount() == 1) {
+      world.mainThread.post([&] { model().stopCheck(); });
+    }
+  });
+  sync();
+  ASSERT_EQ(model().cameraRuns->size(), 1U);
+  const app::CameraRun stopped = model().cameraRuns->front();
+  EXPECT_EQ(stopped.name, "CHARMERA");
+  EXPECT_EQ(stopped.fileCount, 6);
+  EXPECT_EQ(stopped.newCount, 6);
+  EXPECT_EQ(stopped.imported, (MediaCounts{.photos = static_cast<std::int64_t>(recorded().size())}));
+  EXPECT_EQ(stopped.end, app::CameraRun::End::stopped);
+  sync();
+  EXPECT_EQ(model().cameraRuns->front().end, app::CameraRun::End::done);
+  EXPECT_EQ(model().cameraRuns->front().newCount, 6 - stopped.imported.total());
+}
+
 // Failures
 
 TEST_F(AppModelSyncTest, failedCameraDoesNotStopTheOthers) {

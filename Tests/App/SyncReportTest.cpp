@@ -14,14 +14,19 @@ using tests::AppModelWorld;
 
 const FileURL library("/pictures/Tolvander");
 
-SyncReport::Camera cameraOf(std::string name, std::int64_t count, std::int64_t videos) {
+CameraRun runOf(const std::string& name, MediaCounts imported, CameraRun::End end = CameraRun::End::done,
+                std::optional<std::int64_t> newCount = std::nullopt) {
   return {.volumeURL = FileURL("/media/" + name),
-          .receipt = {.count = count, .deviceName = name, .completedAt = {}, .videoCount = videos}};
+          .name = name,
+          .fileCount = 304,
+          .newCount = newCount,
+          .imported = imported,
+          .end = end};
 }
 
 TEST(SyncReport, tellsPeopleOfEveryCameraAndWhereThePicturesAre) {
   SyncReport report;
-  report.cameras = {cameraOf("CARD", 3, 1), cameraOf("OTHER", 0, 0)};
+  report.cameras = {runOf("CARD", {.photos = 2, .videos = 1}), runOf("OTHER", {})};
   report.likelyCopies = {"A.JPG", "B.JPG"};
   report.library = library;
   EXPECT_EQ(report.text(),
@@ -37,14 +42,37 @@ TEST(SyncReport, givesProgramsOneLine) {
   SyncReport report;
   report.outcome = SyncReport::Outcome::incomplete;
   report.failure = "Some “files”.";
-  report.cameras = {cameraOf("CARD", 3, 1)};
+  report.cameras = {runOf("CARD", {.photos = 2, .videos = 1}, CameraRun::End::failed, 5),
+                    runOf("OTHER", {}, CameraRun::End::cameraWentAway)};
   const std::string json = report.json();
   EXPECT_EQ(json.find('\n'), std::string::npos);
   const JSONDocument document(tests::bytesOf(json));
   const JSONObject result = document.root().object().required("result").object();
   EXPECT_EQ(result.required("outcome").string(), "incomplete");
   EXPECT_EQ(result.required("failure").string(), "Some “files”.");
-  EXPECT_EQ(result.required("cameras").array()[0].object().required("imported").integer(), 3);
+  const auto cameras = result.required("cameras").array();
+  ASSERT_EQ(cameras.size(), 2U);
+  const JSONObject first = cameras[0].object();
+  EXPECT_EQ(first.required("outcome").string(), "failed");
+  EXPECT_EQ(first.required("files").integer(), 304);
+  EXPECT_EQ(first.required("imported").integer(), 3);
+  EXPECT_EQ(first.required("videos").integer(), 1);
+  EXPECT_EQ(first.required("notImported").integer(), 2);
+  EXPECT_EQ(cameras[1].object().required("outcome").string(), "cameraWentAway");
+  EXPECT_EQ(cameras[1].object().optionalInteger("notImported"), std::nullopt);
+}
+
+TEST(SyncReport, tellsWhatArrivedAndWhatDidNotWhereARunDidNotComeToItsEnd) {
+  using End = CameraRun::End;
+  EXPECT_EQ(runText(runOf("CARD", {.photos = 170, .videos = 6}, End::cameraWentAway, 304)),
+            "“CARD”: 176 items imported; 128 new items were not imported\n");
+  EXPECT_EQ(runText(runOf("CARD", {.photos = 1, .videos = 0}, End::failed, 2)),
+            "“CARD”: 1 item imported; 1 new item was not imported\n");
+  EXPECT_EQ(runText(runOf("CARD", {}, End::stopped)),
+            "“CARD”: nothing imported; not all of its 304 files were compared with the library\n");
+  EXPECT_EQ(runText(runOf("CARD", {.photos = 2, .videos = 0}, End::stopped, 2)),
+            "“CARD”: 2 photos imported\n");
+  EXPECT_EQ(runText(runOf("CARD", {}, End::stopped, 0)), "“CARD”: nothing new\n");
 }
 
 TEST(SyncReport, givesProgramsWhatGoesOn) {
@@ -95,9 +123,9 @@ TEST_F(SyncRecorderTest, tellsWhatEachCameraBrought) {
   const SyncReport report = recorder.report(false);
   EXPECT_EQ(report.outcome, SyncReport::Outcome::done) << report.failure.value_or("");
   ASSERT_EQ(report.cameras.size(), 2U);
-  EXPECT_EQ(report.cameras[0].receipt.count, 1);
-  EXPECT_EQ(report.cameras[1].receipt.deviceName, "TWO");
-  EXPECT_EQ(report.cameras[1].receipt.count, 2);
+  EXPECT_EQ(report.cameras[0].imported.photos, 1);
+  EXPECT_EQ(report.cameras[1].name, "TWO");
+  EXPECT_EQ(report.cameras[1].imported.photos, 2);
   EXPECT_EQ(report.status, world.model().statusMessage.value());
 }
 
@@ -133,7 +161,50 @@ TEST_F(SyncRecorderTest, isIncompleteWhereAnEarlierImportIsUnresolved) {
   const SyncReport report = recorder.report(false);
   EXPECT_EQ(report.outcome, SyncReport::Outcome::incomplete);
   EXPECT_TRUE(report.failure);
-  EXPECT_TRUE(report.cameras.empty());
+  ASSERT_EQ(report.cameras.size(), 1U);
+  EXPECT_EQ(report.cameras[0].end, CameraRun::End::failed);
+  EXPECT_EQ(report.cameras[0].newCount, std::nullopt);
+}
+
+TEST_F(SyncRecorderTest, tellsWhatArrivedBeforeTheCameraWentAway) {
+  const auto camera = readyCamera();
+  for (int number = 1; number <= 9; ++number) {
+    world.addPhoto(camera, "PICT000" + std::to_string(number) + ".JPG", number);
+  }
+  world.launchAfterSetup();
+  const SyncRecorder recorder(world.model(), library);
+  world.photoLibrary.beforeEachChange([&] {
+    if (world.photoLibrary.changeCount() == 1) {
+      world.mainThread.post([&] { world.unmount(camera); });
+    }
+  });
+  sync();
+  const SyncReport report = recorder.report(false);
+  EXPECT_EQ(report.outcome, SyncReport::Outcome::cameraWentAway);
+  EXPECT_EQ(report.failure, "The camera went away before everything was done.");
+  EXPECT_EQ(report.status, "Check stopped");
+  ASSERT_EQ(report.cameras.size(), 1U);
+  EXPECT_EQ(report.cameras[0].end, CameraRun::End::cameraWentAway);
+  EXPECT_EQ(report.cameras[0].newCount, 9);
+  EXPECT_EQ(report.cameras[0].imported.photos, static_cast<std::int64_t>(world.history().records().size()));
+  EXPECT_EQ(recorder.report(true).outcome, SyncReport::Outcome::stopped) << "the user's stop comes first";
+}
+
+TEST_F(SyncRecorderTest, keepsWhatBecameOfEarlierFlows) {
+  const auto camera = readyCamera("ONE");
+  world.addPhoto(camera, "PICT0001.JPG", 1);
+  world.launchAfterSetup();
+  const SyncRecorder recorder(world.model(), library);
+  world.model().lastError = "It broke.";
+  world.model().cameraRuns = std::vector{runOf("BROKEN", {}, CameraRun::End::failed)};
+  sync();
+  ASSERT_FALSE(world.model().lastError->has_value());
+  const SyncReport report = recorder.report(false);
+  EXPECT_EQ(report.outcome, SyncReport::Outcome::failed);
+  EXPECT_EQ(report.failure, "It broke.");
+  ASSERT_EQ(report.cameras.size(), 2U);
+  EXPECT_EQ(report.cameras[0].name, "BROKEN");
+  EXPECT_EQ(report.cameras[1].name, "ONE");
 }
 
 TEST_F(SyncRecorderTest, hasFailedWhereTheLibraryMayNotBeUsed) {
@@ -149,8 +220,8 @@ TEST_F(SyncRecorderTest, wasStoppedWhateverElseHappened) {
   world.launchAfterSetup();
   const SyncRecorder recorder(world.model(), library);
   EXPECT_EQ(recorder.report(true).outcome, SyncReport::Outcome::stopped);
-  EXPECT_EQ(recorder.report(false, "A failure.").outcome, SyncReport::Outcome::failed);
-  EXPECT_EQ(recorder.report(false, "A failure.").failure, "A failure.");
+  EXPECT_EQ(recorder.report(false, RunFailure{"A failure."}).outcome, SyncReport::Outcome::failed);
+  EXPECT_EQ(recorder.report(false, RunFailure{"A failure."}).failure, "A failure.");
 }
 
 }  // namespace

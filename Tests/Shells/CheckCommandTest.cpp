@@ -169,7 +169,7 @@ TEST_F(CheckCommandTest, saysWhyItCannotBegin) {
   writeSampleCard(card, {.photos = 1, .videos = 0});
   for (const char* const command : {"check", "remember", "restore"}) {
     const ToolResult result = run({command, card.path()});
-    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.status, 5);
     EXPECT_EQ(result.errors,
               "tolvanderctl: Tolvander isn’t set up yet. A first sync does that: tolvanderctl sync VOLUME\n");
   }
@@ -179,9 +179,12 @@ TEST_F(CheckCommandTest, saysWhyItCannotBegin) {
   fs::create_directory(other.path());
   EXPECT_TRUE(contains(run({"check", other.path()}).errors, "is no saved camera that is connected."));
   fs::remove_all(card.path());
-  const ToolResult result = run({"check"});
-  EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.errors, "tolvanderctl: No saved camera is connected.\n");
+  for (const char* const command : {"check", "remember", "restore"}) {
+    const ToolResult result = run({command});
+    EXPECT_EQ(result.status, 5);
+    EXPECT_EQ(result.errors, "tolvanderctl: No saved camera is connected.\n");
+    EXPECT_EQ(result.output, "Waiting for connection\n");
+  }
 }
 
 TEST_F(CheckCommandTest, stopsAtCtrlC) {

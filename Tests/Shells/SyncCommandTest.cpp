@@ -10,6 +10,7 @@
 #include "Platform/Linux/HomeLock.h"
 #include "Tests/Shells/CommandLine.h"
 #include "Tests/Support/Bytes.h"
+#include "Tests/Support/RunningTool.h"
 #include "Tests/Support/SampleCard.h"
 #include "TolvanderCore/JSONReader.h"
 
@@ -151,18 +152,19 @@ TEST_F(SyncCommandTest, changesNothingWithoutAnAnswer) {
 
 TEST_F(SyncCommandTest, saysWhereNoCameraIsSaved) {
   const ToolResult result = run({"sync", "--yes"});
-  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.status, 5);
   EXPECT_EQ(result.errors,
             "tolvanderctl: No camera is saved. Name one to sync it and to remember it: tolvanderctl sync "
             "VOLUME\n");
 }
 
-TEST_F(SyncCommandTest, isDoneWhereNoSavedCameraIsHere) {
+TEST_F(SyncCommandTest, saysWhereNoSavedCameraIsHere) {
   makeCard();
   ASSERT_EQ(run({"sync", card.path(), "--yes"}).status, 0);
   fs::remove_all(card.path());
   const ToolResult result = run({"sync"});
-  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_EQ(result.status, 5);
+  EXPECT_EQ(result.errors, "tolvanderctl: No saved camera is connected.\n");
   EXPECT_TRUE(contains(result.output, "Waiting for connection\n")) << result.output;
 }
 
@@ -269,6 +271,24 @@ TEST_F(SyncCommandTest, stopsAtCtrlCAndGoesOnTheNextTime) {
   EXPECT_LT(originals(), 20U);
   EXPECT_EQ(run({"sync", card.path(), "--yes"}).status, 0);
   EXPECT_EQ(originals(), 20U);
+}
+
+TEST_F(SyncCommandTest, tellsWhatArrivedBeforeTheCameraWentAway) {
+  makeCard(40, 0);
+  RunningTool sync(commandLine({"--json", "sync", card.path(), "--yes"}));
+  sync.waitForLine(R"("completed":4)");
+  fs::rename(card.path(), (folder / "pulled out").path());
+  const std::string line = sync.waitForLine(R"({"result":)");
+  EXPECT_EQ(sync.waitForEnd(), 4) << sync.output();
+  EXPECT_EQ(sync.errors(), "tolvanderctl: The camera went away before everything was done.\n");
+  const JSONDocument document(bytesOf(line));
+  const JSONObject result = document.root().object().required("result").object();
+  EXPECT_EQ(result.required("outcome").string(), "cameraWentAway");
+  EXPECT_EQ(result.required("status").string(), "Check stopped");
+  const JSONObject camera = result.required("cameras").array().at(0).object();
+  EXPECT_EQ(camera.required("imported").integer(), static_cast<std::int64_t>(originals()));
+  EXPECT_EQ(camera.required("notImported").integer(), 40 - static_cast<std::int64_t>(originals()));
+  EXPECT_LT(originals(), 40U);
 }
 
 TEST_F(SyncCommandTest, refusesWrongUsage) {

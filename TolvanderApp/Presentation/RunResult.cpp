@@ -10,21 +10,21 @@ namespace tolvander::app {
 
 namespace {
 
-std::optional<std::string> failureOf(const AppModel& model, const FileURL& library) {
+std::optional<RunFailure> failureOf(const AppModel& model, const FileURL& library) {
   if (model.lastError->has_value()) {
-    return model.lastError.value();
+    return RunFailure{*model.lastError.value()};
   }
   if (const auto& issue = model.removableVolumeAccessIssue.value()) {
-    return MediaSourceError::volumeAccessDenied(issue->volumeName).description();
+    return RunFailure{*MediaSourceError::volumeAccessDenied(issue->volumeName).description()};
   }
+  const std::string noAccess = *PhotoLibraryError(PhotoLibraryError::Case::accessDenied).description();
   if (model.photosPermissionStatus == PhotosPermissionStatus::denied) {
-    return *PhotoLibraryError(PhotoLibraryError::Case::accessDenied).description() + " “" + library.path() +
-           "” cannot be changed.";
+    return RunFailure{noAccess + " “" + library.path() + "” cannot be changed."};
   }
   if (model.photosPermissionStatus != PhotosPermissionStatus::authorized) {
-    return PhotoLibraryError(PhotoLibraryError::Case::accessDenied).description();
+    return RunFailure{noAccess};
   }
-  return std::nullopt;
+  return model.cameraWentAway ? std::optional(cameraWentAway()) : std::nullopt;
 }
 
 }  // namespace
@@ -37,6 +37,10 @@ std::string_view rawText(RunOutcome outcome) {
       return "failed";
     case RunOutcome::incomplete:
       return "incomplete";
+    case RunOutcome::cameraWentAway:
+      return "cameraWentAway";
+    case RunOutcome::noCamera:
+      return "noCamera";
     case RunOutcome::stopped:
       break;
   }
@@ -44,17 +48,19 @@ std::string_view rawText(RunOutcome outcome) {
 }
 
 RunResult RunResult::of(const AppModel& model, const FileURL& library, bool wasStopped,
-                        std::optional<std::string> failure) {
-  RunResult result{.outcome = RunOutcome::done, .status = model.statusMessage, .failure = std::move(failure)};
-  if (!result.failure) {
-    result.failure = failureOf(model, library);
+                        std::optional<RunFailure> failure) {
+  if (!failure) {
+    failure = failureOf(model, library);
+  }
+  RunResult result{.outcome = RunOutcome::done, .status = model.statusMessage, .failure = {}};
+  if (failure) {
+    result.outcome = failure->outcome;
+    result.failure = std::move(failure->words);
   }
   if (wasStopped) {
     result.outcome = RunOutcome::stopped;
   } else if (model.offersPhotoReview || model.photoReviewIsIncomplete()) {
     result.outcome = RunOutcome::incomplete;
-  } else if (result.failure) {
-    result.outcome = RunOutcome::failed;
   }
   return result;
 }
@@ -90,7 +96,11 @@ std::optional<std::string> reasonAgainstWork(const AppModel& model) {
   return std::nullopt;
 }
 
-std::string noCameraConnectedText() { return "No saved camera is connected."; }
+RunFailure noCameraConnected() { return {"No saved camera is connected.", RunOutcome::noCamera}; }
+
+RunFailure cameraWentAway() {
+  return {"The camera went away before everything was done.", RunOutcome::cameraWentAway};
+}
 
 std::string notASavedCameraText(const FileURL& volume) {
   return "“" + printable(volume.path()) +

@@ -13,11 +13,19 @@ namespace tolvander::app {
 enum class RunOutcome {
   done,
   failed,
-  incomplete,  // files could not be checked, or an earlier import is unresolved
-  stopped
+  incomplete,      // files could not be checked, or an earlier import is unresolved
+  cameraWentAway,  // before its work was done
+  noCamera,        // none was looked at: none is saved, or none of the saved ones is here
+  stopped          // by the user
 };
 
 std::string_view rawText(RunOutcome outcome);
+
+// A failure that the model doesn't know of.
+struct RunFailure {
+  std::string words;  // for the user
+  RunOutcome outcome = RunOutcome::failed;
+};
 
 // How one command ended.
 struct RunResult {
@@ -25,9 +33,8 @@ struct RunResult {
   std::string status;                  // the status line at the end
   std::optional<std::string> failure;  // in words for the user
 
-  // What the model knows of it. `failure` is one that the model doesn't know of.
   static RunResult of(const AppModel& model, const FileURL& library, bool wasStopped,
-                      std::optional<std::string> failure = std::nullopt);
+                      std::optional<RunFailure> failure = std::nullopt);
 
   // For programs, on one line without its end: {"result":{"outcome":"done","status":…,"failure":null}}.
   std::string json() const;
@@ -38,7 +45,8 @@ struct RunResult {
 
 // Why a command can't begin, where that isn't a failure that the model shows.
 std::optional<std::string> reasonAgainstWork(const AppModel& model);
-std::string noCameraConnectedText();
+RunFailure noCameraConnected();
+RunFailure cameraWentAway();
 std::string notASavedCameraText(const FileURL& volume);
 
 }  // namespace tolvander::app

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <iterator>
 
 #include "TolvanderApp/Presentation/Wording.h"
 #include "TolvanderCore/JSONWriter.h"
@@ -19,21 +20,52 @@ std::string jsonLine(const std::function<void(JSONWriter&)>& write) {
   return jsonText(JSONWriter::Style::compact, write);
 }
 
-std::string line(const SyncReport::Camera& camera) {
-  const std::string name = "“" + printable(camera.receipt.deviceName) + "”: ";
-  if (camera.receipt.count == 0) {
-    return name + "nothing new\n";
+std::string_view outcomeName(CameraRun::End end) {
+  switch (end) {
+    case CameraRun::End::done:
+      return "done";
+    case CameraRun::End::cameraWentAway:
+      return "cameraWentAway";
+    case CameraRun::End::failed:
+      return "failed";
+    case CameraRun::End::running:
+    case CameraRun::End::stopped:
+      break;
   }
-  const auto counts = MediaCounts::ofTotal(camera.receipt.count, camera.receipt.videoCount.value_or(0));
-  return name + counts.description() + " imported\n";
+  return "stopped";
+}
+
+// Absent where it isn't known how many are new.
+std::optional<std::int64_t> notImportedCount(const CameraRun& run) {
+  if (run.end == CameraRun::End::done) {
+    return 0;
+  }
+  return run.newCount ? std::optional(*run.newCount - run.imported.total()) : std::nullopt;
+}
+
+void write(JSONWriter& writer, const CameraRun& run) {
+  writer.beginObject();
+  writer.string("volume", run.volumeURL.path());
+  writer.string("name", run.name);
+  writer.string("outcome", outcomeName(run.end));
+  writer.integer("files", run.fileCount);
+  writer.integer("imported", run.imported.total());
+  writer.integer("videos", run.imported.videos);
+  if (const auto count = notImportedCount(run)) {
+    writer.integer("notImported", *count);
+  } else {
+    writer.key("notImported");
+    writer.null();
+  }
+  writer.endObject();
 }
 
 }  // namespace
 
 std::string SyncReport::text() const {
   std::string text;
-  for (const Camera& camera : cameras) {
-    text += line(camera);
+  for (const CameraRun& camera : cameras) {
+    text += runText(camera);
   }
   if (!likelyCopies.empty()) {
     text += counted(static_cast<std::int64_t>(likelyCopies.size()), "likely duplicate", "likely duplicates") +
@@ -57,13 +89,8 @@ std::string SyncReport::json() const {
     RunResult{.outcome = outcome, .status = status, .failure = failure}.write(writer);
     writer.key("cameras");
     writer.beginArray();
-    for (const Camera& camera : cameras) {
-      writer.beginObject();
-      writer.string("volume", camera.volumeURL.path());
-      writer.string("name", camera.receipt.deviceName);
-      writer.integer("imported", camera.receipt.count);
-      writer.integer("videos", camera.receipt.videoCount.value_or(0));
-      writer.endObject();
+    for (const CameraRun& camera : cameras) {
+      write(writer, camera);
     }
     writer.endArray();
     writer.key("likelyCopies");
@@ -83,20 +110,23 @@ std::string SyncReport::json() const {
 SyncRecorder::SyncRecorder(AppModel& model, const FileURL& library)
     : model_(model),
       report_({.status = {}, .failure = {}, .cameras = {}, .likelyCopies = {}, .library = library}) {
-  receipts_ = model.cameraCheckReceipts.observe([this](const auto& receipts) { take(receipts); });
+  runs_ = model.cameraRuns.observe([this](const auto& runs) { take(runs); });
   statusReceipts_ = model.statusReceipt.observe([this](const auto& receipt) { take(receipt); });
+  failures_ = model.lastError.observe([this](const auto& failure) {
+    if (failure) {
+      lastFailure_ = failure;
+    }
+  });
 }
 
-// A receipt is told again with every other camera's, and is gone once its volume is.
-void SyncRecorder::take(const std::map<FileURL, LastSyncReceipt>& receipts) {
-  for (const auto& [volume, receipt] : receipts) {
-    const bool isKnown = std::ranges::any_of(report_.cameras, [&](const SyncReport::Camera& camera) {
-      return camera.volumeURL == volume && camera.receipt == receipt;
-    });
-    if (!isKnown) {
-      report_.cameras.push_back({.volumeURL = volume, .receipt = receipt});
-    }
+// The model has those of one flow, and none when another begins.
+void SyncRecorder::take(const std::vector<CameraRun>& runs) {
+  if (runs.empty()) {
+    earlierRuns_ = std::ssize(report_.cameras);
+    return;
   }
+  report_.cameras.erase(report_.cameras.begin() + earlierRuns_, report_.cameras.end());
+  report_.cameras.insert(report_.cameras.end(), runs.begin(), runs.end());
 }
 
 void SyncRecorder::take(const std::optional<StatusReceipt>& receipt) {
@@ -110,7 +140,21 @@ void SyncRecorder::take(const std::optional<StatusReceipt>& receipt) {
   }
 }
 
-SyncReport SyncRecorder::report(bool wasStopped, std::optional<std::string> failure) const {
+// Each flow begins without the failure of the one before.
+std::optional<RunFailure> SyncRecorder::failureOfAnEarlierFlow() const {
+  const auto ended = [this](CameraRun::End end) {
+    return std::ranges::count(report_.cameras, end, &CameraRun::end) > 0;
+  };
+  if (ended(CameraRun::End::failed) && lastFailure_) {
+    return RunFailure{*lastFailure_};
+  }
+  return ended(CameraRun::End::cameraWentAway) ? std::optional(cameraWentAway()) : std::nullopt;
+}
+
+SyncReport SyncRecorder::report(bool wasStopped, std::optional<RunFailure> failure) const {
+  if (!failure && !model_.lastError->has_value()) {
+    failure = failureOfAnEarlierFlow();
+  }
   RunResult result = RunResult::of(model_, report_.library, wasStopped, std::move(failure));
   SyncReport report = report_;
   report.outcome = result.outcome;
@@ -174,8 +218,24 @@ std::string notificationText(const NotificationRequest& notification) {
   return printable(notification.title) + ": " + printable(notification.body) + "\n";
 }
 
-std::string noCameraSavedText() {
-  return "No camera is saved. Name one to sync it and to remember it: tolvanderctl sync VOLUME";
+std::string runText(const CameraRun& run) {
+  const std::string name = "“" + printable(run.name) + "”: ";
+  const std::int64_t imported = run.imported.total();
+  const auto notImported = notImportedCount(run);
+  if (!notImported) {
+    return name + "nothing imported; not all of its " + counted(run.fileCount, "file was", "files were") +
+           " compared with the library\n";
+  }
+  if (*notImported > 0) {
+    return name + counted(imported, "item", "items") + " imported; " +
+           counted(*notImported, "new item was", "new items were") + " not imported\n";
+  }
+  return name + (imported == 0 ? "nothing new" : run.imported.description() + " imported") + "\n";
+}
+
+RunFailure noCameraSaved() {
+  return {"No camera is saved. Name one to sync it and to remember it: tolvanderctl sync VOLUME",
+          RunOutcome::noCamera};
 }
 
 std::string notRememberedText(const FileURL& volume) {

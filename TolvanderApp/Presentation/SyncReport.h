@@ -1,15 +1,14 @@
 #pragma once
 
 #include <chrono>
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "TolvanderApp/AppModel.h"
+#include "TolvanderApp/CameraRun.h"
 #include "TolvanderApp/Concurrency/Subscription.h"
-#include "TolvanderApp/LastSyncReceipt.h"
 #include "TolvanderApp/Platform/NotificationDelivery.h"
 #include "TolvanderApp/Presentation/RunResult.h"
 #include "TolvanderCore/FileURL.h"
@@ -20,24 +19,21 @@ namespace tolvander::app {
 struct SyncReport {
   using Outcome = RunOutcome;
 
-  struct Camera {
-    FileURL volumeURL;
-    LastSyncReceipt receipt;
-  };
-
   Outcome outcome = Outcome::done;
   std::string status;                     // the status line at the end
   std::optional<std::string> failure;     // in words for the user
-  std::vector<Camera> cameras;            // those that were synced, in that order
+  std::vector<CameraRun> cameras;         // those that were looked at, in that order
   std::vector<std::string> likelyCopies;  // names of files left out as likely in the library already
   FileURL library{"/"};                   // the folder where the pictures are
 
-  // For people, with line ends: a line for each camera, and where the pictures are. The failure isn't in it.
+  // For people, with line ends: what arrived from each camera and what did not, and where the pictures are.
+  // The failure isn't in it.
   std::string text() const;
 
   // For programs, on one line without its end: {"result":{"outcome":"done", …}} with "status", "failure"
-  // (null where there is none), "cameras" (objects with "volume", "name", "imported", "videos"),
-  // "likelyCopies" and "library".
+  // (null where there is none), "cameras", "likelyCopies" and "library". A camera is an object with "volume",
+  // "name", "outcome" ("done", "stopped", "cameraWentAway" or "failed"), "files" (all on the camera),
+  // "imported", "videos" (among those) and "notImported" (null where not all files were compared).
   std::string json() const;
 };
 
@@ -48,16 +44,20 @@ class SyncRecorder {
   SyncRecorder(AppModel& model, const FileURL& library);
 
   // `failure` is one that the model doesn't know of.
-  SyncReport report(bool wasStopped, std::optional<std::string> failure = std::nullopt) const;
+  SyncReport report(bool wasStopped, std::optional<RunFailure> failure = std::nullopt) const;
 
  private:
-  void take(const std::map<FileURL, LastSyncReceipt>& receipts);
+  void take(const std::vector<CameraRun>& runs);
   void take(const std::optional<StatusReceipt>& receipt);
+  std::optional<RunFailure> failureOfAnEarlierFlow() const;
 
   const AppModel& model_;
   SyncReport report_;
-  Subscription receipts_;
+  std::ptrdiff_t earlierRuns_ = 0;  // how many of the report's cameras are of flows before the last one
+  std::optional<std::string> lastFailure_;
+  Subscription runs_;
   Subscription statusReceipts_;
+  Subscription failures_;
 };
 
 // One line of JSON, without its end, for what goes on during a run: {"status":"Scanning camera…"},
@@ -73,8 +73,11 @@ std::string progressBar(const SyncPhase& phase, const std::string& status,
 
 std::string notificationText(const NotificationRequest& notification);
 
+// One line, with its end: what arrived from the camera, and what did not.
+std::string runText(const CameraRun& run);
+
 // Why a sync can't begin.
-std::string noCameraSavedText();
+RunFailure noCameraSaved();
 std::string notRememberedText(const FileURL& volume);
 std::string notACameraText(const FileURL& volume);
 
