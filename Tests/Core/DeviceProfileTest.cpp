@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <functional>
 #include <unordered_set>
 
 #include "TolvanderCore/CameraAccessGrant.h"
@@ -57,24 +57,45 @@ TEST(DeviceProfile, twoCallsOfABuiltInCompareEqualAndHashAlike) {
   EXPECT_EQ(hash(DeviceProfile::charmera()), hash(DeviceProfile::charmera()));
 }
 
-TEST(DeviceProfile, equalityAndHashingTakeEveryField) {
-  std::vector<DeviceProfile> variants(11, DeviceProfile::charmera());
-  variants[1].id = UUID{};
-  variants[2].name = "Other";
-  variants[3].kind = DeviceProfile::Kind::customMountedVolume;
-  variants[4].isEnabled = false;
-  variants[5].mediaRoots = {"SPIDCIM", "DCIM"};
-  variants[6].supportedExtensions.erase("avi");
-  variants[7].matchRules.volumeNames = {"CARD"};
-  variants[8].matchRules.volumeUUID = "1234-5678";
-  variants[9].priority = 99;
-  variants[10].securityScopedBookmark.emplace();
-  std::unordered_set<std::size_t> hashes;
-  for (const DeviceProfile& variant : variants) {
-    hashes.insert(std::hash<DeviceProfile>()(variant));
-    EXPECT_EQ(std::ranges::count(variants, variant), 1);
+// Each change is to one field. What it makes of `value` must differ from it, and no two hashes may be equal.
+template <typename Value>
+void expectEveryFieldCounts(const Value& value, const std::vector<std::function<void(Value&)>>& changes) {
+  std::unordered_set<std::size_t> hashes = {std::hash<Value>()(value)};
+  for (std::size_t index = 0; index < changes.size(); ++index) {
+    Value changed = value;
+    changes[index](changed);
+    EXPECT_NE(changed, value) << "change " << index;
+    EXPECT_TRUE(hashes.insert(std::hash<Value>()(changed)).second) << "change " << index;
   }
-  EXPECT_EQ(hashes.size(), variants.size());
+}
+
+TEST(DeviceProfile, equalityAndHashingTakeEveryField) {
+  expectEveryFieldCounts<DeviceProfile>(
+      DeviceProfile::charmera(),
+      {
+          [](auto& profile) { profile.id = UUID{}; },
+          [](auto& profile) { profile.name = "Other"; },
+          [](auto& profile) { profile.kind = DeviceProfile::Kind::customMountedVolume; },
+          [](auto& profile) { profile.isEnabled = false; },
+          [](auto& profile) {
+            profile.mediaRoots = {"SPIDCIM", "DCIM"};
+          },
+          [](auto& profile) { profile.supportedExtensions.erase("avi"); },
+          [](auto& profile) { profile.matchRules.volumeNames = {"CARD"}; },
+          [](auto& profile) { profile.priority = 99; },
+          [](auto& profile) { profile.securityScopedBookmark.emplace(); },
+      });
+}
+
+TEST(MatchRules, equalityAndHashingTakeEveryField) {
+  using Rules = DeviceProfile::MatchRules;
+  expectEveryFieldCounts<Rules>(DeviceProfile::charmera().matchRules,
+                                {
+                                    [](auto& rules) { rules.volumeNames = {"CARD"}; },
+                                    [](auto& rules) { rules.volumeUUID = "1234-5678"; },
+                                    [](auto& rules) { rules.requiredPaths = {"MISC"}; },
+                                    [](auto& rules) { rules.filenamePattern = "^IMG_"; },
+                                });
 }
 
 CameraAccessGrant sampleGrant() {
@@ -115,6 +136,19 @@ TEST(CameraAccessGrant, applyingADisabledGrantDisablesTheProfile) {
   EXPECT_FALSE(grant.applying(DeviceProfile::charmera()).isEnabled);
 }
 
+TEST(CameraAccessGrant, equalityAndHashingTakeEveryField) {
+  expectEveryFieldCounts<CameraAccessGrant>(
+      sampleGrant(), {
+                         [](auto& grant) { grant.id = UUID{}; },
+                         [](auto& grant) { grant.profileID = DeviceProfile::standardCameraProfileID; },
+                         [](auto& grant) { grant.name = "Other"; },
+                         [](auto& grant) { grant.volumeUUID = "AAAA-BBBB"; },
+                         [](auto& grant) { grant.volumeNames = {"CARD"}; },
+                         [](auto& grant) { grant.bookmark = {std::byte{3}}; },
+                         [](auto& grant) { grant.isEnabled = false; },
+                     });
+}
+
 CameraMediaFile fileAt(const std::string& path) {
   return {.url = FileURL(path),
           .volumeURL = FileURL("/media/card"),
@@ -142,16 +176,31 @@ TEST(CameraMediaFile, hashTellsAbsentFromPresentDates) {
   EXPECT_NE(dated, fileAt("/media/card/a.jpg"));
 }
 
-TEST(DetectedDevice, comparesAndHashesByItsFieldsAndFiles) {
+TEST(CameraMediaFile, equalityAndHashingTakeEveryField) {
+  expectEveryFieldCounts<CameraMediaFile>(fileAt("/media/card/a.jpg"),
+                                          {
+                                              [](auto& file) { file.url = FileURL("/media/card/b.jpg"); },
+                                              [](auto& file) { file.volumeURL = FileURL("/media/other"); },
+                                              [](auto& file) { file.relativePath = "DCIM/y"; },
+                                              [](auto& file) { file.filename = "PICT0002.JPG"; },
+                                              [](auto& file) { file.byteCount = 2; },
+                                              [](auto& file) { file.modifiedAt = Date(); },
+                                          });
+}
+
+TEST(DetectedDevice, equalityAndHashingTakeEveryField) {
   const DetectedDevice device{.volumeURL = FileURL("/media/card"),
                               .displayName = "card",
                               .profile = DeviceProfile::charmera(),
                               .files = {fileAt("/media/card/a.jpg")}};
-  DetectedDevice other = device;
-  EXPECT_EQ(std::hash<DetectedDevice>()(device), std::hash<DetectedDevice>()(other));
-  other.files.clear();
-  EXPECT_NE(device, other);
-  EXPECT_NE(std::hash<DetectedDevice>()(device), std::hash<DetectedDevice>()(other));
+  EXPECT_EQ(std::hash<DetectedDevice>()(device), std::hash<DetectedDevice>()(DetectedDevice(device)));
+  expectEveryFieldCounts<DetectedDevice>(
+      device, {
+                  [](auto& other) { other.volumeURL = FileURL("/media/other"); },
+                  [](auto& other) { other.displayName = "other"; },
+                  [](auto& other) { other.profile = DeviceProfile::standardCameraCard(); },
+                  [](auto& other) { other.files.clear(); },
+              });
 }
 
 }  // namespace

@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "Tests/Support/OpenHook.h"
 #include "Tests/Support/OtherUser.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "TolvanderCore/MediaSourceError.h"
@@ -27,6 +28,7 @@ namespace tolvander {
 namespace {
 
 namespace fs = std::filesystem;
+using tests::OpenHook;
 using tests::OtherUser;
 using tests::readFile;
 using tests::TemporaryFolder;
@@ -158,6 +160,17 @@ TEST_F(MountedVolume, ignoresMatchingFilesThatCannotBeRead) {
   EXPECT_FALSE(detect());
 }
 
+TEST_F(MountedVolume, withTheMarkerBehindAFileThatCannotBeReadIsACharmera) {
+  add("DCIM/PICT0001.JPG", headWithMarkerAt(0));
+  add("DCIM/PICT0002.JPG", headWithMarkerAt(0));
+  // The walk takes them in the order in which the system lists them.
+  const fs::path first = fs::directory_iterator(volume.appending("DCIM").path())->path();
+  fs::permissions(first, fs::perms::none);
+  fs::permissions(folder.url().path(), fs::perms::all);
+  const OtherUser nobody;
+  EXPECT_TRUE(detect());
+}
+
 TEST_F(MountedVolume, thatIsAPlainCardIsNothingAsShipped) {
   add("DCIM/100CANON/IMG_0001.JPG");
   EXPECT_FALSE(detect());
@@ -239,6 +252,20 @@ TEST_F(MountedVolume, grantedWithoutUUIDAndNamesStillHasToMatchAsACharmera) {
   addFolder("DCIM");
   addFolder("SPIDCIM");
   EXPECT_TRUE(MountedVolumeMediaSource::matches(volume, profile));
+}
+
+TEST_F(MountedVolume, isNoMatchForTheGrantOfAnotherVolumeWhateverItHolds) {
+  addFolder("DCIM");
+  addFolder("SPIDCIM");
+  const auto matchesGrant = [&](std::optional<std::string> grantedUUID, Paths names) {
+    return MountedVolumeMediaSource::matches(
+        volume, granted(DeviceProfile::charmera(), std::move(grantedUUID), std::move(names)));
+  };
+  EXPECT_FALSE(matchesGrant("OTHER", {}));
+  EXPECT_FALSE(matchesGrant("OTHER", {"CARD"})) << "with a UUID the name doesn't count";
+  EXPECT_FALSE(matchesGrant(std::nullopt, {"OTHER"}));
+  EXPECT_TRUE(matchesGrant(uuid(), {"OTHER"}));
+  EXPECT_TRUE(matchesGrant(std::nullopt, {"card"}));
 }
 
 TEST_F(MountedVolume, isNotDetectedByADisabledProfileEvenIfGranted) {
@@ -347,6 +374,14 @@ TEST_F(MountedVolume, thatTheSystemForbidsIsAnErrorToo) {
   ASSERT_EQ(waitpid(child, &status, 0), child);
   ASSERT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 0) << "1: no error, 2: another error, 3: no seccomp here";
+}
+
+TEST_F(MountedVolume, isNotReadWhereNoProfileIsEligible) {
+  add("file");  // reading it as a volume is an error
+  const FileURL file = volume.appending("file");
+  EXPECT_FALSE(source.detect(file, {}));
+  EXPECT_FALSE(source.detect(file, {DeviceProfile::standardCameraCard()})) << "which is disabled";
+  EXPECT_FALSE(source.detect(file, {granted(DeviceProfile::charmera(), "OTHER", {})}));
 }
 
 TEST_F(MountedVolume, thatIsAFileKeepsTheSystemsError) {
@@ -463,6 +498,19 @@ TEST_F(MountedVolume, reachedThroughALinkListsThePathsBelowTheRealVolume) {
   EXPECT_EQ(files[0].url, folder / "link/DCIM/PICT0001.JPG");
 }
 
+TEST_F(MountedVolume, isNamedInTheResultAsItWasAskedFor) {
+  add("DCIM/PICT0001.JPG");
+  addFolder("SPIDCIM");
+  fs::create_symlink(volume.path(), (folder / "link").path());
+  for (const FileURL& asked : {folder / "link", folder / "link/../link", folder / "CARD/../CARD"}) {
+    const auto device = source.detect(asked, DeviceProfile::builtIns());
+    ASSERT_TRUE(device) << asked.path();
+    EXPECT_EQ(device->volumeURL.path(), asked.path());
+    ASSERT_EQ(device->files.size(), 1U);
+    EXPECT_EQ(device->files[0].volumeURL.path(), asked.path());
+  }
+}
+
 TEST_F(MountedVolume, withoutMediaRootsListsNothing) {
   add("DCIM/PICT0001.JPG");
   DeviceProfile profile = DeviceProfile::charmera();
@@ -569,6 +617,18 @@ TEST_F(MountedVolume, stopsBeforeARootAndBeforeAFileWhenCancelled) {
   DeviceProfile rootless = DeviceProfile::charmera();
   rootless.mediaRoots = {};
   EXPECT_NO_THROW(list(rootless));
+}
+
+TEST_F(MountedVolume, listsNoFurtherFileOnceCancelled) {
+  if (const auto reason = OpenHook::reasonAgainst()) {
+    GTEST_SKIP() << *reason;
+  }
+  add("DCIM/100/PICT0001.JPG");
+  CancellationSource cancellation;
+  const OpenHook hook(volume.appending("DCIM/100"), [&] { cancellation.cancel(); });
+  EXPECT_THROW(MountedVolumeMediaSource::mediaFiles(volume, enabledCard(), cancellation.token()),
+               CancellationError)
+      << "when its one folder is opened, its one root has been begun";
 }
 
 TEST(MountedVolumeMediaSource, tellsErrorsOfAccessFromThoseOfAVolumeThatLeft) {
