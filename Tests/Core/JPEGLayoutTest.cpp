@@ -132,6 +132,13 @@ TEST(JPEGLayout, refusesAFileWithoutAScan) {
   expectMalformed(JPEGBuilder().frame(8, 8).endOfImage().scan().endOfImage().build());
 }
 
+// With a length behind it or without: nothing makes the marker a part of the header.
+TEST(JPEGLayout, refusesAnEndOfTheImageBeforeAScan) {
+  EXPECT_NO_THROW(parse(finished(JPEGBuilder().segment(0xDB, {}))));
+  expectMalformed(finished(JPEGBuilder().segment(0xD9, {})).build());
+  expectMalformed(finished(JPEGBuilder().raw(bytes({0xFF, 0xD9}))).build());
+}
+
 TEST(JPEGLayout, refusesASegmentWithoutTwoLengthBytes) {
   expectMalformed(JPEGBuilder().raw(bytes({0xFF, 0xDB})).build());
   expectMalformed(JPEGBuilder().raw(bytes({0xFF, 0xDB, 0})).build());
@@ -489,6 +496,20 @@ TEST(ExifBlock, acceptsAnExifPointerThatLoops) {
   const auto metadata =
       parseExif(TIFFBuilder().ascii(36867, "2026").entry(34665, 4, 1, bytes({8, 0, 0, 0})).build());
   EXPECT_EQ(metadata.originalDate, "2026");
+}
+
+TEST(ExifBlock, followsAnExifPointerOnlyAsOneLongInteger) {
+  const auto originalDateBehind = [](std::uint16_t type, std::uint32_t count) {
+    // The pointer leads to the directory that it is in, which has the date.
+    const Bytes toFirstDirectory = bytes({8, 0, 0, 0});
+    return parseExif(TIFFBuilder().ascii(36867, "2026").entry(34665, type, count, toFirstDirectory).build())
+        .originalDate;
+  };
+  EXPECT_EQ(originalDateBehind(4, 1), "2026");
+  EXPECT_EQ(originalDateBehind(4, 0), std::nullopt);
+  EXPECT_EQ(originalDateBehind(4, 2), std::nullopt);
+  EXPECT_EQ(originalDateBehind(3, 1), std::nullopt) << "a short integer";
+  EXPECT_EQ(originalDateBehind(13, 1), std::nullopt) << "type IFD";
 }
 
 TEST(ExifBlock, doesNotFollowTheChainToANextDirectory) {

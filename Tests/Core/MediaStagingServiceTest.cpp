@@ -1,6 +1,8 @@
 #include "TolvanderCore/MediaStagingService.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <functional>
@@ -59,9 +61,13 @@ class FakeVideoProcessor final : public CharmeraVideoProcessing {
     }
     token.throwIfCancelled();
     writeFile(destination, "movie of " + readFile(source));
+    if (afterwards) {
+      afterwards(destination);
+    }
   }
 
   std::function<void()> meanwhile;
+  std::function<void(const FileURL& movie)> afterwards;
   mutable std::optional<Date> sourceDate;
   mutable std::string sourceName;
 };
@@ -318,6 +324,21 @@ TEST_F(Staging, refusesVideosThatAreEmptyOrTooLargeOrNoFiles) {
   static_assert(NativeCharmeraVideoProcessor::maximumSourceBytes == 8'589'934'592);
 }
 
+// A time further away than a Date reaches, in the year 2264, is none.
+TEST_F(Staging, refusesAVideoWithoutAnyDate) {
+  const CameraMediaFile file = cameraFile("DCIM/a.avi", "x", std::nullopt);
+  timespec times[2] = {{.tv_sec = 0, .tv_nsec = UTIME_OMIT}, {.tv_sec = 9'300'000'000, .tv_nsec = 0}};
+  ASSERT_EQ(utimensat(AT_FDCWD, file.url.path().c_str(), times, 0), 0);
+  ASSERT_EQ(fileResourceValues(file.url).contentModificationDate, std::nullopt);
+  try {
+    prepare({file});
+    FAIL() << "a video without a date was staged";
+  } catch (const CharmeraVideoProcessingError& error) {
+    EXPECT_EQ(error.kind(), CharmeraVideoProcessingError::Case::invalidVideo);
+  }
+  expectNothingLeft();
+}
+
 TEST_F(Staging, refusesACharmerasPictureThatIsTooLargeToRepair) {
   CameraMediaFile file = charmeraJPEG("DCIM/PICT0001.JPG", "2026:07:01 12:00:00");
   for (const std::uint64_t size : {CharmeraMediaProcessor::maximumRepairBytes + 1, std::uint64_t{1} << 40U}) {
@@ -388,6 +409,17 @@ TEST_F(Staging, stopsWhenCancelledBeforeAFileAndDuringAVideo) {
   CancellationSource during;
   videos->meanwhile = [&] { during.cancel(); };
   EXPECT_THROW(service.prepare({cameraFile("DCIM/a.avi", "x")}, true, TimeZone::utc(), during.token()),
+               CancellationError);
+  expectNothingLeft();
+}
+
+TEST_F(Staging, doesNotLookAtTheMovieOfAVideoThatWasCancelled) {
+  CancellationSource cancellation;
+  videos->afterwards = [&](const FileURL& movie) {
+    cancellation.cancel();
+    fs::remove(movie.path());  // looking at it would be an error
+  };
+  EXPECT_THROW(service.prepare({cameraFile("DCIM/a.avi", "x")}, true, TimeZone::utc(), cancellation.token()),
                CancellationError);
   expectNothingLeft();
 }

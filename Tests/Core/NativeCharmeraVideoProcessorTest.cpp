@@ -13,6 +13,7 @@
 #include <string>
 
 #include "Tests/Support/AtomEditor.h"
+#include "Tests/Support/OpenHook.h"
 #include "Tests/Support/OpenWatch.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Tests/Support/TestClip.h"
@@ -71,6 +72,14 @@ class NativeCharmeraVideoProcessorTest : public testing::Test {
     times[0].tv_nsec = UTIME_OMIT;
     times[1].tv_sec = std::chrono::floor<std::chrono::seconds>(sinceEpoch).count();
     ASSERT_EQ(utimensat(AT_FDCWD, source_.path().c_str(), times, 0), 0);
+  }
+
+  // With the same tracks.
+  void makeSourceAQuickTimeMovie() const {
+    const FileURL movie = folder_ / "movie.mov";
+    NativeCharmeraVideoProcessor().transcode(source_, movie, {});
+    std::filesystem::rename(movie.path(), source_.path());
+    setDate("2026-11-15T19:13:17Z");
   }
 
   static NativeCharmeraVideoProcessor processor(FaultyExporter::Export exportMovie) {
@@ -187,6 +196,26 @@ TEST_F(NativeCharmeraVideoProcessorTest, refusesASourceOneByteTooLarge) {
   };
   expectFailure(processor(noteExport), Case::invalidVideo);
   EXPECT_FALSE(exported);
+}
+
+TEST_F(NativeCharmeraVideoProcessorTest, acceptsASourceOfTheGreatestSize) {
+  constexpr std::uintmax_t largest = 8'589'934'592;
+  makeSourceAQuickTimeMovie();
+  // Nothing has to be searched for in an atom of free space, which reaches to the end of the file.
+  const std::string movie = readFile(source_);
+  std::string freeSpace("\0\0\0\1free", 8);
+  for (int shift = 56; shift >= 0; shift -= 8) {
+    freeSpace += static_cast<char>((largest - movie.size()) >> shift & 0xFFU);
+  }
+  writeFile(source_, movie + freeSpace);
+  std::filesystem::resize_file(source_.path(), largest);
+  bool exported = false;
+  const auto noteExport = [&](const Movie&, const MovieExportRequest&, const CancellationToken&) {
+    exported = true;
+    throw std::runtime_error("that was all");
+  };
+  expectFailure(processor(noteExport), Case::exportFailed);
+  EXPECT_TRUE(exported);
 }
 
 TEST_F(NativeCharmeraVideoProcessorTest, passesOnThatTheSourceIsMissing) {
@@ -360,6 +389,21 @@ TEST_F(NativeCharmeraVideoProcessorTest, rejectsAMovieThatLostItsSound) { expect
 TEST_F(NativeCharmeraVideoProcessorTest, rejectsAMovieThatLostOneOfTwoSoundTracks) {
   writeClip(source_, {.header = {.audio = {AVIAudioFormat::pcm16(), AVIAudioFormat::pcm16()}}});
   expectRejected({});
+}
+
+TEST_F(NativeCharmeraVideoProcessorTest, rejectsAMovieThatGainedATrack) {
+  const std::vector<AVIAudioFormat> two(2, AVIAudioFormat::pcm16());
+  expectRejected({.header = {.audio = two}});
+  expectRejected({.header = {.videoStreams = 2, .audio = {AVIAudioFormat::pcm16()}}});
+}
+
+// What isn't an AVI is compared with the movie by another proof.
+TEST_F(NativeCharmeraVideoProcessorTest, rejectsAMovieThatGainedATrackOverAQuickTimeSource) {
+  const TestClip withMore{.header = {.audio = {AVIAudioFormat::pcm16(), AVIAudioFormat::pcm16()}}};
+  makeSourceAQuickTimeMovie();
+  NativeCharmeraVideoProcessor().transcode(source_, destination_, {});
+  std::filesystem::remove(destination_.path());
+  expectRejected(withMore);
 }
 
 TEST_F(NativeCharmeraVideoProcessorTest, rejectsAMovieWithSoundInAnotherEncoding) {
@@ -553,6 +597,19 @@ TEST_F(NativeCharmeraVideoProcessorTest, doesNothingForACancelledTask) {
   std::filesystem::remove(source_.path());
   EXPECT_THROW(NativeCharmeraVideoProcessor().transcode(source_, destination_, cancellation.token()),
                CancellationError);
+}
+
+TEST_F(NativeCharmeraVideoProcessorTest, stopsLoadingAVideoThatIsCancelledMeanwhile) {
+  if (const auto reason = OpenHook::reasonAgainst()) {
+    GTEST_SKIP() << *reason;
+  }
+  const FileURL broken = folder_ / "broken.avi";
+  writeFile(broken, "no video");
+  for (const FileURL& url : {source_, broken}) {
+    CancellationSource cancellation;
+    const OpenHook hook(url, [&] { cancellation.cancel(); });
+    EXPECT_THROW(VideoMediaMetadata::load(url, cancellation.token()), CancellationError) << url.path();
+  }
 }
 
 // Probe

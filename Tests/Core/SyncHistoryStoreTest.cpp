@@ -356,6 +356,16 @@ TEST_F(HistoryStore, marksOutliveTheProcess) {
   EXPECT_EQ(restarted().pendingProcessedFingerprints(), (std::map<std::string, std::string>{{"c", "pc2"}}));
 }
 
+// What a file had become is how its interrupted import is found again.
+TEST_F(HistoryStore, keepsWhatAMarkedFileHadBecomeWhenItIsMarkedAgain) {
+  SyncHistoryStore store(file);
+  store.beginPreparedImport({preparedFile("a", "pa"), preparedFile("b", "pb")});
+  store.beginImport({"a", "c"});
+  const std::map<std::string, std::string> expected{{"a", "pa"}, {"b", "pb"}};
+  EXPECT_EQ(store.pendingProcessedFingerprints(), expected);
+  EXPECT_EQ(restarted().pendingProcessedFingerprints(), expected);
+}
+
 TEST_F(HistoryStore, abandonsOnlyWhatItIsTold) {
   SyncHistoryStore store(file);
   store.beginPreparedImport({preparedFile("a", "pa"), preparedFile("b", "pb")});
@@ -514,6 +524,11 @@ TEST_F(HistoryStore, liesInTheUsersApplicationDataByDefault) {
   EXPECT_EQ(SyncHistoryStore::historyFile(StandardDirectories::current()), expected);
   EXPECT_EQ(SyncHistoryStore().fileURL(), expected);
   unsetenv("XDG_DATA_HOME");
+}
+
+TEST(HistoryStoreDeathTest, endsTheProgramWithoutAFolderForApplicationData) {
+  const StandardDirectories directories{.applicationSupport = std::nullopt, .temporary = FileURL("/tmp")};
+  EXPECT_DEATH(SyncHistoryStore::historyFile(directories), "the user has a folder for application data");
 }
 
 TEST(SyncHistoryError, hasItsWordsForTheUser) {

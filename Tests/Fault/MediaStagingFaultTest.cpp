@@ -1,11 +1,16 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <optional>
 #include <string>
+#include <type_traits>
+#include <vector>
 
+#include "Tests/Support/Bytes.h"
 #include "Tests/Support/FaultInjection.h"
 #include "Tests/Support/JPEGBuilder.h"
 #include "Tests/Support/TemporaryFolder.h"
@@ -25,7 +30,8 @@ class CopyingVideoProcessor final : public CharmeraVideoProcessing {
     return {};
   }
   void transcode(const FileURL& source, const FileURL& destination, const CancellationToken&) const override {
-    std::ofstream(destination.path(), std::ios::binary) << "movie of " << readFile(source);
+    const std::string frames = readFile(source);
+    std::ofstream(destination.path(), std::ios::binary) << "movie of " << frames;
   }
 };
 
@@ -250,6 +256,157 @@ TEST_F(UnalteredFile, isNeverSeenInPartUnderItsName) {
     runWithInterruption(point, look, [this] { stage(); });
   }
   EXPECT_GT(seen, 0U);
+}
+
+TEST_F(StagingFaults, noFurtherFileIsBegunOnceStagingIsCancelled) {
+  // Empty files, in the middle of which there is nothing to be cancelled.
+  files.clear();
+  add("a.png", "");
+  add("b.png", "");
+  const std::size_t last = countMutatingCalls([this] { service.cleanup(prepare()); });
+  std::size_t stopped = 0;
+  for (std::size_t point = 1; point <= last; ++point) {
+    CancellationSource source;
+    const auto stage = [&] {
+      service.cleanup(service.prepare(files, true, TimeZone::utc(), source.token()));
+    };
+    try {
+      runWithInterruption(
+          point, [&] { source.cancel(); }, stage);
+    } catch (const CancellationError&) {
+      ++stopped;
+    }
+    EXPECT_TRUE(nothingIsLeft()) << "call " << point;
+  }
+  EXPECT_GT(stopped, last / 3) << "while the first file is staged";
+  EXPECT_LT(stopped, last);
+}
+
+// A video that is copied in three parts.
+class StagedVideo : public StagingFaults {
+ protected:
+  static constexpr std::size_t byteCount = 2'500'000;
+
+  StagedVideo() {
+    files.clear();
+    add("MOVI0003.AVI", frames);
+  }
+
+  // Stages the video, does something before one of the calls, and returns what `look` sees of the batch, or
+  // nothing where the staging was cancelled. Passes every other error on.
+  template <typename Look>
+  auto staged(std::size_t point, const std::function<void(CancellationSource&)>& meanwhile, Look look) {
+    writeFile(files.front().url, frames);
+    CancellationSource source;
+    std::optional<std::invoke_result_t<Look, const PreparedMediaFile&>> seen;
+    const auto stage = [&] {
+      service.withPreparedBatch(
+          files, true, TimeZone::utc(),
+          [&](const PreparedMediaBatch& batch) { seen = look(batch.files.at(0)); }, source.token());
+    };
+    try {
+      runWithInterruption(
+          point, [&] { meanwhile(source); }, stage);
+    } catch (const CancellationError&) {
+    }
+    EXPECT_TRUE(nothingIsLeft()) << "call " << point;
+    return seen;
+  }
+
+  std::size_t calls() {
+    return countMutatingCalls([this] {
+      service.withPreparedBatch(files, true, TimeZone::utc(), [](const PreparedMediaBatch&) {});
+    });
+  }
+
+  // The copies of videos that there are just now.
+  std::vector<fs::path> copies() const {
+    std::vector<fs::path> found;
+    if (fs::exists(root.path())) {
+      for (const auto& entry : fs::recursive_directory_iterator(root.path())) {
+        if (entry.path().filename() == "source.avi") {
+          found.push_back(entry.path());
+        }
+      }
+    }
+    return found;
+  }
+
+  const std::string frames = std::string(byteCount, 'f');
+};
+
+TEST_F(StagedVideo, isReadNoFurtherOnceCancelled) {
+  std::size_t finished = 0;
+  const std::size_t last = calls();
+  for (std::size_t point = 1; point <= last; ++point) {
+    const auto cancelAndShorten = [&](CancellationSource& source) {
+      source.cancel();
+      fs::resize_file(files.front().url.path(), byteCount - 1);  // an error for who reads on to the end
+    };
+    const auto seen = staged(point, cancelAndShorten, [](const PreparedMediaFile&) { return true; });
+    finished += seen ? 1 : 0;
+  }
+  EXPECT_LT(finished, last / 2) << "once the movie is there, it is used";
+}
+
+TEST_F(StagedVideo, hasItsCopyLookedAtNoMoreOnceCancelled) {
+  for (std::size_t point = 1; point <= calls(); ++point) {
+    const auto cancelAndSpoil = [&](CancellationSource& source) {
+      source.cancel();
+      for (const fs::path& copy : copies()) {
+        fs::remove(copy);
+        fs::create_directory(copy);  // an error for who reads it
+      }
+    };
+    EXPECT_NO_THROW(staged(point, cancelAndSpoil, [](const PreparedMediaFile&) { return true; }))
+        << "call " << point;
+  }
+}
+
+TEST_F(StagedVideo, isKnownByWhatWasCopiedAndNotByWhatTheCameraHoldsLater) {
+  std::size_t finished = 0;
+  for (std::size_t point = 1; point <= calls(); ++point) {
+    const auto change = [&](CancellationSource&) {
+      writeFile(files.front().url, std::string(byteCount, '?'));
+    };
+    const auto isConsistent = [](const PreparedMediaFile& file) {
+      const std::string movie = readFile(file.importURL);
+      const std::string copied = movie.substr(std::string_view("movie of ").size());
+      return FileFingerprinter::sha256(bytesOf(copied)) == file.sourceFingerprint;
+    };
+    const auto seen = staged(point, change, isConsistent);
+    EXPECT_NE(seen, false) << "call " << point;
+    finished += seen ? 1 : 0;
+  }
+  EXPECT_GT(finished, 0U);
+}
+
+TEST_F(StagedVideo, needsARoomForItsCopyThatCanBeMadeAndClosed) {
+  std::vector<std::string> refusedAt;
+  std::vector<std::string> failedAt;
+  const auto stage = [this] { service.cleanup(prepare()); };
+  std::vector<std::string>* noted = nullptr;
+  const auto stageAndNote = [&] {
+    noted = nullptr;
+    try {
+      stage();
+    } catch (const MediaStagingError& error) {
+      EXPECT_EQ(error.kind(), MediaStagingError::Case::invalidStagingLocation);
+      noted = &refusedAt;
+    } catch (const PosixError&) {
+      noted = &failedAt;
+    }
+  };
+  forEachFaultPoint(
+      Fault::failing(EIO), [this] { setUp(); }, stageAndNote,
+      [&](const FaultOutcome& outcome) {
+        if (noted != nullptr) {
+          noted->push_back(outcome.call);
+        }
+      });
+  EXPECT_EQ(refusedAt, std::vector<std::string>{"open"});
+  EXPECT_EQ(std::ranges::count(failedAt, "close"), 1)
+      << "what was written may be lost when the copy is closed";
 }
 
 TEST_F(StagingFaults, aVideoThatGrowsBeyondTheLimitWhileItIsCopiedIsRefused) {
