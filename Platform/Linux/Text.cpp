@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <optional>
+#include <utility>
 
 #include "TolvanderCore/Precondition.h"
 
@@ -51,16 +53,26 @@ icu::Locale userLocale(const char* category) {
   return icu::Locale::getRoot();
 }
 
-std::unique_ptr<icu::Collator> makeCollator() {
+// None where ICU can make nothing of the locale.
+std::unique_ptr<icu::Collator> collatorFor(const icu::Locale& locale) {
   UErrorCode status = U_ZERO_ERROR;
-  std::unique_ptr<icu::Collator> collator(icu::Collator::createInstance(userLocale("LC_COLLATE"), status));
+  std::unique_ptr<icu::Collator> collator(icu::Collator::createInstance(locale, status));
   if (U_SUCCESS(status)) {
     collator->setStrength(icu::Collator::TERTIARY);
     collator->setAttribute(UCOL_NUMERIC_COLLATION, UCOL_ON, status);
     // Without it two spellings of a letter with several accents compare as different.
     collator->setAttribute(UCOL_NORMALIZATION_MODE, UCOL_ON, status);
   }
-  precondition(U_SUCCESS(status), "ICU has its collation data");
+  return U_SUCCESS(status) ? std::move(collator) : nullptr;
+}
+
+// Of the user's locale, or of no language where the environment names one that ICU refuses.
+std::unique_ptr<icu::Collator> makeCollator() {
+  auto collator = collatorFor(userLocale("LC_COLLATE"));
+  if (!collator) {
+    collator = collatorFor(icu::Locale::getRoot());
+  }
+  precondition(collator != nullptr, "ICU has its collation data");
   return collator;
 }
 
@@ -80,6 +92,23 @@ const icu::UnicodeSet& whitespaceAndNewlines() {
     return characters;
   }();
   return set;
+}
+
+using NumberFormatter = icu::number::LocalizedNumberFormatter;
+
+// The formatter finds out with its first number that it has no data for a locale.
+std::optional<std::string> formatted(std::int64_t number, const NumberFormatter& formatter) {
+  UErrorCode status = U_ZERO_ERROR;
+  std::string text;
+  formatter.formatInt(number, status).toString(status).toUTF8String(text);
+  return U_SUCCESS(status) ? std::optional(std::move(text)) : std::nullopt;
+}
+
+// As for the collator: the user's locale, or no language.
+NumberFormatter makeNumberFormatter() {
+  NumberFormatter formatter = icu::number::NumberFormatter::withLocale(userLocale("LC_NUMERIC"));
+  return formatted(0, formatter) ? std::move(formatter)
+                                 : icu::number::NumberFormatter::withLocale(icu::Locale::getRoot());
 }
 
 }  // namespace
@@ -142,13 +171,10 @@ std::string_view trimmingWhitespaceAndNewlines(std::string_view text) {
 }
 
 std::string numberText(std::int64_t number) {
-  static const icu::number::LocalizedNumberFormatter formatter =
-      icu::number::NumberFormatter::withLocale(userLocale("LC_NUMERIC"));  // safe on every thread
-  UErrorCode status = U_ZERO_ERROR;
-  std::string text;
-  formatter.formatInt(number, status).toString(status).toUTF8String(text);
-  precondition(U_SUCCESS(status), "ICU has its number formats");
-  return text;
+  static const NumberFormatter formatter = makeNumberFormatter();  // safe on every thread
+  auto text = formatted(number, formatter);
+  precondition(text.has_value(), "ICU has its number formats");
+  return *std::move(text);
 }
 
 RegularExpressionError::RegularExpressionError(std::string_view pattern)

@@ -294,6 +294,14 @@ TEST_F(TextLocaleDeathTest, numberTextFollowsTheRootRulesWithoutALanguage) {
   }
 }
 
+TEST_F(TextLocaleDeathTest, aLocaleThatCanNotBeUnderstoodCountsAsNoLanguage) {
+  for (const std::string& locale : {std::string(200, 'x'), std::string("en@numbers=xxxx")}) {
+    const char* const text = locale.c_str();
+    EXPECT_EXIT(exitWithWhetherNumberIs(text, 1'234, "1,234"), testing::ExitedWithCode(0), "") << locale;
+    EXPECT_EXIT(exitWithWhetherPrecedes(text, "PICT2", "PICT10"), testing::ExitedWithCode(0), "") << locale;
+  }
+}
+
 TEST(TrimmingWhitespaceAndNewlines, trimsBothEndsOnly) {
   EXPECT_EQ(trimmingWhitespaceAndNewlines("  Kodak Moments\r\n"), "Kodak Moments");
   EXPECT_EQ(trimmingWhitespaceAndNewlines("\t\n\v\f\r x"), "x");
