@@ -5,6 +5,7 @@
 #include "TolvanderApp/CameraVolumeDiscovery.h"
 #include "TolvanderApp/CleanupProof.h"
 #include "TolvanderApp/Concurrency/Background.h"
+#include "TolvanderCore/AbsolutePath.h"
 #include "TolvanderCore/Platform/Volume.h"
 #include "TolvanderCore/SystemErrors.h"
 
@@ -69,6 +70,12 @@ std::optional<std::string> volumeUUID(const FileURL& volume) {
   }
 }
 
+// The volume that holds a file of the history; absent where it isn't mounted, and for a path that is none.
+std::optional<FileURL> volumeAround(const std::string& recordedPath, const std::vector<FileURL>& mounted) {
+  const auto url = urlOfAbsolutePath(recordedPath);
+  return url ? CameraVolumeDiscovery::containingVolume(*url, mounted) : std::nullopt;
+}
+
 [[noreturn]] void throwNoPermission() { throw CocoaError(CocoaError::Code::fileReadNoPermission); }
 
 }  // namespace
@@ -81,7 +88,7 @@ std::optional<FileURL> AppModel::authorizedVolume(const ManagedTrashRecord& reco
   if (!record.deviceIdentifier) {
     return std::nullopt;
   }
-  const auto volume = CameraVolumeDiscovery::containingVolume(FileURL(record.trashedPath), mounted);
+  const auto volume = volumeAround(record.trashedPath, mounted);
   if (!volume || volumeUUID(*volume) != record.deviceIdentifier ||
       securityScopedAccess_.authorizedProfiles(*volume, settings().authorizedDeviceProfiles()).empty()) {
     return std::nullopt;
@@ -118,7 +125,7 @@ void AppModel::requireCleanupAccess(const Records& records, const CancellationTo
   refreshSecurityScopedAccess();
   const auto mounted = CameraVolumeDiscovery::mountedURLs(platform_.volumes);
   for (const auto& record : records) {
-    const auto volume = CameraVolumeDiscovery::containingVolume(FileURL(record.trashedPath), mounted);
+    const auto volume = volumeAround(record.trashedPath, mounted);
     if (!volume) {
       throw CancellationError();
     }

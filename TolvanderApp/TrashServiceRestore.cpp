@@ -1,6 +1,7 @@
 #include <exception>
 
 #include "TolvanderApp/TrashService.h"
+#include "TolvanderCore/AbsolutePath.h"
 
 namespace tolvander::app {
 
@@ -8,10 +9,11 @@ namespace {
 
 // A path as the history has it, which anybody may have edited.
 FileURL urlOfRecordedPath(const std::string& path) {
-  if (!path.starts_with('/') || path.find('\0') != std::string::npos) {
+  auto url = urlOfAbsolutePath(path);
+  if (!url) {
     throw UnsafeTrashItem();
   }
-  return FileURL(path);
+  return *std::move(url);
 }
 
 }  // namespace

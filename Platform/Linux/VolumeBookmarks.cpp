@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "TolvanderCore/AbsolutePath.h"
 #include "TolvanderCore/JSONReader.h"
 #include "TolvanderCore/JSONWriter.h"
 #include "TolvanderCore/Platform/Volume.h"
@@ -74,14 +75,14 @@ Bookmark decoded(std::span<const std::byte> bytes) {
   if (object.required("version").integer() != currentVersion) {
     throw DecodingError(DecodingError::Case::dataCorrupted, "version", "an unknown version");
   }
-  const std::string mountPoint = object.required("mountPoint").string();
-  if (!mountPoint.starts_with('/') || mountPoint.find('\0') != std::string::npos) {
+  auto mountPoint = urlOfAbsolutePath(object.required("mountPoint").string());
+  if (!mountPoint) {
     throw DecodingError(DecodingError::Case::dataCorrupted, "mountPoint", "no absolute path");
   }
   return {.volume = {.uuid = object.optionalString("volumeUUID"),
                      .name = object.required("volumeName").string(),
                      .device = object.required("device").string()},
-          .mountPoint = FileURL(mountPoint),
+          .mountPoint = *std::move(mountPoint),
           .isSecurityScoped = object.required("isSecurityScoped").boolean()};
 }
 

@@ -394,6 +394,24 @@ TEST_F(AppModelCleanupTest, trashRecordOfAVolumeThatIsNotMountedIsLeftOutBeforeT
   expectNoFailure("1 camera files cleared from Trash");
 }
 
+TEST_F(AppModelCleanupTest, recordWhosePathsAreNoneIsNeitherOfferedNorLost) {
+  plugInAndTrash(2);
+  const auto records = world.history().trashRecords();
+  for (const std::string& path : {std::string(), std::string("DCIM/PICT0001.JPG"), std::string("\0", 1)}) {
+    ManagedTrashRecord damaged = records[0].relocatedTo(path);
+    damaged.originalPath = path;
+    world.history().updateTrash({}, {damaged});
+    launch();
+    ASSERT_EQ(model().deviceTrashSummaries->size(), 1U);
+    EXPECT_EQ(model().deviceTrashSummaries->front().count, 1);
+    EXPECT_EQ(world.history().trashRecords().front().trashedPath, path);
+  }
+  world.dialogs.answers = {firstButton};
+  clear();
+  EXPECT_EQ(world.dialogs.alerts.at(0).message, "Permanently delete 1 trashed file?");
+  EXPECT_EQ(world.history().trashRecords().size(), 1U);
+}
+
 TEST_F(AppModelCleanupTest, deletesNothingOfWhichACopyIsNotInTheLibrary) {
   plugInAndTrash(2);
   clearWhile([&] { world.photoLibrary.removeAsset(firstAsset()); });
