@@ -76,7 +76,8 @@ FileURL SyncHistoryStore::historyFile(const StandardDirectories& directories) {
   return directories.applicationSupport->appending("Tolvander").appending("history.json");
 }
 
-SyncHistoryStore::SyncHistoryStore(FileURL fileURL) : fileURL_(std::move(fileURL)) {
+SyncHistoryStore::SyncHistoryStore(FileURL fileURL, std::function<void()> requireRight)
+    : fileURL_(std::move(fileURL)), requireRight_(std::move(requireRight)) {
   AtomicFile::removeLeftovers(fileURL_);
   try {
     database_ = readHistory(fileURL_);
@@ -228,6 +229,9 @@ void SyncHistoryStore::change(const std::function<void(HistoryDatabase&)>& edit)
 }
 
 void SyncHistoryStore::save(HistoryDatabase next) {
+  if (requireRight_) {
+    requireRight_();
+  }
   PayloadFingerprints nextPayloads = payloadFingerprints(next.imports);
   createDirectories(fileURL_.deletingLastPathComponent(), Durability::survivesPowerLoss);
   AtomicFile file(fileURL_, Durability::survivesPowerLoss);

@@ -36,8 +36,10 @@ class SyncHistoryStore {
 
   // Loads the file, which need not exist. An unreadable file is left as it is, to the last byte. Never
   // throws. A file that can't be reached because a link on the way to it is broken counts as unreadable, not
-  // as missing.
-  explicit SyncHistoryStore(FileURL fileURL = SyncHistoryStore::historyFile(StandardDirectories::current()));
+  // as missing. `requireRight` is called before each change of a file and throws where this process may no
+  // longer make it; the change then throws that.
+  explicit SyncHistoryStore(FileURL fileURL = SyncHistoryStore::historyFile(StandardDirectories::current()),
+                            std::function<void()> requireRight = {});
 
   const FileURL& fileURL() const { return fileURL_; }
 
@@ -92,6 +94,7 @@ class SyncHistoryStore {
 
   Turn turn_;
   const FileURL fileURL_;
+  const std::function<void()> requireRight_;
   bool loadFailed_ = false;
   HistoryDatabase database_;
   PayloadFingerprints payloadFingerprints_;  // of database_.imports

@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+#include "Platform/Linux/LockedFile.h"
 #include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
@@ -75,6 +76,24 @@ void writeHolder(const Descriptor& descriptor, const FileURL& file) {
   }
 }
 
+// Throws HomeInUseError and PosixError.
+Descriptor lockedFile(const FileURL& url) {
+  const auto lock = [&](const Descriptor& file) {
+    struct flock whole = wholeFile();
+    if (uninterrupted([&] { return fcntl(file.number(), F_OFD_SETLK, &whole); }) == 0) {
+      return true;
+    }
+    if (errno == EAGAIN || errno == EACCES) {
+      throw app::HomeInUseError(writtenHolder(file));
+    }
+    throw PosixError(errno, "lock", url);
+  };
+  Descriptor file = openAndLock(
+      url, [&] { return openOrMake(url); }, lock);
+  writeHolder(file, url);
+  return file;
+}
+
 }  // namespace
 
 std::optional<FileURL> HomeLock::standardFile(const StandardDirectories& directories) {
@@ -83,15 +102,12 @@ std::optional<FileURL> HomeLock::standardFile(const StandardDirectories& directo
              : std::nullopt;
 }
 
-HomeLock::HomeLock(const FileURL& file) : file_(openOrMake(file)) {
-  struct flock lock = wholeFile();
-  if (uninterrupted([&] { return fcntl(file_.number(), F_OFD_SETLK, &lock); }) != 0) {
-    if (errno == EAGAIN || errno == EACCES) {
-      throw app::HomeInUseError(writtenHolder(file_));
-    }
-    throw PosixError(errno, "lock", file);
+HomeLock::HomeLock(const FileURL& file) : url_(file), file_(lockedFile(file)) {}
+
+void HomeLock::require() {
+  if (!isStillNamed(file_, url_)) {
+    file_ = lockedFile(url_);
   }
-  writeHolder(file_, file);
 }
 
 std::optional<app::HomeHolder> HomeLock::holder(const FileURL& file) {

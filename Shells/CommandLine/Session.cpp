@@ -84,11 +84,12 @@ Session::Session(const Context& context, Options options)
       ejector_(volumes_),
       dialogs_(std::move(options.answers), context.cancellation),
       application_([this] { stop(); }),
-      model_(app::AppModel::make(platform(),
-                                 {.settings = settings_,
-                                  .history = std::make_shared<SyncHistoryStore>(files_.history),
-                                  .mediaStaging = std::make_shared<MediaStagingService>(files_.staging),
-                                  .diagnosticLog = log_})) {}
+      model_(app::AppModel::make(
+          platform(),
+          {.settings = settings_,
+           .history = std::make_shared<SyncHistoryStore>(files_.history, [this] { lock_.require(); }),
+           .mediaStaging = std::make_shared<MediaStagingService>(files_.staging),
+           .diagnosticLog = log_})) {}
 
 Session::~Session() = default;
 

@@ -80,7 +80,7 @@ class Session {
 
   const CancellationToken interruption_;
   const HomeFiles files_;
-  const platform::linux_::HomeLock lock_;
+  platform::linux_::HomeLock lock_;
   platform::linux_::EventLoop loop_;
   app::TimerQueue timer_;
   platform::linux_::FileUserDefaults storedDefaults_;

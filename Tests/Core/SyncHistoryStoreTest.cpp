@@ -99,6 +99,20 @@ class HistoryStore : public testing::Test {
   const FileURL file = folder / "Application Support/Tolvander/history.json";
 };
 
+TEST_F(HistoryStore, changesNothingWithoutTheRight) {
+  bool hasRight = true;
+  SyncHistoryStore store(file, [&] {
+    if (!hasRight) {
+      throw PosixError(EBUSY, "lock", file);
+    }
+  });
+  store.beginImport({"a"});
+  hasRight = false;
+  EXPECT_THROW(store.beginImport({"b"}), PosixError);
+  EXPECT_EQ(store.pendingImportSources(), Texts{"a"});
+  EXPECT_EQ(onDisk().pendingImports, Texts{"a"});
+}
+
 // Loading
 
 TEST_F(HistoryStore, startsEmptyWithoutAFileAndWritesNothing) {

@@ -194,6 +194,32 @@ TEST_F(EmbeddedLibraryFaults, aLibraryIsMadeOrNotMade) {
   }
 }
 
+// Whoever deletes the lock file during a change lets another process in.
+TEST_F(EmbeddedLibraryFaults, allOrNothingIsImportedWhereTheLockFileIsDeletedDuringTheChange) {
+  setUp();
+  const std::vector<std::string> calls = mutatingCalls([this] { importBatch(); });
+  std::size_t refused = 0;
+  for (std::size_t index = 0; index < calls.size(); ++index) {
+    if (calls[index] != "futimens" && calls[index] != "renameat2") {
+      continue;  // within the database, where the other one would wait for this one's mutex
+    }
+    setUp();
+    runWithInterruption(
+        index + 1,
+        [this] {
+          fs::remove(root.appending("Library.lock").path());
+          EmbeddedPhotoLibrary other(root);
+          EXPECT_TRUE(importPictures(other, {}).success);
+          other.fetchAlbums(std::nullopt);
+        },
+        [this] { importBatch(); });
+    refused += result.success ? 0 : 1;
+    expectTruth(isAllThere());
+    expectUsable();
+  }
+  EXPECT_EQ(refused, 2 * batch);
+}
+
 // Sweeping what a crash left can itself be cut short.
 TEST_F(EmbeddedLibraryFaults, sweepingCanBeCutShortAndDoneAgain) {
   setUp();

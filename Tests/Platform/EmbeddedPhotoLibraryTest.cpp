@@ -720,6 +720,25 @@ TEST_F(EmbeddedLibrary, aSecondProcessWaitsForItsTurn) {
   EXPECT_EQ(filesOfLibrary().size(), 1U);
 }
 
+TEST_F(EmbeddedLibrary, aLockWhoseFileWasDeletedIsNoLongerHeld) {
+  open();
+  const LibraryLock first{LibraryFolder(root), noPatience};
+  EXPECT_NO_THROW(first.requireHeld());
+  fs::remove(root.appending("Library.lock").path());
+  EXPECT_THROW(first.requireHeld(), app::PhotosPlatformError);
+  const LibraryLock second{LibraryFolder(root), noPatience};
+  EXPECT_NO_THROW(second.requireHeld());
+  EXPECT_THROW(first.requireHeld(), app::PhotosPlatformError);
+}
+
+TEST_F(EmbeddedLibrary, aSecondProcessWaitsForTheHolderOfTheNewLockFile) {
+  open();
+  const LibraryLock first{LibraryFolder(root), noPatience};
+  fs::remove(root.appending("Library.lock").path());
+  const LibraryLock second{LibraryFolder(root), noPatience};
+  EXPECT_THROW((LibraryLock{LibraryFolder(root), noPatience}), app::PhotosPlatformError);
+}
+
 TEST_F(EmbeddedLibrary, twoProcessesImportAtTheSameTime) {
   open();
   const auto import = [&](const std::string& name) {

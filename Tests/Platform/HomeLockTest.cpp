@@ -77,6 +77,21 @@ TEST_F(HomeLockTest, isNotInTheWayOfOneThatStartsWhileItIsLookedAt) {
   EXPECT_NO_THROW(const HomeLock lock(file));
 }
 
+TEST_F(HomeLockTest, isTakenAnewWhereItsFileWasDeleted) {
+  HomeLock lock(file);
+  std::filesystem::remove(file.path());
+  lock.require();
+  EXPECT_EQ(refusal()->process, getpid());
+}
+
+TEST_F(HomeLockTest, isRefusedWhereItsFileWasDeletedAndAnotherOneHasTheNewFile) {
+  HomeLock lock(file);
+  lock.require();
+  std::filesystem::remove(file.path());
+  const HomeLock other(file);
+  EXPECT_THROW(lock.require(), HomeInUseError);
+}
+
 TEST_F(HomeLockTest, hasNoHolderWhereThereIsNoFile) {
   EXPECT_EQ(HomeLock::holder(file), std::nullopt);
   EXPECT_FALSE(std::filesystem::exists(file.path()));

@@ -12,10 +12,11 @@
 
 namespace tolvander::platform::linux_ {
 
+using app::PhotosPlatformError;
+
 namespace {
 
-Descriptor openLockFile(const LibraryFolder& folder) {
-  const FileURL file = folder.lockFile();
+Descriptor openLockFile(const FileURL& file) {
   Descriptor descriptor(uninterrupted([&] {
     return open(file.path().c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666);
   }));
@@ -25,45 +26,56 @@ Descriptor openLockFile(const LibraryFolder& folder) {
   return descriptor;
 }
 
-// Takes the lock if it is free. Throws PosixError where the file system has no such locks.
-bool take(const Descriptor& file, const LibraryFolder& folder) {
-  if (uninterrupted([&] { return flock(file.number(), LOCK_EX | LOCK_NB); }) == 0) {
-    return true;
-  }
-  if (errno != EWOULDBLOCK) {
-    throw PosixError(errno, "lock", folder.lockFile());
-  }
-  return false;
+// None where another one has it. Throws PosixError where the file system has no such locks.
+Descriptor lockedFile(const FileURL& url) {
+  const auto lock = [&](const Descriptor& file) {
+    if (uninterrupted([&] { return flock(file.number(), LOCK_EX | LOCK_NB); }) == 0) {
+      return true;
+    }
+    if (errno != EWOULDBLOCK) {
+      throw PosixError(errno, "lock", url);
+    }
+    return false;
+  };
+  return openAndLock(
+      url, [&] { return openLockFile(url); }, lock);
 }
 
 }  // namespace
 
 LibraryLock::LibraryLock(const LibraryFolder& folder, std::chrono::milliseconds patience)
-    : file_(openLockFile(folder)) {
+    : file_(lockedFile(folder.lockFile())), url_(folder.lockFile()) {
   using Clock = std::chrono::steady_clock;
   constexpr std::chrono::milliseconds longestPause(50);
   const Clock::time_point end = Clock::now() + patience;
   std::chrono::milliseconds pause(1);
-  while (!take(file_, folder)) {
+  while (!file_) {
     if (Clock::now() >= end) {
-      throw app::PhotosPlatformError(app::PhotosPlatformError::Case::internalError,
-                                     "another program is changing the photo library");
+      throw PhotosPlatformError(PhotosPlatformError::Case::internalError,
+                                "another program is changing the photo library");
     }
     std::this_thread::sleep_for(pause);
     pause = std::min(pause * 2, longestPause);
+    file_ = lockedFile(url_);
   }
 }
 
 std::optional<LibraryLock> LibraryLock::ifFree(const LibraryFolder& folder) {
   try {
-    Descriptor file = openLockFile(folder);
-    if (take(file, folder)) {
-      return LibraryLock(std::move(file));
+    if (Descriptor file = lockedFile(folder.lockFile())) {
+      return LibraryLock(std::move(file), folder.lockFile());
     }
   } catch (const PosixError&) {
     return std::nullopt;
   }
   return std::nullopt;
+}
+
+void LibraryLock::requireHeld() const {
+  if (!isStillNamed(file_, url_)) {
+    throw PhotosPlatformError(PhotosPlatformError::Case::internalError,
+                              "the lock file of the photo library was removed during a change");
+  }
 }
 
 }  // namespace tolvander::platform::linux_

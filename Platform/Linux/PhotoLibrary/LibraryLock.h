@@ -3,25 +3,33 @@
 #include <chrono>
 #include <optional>
 
-#include "Platform/Linux/Descriptor.h"
+#include "Platform/Linux/LockedFile.h"
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
 
 namespace tolvander::platform::linux_ {
 
 // The right to change a library, which one object on the machine has at a time. It ends with the object, and
 // with the process. Readers don't need it.
+//
+// The lock is on the file and not on its name: when somebody deletes the file while it is locked, the next
+// process makes and locks another one. A file that no longer has the name is therefore never taken, and the
+// holder looks again (requireHeld) before each step that would harm the other's work.
 class LibraryLock {
  public:
   // Waits for at most `patience`. Throws PhotosPlatformError when another one had it all that time, and
   // PosixError.
   LibraryLock(const LibraryFolder& folder, std::chrono::milliseconds patience);
 
+  // Throws PhotosPlatformError when the locked file no longer has its name.
+  void requireHeld() const;
+
   // Without waiting; absent where another one has it or it can't be had.
   static std::optional<LibraryLock> ifFree(const LibraryFolder& folder);
 
  private:
-  explicit LibraryLock(Descriptor file) : file_(std::move(file)) {}
+  LibraryLock(Descriptor file, FileURL url) : file_(std::move(file)), url_(std::move(url)) {}
   Descriptor file_;
+  FileURL url_;
 };
 
 }  // namespace tolvander::platform::linux_

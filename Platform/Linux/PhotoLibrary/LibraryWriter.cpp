@@ -1,6 +1,5 @@
 #include "Platform/Linux/PhotoLibrary/LibraryWriter.h"
 
-#include "Platform/Linux/PhotoLibrary/LibraryLock.h"
 #include "Platform/Linux/PhotoLibrary/LibrarySweep.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPlacement.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
@@ -56,14 +55,15 @@ ChangeOutcome LibraryWriter::carryOut(const RecordedChange& change) const {
     const LibraryLock lock(folder_, patience_);
     const CataloguePool::Lease catalogue = catalogues_->takeForChange(lock);
     sweepLeftovers(folder_, *catalogue);
-    return carryOut(change, *catalogue);
+    return carryOut(change, *catalogue, lock);
   } catch (const std::exception&) {
     error = std::current_exception();
   }
   return {false, std::move(error)};
 }
 
-ChangeOutcome LibraryWriter::carryOut(const RecordedChange& change, Catalogue& catalogue) const {
+ChangeOutcome LibraryWriter::carryOut(const RecordedChange& change, Catalogue& catalogue,
+                                      const LibraryLock& lock) const {
   if (!change.originals.empty() && !catalogue.isEmpty()) {
     OriginalPresence(folder_).requireOriginals();
   }
@@ -74,6 +74,8 @@ ChangeOutcome LibraryWriter::carryOut(const RecordedChange& change, Catalogue& c
     Transaction transaction = catalogue.change();
     record(change, originals, catalogue);
     placement.forgetPlacements();
+    // Another process that found no lock may have swept the files of this change.
+    lock.requireHeld();
     try {
       transaction.commit();
       placement.keep();

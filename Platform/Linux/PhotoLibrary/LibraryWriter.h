@@ -6,6 +6,7 @@
 #include "Platform/Linux/PhotoLibrary/CataloguePool.h"
 #include "Platform/Linux/PhotoLibrary/ChangeRecorder.h"
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
+#include "Platform/Linux/PhotoLibrary/LibraryLock.h"
 
 namespace tolvander::platform::linux_ {
 
@@ -33,7 +34,7 @@ class LibraryWriter {
   ChangeOutcome carryOut(const RecordedChange& change) const;
 
  private:
-  ChangeOutcome carryOut(const RecordedChange& change, Catalogue& catalogue) const;
+  ChangeOutcome carryOut(const RecordedChange& change, Catalogue& catalogue, const LibraryLock& lock) const;
 
   LibraryFolder folder_;
   CataloguePool* catalogues_;

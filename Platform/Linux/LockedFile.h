@@ -1,0 +1,22 @@
+#pragma once
+
+#include <functional>
+
+#include "Platform/Linux/Descriptor.h"
+#include "TolvanderCore/FileURL.h"
+
+namespace tolvander::platform::linux_ {
+
+// A lock on a file that was deleted or replaced keeps nobody out, because others lock the file that they find
+// under its name.
+
+// Whether an open file is the one that `url` names now. False where it can't be told.
+bool isStillNamed(const Descriptor& file, const FileURL& url);
+
+// Opens the file and locks it, once more for as long as the file that was locked is no longer the one that
+// `url` names. `lock` answers false where another one has the lock; then there is no file. Throws what `open`
+// and `lock` throw.
+Descriptor openAndLock(const FileURL& url, const std::function<Descriptor()>& open,
+                       const std::function<bool(const Descriptor&)>& lock);
+
+}  // namespace tolvander::platform::linux_
