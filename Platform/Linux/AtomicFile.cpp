@@ -16,12 +16,14 @@
 #include <string_view>
 
 #include "Platform/Linux/Descriptor.h"
+#include "Platform/Linux/FileSystemKind.h"
 #include "TolvanderCore/SystemErrors.h"
 #include "TolvanderCore/UUID.h"
 
 namespace tolvander {
 
 using platform::linux_::Descriptor;
+using platform::linux_::isInUserSpace;
 using platform::linux_::uninterrupted;
 
 namespace {
@@ -255,8 +257,12 @@ struct AtomicFile::Replacement {
     auxiliaryIsThere = false;
   }
 
-  // False where the file system doesn't offer it.
+  // False where the file system doesn't offer it. Those in user space aren't asked: exfat-fuse 1.4 takes it
+  // for a plain rename, loses the other file, and ends when that file is asked for.
   bool exchange() {
+    if (isInUserSpace(file.number())) {
+      return false;
+    }
     if (renameat2(AT_FDCWD, auxiliary.path().c_str(), AT_FDCWD, target.path().c_str(), RENAME_EXCHANGE) ==
         0) {
       return true;

@@ -12,4 +12,10 @@ inline bool isOnFAT(int descriptor) {
          (fileSystem.f_type == MSDOS_SUPER_MAGIC || fileSystem.f_type == EXFAT_SUPER_MAGIC);
 }
 
+// FUSE drivers, those on a block device included.
+inline bool isInUserSpace(int descriptor) {
+  struct statfs fileSystem {};
+  return fstatfs(descriptor, &fileSystem) == 0 && fileSystem.f_type == FUSE_SUPER_MAGIC;
+}
+
 }  // namespace tolvander::platform::linux_
