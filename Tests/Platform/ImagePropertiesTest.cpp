@@ -422,8 +422,9 @@ TEST(ImagePropertiesOfHEIC, areAbsentWhereThousandsOfItemsAreClaimed) {
   EXPECT_EQ(withItems(10'000), std::nullopt);
 }
 
-TEST(ImagePropertiesOfHEIC, areReadFromAThousandTilesAndAbsentForTenThousand) {
-  EXPECT_EQ(imageProperties(heicWith({}, 1000)), sizeOnly(1440, 1080));
+TEST(ImagePropertiesOfHEIC, areReadFromAsManyTilesAs200MegapixelsHaveAndAbsentForTenThousand) {
+  // libheif 1.19 itself allows a thousand items.
+  EXPECT_EQ(imageProperties(heicWith({}, 800)), sizeOnly(1440, 1080));
   EXPECT_EQ(imageProperties(heicWith({}, 10'000)), std::nullopt);
 }
 
