@@ -92,9 +92,11 @@ class Walk {
     return offset;
   }
 
-  // Whether the file ends within a chunk's header that the list should have whole.
+  // Whether the file ends within a chunk's header before the list has come to its declared end, or far behind
+  // it, where a chunk of a wrong size has led.
   bool isCutOff(const AVIChunkHeader& movie, std::int64_t offset) {
-    return declaresEnd(movie) && offset < declaredEnd(movie) && bytes_.skipZeros(offset) < bytes_.fileSize();
+    const bool isBehindEnd = offset >= declaredEnd(movie) && isNearEnd(declaredEnd(movie), offset);
+    return declaresEnd(movie) && !isBehindEnd && bytes_.skipZeros(offset) < bytes_.fileSize();
   }
 
   // 0, and the greatest number, are left there by cameras that never filled the size in.
