@@ -43,6 +43,15 @@ std::string deletedButNotRecorded(std::size_t deleted) {
          "before retrying.";
 }
 
+std::string noLongerInLibrary(std::size_t deleted) {
+  const std::string text = "Some of these items no longer appear in Photos. ";
+  if (deleted == 0) {
+    return text + "Nothing was permanently deleted; keep the copies in Trash or restore them in Finder.";
+  }
+  return text + files(deleted) + (deleted == 1 ? " was" : " were") +
+         " permanently deleted; keep the remaining copies in Trash or restore them in Finder.";
+}
+
 Alert moveQuestion(std::size_t count, const std::string& deviceName) {
   return {.style = Alert::Style::informational,
           .message = "Move " + std::to_string(count) + " synced file" + plural(count) + " to macOS Trash?",
@@ -328,15 +337,20 @@ Task<> AppModel::clearTrash(DeviceTrashSummary device) {
   });
   const bool areAllInLibrary = co_await proving;
   if (!areAllInLibrary) {
-    showCleanupFailure(
-        "Some of these items no longer appear in Photos. Nothing was permanently deleted; keep the copies in "
-        "Trash or restore them in Finder.");
+    showCleanupFailure(noLongerInLibrary(0));
     co_return;
   }
   requireCleanupAccess(records, token);
   statusMessage = "Clearing camera files from Trash…";
-  auto deleting = background([trash = trash_, records = std::move(records)](const CancellationToken& stop) {
-    return trash.permanentlyDelete(records, stop);
+  auto deleting = background([trash = trash_, photos = photos_, history = services_.history,
+                              records = std::move(records)](const CancellationToken& stop) {
+    const auto imported = history->records();
+    const auto isInLibrary = [&](const ManagedTrashRecord& record, const CancellationToken& cancellation) {
+      const auto content = CleanupProof::contentInLibrary(record, imported);
+      return content && record.photosAssetIdentifier &&
+             photos->proveOriginal(*record.photosAssetIdentifier, *content, cancellation);
+    };
+    return trash.permanentlyDelete(records, isInLibrary, stop);
   });
   TrashDeleteResult result = co_await deleting;
   auto finishing = finishDelete(std::move(result), device.displayName, token);
@@ -346,7 +360,7 @@ Task<> AppModel::clearTrash(DeviceTrashSummary device) {
 Task<> AppModel::finishDelete(TrashDeleteResult result, std::string deviceName, CancellationToken token) {
   record(DiagnosticLog::Event::cleanupFinished,
          {{"deleted", static_cast<std::int64_t>(result.deleted.size())},
-          {"failures", static_cast<std::int64_t>(result.failures.size())}});
+          {"failures", static_cast<std::int64_t>(result.failures.size() + result.unproven.size())}});
   auto recording = background(
       [history = services_.history, result] { history->updateTrash(result.deleted, result.relocated); });
   try {
@@ -356,7 +370,9 @@ Task<> AppModel::finishDelete(TrashDeleteResult result, std::string deviceName, 
   }
   auto trashCount = refreshTrashCount();
   co_await trashCount;
-  if (!result.failures.empty()) {
+  if (!result.unproven.empty()) {
+    showCleanupFailure(noLongerInLibrary(result.deleted.size()));
+  } else if (!result.failures.empty()) {
     showCleanupFailure(
         "Some tracked files could not be cleared. Remaining files are still in macOS Trash and can be "
         "managed in Finder.");

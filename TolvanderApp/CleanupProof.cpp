@@ -49,4 +49,13 @@ bool CleanupProof::allExist(const std::vector<ManagedTrashRecord>& records,
   });
 }
 
+std::optional<std::string> CleanupProof::contentInLibrary(const ManagedTrashRecord& trashed,
+                                                          const ImportRecords& records) {
+  const auto* record = records.find(trashed.fingerprint);
+  if (record == nullptr || !record->isContentConfirmed()) {
+    return std::nullopt;
+  }
+  return record->processedFingerprint.value_or(record->sourceFingerprint);
+}
+
 }  // namespace tolvander::app

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -32,6 +33,11 @@ class CleanupProof {
   static bool allExist(const std::vector<FingerprintedMediaFile>& files, const Assets& assets,
                        const std::set<std::string>& existing);
   static bool allExist(const std::vector<ManagedTrashRecord>& records, const std::set<std::string>& existing);
+
+  // The SHA-256 of what the library has of a trashed file: of the bytes that were handed to it, which are the
+  // file's own where they weren't altered. Absent where the history doesn't know any.
+  static std::optional<std::string> contentInLibrary(const ManagedTrashRecord& trashed,
+                                                     const ImportRecords& records);
 };
 
 }  // namespace tolvander::app

@@ -71,6 +71,11 @@ class PhotoLibraryService {
   std::set<std::string> existingAssetIdentifiers(const std::vector<std::string>& identifiers,
                                                  const CancellationToken& token = {});
 
+  // Whether the asset's original in the library has this SHA-256 at this moment, as far as the library can
+  // tell. Throws CancellationError.
+  bool proveOriginal(const std::string& identifier, const std::string& sha256,
+                     const CancellationToken& token = {});
+
   // The titles of the user's albums, each once, as a file manager sorts.
   std::vector<std::string> albumNames();
 

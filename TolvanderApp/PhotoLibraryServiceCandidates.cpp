@@ -234,6 +234,13 @@ std::set<std::string> PhotoLibraryService::existingAssetIdentifiers(
   return existing;
 }
 
+bool PhotoLibraryService::proveOriginal(const std::string& identifier, const std::string& sha256,
+                                        const CancellationToken& token) {
+  const Turn::Holder turn(turn_);
+  requireAccess();
+  return library_.proveOriginal(identifier, sha256, token);
+}
+
 // The assets among which the files could be: those created near the files' dates, and the newest where a date
 // is missing or the search is a broader one. No more than the policy allows, however large the library.
 PhotoLibraryService::CandidateAssets PhotoLibraryService::candidateAssets(

@@ -14,7 +14,9 @@ struct TrashDeleteResult {
   // Records whose file has its claimed name now, because it could be neither deleted nor renamed back.
   std::vector<ManagedTrashRecord> relocated{};
   std::vector<std::string> failures{};  // original filenames of records that weren't deleted
-  bool cancelled = false;               // stopped early
+  // The same of records whose copy in the library wasn't proven when they were about to be deleted.
+  std::vector<std::string> unproven{};
+  bool cancelled = false;  // stopped early
 
   friend bool operator==(const TrashDeleteResult&, const TrashDeleteResult&) = default;
 };

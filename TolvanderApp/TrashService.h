@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -93,13 +94,17 @@ class TrashService {
   // hands between its last proof and the rename lets another file come to lie there; that is a failure.
   TrashRestoreResult restoreToOriginalLocations(const std::vector<ManagedTrashRecord>& records) const;
 
-  // Deletes the files of the records for good. Looks for cancellation before each record, during each hash,
-  // and before each of the two steps.
+  // Whether the copy in the library, on which the deletion of the record's file rests, is there at this
+  // moment. Anything that it throws but CancellationError counts as no.
+  using LibraryProof = std::function<bool(const ManagedTrashRecord& record, const CancellationToken& token)>;
+
+  // Deletes the files of the records for good, each directly after the proof of its copy in the library.
+  // Looks for cancellation before each record, during each hash, and before each of the two steps.
   TrashDeleteResult permanentlyDelete(const std::vector<ManagedTrashRecord>& records,
                                       const TrashDeletionOperations& operations,
-                                      const CancellationToken& token) const;
+                                      const LibraryProof& isInLibrary, const CancellationToken& token) const;
   TrashDeleteResult permanentlyDelete(const std::vector<ManagedTrashRecord>& records,
-                                      const CancellationToken& token) const;
+                                      const LibraryProof& isInLibrary, const CancellationToken& token) const;
 
   // The pieces of the above.
 
@@ -131,7 +136,8 @@ class TrashService {
   bool putBack(const OpenFile& source, const OpenDirectory& trash, const FileURL& resulting) const;
   void restoreOne(const ManagedTrashRecord& record) const;
   void deleteOne(const ManagedTrashRecord& record, const TrashDeletionOperations& operations,
-                 std::vector<ManagedTrashRecord>& relocated, const CancellationToken& token) const;
+                 const LibraryProof& isInLibrary, std::vector<ManagedTrashRecord>& relocated,
+                 const CancellationToken& token) const;
   bool renameBack(const ManagedTrashRecord& record, const std::string& claimed) const;
 
   TrashOperations& platform_;

@@ -6,23 +6,48 @@
 
 namespace tolvander::app {
 
+namespace {
+
+class NotProvenInLibrary final : public std::exception {};
+
+void requireProof(const TrashService::LibraryProof& isInLibrary, const ManagedTrashRecord& record,
+                  const CancellationToken& token) {
+  bool isProven = false;
+  try {
+    isProven = isInLibrary(record, token);
+  } catch (const CancellationError&) {
+    throw;
+  } catch (const std::exception&) {
+    isProven = false;
+  }
+  if (!isProven) {
+    throw NotProvenInLibrary();
+  }
+}
+
+}  // namespace
+
 TrashDeleteResult TrashService::permanentlyDelete(const std::vector<ManagedTrashRecord>& records,
+                                                  const LibraryProof& isInLibrary,
                                                   const CancellationToken& token) const {
-  return permanentlyDelete(records, TrashDeletionOperations::of(platform_), token);
+  return permanentlyDelete(records, TrashDeletionOperations::of(platform_), isInLibrary, token);
 }
 
 TrashDeleteResult TrashService::permanentlyDelete(const std::vector<ManagedTrashRecord>& records,
                                                   const TrashDeletionOperations& operations,
+                                                  const LibraryProof& isInLibrary,
                                                   const CancellationToken& token) const {
   TrashDeleteResult result;
   for (const ManagedTrashRecord& record : records) {
     try {
       token.throwIfCancelled();
-      deleteOne(record, operations, result.relocated, token);
+      deleteOne(record, operations, isInLibrary, result.relocated, token);
       result.deleted.insert(record.id);
     } catch (const CancellationError&) {
       result.cancelled = true;
       break;
+    } catch (const NotProvenInLibrary&) {
+      result.unproven.push_back(record.originalFilename);
     } catch (const std::exception&) {
       result.failures.push_back(record.originalFilename);
     }
@@ -31,7 +56,7 @@ TrashDeleteResult TrashService::permanentlyDelete(const std::vector<ManagedTrash
 }
 
 void TrashService::deleteOne(const ManagedTrashRecord& record, const TrashDeletionOperations& operations,
-                             std::vector<ManagedTrashRecord>& relocated,
+                             const LibraryProof& isInLibrary, std::vector<ManagedTrashRecord>& relocated,
                              const CancellationToken& token) const {
   const OpenFile file = openRecord(record);
   file.verifyHash(record.fingerprint, token);
@@ -46,6 +71,7 @@ void TrashService::deleteOne(const ManagedTrashRecord& record, const TrashDeleti
   try {
     const OpenFile again = openRecord(relocatedRecord);
     again.verifyHash(record.fingerprint, token);
+    requireProof(isInLibrary, record, token);
     again.verifyName();
     token.throwIfCancelled();
     operations.remove(again.parent().descriptor(), again.name());

@@ -425,6 +425,50 @@ TEST_F(AppModelCleanupTest, deletesNothingOfWhichACopyIsNotInTheLibrary) {
   EXPECT_TRUE(model().isIdle());
 }
 
+TEST_F(AppModelCleanupTest, provesTheContentOfEveryCopyBeforeItDeletes) {
+  plugInAndTrash(1);
+  const ImportRecords records = world.history().records();
+  const ImportRecord* record = records.find(world.history().trashRecords().front().fingerprint);
+  ASSERT_TRUE(record != nullptr && record->processedFingerprint);
+  world.dialogs.answers = {firstButton};
+  clear();
+  using Proofs = std::vector<std::pair<std::string, std::string>>;
+  EXPECT_EQ(world.photoLibrary.proofs(), (Proofs{{firstAsset(), *record->processedFingerprint}}));
+  expectNoFailure("1 camera files cleared from Trash");
+}
+
+TEST_F(AppModelCleanupTest, keepsTheCopyOfWhatTheLibraryHoldsWithOtherContent) {
+  plugInAndTrash(1);
+  clearWhile([&] { world.photoLibrary.proveOnlyBy(firstAsset(), "another content"); });
+  expectFailure(
+      "Some of these items no longer appear in Photos. Nothing was permanently deleted; keep the copies in "
+      "Trash or restore them in Finder.",
+      needsAttention);
+  EXPECT_TRUE(exists(trashedFiles().front()));
+  EXPECT_TRUE(notes().empty());
+  EXPECT_EQ(world.logLines("cleanupFinished").back(),
+            R"({"event":"cleanupFinished","metrics":{"deleted":0,"failures":1}})");
+}
+
+TEST_F(AppModelCleanupTest, saysHowManyFilesWereDeletedBesideThoseThatTheLibraryHasLost) {
+  plugInAndTrash(2);
+  clearWhile([&] { world.photoLibrary.proveOnlyBy(firstAsset(), "another content"); });
+  expectFailure(
+      "Some of these items no longer appear in Photos. 1 file was permanently deleted; keep the remaining "
+      "copies in Trash or restore them in Finder.",
+      needsAttention);
+  EXPECT_EQ(trashedFiles().size(), 1U);
+  EXPECT_TRUE(exists(trashedFiles().front()));
+}
+
+TEST_F(AppModelCleanupTest, stopDuringTheProofOfTheContentKeepsTheCopy) {
+  plugInAndTrash(1);
+  world.photoLibrary.beforeEachProof([&] { world.mainThread.call([&] { model().stopCheck(); }); });
+  clearWhile([] {});
+  EXPECT_TRUE(exists(trashedFiles().front()));
+  expectNoFailure("Cleanup stopped");
+}
+
 TEST_F(AppModelCleanupTest, deletesNothingOfADriveThatLeftDuringTheQuestion) {
   const Camera camera = plugInAndTrash(1);
   clearWhile([&] { world.unmount(camera); });

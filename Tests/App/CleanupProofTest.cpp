@@ -81,4 +81,22 @@ TEST(CleanupProof, namesTheAssetsToAskFor) {
             (std::vector<std::string>{"asset A"}));
 }
 
+TEST(CleanupProof, aTrashedFileRestsOnTheBytesThatWereHandedToTheLibrary) {
+  ImportRecord altered = record("a", "asset A");
+  altered.processedFingerprint = "repaired a";
+  ManagedTrashRecord trashed = trashRecord("asset A");
+  trashed.fingerprint = "a";
+  EXPECT_EQ(CleanupProof::contentInLibrary(trashed, ImportRecords({altered})), "repaired a");
+  EXPECT_EQ(CleanupProof::contentInLibrary(trashed, ImportRecords({record("a", "asset A")})), "a");
+}
+
+TEST(CleanupProof, aTrashedFileRestsOnNothingThatTheHistoryDoesNotKnowByItsContent) {
+  ManagedTrashRecord trashed = trashRecord("asset A");
+  trashed.fingerprint = "a";
+  EXPECT_EQ(CleanupProof::contentInLibrary(trashed, ImportRecords({record("b", "asset A")})), std::nullopt);
+  EXPECT_EQ(CleanupProof::contentInLibrary(
+                trashed, ImportRecords({record("a", "asset A", ImportEvidence::metadataOnly)})),
+            std::nullopt);
+}
+
 }  // namespace tolvander::tests

@@ -56,7 +56,7 @@ class TrashServiceTest : public testing::Test {
 
   app::TrashDeleteResult permanentlyDelete(const ManagedTrashRecord& record,
                                            const CancellationToken& token = {}) const {
-    return scene.service.permanentlyDelete({record}, token);
+    return scene.service.permanentlyDelete({record}, isProven, token);
   }
 
   TemporaryFolder folder;
@@ -563,6 +563,67 @@ TEST_F(TrashServiceTest, leavesWhateverAppearsUnderTheOldNameAfterTheClaim) {
   EXPECT_EQ(readFile(scene.inTrash("PICT0001.JPG")), "somebody else's");
 }
 
+TEST_F(TrashServiceTest, keepsAFileWhoseCopyInTheLibraryIsNotProven) {
+  const auto second = scene.addPhoto("PICT0002.JPG", "another photo");
+  const auto records = scene.move({photo, second}).records;
+  const auto isOnlyTheSecondOne = [&](const ManagedTrashRecord& record, const CancellationToken&) {
+    return record.fingerprint == second.sourceFingerprint;
+  };
+  EXPECT_EQ(scene.service.permanentlyDelete(records, isOnlyTheSecondOne, {}),
+            (app::TrashDeleteResult{.deleted = {records.at(1).id}, .unproven = {"PICT0001.JPG"}}));
+  EXPECT_EQ(namesIn(scene.trash), Names{"PICT0001.JPG"});
+  EXPECT_EQ(readFile(scene.inTrash("PICT0001.JPG")), content);
+}
+
+TEST_F(TrashServiceTest, takesAProofThatFailsForNone) {
+  const ManagedTrashRecord record = scene.moved(photo);
+  const auto fails = [](const ManagedTrashRecord&, const CancellationToken&) -> bool { failWith(EIO); };
+  EXPECT_EQ(scene.service.permanentlyDelete({record}, fails, {}),
+            (app::TrashDeleteResult{.unproven = {"PICT0001.JPG"}}));
+  EXPECT_EQ(namesIn(scene.trash), Names{"PICT0001.JPG"});
+}
+
+TEST_F(TrashServiceTest, renamesBackWhenTheProofIsCancelled) {
+  const ManagedTrashRecord record = scene.moved(photo);
+  const auto isCancelled = [](const ManagedTrashRecord&, const CancellationToken&) -> bool {
+    throw CancellationError();
+  };
+  EXPECT_EQ(scene.service.permanentlyDelete({record}, isCancelled, {}),
+            (app::TrashDeleteResult{.cancelled = true}));
+  EXPECT_EQ(namesIn(scene.trash), Names{"PICT0001.JPG"});
+}
+
+TEST_F(TrashServiceTest, provesEachCopyDirectlyBeforeItsFileIsRemoved) {
+  const auto second = scene.addPhoto("PICT0002.JPG", "another photo");
+  const auto records = scene.move({photo, second}).records;
+  std::string order;
+  const auto proves = [&](const ManagedTrashRecord& record, const CancellationToken&) {
+    order += "proof " + record.originalFilename + " ";
+    return true;
+  };
+  scene.watched.before = [&](const std::string& call) {
+    if (call == "renameExclusively" || call == "remove") {
+      order += call + " ";
+    }
+  };
+  EXPECT_EQ(scene.service.permanentlyDelete(records, proves, {}).deleted.size(), 2U);
+  EXPECT_EQ(order,
+            "renameExclusively proof PICT0001.JPG remove renameExclusively proof PICT0002.JPG remove ");
+}
+
+TEST_F(TrashServiceTest, deletesNothingThatTookTheNameDuringTheProof) {
+  const ManagedTrashRecord record = scene.moved(photo);
+  const auto replaces = [&](const ManagedTrashRecord&, const CancellationToken&) {
+    const FileURL claimed = scene.inTrash(namesIn(scene.trash).at(0));
+    renameFile(claimed, aside);
+    writeFile(claimed, "another one");
+    return true;
+  };
+  EXPECT_TRUE(scene.service.permanentlyDelete({record}, replaces, {}).deleted.empty());
+  EXPECT_EQ(readFile(aside), content);
+  EXPECT_EQ(namesIn(scene.trash).size(), 1U);
+}
+
 TEST_F(TrashServiceTest, renamesBackWhenCancelledBetweenClaimAndRemove) {
   const ManagedTrashRecord record = scene.moved(photo);
   CancellationSource source;
@@ -576,7 +637,7 @@ TEST_F(TrashServiceTest, renamesBackWhenCancelledBetweenClaimAndRemove) {
             source.cancel();
           },
       .remove = [&](const app::DirectoryDescriptor&, const std::string&) { ++removals; }};
-  EXPECT_EQ(scene.service.permanentlyDelete({record}, operations, source.token()),
+  EXPECT_EQ(scene.service.permanentlyDelete({record}, operations, isProven, source.token()),
             (app::TrashDeleteResult{.cancelled = true}));
   EXPECT_EQ(removals, 0U);
   EXPECT_EQ(namesIn(scene.trash), Names{"PICT0001.JPG"});
@@ -615,7 +676,7 @@ TEST_F(TrashServiceTest, renamesNothingBackWhenTheClaimFails) {
       .claim = [](const app::DirectoryDescriptor&, const std::string&,
                   const std::string&) { failWith(EEXIST); },
       .remove = [](const app::DirectoryDescriptor&, const std::string&) { failWith(EIO); }};
-  EXPECT_EQ(scene.service.permanentlyDelete({record}, operations, {}),
+  EXPECT_EQ(scene.service.permanentlyDelete({record}, operations, isProven, {}),
             (app::TrashDeleteResult{.failures = {"PICT0001.JPG"}}));
   EXPECT_EQ(renames, 0U);
   EXPECT_EQ(namesIn(scene.trash), Names{"PICT0001.JPG"});
@@ -632,7 +693,7 @@ TEST_F(TrashServiceTest, claimsUnderANameThatNobodyCanKnow) {
             failWith(EIO);
           },
       .remove = [](const app::DirectoryDescriptor&, const std::string&) {}};
-  scene.service.permanentlyDelete(records, operations, {});
+  scene.service.permanentlyDelete(records, operations, isProven, {});
   ASSERT_EQ(claimed.size(), 2U);
   const std::regex form("Tolvander-[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}\\.trash-item");
   EXPECT_TRUE(std::regex_match(claimed.at(0), form)) << claimed.at(0);

@@ -76,7 +76,7 @@ class TrashFaults : public testing::Test {
 
   void permanentlyDelete() {
     const auto records = store_->trashRecords();
-    const auto result = scene_->service.permanentlyDelete(records, CancellationToken());
+    const auto result = scene_->service.permanentlyDelete(records, isProven, CancellationToken());
     for (const ManagedTrashRecord& record : records) {
       if (result.deleted.contains(record.id)) {
         accountedFor_.push_back(record.originalFilename);

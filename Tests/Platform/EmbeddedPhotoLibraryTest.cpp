@@ -20,6 +20,7 @@
 #include "Tests/Support/JPEGBuilder.h"
 #include "Tests/Support/LoopVolume.h"
 #include "Tests/Support/OtherUser.h"
+#include "TolvanderCore/FileFingerprinter.h"
 #include "TolvanderCore/FileOperations.h"
 #include "TolvanderCore/Platform/Calendar.h"
 #include "TolvanderCore/Platform/FileSystem.h"
@@ -419,6 +420,34 @@ TEST_F(Presence, isNotToldWhereTheFolderOfOriginalsCannotBeRead) {
   fs::create_directory(originals.path());  // says that they were deleted on purpose
   expectInLibrary({});
   EXPECT_TRUE(importPictures(*library, {file("c.jpg")}).success);
+}
+
+TEST_F(Presence, isProvenByTheContentOfTheOriginalAlone) {
+  const std::string& asset = assets.at(0).localIdentifier;
+  const std::string sha256 = FileFingerprinter::sha256(file("same.jpg", "picture"));
+  EXPECT_TRUE(library->proveOriginal(asset, sha256, {}));
+  EXPECT_FALSE(library->proveOriginal(assets.at(1).localIdentifier, sha256, {}));
+  writeFile(original, "PICTURE");
+  EXPECT_FALSE(library->proveOriginal(asset, sha256, {}));
+  writeFile(original, "picture");
+  EXPECT_TRUE(library->proveOriginal(asset, sha256, {}));
+  fs::remove(original.path());
+  EXPECT_FALSE(library->proveOriginal(asset, sha256, {}));
+}
+
+TEST_F(Presence, isNotProvenThroughLinks) {
+  const std::string& asset = assets.at(0).localIdentifier;
+  const std::string sha256 = FileFingerprinter::sha256(file("same.jpg", "picture"));
+  putLink(original, folder_ / "Card/same.jpg");
+  expectInLibrary(assets);
+  EXPECT_FALSE(library->proveOriginal(asset, sha256, {})) << "it may be the file that is to be deleted";
+  fs::remove(original.path());
+  writeFile(original, "picture");
+  EXPECT_TRUE(library->proveOriginal(asset, sha256, {}));
+  fs::rename(day0.path(), (folder_ / "moved").path());
+  fs::create_directory_symlink((folder_ / "moved").path(), day0.path());
+  expectInLibrary(assets);
+  EXPECT_FALSE(library->proveOriginal(asset, sha256, {}));
 }
 
 // A catalogue that somebody else has made up reaches nothing outside the library.

@@ -297,7 +297,7 @@ void runRestore(Battlefield& field, const std::function<void()>& begin, bool mus
 void runDelete(Battlefield& field, const std::function<void()>& begin, bool mustNotSucceed) {
   const ManagedTrashRecord record = field.scene.moved(field.photo);
   begin();
-  const app::TrashDeleteResult result = field.scene.service.permanentlyDelete({record}, {});
+  const app::TrashDeleteResult result = field.scene.service.permanentlyDelete({record}, isProven, {});
   field.endAttack();
   EXPECT_EQ(field.photoIsKept(), result.deleted.empty());
   EXPECT_EQ(result.deleted.size() + result.failures.size(), 1U);
@@ -452,7 +452,7 @@ void race(const FileURL& top, std::size_t rounds) {
       const bool isRestored =
           round % 2 == 0 && !field.scene.service.restoreToOriginalLocations(records).restored.empty();
       if (!isRestored) {
-        isDeleted = !field.scene.service.permanentlyDelete(records, {}).deleted.empty();
+        isDeleted = !field.scene.service.permanentlyDelete(records, isProven, {}).deleted.empty();
         deleted += isDeleted ? 1 : 0;
       }
     }

@@ -291,7 +291,7 @@ TEST_F(VolumeTrash, ofAFolderNeverLeavesThatFolder) {
   EXPECT_EQ(scene.service.restoreToOriginalLocations({record}).restored.size(), 1U);
   EXPECT_EQ(readFile(photo.file.url), "a photo");
   const ManagedTrashRecord again = scene.moved(photo);
-  EXPECT_EQ(scene.service.permanentlyDelete({again}, {}).deleted.size(), 1U);
+  EXPECT_EQ(scene.service.permanentlyDelete({again}, isProven, {}).deleted.size(), 1U);
   EXPECT_TRUE(namesIn(scene.trash).empty());
 }
 
@@ -388,7 +388,8 @@ TEST_P(TrashOnExt4, movesRestoresAndDeletesAcrossRemounts) {
     EXPECT_EQ(scene.service.restoreToOriginalLocations({records.at(0)}).restored, std::set{records.at(0).id});
     volume.remount();
     EXPECT_EQ(readFile(first.file.url), "a photo");
-    EXPECT_EQ(scene.service.permanentlyDelete({records.at(1)}, {}).deleted, std::set{records.at(1).id});
+    EXPECT_EQ(scene.service.permanentlyDelete({records.at(1)}, isProven, {}).deleted,
+              std::set{records.at(1).id});
     volume.remount();
     EXPECT_TRUE(namesIn(scene.trash).empty());
     EXPECT_TRUE(namesIn(scene.infoOf("").deletingLastPathComponent()).empty());
@@ -401,7 +402,7 @@ TEST_P(TrashOnExt4, keepsOutOfTheTrashOfAnUnpluggedVolume) {
     volume.unplug();
     EXPECT_TRUE(scene.service.availableRecords({record}).empty());
     EXPECT_EQ(scene.service.restoreToOriginalLocations({record}).failures.size(), 1U);
-    EXPECT_EQ(scene.service.permanentlyDelete({record}, {}).failures.size(), 1U);
+    EXPECT_EQ(scene.service.permanentlyDelete({record}, isProven, {}).failures.size(), 1U);
     EXPECT_TRUE(namesIn(volume.mountPoint()).empty());
   });
 }
@@ -486,7 +487,7 @@ TEST_P(TrashOnExFAT, restoresAndDeletesNothingWhereItCouldNotMove) {
     record.photosAssetIdentifier = "asset";
     ASSERT_EQ(scene.service.availableRecords({record}).size(), 1U);
     EXPECT_EQ(scene.service.restoreToOriginalLocations({record}).failures, Names{"PICT0001.JPG"});
-    EXPECT_EQ(scene.service.permanentlyDelete({record}, {}).failures, Names{"PICT0001.JPG"});
+    EXPECT_EQ(scene.service.permanentlyDelete({record}, isProven, {}).failures, Names{"PICT0001.JPG"});
     EXPECT_EQ(readFile(scene.inTrash("PICT0001.JPG")), "a photo");
   });
 }

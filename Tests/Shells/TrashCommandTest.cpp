@@ -130,6 +130,21 @@ TEST_F(TrashCommandTest, deletesNothingThatTheLibraryHasLost) {
   EXPECT_EQ(namesIn(trash).size(), 2U);
 }
 
+TEST_F(TrashCommandTest, deletesNothingThatTheLibraryHoldsWithOtherContent) {
+  trashCard(2);
+  const auto originals = originalsInLibrary(home.appending("pictures/Tolvander"), "PICT0001.JPG");
+  ASSERT_EQ(originals.size(), 1U);
+  std::string bytes = readFile(originals.front());
+  std::fill(bytes.end() - 1000, bytes.end(), '\0');
+  writeFile(originals.front(), bytes);
+  const ToolResult result = run({"trash", "clear", "--yes"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(contains(result.errors,
+                       "Some of these items no longer appear in Photos. 1 file was permanently deleted; "))
+      << result.errors;
+  EXPECT_EQ(namesIn(trash), Names{"PICT0001.JPG"});
+}
+
 TEST_F(TrashCommandTest, leavesTheTrashOfACameraThatIsNotHere) {
   trashCard(1);
   fs::rename(card.path(), (folder / "AWAY").path());

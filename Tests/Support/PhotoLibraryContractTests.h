@@ -14,6 +14,7 @@
 #include "Tests/Support/PhotoLibraryCalls.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "TolvanderApp/Platform/PhotoLibrary.h"
+#include "TolvanderCore/FileFingerprinter.h"
 
 // What every answer to the photo library's contract has to do. A test program includes this in one file and
 // says what is to be tested:
@@ -528,6 +529,25 @@ TEST_P(PhotoLibraryContract, anAlbumThatIsGoneHasNoAssetsAndCannotBeChanged) {
     }
   });
   EXPECT_EQ(result.success, isRefused);
+}
+
+TEST_P(PhotoLibraryContract, provesAnOriginalByItsContent) {
+  const std::string identifier = add("a.jpg", day(0), "bytes");
+  const std::string sha256 = FileFingerprinter::sha256(file("same.jpg", "bytes"));
+  EXPECT_TRUE(library().proveOriginal(identifier, sha256, {}));
+}
+
+TEST_P(PhotoLibraryContract, provesNothingOfAnAssetThatIsNotThere) {
+  add("a.jpg", day(0), "bytes");
+  const std::string sha256 = FileFingerprinter::sha256(file("same.jpg", "bytes"));
+  EXPECT_FALSE(library().proveOriginal("gone", sha256, {}));
+}
+
+TEST_P(PhotoLibraryContract, aProofCanBeCancelled) {
+  const std::string identifier = add("a.jpg");
+  CancellationSource source;
+  source.cancel();
+  EXPECT_THROW(library().proveOriginal(identifier, "", source.token()), CancellationError);
 }
 
 TEST_P(PhotoLibraryContract, canBeReadByManyThreadsWhileItIsChanged) {

@@ -374,6 +374,16 @@ void ScriptedPhotoLibrary::beforeEachIdentifierFetch(std::function<void()> funct
   beforeEachIdentifierFetch_ = std::move(function);
 }
 
+void ScriptedPhotoLibrary::proveOnlyBy(const std::string& localIdentifier, const std::string& sha256) {
+  const std::lock_guard lock(mutex_);
+  provingContents_[localIdentifier] = sha256;
+}
+
+void ScriptedPhotoLibrary::beforeEachProof(std::function<void()> function) {
+  const std::lock_guard lock(mutex_);
+  beforeEachProof_ = std::move(function);
+}
+
 void ScriptedPhotoLibrary::answerReads(const std::string& assetIdentifier, Read read) {
   const std::lock_guard lock(mutex_);
   reads_[assetIdentifier] = std::move(read);
@@ -419,6 +429,11 @@ std::size_t ScriptedPhotoLibrary::albumAssetFetches() const {
 std::map<std::string, int> ScriptedPhotoLibrary::resourceQuestions() const {
   const std::lock_guard lock(mutex_);
   return resourceQuestions_;
+}
+
+std::vector<std::pair<std::string, std::string>> ScriptedPhotoLibrary::proofs() const {
+  const std::lock_guard lock(mutex_);
+  return proofs_;
 }
 
 std::vector<PhotosAssetResource> ScriptedPhotoLibrary::dataRequests() const {
@@ -514,6 +529,24 @@ std::vector<PhotosAsset> ScriptedPhotoLibrary::fetchAssets(const std::vector<std
     }
   }
   return found;
+}
+
+bool ScriptedPhotoLibrary::proveOriginal(const std::string& localIdentifier, const std::string& sha256,
+                                         const CancellationToken& token) {
+  std::function<void()> before;
+  {
+    const std::lock_guard lock(mutex_);
+    proofs_.emplace_back(localIdentifier, sha256);
+    before = beforeEachProof_;
+  }
+  if (before) {
+    before();
+  }
+  token.throwIfCancelled();
+  const std::lock_guard lock(mutex_);
+  const auto content = provingContents_.find(localIdentifier);
+  return asset(localIdentifier) != nullptr &&
+         (content == provingContents_.end() || content->second == sha256);
 }
 
 std::vector<PhotosAsset> ScriptedPhotoLibrary::fetchAssets(const PhotosAlbum& wanted) {

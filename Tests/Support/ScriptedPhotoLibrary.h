@@ -12,6 +12,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "TolvanderApp/Platform/PhotoLibrary.h"
@@ -83,6 +84,10 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
   void beforeEachChange(std::function<void()> function);
   // Runs on the asking thread before each fetch by identifiers, holding no lock.
   void beforeEachIdentifierFetch(std::function<void()> function);
+  // The original of this asset is proven by this content only; without it the asset's existence is enough.
+  void proveOnlyBy(const std::string& localIdentifier, const std::string& sha256);
+  // Runs on the asking thread before each proof, holding no lock.
+  void beforeEachProof(std::function<void()> function);
   // Reads of this asset's resources are answered by `read`.
   void answerReads(const std::string& assetIdentifier, Read read);
 
@@ -94,7 +99,8 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
   std::vector<app::PhotosFetchOptions> fetches() const;
   std::vector<std::vector<std::string>> identifierFetches() const;
   std::size_t albumAssetFetches() const;
-  std::map<std::string, int> resourceQuestions() const;  // by asset
+  std::map<std::string, int> resourceQuestions() const;             // by asset
+  std::vector<std::pair<std::string, std::string>> proofs() const;  // asset and SHA-256
   std::vector<app::PhotosAssetResource> dataRequests() const;
   std::vector<RequestID> cancelledRequests() const;
 
@@ -109,6 +115,8 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
   std::vector<app::PhotosAlbum> fetchAlbums(const std::optional<std::string>& title) override;
   std::vector<app::PhotosAlbum> fetchAlbumsWithLocalIdentifiers(
       const std::vector<std::string>& localIdentifiers) override;
+  bool proveOriginal(const std::string& localIdentifier, const std::string& sha256,
+                     const CancellationToken& token) override;
   std::vector<app::PhotosAssetResource> assetResources(const app::PhotosAsset& asset) override;
   RequestID requestData(const app::PhotosAssetResource& resource, DataHandler dataReceived,
                         DataCompletion completion) override;
@@ -171,6 +179,8 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
   std::function<void()> beforeEachAuthorizationQuestion_;
   std::function<void()> beforeEachChange_;
   std::function<void()> beforeEachIdentifierFetch_;
+  std::function<void()> beforeEachProof_;
+  std::map<std::string, std::string> provingContents_;  // by asset
   std::map<std::string, Read> reads_;
 
   std::size_t authorizationQuestions_ = 0;
@@ -181,6 +191,7 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
   std::vector<std::vector<std::string>> identifierFetches_;
   std::size_t albumAssetFetches_ = 0;
   std::map<std::string, int> resourceQuestions_;
+  std::vector<std::pair<std::string, std::string>> proofs_;
   std::vector<app::PhotosAssetResource> dataRequests_;
   std::vector<RequestID> cancelledRequests_;
   RequestID lastRequest_ = 0;

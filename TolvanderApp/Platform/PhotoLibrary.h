@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "TolvanderCore/Cancellation.h"
 #include "TolvanderCore/Date.h"
 #include "TolvanderCore/FileURL.h"
 
@@ -152,6 +153,18 @@ class PhotoLibrary {
   virtual std::vector<PhotosAlbum> fetchAlbums(const std::optional<std::string>& title) = 0;
   virtual std::vector<PhotosAlbum> fetchAlbumsWithLocalIdentifiers(
       const std::vector<std::string>& localIdentifiers) = 0;
+
+  // Whether the content with this SHA-256 (64 lower-case hexadecimal digits; of the bytes that the asset was
+  // made of) is in the library at this moment, as the original of the asset. The only copy elsewhere is
+  // deleted on the strength of this. A library that keeps originals as ordinary files reads and hashes it;
+  // one that looks after them itself, as this answers by default, has it for as long as the asset can be
+  // fetched. Blocks; throws PhotosPlatformError when the library can't be read, and CancellationError.
+  virtual bool proveOriginal(const std::string& localIdentifier, const std::string& sha256,
+                             const CancellationToken& token) {
+    static_cast<void>(sha256);
+    token.throwIfCancelled();
+    return !fetchAssets(std::vector{localIdentifier}).empty();
+  }
 
   // In the library's own order; the order of an asset's resources doesn't change while it isn't edited.
   virtual std::vector<PhotosAssetResource> assetResources(const PhotosAsset& asset) = 0;

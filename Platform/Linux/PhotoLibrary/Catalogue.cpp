@@ -218,6 +218,18 @@ std::vector<PhotosAssetResource> Catalogue::resources(const std::string& assetId
   return found;
 }
 
+std::vector<CataloguedResource> Catalogue::originals(const std::string& assetIdentifier) {
+  std::vector<CataloguedResource> found;
+  Rows rows = database_.query("SELECT " RESOURCE_COLUMNS
+                              " FROM resources WHERE asset = (SELECT id FROM assets WHERE identifier = ?)"
+                              " ORDER BY position",
+                              std::string_view(assetIdentifier));
+  while (rows.next()) {
+    found.push_back(resourceFrom(rows));
+  }
+  return found;
+}
+
 std::optional<CataloguedResource> Catalogue::resource(const std::string& assetIdentifier,
                                                       std::int64_t index) {
   Rows rows = database_.query(

@@ -76,6 +76,7 @@ class Catalogue {
   std::vector<app::PhotosAlbum> albums(const std::optional<std::string>& title);
   std::vector<app::PhotosAlbum> albumsWithIdentifiers(const std::vector<std::string>& identifiers);
   std::vector<app::PhotosAssetResource> resources(const std::string& assetIdentifier);
+  std::vector<CataloguedResource> originals(const std::string& assetIdentifier);
   std::optional<CataloguedResource> resource(const std::string& assetIdentifier, std::int64_t index);
 
   // Every asset with its files, whether they are there or not, oldest first, until `visit` answers false.

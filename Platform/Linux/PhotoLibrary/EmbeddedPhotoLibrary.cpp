@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <memory>
 #include <utility>
@@ -9,7 +10,9 @@
 #include "Platform/Linux/PhotoLibrary/ChangeRecorder.h"
 #include "Platform/Linux/PhotoLibrary/LibraryErrors.h"
 #include "Platform/Linux/PhotoLibrary/LibraryVerifier.h"
+#include "Platform/Linux/PhotoLibrary/OriginalContent.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
+#include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
 
@@ -120,6 +123,21 @@ std::vector<PhotosAlbum> EmbeddedPhotoLibrary::fetchAlbums(const std::optional<s
 std::vector<PhotosAlbum> EmbeddedPhotoLibrary::fetchAlbumsWithLocalIdentifiers(
     const std::vector<std::string>& localIdentifiers) {
   return withLibraryErrors([&] { return catalogue()->albumsWithIdentifiers(localIdentifiers); });
+}
+
+bool EmbeddedPhotoLibrary::proveOriginal(const std::string& localIdentifier, const std::string& sha256,
+                                         const CancellationToken& token) {
+  const auto holdsContent = [&](const CataloguedResource& original) {
+    try {
+      const Descriptor file = folder_.openFile(original.path, LibraryFolder::Links::refused);
+      return sha256Of(file, folder_.url().appending(original.path), token) == sha256;
+    } catch (const PosixError&) {
+      return false;
+    }
+  };
+  token.throwIfCancelled();
+  return withLibraryErrors(
+      [&] { return std::ranges::any_of(catalogue()->originals(localIdentifier), holdsContent); });
 }
 
 std::vector<PhotosAssetResource> EmbeddedPhotoLibrary::assetResources(const PhotosAsset& asset) {

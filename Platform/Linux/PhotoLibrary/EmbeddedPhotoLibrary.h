@@ -60,6 +60,10 @@ class EmbeddedPhotoLibrary final : public app::PhotoLibrary {
   std::vector<app::PhotosAlbum> fetchAlbums(const std::optional<std::string>& title) override;
   std::vector<app::PhotosAlbum> fetchAlbumsWithLocalIdentifiers(
       const std::vector<std::string>& localIdentifiers) override;
+  // Reads an original as a regular file that is reached without links below the library's folder: where a
+  // link leads to may be the very file that is about to be deleted.
+  bool proveOriginal(const std::string& localIdentifier, const std::string& sha256,
+                     const CancellationToken& token) override;
   std::vector<app::PhotosAssetResource> assetResources(const app::PhotosAsset& asset) override;
 
   RequestID requestData(const app::PhotosAssetResource& resource, DataHandler dataReceived,

@@ -10,16 +10,14 @@
 #include <array>
 #include <cerrno>
 #include <exception>
-#include <memory>
 #include <set>
 #include <span>
 #include <utility>
 
+#include "Platform/Linux/PhotoLibrary/OriginalContent.h"
 #include "Platform/Linux/PhotoLibrary/OriginalNames.h"
 #include "Platform/Linux/PhotoLibrary/OriginalProperties.h"
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
-#include "TolvanderCore/FileFingerprinter.h"
-#include "TolvanderCore/Platform/SHA256.h"
 #include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
@@ -66,14 +64,13 @@ Descriptor newFile(const Descriptor& folder, const std::string& name, const File
   return file;
 }
 
-void writeAll(const Descriptor& file, const char* bytes, std::size_t size, const FileURL& url) {
-  while (size > 0) {
-    const ssize_t count = uninterrupted([&] { return write(file.number(), bytes, size); });
+void writeAll(const Descriptor& file, std::span<const std::byte> bytes, const FileURL& url) {
+  while (!bytes.empty()) {
+    const ssize_t count = uninterrupted([&] { return write(file.number(), bytes.data(), bytes.size()); });
     if (count < 0) {
       throw PosixError(errno, "write", url);
     }
-    bytes += count;
-    size -= static_cast<std::size_t>(count);
+    bytes = bytes.subspan(static_cast<std::size_t>(count));
   }
 }
 
@@ -81,27 +78,15 @@ void writeAll(const Descriptor& file, const char* bytes, std::size_t size, const
 // the copy: of the bytes that are written, or, where none are, of those that the copy shares.
 std::string copyContent(const Descriptor& source, const Descriptor& copy, const FileURL& url) {
   const bool isShared = ioctl(copy.number(), FICLONE, source.number()) == 0;
-  const Descriptor& content = isShared ? copy : source;
-  constexpr std::size_t bufferSize = std::size_t{1} << 20U;
-  const auto buffer = std::make_unique<char[]>(bufferSize);
-  SHA256 hash;
-  while (true) {
-    const ssize_t count = uninterrupted([&] { return read(content.number(), buffer.get(), bufferSize); });
-    if (count < 0) {
-      throw PosixError(errno, "read", url);
-    }
-    if (count == 0) {
-      break;
-    }
-    const auto size = static_cast<std::size_t>(count);
-    hash.update(std::as_bytes(std::span(buffer.get(), size)));
+  const auto write = [&](std::span<const std::byte> chunk) {
     if (!isShared) {
-      writeAll(copy, buffer.get(), size, url);
+      writeAll(copy, chunk, url);
     }
-  }
+  };
+  std::string sha256 = sha256Of(isShared ? copy : source, url, {}, write);
   // Lets the device begin with it while the next file is copied. A hint; fsync alone counts.
   sync_file_range(copy.number(), 0, 0, SYNC_FILE_RANGE_WRITE);
-  return FileFingerprinter::text(hash.finish());
+  return sha256;
 }
 
 // The copy is as old as its source.
