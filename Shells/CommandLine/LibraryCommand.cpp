@@ -1,4 +1,7 @@
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <iostream>
 #include <set>
 
@@ -7,7 +10,9 @@
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Failure.h"
 #include "Shells/CommandLine/HomeFiles.h"
+#include "TolvanderApp/Presentation/LibraryRemedies.h"
 #include "TolvanderApp/Presentation/LibraryReport.h"
+#include "TolvanderCore/SyncHistoryStore.h"
 
 namespace tolvander::shell {
 
@@ -66,6 +71,56 @@ std::optional<std::set<std::string>> identifiersIn(EmbeddedPhotoLibrary& library
   return identifiers;
 }
 
+// What the history knows; nothing where it can't be read.
+app::LibraryRemedies remediesOf(const FileURL& history) {
+  try {
+    SyncHistoryStore store(history);
+    return {store.records(), store.trashRecords()};
+  } catch (const Error&) {
+    return {};
+  }
+}
+
+std::vector<app::LibraryVerificationReport::Fault> reported(const std::vector<FaultyOriginal>& originals,
+                                                            const app::LibraryRemedies& remedies) {
+  std::vector<app::LibraryVerificationReport::Fault> faults;
+  for (const FaultyOriginal& original : originals) {
+    faults.push_back(
+        {.file = original.file, .reason = original.reason, .remedy = remedies.of(original.assetIdentifier)});
+  }
+  return faults;
+}
+
+// A line on a terminal that is written over, and leaves nothing behind.
+class ProgressLine {
+ public:
+  explicit ProgressLine(bool isWanted) : isShown_(isWanted && isatty(STDOUT_FILENO) == 1) {}
+  ~ProgressLine() {
+    if (shown_) {
+      std::cout << "\r\x1b[K" << std::flush;
+    }
+  }
+  ProgressLine(const ProgressLine&) = delete;
+  ProgressLine& operator=(const ProgressLine&) = delete;
+
+  void show(const VerificationProgress& progress) {
+    using Clock = std::chrono::steady_clock;
+    constexpr std::chrono::milliseconds pause(100);
+    const Clock::time_point now = Clock::now();
+    if (!isShown_ || (shown_ && now - *shown_ < pause)) {
+      return;
+    }
+    shown_ = now;
+    std::cout << "\r\x1b[K"
+              << app::verificationProgressText(progress.originals, progress.bytes, progress.bytesInAll)
+              << std::flush;
+  }
+
+ private:
+  const bool isShown_;
+  std::optional<std::chrono::steady_clock::time_point> shown_;
+};
+
 std::string dateProblem(const std::string& text) {
   return dateFromArgument(text) ? "" : "no date such as 2026-11-15T19:13:17Z or …+01:00";
 }
@@ -80,7 +135,9 @@ class LibraryCommand final : public Command {
     assets_->add_option("--album", album_, "Only those in this album")->type_name("NAME");
     assets_->add_option("--limit", limit_, "At most so many")->type_name("N")->check(CLI::PositiveNumber);
     albums_ = command->add_subcommand("albums", "List its albums");
-    verify_ = command->add_subcommand("verify", "Look at every file, and list missing and altered ones");
+    verify_ =
+        command->add_subcommand("verify", "Read every file, and say what is wrong and what can mend it");
+    verify_->add_flag("--quick", isQuick_, "Compare sizes only, and read nothing");
     command->require_subcommand(0, 1);
     return command;
   }
@@ -121,16 +178,26 @@ class LibraryCommand final : public Command {
     return ExitStatus::done;
   }
 
-  static ExitStatus verify(EmbeddedPhotoLibrary& library, const Context& context) {
+  ExitStatus verify(EmbeddedPhotoLibrary& library, const Context& context) const {
     app::LibraryVerificationReport report;
+    report.comparesSizesOnly = isQuick_;
     if (isMade(library)) {
-      LibraryVerification found = library.verify(context.cancellation);
-      report = {.assets = found.assets,
-                .originals = found.originals,
-                .catalogueProblems = std::move(found.catalogueProblems),
-                .missing = std::move(found.missing),
-                .changed = std::move(found.changed),
-                .unknown = std::move(found.unknown)};
+      const app::LibraryRemedies remedies = remediesOf(HomeFiles::of(context).history);
+      ProgressLine line(!context.json);
+      const VerificationOptions options{
+          .readsContent = !isQuick_,
+          .knownContents = remedies.contents(),
+          .progress = [&line](const VerificationProgress& progress) { line.show(progress); }};
+      LibraryVerification found = library.verify(context.cancellation, options);
+      report.assets = found.assets;
+      report.originals = found.originals;
+      report.hashedForTheFirstTime = found.hashedForTheFirstTime;
+      report.catalogueProblems = std::move(found.catalogueProblems);
+      report.missing = reported(found.missing, remedies);
+      report.changed = reported(found.changed, remedies);
+      report.damaged = reported(found.damaged, remedies);
+      report.unreadable = reported(found.unreadable, remedies);
+      report.unknown = std::move(found.unknown);
     }
     std::cout << (context.json ? report.json() + "\n" : report.text());
     return report.isSound() ? ExitStatus::done : ExitStatus::incomplete;
@@ -139,6 +206,7 @@ class LibraryCommand final : public Command {
   CLI::App* assets_ = nullptr;
   CLI::App* albums_ = nullptr;
   CLI::App* verify_ = nullptr;
+  bool isQuick_ = false;
   std::optional<std::string> from_;
   std::optional<std::string> to_;
   std::optional<std::string> album_;

@@ -100,18 +100,60 @@ TEST(LibraryVerificationReport, isSoundWithFilesThatAreNotOurs) {
   EXPECT_EQ(report.text(), "2 items, 2 files: everything is there.\nnot ours   /p/holiday.txt\n");
 }
 
-TEST(LibraryVerificationReport, listsWhatIsWrong) {
+TEST(LibraryVerificationReport, listsWhatIsWrongAndWhatCanMendIt) {
   LibraryVerificationReport report;
   report.catalogueProblems = {"a page is bad"};
-  report.missing = {FileURL("/p/a")};
-  report.changed = {FileURL("/p/b")};
+  report.missing = {{.file = FileURL("/p/a"), .reason = "", .remedy = "Look in the Trash."}};
+  report.changed = {
+      {.file = FileURL("/p/b"), .reason = "1 bytes instead of 2", .remedy = "Take the camera."}};
+  report.damaged = {{.file = FileURL("/p/c"), .reason = "other content", .remedy = "Take the camera."}};
+  report.unreadable = {{.file = FileURL("/p/d"), .reason = "no way", .remedy = "Take a backup."}};
   EXPECT_FALSE(report.isSound());
   EXPECT_EQ(report.text(),
-            "0 items, 0 files: something is wrong.\ncatalogue  a page is bad\nmissing    /p/a\naltered    "
-            "/p/b\n");
+            "0 items, 0 files: something is wrong.\n"
+            "catalogue  a page is bad\n"
+            "missing    /p/a\n"
+            "           Look in the Trash.\n"
+            "altered    /p/b: 1 bytes instead of 2\n"
+            "           Take the camera.\n"
+            "damaged    /p/c: other content\n"
+            "           Move it out of the library first. Take the camera.\n"
+            "unread     /p/d: no way\n"
+            "           Move it out of the library first. Take a backup.\n");
   const JSONDocument document(tests::bytesOf(report.json()));
-  EXPECT_FALSE(document.root().object().required("isSound").boolean());
-  EXPECT_EQ(document.root().object().required("missing").array()[0].string(), "/p/a");
+  const auto object = document.root().object();
+  EXPECT_FALSE(object.required("isSound").boolean());
+  EXPECT_EQ(object.required("missing").array()[0].string(), "/p/a");
+  EXPECT_EQ(object.required("damaged").array()[0].string(), "/p/c");
+  const auto faults = object.required("faults").array();
+  ASSERT_EQ(faults.size(), 4U);
+  EXPECT_EQ(faults[1].object().required("reason").string(), "1 bytes instead of 2");
+  EXPECT_EQ(faults[3].object().required("remedy").string(), "Take a backup.");
+}
+
+TEST(LibraryVerificationReport, isNotSoundWithAnyOneFault) {
+  using Report = LibraryVerificationReport;
+  for (auto member : {&Report::missing, &Report::changed, &Report::damaged, &Report::unreadable}) {
+    Report report;
+    (report.*member).push_back({});
+    EXPECT_FALSE(report.isSound());
+  }
+}
+
+TEST(LibraryVerificationReport, saysWhatWasNotCompared) {
+  LibraryVerificationReport report;
+  report.comparesSizesOnly = true;
+  EXPECT_EQ(report.text(), "0 items, 0 files: everything is there.\nOnly sizes were compared.\n");
+  report.comparesSizesOnly = false;
+  report.hashedForTheFirstTime = 2;
+  EXPECT_EQ(report.text(),
+            "0 items, 0 files: everything is there.\n"
+            "2 files were read for the first time: whether it changed before can’t be told.\n");
+}
+
+TEST(LibraryVerificationReport, saysHowFarItIs) {
+  EXPECT_EQ(verificationProgressText(1, 901'234, 2'000'000'000),
+            "Checking photo library: 1 file, 901 KB of 2 GB");
 }
 
 }  // namespace

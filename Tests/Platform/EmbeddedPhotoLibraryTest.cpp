@@ -67,6 +67,11 @@ std::string dayFolder(Date date) {
   return "Originals/" + text.substr(0, 4) + "/" + text;
 }
 
+void putLink(const FileURL& link, const FileURL& target) {
+  fs::remove(link.path());
+  fs::create_symlink(target.path(), link.path());
+}
+
 class EmbeddedLibrary : public testing::Test {
  protected:
   FileURL file(const std::string& name, const std::string& content = "content") {
@@ -292,11 +297,6 @@ TEST_P(LostOriginal, isNoLongerInTheLibrary) {
   EXPECT_TRUE(result.bytes.empty());
 }
 
-void putLink(const FileURL& link, const FileURL& target) {
-  fs::remove(link.path());
-  fs::create_symlink(target.path(), link.path());
-}
-
 INSTANTIATE_TEST_SUITE_P(
     , LostOriginal,
     testing::Values(Loss{"deleted", [](const FileURL& url) { fs::remove(url.path()); }},
@@ -465,7 +465,8 @@ TEST_P(HostileCatalogue, reachesNothing) {
   const DataResult result = readAndWait(*library, resource);
   EXPECT_TRUE(result.error);
   EXPECT_TRUE(result.bytes.empty()) << result.bytes;
-  EXPECT_TRUE(library->verify().missing.size() == 1);
+  const auto found = library->verify();
+  EXPECT_EQ(found.missing.size() + found.changed.size(), 1U);
 }
 
 INSTANTIATE_TEST_SUITE_P(, HostileCatalogue,
@@ -839,30 +840,145 @@ TEST_F(EmbeddedLibrary, listsFilesAndAlbums) {
   EXPECT_EQ(albums[0].assetCount, 2);
 }
 
-TEST_F(EmbeddedLibrary, verifyingTellsWhatIsMissingChangedAndUnknown) {
-  const auto library = open();
-  importPictures(*library, {file("a.jpg"), file("b.jpg"), file("c.jpg")});
-  EXPECT_TRUE(library->verify().isSound());
+// Of a library with a picture of eight bytes, and others as a test wants them.
+class Verifying : public EmbeddedLibrary {
+ protected:
+  Verifying() { importPictures(*library, {file("a.jpg", "picture.")}); }
+
+  static std::vector<FileURL> filesOf(const std::vector<platform::linux_::FaultyOriginal>& originals) {
+    std::vector<FileURL> files;
+    for (const auto& original : originals) {
+      files.push_back(original.file);
+    }
+    return files;
+  }
+
+  // What the catalogue knows of the content of the first picture.
+  std::optional<platform::linux_::CataloguedContent> content() {
+    Catalogue catalogue(root.appending("Library.sqlite"), noPatience);
+    return catalogue.originals(asset).at(0).content;
+  }
+
+  void forgetContents() { changeCatalogue("UPDATE resources SET sha256 = NULL, modified = NULL"); }
+
+  const std::unique_ptr<EmbeddedPhotoLibrary> library = open();
+  const std::string asset = (importPictures(*library, {file("0.jpg", "first")}),
+                             library->fetchAssets(app::PhotosFetchOptions{}).at(0).localIdentifier);
   const FileURL day0 = root.appending(dayFolder(day(0)));
-  fs::remove(day0.appending("a.jpg").path());
+  const FileURL first = day0.appending("0.jpg");
+};
+
+TEST_F(Verifying, tellsWhatIsWrongWithEachFileAndWhatIsNotOurs) {
+  importPictures(*library, {file("b.jpg"), file("c.jpg"), file("d.jpg"), file("e.jpg")});
+  EXPECT_TRUE(library->verify().isSound());
+  fs::remove(first.path());
   writeFile(day0.appending("b.jpg"), "longer than it was");
-  writeFile(day0.appending("d.jpg"), "the user's");
+  writeFile(day0.appending("c.jpg"), "CONTENT");
+  putLink(day0.appending("d.jpg"), FileURL("/nowhere/d.jpg"));
+  fs::remove(day0.appending("e.jpg").path());
+  fs::create_directory(day0.appending("e.jpg").path());
+  writeFile(day0.appending("f.jpg"), "the user's");
   const auto found = library->verify();
-  EXPECT_EQ(found.assets, 3);
-  EXPECT_EQ(found.originals, 3);
-  EXPECT_EQ(found.missing, std::vector{day0.appending("a.jpg")});
-  EXPECT_EQ(found.changed, std::vector{day0.appending("b.jpg")});
-  EXPECT_EQ(found.unknown, std::vector{day0.appending("d.jpg")});
+  EXPECT_EQ(found.assets, 6);
+  EXPECT_EQ(found.originals, 6);
+  EXPECT_EQ(filesOf(found.missing), std::vector{first});
+  EXPECT_EQ(found.missing.at(0).assetIdentifier, asset);
+  EXPECT_EQ(filesOf(found.changed), (std::vector{day0.appending("b.jpg"), day0.appending("e.jpg")}));
+  EXPECT_EQ(found.changed.at(0).reason, "18 bytes instead of 7");
+  EXPECT_EQ(found.changed.at(1).reason, "not a file");
+  EXPECT_EQ(filesOf(found.damaged), std::vector{day0.appending("c.jpg")});
+  EXPECT_EQ(filesOf(found.unreadable), std::vector{day0.appending("d.jpg")});
+  EXPECT_EQ(found.unknown, std::vector{day0.appending("f.jpg")});
   EXPECT_TRUE(found.catalogueProblems.empty());
   EXPECT_FALSE(found.isSound());
 }
 
-TEST_F(EmbeddedLibrary, verifyingCanBeCancelled) {
-  const auto library = open();
-  importPictures(*library, {file("a.jpg")});
+TEST_F(Verifying, readsNothingWhereOnlySizesAreAskedFor) {
+  writeFile(first, "FIRST");
+  forgetContents();
+  const auto found = library->verify(
+      {}, {.readsContent = false, .progress = [](const auto& progress) { EXPECT_EQ(progress.bytes, 0); }});
+  EXPECT_TRUE(found.isSound());
+  EXPECT_EQ(content(), std::nullopt);
+}
+
+TEST_F(Verifying, keepsHashesThatItLearns) {
+  const auto before = content();
+  ASSERT_TRUE(before);
+  forgetContents();
+  EXPECT_EQ(library->verify().hashedForTheFirstTime, 2);
+  EXPECT_EQ(content(), before);
+  EXPECT_EQ(library->verify().hashedForTheFirstTime, 0);
+  writeFile(first, "FIRST");
+  EXPECT_EQ(filesOf(library->verify().damaged), std::vector{first});
+  EXPECT_EQ(content(), before) << "a damaged file teaches nothing";
+}
+
+TEST_F(Verifying, keepsTheNewDateOfAnOriginalThatHoldsWhatItDid) {
+  setContentModificationDate(first, day(-200));
+  EXPECT_TRUE(library->verify().isSound());
+  EXPECT_EQ(content().value().modified, day(-200));
+}
+
+TEST_F(Verifying, keepsNothingWhileAnotherProcessChangesTheLibrary) {
+  forgetContents();
+  const LibraryLock lock{LibraryFolder(root), noPatience};
+  EXPECT_EQ(library->verify().hashedForTheFirstTime, 2);
+  EXPECT_EQ(content(), std::nullopt);
+}
+
+TEST_F(Verifying, believesTheHistoryOfAnOriginalThatWasNeverHashed) {
+  const auto before = content();
+  forgetContents();
+  EXPECT_EQ(library->verify({}, {.knownContents = {{asset, before->sha256}}}).hashedForTheFirstTime, 1);
+  EXPECT_EQ(content(), before);
+  forgetContents();
+  const auto found = library->verify({}, {.knownContents = {{asset, std::string(64, '0')}}});
+  EXPECT_EQ(filesOf(found.damaged), std::vector{first});
+  EXPECT_EQ(content(), std::nullopt);
+}
+
+TEST_F(Verifying, goesThroughMoreOriginalsThanItAsksForAtATime) {
+  importPictures(*library, std::vector<FileURL>(450, file("x.jpg")));
+  fs::remove(day0.appending("x 450.jpg").path());
+  platform::linux_::VerificationProgress last;
+  const auto found = library->verify({}, {.progress = [&last](const auto& progress) { last = progress; }});
+  EXPECT_EQ(found.originals, 452);
+  EXPECT_EQ(filesOf(found.missing), std::vector{day0.appending("x 450.jpg")});
+  EXPECT_EQ(last.originals, 452);
+  EXPECT_EQ(last.originalsInAll, 452);
+  EXPECT_EQ(last.bytesInAll, 450 * 7 + 13);
+  EXPECT_EQ(last.bytes, last.bytesInAll - 7) << "one was not there to be read";
+}
+
+TEST_F(Verifying, looksThroughLinkedFoldersOnce) {
+  fs::rename(day0.path(), (folder_ / "Elsewhere").path());
+  fs::create_directory_symlink((folder_ / "Elsewhere").path(), day0.path());
+  fs::create_directory_symlink(root.appending("Originals").path(), (folder_ / "Elsewhere/back").path());
+  writeFile(folder_ / "Elsewhere/own.txt", "the user's");
+  const auto found = library->verify();
+  EXPECT_TRUE(found.isSound());
+  EXPECT_EQ(found.unknown, std::vector{day0.appending("own.txt")});
+}
+
+TEST_F(Verifying, canBeCancelled) {
   CancellationSource source;
   source.cancel();
   EXPECT_THROW(library->verify(source.token()), CancellationError);
+}
+
+TEST_F(Verifying, canBeCancelledWithinAFile) {
+  importPictures(*library, {file("x.jpg", std::string(3'000'000, 'x'))});
+  CancellationSource source;
+  std::int64_t most = 0;
+  const auto cancelEarly = [&](const platform::linux_::VerificationProgress& progress) {
+    most = progress.bytes;
+    if (progress.bytes > 1'000'000) {
+      source.cancel();
+    }
+  };
+  EXPECT_THROW(library->verify(source.token(), {.progress = cancelEarly}), CancellationError);
+  EXPECT_LT(most, 2'000'000);
 }
 
 // As when a year is moved to another disk and linked to.

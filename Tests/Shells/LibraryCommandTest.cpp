@@ -100,12 +100,32 @@ TEST_F(LibraryCommandTest, verifiesEveryFile) {
   EXPECT_EQ(sound.output, "4 items, 4 files: everything is there.\n");
   const FileURL missing = original("PICT0001.JPG");
   const FileURL altered = original("PICT0002.JPG");
+  const FileURL damaged = original("PICT0003.JPG");
   fs::remove(missing.path());
   fs::resize_file(altered.path(), 10);
-  const ToolResult damaged = run({"library", "verify"});
-  EXPECT_EQ(damaged.status, 3);
-  EXPECT_EQ(damaged.output, "4 items, 4 files: something is wrong.\nmissing    " + missing.path() +
-                                "\naltered    " + altered.path() + "\n");
+  std::string bytes = readFile(damaged);
+  std::fill(bytes.end() - 1000, bytes.end(), '\0');
+  writeFile(damaged, bytes);
+  const ToolResult quick = run({"library", "verify", "--quick"});
+  EXPECT_EQ(quick.status, 3);
+  EXPECT_TRUE(contains(quick.output, "Only sizes were compared.\n")) << quick.output;
+  EXPECT_FALSE(contains(quick.output, "damaged")) << quick.output;
+  const ToolResult result = run({"library", "verify"});
+  EXPECT_EQ(result.status, 3);
+  const auto remedy = [](const std::string& name) {
+    return "“" + name +
+           "” brings it back if it is still on the camera: tolvanderctl restore with that camera.\n";
+  };
+  EXPECT_TRUE(result.output.starts_with("4 items, 4 files: something is wrong.\nmissing    " +
+                                        missing.path() + "\n           " + remedy("PICT0001.JPG") +
+                                        "altered    " + altered.path() + ": 10 bytes instead of "))
+      << result.output;
+  EXPECT_TRUE(
+      result.output.ends_with("\n           " + remedy("PICT0002.JPG") + "damaged    " + damaged.path() +
+                              ": its content isn't what it was\n           Move it out of the library "
+                              "first. " +
+                              remedy("PICT0003.JPG")))
+      << result.output;
 }
 
 TEST_F(LibraryCommandTest, givesProgramsDocuments) {

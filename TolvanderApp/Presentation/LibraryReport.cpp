@@ -49,22 +49,34 @@ std::string document(const std::function<void(JSONWriter&)>& write) {
   });
 }
 
-void writeFiles(JSONWriter& writer, std::string_view key, const std::vector<FileURL>& files) {
+using Fault = LibraryVerificationReport::Fault;
+
+const FileURL& fileOf(const FileURL& file) { return file; }
+const FileURL& fileOf(const Fault& fault) { return fault.file; }
+
+template <typename Entry>
+void writeFiles(JSONWriter& writer, std::string_view key, const std::vector<Entry>& entries) {
   writer.key(key);
   writer.beginArray();
-  for (const FileURL& file : files) {
-    writer.string(file.path());
+  for (const Entry& entry : entries) {
+    writer.string(fileOf(entry).path());
   }
   writer.endArray();
 }
 
-std::string lines(std::string_view word, const std::vector<FileURL>& files) {
+// What is wrong with a file, and below it what can bring it back.
+std::string lines(std::string_view word, const std::vector<Fault>& faults, std::string_view firstStep = {}) {
   std::string text;
-  for (const FileURL& file : files) {
-    text += std::string(word) + "  " + printable(file.path()) + "\n";
+  for (const Fault& fault : faults) {
+    text += std::string(word) + "  " + printable(fault.file.path()) +
+            (fault.reason.empty() ? "" : ": " + printable(fault.reason)) + "\n           " +
+            std::string(firstStep) + fault.remedy + "\n";
   }
   return text;
 }
+
+// The file is in the way: what lies there counts as the picture until it is moved out.
+constexpr std::string_view moveAway = "Move it out of the library first. ";
 
 }  // namespace
 
@@ -153,10 +165,22 @@ std::string LibraryReport::jsonOfAlbums() const {
 std::string LibraryVerificationReport::text() const {
   std::string text = counted(assets, "item", "items") + ", " + counted(originals, "file", "files") + ": " +
                      (isSound() ? "everything is there.\n" : "something is wrong.\n");
+  if (comparesSizesOnly) {
+    text += "Only sizes were compared.\n";
+  }
+  if (hashedForTheFirstTime > 0) {
+    text += counted(hashedForTheFirstTime, "file was", "files were") +
+            " read for the first time: whether it changed before can’t be told.\n";
+  }
   for (const std::string& problem : catalogueProblems) {
     text += "catalogue  " + printable(problem) + "\n";
   }
-  return text + lines("missing  ", missing) + lines("altered  ", changed) + lines("not ours ", unknown);
+  text += lines("missing  ", missing) + lines("altered  ", changed) + lines("damaged  ", damaged, moveAway) +
+          lines("unread   ", unreadable, moveAway);
+  for (const FileURL& file : unknown) {
+    text += "not ours   " + printable(file.path()) + "\n";
+  }
+  return text;
 }
 
 std::string LibraryVerificationReport::json() const {
@@ -164,6 +188,8 @@ std::string LibraryVerificationReport::json() const {
     writer.boolean("isSound", isSound());
     writer.integer("assets", assets);
     writer.integer("originals", originals);
+    writer.boolean("comparesSizesOnly", comparesSizesOnly);
+    writer.integer("hashedForTheFirstTime", hashedForTheFirstTime);
     writer.key("catalogueProblems");
     writer.beginArray();
     for (const std::string& problem : catalogueProblems) {
@@ -172,8 +198,27 @@ std::string LibraryVerificationReport::json() const {
     writer.endArray();
     writeFiles(writer, "missing", missing);
     writeFiles(writer, "changed", changed);
+    writeFiles(writer, "damaged", damaged);
+    writeFiles(writer, "unreadable", unreadable);
     writeFiles(writer, "unknown", unknown);
+    writer.key("faults");
+    writer.beginArray();
+    for (const std::vector<Fault>* faults : {&missing, &changed, &damaged, &unreadable}) {
+      for (const Fault& fault : *faults) {
+        writer.beginObject();
+        writer.string("file", fault.file.path());
+        writer.string("reason", fault.reason);
+        writer.string("remedy", fault.remedy);
+        writer.endObject();
+      }
+    }
+    writer.endArray();
   });
+}
+
+std::string verificationProgressText(std::int64_t originals, std::int64_t bytes, std::int64_t bytesInAll) {
+  return "Checking photo library: " + counted(originals, "file", "files") + ", " + byteCountText(bytes) +
+         " of " + byteCountText(bytesInAll);
 }
 
 std::string noSuchAlbumText(const std::string& title) {

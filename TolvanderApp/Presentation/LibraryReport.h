@@ -59,19 +59,36 @@ struct LibraryReport {
 
 // What a look at every file of it has found.
 struct LibraryVerificationReport {
+  struct Fault {
+    FileURL file{"/"};
+    std::string reason;  // empty, or a phrase without a full stop
+    std::string remedy;  // a sentence
+  };
+
   std::int64_t assets = 0;
   std::int64_t originals = 0;
+  bool comparesSizesOnly = false;
+  std::int64_t hashedForTheFirstTime = 0;  // so that nothing tells whether they changed before
   std::vector<std::string> catalogueProblems;
-  std::vector<FileURL> missing;
-  std::vector<FileURL> changed;
+  std::vector<Fault> missing;
+  std::vector<Fault> changed;  // of another size, or no file
+  std::vector<Fault> damaged;  // of other content
+  std::vector<Fault> unreadable;
   std::vector<FileURL> unknown;  // no fault: people may add files
 
-  bool isSound() const { return catalogueProblems.empty() && missing.empty() && changed.empty(); }
+  bool isSound() const {
+    return catalogueProblems.empty() && missing.empty() && changed.empty() && damaged.empty() &&
+           unreadable.empty();
+  }
 
   std::string text() const;
-  // An object whose keys are the fields, and "isSound".
+  // An object whose keys are the fields, and "isSound". Of a fault only the file's path is given there;
+  // "faults" has an object for each of them, with "file", "reason" and "remedy".
   std::string json() const;
 };
+
+// How far it is, for a terminal: "Checking photo library: 12 files, 12 MB of 1.1 GB".
+std::string verificationProgressText(std::int64_t originals, std::int64_t bytes, std::int64_t bytesInAll);
 
 std::string noSuchAlbumText(const std::string& title);
 

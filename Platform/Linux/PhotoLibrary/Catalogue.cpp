@@ -255,6 +255,32 @@ void Catalogue::forEachAsset(const Visitor& visit) {
   }
 }
 
+std::vector<CataloguedOriginal> Catalogue::originalsAfter(const std::optional<CataloguedOriginal>& last,
+                                                          std::size_t limit) {
+  std::vector<CataloguedOriginal> found;
+  Rows rows = database_.query("SELECT " RESOURCE_COLUMNS
+                              ", identifier, resources.asset, position"
+                              " FROM resources CROSS JOIN assets ON assets.id = resources.asset"
+                              " WHERE (resources.asset, position) > (?, ?)"
+                              " ORDER BY resources.asset, position LIMIT ?",
+                              last ? last->row : std::numeric_limits<std::int64_t>::min(),
+                              last ? last->position : 0, static_cast<std::int64_t>(limit));
+  while (rows.next()) {
+    found.push_back({.asset = rows.text(6),
+                     .row = rows.integer(7),
+                     .position = rows.integer(8),
+                     .resource = resourceFrom(rows)});
+  }
+  return found;
+}
+
+CatalogueTotals Catalogue::totals() {
+  Rows rows = database_.query(
+      "SELECT (SELECT count(*) FROM assets), count(*), ifnull(sum(byte_count), 0) FROM resources");
+  rows.next();
+  return {.assets = rows.integer(0), .originals = rows.integer(1), .bytes = rows.integer(2)};
+}
+
 std::vector<CataloguedAlbum> Catalogue::albumsWithCounts(const OriginalTest& isThere) {
   const Transaction snapshot(database_, Transaction::Kind::reading);
   std::vector<CataloguedAlbum> found;
@@ -340,6 +366,17 @@ bool Catalogue::addToAlbum(const std::string& albumIdentifier,
         *album, std::string_view(asset));
   }
   return true;
+}
+
+void Catalogue::setContent(const CataloguedOriginal& original) {
+  const CataloguedResource& resource = original.resource;
+  database_.execute(
+      "UPDATE resources SET sha256 = ?, modified = ?"
+      " WHERE asset = (SELECT id FROM assets WHERE identifier = ?) AND position = ? AND path = ?"
+      " AND byte_count = ?",
+      std::string_view(resource.content.value().sha256), stored(resource.content.value().modified),
+      std::string_view(original.asset), original.position, std::string_view(resource.path),
+      resource.byteCount);
 }
 
 void Catalogue::insertPlacement(const Placement& placement) {

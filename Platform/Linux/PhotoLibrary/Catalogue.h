@@ -43,6 +43,20 @@ struct Placement {
   friend bool operator==(const Placement&, const Placement&) = default;
 };
 
+// One file of an asset, and where its row is.
+struct CataloguedOriginal {
+  std::string asset;     // its identifier
+  std::int64_t row = 0;  // of the asset
+  std::int64_t position = 0;
+  CataloguedResource resource;
+};
+
+struct CatalogueTotals {
+  std::int64_t assets = 0;
+  std::int64_t originals = 0;
+  std::int64_t bytes = 0;  // of the originals, as they came
+};
+
 struct CataloguedAlbum {
   app::PhotosAlbum album;
   std::int64_t assetCount = 0;
@@ -82,6 +96,12 @@ class Catalogue {
   // Every asset with its files, whether they are there or not, oldest first, until `visit` answers false.
   using Visitor = std::function<bool(const app::PhotosAsset&, const std::vector<CataloguedResource>&)>;
   void forEachAsset(const Visitor& visit);
+  // At most `limit` originals, in the order in which they came, from the first one or behind `last`; none
+  // behind the last one. For a walk over all of them that holds no snapshot.
+  std::vector<CataloguedOriginal> originalsAfter(const std::optional<CataloguedOriginal>& last,
+                                                 std::size_t limit);
+  CatalogueTotals totals();
+
   // The counts are of assets whose originals pass the test.
   std::vector<CataloguedAlbum> albumsWithCounts(const OriginalTest& isThere);
   bool isEmpty();  // no asset is catalogued
@@ -100,6 +120,8 @@ class Catalogue {
   void insertAlbum(const app::PhotosAlbum& album);
   // False where there is no such album. Passes over members and assets that aren't there.
   bool addToAlbum(const std::string& albumIdentifier, const std::vector<std::string>& assetIdentifiers);
+  // Keeps the content of an original that has one, unless its path and size have changed since it was read.
+  void setContent(const CataloguedOriginal& original);
   void insertPlacement(const Placement& placement);
   void removePlacement(const std::string& path);
 

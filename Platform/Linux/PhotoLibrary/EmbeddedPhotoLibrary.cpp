@@ -88,11 +88,15 @@ ChangeOutcome EmbeddedPhotoLibrary::change(const ChangeBlock& block) {
   return {outcome.success, libraryError(outcome.error)};
 }
 
-CataloguePool::Lease EmbeddedPhotoLibrary::catalogue() {
+void EmbeddedPhotoLibrary::requireAccess() {
   if (authorizationStatus() != PhotosAuthorizationStatus::authorized) {
     throw PhotosPlatformError(PhotosPlatformError::Case::accessUserDenied,
                               "the photo library may not be read");
   }
+}
+
+CataloguePool::Lease EmbeddedPhotoLibrary::catalogue() {
+  requireAccess();
   return catalogues_.take();
 }
 
@@ -179,8 +183,12 @@ std::vector<ListedAlbum> EmbeddedPhotoLibrary::albumsWithCounts() {
   });
 }
 
-LibraryVerification EmbeddedPhotoLibrary::verify(const CancellationToken& token) {
-  return withLibraryErrors([&] { return verifyLibrary(folder_, *catalogue(), token); });
+LibraryVerification EmbeddedPhotoLibrary::verify(const CancellationToken& token,
+                                                 const VerificationOptions& options) {
+  return withLibraryErrors([&] {
+    requireAccess();
+    return LibraryVerifier(folder_, catalogues_, options, token).run();
+  });
 }
 
 }  // namespace tolvander::platform::linux_

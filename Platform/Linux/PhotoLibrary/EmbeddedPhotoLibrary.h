@@ -75,10 +75,12 @@ class EmbeddedPhotoLibrary final : public app::PhotoLibrary {
   // Every asset that is in the library, oldest first, of one state of the catalogue.
   void forEachAsset(const AssetVisitor& visit);
   std::vector<ListedAlbum> albumsWithCounts();
-  // Reads the whole catalogue and looks at every file. Throws CancellationError.
-  LibraryVerification verify(const CancellationToken& token = {});
+  // Reads the whole catalogue and, unless asked for sizes only, every original. Keeps the hashes of originals
+  // that had none, where no other process is changing the library. Throws CancellationError.
+  LibraryVerification verify(const CancellationToken& token = {}, const VerificationOptions& options = {});
 
  private:
+  void requireAccess();
   CataloguePool::Lease catalogue();
   Catalogue::OriginalTest originalTest() const;
   ChangeOutcome change(const ChangeBlock& block);

@@ -3,9 +3,10 @@
 #include <sys/stat.h>
 
 #include <optional>
-#include <string>
-#include <unordered_set>
+#include <utility>
 
+#include "Platform/Linux/PhotoLibrary/LibraryLock.h"
+#include "Platform/Linux/PhotoLibrary/OriginalContent.h"
 #include "TolvanderCore/Platform/FileSystem.h"
 #include "TolvanderCore/SystemErrors.h"
 
@@ -13,60 +14,168 @@ namespace tolvander::platform::linux_ {
 
 namespace {
 
-std::optional<std::int64_t> sizeOf(const LibraryFolder& folder, const std::string& path) {
-  try {
-    const Descriptor file = folder.openFile(path, LibraryFolder::Links::followed);
-    struct stat status {};
-    if (fstat(file.number(), &status) == 0) {
-      return status.st_size;
-    }
-  } catch (const PosixError&) {
-    return std::nullopt;
-  }
-  return std::nullopt;
+// At a time, so that no snapshot of the catalogue is held while files are read.
+constexpr std::size_t originalsAtATime = 200;
+
+std::string sizesText(std::int64_t size, std::int64_t expected) {
+  return std::to_string(size) + " bytes instead of " + std::to_string(expected);
 }
 
-std::vector<FileURL> filesBeside(const std::unordered_set<std::string>& known, const LibraryFolder& folder,
-                                 const CancellationToken& token) {
-  std::vector<FileURL> unknown;
-  auto entries = DirectoryEnumerator::at(folder.url().appending(LibraryFolder::originals));
-  if (!entries) {
-    return unknown;
+// Absent where nothing is there.
+std::optional<std::string> whatIsThereInstead(const FileURL& file, std::int64_t expectedSize) {
+  struct stat status {};
+  if (stat(file.path().c_str(), &status) != 0) {
+    return std::nullopt;
   }
-  while (const auto entry = entries->next()) {
-    token.throwIfCancelled();
-    if (!known.contains(entry->path()) && !fileResourceValues(*entry).isDirectory) {
-      unknown.push_back(*entry);
-    }
+  return S_ISREG(status.st_mode) ? sizesText(status.st_size, expectedSize) : "not a file";
+}
+
+Date modificationDate(const Descriptor& file) {
+  struct stat status {};
+  if (fstat(file.number(), &status) != 0) {
+    return {};
   }
-  return unknown;
+  return dateSince1970(status.st_mtim.tv_sec, status.st_mtim.tv_nsec).value_or(Date());
 }
 
 }  // namespace
 
-LibraryVerification verifyLibrary(const LibraryFolder& folder, Catalogue& catalogue,
-                                  const CancellationToken& token) {
-  LibraryVerification found;
-  found.catalogueProblems = catalogue.problems();
-  std::unordered_set<std::string> known;
-  catalogue.forEachAsset([&](const auto&, const std::vector<CataloguedResource>& resources) {
-    ++found.assets;
-    for (const CataloguedResource& resource : resources) {
-      token.throwIfCancelled();
-      ++found.originals;
-      const FileURL file = folder.url().appending(resource.path);
-      known.insert(file.path());
-      const auto size = sizeOf(folder, resource.path);
-      if (!size) {
-        found.missing.push_back(file);
-      } else if (*size != resource.byteCount) {
-        found.changed.push_back(file);
-      }
+LibraryVerifier::LibraryVerifier(const LibraryFolder& folder, CataloguePool& catalogues,
+                                 const VerificationOptions& options, const CancellationToken& token)
+    : folder_(&folder), catalogues_(&catalogues), options_(&options), token_(token), presence_(folder) {}
+
+LibraryVerification LibraryVerifier::run() {
+  {
+    const CataloguePool::Lease catalogue = catalogues_->take();
+    found_.catalogueProblems = catalogue->problems();
+    const CatalogueTotals totals = catalogue->totals();
+    found_.assets = totals.assets;
+    progress_.originalsInAll = totals.originals;
+    progress_.bytesInAll = totals.bytes;
+  }
+  std::vector<CataloguedOriginal> originals;
+  std::optional<CataloguedOriginal> last;
+  while (!(originals = catalogues_->take()->originalsAfter(last, originalsAtATime)).empty()) {
+    for (const CataloguedOriginal& original : originals) {
+      token_.throwIfCancelled();
+      examine(original);
+      ++progress_.originals;
+      options_->progress(progress_);
     }
-    return true;
-  });
-  found.unknown = filesBeside(known, folder, token);
-  return found;
+    last = std::move(originals.back());
+    keepWhatWasLearnt();
+  }
+  found_.originals = progress_.originals;
+  findFilesBeside(folder_->url().appending(LibraryFolder::originals));
+  return std::move(found_);
+}
+
+void LibraryVerifier::examine(const CataloguedOriginal& original) {
+  const CataloguedResource& resource = original.resource;
+  const FileURL file = folder_->url().appending(resource.path);
+  known_.insert(file.path());
+  FaultyOriginal fault{.file = file, .assetIdentifier = original.asset, .reason = {}};
+  switch (presence_.stateOf(resource.path, resource.byteCount)) {
+    case OriginalPresence::State::present:
+      if (options_->readsContent) {
+        examineContent(original, fault);
+      }
+      return;
+    case OriginalPresence::State::notLocal:
+      fault.reason = "it, or a link on the way to it, leads nowhere, or can't be looked at";
+      found_.unreadable.push_back(std::move(fault));
+      return;
+    case OriginalPresence::State::gone:
+      break;
+  }
+  if (auto instead =
+          isOriginalPath(resource.path) ? whatIsThereInstead(file, resource.byteCount) : std::nullopt) {
+    fault.reason = std::move(*instead);
+    found_.changed.push_back(std::move(fault));
+  } else {
+    found_.missing.push_back(std::move(fault));
+  }
+}
+
+void LibraryVerifier::examineContent(const CataloguedOriginal& original, const FaultyOriginal& fault) {
+  try {
+    const Descriptor file = folder_->openFile(original.resource.path, LibraryFolder::Links::followed);
+    const Date modified = modificationDate(file);
+    std::string sha256 = sha256Of(file, fault.file, token_, [&](std::span<const std::byte> chunk) {
+      progress_.bytes += static_cast<std::int64_t>(chunk.size());
+      options_->progress(progress_);
+    });
+    // One that is being written has no content that could be compared or kept.
+    if (modificationDate(file) == modified) {
+      compare(original, {.sha256 = std::move(sha256), .modified = modified}, fault);
+    }
+  } catch (const PosixError& error) {
+    FaultyOriginal unreadable = fault;
+    unreadable.reason = error.what();
+    found_.unreadable.push_back(std::move(unreadable));
+  }
+}
+
+void LibraryVerifier::compare(const CataloguedOriginal& original, CataloguedContent content,
+                              const FaultyOriginal& fault) {
+  const auto& catalogued = original.resource.content;
+  const auto history = options_->knownContents.find(original.asset);
+  const bool isInHistory = history != options_->knownContents.end() && original.position == 0;
+  if (!catalogued && !isInHistory) {
+    ++found_.hashedForTheFirstTime;
+  }
+  const std::string& expected = catalogued    ? catalogued->sha256
+                                : isInHistory ? history->second
+                                              : content.sha256;
+  if (content.sha256 != expected) {
+    FaultyOriginal damaged = fault;
+    damaged.reason = "its content isn't what it was";
+    found_.damaged.push_back(std::move(damaged));
+  } else if (catalogued != content) {
+    learnt_.push_back(original);
+    learnt_.back().resource.content = std::move(content);
+  }
+}
+
+// Of no harm where it fails: the next verification learns it again.
+void LibraryVerifier::keepWhatWasLearnt() {
+  const std::vector<CataloguedOriginal> learnt = std::exchange(learnt_, {});
+  if (learnt.empty()) {
+    return;
+  }
+  try {
+    if (const auto lock = LibraryLock::ifFree(*folder_)) {
+      const CataloguePool::Lease catalogue = catalogues_->takeForChange(*lock);
+      Transaction transaction = catalogue->change();
+      for (const CataloguedOriginal& original : learnt) {
+        catalogue->setContent(original);
+      }
+      transaction.commit();
+    }
+  } catch (const DatabaseError&) {
+    return;
+  }
+}
+
+// Links to folders are followed, each folder once. No hidden entries.
+void LibraryVerifier::findFilesBeside(const FileURL& folder) {
+  auto entries = DirectoryEnumerator::at(folder);
+  if (!entries || !foldersBehindLinks_.insert(folder.resolvingSymlinks().path()).second) {
+    return;
+  }
+  while (const auto entry = entries->next()) {
+    token_.throwIfCancelled();
+    const FileResourceValues values = fileResourceValues(*entry);
+    if (values.isDirectory || known_.contains(entry->path())) {
+      continue;
+    }
+    const FileURL target = values.isSymbolicLink ? entry->resolvingSymlinks() : *entry;
+    if (values.isSymbolicLink && fileExists(target) && fileResourceValues(target).isDirectory) {
+      findFilesBeside(*entry);
+    } else {
+      found_.unknown.push_back(*entry);
+    }
+  }
 }
 
 }  // namespace tolvander::platform::linux_

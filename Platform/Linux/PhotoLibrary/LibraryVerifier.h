@@ -1,16 +1,48 @@
 #pragma once
 
-#include "Platform/Linux/PhotoLibrary/Catalogue.h"
+#include <cstdint>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "Platform/Linux/PhotoLibrary/CataloguePool.h"
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
 #include "Platform/Linux/PhotoLibrary/LibraryListing.h"
+#include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
 #include "TolvanderCore/Cancellation.h"
 
 namespace tolvander::platform::linux_ {
 
-// Compares the catalogue with the files, and the catalogue with itself. Changes nothing. Reads the whole
-// catalogue and no file's content. Throws DatabaseError, PosixError, and CancellationError, looked for at
-// each file.
-LibraryVerification verifyLibrary(const LibraryFolder& folder, Catalogue& catalogue,
-                                  const CancellationToken& token);
+// Compares the catalogue with the files, and the catalogue with itself. Reads every original, unless it is
+// asked to compare sizes only, and then keeps in the catalogue what it has learnt (the hashes of originals
+// that had none, and the dates of those that hold what they did), where no other process is changing the
+// library. Changes nothing else. One object for one verification.
+class LibraryVerifier {
+ public:
+  LibraryVerifier(const LibraryFolder& folder, CataloguePool& catalogues, const VerificationOptions& options,
+                  const CancellationToken& token);
+
+  // Throws DatabaseError, PosixError, PhotosPlatformError, and CancellationError, looked for at each file and
+  // each mebibyte.
+  LibraryVerification run();
+
+ private:
+  void examine(const CataloguedOriginal& original);
+  void examineContent(const CataloguedOriginal& original, const FaultyOriginal& fault);
+  void compare(const CataloguedOriginal& original, CataloguedContent content, const FaultyOriginal& fault);
+  void keepWhatWasLearnt();
+  void findFilesBeside(const FileURL& folder);
+
+  const LibraryFolder* folder_;
+  CataloguePool* catalogues_;
+  const VerificationOptions* options_;
+  CancellationToken token_;
+  OriginalPresence presence_;
+  LibraryVerification found_;
+  VerificationProgress progress_;
+  std::unordered_set<std::string> known_;               // paths of originals
+  std::unordered_set<std::string> foldersBehindLinks_;  // with their links resolved
+  std::vector<CataloguedOriginal> learnt_;              // with the content to be kept
+};
 
 }  // namespace tolvander::platform::linux_
