@@ -12,6 +12,8 @@
 #include <vector>
 
 #include "Tests/Support/AppModelWorld.h"
+#include "Tests/Support/Bytes.h"
+#include "TolvanderCore/MediaStagingService.h"
 
 namespace tolvander::tests {
 
@@ -53,6 +55,23 @@ class AppModelFlowTest : public testing::Test {
   }
   static FileURL picture(const Camera& camera, int number) {
     return camera.file("DCIM/100CHRM/" + pictureName(number));
+  }
+
+  // The picture is in the library, by name, date and size, and its bytes are out of reach.
+  void putIntoCloud(const Camera& camera, int number,
+                    app::PhotosMediaType mediaType = app::PhotosMediaType::image) {
+    const auto content = bytesOf(readFile(picture(camera, number)));
+    world.photoLibrary.addAsset(
+        {.localIdentifier = {},
+         .creationDate = MediaStagingService::captureDate(content, TimeZone::current()),
+         .mediaType = mediaType,
+         .pixelWidth = 640,
+         .pixelHeight = 480,
+         .duration = 0},
+        {{.type = app::PhotosResourceType::photo,
+          .originalFilename = pictureName(number),
+          .content = content,
+          .isLocal = false}});
   }
 
   // MARK: The program

@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "Tests/App/AppModelFlowTest.h"
+#include "Tests/Support/OpenWatch.h"
 #include "TolvanderApp/PhotoLibraryError.h"
 
 namespace tolvander::tests {
@@ -19,6 +20,16 @@ class AppModelSyncTest : public AppModelFlowTest {
     return std::ranges::count(texts, text) > 0;
   }
   std::size_t runCount() const { return world.logLines("syncStarted").size(); }
+
+  // From now on: the camera is away when the question of this number is answered, which counts from 1.
+  void unmountAtQuestion(int number, const Camera& camera) {
+    world.volumes.beforeAnswer = [this, camera, left = std::make_shared<int>(number)] {
+      if (--*left == 0) {
+        world.volumes.beforeAnswer = nullptr;
+        world.volumes.takeAway(camera.url);
+      }
+    };
+  }
 };
 
 }  // namespace
@@ -246,6 +257,7 @@ TEST_F(AppModelSyncTest, startsNothingWhenCompletedSetupCannotBeStored) {
   EXPECT_TRUE(model().lastError->has_value());
   EXPECT_EQ(model().statusMessage.value(), "Sync needs attention");
   EXPECT_TRUE(world.logLines("setupCompleted").empty());
+  EXPECT_EQ(world.logLines("operationFailed").size(), 1U);
 }
 
 TEST_F(AppModelSyncTest, saysThatItWaitsWithoutACamera) {
@@ -292,6 +304,20 @@ TEST_F(AppModelSyncTest, ifTheUserStoppedTheFirstRunNoneFollows) {
   sync();
   EXPECT_EQ(runCount(), 1U);
   expectNoFailure("Check stopped");
+}
+
+TEST_F(AppModelSyncTest, requestDuringARunThatAnEjectStoppedIsForgottenByTheNextRun) {
+  plugInCharmera(1);
+  launch();
+  whenIn(Kind::recognizing, [&] {
+    begin(model().syncAllConnected(true));
+    world.mainThread.post([&] { model().ejectDevice(model().connectedDevices->front()); });
+  });
+  sync();
+  EXPECT_EQ(runCount(), 1U);
+  sync();
+  EXPECT_EQ(runCount(), 2U) << "and none for the old request";
+  EXPECT_TRUE(model().isIdle());
 }
 
 TEST_F(AppModelSyncTest, withIsEjectingSetItReturnsWithoutTouchingTheStatus) {
@@ -374,6 +400,30 @@ TEST_F(AppModelSyncTest, cameraRemovedDuringASyncEndsWithCheckStoppedNotWithAnEr
   sync();
   expectNoFailure("Check stopped");
   EXPECT_EQ(world.photoLibrary.changeCount(), 0U);
+}
+
+// What a sync asks of the mount table: which volumes there are, and of each whether it is still there before
+// and after it is looked at.
+TEST_F(AppModelSyncTest, cameraThatLeavesBeforeItIsLookedAtIsNotOpened) {
+  const Camera camera = plugInCharmera(1);
+  launch();
+  const OpenWatch watch(camera.url);
+  unmountAtQuestion(2, camera);
+  sync();
+  EXPECT_FALSE(watch.wasOpened());
+  EXPECT_EQ(runCount(), 0U);
+  expectNoFailure("Waiting for connection");
+}
+
+TEST_F(AppModelSyncTest, cameraThatLeavesWhileItIsLookedAtIsNotSynced) {
+  const Camera camera = plugInCharmera(1);
+  launch();
+  const OpenWatch watch(camera.url);
+  unmountAtQuestion(3, camera);
+  sync();
+  EXPECT_TRUE(watch.wasOpened());
+  EXPECT_EQ(runCount(), 0U);
+  expectNoFailure("Waiting for connection");
 }
 
 TEST_F(AppModelSyncTest, cameraRemovedDuringTheSearchEndsWithCheckStopped) {
@@ -496,7 +546,64 @@ TEST_F(AppModelSyncTest, accessLostDuringASyncReturnsToSetup) {
   EXPECT_TRUE(model().isIdle());
 }
 
+// The run itself meets no refusal: it ends because its task is cancelled.
+TEST_F(AppModelSyncTest, accessLostForAMomentCancelsTheWorkInHand) {
+  plugInCharmera(1);
+  launch();
+  whenIn(Kind::fingerprinting, [&] {
+    world.photoLibrary.answerAuthorization(
+        {app::PhotosAuthorizationStatus::denied, app::PhotosAuthorizationStatus::authorized});
+    model().completeOnboardingAndSync();  // which looks at the access
+  });
+  sync();
+  EXPECT_FALSE(world.settings().onboardingCompleted());
+  EXPECT_EQ(model().lastError.value(), std::nullopt);
+  EXPECT_TRUE(world.logLines("recognitionFinished").empty()) << "the search was cut short";
+  EXPECT_TRUE(model().isIdle());
+}
+
 // Afterwards
+
+TEST_F(AppModelSyncTest, readsThePermissionsAfterwards) {
+  plugInCharmera(1);
+  launch();
+  world.notifications.status = app::NotificationAuthorizationStatus::denied;
+  world.loginItem.currentStatus = app::LoginItemStatus::enabled;
+  sync();
+  EXPECT_EQ(model().notificationPermissionStatus, app::NotificationPermissionStatus::denied);
+  EXPECT_EQ(model().loginStatus, app::LoginItemStatus::enabled);
+}
+
+TEST_F(AppModelSyncTest, saysWhatItSkippedAsLikelyDuplicatesInTheLog) {
+  const Camera camera = plugInCharmera(3);
+  putIntoCloud(camera, 1);
+  putIntoCloud(camera, 2);
+  launch();
+  sync();
+  EXPECT_EQ(recorded().size(), 3U);
+  EXPECT_EQ(world.photoLibrary.creations().size(), 1U);
+  EXPECT_EQ(
+      world.logLines("syncFinished"),
+      (Texts{
+          R"({"event":"syncFinished","metrics":{"imported":1,"metadata_skipped":2,"recognized":0,"scanned":3}})"}));
+  const Texts searches = world.logLines("recognitionFinished");
+  ASSERT_EQ(searches.size(), 1U);
+  EXPECT_NE(searches[0].find(R"("metadata_matched":2)"), std::string::npos) << searches[0];
+  EXPECT_NE(searches[0].find(R"("unchecked":0)"), std::string::npos) << searches[0];
+}
+
+TEST_F(AppModelSyncTest, saysWhatItCouldNotCheckInTheLog) {
+  const Camera camera = plugInCharmera(3);
+  putIntoCloud(camera, 1, app::PhotosMediaType::unknown);
+  putIntoCloud(camera, 2, app::PhotosMediaType::unknown);
+  launch();
+  sync();
+  EXPECT_TRUE(recorded().empty());
+  const Texts searches = world.logLines("recognitionFinished");
+  ASSERT_EQ(searches.size(), 1U);
+  EXPECT_NE(searches[0].find(R"("unchecked":2)"), std::string::npos) << searches[0];
+  EXPECT_NE(searches[0].find(R"("metadata_matched":0)"), std::string::npos) << searches[0];
+}
 
 TEST_F(AppModelSyncTest, ejectsAfterwardsWhenTheUserWantsIt) {
   const Camera camera = plugInCharmera(1);

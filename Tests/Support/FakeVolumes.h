@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <deque>
 #include <exception>
+#include <functional>
 #include <list>
 #include <optional>
 #include <string>
@@ -36,11 +37,17 @@ class FakeVolumes final : public app::Volumes {
   }
 
   void unmount(const FileURL& url) {
-    std::erase_if(volumes_, [&](const app::MountedVolume& volume) { return volume.url == url; });
+    takeAway(url);
     tell(url, &Observers::onUnmount);
   }
 
-  bool isUnreadable = false;  // nobody can tell what is mounted
+  // The same, and nobody is told.
+  void takeAway(const FileURL& url) {
+    std::erase_if(volumes_, [&](const app::MountedVolume& volume) { return volume.url == url; });
+  }
+
+  bool isUnreadable = false;           // nobody can tell what is mounted
+  std::function<void()> beforeAnswer;  // what happens just before a question what is mounted is answered
   // What the next questions what is mounted fail with, once so many were answered.
   mutable std::deque<std::exception_ptr> failures;
   mutable int answersBeforeFailure = 0;
@@ -48,6 +55,9 @@ class FakeVolumes final : public app::Volumes {
   std::size_t observerCount() const { return observers_.size(); }
 
   std::vector<app::MountedVolume> mountedVolumes() const override {
+    if (const auto act = beforeAnswer) {  // a copy, because it may put another in its place
+      act();
+    }
     refuseIfUnreadable();
     if (!failures.empty() && answersBeforeFailure-- <= 0) {
       const auto failure = std::move(failures.front());

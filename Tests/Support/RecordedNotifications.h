@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,12 +16,16 @@ class RecordedNotifications final : public app::NotificationDelivery {
   app::NotificationAuthorizationStatus status = app::NotificationAuthorizationStatus::authorized;
   bool fails = false;
   bool failsToAsk = false;
+  std::function<void()> beforeStatus;  // what happens before the status is told
   int statusQueries = 0;
   int authorizationRequests = 0;
   std::vector<app::NotificationRequest> requests;
 
   app::Task<app::NotificationAuthorizationStatus> authorizationStatus() override {
     ++statusQueries;
+    if (const auto act = beforeStatus) {  // a copy, because it may put another in its place
+      act();
+    }
     co_return status;
   }
 
