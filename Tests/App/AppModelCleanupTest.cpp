@@ -3,6 +3,7 @@
 
 #include "Tests/App/AppModelFlowTest.h"
 #include "Tests/Support/TrashScene.h"
+#include "TolvanderCore/Platform/Volume.h"
 #include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::tests {
@@ -32,6 +33,31 @@ class AppModelCleanupTest : public AppModelFlowTest {
     world.dialogs.alerts.clear();
     world.takeStatuses();
     return camera;
+  }
+
+  // Syncs a card that is plugged in, and moves what came of it to the Trash.
+  Camera plugInAndTrashWith(Camera camera) {
+    world.settings().setDeleteAfterSync(true);
+    launch();
+    world.dialogs.answers = {firstButton};
+    sync();
+    EXPECT_FALSE(world.history().trashRecords().empty());
+    world.dialogs.alerts.clear();
+    return camera;
+  }
+
+  // The saved access to the one camera becomes one to a volume of this UUID at the same place.
+  void saveAccessAsOf(const std::string& volumeUUID) {
+    const CameraAccessGrant grant = world.settings().cameraGrants().front();
+    DeviceProfile profile = DeviceProfile::standardCameraCard();
+    profile.id = UUID::random();
+    profile.name = "another";
+    profile.kind = DeviceProfile::Kind::customMountedVolume;
+    profile.isEnabled = true;
+    profile.matchRules.volumeUUID = volumeUUID;
+    profile.securityScopedBookmark = grant.bookmark;
+    world.settings().addProfile(profile);
+    world.settings().removeProfile(grant.id);
   }
 
   // Prepares a card for a sync during which `meanwhile` happens while the offer is open.
@@ -217,6 +243,14 @@ TEST_F(AppModelCleanupTest, cameraThatWasForgottenDuringTheQuestionIsNotTouched)
   expectOnCamera(camera, 1);
 }
 
+TEST_F(AppModelCleanupTest, cameraWhoseSavedAccessIsOfAnotherVolumeIsNotTouched) {
+  const Camera camera = prepareOffer(1, [&](const Camera&) { saveAccessAsOf("ANOTHER-VOLUME"); });
+  sync();
+  EXPECT_TRUE(model().lastError->has_value());
+  EXPECT_EQ(model().statusMessage.value(), "Sync needs attention");
+  expectOnCamera(camera, 1);
+}
+
 TEST_F(AppModelCleanupTest, moved3Files1FailureRecordsThe3NotifiesAndIsNotSafeToEject) {
   const Camera camera =
       prepareOffer(4, [&](const Camera& synced) { writeFile(picture(synced, 2), "changed meanwhile"); });
@@ -257,6 +291,10 @@ TEST_F(AppModelCleanupTest, saysHowManyFilesCouldNotBeTracked) {
       "not "
       "automatically ejected.",
       needsAttention);
+  EXPECT_EQ(
+      world.logLines("cleanupFinished"),
+      (Texts{
+          R"({"event":"cleanupFinished","metrics":{"failures":2,"moved_to_trash":0,"recovery_needed":2}})"}));
 }
 
 // Stopping
@@ -281,6 +319,26 @@ TEST_F(AppModelCleanupTest, stopDuringTheMoveKeepsWhatWasMoved) {
   EXPECT_TRUE(exists(picture(camera, 2))) << "put back, since the proof of its move was cut short";
   EXPECT_TRUE(exists(picture(camera, 3)));
   EXPECT_EQ(notes().size(), 1U);
+  const Texts statuses = world.takeStatuses();
+  EXPECT_EQ(Texts(statuses.end() - 3, statuses.end()),
+            (Texts{"Stopping cleanup…", "Cleanup stopped", "Check stopped"}));
+  EXPECT_TRUE(world.ejector.ejected.empty());
+}
+
+TEST_F(AppModelCleanupTest, stopAfterTheLastFileWasMovedIsAStopToo) {
+  const Camera camera = prepareOffer(1);
+  int moved = 0;
+  world.trash.before = [&](const std::string& call) {
+    // The move has ended when the files that lie in the Trash are looked for.
+    moved += call == "trashItem" ? 1 : 0;
+  };
+  const auto observer = model().deviceTrashSummaries.observe([&](const auto& summaries) {
+    if (moved == 1 && !summaries.empty()) {
+      model().stopCheck();
+    }
+  });
+  sync();
+  EXPECT_EQ(world.history().trashRecords().size(), 1U);
   const Texts statuses = world.takeStatuses();
   EXPECT_EQ(Texts(statuses.end() - 3, statuses.end()),
             (Texts{"Stopping cleanup…", "Cleanup stopped", "Check stopped"}));
@@ -495,6 +553,130 @@ TEST_F(AppModelCleanupTest, stopDuringTheQuestionDeletesNothing) {
   expectNoFailure("Cleanup stopped");
 }
 
+TEST_F(AppModelCleanupTest, stopBeforeTheQuestionAsksNothing) {
+  plugInAndTrash(1);
+  const app::DeviceTrashSummary device = model().deviceTrashSummaries->front();
+  run([&] {
+    model().clearManagedTrash(device);
+    model().stopCheck();
+  });
+  EXPECT_TRUE(world.dialogs.alerts.empty());
+  EXPECT_TRUE(exists(trashedFiles().front()));
+  expectNoFailure("Cleanup stopped");
+}
+
+TEST_F(AppModelCleanupTest, stopHalfWayKeepsWhatIsLeftAndSaysSo) {
+  plugInAndTrash(3);
+  const auto files = trashedFiles();
+  world.dialogs.answers = {firstButton};
+  beforeTrashCall("remove", [&] {
+    beforeTrashCall("remove", [&] { world.mainThread.call([&] { model().stopCheck(); }); });
+  });
+  clear();
+  EXPECT_FALSE(exists(files[0]));
+  EXPECT_FALSE(exists(files[1])) << "it was being removed when the stop came";
+  EXPECT_TRUE(exists(files[2]));
+  EXPECT_EQ(trashedFiles(), (std::vector{files[2]}));
+  EXPECT_TRUE(notes().empty());
+  EXPECT_EQ(world.takeStatuses(),
+            (Texts{"Clearing camera files from Trash…", "Stopping cleanup…", "Cleanup stopped"}));
+  expectNoFailure("Cleanup stopped");
+}
+
+TEST_F(AppModelCleanupTest, stopWithTheLastFileIsAStopToo) {
+  plugInAndTrash(1);
+  world.dialogs.answers = {firstButton};
+  beforeTrashCall("remove", [&] { world.mainThread.call([&] { model().stopCheck(); }); });
+  clear();
+  EXPECT_TRUE(world.history().trashRecords().empty());
+  EXPECT_TRUE(notes().empty());
+  expectNoFailure("Cleanup stopped");
+}
+
+TEST_F(AppModelCleanupTest, keepsTrackOfAFileThatItCouldOnlyRename) {
+  plugInAndTrash(1);
+  const FileURL before = trashedFiles().front();
+  bool hasFailed = false;
+  world.trash.before = [&](const std::string& call) {
+    hasFailed = hasFailed || call == "remove";
+    // Neither can it be removed nor be given its name back.
+    if (hasFailed && (call == "remove" || call == "renameExclusively")) {
+      throw PosixError(EIO, call, before);
+    }
+  };
+  world.dialogs.answers = {firstButton};
+  clear();
+  world.trash.before = nullptr;
+  EXPECT_FALSE(exists(before));
+  ASSERT_EQ(trashedFiles().size(), 1U);
+  EXPECT_TRUE(exists(trashedFiles().front()));
+  world.run(model().refreshTrashCount());
+  ASSERT_EQ(model().deviceTrashSummaries->size(), 1U);
+  EXPECT_EQ(model().deviceTrashSummaries->front().count, 1);
+}
+
+// Whose files they are
+
+TEST_F(AppModelCleanupTest, filesOfADriveThatIsAwayAreNeitherCountedNorDeleted) {
+  const Camera away = plugInAndTrashWith(plugInCard(1, "AWAY"));
+  const FileURL file = trashedFiles().front();
+  const std::string id = *world.history().trashRecords().front().deviceIdentifier;
+  world.unmount(away);  // its folder stays, as a path that another drive could have
+  world.runUntilIdle();
+  world.run(model().refreshTrashCount());
+  EXPECT_TRUE(model().deviceTrashSummaries->empty());
+  world.dialogs.answers = {firstButton};
+  clear({.id = id, .displayName = "AWAY", .count = 1});
+  EXPECT_TRUE(world.dialogs.alerts.empty());
+  EXPECT_TRUE(exists(file));
+  EXPECT_EQ(world.history().trashRecords().size(), 1U);
+}
+
+TEST_F(AppModelCleanupTest, fileThatIsRecordedOfAnotherVolumeThanItsPlaceIsNeitherCountedNorDeleted) {
+  plugInAndTrash(1);
+  ManagedTrashRecord record = world.history().trashRecords().front();
+  world.history().removeTrash({record.id});
+  record.deviceIdentifier = "ANOTHER-VOLUME";
+  world.history().addTrash({record});
+  world.run(model().refreshTrashCount());
+  EXPECT_TRUE(model().deviceTrashSummaries->empty());
+  world.dialogs.answers = {firstButton};
+  clear({.id = "ANOTHER-VOLUME", .displayName = "CHARMERA", .count = 1});
+  EXPECT_TRUE(world.dialogs.alerts.empty());
+  EXPECT_TRUE(exists(FileURL(record.trashedPath)));
+}
+
+TEST_F(AppModelCleanupTest, filesOfAForgottenCameraAreNeitherCountedNorDeleted) {
+  plugInAndTrash(1);
+  plugInCard(0, "OTHER");  // so that there is a camera left
+  const app::DeviceTrashSummary device = model().deviceTrashSummaries->front();
+  world.settings().removeProfile(world.settings().cameraGrants().front().id);
+  world.run(model().refreshTrashCount());
+  EXPECT_TRUE(model().deviceTrashSummaries->empty());
+  world.dialogs.answers = {firstButton};
+  clear(device);
+  EXPECT_TRUE(world.dialogs.alerts.empty());
+  EXPECT_TRUE(exists(trashedFiles().front()));
+}
+
+TEST_F(AppModelCleanupTest, deletesNothingWhereAnotherDriveTookThePlaceDuringTheQuestion) {
+  const Camera camera = plugInAndTrash(1);
+  const std::size_t proofs = world.photoLibrary.identifierFetches().size();
+  clearWhile([&] {
+    // Another drive that the user has saved as well, with the same files under the same paths.
+    const FileURL other = world.folder / "Volumes/other drive";
+    std::filesystem::rename(camera.url.path(), other.path());
+    std::filesystem::create_directory_symlink(other.path(), camera.url.path());
+    saveAccessAsOf(*volumeResourceValues(camera.url).uuid);
+  });
+  EXPECT_TRUE(model().lastError->has_value());
+  EXPECT_EQ(world.photoLibrary.identifierFetches().size(), proofs) << "it ends before the proof";
+  EXPECT_EQ(trashedFiles().size(), 1U);
+  EXPECT_TRUE(exists(trashedFiles().front()));
+}
+
+// What went wrong
+
 TEST_F(AppModelCleanupTest, saysThatSomeFilesCouldNotBeCleared) {
   plugInAndTrash(2);
   clearWhile([&] { writeFile(trashedFiles().front(), "changed meanwhile"); });
@@ -505,6 +687,8 @@ TEST_F(AppModelCleanupTest, saysThatSomeFilesCouldNotBeCleared) {
       needsAttention);
   EXPECT_EQ(trashedFiles().size(), 1U);
   EXPECT_TRUE(notes().empty());
+  EXPECT_EQ(world.logLines("cleanupFinished").back(),
+            R"({"event":"cleanupFinished","metrics":{"deleted":1,"failures":1}})");
 }
 
 TEST_F(AppModelCleanupTest, saysWhenADeletionCouldNotBeRecorded) {
