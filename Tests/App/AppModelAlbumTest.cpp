@@ -263,6 +263,16 @@ TEST_F(AppModelAlbumTest, fillsTheCreatedAlbumFromTheOldOneWhereThatIsKnown) {
   EXPECT_EQ(memberCount("Summer"), 1U);
 }
 
+TEST_F(AppModelAlbumTest, fillsTheCreatedAlbumWithAllThatIsRecordedWhereTheOldOneIsNotKnown) {
+  launchWithSyncedPictures(2);
+  world.settings().setAlbumName("Spring");  // which the user has deleted since
+  world.dialogs.answers = {addItems};
+  create("Summer");
+  EXPECT_EQ(memberCount("Summer"), 2U);
+  EXPECT_EQ(world.takeStatuses(),
+            (Texts{"Creating album…", "Updating album…", "2 items added to album", "Album created"}));
+}
+
 TEST_F(AppModelAlbumTest, refusesANameThatIsTakenInAnyCase) {
   launchWithSyncedPictures(1);
   addAlbums({"Summer"});

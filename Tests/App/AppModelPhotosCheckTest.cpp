@@ -94,6 +94,40 @@ TEST_F(AppModelPhotosCheckTest, sumsItsFiguresOverAllCameras) {
       R"({"event":"reviewFinished","metrics":{"metadata_matches":0,"missing":3,"represented":0,"uncertain":0,"unchecked":0}})");
 }
 
+TEST_F(AppModelPhotosCheckTest, searchesMoreBroadlyThanASync) {
+  plugInCharmera(1);
+  launch();
+  check();
+  ASSERT_EQ(world.logLines("recognitionStarted").size(), 1U);
+  EXPECT_NE(world.logLines("recognitionStarted")[0].find(R"("broader":1)"), std::string::npos);
+  sync();
+  ASSERT_EQ(world.logLines("recognitionStarted").size(), 2U);
+  EXPECT_NE(world.logLines("recognitionStarted")[1].find(R"("broader":0)"), std::string::npos);
+}
+
+TEST_F(AppModelPhotosCheckTest, countsEachKindOfAnswerInTheLog) {
+  const Camera camera = plugInCharmera(8);
+  putIntoLibrary(camera, 1);
+  for (const int number : {2, 3, 4}) {
+    putIntoCloud(camera, number);
+  }
+  for (const int number : {5, 6}) {
+    putIntoCloud(camera, number, app::PhotosMediaType::unknown);
+  }
+  launch();
+  markAsPending(camera, 7);
+  check();
+  EXPECT_EQ(names(review().review.represented), (Texts{"PICT0001.JPG"}));
+  EXPECT_EQ(review().review.metadataRepresented.size(), 3U);
+  EXPECT_EQ(names(review().review.unchecked), (Texts{"PICT0005.JPG", "PICT0006.JPG"}));
+  EXPECT_EQ(names(review().review.uncertain), (Texts{"PICT0007.JPG"}));
+  EXPECT_EQ(names(review().review.newFiles), (Texts{"PICT0008.JPG"}));
+  EXPECT_EQ(
+      world.logLines("reviewFinished"),
+      (Texts{
+          R"({"event":"reviewFinished","metrics":{"metadata_matches":3,"missing":0,"represented":1,"uncertain":1,"unchecked":2}})"}));
+}
+
 TEST_F(AppModelPhotosCheckTest, isAtRestWithoutACamera) {
   world.unmount(plugInCharmera(1));
   launch();
@@ -208,6 +242,23 @@ TEST_F(AppModelPhotosCheckTest, remembersWhatItRecognised) {
   EXPECT_TRUE(world.history().pendingImportSources().empty()) << "the next sync may go on";
   EXPECT_EQ(model().collectedPhotosLabel(), "1 photo collected");
   expectNoFailure("Matches saved");
+}
+
+TEST_F(AppModelPhotosCheckTest, remembersNothingWhileASyncRunsOrBeforeSetup) {
+  const Camera camera = plugInCharmera(1);
+  putIntoLibrary(camera, 1);
+  launch();
+  check();
+  const app::DeviceLibraryReview reviewed = review();
+  world.addPhoto(camera, "PICT0002.JPG", 50);
+  whenIn(Kind::recognizing, [&] { model().rememberVerifiedMatches(reviewed); });
+  world.takeStatuses();
+  sync();
+  EXPECT_EQ(std::ranges::count(world.takeStatuses(), "Matches saved"), 0);
+  EXPECT_EQ(world.logLines("syncStarted").size(), 1U);
+  world.settings().setOnboardingCompleted(false);
+  run([&] { model().rememberVerifiedMatches(reviewed); });
+  EXPECT_TRUE(world.takeStatuses().empty());
 }
 
 TEST_F(AppModelPhotosCheckTest, saysWhenMatchesCannotBeSaved) {
