@@ -101,6 +101,34 @@ TEST_F(AppModelRefresh, ofDevicesDropsAVolumeThatLeftDuringTheDiscovery) {
   EXPECT_TRUE(model().connectedDevices->empty());
 }
 
+// At whatever question of the discovery to the mount table it is gone, of which nothing is told.
+TEST_F(AppModelRefresh, ofDevicesDropsTheOneOfTwoThatLeftDuringTheDiscovery) {
+  int question = 1;
+  for (bool wasAsked = true; wasAsked; ++question) {
+    AppModelWorld other;
+    const auto leaving = other.makeCharmera();
+    const auto staying = other.makeCard("CARD");
+    for (const auto& each : {leaving, staying}) {
+      other.remember(each);
+      other.mount(each);
+    }
+    other.launchAfterSetup();
+    ASSERT_EQ(other.model().connectedDevices->size(), 2U);
+    int left = question;
+    other.volumes.beforeAnswer = [&] {
+      if (--left == 0) {
+        other.volumes.takeAway(leaving.url);
+      }
+    };
+    other.run(other.model().refreshConnectedDevices());
+    wasAsked = left <= 0;
+    ASSERT_EQ(other.model().connectedDevices->size(), wasAsked ? 1U : 2U) << "question " << question;
+    EXPECT_EQ(other.model().connectedDevices->back().volumeURL, staying.url);
+    EXPECT_EQ(*other.model().lastError, std::nullopt);
+  }
+  EXPECT_GT(question, 6) << "two lists, and two looks at each camera";
+}
+
 TEST_F(AppModelRefresh, ofDevicesGoesOnAfterAnErrorAndShowsIt) {
   const auto card = world.makeCard("CARD");
   world.mount(card);
