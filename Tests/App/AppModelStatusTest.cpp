@@ -63,6 +63,27 @@ class AppModelStatus : public testing::Test {
     model().statusReceipt = receipt;
   }
 
+  void replaceResult(std::chrono::duration<double> atLeast) {
+    model().statusReceipt = resultOnShow(status(), now(), atLeast);
+  }
+
+  // Syncs, and does something when the result is on show and the badge is not.
+  void beforeTheBadgeOfASync(std::function<void()> act) {
+    world.addPhoto(camera, "PICT0001.JPG", 1);
+    world.unmount(card);
+    world.runUntilIdle();
+    world.notifications.beforeStatus = [&, act = std::move(act)] {
+      const auto& result = model().statusReceipt.value();
+      if (result && result->message.find("synced") != std::string::npos) {
+        world.notifications.beforeStatus = nullptr;
+        act();
+      }
+    };
+    model().checkNow();
+    world.runUntilIdle();
+    EXPECT_FALSE(bool(world.notifications.beforeStatus)) << "it was asked";
+  }
+
   std::optional<std::chrono::nanoseconds> untilNextTimer() {
     world.runUntilIdle();
     return world.mainThread.untilNextTimer();
@@ -340,6 +361,52 @@ TEST_F(AppModelStatus, receiptIsRaisedFrom120To300SecondsByTheCompletionIndicato
   world.runUntilIdle();
   EXPECT_TRUE(model().showsCompletionCheckmark);  // it had one
   EXPECT_EQ(model().statusReceipt.value()->minimumDisplayDuration, 300s);
+}
+
+// Another result in the place of the sync's own, when that is about to get its badge.
+TEST_F(AppModelStatus, shorterResultIsRaisedTo300SecondsByTheBadgeOfASyncThatEjected) {
+  world.settings().setAutoEjectAfterSync(true);
+  world.ejector.eject = [&](const FileURL&) { world.mainThread.call([&] { world.unmount(camera); }); };
+  beforeTheBadgeOfASync([&] { replaceResult(120s); });
+  EXPECT_TRUE(model().showsCompletionCheckmark);
+  EXPECT_EQ(model().statusReceipt.value()->minimumDisplayDuration, 300s);
+}
+
+TEST_F(AppModelStatus, longerResultIsNotShortenedByTheBadgeOfASyncThatEjected) {
+  world.settings().setAutoEjectAfterSync(true);
+  world.ejector.eject = [&](const FileURL&) { world.mainThread.call([&] { world.unmount(camera); }); };
+  beforeTheBadgeOfASync([&] { replaceResult(500s); });
+  EXPECT_EQ(model().statusReceipt.value()->minimumDisplayDuration, 500s);
+}
+
+TEST_F(AppModelStatus, badgeIsNotShownWithAFailure) {
+  show("before");
+  world.ejector.eject = [&](const FileURL&) {
+    world.mainThread.call([&] {
+      model().lastError = "It broke.";
+      replaceResult(120s);  // which no flow does
+    });
+  };
+  model().ejectDevice({.volumeURL = camera.url, .displayName = "CHARMERA", .isCharmera = true});
+  world.runUntilIdle();
+  EXPECT_FALSE(model().showsCompletionCheckmark);
+}
+
+TEST_F(AppModelStatus, badgeIsNotShownWithoutAResult) {
+  beforeTheBadgeOfASync([&] {
+    model().statusReceipt = std::nullopt;
+    model().showsCompletionCheckmark = true;
+  });
+  EXPECT_FALSE(model().showsCompletionCheckmark);
+}
+
+TEST_F(AppModelStatus, badgeIsNotShownWithoutACamera) {
+  beforeTheBadgeOfASync([&] {
+    model().connectedDevices = {};
+    model().showsCompletionCheckmark = true;
+  });
+  EXPECT_FALSE(model().showsCompletionCheckmark);
+  EXPECT_TRUE(model().statusReceipt->has_value());
 }
 
 TEST_F(AppModelStatus, badgeOfASyncStaysWithTheCamera) {
