@@ -20,7 +20,37 @@ bool picturesAreKnown(const Setting& setting) {
          std::ranges::find(setting.isCharmera, false) == setting.isCharmera.end();
 }
 
-Verdict onceInTheLibrary(const World& world, const State& after) {
+// What the items of a library hold.
+class Holdings {
+ public:
+  explicit Holdings(const State& state) {
+    for (const auto& [asset, item] : state.library) {
+      sources_.insert(item.source);
+      payloads_.insert(payloadOf(item.source));
+    }
+  }
+
+  bool include(const FingerprintedMediaFile& file) const {
+    return sources_.contains(file.sourceFingerprint) ||
+           (file.mediaPayloadFingerprint && payloads_.contains(file.mediaPayloadFingerprint));
+  }
+
+ private:
+  Sources sources_;
+  std::set<std::optional<std::string>> payloads_;
+};
+
+Verdict onceInTheLibrary(const World& world, const State& before, const Transition& transition) {
+  if (world.setting().search == Search::overlooksNothing && !transition.conduct.handed.empty()) {
+    const Holdings holdings(before);
+    for (const FingerprintedMediaFile& file : transition.conduct.scanned) {
+      if (transition.conduct.handed.contains(file.sourceFingerprint) && holdings.include(file)) {
+        return Violation{Rule::onceInTheLibrary,
+                         file.sourceFingerprint + " is imported, and was in the library"};
+      }
+    }
+  }
+  const State& after = transition.after;
   Sources seen;
   for (const auto& [asset, item] : after.library) {
     const std::string identity = picturesAreKnown(world.setting()) ? pictureOf(item.source) : item.source;
@@ -148,13 +178,102 @@ Verdict cameraStaysAsItIs(const World& world, const Conduct& conduct) {
              : Verdict({Rule::cameraStaysAsItIs, "the camera's files have changed"});
 }
 
+bool hasLostAnItem(const State& before, const State& after) {
+  return std::ranges::any_of(before.library,
+                             [&](const auto& entry) { return !after.library.contains(entry.first); });
+}
+
+// Of the records that a command has made.
+Verdict recordsTellTheTruth(const State& before, const State& after) {
+  if (hasLostAnItem(before, after)) {
+    return std::nullopt;  // the user has deleted it, and the command was nothing but that
+  }
+  for (const ImportRecord& record : after.history.imports) {
+    const ImportRecord* known = before.history.imports.find(record.sourceFingerprint);
+    const bool isNew = known == nullptr || known->photosAssetIdentifier != record.photosAssetIdentifier ||
+                       known->isContentConfirmed() != record.isContentConfirmed();
+    if (!isNew) {
+      continue;
+    }
+    const auto item = after.library.find(record.photosAssetIdentifier.value_or(""));
+    if (item == after.library.end()) {
+      return Violation{Rule::recordsTellTheTruth,
+                       record.sourceFingerprint + " is recorded, and its item isn't there"};
+    }
+    if (record.isContentConfirmed() &&
+        pictureOf(item->second.source) != pictureOf(record.sourceFingerprint)) {
+      return Violation{Rule::recordsTellTheTruth,
+                       record.sourceFingerprint + " is recorded, and its item holds something else"};
+    }
+  }
+  return std::nullopt;
+}
+
+// Whether the condition holds for the source of the file or of another one of the card with its picture.
+template <typename Condition>
+bool holdsForItsPicture(const FingerprintedMediaFile& file, const Conduct& conduct, const Condition& holds) {
+  return std::ranges::any_of(conduct.scanned, [&](const FingerprintedMediaFile& other) {
+    const bool isTheSame =
+        other.sourceFingerprint == file.sourceFingerprint ||
+        (file.mediaPayloadFingerprint && other.mediaPayloadFingerprint == file.mediaPayloadFingerprint);
+    return isTheSame && holds(other.sourceFingerprint);
+  });
+}
+
+// A record from before there were payload fingerprints gets one by the run, and then stands for all files
+// with its picture.
+bool wasRecorded(const FingerprintedMediaFile& file, const State& before, const Conduct& conduct) {
+  const auto hasRecord = [&](const std::string& source) { return before.history.imports.contains(source); };
+  return holdsForItsPicture(file, conduct, hasRecord) ||
+         std::ranges::any_of(before.history.imports, [&](const ImportRecord& record) {
+           return file.mediaPayloadFingerprint &&
+                  record.mediaPayloadFingerprint == file.mediaPayloadFingerprint;
+         });
+}
+
+// Whether a record on content, which another rule proves true, names an item that is there: it can be that of
+// another file with the same picture, also where this command doesn't know that.
+bool hasItemByRecord(const FingerprintedMediaFile& file, const State& after) {
+  const ImportRecord* record = after.history.imports.find(file.sourceFingerprint);
+  return record != nullptr && record->isContentConfirmed() &&
+         after.library.contains(record->photosAssetIdentifier.value_or(""));
+}
+
+// Whether the user reads that the picture was left out.
+bool isNamed(const FingerprintedMediaFile& file, const Conduct& conduct) {
+  return holdsForItsPicture(file, conduct,
+                            [&](const std::string& source) { return conduct.skipped.contains(source); });
+}
+
+// A command that doesn't end well says so, and its card goes on another time. What a run finds recorded has
+// been in the library, and if the user has deleted it there, only a restoration brings it back.
+Verdict nothingIsLost(const State& before, const Transition& transition) {
+  const Conduct& conduct = transition.conduct;
+  const bool imports = conduct.isRun || conduct.isRestoration;
+  if (!imports || conduct.ending != Ending::completed || conduct.wasCutShort) {
+    return std::nullopt;
+  }
+  const Holdings holdings(transition.after);
+  for (const FingerprintedMediaFile& file : conduct.scanned) {
+    const bool isAccountedFor = holdings.include(file) || hasItemByRecord(file, transition.after) ||
+                                isNamed(file, conduct) ||
+                                (conduct.isRun && wasRecorded(file, before, conduct));
+    if (!isAccountedFor) {
+      return Violation{Rule::nothingIsLost,
+                       file.sourceFingerprint + " is nowhere, and nothing is said of it"};
+    }
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 std::optional<Violation> violationIn(const World& world, const State& before, const Transition& transition) {
   for (const Verdict& verdict :
        {cameraStaysAsItIs(world, transition.conduct), doubtImportsNothing(world, before, transition),
-        marks(before, transition), onceInTheLibrary(world, transition.after), recordOrMark(transition.after),
-        metadataRemovesNothing(transition.after)}) {
+        marks(before, transition), onceInTheLibrary(world, before, transition),
+        recordOrMark(transition.after), metadataRemovesNothing(transition.after),
+        recordsTellTheTruth(before, transition.after), nothingIsLost(before, transition)}) {
     if (verdict) {
       return verdict;
     }

@@ -241,9 +241,10 @@ void importTheOthersDespiteAMark(World& world) {
 // Looks for marks only among the files that aren't repetitions of others.
 void overlookTheMarkOfARepetition(World& world) {
   const Files unique = MediaIdentityMatcher::uniqueUnrecorded(world.conduct().scanned, {}, {});
-  if (markedOrNot(world, unique, true).empty()) {
-    importTheOthersDespiteAMark(world);
+  if (!markedOrNot(world, unique, true).empty()) {
+    throw SyncHistoryError(SyncHistoryError::Case::unresolvedImport);
   }
+  importTheOthersDespiteAMark(world);
 }
 
 // The mark of a file with an old record goes when the record is brought up to date.
@@ -256,6 +257,50 @@ void takeABetterRecordForAProof(World& world) {
 void importWhatHasABetterRecord(World& world) {
   takeABetterRecordForAProof(world);
   world.import({world.conduct().scanned.front()});
+}
+
+// Loss
+
+void recordWithoutImporting(World& world, Dependencies& dependencies) {
+  dependencies.importFiles = [&world](const Files& files, bool) {
+    std::vector<ImportRecord> records;
+    std::ranges::transform(files, std::back_inserter(records), [](const FingerprintedMediaFile& file) {
+      return recordOf(file, "an item that was never made");
+    });
+    world.history().record(records);
+    return files;
+  };
+}
+
+void dropTheLastFile(World&, Dependencies& dependencies) {
+  dependencies.importFiles = [import = dependencies.importFiles](const Files& files, bool isCharmera) {
+    import({files.begin(), files.end() - 1}, isCharmera);
+    return files;
+  };
+}
+
+void importNothing(World&, Dependencies& dependencies) {
+  dependencies.importFiles = [](const Files& files, bool) { return files; };
+}
+
+void recordEverythingAsFound(World&, const Files& files, LibraryReconciliation& found) {
+  found = {};
+  for (const FingerprintedMediaFile& file : files) {
+    found.matches[file.sourceFingerprint] = {.assetIdentifier = "an item that isn't there",
+                                             .resourceFingerprint = file.sourceFingerprint,
+                                             .mediaPayloadFingerprint = file.mediaPayloadFingerprint};
+  }
+}
+
+void overlookTheItemsOfTheUser(World& world, const Files& files, LibraryReconciliation& found) {
+  for (const FingerprintedMediaFile& file : files) {
+    const std::string& source = file.sourceFingerprint;
+    if (world.setting().itemsOfTheUser.contains(source)) {
+      found.matches.erase(source);
+      found.metadataMatches.erase(source);
+      found.unchecked.erase(source);
+    }
+  }
 }
 
 }  // namespace
@@ -291,6 +336,12 @@ std::vector<Mutant> mutants() {
        withOldRecord(afterInterruption(takeABetterRecordForAProof), "a/1")},
       {"importWhatHasABetterRecord", Rule::doubtImportsNothing,
        withOldRecord(afterInterruption(importWhatHasABetterRecord), "a/1")},
+      {"recordWithoutImporting", Rule::recordsTellTheTruth, inDependencies(recordWithoutImporting)},
+      {"recordEverythingAsFound", Rule::recordsTellTheTruth, inSearch(recordEverythingAsFound)},
+      {"dropTheLastFile", Rule::nothingIsLost, inDependencies(dropTheLastFile)},
+      {"importNothing", Rule::nothingIsLost, inDependencies(importNothing)},
+      {"importWhatTheUsersItemHolds", Rule::onceInTheLibrary,
+       withItemOfTheUser(inSearch(overlookTheItemsOfTheUser), "a/1")},
   };
 }
 

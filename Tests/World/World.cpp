@@ -21,6 +21,18 @@ bool holdsContentOf(const Item& item, const FingerprintedMediaFile& file) {
 
 std::string assetOfTheUser(const Bytes& bytes) { return "user " + bytes; }
 
+// What the recognizer looks at beside the bytes is the same of all pictures, so that only names tell them
+// apart.
+constexpr Date whenAllWasTaken(std::chrono::seconds(1'700'000'000));
+
+MediaMetadata appearanceOf(const Bytes& bytes) {
+  const bool isVideo = !payloadOf(bytes);
+  return {.kind = isVideo ? MediaMetadata::Kind::video : MediaMetadata::Kind::image,
+          .pixelWidth = 640,
+          .pixelHeight = 480,
+          .duration = isVideo ? std::optional(5.0) : std::nullopt};
+}
+
 HistoryDatabase readIfThere(const FileURL& file) {
   return std::filesystem::exists(file.path()) ? readHistory(file) : HistoryDatabase();
 }
@@ -126,7 +138,9 @@ void World::runOrReview() {
   const std::string place = "card " + std::to_string(card_) + (isCharmera_ ? "" : " as of another camera");
   if (conduct_.isRun) {
     say("run " + place);
-    const auto run = [this] { coordinator().run(cameraFiles(), isCharmera_, "Trip", cancellation_.token()); };
+    const auto run = [this] {
+      noteResult(coordinator().run(cameraFiles(), isCharmera_, "Trip", cancellation_.token()));
+    };
     return setting_.fault.run ? setting_.fault.run(*this, run) : run();
   }
   say("review " + place);
@@ -152,7 +166,15 @@ void World::answerReview() {
     coordinator().rememberRecognizedImports(open.review, cancellation_.token());
   } else {
     say("restore");
-    coordinator().restore(open.review, isCharmera_, "Trip", cancellation_.token());
+    conduct_.isRestoration = true;
+    noteResult(coordinator().restore(open.review, isCharmera_, "Trip", cancellation_.token()));
+  }
+}
+
+void World::noteResult(const SyncResult& result) {
+  for (const CameraMediaFile& skipped : result.metadataMatchedFiles) {
+    const auto file = std::ranges::find(conduct_.scanned, skipped, &FingerprintedMediaFile::file);
+    conduct_.skipped.insert(file->sourceFingerprint);
   }
 }
 
@@ -257,6 +279,10 @@ World::Files World::fingerprint(const std::vector<CameraMediaFile>& files, bool 
                              .captureDate = {},
                              .metadata = {},
                              .pendingProcessedFingerprint = {}});
+    if (setting_.usesRecognizer) {
+      fingerprinted.back().captureDate = whenAllWasTaken;
+      fingerprinted.back().metadata = appearanceOf(bytes);
+    }
   }
   return fingerprinted;
 }
@@ -302,7 +328,8 @@ MediaImportTransaction::Steps World::steps() {
   bound.record = [this](const Batch& batch, const AssetIdentifiers& assets) { record(batch, assets); };
   bound.progress = [this](std::int64_t completed, std::int64_t total) {
     // The user can stop the import between two batches.
-    return completed == 0 || completed == total || choices_->course(2) == 0;
+    conduct_.wasCutShort = completed != 0 && completed != total && choices_->course(2) != 0;
+    return !conduct_.wasCutShort;
   };
   return bound;
 }
@@ -311,6 +338,9 @@ MediaImportTransaction::Steps World::steps() {
 
 LibraryReconciliation World::search(const Files& files, bool broader) {
   betweenSteps();
+  if (setting_.usesRecognizer) {
+    return searchByRecognizer(files, broader);
+  }
   LibraryReconciliation found;
   for (const FingerprintedMediaFile& file : files) {
     searchFor(file, broader, found);
@@ -358,6 +388,68 @@ void World::searchFor(const FingerprintedMediaFile& file, bool broader, LibraryR
   });
   conduct_.unchecked.erase(source);
   verdicts[choices_->course(verdicts.size())]();
+}
+
+LibraryReconciliation World::searchByRecognizer(const Files& files, bool broader) {
+  std::vector<OfflinePhotoRecognizer::Candidate> candidates;
+  for (const auto& [asset, item] : library_) {
+    candidates.push_back({.id = asset,
+                          .assetIdentifier = asset,
+                          .filename = nameInLibrary(item),
+                          .creationDate = whenAllWasTaken,
+                          .metadata = appearanceOf(item.source)});
+  }
+  const RecognitionPolicy policy = broader ? RecognitionPolicy::broader : RecognitionPolicy::automatic;
+  const auto now = [] { return OfflinePhotoRecognizer::Instant(); };
+  const auto read = [this](const std::string& asset, std::int64_t, std::chrono::nanoseconds) {
+    return readItem(asset);
+  };
+  LibraryReconciliation found = OfflinePhotoRecognizer::reconcile(
+      files, candidates, policy.scaled(std::ssize(files)), broader, {}, now, read, cancellation_.token());
+  for (const FingerprintedMediaFile& file : files) {
+    conduct_.unchecked.erase(file.sourceFingerprint);
+  }
+  conduct_.unchecked.insert(found.unchecked.begin(), found.unchecked.end());
+  for (const auto& [source, match] : found.matches) {
+    say(source + " is found as " + match.assetIdentifier);
+    conduct_.foundByContent.insert(source);
+  }
+  for (const auto& [source, asset] : found.metadataMatches) {
+    say(source + " looks like " + asset);
+    conduct_.foundByMetadata.insert(source);
+  }
+  return found;
+}
+
+OfflinePhotoRecognizer::ReadResult World::readItem(const std::string& asset) {
+  using ReadResult = OfflinePhotoRecognizer::ReadResult;
+  const Item& item = library_.at(asset);
+  switch (choices_->course(4)) {
+    case 1:
+      say(asset + " is in the cloud");
+      return ReadResult::notLocal(0);
+    case 2:
+      say(asset + " can't be read");
+      return ReadResult::unavailable(0);
+    case 3:
+      say(asset + " is too large to be read");
+      return ReadResult::budgetExceeded(1);
+    default:
+      return ReadResult::available(
+          {.sourceFingerprint = item.fingerprint, .mediaPayloadFingerprint = payloadOf(item.source)}, 1);
+  }
+}
+
+// That of the camera's file. An item that the user has from elsewhere has the name of the first one.
+std::string World::nameInLibrary(const Item& item) const {
+  for (std::size_t card = 0; card < setting_.cards.size(); ++card) {
+    const auto file = std::ranges::find(setting_.cards[card], item.source);
+    if (file != setting_.cards[card].end()) {
+      const auto index = static_cast<std::size_t>(file - setting_.cards[card].begin());
+      return std::string(fileOnCard(card, index).lastPathComponent());
+    }
+  }
+  return std::string(fileOnCard(0, 0).lastPathComponent());
 }
 
 World::AssetIdentifiers World::commit(const Batch& batch) {

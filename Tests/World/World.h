@@ -12,6 +12,7 @@
 #include "Tests/World/Choices.h"
 #include "Tests/World/State.h"
 #include "TolvanderCore/MediaImportTransaction.h"
+#include "TolvanderCore/OfflinePhotoRecognizer.h"
 #include "TolvanderCore/SyncCoordinator.h"
 
 namespace tolvander::tests {
@@ -34,6 +35,7 @@ inline constexpr std::size_t endingCount = 8;
 // What happened during one command, for the judgement of its outcome.
 struct Conduct {
   bool isRun = false;  // and not a command of Check Photos
+  bool isRestoration = false;
   Ending ending = Ending::completed;
   std::vector<FingerprintedMediaFile> scanned;
   std::set<std::string> foundByContent;
@@ -43,6 +45,8 @@ struct Conduct {
   std::set<std::string> handed;     // to the library
   std::set<std::string> answered;   // by the library, with an asset
   std::set<std::string> refused;    // by the library, definitely
+  std::set<std::string> skipped;    // named to the user as likely duplicates, and left out
+  bool wasCutShort = false;         // the user stopped the import between two batches
   std::vector<Bytes> cameraAfter;   // all files of all cards
   std::string story;                // for people
 };
@@ -76,12 +80,16 @@ struct Setting {
   std::set<Bytes> itemsToCome{};        // that the user puts into the library at any time
   std::vector<ImportRecord> records{};  // in the history from the start
   Search search = Search::overlooksNothing;
+  // The real recognizer searches, and what is left open is only how each read of an item ends. Otherwise what
+  // a search finds is left open too.
+  bool usesRecognizer = false;
   std::int64_t batchSize = 2;
   Fault fault{};
 };
 
 // Cameras, a library, a history file, a user and a process that can stop. Everything that the program does
-// is done by the real coordinator, transaction and history; the rest is decided by choices.
+// is done by the real coordinator, transaction and history, and in some worlds by the real recognizer; the
+// rest is decided by choices.
 //
 // The process stops by an exception that nothing above it knows. All that outlives it is the history's file
 // and the library, so that it is enough to stop it once after each change of one of them: any later stop
@@ -140,6 +148,10 @@ class World {
 
   LibraryReconciliation search(const Files& files, bool broader);
   void searchFor(const FingerprintedMediaFile& file, bool broader, LibraryReconciliation& found);
+  LibraryReconciliation searchByRecognizer(const Files& files, bool broader);
+  OfflinePhotoRecognizer::ReadResult readItem(const std::string& asset);
+  std::string nameInLibrary(const Item& item) const;
+  void noteResult(const SyncResult& result);
   AssetIdentifiers commit(const Batch& batch);
   void record(const Batch& batch, const AssetIdentifiers& assets);
   std::string take(const PreparedMediaFile& file);
