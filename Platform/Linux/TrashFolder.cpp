@@ -1,5 +1,6 @@
 #include "Platform/Linux/TrashFolder.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <stdio.h>
 #include <sys/stat.h>
@@ -7,11 +8,14 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <ctime>
+#include <memory>
 #include <string_view>
 #include <utility>
 
 #include "Platform/Linux/FileSystemKind.h"
+#include "Platform/Linux/Releasing.h"
 #include "Platform/Linux/TrashInfo.h"
 #include "TolvanderCore/SystemErrors.h"
 
@@ -22,6 +26,10 @@ namespace {
 constexpr const char* sharedName = ".Trash";
 constexpr const char* filesName = "files";
 constexpr const char* infoName = "info";
+
+// By the clock that everything else is dated by. time(2) lags behind it by some milliseconds, and what was
+// moved just after a second began would be dated before the intent to move it.
+std::time_t now() { return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now()); }
 
 std::string userName() { return std::to_string(geteuid()); }
 std::string privateName() { return std::string(sharedName) + "-" + userName(); }
@@ -254,6 +262,71 @@ void TrashFolder::remove(const std::string& name) {
   }
 }
 
+std::vector<app::TrashedItem> TrashFolder::items() const {
+  Descriptor folder = openReadable(info_.number(), ".");
+  const std::unique_ptr<DIR, Releasing<closedir>> entries(folder ? fdopendir(folder.number()) : nullptr);
+  if (!entries) {
+    throw PosixError(errno, "read the Trash", filesURL_);
+  }
+  folder.release();  // closed with `entries`
+  std::vector<app::TrashedItem> items;
+  errno = 0;
+  while (const dirent* const entry = readdir(entries.get())) {
+    if (auto item = itemOfInfo(entry->d_name)) {
+      items.push_back(*std::move(item));
+    }
+    errno = 0;
+  }
+  if (errno != 0) {
+    throw PosixError(errno, "read the Trash", filesURL_);
+  }
+  return items;
+}
+
+// Throws where a file that could be one can't be read.
+std::optional<app::TrashedItem> TrashFolder::itemOfInfo(const std::string& infoFileName) const {
+  constexpr std::size_t largestInfo = 65'536;  // bytes; the longest path takes a fifth of it
+  if (!infoFileName.ends_with(trashInfoExtension)) {
+    return std::nullopt;
+  }
+  const Descriptor file(uninterrupted([&] {
+    return openat(info_.number(), infoFileName.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+  }));
+  struct stat status {};
+  if (!file && (errno == ENOENT || errno == ELOOP)) {
+    return std::nullopt;
+  }
+  if (!file || fstat(file.number(), &status) != 0) {
+    throw PosixError(errno, "read the Trash", filesURL_);
+  }
+  if (!S_ISREG(status.st_mode) || status.st_size > static_cast<off_t>(largestInfo)) {
+    return std::nullopt;
+  }
+  std::string text(largestInfo, '\0');
+  std::size_t size = 0;
+  while (size < text.size()) {
+    const ssize_t count =
+        uninterrupted([&] { return read(file.number(), text.data() + size, text.size() - size); });
+    if (count < 0) {
+      throw PosixError(errno, "read the Trash", filesURL_);
+    }
+    if (count == 0) {
+      break;
+    }
+    size += static_cast<std::size_t>(count);
+  }
+  text.resize(size);
+  const auto info = trashInfoFromText(text);
+  if (!info) {
+    return std::nullopt;
+  }
+  const bool isAbsolute = info->path.starts_with('/');
+  return app::TrashedItem{
+      .name = infoFileName.substr(0, infoFileName.size() - trashInfoExtension.size()),
+      .original = (isAbsolute ? FileURL(info->path) : top_.appending(info->path)).standardized(),
+      .trashedAt = info->deletedAt};
+}
+
 void TrashFolder::writeInfo(const std::string& name, const FileURL& item) {
   const FileURL url = filesURL_.appending("../info").appending(infoFileName(name)).standardized();
   const std::string fileName = infoFileName(name);
@@ -267,8 +340,7 @@ void TrashFolder::writeInfo(const std::string& name, const FileURL& item) {
   try {
     const std::string top = top_.path() == "/" ? "/" : top_.path() + "/";
     const std::string& path = item.path();
-    writeAll(file, trashInfoText(path.starts_with(top) ? path.substr(top.size()) : path, std::time(nullptr)),
-             url);
+    writeAll(file, trashInfoText(path.starts_with(top) ? path.substr(top.size()) : path, now()), url);
     if (!isMadeDurable(file) || !isMadeDurable(info_)) {
       throw PosixError(errno, "make durable", url);
     }

@@ -2,9 +2,11 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Platform/Linux/Descriptor.h"
 #include "Platform/Linux/PathDescriptor.h"
+#include "TolvanderApp/Platform/TrashOperations.h"
 #include "TolvanderCore/FileURL.h"
 
 namespace tolvander::platform::linux_ {
@@ -44,6 +46,9 @@ class TrashFolder {
 
   bool isSameAs(const TrashFolder& other) const;
 
+  // What the info files say. One that isn't a regular file, or that can't be understood, says nothing.
+  std::vector<app::TrashedItem> items() const;
+
  private:
   TrashFolder(Descriptor files, Descriptor info, FileURL filesURL, FileURL top)
       : files_(std::move(files)),
@@ -53,6 +58,7 @@ class TrashFolder {
 
   void writeInfo(const std::string& name, const FileURL& item);
   void removeInfo(const std::string& name);
+  std::optional<app::TrashedItem> itemOfInfo(const std::string& infoFileName) const;
 
   Descriptor files_;  // both for reading, so that they can be made durable
   Descriptor info_;

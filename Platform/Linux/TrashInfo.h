@@ -1,8 +1,11 @@
 #pragma once
 
 #include <ctime>
+#include <optional>
 #include <string>
 #include <string_view>
+
+#include "TolvanderCore/Date.h"
 
 namespace tolvander::platform::linux_ {
 
@@ -17,6 +20,17 @@ std::string trashInfoText(std::string_view path, std::time_t deletedAt);
 
 // Whether a file that begins like this is such a file.
 bool isTrashInfo(std::string_view beginning);
+
+// What such a file says.
+struct TrashInfo {
+  std::string path;  // as above, or an absolute one; neither empty nor with a zero in it
+  Date deletedAt;    // of the two instants that a clock set back shows, the later
+
+  friend bool operator==(const TrashInfo&, const TrashInfo&) = default;
+};
+
+// Absent where the text is no such file's or says it in no proper form.
+std::optional<TrashInfo> trashInfoFromText(std::string_view text);
 
 // The name that an item gets in the Trash: its own, and from the second attempt on with a number before the
 // extension ("PICT0001.2.JPG"). Of a very long name as much of the beginning as leaves room for all of it

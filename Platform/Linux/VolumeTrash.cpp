@@ -157,6 +157,15 @@ std::optional<FileURL> VolumeTrash::trashItem(const app::DirectoryDescriptor& pa
   throw PosixError(EEXIST, "find a free name in the Trash for", source.url().appending(name));
 }
 
+std::vector<app::TrashedItem> VolumeTrash::trashedItems(const app::DirectoryDescriptor& trash) {
+  const PathDescriptor& files = PathDescriptor::of(trash);
+  const auto folder = TrashFolder::ofFiles(files);
+  if (!folder) {
+    throw PosixError(EPERM, "use the Trash", files.url());
+  }
+  return folder->items();
+}
+
 std::optional<std::string> VolumeTrash::volumeUUIDString(const FileURL& directory) {
   FileURL mountPoint = directory.standardized();
   while (!isMountPoint(mountPoint)) {

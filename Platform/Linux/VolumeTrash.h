@@ -24,6 +24,7 @@ class VolumeTrash final : public app::TrashOperations {
   FileURL trashDirectory(const FileURL& place, bool create) override;
   std::optional<FileURL> trashItem(const app::DirectoryDescriptor& parent, const std::string& name,
                                    const app::DirectoryDescriptor& trash) override;
+  std::vector<app::TrashedItem> trashedItems(const app::DirectoryDescriptor& trash) override;
 
   // The UUID of the volume that is mounted above the directory. Where that isn't known, a folder below the
   // mount point still has what tells its file system from others, if that outlasts a remount; the mount point

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstdlib>
+#include <optional>
 #include <regex>
 #include <string>
 
@@ -20,6 +22,51 @@ TEST(TrashInfo, saysWhereAndWhenInTheFormThatFileManagersRead) {
 TEST(TrashInfo, encodesWhatAURLCanNotShow) {
   const std::string text = trashInfoText("a b/100%/\xC3\xA4\n\xFF#?.JPG", 0);
   EXPECT_NE(text.find("Path=a%20b/100%25/%C3%A4%0A%FF%23%3F.JPG\n"), std::string::npos) << text;
+}
+
+TEST(TrashInfo, isReadAsItWasWritten) {
+  const std::string path = "a b/100%/\xC3\xA4\n\xFF#?.JPG";
+  const auto info = trashInfoFromText(trashInfoText(path, 1'700'000'000));
+  ASSERT_TRUE(info);
+  EXPECT_EQ(info->path, path);
+  EXPECT_EQ(info->deletedAt, dateSince1970(1'700'000'000));
+}
+
+TEST(TrashInfo, isReadAsOtherProgramsWriteIt) {
+  const auto info = trashInfoFromText(
+      "[Trash Info]\nDeletionDate=2026-11-22T05:49:01\nX-Other=1\nPath=%2fhome/%e4\nPath=second\n");
+  ASSERT_TRUE(info);
+  EXPECT_EQ(info->path, "/home/\xE4");
+}
+
+TEST(TrashInfo, isNoneWhereItIsDamaged) {
+  const std::string date = "DeletionDate=2026-11-22T05:49:01\n";
+  for (const std::string& text :
+       {std::string(), std::string("[Trash Info]\n"), "[Trash Info]\n" + date, "Path=a\n" + date,
+        std::string("[Trash Info]\nPath=a\n"), "[Trash Info]\nPath=\n" + date,
+        "[Trash Info]\nPath=a%00b\n" + date, "[Trash Info]\nPath=%\n" + date,
+        "[Trash Info]\nPath=%4\n" + date, "[Trash Info]\nPath=%4G\n" + date,
+        std::string("[Trash Info]\nPath=a\nDeletionDate=2026-13-22T05:49:01\n"),
+        std::string("[Trash Info]\nPath=a\nDeletionDate=yesterday\n")}) {
+    EXPECT_EQ(trashInfoFromText(text), std::nullopt) << text;
+  }
+}
+
+// Runs in a process of its own, because a process takes its zone once.
+[[noreturn]] void exitWithWhetherDeletedAt(const char* zone, const std::string& date, std::int64_t expected) {
+  setenv("TZ", zone, 1);
+  const auto info = trashInfoFromText("[Trash Info]\nPath=a\nDeletionDate=" + date + "\n");
+  exit(info && info->deletedAt == dateSince1970(expected) ? 0 : 1);
+}
+
+TEST(TrashInfoDeathTest, takesTheLaterOfTwoInstantsThatTheClockShows) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto isRight = testing::ExitedWithCode(0);
+  // Summer time ended on 2026-10-25 at 01:00 UTC: 02:30 was shown at 00:30 and at 01:30 UTC.
+  EXPECT_EXIT(exitWithWhetherDeletedAt("Europe/Berlin", "2026-10-25T02:30:00", 1'792'891'800), isRight, "");
+  EXPECT_EXIT(exitWithWhetherDeletedAt("Europe/Berlin", "2026-07-01T12:00:00", 1'782'900'000), isRight, "");
+  EXPECT_EXIT(exitWithWhetherDeletedAt("Europe/Berlin", "2026-12-01T12:00:00", 1'796'122'800), isRight, "");
+  EXPECT_EXIT(exitWithWhetherDeletedAt("UTC", "2026-12-01T12:00:00", 1'796'126'400), isRight, "");
 }
 
 TEST(TrashInfo, numbersTakenNamesBeforeTheExtension) {

@@ -6,7 +6,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -257,6 +259,32 @@ TEST_F(VolumeTrash, removesNothingButInfoFilesFromItsInfoFolder) {
   writeFile(scene.infoOf("PICT0001.JPG"), "a photo that somebody gave this name");
   scene.platform.remove(open(scene.trash).descriptor(), "PICT0001.JPG");
   EXPECT_EQ(infos(), Names{"PICT0001.JPG.trashinfo"});
+}
+
+TEST_F(VolumeTrash, tellsWhereItsItemsCameFrom) {
+  ASSERT_TRUE(trashItem("PICT0001.JPG"));
+  writeFile(scene.infoOf("gone.JPG"), "[Trash Info]\nPath=a%20b/../c\nDeletionDate=2026-11-22T05:49:01\n");
+  writeFile(scene.infoOf("damaged"), "[Trash Info]\nPath=a\n");
+  writeFile(scene.infoOf("large"), "[Trash Info]\nPath=" + std::string(70'000, 'a') + "\n");
+  writeFile(scene.infoOf("").deletingLastPathComponent().appending("picture.JPG"), "no info file");
+  std::filesystem::create_symlink(scene.infoOf("gone.JPG").path(), scene.infoOf("link").path());
+  std::filesystem::create_directory(scene.infoOf("folder").path());
+  ASSERT_EQ(mkfifo(scene.infoOf("pipe").path().c_str(), 0600), 0);
+
+  auto items = scene.platform.trashedItems(open(trashDirectory()).descriptor());
+  std::ranges::sort(items, {}, &app::TrashedItem::name);
+  ASSERT_EQ(items.size(), 2U);
+  EXPECT_EQ(items[0].name, "PICT0001.JPG");
+  EXPECT_EQ(items[0].original, scene.camera.appending("PICT0001.JPG"));
+  const auto age = std::chrono::system_clock::now() - items[0].trashedAt;
+  EXPECT_TRUE(age >= std::chrono::seconds(0) && age < std::chrono::minutes(5));
+  EXPECT_EQ(items[1].name, "gone.JPG");
+  EXPECT_EQ(items[1].original, inVolume("c"));
+}
+
+TEST_F(VolumeTrash, tellsNothingOfItsItemsWhereItCanNotBeRead) {
+  const auto folderOfPhotos = open(scene.camera);
+  EXPECT_EQ(errorNumberOf([&] { scene.platform.trashedItems(folderOfPhotos.descriptor()); }), EPERM);
 }
 
 TEST_F(VolumeTrash, isNotFoundInAFolderThatOnlyLooksLikeIt) {

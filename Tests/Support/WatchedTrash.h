@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "TolvanderApp/Platform/TrashOperations.h"
 
@@ -56,6 +57,10 @@ class WatchedTrash : public app::TrashOperations {
     watch("trashItem");
     const auto moved = platform_.trashItem(parent, name, trash);
     return saysWhereItMovedAnItem ? moved : std::nullopt;
+  }
+  std::vector<app::TrashedItem> trashedItems(const app::DirectoryDescriptor& trash) override {
+    watch("trashedItems");
+    return platform_.trashedItems(trash);
   }
   std::optional<std::string> volumeUUIDString(const FileURL& directory) override {
     watch("volumeUUIDString");

@@ -6,7 +6,9 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
+#include "TolvanderCore/Date.h"
 #include "TolvanderCore/FileURL.h"
 
 namespace tolvander::app {
@@ -55,6 +57,15 @@ class FileDescriptor {
   virtual std::size_t read(std::span<std::byte> buffer) = 0;
 };
 
+// What the platform keeps of an item in a Trash.
+struct TrashedItem {
+  std::string name;  // in the Trash directory
+  FileURL original;  // where it was, spelt below the path that the Trash directory was opened by
+  Date trashedAt;    // in whole seconds; where its note can mean several instants, the latest of them
+
+  friend bool operator==(const TrashedItem&, const TrashedItem&) = default;
+};
+
 // The file operations that moving to the Trash and back is made of. All block, are safe on every thread, and
 // throw PosixError with the system's number where they fail; then nothing has changed. A name is one path
 // component. No operation that takes a descriptor and a name follows a symbolic link.
@@ -95,6 +106,11 @@ class TrashOperations {
   // then on the user's file manager shows the item in the Trash and can put it back.
   virtual std::optional<FileURL> trashItem(const DirectoryDescriptor& parent, const std::string& name,
                                            const DirectoryDescriptor& trash) = 0;
+
+  // The items of an open Trash directory of which the platform itself keeps where they came from, in no
+  // promised order. An item that is named need not be there any more. Throws where the Trash can't be read as
+  // a whole. A platform that keeps no such notes answers with none.
+  virtual std::vector<TrashedItem> trashedItems(const DirectoryDescriptor& trash) = 0;
 
   // The UUID of the volume that `directory` lies on, the same for every directory of one volume; absent where
   // it has none.
