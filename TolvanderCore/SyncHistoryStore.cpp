@@ -45,6 +45,33 @@ bool canUpgradePayload(const ImportRecord* record, const FingerprintedMediaFile&
          record->mediaPayloadFingerprint != file.mediaPayloadFingerprint;
 }
 
+FileURL journalBeside(const FileURL& historyFile) {
+  return historyFile.deletingLastPathComponent().appending("trash-intents.jsonl");
+}
+
+std::set<UUID> identitiesOf(const std::vector<ManagedTrashRecord>& records) {
+  std::set<UUID> ids;
+  for (const ManagedTrashRecord& record : records) {
+    ids.insert(record.id);
+  }
+  return ids;
+}
+
+// Drops records and replaces others by their identity, keeping the order.
+void update(std::vector<ManagedTrashRecord>& trash, const std::set<UUID>& deleted,
+            const std::vector<ManagedTrashRecord>& relocated) {
+  std::map<UUID, ManagedTrashRecord> replacements;
+  for (const ManagedTrashRecord& record : relocated) {
+    replacements.insert_or_assign(record.id, record);
+  }
+  std::erase_if(trash, [&](const ManagedTrashRecord& record) { return deleted.contains(record.id); });
+  for (ManagedTrashRecord& record : trash) {
+    if (const auto replacement = replacements.find(record.id); replacement != replacements.end()) {
+      record = replacement->second;
+    }
+  }
+}
+
 // Whether the path ends at a symbolic link that leads nowhere. Then the history is on a disk that isn't
 // mounted, which must not be taken for a history that was never written.
 bool leadsThroughBrokenLink(FileURL url) {
@@ -77,7 +104,9 @@ FileURL SyncHistoryStore::historyFile(const StandardDirectories& directories) {
 }
 
 SyncHistoryStore::SyncHistoryStore(FileURL fileURL, std::function<void()> requireRight)
-    : fileURL_(std::move(fileURL)), requireRight_(std::move(requireRight)) {
+    : fileURL_(std::move(fileURL)),
+      requireRight_(std::move(requireRight)),
+      trashIntents_(journalBeside(fileURL_)) {
   AtomicFile::removeLeftovers(fileURL_);
   try {
     database_ = readHistory(fileURL_);
@@ -186,8 +215,65 @@ void SyncHistoryStore::upgradePayloadIdentities(const std::vector<FingerprintedM
   save(std::move(next));
 }
 
+void SyncHistoryStore::beginTrashMove(const TrashIntent& intent) {
+  const Turn::Holder turn(turn_);
+  requireAvailable();
+  requireRight();
+  trashIntents_.add(intent);
+  ownTrashIntents_.insert(intent.id);
+}
+
+void SyncHistoryStore::forgetTrashIntents(const std::set<UUID>& ids) {
+  const Turn::Holder turn(turn_);
+  requireAvailable();
+  removeIntents(ids);
+}
+
+void SyncHistoryStore::removeIntents(const std::set<UUID>& ids) {
+  requireRight();
+  trashIntents_.remove(ids);
+}
+
+std::vector<TrashIntent> SyncHistoryStore::unsettledTrashIntents() {
+  const Turn::Holder turn(turn_);
+  requireAvailable();
+  const std::set<UUID> recorded = identitiesOf(database_.trash);
+  std::vector<TrashIntent> unsettled = trashIntents_.intents();
+  std::erase_if(unsettled, [&](const TrashIntent& intent) {
+    return recorded.contains(intent.id) || ownTrashIntents_.contains(intent.id);
+  });
+  return unsettled;
+}
+
+void SyncHistoryStore::settleTrash(const TrashSettlement& settlement) {
+  const Turn::Holder turn(turn_);
+  requireAvailable();
+  const bool changesRecords =
+      !settlement.found.empty() || !settlement.relocated.empty() || !settlement.emptied.empty();
+  if (changesRecords) {
+    changeHoldingTurn([&](HistoryDatabase& next) {
+      update(next.trash, settlement.emptied, settlement.relocated);
+      next.trash.insert(next.trash.end(), settlement.found.begin(), settlement.found.end());
+    });
+  }
+  removeIntents(settlement.settledIntents);
+}
+
 void SyncHistoryStore::addTrash(const std::vector<ManagedTrashRecord>& records) {
-  change([&](HistoryDatabase& next) { next.trash.insert(next.trash.end(), records.begin(), records.end()); });
+  const Turn::Holder turn(turn_);
+  requireAvailable();
+  changeHoldingTurn(
+      [&](HistoryDatabase& next) { next.trash.insert(next.trash.end(), records.begin(), records.end()); });
+  forgetRecordedIntents(identitiesOf(records));
+}
+
+// One that stays says nothing once its record is there.
+void SyncHistoryStore::forgetRecordedIntents(const std::set<UUID>& ids) noexcept {
+  try {
+    removeIntents(ids);
+  } catch (const std::exception&) {
+    return;
+  }
 }
 
 std::vector<ManagedTrashRecord> SyncHistoryStore::trashRecords() {
@@ -200,18 +286,12 @@ void SyncHistoryStore::removeTrash(const std::set<UUID>& ids) { updateTrash(ids,
 
 void SyncHistoryStore::updateTrash(const std::set<UUID>& deleted,
                                    const std::vector<ManagedTrashRecord>& relocated) {
-  std::map<UUID, ManagedTrashRecord> replacements;
-  for (const ManagedTrashRecord& record : relocated) {
-    replacements.insert_or_assign(record.id, record);
-  }
-  change([&](HistoryDatabase& next) {
-    std::erase_if(next.trash, [&](const ManagedTrashRecord& record) { return deleted.contains(record.id); });
-    for (ManagedTrashRecord& record : next.trash) {
-      if (const auto replacement = replacements.find(record.id); replacement != replacements.end()) {
-        record = replacement->second;
-      }
-    }
-  });
+  const Turn::Holder turn(turn_);
+  requireAvailable();
+  // An intent that outlived the recording of its move goes before the record does: alone, it would claim what
+  // the user moves to the Trash later.
+  removeIntents(deleted);
+  changeHoldingTurn([&](HistoryDatabase& next) { update(next.trash, deleted, relocated); });
 }
 
 void SyncHistoryStore::requireAvailable() const {
@@ -223,15 +303,23 @@ void SyncHistoryStore::requireAvailable() const {
 void SyncHistoryStore::change(const std::function<void(HistoryDatabase&)>& edit) {
   const Turn::Holder turn(turn_);
   requireAvailable();
+  changeHoldingTurn(edit);
+}
+
+void SyncHistoryStore::changeHoldingTurn(const std::function<void(HistoryDatabase&)>& edit) {
   HistoryDatabase next = database_;
   edit(next);
   save(std::move(next));
 }
 
-void SyncHistoryStore::save(HistoryDatabase next) {
+void SyncHistoryStore::requireRight() const {
   if (requireRight_) {
     requireRight_();
   }
+}
+
+void SyncHistoryStore::save(HistoryDatabase next) {
+  requireRight();
   PayloadFingerprints nextPayloads = payloadFingerprints(next.imports);
   createDirectories(fileURL_.deletingLastPathComponent(), Durability::survivesPowerLoss);
   AtomicFile file(fileURL_, Durability::survivesPowerLoss);

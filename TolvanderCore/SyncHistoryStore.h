@@ -16,6 +16,8 @@
 #include "TolvanderCore/Platform/StandardDirectories.h"
 #include "TolvanderCore/PreparedMediaFile.h"
 #include "TolvanderCore/SyncHistoryError.h"
+#include "TolvanderCore/TrashIntentJournal.h"
+#include "TolvanderCore/TrashSettlement.h"
 #include "TolvanderCore/Turn.h"
 
 namespace tolvander {
@@ -75,6 +77,17 @@ class SyncHistoryStore {
   // once, or not at all where there is nothing to upgrade.
   void upgradePayloadIdentities(const std::vector<FingerprintedMediaFile>& files);
 
+  // Writes down a move to the Trash that is about to happen, in a file beside the history. It stays there
+  // until addTrash has the record of the same identity, or forgetTrashIntents is called.
+  void beginTrashMove(const TrashIntent& intent);
+  // For files that are where they were before their move. Throws PosixError where an intent stays.
+  void forgetTrashIntents(const std::set<UUID>& ids);
+  // The moves that an earlier process began and didn't record.
+  std::vector<TrashIntent> unsettledTrashIntents();
+  // Records what a look at the Trash showed, and forgets the intents that are settled by it. Saves at most
+  // once.
+  void settleTrash(const TrashSettlement& settlement);
+
   void addTrash(const std::vector<ManagedTrashRecord>& records);
   std::vector<ManagedTrashRecord> trashRecords();
   // Saves, even where no record has one of the identities.
@@ -89,7 +102,11 @@ class SyncHistoryStore {
   static PayloadFingerprints payloadFingerprints(const ImportRecords& records);
 
   void requireAvailable() const;
+  void requireRight() const;
   void change(const std::function<void(HistoryDatabase&)>& edit);
+  void changeHoldingTurn(const std::function<void(HistoryDatabase&)>& edit);
+  void removeIntents(const std::set<UUID>& ids);
+  void forgetRecordedIntents(const std::set<UUID>& ids) noexcept;
   void save(HistoryDatabase next);
 
   Turn turn_;
@@ -98,6 +115,8 @@ class SyncHistoryStore {
   bool loadFailed_ = false;
   HistoryDatabase database_;
   PayloadFingerprints payloadFingerprints_;  // of database_.imports
+  TrashIntentJournal trashIntents_;
+  std::set<UUID> ownTrashIntents_;  // those that this process began
 };
 
 }  // namespace tolvander
