@@ -174,6 +174,8 @@ Task<> AppModel::startUp(FirstSync firstSync) {
   refreshMountedVolumes();
   auto devices = refreshConnectedDevices();
   co_await devices;
+  auto settling = settleTrash();
+  co_await settling;
   auto trashCount = refreshTrashCount();
   co_await trashCount;
   auto albumNames = refreshAlbumNames();
@@ -267,6 +269,8 @@ Task<> AppModel::handleMountedVolume(FileURL url) {
   if (!containsVolume(connectedDevices.value(), standardizedURL)) {
     co_return;
   }
+  auto settling = settleTrash();
+  co_await settling;
   auto trashCount = refreshTrashCount();
   co_await trashCount;
   auto sync = syncAllConnected(false);

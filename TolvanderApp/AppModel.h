@@ -247,13 +247,15 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   void setSyncPhase(const SyncPhase& phase);
 
   // Cleanup (AppModelCleanup.cpp)
-  std::optional<FileURL> authorizedVolume(const ManagedTrashRecord& record,
+  std::optional<FileURL> authorizedVolume(const std::optional<std::string>& deviceIdentifier,
+                                          const std::string& trashedPath,
                                           const std::vector<FileURL>& mounted) const;
   std::vector<ManagedTrashRecord> authorizedTrashRecords(
       const std::vector<ManagedTrashRecord>& records) const;
   // Both throw CancellationError where the flow is to stop, and CocoaError fileReadNoPermission.
   void requireCleanupAccess(const FileURL& volume, const CancellationToken& token) const;
   void requireCleanupAccess(const std::vector<ManagedTrashRecord>& records, const CancellationToken& token);
+  Task<> settleTrash();
   void showCleanupFailure(std::string message);
   Task<CleanupOutcome> offerToTrash(std::vector<FingerprintedMediaFile> files, DetectedDevice device);
   Task<CleanupOutcome> moveToTrash(std::vector<FingerprintedMediaFile> files, DetectedDevice device);
@@ -334,6 +336,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   std::optional<TaskHandle> activeSyncTask_;
   bool syncCancellationRequested_ = false;
   bool isCleaningUp_ = false;
+  std::uint64_t cleanupsBegun_ = 0;
   bool pendingSyncRequested_ = false;
   std::optional<ConnectedDeviceSummary> ejectAfterSync_;
   std::optional<TaskHandle> ejectTask_;  // the last one, finished or not

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include "TolvanderApp/AppModel.h"
 #include "TolvanderApp/CameraVolumeDiscovery.h"
@@ -85,20 +86,30 @@ std::optional<FileURL> volumeAround(const std::string& recordedPath, const std::
   return url ? CameraVolumeDiscovery::containingVolume(*url, mounted) : std::nullopt;
 }
 
+// Intents that stay are dropped at the next start, for their files are on the camera.
+void forgetIntents(SyncHistoryStore& history, const std::set<UUID>& ids) {
+  try {
+    history.forgetTrashIntents(ids);
+  } catch (const Error&) {
+    return;
+  }
+}
+
 [[noreturn]] void throwNoPermission() { throw CocoaError(CocoaError::Code::fileReadNoPermission); }
 
 }  // namespace
 
 // MARK: Access
 
-// The volume of the record where it is mounted, is the one that the record is of, and may be used.
-std::optional<FileURL> AppModel::authorizedVolume(const ManagedTrashRecord& record,
+// The volume around a recorded path where it is mounted, is the device that was recorded, and may be used.
+std::optional<FileURL> AppModel::authorizedVolume(const std::optional<std::string>& deviceIdentifier,
+                                                  const std::string& trashedPath,
                                                   const std::vector<FileURL>& mounted) const {
-  if (!record.deviceIdentifier) {
+  if (!deviceIdentifier) {
     return std::nullopt;
   }
-  const auto volume = volumeAround(record.trashedPath, mounted);
-  if (!volume || volumeUUID(*volume) != record.deviceIdentifier ||
+  const auto volume = volumeAround(trashedPath, mounted);
+  if (!volume || volumeUUID(*volume) != deviceIdentifier ||
       securityScopedAccess_.authorizedProfiles(*volume, settings().authorizedDeviceProfiles()).empty()) {
     return std::nullopt;
   }
@@ -109,7 +120,7 @@ Records AppModel::authorizedTrashRecords(const Records& records) const {
   const auto mounted = CameraVolumeDiscovery::mountedURLs(platform_.volumes);
   Records authorized;
   std::ranges::copy_if(records, std::back_inserter(authorized), [&](const ManagedTrashRecord& record) {
-    return authorizedVolume(record, mounted).has_value();
+    return authorizedVolume(record.deviceIdentifier, record.trashedPath, mounted).has_value();
   });
   return authorized;
 }
@@ -145,6 +156,41 @@ void AppModel::requireCleanupAccess(const Records& records, const CancellationTo
   }
 }
 
+// MARK: What an earlier run left
+
+// Before anything is shown of the Trash: a process that died while it moved files has not recorded them, and
+// the user may have emptied the Trash since. What can't be looked at or saved now is settled another time.
+Task<> AppModel::settleTrash() {
+  if (photosPermissionStatus != PhotosPermissionStatus::authorized || isSyncing) {
+    co_return;
+  }
+  refreshSecurityScopedAccess();
+  const auto cleanupsBefore = cleanupsBegun_;
+  try {
+    auto reading = background([history = services_.history] {
+      return std::pair(history->trashRecords(), history->unsettledTrashIntents());
+    });
+    auto [records, intents] = co_await reading;
+    records = authorizedTrashRecords(records);
+    const auto mounted = CameraVolumeDiscovery::mountedURLs(platform_.volumes);
+    std::erase_if(intents, [&](const TrashIntent& intent) {
+      return !authorizedVolume(intent.deviceIdentifier, intent.trashDirectoryPath, mounted);
+    });
+    auto looking =
+        background([trash = trash_, records = std::move(records), intents = std::move(intents)](
+                       const CancellationToken& stop) { return trash.settlement(records, intents, stop); });
+    auto settlement = co_await looking;
+    // What a cleanup does in the meantime makes the look out of date.
+    if (!settlement.changesNothing() && cleanupsBegun_ == cleanupsBefore) {
+      auto recording = background([history = services_.history, settlement = std::move(settlement)] {
+        history->settleTrash(settlement);
+      });
+      co_await recording;
+    }
+  } catch (const Error&) {
+  }
+}
+
 // MARK: Moving to the Trash
 
 void AppModel::showCleanupFailure(std::string message) {
@@ -155,6 +201,7 @@ void AppModel::showCleanupFailure(std::string message) {
 Task<AppModel::CleanupOutcome> AppModel::offerToTrash(std::vector<FingerprintedMediaFile> files,
                                                       DetectedDevice device) {
   isCleaningUp_ = true;
+  ++cleanupsBegun_;
   CleanupOutcome outcome;
   std::exception_ptr failure;
   try {
@@ -197,10 +244,10 @@ Task<AppModel::CleanupOutcome> AppModel::moveToTrash(std::vector<FingerprintedMe
   }
   requireCleanupAccess(device.volumeURL, token);
   statusMessage = "Moving synced files to Trash…";
-  auto moving = background([trash = trash_, files = std::move(files), device,
-                            assets = std::move(*assets)](const CancellationToken& stop) {
+  auto moving = background([trash = trash_, files = std::move(files), device, assets = std::move(*assets),
+                            intents = TrashIntentLog::of(services_.history)](const CancellationToken& stop) {
     return trash.moveToTrash(files, device.volumeURL, volumeUUID(device.volumeURL).value_or(""),
-                             device.displayName, assets, stop);
+                             device.displayName, assets, intents, stop);
   });
   const TrashMoveResult result = co_await moving;
   record(DiagnosticLog::Event::cleanupFinished,
@@ -249,8 +296,11 @@ Task<AppModel::CleanupOutcome> AppModel::finishMove(TrashMoveResult result, std:
 
 // What can't be tracked goes back. Files that the move itself could not put back remain as well.
 Task<> AppModel::undoMove(TrashMoveResult result) {
-  auto restoring = background(
-      [trash = trash_, records = result.records] { return trash.restoreToOriginalLocations(records); });
+  auto restoring = background([trash = trash_, history = services_.history, records = result.records] {
+    const TrashRestoreResult restored = trash.restoreToOriginalLocations(records);
+    forgetIntents(*history, restored.restored);
+    return restored;
+  });
   const TrashRestoreResult restored = co_await restoring;
   const std::size_t remaining =
       result.records.size() - restored.restored.size() + result.recoveryPaths.size();
@@ -277,6 +327,7 @@ void AppModel::restoreManagedTrash(DeviceTrashSummary device,
 void AppModel::startCleanup(Task<> cleanup) {
   isSyncing = true;
   isCleaningUp_ = true;
+  ++cleanupsBegun_;
   beginFlow();
   activeSyncTask_ = tasks_.start(runCleanup(std::move(cleanup)));
 }

@@ -3,6 +3,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "TolvanderApp/Platform/TrashOperations.h"
 #include "TolvanderApp/TrashDeleteResult.h"
 #include "TolvanderApp/TrashDeletionOperations.h"
+#include "TolvanderApp/TrashIntentLog.h"
 #include "TolvanderApp/TrashMoveResult.h"
 #include "TolvanderApp/TrashRestoreResult.h"
 #include "TolvanderApp/UnsafeTrashItem.h"
@@ -17,6 +19,8 @@
 #include "TolvanderCore/FileURL.h"
 #include "TolvanderCore/FingerprintedMediaFile.h"
 #include "TolvanderCore/ManagedTrashRecord.h"
+#include "TolvanderCore/TrashIntent.h"
+#include "TolvanderCore/TrashSettlement.h"
 
 namespace tolvander::app {
 
@@ -82,10 +86,25 @@ class TrashService {
   // Moves the files that `assetIdentifiers` (from source fingerprint to the asset's identifier) says are in
   // the library. Looks for cancellation before each file, before its move, and during each hash; a file whose
   // proof after the move is cut short is put back.
+  //
+  // Each move is written to `intents` before it happens, and withdrawn when the file is back on the camera;
+  // where it can't be written, the file isn't moved. The record of the move has the intent's identity.
   TrashMoveResult moveToTrash(const std::vector<FingerprintedMediaFile>& files, const FileURL& volumeURL,
                               const std::string& deviceIdentifier, const std::string& volumeName,
                               const std::map<std::string, std::string>& assetIdentifiers,
-                              const CancellationToken& token) const;
+                              const TrashIntentLog& intents, const CancellationToken& token) const;
+
+  // What became of the files of records, and of moves that were begun by a process which then died. Looks
+  // only.
+  //
+  // A file in the Trash is found to be the one of an intent when it isn't on the camera any more, the
+  // platform says that it came from there and was moved no earlier than the intent, its content has the
+  // intent's hash, and it is no record's. A record's file has left the Trash when that can be read and the
+  // file is neither under its name nor, with the same identity and content, under another. What can't be
+  // looked at is left out, as is a volume that isn't here. Looks for cancellation during each hash; throws
+  // CancellationError and nothing else.
+  TrashSettlement settlement(const std::vector<ManagedTrashRecord>& records,
+                             const std::vector<TrashIntent>& intents, const CancellationToken& token) const;
 
   // The records that still stand for their file, in order. Their content is not read.
   std::vector<ManagedTrashRecord> availableRecords(const std::vector<ManagedTrashRecord>& records) const;
@@ -122,6 +141,9 @@ class TrashService {
   // volume than it.
   OpenFile openFile(const FileURL& url, const FileURL& root) const;
 
+  // The Trash directory that a record or an intent names. Throws UnsafeTrashItem where that is none now.
+  FileURL trashOfRecord(const std::string& recordedPath) const;
+
   // The record's file, when it is provably the one that was moved there. Throws.
   OpenFile openRecord(const ManagedTrashRecord& record) const;
 
@@ -131,8 +153,11 @@ class TrashService {
 
  private:
   struct Move;
+  class Settling;
   ManagedTrashRecord moveOne(const FingerprintedMediaFile& file, const Move& move,
                              std::vector<std::string>& recoveryPaths) const;
+  std::optional<FileURL> moveEntry(const OpenFile& source, const OpenDirectory& trash,
+                                   const TrashIntent& intent, const Move& move) const;
   bool putBack(const OpenFile& source, const OpenDirectory& trash, const FileURL& resulting) const;
   void restoreOne(const ManagedTrashRecord& record) const;
   void deleteOne(const ManagedTrashRecord& record, const TrashDeletionOperations& operations,

@@ -14,6 +14,15 @@ Date now() {
   return std::chrono::time_point_cast<std::chrono::nanoseconds>(std::chrono::system_clock::now());
 }
 
+// An intent that stays is dropped at the next start, for its file is on the camera.
+void withdraw(const TrashIntent& intent, const TrashIntentLog& intents) {
+  try {
+    intents.withdraw(intent.id);
+  } catch (const std::exception&) {
+    return;
+  }
+}
+
 }  // namespace
 
 // What is the same for all files of one move.
@@ -22,6 +31,7 @@ struct TrashService::Move {
   const std::string& deviceIdentifier;
   const std::string& volumeName;
   const std::map<std::string, std::string>& assetIdentifiers;
+  const TrashIntentLog& intents;
   const CancellationToken& token;
 };
 
@@ -29,8 +39,9 @@ TrashMoveResult TrashService::moveToTrash(const std::vector<FingerprintedMediaFi
                                           const FileURL& volumeURL, const std::string& deviceIdentifier,
                                           const std::string& volumeName,
                                           const std::map<std::string, std::string>& assetIdentifiers,
+                                          const TrashIntentLog& intents,
                                           const CancellationToken& token) const {
-  const Move move{volumeURL, deviceIdentifier, volumeName, assetIdentifiers, token};
+  const Move move{volumeURL, deviceIdentifier, volumeName, assetIdentifiers, intents, token};
   TrashMoveResult result;
   for (const FingerprintedMediaFile& file : files) {
     try {
@@ -61,8 +72,18 @@ ManagedTrashRecord TrashService::moveOne(const FingerprintedMediaFile& file, con
   source.verifyName();
   move.token.throwIfCancelled();
 
-  const std::optional<FileURL> resulting =
-      platform_.trashItem(source.parent().descriptor(), source.name(), trash.descriptor());
+  const TrashIntent intent{.id = UUID::random(),
+                           .deviceIdentifier = move.deviceIdentifier,
+                           .volumeName = move.volumeName,
+                           .originalFilename = file.file.filename,
+                           .originalPath = normalized(file.file.url).path(),
+                           .trashDirectoryPath = trash.url().path(),
+                           .volumeIdentifier = source.identity().volumeIdentifier,
+                           .fingerprint = file.sourceFingerprint,
+                           .photosAssetIdentifier = asset->second,
+                           .intendedAt = std::chrono::floor<std::chrono::seconds>(now())};
+  move.intents.begin(intent);
+  const auto resulting = moveEntry(source, trash, intent, move);
   if (!resulting) {
     recoveryPaths.push_back("macOS Trash: " + file.file.filename);
     throw UnsafeTrashItem();
@@ -70,21 +91,24 @@ ManagedTrashRecord TrashService::moveOne(const FingerprintedMediaFile& file, con
   try {
     const OpenFile moved = openFile(*resulting, trash.url());
     moved.verifyHash(file.sourceFingerprint, move.token);
-    return {.id = UUID::random(),
-            .deviceIdentifier = move.deviceIdentifier,
-            .volumeName = move.volumeName,
-            .trashedPath = normalized(*resulting).path(),
-            .originalFilename = file.file.filename,
-            .fingerprint = file.sourceFingerprint,
-            .trashedAt = now(),
-            .originalPath = normalized(file.file.url).path(),
-            .trashDirectoryPath = trash.url().path(),
-            .identity = moved.identity(),
-            .photosAssetIdentifier = asset->second};
+    return intent.recordOf(normalized(*resulting).path(), moved.identity(), now());
   } catch (...) {
-    if (!putBack(source, trash, *resulting)) {
+    if (putBack(source, trash, *resulting)) {
+      withdraw(intent, move.intents);
+    } else {
       recoveryPaths.push_back(resulting->path());
     }
+    throw;
+  }
+}
+
+// The name may have been given to another file since it was looked at; what was moved is proven afterwards.
+std::optional<FileURL> TrashService::moveEntry(const OpenFile& source, const OpenDirectory& trash,
+                                               const TrashIntent& intent, const Move& move) const {
+  try {
+    return platform_.trashItem(source.parent().descriptor(), source.name(), trash.descriptor());
+  } catch (...) {
+    withdraw(intent, move.intents);
     throw;
   }
 }

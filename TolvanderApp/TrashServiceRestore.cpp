@@ -18,17 +18,21 @@ FileURL urlOfRecordedPath(const std::string& path) {
 
 }  // namespace
 
+FileURL TrashService::trashOfRecord(const std::string& recordedPath) const {
+  FileURL trash = normalized(urlOfRecordedPath(recordedPath));
+  if (normalized(platform_.trashDirectory(trash, false)) != trash) {
+    throw UnsafeTrashItem();
+  }
+  return trash;
+}
+
 TrashService::OpenFile TrashService::openRecord(const ManagedTrashRecord& record) const {
   // Records of older versions lack what proves anything.
   if (!record.trashDirectoryPath || !record.identity || !record.photosAssetIdentifier ||
       record.photosAssetIdentifier->empty()) {
     throw UnsafeTrashItem();
   }
-  const FileURL trash = normalized(urlOfRecordedPath(*record.trashDirectoryPath));
-  if (normalized(platform_.trashDirectory(trash, false)) != trash) {
-    throw UnsafeTrashItem();
-  }
-  OpenFile file = openFile(urlOfRecordedPath(record.trashedPath), trash);
+  OpenFile file = openFile(urlOfRecordedPath(record.trashedPath), trashOfRecord(*record.trashDirectoryPath));
   if (file.identity() != *record.identity) {
     throw UnsafeTrashItem();
   }

@@ -24,7 +24,7 @@ using app::TrashReport;
 TrashReport reportOf(const HomeFiles& files) {
   platform::linux_::VolumeTrash trash;
   SyncHistoryStore history(files.history);
-  return TrashReport::of(history.trashRecords(), app::TrashService(trash));
+  return TrashReport::of(history.trashRecords(), history.unsettledTrashIntents(), app::TrashService(trash));
 }
 
 // What a flow came to: whether the user wanted it, and why it couldn't be, where the model doesn't know that.

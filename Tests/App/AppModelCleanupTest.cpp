@@ -108,6 +108,33 @@ class AppModelCleanupTest : public AppModelFlowTest {
     EXPECT_TRUE(world.ejector.ejected.empty());
   }
 
+  FileURL journalFile() const {
+    return world.historyFile().deletingLastPathComponent().appending("trash-intents.jsonl");
+  }
+
+  // The files are in the Trash, and the process died before it had recorded them.
+  void loseRecordsAsAKillDoes() {
+    std::set<UUID> ids;
+    TrashIntentJournal journal(journalFile());
+    const auto records = world.history().trashRecords();
+    for (const ManagedTrashRecord& record : records) {
+      ids.insert(record.id);
+    }
+    world.history().removeTrash(ids);
+    for (const ManagedTrashRecord& record : records) {
+      journal.add({.id = record.id,
+                   .deviceIdentifier = *record.deviceIdentifier,
+                   .volumeName = record.volumeName,
+                   .originalFilename = record.originalFilename,
+                   .originalPath = *record.originalPath,
+                   .trashDirectoryPath = *record.trashDirectoryPath,
+                   .volumeIdentifier = record.identity->volumeIdentifier,
+                   .fingerprint = record.fingerprint,
+                   .photosAssetIdentifier = *record.photosAssetIdentifier,
+                   .intendedAt = record.trashedAt - std::chrono::minutes(1)});
+    }
+  }
+
   std::vector<FileURL> trashedFiles() {
     std::vector<FileURL> files;
     for (const auto& record : world.history().trashRecords()) {
@@ -723,6 +750,61 @@ TEST_F(AppModelCleanupTest, doesNothingWhileAnotherFlowRunsOrBeforeSetup) {
   clear(device);
   EXPECT_TRUE(world.dialogs.alerts.empty());
   EXPECT_EQ(trashedFiles().size(), 1U);
+}
+
+// What an earlier run left
+
+TEST_F(AppModelCleanupTest, recordsAtTheNextStartWhatAKilledRunMoved) {
+  const Camera camera = plugInAndTrash(2);
+  loseRecordsAsAKillDoes();
+  launch();
+  ASSERT_EQ(model().deviceTrashSummaries->size(), 1U);
+  EXPECT_EQ(model().deviceTrashSummaries->front().count, 2);
+  EXPECT_TRUE(TrashIntentJournal(journalFile()).intents().empty());
+  run([&] { model().restoreManagedTrash(model().deviceTrashSummaries->front(), std::nullopt); });
+  EXPECT_TRUE(exists(picture(camera, 1)));
+  EXPECT_TRUE(exists(picture(camera, 2)));
+}
+
+TEST_F(AppModelCleanupTest, waitsWithAnIntentUntilItsCameraIsHere) {
+  const Camera camera = plugInAndTrash(1);
+  loseRecordsAsAKillDoes();
+  world.unmount(camera);
+  launch();
+  EXPECT_TRUE(world.history().trashRecords().empty());
+  EXPECT_EQ(TrashIntentJournal(journalFile()).intents().size(), 1U);
+  world.mount(camera);
+  world.run(model().handleMountedVolume(camera.url));
+  EXPECT_EQ(world.history().trashRecords().size(), 1U);
+  EXPECT_EQ(model().deviceTrashSummaries->size(), 1U);
+}
+
+TEST_F(AppModelCleanupTest, leavesTheIntentsOfACameraThatItMayNotUse) {
+  plugInAndTrash(1);
+  loseRecordsAsAKillDoes();
+  world.settings().removeProfile(world.settings().cameraGrants().front().id);
+  launch();
+  EXPECT_TRUE(world.history().trashRecords().empty());
+  EXPECT_EQ(TrashIntentJournal(journalFile()).intents().size(), 1U);
+}
+
+TEST_F(AppModelCleanupTest, dropsTheRecordOfAnEmptiedTrashOnlyWhileItsCameraIsHere) {
+  const Camera camera = plugInAndTrash(2);
+  std::filesystem::remove(world.history().trashRecords().front().trashedPath);
+  world.unmount(camera);
+  launch();
+  EXPECT_EQ(world.history().trashRecords().size(), 2U);
+  world.mount(camera);
+  launch();
+  EXPECT_EQ(world.history().trashRecords().size(), 1U);
+  EXPECT_EQ(model().deviceTrashSummaries->front().count, 1);
+}
+
+TEST_F(AppModelCleanupTest, filesThatWentBackHaveNoIntentLeft) {
+  prepareOffer(2);
+  beforeTrashCall("trashItem", [&] { blockHistory(); });
+  sync();
+  EXPECT_TRUE(TrashIntentJournal(journalFile()).intents().empty());
 }
 
 // Putting back

@@ -41,7 +41,7 @@ class AppModelRefresh : public testing::Test {
     const std::vector files{scene.addPhoto("A.JPG", "one of " + volumeName),
                             scene.addPhoto("B.JPG", "two of " + volumeName)};
     const auto moved = scene.service.moveToTrash(files, from.url, *volumeResourceValues(from.url).uuid,
-                                                 volumeName, scene.assets, {});
+                                                 volumeName, scene.assets, scene.intentLog, {});
     ASSERT_EQ(moved.records.size(), 2U);
     world.history().addTrash(moved.records);
   }

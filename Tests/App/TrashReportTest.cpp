@@ -26,7 +26,7 @@ class TrashReportTest : public testing::Test {
   }
 
   TrashReport of(const std::vector<ManagedTrashRecord>& records) const {
-    return TrashReport::of(records, scene.service);
+    return TrashReport::of(records, {}, scene.service);
   }
 
   TemporaryFolder folder;
@@ -45,6 +45,19 @@ TEST_F(TrashReportTest, tellsPeopleWhatLiesInTheTrashOfEachCamera) {
             "“OTHER”: 1 file in the Trash\n"
             "2026-11-15T19:13:17Z      1 byte  c.jpg\n");
   EXPECT_EQ(of({}).text(), "No camera file lies in the Trash.\n");
+}
+
+TEST_F(TrashReportTest, listsWhatAnEarlierRunMovedAndDidNotRecord) {
+  moved("a.jpg", "four");
+  const auto later = dateFromISO8601("2099-01-01T00:00:00Z").value();
+  scene.intents.front().intendedAt = scene.intents.front().intendedAt - std::chrono::hours(1);
+  moved("b.jpg", "three");
+  scene.intents.back().intendedAt = later;
+  const TrashReport report = TrashReport::of({}, scene.intents, scene.service);
+  ASSERT_EQ(report.cameras.size(), 1U);
+  ASSERT_EQ(report.cameras.front().files.size(), 1U) << "b.jpg was in the Trash before that intent";
+  EXPECT_EQ(report.cameras.front().files.front().filename, "a.jpg");
+  EXPECT_EQ(report.cameras.front().files.front().byteCount, 4);
 }
 
 TEST_F(TrashReportTest, hasNoSizeForAFileThatCannotBeReached) {

@@ -215,8 +215,8 @@ TEST_F(TrashServiceTest, goesThroughTheSystemsOwnLinksAtTheTopOfTheDisk) {
     std::filesystem::create_directory_symlink("private/" + top, (folder / top).path());
     DiskWithPrivateFolders disk(scene.platform, folder.url());
     photo.file.url = FileURL("/" + top + "/card/PICT0001.JPG");
-    const auto result = app::TrashService(disk).moveToTrash({photo}, FileURL("/" + top + "/card"), "", "",
-                                                            scene.assets, CancellationToken());
+    const auto result = app::TrashService(disk).moveToTrash(
+        {photo}, FileURL("/" + top + "/card"), "", "", scene.assets, scene.intentLog, CancellationToken());
     ASSERT_EQ(result.records.size(), 1U) << top;
     EXPECT_EQ(result.records.front().originalPath, "/private/" + top + "/card/PICT0001.JPG");
     EXPECT_FALSE(exists(folder / ("private/" + top + "/card/PICT0001.JPG")));

@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <set>
@@ -191,6 +193,40 @@ class SyncFaults : public testing::Test {
               << pausedFiles << " files in all, " << time.count() << " s\n";
   }
 
+  // MARK: The Trash stage
+
+  ExitStatus syncIntoTrash() { return run({"sync", "--yes", "--trash", "yes", card.path()}); }
+
+  // Whatever has no info file there is no item.
+  std::size_t countInTrash() const {
+    const fs::path files = card.appending(".Trash-" + std::to_string(geteuid()) + "/files").path();
+    const fs::directory_iterator end;
+    return fs::exists(files) ? static_cast<std::size_t>(std::distance(fs::directory_iterator(files), end))
+                             : 0;
+  }
+
+  std::size_t countListed() {
+    run({"trash", "list"});
+    std::size_t count = 0;
+    std::istringstream lines(printed);
+    for (std::string line; std::getline(lines, line);) {
+      count += line.ends_with(".JPG") || line.ends_with(".AVI") ? 1 : 0;
+    }
+    return count;
+  }
+
+  // Every moved file is listed, and comes back.
+  void listAndRestoreEveryMovedFile() {
+    EXPECT_EQ(countListed(), countInTrash()) << printed;
+    EXPECT_EQ(run({"trash", "restore", "--yes"}), ExitStatus::done) << printed;
+    EXPECT_EQ(countInTrash(), 0U);
+    auto content = contentOfCard();
+    std::erase_if(content,
+                  [](const auto& entry) { return entry.first.find("/.Trash-") != std::string::npos; });
+    EXPECT_EQ(content, cardContent);
+    fs::remove_all(card.appending(".Trash-" + std::to_string(geteuid())).path());
+  }
+
   static constexpr std::size_t fewestPoints = 200;
 
   const TemporaryFolder folder = TemporaryFolder::inMemory();
@@ -207,6 +243,28 @@ class SyncFaults : public testing::Test {
 TEST_F(SyncFaults, everyFileArrivesOnceOrIsPausedWhereverTheProcessIsKilled) {
   tryEveryPoint("killed", Fault::kill(), stepThrough(13));
   EXPECT_GT(pausedRuns, 0U) << "no kill fell between the marks and the library's commit";
+}
+
+TEST_F(SyncFaults, everyMovedFileIsListedAndComesBackWhereverTheTrashStageIsKilled) {
+  const std::size_t callsBefore = countMutatingCalls([this] { sync(); });
+  fs::remove_all(home.url().path());
+  constexpr std::size_t callsOfTheAlbum = 40;  // a sync without the Trash stage has an album instead
+  const std::size_t step = stepThrough(13);
+  std::size_t points = 0;
+  std::size_t moved = 0;
+  for (std::size_t point = callsBefore - callsOfTheAlbum;; point += step) {
+    const FaultOutcome outcome = runWithFault(Fault::kill(), point, [this] { syncIntoTrash(); });
+    SCOPED_TRACE("killed at call " + std::to_string(point) + " (" + outcome.call + ")");
+    moved += countInTrash();
+    points += countInTrash() > 0 ? 1 : 0;
+    listAndRestoreEveryMovedFile();
+    fs::remove_all(home.url().path());
+    if (!outcome.wasHit() || HasFailure()) {
+      break;
+    }
+  }
+  std::cout << points << " points with files in the Trash, " << moved << " files in all\n";
+  EXPECT_GT(points, 40 / step);
 }
 
 TEST_F(SyncFaults, everyFileArrivesOnceOrIsPausedWhereverACallFailsOnce) {

@@ -4,8 +4,10 @@
 #include <cerrno>
 #include <filesystem>
 #include <functional>
+#include <iostream>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -38,11 +40,12 @@ class TrashFaults : public testing::Test {
     }
     scene_ = std::make_unique<TrashScene>(folder_ / "volume");
     scene_->watched.volumeUUID = [](const FileURL&) { return "VOLUME"; };
-    store_ = std::make_unique<SyncHistoryStore>(historyFile());
+    store_ = std::make_shared<SyncHistoryStore>(historyFile());
     photos_.clear();
     for (std::size_t index = 0; index < photoCount; ++index) {
       photos_.push_back(scene_->addPhoto(nameOf(index), contentOf(index)));
     }
+    scene_->intentLog = app::TrashIntentLog::of(store_);
     accountedFor_.clear();
   }
 
@@ -114,6 +117,48 @@ class TrashFaults : public testing::Test {
                                                       "\nDeletionDate=2");
   }
 
+  // What the next start does.
+  void settle() const {
+    SyncHistoryStore restarted(historyFile());
+    const auto settlement = scene_->service.settlement(
+        restarted.trashRecords(), restarted.unsettledTrashIntents(), CancellationToken());
+    restarted.settleTrash(settlement);
+  }
+
+  // The photo in the Trash that was there before, the user's own, which looks like one of ours.
+  void addUsersOwnItem() {
+    writeFile(scene_->inTrash("own.JPG"), contentOf(0));
+    writeFile(scene_->infoOf("own.JPG"),
+              "[Trash Info]\nPath=DCIM/100CHRM/" + nameOf(0) + "\nDeletionDate=2020-01-01T00:00:00\n");
+  }
+
+  // After a kill: the next start knows every moved file and no other, and puts all of them back.
+  void expectNextStartToRestoreEveryPhoto() {
+    std::set<std::string> moved;
+    for (const std::string& name : namesIn(scene_->trash)) {
+      moved.insert(scene_->inTrash(name).path());
+    }
+    EXPECT_EQ(moved.erase(scene_->inTrash("own.JPG").path()), 1U);
+    settle();
+    SyncHistoryStore restarted(historyFile());
+    std::set<std::string> recorded;
+    for (const ManagedTrashRecord& record : restarted.trashRecords()) {
+      EXPECT_TRUE(recorded.insert(record.trashedPath).second) << "recorded twice";
+    }
+    EXPECT_EQ(recorded, moved);
+    EXPECT_TRUE(restarted.unsettledTrashIntents().empty());
+    const auto records = restarted.trashRecords();
+    restarted.removeTrash(scene_->service.restoreToOriginalLocations(records).restored);
+    for (std::size_t index = 0; index < photoCount; ++index) {
+      EXPECT_TRUE(isOnCamera(index)) << nameOf(index);
+    }
+    EXPECT_EQ(namesIn(scene_->trash), std::vector<std::string>{"own.JPG"});
+    // What the user moves there himself afterwards is his own.
+    scene_->moveAsAnotherProgramDoes(nameOf(0));
+    settle();
+    EXPECT_TRUE(SyncHistoryStore(historyFile()).trashRecords().empty());
+  }
+
   void expectEveryPhotoAccountedFor(const Fault& fault, const FaultOutcome& outcome, bool mayBeGone) const {
     const bool resultIsUnknown = fault.kind == Fault::Kind::kill;  // it went with the process
     for (std::size_t index = 0; index < photoCount; ++index) {
@@ -169,7 +214,7 @@ class TrashFaults : public testing::Test {
 
   TemporaryFolder folder_;
   std::unique_ptr<TrashScene> scene_;
-  std::unique_ptr<SyncHistoryStore> store_;
+  std::shared_ptr<SyncHistoryStore> store_;
   std::vector<FingerprintedMediaFile> photos_;
   // What the user is told of: paths in the Trash, and names of files that were deleted.
   std::vector<std::string> accountedFor_;
@@ -199,6 +244,18 @@ TEST_F(TrashFaults, leaveEveryFileAccountedForDuringAMove) {
         });
     EXPECT_GE(points * stepThrough(7), fewestCallsOfAMove);
   }
+}
+
+TEST_F(TrashFaults, leaveNoMovedFileUnknownToTheNextStartWhereverTheProcessIsKilled) {
+  const std::size_t points = forEachPoint(
+      Fault::kill(),
+      [this] {
+        makeCamera();
+        addUsersOwnItem();
+      },
+      [this] { move(); }, [this](const FaultOutcome&) { expectNextStartToRestoreEveryPhoto(); });
+  EXPECT_GE(points * stepThrough(7), fewestCallsOfAMove);
+  std::cout << points << " kill points\n";
 }
 
 TEST_F(TrashFaults, leaveEveryFileAccountedForDuringARestore) {

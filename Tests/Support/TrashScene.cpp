@@ -41,13 +41,18 @@ FingerprintedMediaFile TrashScene::addPhoto(const std::string& name, std::string
 
 app::TrashMoveResult TrashScene::move(const std::vector<FingerprintedMediaFile>& files,
                                       const CancellationToken& token) const {
-  return service.moveToTrash(files, volume, "camera", "CHARMERA", assets, token);
+  return service.moveToTrash(files, volume, "camera", "CHARMERA", assets, intentLog, token);
 }
 
 ManagedTrashRecord TrashScene::moved(const FingerprintedMediaFile& file) const {
   const app::TrashMoveResult result = move({file});
   EXPECT_EQ(result.records.size(), 1U);
   return result.records.empty() ? ManagedTrashRecord() : result.records.front();
+}
+
+void TrashScene::moveAsAnotherProgramDoes(const std::string& name) {
+  const auto files = service.openDirectory(platform.trashDirectory(volume, true));
+  EXPECT_TRUE(platform.trashItem(service.openDirectory(camera).descriptor(), name, files.descriptor()));
 }
 
 FileURL TrashScene::infoOf(const std::string& name) const {

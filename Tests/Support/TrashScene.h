@@ -27,6 +27,9 @@ struct TrashScene {
   // The record of a file that is moved without trouble.
   ManagedTrashRecord moved(const FingerprintedMediaFile& file) const;
 
+  // Moves a photo to the Trash as a file manager does, which is the user's own doing.
+  void moveAsAnotherProgramDoes(const std::string& name);
+
   FileURL inTrash(std::string_view name) const { return trash.appending(name); }
   FileURL infoOf(const std::string& name) const;
 
@@ -37,6 +40,13 @@ struct TrashScene {
   WatchedTrash watched{platform};
   app::TrashService service{watched};
   std::map<std::string, std::string> assets;  // from source fingerprint
+  std::vector<TrashIntent> intents;           // of moves, those withdrawn left out
+  app::TrashIntentLog intentLog{
+      .begin = [this](const TrashIntent& intent) { intents.push_back(intent); },
+      .withdraw =
+          [this](const UUID& id) {
+            std::erase_if(intents, [&](const TrashIntent& intent) { return intent.id == id; });
+          }};
 };
 
 // For files whose copy in the library is beyond doubt.

@@ -59,7 +59,14 @@ std::int64_t TrashReport::Camera::reachable(const std::optional<Filenames>& file
   });
 }
 
-TrashReport TrashReport::of(const std::vector<ManagedTrashRecord>& records, const TrashService& trash) {
+TrashReport TrashReport::of(std::vector<ManagedTrashRecord> records,
+                            const std::vector<TrashIntent>& unsettled, const TrashService& trash) {
+  const TrashSettlement settlement = trash.settlement(records, unsettled, CancellationToken());
+  for (const ManagedTrashRecord& relocated : settlement.relocated) {
+    std::ranges::replace_if(
+        records, [&](const ManagedTrashRecord& record) { return record.id == relocated.id; }, relocated);
+  }
+  records.insert(records.end(), settlement.found.begin(), settlement.found.end());
   TrashReport report;
   for (const ManagedTrashRecord& record : records) {
     cameraOf(record, report.cameras)

@@ -10,6 +10,7 @@
 #include "TolvanderApp/TrashService.h"
 #include "TolvanderCore/Date.h"
 #include "TolvanderCore/ManagedTrashRecord.h"
+#include "TolvanderCore/TrashIntent.h"
 
 namespace tolvander::app {
 
@@ -37,8 +38,10 @@ struct TrashReport {
 
   std::vector<Camera> cameras;
 
-  // Looks at every file, and changes nothing.
-  static TrashReport of(const std::vector<ManagedTrashRecord>& records, const TrashService& trash);
+  // Looks at every file, and changes nothing. The files of moves that an earlier process began and didn't
+  // record are among them, where they prove to be those.
+  static TrashReport of(std::vector<ManagedTrashRecord> records, const std::vector<TrashIntent>& unsettled,
+                        const TrashService& trash);
 
   // Those of the names that no file has which can be reached.
   Filenames unknown(const Filenames& filenames) const;
