@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "Tests/Support/OtherUser.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "TolvanderCore/ISO8601.h"
 #include "TolvanderCore/SyncHistoryStore.h"
@@ -14,6 +15,7 @@ namespace tolvander {
 namespace {
 
 namespace fs = std::filesystem;
+using tests::OtherUser;
 using tests::readFile;
 using tests::TemporaryFolder;
 using tests::writeFile;
@@ -104,6 +106,23 @@ TEST_F(TrashIntents, inAFileThatCanNotBeReadAreNeitherLostNorAddedTo) {
   TrashIntentJournal journal(file);
   EXPECT_THROW(journal.add(intentOf(1)), PosixError);
   EXPECT_TRUE(journal.intents().empty());
+}
+
+TEST_F(TrashIntents, inAFileThatMayOnlyBeWrittenAreNotWrittenOver) {
+  TrashIntentJournal(file).add(intentOf(1));
+  const std::string before = readFile(file);
+  for (FileURL url = file; url != folder.url(); url = url.deletingLastPathComponent()) {
+    fs::permissions(url.path(), fs::perms::all);
+  }
+  fs::permissions(folder.url().path(), fs::perms::all);
+  fs::permissions(file.path(), fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write);
+  {
+    const OtherUser user;
+    TrashIntentJournal journal(file);
+    EXPECT_THROW(journal.add(intentOf(2)), PosixError);
+  }
+  fs::permissions(file.path(), fs::perms::all);
+  EXPECT_EQ(readFile(file), before);
 }
 
 TEST_F(TrashIntents, areNotWrittenThroughALink) {
