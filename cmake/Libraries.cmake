@@ -16,12 +16,12 @@ set(tolvander_libraries
     "libheif       | 1.15.1    | libheif-dev              | reads HEIC pictures"
     "libavformat   | 59.27.100 | libavformat-dev          | reads and writes movies (FFmpeg 5.1)"
     "libavcodec    | 59.37.100 | libavcodec-dev           | movies"
-    "libavutil     | 57.28.100 | libavutil-dev            | movies")
+    "libavutil     | 57.28.100 | libavutil-dev            | movies"
+    "gtest         | 1.12.1    | libgtest-dev             | tests, and the sample card"
+    "libjpeg       | 2.1.5     | libjpeg62-turbo-dev      | makes the pictures of tests and of the sample card")
 set(tolvander_program_libraries
     "CLI11         | 2.1.2     | libcli11-dev             | reads command lines"
-    "gtest         | 1.12.1    | libgtest-dev             | tests, and the sample card"
     "gtest_main    | 1.12.1    | libgtest-dev             | tests"
-    "libjpeg       | 2.1.5     | libjpeg62-turbo-dev      | makes the pictures of tests and of the sample card"
     "benchmark     | 1.7.1     | libbenchmark-dev         | benchmarks")
 
 find_package(Threads REQUIRED)
