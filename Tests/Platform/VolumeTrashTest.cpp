@@ -282,6 +282,25 @@ TEST_F(VolumeTrash, tellsWhereItsItemsCameFrom) {
   EXPECT_EQ(items[1].original, inVolume("c"));
 }
 
+// A clock that lags behind gives itself away just after a second has begun.
+TEST_F(VolumeTrash, datesNoItemBeforeTheSecondInWhichItCame) {
+  using std::chrono::floor;
+  using std::chrono::seconds;
+  using std::chrono::system_clock;
+  const TemporaryFolder memory = TemporaryFolder::inMemory();  // a disk would take longer than the clock lags
+  TrashScene fast(memory / "volume");
+  fast.addPhoto("PICT0001.JPG", "a photo");
+  const auto trash = open(fast.platform.trashDirectory(fast.volume, true));
+  const auto camera = open(fast.camera);
+  const auto second = floor<seconds>(system_clock::now()) + seconds(1);
+  while (system_clock::now() < second) {
+  }
+  ASSERT_TRUE(fast.platform.trashItem(camera.descriptor(), "PICT0001.JPG", trash.descriptor()));
+  const auto items = fast.platform.trashedItems(trash.descriptor());
+  ASSERT_EQ(items.size(), 1U);
+  EXPECT_GE(items.front().trashedAt, second);
+}
+
 TEST_F(VolumeTrash, tellsNothingOfItsItemsWhereItCanNotBeRead) {
   const auto folderOfPhotos = open(scene.camera);
   EXPECT_EQ(errorNumberOf([&] { scene.platform.trashedItems(folderOfPhotos.descriptor()); }), EPERM);
