@@ -517,7 +517,7 @@ TEST_P(TrashOnExFAT, restoresAndDeletesNothingWhereItCouldNotMove) {
   withVolume([](LoopVolume&, TrashScene& scene) {
     if (renamesWithoutReplacing(scene.volume)) {
       const ManagedTrashRecord record = scene.moved(scene.addPhoto("PICT0001.JPG", "a photo"));
-      EXPECT_TRUE(scene.service.permanentlyDelete({record}, {}).failures.empty());
+      EXPECT_TRUE(scene.service.permanentlyDelete({record}, isProven, {}).failures.empty());
       EXPECT_FALSE(exists(scene.inTrash("PICT0001.JPG")));
       return;
     }
