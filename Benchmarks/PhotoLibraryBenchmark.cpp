@@ -44,18 +44,40 @@ class GreatLibrary {
                  "1, n * " +
                  std::to_string(nanosecondsApart) + ", 1440, 1080, 0.0 FROM numbers");
     database.run(
-        "INSERT INTO resources SELECT id, 0, 0, printf('PICT%04d.JPG', id % 10000), "
-        "printf('Originals/%d.JPG', id), printf('originals/%d.jpg', id), 900000 FROM assets");
+        "INSERT INTO resources (asset, position, type, original_filename, path, path_key, byte_count)"
+        " SELECT id, 0, 0, printf('PICT%04d.JPG', id % 10000),"
+        " strftime('Originals/%Y/%Y-%m-%d/PICT', creation_date / 1000000000, 'unixepoch') || id || '.JPG',"
+        " printf('%d.jpg', id), 900000 FROM assets");
     database.run(
         numbers + std::to_string(albumCount) +
         ") INSERT INTO albums SELECT n + 1, printf('album-%d', n), printf('Album %d', n) FROM numbers");
+    database.run("INSERT INTO memberships (album, asset) SELECT 1, id FROM assets WHERE " +
+                 std::string(inSixDays));
     transaction.commit();
+    writeOriginals(database);
     database.takeLogOverWhenClosed();
   }
+
+  // Six days in the middle have 751 assets.
+  static constexpr std::string_view inSixDays = "id BETWEEN 500001 AND 500751";
 
   TemporaryFolder folder;
   const FileURL root = folder / "Tolvander";
   const FileURL file = root.appending("Library.sqlite");
+
+ private:
+  // Files, without blocks, of the assets that the fetches below return.
+  void writeOriginals(Database& database) const {
+    Rows rows = database.query(
+        "SELECT path FROM resources WHERE asset BETWEEN 500001 AND 500751 OR asset > 997000"
+        " OR asset % 200 = 1");
+    while (rows.next()) {
+      const FileURL original = root.appending(rows.text(0));
+      std::filesystem::create_directories(original.deletingLastPathComponent().path());
+      std::ofstream(original.path()).close();
+      std::filesystem::resize_file(original.path(), 900'000);
+    }
+  }
 };
 
 const GreatLibrary& greatLibrary() {
@@ -190,6 +212,23 @@ void fetch5000IdentifiersOfAMillion(benchmark::State& state) {
 }
 BENCHMARK(fetch5000IdentifiersOfAMillion)->UseManualTime()->Unit(benchmark::kMicrosecond);
 
+void fetchAnAlbumOf751(benchmark::State& state) {
+  compare(
+      state,
+      [](EmbeddedPhotoLibrary& library) {
+        return library.fetchAssets(library.fetchAlbums("Album 0").at(0)).size();
+      },
+      [](Database& database) {
+        return readAll(
+            database.query("SELECT identifier, creation_date, media_type, pixel_width, pixel_height, duration"
+                           " FROM memberships JOIN assets ON assets.id = memberships.asset"
+                           " WHERE memberships.album = (SELECT id FROM albums WHERE title = 'Album 0')"
+                           " ORDER BY memberships.id"),
+            6);
+      });
+}
+BENCHMARK(fetchAnAlbumOf751)->UseManualTime()->Unit(benchmark::kMicrosecond);
+
 void fetchTwoThousandAlbumNames(benchmark::State& state) {
   compare(
       state, [](EmbeddedPhotoLibrary& library) { return library.fetchAlbums(std::nullopt).size(); },
@@ -215,7 +254,11 @@ void openAMillion(benchmark::State& state) {
   state.counters["peak_MiB"] = peakMebibytes([] {
     EmbeddedPhotoLibrary library(greatLibrary().root);
     benchmark::DoNotOptimize(
-        library.fetchAssets(app::PhotosFetchOptions{.creationDates = {}, .fetchLimit = 3000}).size());
+        library
+            .fetchAssets({.creationDates = {},
+                          .order = app::PhotosFetchOptions::Order::creationDateDescending,
+                          .fetchLimit = 3000})
+            .size());
   });
 }
 BENCHMARK(openAMillion)->Unit(benchmark::kMicrosecond);
