@@ -142,7 +142,10 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
 
   // Check against the library (AppModelPhotosCheck.cpp)
 
-  void verifyCameraInPhotos();
+  // `beforeChange` is a check that one of the two operations below is to follow. It lets the library complete
+  // what interrupted imports began; the other one changes nothing.
+  enum class CheckPurpose { look, beforeChange };
+  void verifyCameraInPhotos(CheckPurpose purpose = CheckPurpose::look);
   void rememberVerifiedMatches(DeviceLibraryReview review);
   void restoreMissingImports(DeviceLibraryReview review);
 
@@ -272,8 +275,8 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   bool canStartFlow() const;
   void beginFlow();
   void finishAuxiliaryCheck();
-  Task<> runCheck();
-  Task<> reviewConnectedCameras();
+  Task<> runCheck(CheckPurpose purpose);
+  Task<> reviewConnectedCameras(CheckPurpose purpose);
   void presentReviews();
   Task<> remember(DeviceLibraryReview review);
   Task<> askToRestore(DeviceLibraryReview review);

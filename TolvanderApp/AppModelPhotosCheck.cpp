@@ -53,7 +53,7 @@ void AppModel::finishAuxiliaryCheck() {
 
 // MARK: Check
 
-void AppModel::verifyCameraInPhotos() {
+void AppModel::verifyCameraInPhotos(CheckPurpose purpose) {
   if (!canStartFlow() || photosPermissionStatus != PhotosPermissionStatus::authorized) {
     return;
   }
@@ -61,13 +61,13 @@ void AppModel::verifyCameraInPhotos() {
   libraryReviewCompletedAt = std::nullopt;
   isSyncing = true;
   beginFlow();
-  activeSyncTask_ = tasks_.start(runCheck());
+  activeSyncTask_ = tasks_.start(runCheck(purpose));
 }
 
-Task<> AppModel::runCheck() {
+Task<> AppModel::runCheck(CheckPurpose purpose) {
   std::exception_ptr failure;
   try {
-    auto reviewing = reviewConnectedCameras();
+    auto reviewing = reviewConnectedCameras(purpose);
     co_await reviewing;
   } catch (const std::exception&) {
     failure = std::current_exception();
@@ -78,7 +78,7 @@ Task<> AppModel::runCheck() {
   finishAuxiliaryCheck();
 }
 
-Task<> AppModel::reviewConnectedCameras() {
+Task<> AppModel::reviewConnectedCameras(CheckPurpose purpose) {
   auto current = currentToken();
   const CancellationToken token = co_await current;
   refreshSecurityScopedAccess();
@@ -88,11 +88,13 @@ Task<> AppModel::reviewConnectedCameras() {
     if (!device) {
       continue;
     }
-    auto reviewing = background(
-        [coordinator = coordinator(*device, token), device = *device](const CancellationToken& stop) {
-          const bool isCharmera = device.profile.kind == DeviceProfile::Kind::charmera;
-          return coordinator.review(device.files, isCharmera, true, stop);
-        });
+    auto reviewing = background([coordinator = coordinator(*device, token), device = *device,
+                                 purpose](const CancellationToken& stop) {
+      const bool isCharmera = device.profile.kind == DeviceProfile::Kind::charmera;
+      return purpose == CheckPurpose::beforeChange
+                 ? coordinator.reviewBeforeChange(device.files, isCharmera, stop)
+                 : coordinator.review(device.files, isCharmera, true, stop);
+    });
     auto review = co_await reviewing;
     libraryReviews.update(
         [&](auto& reviews) { reviews.push_back({.device = *device, .review = std::move(review)}); });

@@ -44,6 +44,19 @@ std::optional<std::string> statusOf(const SyncPhase& phase) {
   return std::nullopt;
 }
 
+// Throws where the history can't be read, since nothing of it is known then.
+std::set<std::string> completeInterruptedImports(PhotoLibraryService& photos, SyncHistoryStore& history) {
+  PhotosInterruptedImports imports{.history = history.identity(),
+                                   .pendingFingerprints = {},
+                                   .isRecorded = [&](const std::string& content) {
+                                     return history.containsProcessedFingerprint(content);
+                                   }};
+  for (const auto& [source, processed] : history.pendingProcessedFingerprints()) {
+    imports.pendingFingerprints.insert(processed);
+  }
+  return photos.completeInterruptedImports(imports);
+}
+
 // Does what reads the camera. What fails for want of the camera is a stop and not a failure; what the library
 // and the history say holds without it too.
 template <typename Work>
@@ -385,6 +398,10 @@ SyncCoordinator AppModel::coordinator(const DetectedDevice& device, const Cancel
                  model->setSyncPhase(phase);
                }
              });
+           },
+       .completeInterruptedImports =
+           [photos = photos_, history = services_.history] {
+             return completeInterruptedImports(*photos, *history);
            }},
       clock);
 }

@@ -85,7 +85,7 @@ std::vector<FingerprintedMediaFile> CameraImport::importPreparedBatch(const Prep
       [&](std::int64_t completed, std::int64_t) {
         return observer_.progress(completedBeforeBatch + completed, total);
       },
-      token);
+      token, services_.history->identity());
   std::vector<FingerprintedMediaFile> imported;
   for (const auto& file : batch.files) {
     if (outcome.assetIdentifiers.contains(file.sourceFingerprint)) {

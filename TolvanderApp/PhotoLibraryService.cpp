@@ -20,15 +20,19 @@ struct ImportPlan {
   std::vector<std::string> placeholders;  // in file order
 };
 
-PhotosAssetCreationRequest* creationRequest(PhotosChanges& changes, const FileURL& file) {
+PhotosMediaType mediaType(const FileURL& file) {
   const std::string extension = lowercased(file.pathExtension());
-  return extension == "mov" || extension == "mp4" ? changes.creationRequestForAssetFromVideo(file)
-                                                  : changes.creationRequestForAssetFromImage(file);
+  return extension == "mov" || extension == "mp4" ? PhotosMediaType::video : PhotosMediaType::image;
+}
+
+PhotosAssetCreationRequest* creationRequest(PhotosChanges& changes, const FileURL& file) {
+  return mediaType(file) == PhotosMediaType::video ? changes.creationRequestForAssetFromVideo(file)
+                                                   : changes.creationRequestForAssetFromImage(file);
 }
 
 // A picture brings its date along in its Exif block; a rewrapped AVI has no place for one.
-bool needsCreationDate(const PreparedMediaFile& file) {
-  return file.captureDate && lowercased(file.sourceFile.url.pathExtension()) == "avi";
+std::optional<Date> creationDate(const PreparedMediaFile& file) {
+  return lowercased(file.sourceFile.url.pathExtension()) == "avi" ? file.captureDate : std::nullopt;
 }
 
 void addCreations(PhotosChanges& changes, const MediaImportTransaction::Batch& batch, ImportPlan& plan) {
@@ -37,8 +41,8 @@ void addCreations(PhotosChanges& changes, const MediaImportTransaction::Batch& b
     if (request == nullptr) {
       continue;
     }
-    if (needsCreationDate(file)) {
-      request->setCreationDate(*file.captureDate);
+    if (const auto date = creationDate(file)) {
+      request->setCreationDate(*date);
     }
     if (const auto placeholder = request->placeholderForCreatedAsset()) {
       plan.identifiers[file.sourceFingerprint] = *placeholder;
@@ -57,7 +61,8 @@ PhotoImportOutcome PhotoLibraryService::importFiles(const std::vector<PreparedMe
                                                     const std::optional<std::string>& album,
                                                     const BatchStep& begin, const BatchStep& rollback,
                                                     const RecordStep& record, const ProgressStep& progress,
-                                                    const CancellationToken& token) {
+                                                    const CancellationToken& token,
+                                                    const std::optional<UUID>& history) {
   if (files.empty()) {
     return {};
   }
@@ -65,12 +70,45 @@ PhotoImportOutcome PhotoLibraryService::importFiles(const std::vector<PreparedMe
   requireAccess();
   const std::optional<PhotosAlbum> target = resolvedAlbum(album, token);
   const MediaImportTransaction::Steps steps{
-      .begin = begin,
+      .begin =
+          [&](const MediaImportTransaction::Batch& batch) {
+            if (history) {
+              prepare(batch, target, *history);
+            }
+            begin(batch);
+          },
       .rollback = rollback,
       .commit = [&](const MediaImportTransaction::Batch& batch) { return commit(batch, target, token); },
       .record = record,
       .progress = progress};
   return {.assetIdentifiers = MediaImportTransaction::run(files, importBatchSize, steps, token)};
+}
+
+void PhotoLibraryService::prepare(const MediaImportTransaction::Batch& batch,
+                                  const std::optional<PhotosAlbum>& album, const UUID& history) {
+  PhotosImportPreparation preparation{
+      .history = history,
+      .files = {},
+      .albumIdentifier = album ? std::optional(album->localIdentifier) : std::nullopt};
+  for (const PreparedMediaFile& file : batch) {
+    preparation.files.push_back({.file = file.importURL,
+                                 .mediaType = mediaType(file.importURL),
+                                 .creationDate = creationDate(file),
+                                 .fingerprint = file.processedFingerprint});
+  }
+  library_.prepareImport(preparation);
+}
+
+std::set<std::string> PhotoLibraryService::completeInterruptedImports(
+    const PhotosInterruptedImports& imports) {
+  const Turn::Holder turn(turn_);
+  requireAccess();
+  held_ = library_.completeImports(imports);
+  std::set<std::string> fingerprints;
+  for (const PhotosHeldContent& content : held_) {
+    fingerprints.insert(content.fingerprint);
+  }
+  return fingerprints;
 }
 
 MediaImportTransaction::AssetIdentifiers PhotoLibraryService::commit(

@@ -20,6 +20,7 @@
 #include "TolvanderCore/PreparedMediaFile.h"
 #include "TolvanderCore/RecognitionPolicy.h"
 #include "TolvanderCore/Turn.h"
+#include "TolvanderCore/UUID.h"
 
 namespace tolvander::app {
 
@@ -55,10 +56,19 @@ class PhotoLibraryService {
   // blank title means no album. `begin`, `rollback`, `record` and `progress` are those of
   // MediaImportTransaction, are called on this thread, and must not call this service. Throws what
   // MediaImportTransaction::run throws. Without files: an empty outcome, and nothing is called.
+  //
+  // With a history each batch is prepared for it before `begin`. A failure of that ends the import as one of
+  // `begin` does.
   PhotoImportOutcome importFiles(const std::vector<PreparedMediaFile>& files,
                                  const std::optional<std::string>& album, const BatchStep& begin,
                                  const BatchStep& rollback, const RecordStep& record,
-                                 const ProgressStep& progress, const CancellationToken& token = {});
+                                 const ProgressStep& progress, const CancellationToken& token = {},
+                                 const std::optional<UUID>& history = std::nullopt);
+
+  // Lets the library complete what interrupted imports of this history began. Gives those of the pending
+  // fingerprints that the library says it holds now; later searches look at those assets first, outside every
+  // limit.
+  std::set<std::string> completeInterruptedImports(const PhotosInterruptedImports& imports);
 
   // Which of the files are in the library already, as far as a bounded search tells: by the policy `broader`
   // of RecognitionPolicy, or else by `automatic`, scaled to the number of files. Leaves a line in the log
@@ -107,6 +117,12 @@ class PhotoLibraryService {
   void performChanges(PhotoLibrary::ChangeBlock change, bool preservingCommitFailure,
                       const CancellationToken& token);
 
+  void prepare(const MediaImportTransaction::Batch& batch, const std::optional<PhotosAlbum>& album,
+               const UUID& history);
+
+  std::map<std::string, LibraryMatch> heldMatches(const std::vector<FingerprintedMediaFile>& files,
+                                                  const CancellationToken& token);
+  std::optional<LibraryMatch> matchAmong(const std::string& fingerprint, const CancellationToken& token);
   CandidateAssets candidateAssets(const std::vector<FingerprintedMediaFile>& files,
                                   const RecognitionPolicy& policy);
   std::vector<PhotosAsset> recentAssets(const RecognitionPolicy& policy);
@@ -124,6 +140,7 @@ class PhotoLibraryService {
   PhotoLibrary& library_;
   MonotonicTimer& timer_;
   const DiagnosticRecorder recorder_;
+  std::vector<PhotosHeldContent> held_;  // what the library said of interrupted imports
 };
 
 }  // namespace tolvander::app

@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <exception>
+#include <iterator>
+#include <limits>
 #include <memory>
 #include <unordered_map>
 #include <utility>
@@ -195,7 +197,13 @@ LibraryReconciliation PhotoLibraryService::reconcileExisting(const std::vector<F
                                         {"resource_limit", policy.maximumResources},
                                         {"byte_limit", policy.maximumBytes}});
 
-  const CandidateAssets found = candidateAssets(files, policy);
+  std::map<std::string, LibraryMatch> held = heldMatches(files, token);
+  std::vector<FingerprintedMediaFile> others;
+  std::ranges::copy_if(files, std::back_inserter(others), [&](const FingerprintedMediaFile& file) {
+    return !held.contains(file.sourceFingerprint);
+  });
+
+  const CandidateAssets found = others.empty() ? CandidateAssets() : candidateAssets(others, policy);
   const Candidates candidates = candidatesAmong(found.assets, library_);
   const auto read = [&](const std::string& id, std::int64_t maximumBytes, std::chrono::nanoseconds timeout) {
     const auto resource = candidates.resources.find(id);
@@ -204,8 +212,9 @@ LibraryReconciliation PhotoLibraryService::reconcileExisting(const std::vector<F
                : resourceIdentity(resource->second, timeout, maximumBytes, token);
   };
   LibraryReconciliation reconciliation = OfflinePhotoRecognizer::reconcile(
-      files, candidates.list, policy, broader, found.truncatedSources, [this] { return timer_.now(); }, read,
+      others, candidates.list, policy, broader, found.truncatedSources, [this] { return timer_.now(); }, read,
       token);
+  reconciliation.matches.merge(held);
 
   const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(timer_.now() - start);
   recorder_(Event::recognitionFinished, {{"matched", std::ssize(reconciliation.matches)},
@@ -215,6 +224,47 @@ LibraryReconciliation PhotoLibraryService::reconcileExisting(const std::vector<F
                                          {"candidates", std::ssize(candidates.list)},
                                          {"elapsed_ms", elapsed.count()}});
   return reconciliation;
+}
+
+// The files of interrupted imports that the library has said it holds, as far as that is so.
+std::map<std::string, LibraryMatch> PhotoLibraryService::heldMatches(
+    const std::vector<FingerprintedMediaFile>& files, const CancellationToken& token) {
+  std::map<std::string, LibraryMatch> matches;
+  for (const FingerprintedMediaFile& file : files) {
+    if (!file.pendingProcessedFingerprint) {
+      continue;
+    }
+    if (auto match = matchAmong(*file.pendingProcessedFingerprint, token)) {
+      matches.emplace(file.sourceFingerprint, std::move(*match));
+    }
+  }
+  return matches;
+}
+
+// The first asset said to hold these bytes of which that is true.
+std::optional<LibraryMatch> PhotoLibraryService::matchAmong(const std::string& fingerprint,
+                                                            const CancellationToken& token) {
+  constexpr std::chrono::hours patience(24);  // no limit: what is looked at is one known file
+  std::vector<std::string> identifiers;
+  for (const PhotosHeldContent& content : held_) {
+    if (content.fingerprint == fingerprint) {
+      identifiers.push_back(content.assetLocalIdentifier);
+    }
+  }
+  if (identifiers.empty()) {
+    return std::nullopt;
+  }
+  const Candidates candidates = candidatesAmong(library_.fetchAssets(identifiers), library_);
+  for (const Candidate& candidate : candidates.list) {
+    const ReadResult result = resourceIdentity(candidates.resources.at(candidate.id), patience,
+                                               std::numeric_limits<std::int64_t>::max(), token);
+    if (result.kind == ReadResult::Case::available && result.identity.sourceFingerprint == fingerprint) {
+      return LibraryMatch{.assetIdentifier = candidate.assetIdentifier,
+                          .resourceFingerprint = result.identity.sourceFingerprint,
+                          .mediaPayloadFingerprint = result.identity.mediaPayloadFingerprint};
+    }
+  }
+  return std::nullopt;
 }
 
 std::set<std::string> PhotoLibraryService::existingAssetIdentifiers(

@@ -13,29 +13,10 @@ namespace {
 
 using Files = std::vector<FingerprintedMediaFile>;
 
-// The files that have to be looked for in the library. A file of an interrupted import is looked for even if
-// it has a record, and that record doesn't hide another file with the same payload.
-Files undecided(const Files& scanned, const ImportRecords& records) {
-  MediaIdentityMatcher::Fingerprints interrupted;
-  for (const FingerprintedMediaFile& file : scanned) {
-    if (file.requiresExactReconciliation) {
-      interrupted.insert(file.sourceFingerprint);
-    }
-  }
-  MediaIdentityMatcher::Fingerprints sources;
-  MediaIdentityMatcher::Fingerprints payloads;
-  sources.reserve(records.size());
-  payloads.reserve(records.size());
-  for (const ImportRecord& record : records) {
-    if (interrupted.contains(record.sourceFingerprint)) {
-      continue;
-    }
-    sources.insert(record.sourceFingerprint);
-    if (record.mediaPayloadFingerprint) {
-      payloads.insert(*record.mediaPayloadFingerprint);
-    }
-  }
-  return MediaIdentityMatcher::uniqueUnrecorded(scanned, std::move(sources), std::move(payloads));
+// Whether the library holds what an interrupted import of the file began.
+bool isHeld(const FingerprintedMediaFile& file, const std::set<std::string>& heldFingerprints) {
+  return file.requiresExactReconciliation && file.pendingProcessedFingerprint &&
+         heldFingerprints.contains(*file.pendingProcessedFingerprint);
 }
 
 bool isFound(const LibraryReconciliation& found, const std::string& sourceFingerprint) {
@@ -75,12 +56,13 @@ SyncResult SyncCoordinator::run(const std::vector<CameraMediaFile>& files, bool 
   passGate(token);
   report(SyncPhase::Kind::checkingAccess);
   history_->ensureAvailable();
+  const std::set<std::string> heldFingerprints = completeInterruptedImports();
 
   passGate(token);
   report(SyncPhase::Kind::fingerprinting);
   const Files scanned = withPendingIdentities(dependencies_.fingerprint(files, isCharmera));
   history_->upgradePayloadIdentities(scanned);
-  const Files unique = undecided(scanned, history_->records());
+  const Files unique = undecided(scanned, history_->records(), heldFingerprints);
 
   const LibraryReconciliation found = recognize(unique, token);
   // One file without a verdict holds up the whole card: the search's limit is a limit on certainty.
@@ -105,6 +87,63 @@ SyncResult SyncCoordinator::run(const std::vector<CameraMediaFile>& files, bool 
     }
   }
   return result;
+}
+
+// The files that have to be looked for in the library. A file of an interrupted import is looked for even if
+// it has a record, and that record doesn't hide another file with the same payload.
+SyncCoordinator::Files SyncCoordinator::undecided(const Files& scanned, const ImportRecords& records,
+                                                  const std::set<std::string>& heldFingerprints) {
+  MediaIdentityMatcher::Fingerprints interrupted;
+  for (const FingerprintedMediaFile& file : scanned) {
+    if (file.requiresExactReconciliation) {
+      interrupted.insert(file.sourceFingerprint);
+    }
+  }
+  MediaIdentityMatcher::Fingerprints sources;
+  MediaIdentityMatcher::Fingerprints payloads;
+  sources.reserve(records.size());
+  payloads.reserve(records.size());
+  for (const ImportRecord& record : records) {
+    if (interrupted.contains(record.sourceFingerprint)) {
+      continue;
+    }
+    sources.insert(record.sourceFingerprint);
+    if (record.mediaPayloadFingerprint) {
+      payloads.insert(*record.mediaPayloadFingerprint);
+    }
+  }
+  return uniqueFiles(scanned, std::move(sources), std::move(payloads), heldFingerprints);
+}
+
+SyncCoordinator::Files SyncCoordinator::uniqueFiles(const Files& scanned,
+                                                    MediaIdentityMatcher::Fingerprints recordedSources,
+                                                    MediaIdentityMatcher::Fingerprints recordedPayloads,
+                                                    const std::set<std::string>& heldFingerprints) {
+  std::set<std::string> sources;
+  Files others;
+  for (const FingerprintedMediaFile& file : scanned) {
+    if (!isHeld(file, heldFingerprints)) {
+      others.push_back(file);
+      continue;
+    }
+    sources.insert(file.sourceFingerprint);
+    recordedSources.insert(file.sourceFingerprint);
+    if (file.mediaPayloadFingerprint) {
+      recordedPayloads.insert(*file.mediaPayloadFingerprint);
+    }
+  }
+  for (const FingerprintedMediaFile& file : MediaIdentityMatcher::uniqueUnrecorded(
+           others, std::move(recordedSources), std::move(recordedPayloads))) {
+    sources.insert(file.sourceFingerprint);
+  }
+  return filesWhere(scanned, [&](const FingerprintedMediaFile& file) {
+    return sources.erase(file.sourceFingerprint) > 0;  // the first one of its source
+  });
+}
+
+std::set<std::string> SyncCoordinator::completeInterruptedImports() const {
+  return dependencies_.completeInterruptedImports ? dependencies_.completeInterruptedImports()
+                                                  : std::set<std::string>();
 }
 
 SyncCoordinator::Files SyncCoordinator::filesWhere(

@@ -7,6 +7,8 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "TolvanderCore/CameraLibraryReview.h"
@@ -55,6 +57,10 @@ class SyncCoordinator {
     std::function<void(const std::vector<std::string>& assetIdentifiers, const std::string& albumName)>
         addToAlbum;
     std::function<void(const SyncPhase& phase)> phase;
+    // Optional. Lets the library complete what interrupted imports began. Gives those of the history's
+    // pending processed fingerprints that the library says it holds now; where there is none, interrupted
+    // imports are looked for like any other file.
+    std::function<std::set<std::string>()> completeInterruptedImports = {};
   };
 
   // Gives the present time.
@@ -63,6 +69,9 @@ class SyncCoordinator {
   SyncCoordinator(
       std::shared_ptr<SyncHistoryStore> history, Dependencies dependencies,
       Clock clock = [] { return Date(std::chrono::system_clock::now()); });
+
+  // `run`, `restore`, `reviewBeforeChange` and `rememberRecognizedImports` let the library complete
+  // interrupted imports before they look for anything.
 
   // Syncs a card: imports what is new and makes every recorded asset of the card a member of the album, if
   // one is named. Nothing of the card is imported while one file of it has no verdict (RecognitionError), or
@@ -74,6 +83,10 @@ class SyncCoordinator {
   // limits is no failure here; the review says so.
   CameraLibraryReview review(const std::vector<CameraMediaFile>& files, bool isCharmera, bool broader,
                              const CancellationToken& token) const;
+
+  // A broader review for one who is about to change something.
+  CameraLibraryReview reviewBeforeChange(const std::vector<CameraMediaFile>& files, bool isCharmera,
+                                         const CancellationToken& token) const;
 
   // Records what a review recognised, as far as it is still in the library.
   void rememberRecognizedImports(const CameraLibraryReview& review, const CancellationToken& token) const;
@@ -93,6 +106,21 @@ class SyncCoordinator {
 
   // Throws the failure of a search that left files without a verdict.
   static void requireVerdicts(bool areAllThere, bool budgetExceeded);
+
+  // The files that are looked at: of files that share a source or a payload the first one, and none of
+  // those that are recorded. What the library holds of an interrupted import comes before all others of its
+  // payload, so that its mark is settled. In the order of the scan.
+  static Files uniqueFiles(const Files& scanned, std::unordered_set<std::string_view> recordedSources,
+                           std::unordered_set<std::string_view> recordedPayloads,
+                           const std::set<std::string>& heldFingerprints);
+  static Files undecided(const Files& scanned, const ImportRecords& records,
+                         const std::set<std::string>& heldFingerprints);
+
+  std::set<std::string> completeInterruptedImports() const;
+  CameraLibraryReview review(const std::vector<CameraMediaFile>& files, bool isCharmera, bool broader,
+                             const std::set<std::string>& heldFingerprints,
+                             const CancellationToken& token) const;
+  void remember(const CameraLibraryReview& review) const;
 
   void passGate(const CancellationToken& token) const;
   void report(SyncPhase::Kind kind) const;

@@ -122,6 +122,20 @@ struct SyncCoordinator::Standing {
 
 CameraLibraryReview SyncCoordinator::review(const std::vector<CameraMediaFile>& files, bool isCharmera,
                                             bool broader, const CancellationToken& token) const {
+  return review(files, isCharmera, broader, {}, token);
+}
+
+CameraLibraryReview SyncCoordinator::reviewBeforeChange(const std::vector<CameraMediaFile>& files,
+                                                        bool isCharmera,
+                                                        const CancellationToken& token) const {
+  passGate(token);
+  history_->ensureAvailable();
+  return review(files, isCharmera, true, completeInterruptedImports(), token);
+}
+
+CameraLibraryReview SyncCoordinator::review(const std::vector<CameraMediaFile>& files, bool isCharmera,
+                                            bool broader, const std::set<std::string>& heldFingerprints,
+                                            const CancellationToken& token) const {
   passGate(token);
   report(SyncPhase::Kind::fingerprinting);
   history_->ensureAvailable();
@@ -131,7 +145,7 @@ CameraLibraryReview SyncCoordinator::review(const std::vector<CameraMediaFile>& 
   const std::set<std::string> liveAssets = dependencies_.existingIdentifiers(
       MediaIdentityMatcher::recordedAssetIdentifiers(review.files, records));
   const std::set<std::string> pending = history_->pendingImportSources();
-  const Standing recorded(MediaIdentityMatcher::uniqueUnrecorded(review.files, {}, {}), records, liveAssets);
+  const Standing recorded(uniqueFiles(review.files, {}, {}, heldFingerprints), records, liveAssets);
 
   passGate(token);
   report(SyncPhase::Kind::recognizing);
@@ -182,6 +196,11 @@ void SyncCoordinator::rememberRecognizedImports(const CameraLibraryReview& revie
                                                 const CancellationToken& token) const {
   passGate(token);
   report(SyncPhase::Kind::checkingAccess);
+  completeInterruptedImports();
+  remember(review);
+}
+
+void SyncCoordinator::remember(const CameraLibraryReview& review) const {
   std::vector<std::string> assets;
   for (const auto& [source, match] : review.recognized) {
     assets.push_back(match.assetIdentifier);
@@ -203,13 +222,16 @@ void SyncCoordinator::rememberRecognizedImports(const CameraLibraryReview& revie
 SyncResult SyncCoordinator::restore(const CameraLibraryReview& review, bool isCharmera,
                                     const std::optional<std::string>& album,
                                     const CancellationToken& token) const {
-  rememberRecognizedImports(review, token);
+  passGate(token);
+  report(SyncPhase::Kind::checkingAccess);
+  const std::set<std::string> heldFingerprints = completeInterruptedImports();
+  remember(review);
 
   std::vector<CameraMediaFile> cameraFiles;
   for (const FingerprintedMediaFile& file : review.files) {
     cameraFiles.push_back(file.file);
   }
-  const CameraLibraryReview fresh = this->review(cameraFiles, isCharmera, true, token);
+  const CameraLibraryReview fresh = this->review(cameraFiles, isCharmera, true, heldFingerprints, token);
   // Clears the marks of interrupted imports whose items were found.
   recordMatches(fresh.files, fresh.recognized);
   recordMetadataMatches(fresh.files, fresh.metadataRecognized);

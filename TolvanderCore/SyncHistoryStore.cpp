@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <span>
 #include <unordered_map>
 #include <utility>
 
@@ -11,6 +12,7 @@
 #include "TolvanderCore/Platform/FileSystem.h"
 #include "TolvanderCore/Precondition.h"
 #include "TolvanderCore/SystemErrors.h"
+#include "TolvanderCore/WholeFile.h"
 
 namespace tolvander {
 
@@ -72,6 +74,35 @@ void update(std::vector<ManagedTrashRecord>& trash, const std::set<UUID>& delete
   }
 }
 
+// Absent where there is no file, or none that holds an identity.
+std::optional<UUID> readIdentity(const FileURL& file) {
+  constexpr std::uint64_t textLength = 36;
+  try {
+    WholeFile whole(file);
+    if (whole.byteCount() != textLength + 1) {
+      return std::nullopt;
+    }
+    const std::vector<std::byte> bytes = whole.contents({});
+    return UUID::fromText({reinterpret_cast<const char*>(bytes.data()), textLength});
+  } catch (const PosixError& error) {
+    if (error.code() != ENOENT) {
+      throw;
+    }
+    return std::nullopt;
+  }
+}
+
+UUID makeIdentity(const FileURL& file) {
+  const UUID identity = UUID::random();
+  const std::string text = identity.text() + "\n";
+  createDirectories(file.deletingLastPathComponent(), Durability::survivesPowerLoss);
+  AtomicFile::removeLeftovers(file);
+  AtomicFile replacement(file, Durability::survivesPowerLoss);
+  replacement.write(std::as_bytes(std::span(text)));
+  replacement.commit();
+  return identity;
+}
+
 // Whether the path ends at a symbolic link that leads nowhere. Then the history is on a disk that isn't
 // mounted, which must not be taken for a history that was never written.
 bool leadsThroughBrokenLink(FileURL url) {
@@ -124,6 +155,20 @@ void SyncHistoryStore::ensureAvailable() {
   requireAvailable();
 }
 
+UUID SyncHistoryStore::identity() {
+  const Turn::Holder turn(turn_);
+  requireAvailable();
+  if (!identity_) {
+    const FileURL file = fileURL_.deletingLastPathComponent().appending("history.id");
+    identity_ = readIdentity(file);
+    if (!identity_) {
+      requireRight();
+      identity_ = makeIdentity(file);
+    }
+  }
+  return *identity_;
+}
+
 bool SyncHistoryStore::containsFingerprint(std::string_view fingerprint) {
   return containsSourceFingerprint(fingerprint);
 }
@@ -136,6 +181,14 @@ bool SyncHistoryStore::containsMediaPayloadFingerprint(std::string_view mediaPay
   const Turn::Holder turn(turn_);
   requireAvailable();
   return payloadFingerprints_.contains(mediaPayloadFingerprint);
+}
+
+bool SyncHistoryStore::containsProcessedFingerprint(std::string_view processedFingerprint) {
+  const Turn::Holder turn(turn_);
+  requireAvailable();
+  return std::ranges::any_of(database_.imports, [&](const ImportRecord& record) {
+    return record.processedFingerprint == processedFingerprint;
+  });
 }
 
 bool SyncHistoryStore::contains(std::string_view sourceFingerprint,
@@ -300,6 +353,12 @@ void SyncHistoryStore::requireAvailable() const {
   }
 }
 
+void SyncHistoryStore::requireRight() const {
+  if (requireRight_) {
+    requireRight_();
+  }
+}
+
 void SyncHistoryStore::change(const std::function<void(HistoryDatabase&)>& edit) {
   const Turn::Holder turn(turn_);
   requireAvailable();
@@ -310,12 +369,6 @@ void SyncHistoryStore::changeHoldingTurn(const std::function<void(HistoryDatabas
   HistoryDatabase next = database_;
   edit(next);
   save(std::move(next));
-}
-
-void SyncHistoryStore::requireRight() const {
-  if (requireRight_) {
-    requireRight_();
-  }
 }
 
 void SyncHistoryStore::save(HistoryDatabase next) {

@@ -19,6 +19,7 @@
 #include "TolvanderCore/TrashIntentJournal.h"
 #include "TolvanderCore/TrashSettlement.h"
 #include "TolvanderCore/Turn.h"
+#include "TolvanderCore/UUID.h"
 
 namespace tolvander {
 
@@ -47,9 +48,16 @@ class SyncHistoryStore {
 
   void ensureAvailable();
 
+  // Tells this history from others that import into the same library. Made when it is first asked for, and
+  // kept in the file "history.id" beside the history's, which it outlives: its text form and a line end. A
+  // file that says something else is replaced. Durable when it returns. Throws PosixError.
+  UUID identity();
+
   bool containsFingerprint(std::string_view fingerprint);
   bool containsSourceFingerprint(std::string_view sourceFingerprint);
   bool containsMediaPayloadFingerprint(std::string_view mediaPayloadFingerprint);
+  // Whether a record says that the library was given these bytes. Looks at every record.
+  bool containsProcessedFingerprint(std::string_view processedFingerprint);
   // Whether the source is known, or else the payload, if one is given.
   bool contains(std::string_view sourceFingerprint,
                 const std::optional<std::string>& mediaPayloadFingerprint);
@@ -113,6 +121,7 @@ class SyncHistoryStore {
   const FileURL fileURL_;
   const std::function<void()> requireRight_;
   bool loadFailed_ = false;
+  std::optional<UUID> identity_;
   HistoryDatabase database_;
   PayloadFingerprints payloadFingerprints_;  // of database_.imports
   TrashIntentJournal trashIntents_;

@@ -28,7 +28,7 @@ bool goesOn(Session& session) {
 }
 
 // Checks the chosen cameras, and gives why it couldn't, where the model doesn't know that.
-Task<Failure> check(Session* session, Volumes volumes) {
+Task<Failure> check(Session* session, Volumes volumes, AppModel::CheckPurpose purpose) {
   AppModel& model = session->model();
   if (auto reason = app::reasonAgainstWork(model)) {
     const bool hasCamera = !model.settings().authorizedDeviceProfiles().empty();
@@ -42,7 +42,7 @@ Task<Failure> check(Session* session, Volumes volumes) {
   if (model.connectedDevices->empty()) {
     co_return app::noCameraConnected();
   }
-  model.verifyCameraInPhotos();
+  model.verifyCameraInPhotos(purpose);
   auto checking = session->until([&model] { return model.isIdle(); });
   co_await checking;
   co_return std::nullopt;
@@ -75,6 +75,8 @@ class CheckingCommand : public Command {
     return {.volumes = volumes, .settings = {}, .answers = {}, .notified = {}};
   }
 
+  virtual AppModel::CheckPurpose purpose() const { return AppModel::CheckPurpose::beforeChange; }
+
   // After a check that the model has ended well.
   virtual Task<Next> goOn(Session* /*session*/, CheckReport /*report*/, bool /*json*/) const {
     co_return Next();
@@ -90,7 +92,7 @@ class CheckingCommand : public Command {
     Next next;
     CheckReport report;
     if (!session->isInterrupted()) {
-      auto checking = check(session, std::move(volumes));
+      auto checking = check(session, std::move(volumes), self->purpose());
       next.failure = co_await checking;
       report = CheckReport::of(model.libraryReviews);
       std::cout << (json ? "" : report.text()) << std::flush;
@@ -116,6 +118,9 @@ class CheckCommand final : public CheckingCommand {
     declareVolumes(*command);
     return command;
   }
+
+ private:
+  AppModel::CheckPurpose purpose() const override { return AppModel::CheckPurpose::look; }
 };
 
 class RememberCommand final : public CheckingCommand {

@@ -198,6 +198,7 @@ class LibraryCommand final : public Command {
       report.damaged = reported(found.damaged, remedies);
       report.unreadable = reported(found.unreadable, remedies);
       report.unknown = std::move(found.unknown);
+      report.unfinished = std::move(found.unfinished);
     }
     std::cout << (context.json ? report.json() + "\n" : report.text());
     return report.isSound() ? ExitStatus::done : ExitStatus::incomplete;

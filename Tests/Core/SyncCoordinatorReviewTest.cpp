@@ -498,5 +498,28 @@ TEST(Restore, stopsAtAnUnreadableHistory) {
   EXPECT_EQ(world.entries("phase").back(), "phase fingerprinting");
 }
 
+TEST(SyncCoordinatorReview, whatOnlyLooksCompletesNothing) {
+  CoordinatorWorld world;
+  world.card = {mediaFile("a")};
+  world.held.emplace();
+  world.review(true);
+  EXPECT_TRUE(world.entries("complete").empty());
+}
+
+TEST(SyncCoordinatorReview, whatIsToChangeSomethingCompletesFirst) {
+  CoordinatorWorld world;
+  world.card = {mediaFile("a", "p"), mediaFile("b", "p")};
+  world.history->beginPreparedImport({tests::preparedFile(mediaFile("b"))});
+  world.forgetHistoryChanges();
+  world.held = {"b-processed"};
+  const auto review = world.coordinator().reviewBeforeChange(world.cameraFiles(), false, {});
+  EXPECT_EQ(world.entries("complete").size(), 1U);
+  EXPECT_EQ(sourcesOf(review.uncertain), std::vector<std::string>{"b"}) << "and not its sibling";
+  world.remember(review);
+  EXPECT_EQ(world.entries("complete").size(), 2U);
+  EXPECT_THROW(world.restore(review), SyncHistoryError);
+  EXPECT_EQ(world.entries("complete").size(), 3U);
+}
+
 }  // namespace
 }  // namespace tolvander

@@ -405,6 +405,48 @@ TEST(SyncCoordinator, pendingFileHiddenByAnEarlierFileStopsTheRun) {
   EXPECT_EQ(world.entries("reconcile"), Texts{"reconcile a"});
 }
 
+TEST(SyncCoordinator, completesInterruptedImportsBeforeItLooksForAnything) {
+  CoordinatorWorld world;
+  world.card = {mediaFile("a")};
+  world.held.emplace();
+  world.run();
+  const Texts log = world.finishedLog();
+  EXPECT_EQ(Texts(log.begin(), log.begin() + 5),
+            (Texts{"access", "phase checkingAccess", "complete", "access", "phase fingerprinting"}));
+}
+
+TEST(SyncCoordinator, completesNothingForAHistoryThatCannotBeRead) {
+  CoordinatorWorld world;
+  tests::writeFile(world.historyFile, "{");
+  world.history = std::make_shared<SyncHistoryStore>(world.historyFile);
+  world.held.emplace();
+  EXPECT_THROW(world.coordinator().run(world.cameraFiles(), false, {}, {}), SyncHistoryError);
+  EXPECT_TRUE(world.entries("complete").empty());
+}
+
+TEST(SyncCoordinator, pendingFileThatTheLibraryHoldsIsHiddenByNoFileOfItsPayload) {
+  for (const bool isSiblingRecorded : {false, true}) {
+    CoordinatorWorld world;
+    world.card = {mediaFile("a", "p"), mediaFile("b", "p"), mediaFile("c"), mediaFile("b", "p")};
+    world.history->beginPreparedImport({tests::preparedFile(mediaFile("b"))});
+    world.given(isSiblingRecorded ? std::vector{recordOf(mediaFile("a", "p"), "asset-a")}
+                                  : std::vector<ImportRecord>());
+    world.held = {"b-processed"};
+    world.searches = {foundByContent("b")};
+    EXPECT_EQ(sourcesOf(world.run().imported), Texts{"c"});
+    EXPECT_EQ(world.entries("reconcile"), Texts{"reconcile b c"}) << "in the order of the scan, each once";
+    EXPECT_TRUE(world.history->pendingImportSources().empty());
+  }
+}
+
+TEST(SyncCoordinator, fileThatTheLibraryHoldsAndIsNotPendingMayBeHidden) {
+  CoordinatorWorld world;
+  world.card = {mediaFile("a", "p"), mediaFile("b", "p")};
+  world.held = {"b-processed"};
+  world.run();
+  EXPECT_EQ(world.entries("reconcile"), Texts{"reconcile a"});
+}
+
 TEST(SyncCoordinator, pendingFileThatIsNotOnTheCardBlocksNothing) {
   CoordinatorWorld world;
   world.card = {mediaFile("a")};

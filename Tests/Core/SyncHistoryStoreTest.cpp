@@ -113,6 +113,44 @@ TEST_F(HistoryStore, changesNothingWithoutTheRight) {
   EXPECT_EQ(onDisk().pendingImports, Texts{"a"});
 }
 
+// Identity
+
+TEST_F(HistoryStore, hasAnIdentityOfItsOwnThatItKeeps) {
+  SyncHistoryStore store(file);
+  const UUID identity = store.identity();
+  EXPECT_EQ(store.identity(), identity);
+  EXPECT_EQ(restarted().identity(), identity);
+  EXPECT_EQ(readFile(file.deletingLastPathComponent().appending("history.id")), identity.text() + "\n");
+  EXPECT_NE(SyncHistoryStore(folder / "other/history.json").identity(), identity);
+}
+
+TEST_F(HistoryStore, hasANewIdentityWhereItsFileSaysSomethingElse) {
+  const FileURL identityFile = file.deletingLastPathComponent().appending("history.id");
+  for (const std::string& text : {std::string(), std::string("\n"), std::string(37, 'x')}) {
+    writeFile(identityFile, text);
+    const UUID identity = SyncHistoryStore(file).identity();
+    EXPECT_EQ(readFile(identityFile), identity.text() + "\n");
+  }
+}
+
+TEST_F(HistoryStore, hasNoIdentityWhereItCannotBeRead) {
+  writeFile(file, "{");
+  EXPECT_THROW(SyncHistoryStore(file).identity(), SyncHistoryError);
+  EXPECT_FALSE(fs::exists(file.deletingLastPathComponent().appending("history.id").path()));
+  fs::remove(file.path());
+  fs::create_directory(file.deletingLastPathComponent().appending("history.id").path());
+  EXPECT_THROW(SyncHistoryStore(file).identity(), PosixError) << "and not another identity";
+}
+
+TEST_F(HistoryStore, knowsTheBytesThatTheLibraryWasGiven) {
+  SyncHistoryStore store(file);
+  ImportRecord record = recordOf("a");
+  record.processedFingerprint = "processed";
+  store.record(record);
+  EXPECT_TRUE(store.containsProcessedFingerprint("processed"));
+  EXPECT_FALSE(store.containsProcessedFingerprint("a"));
+}
+
 // Loading
 
 TEST_F(HistoryStore, startsEmptyWithoutAFileAndWritesNothing) {

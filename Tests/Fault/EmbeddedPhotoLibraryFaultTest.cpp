@@ -1,13 +1,16 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <filesystem>
 #include <set>
 
-#include "Platform/Linux/PhotoLibrary/LibraryWriter.h"
+#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 #include "Tests/Support/EmbeddedLibrary.h"
 #include "Tests/Support/FaultInjection.h"
 #include "Tests/Support/Thoroughness.h"
+#include "TolvanderCore/FileOperations.h"
+#include "TolvanderCore/Platform/FileSystem.h"
 
 namespace tolvander::tests {
 namespace {
@@ -72,6 +75,11 @@ class EmbeddedLibraryFaults : public testing::Test {
     EXPECT_EQ(library.fetchAssets(library.fetchAlbums("Album").at(0)).size(), count - 1);
     const auto listed = listedFiles(library);
     std::multiset<std::string> expected(listed.begin(), listed.end());
+    // Files that got their names are never removed after a crash.
+    for (const FileURL& file : library.verify().unfinished) {
+      EXPECT_EQ(file.path().find(".incoming"), std::string::npos) << "not swept";
+      expected.insert(file.path());
+    }
     expected.insert(root.appending("Originals/the user's.jpg").path());
     EXPECT_EQ(filesInFolder(), expected);
     std::multiset<std::string> contents;
@@ -220,18 +228,68 @@ TEST_F(EmbeddedLibraryFaults, allOrNothingIsImportedWhereTheLockFileIsDeletedDur
   EXPECT_EQ(refused, 2 * batch);
 }
 
+// Between the naming and the commit, which fails.
+TEST_F(EmbeddedLibraryFaults, aFileOfTheUserUnderTheNameOfOneIsNotTakenBack) {
+  setUp();
+  const std::vector<std::string> calls = mutatingCalls([this] { importBatch(); });
+  const auto lastRename = std::find(calls.rbegin(), calls.rend(), "renameat2").base();
+  const auto afterNaming = static_cast<std::size_t>(lastRename - calls.begin()) + 1;
+  setUp();
+  std::vector<FileURL> replaced;
+  runWithInterruption(
+      afterNaming,
+      [&] {
+        fs::remove(root.appending("Library.lock").path());
+        for (const auto& entry : fs::recursive_directory_iterator(root.appending("Originals").path())) {
+          const FileURL file(entry.path().string());
+          if (entry.is_regular_file() && readFile(file).starts_with("picture") &&
+              file.lastPathComponent() != "PICT0001.JPG") {
+            replaced.push_back(file);
+          }
+        }
+        for (const FileURL& file : replaced) {
+          const auto date = fileResourceValues(file).contentModificationDate.value();
+          const std::string picture = readFile(file);
+          fs::rename(file.path(), file.path() + ".moved");
+          writeFile(file, "THE USER'S" + picture.substr(10));
+          setContentModificationDate(file, date);
+        }
+      },
+      [this] { importBatch(); });
+  EXPECT_FALSE(result.success);
+  ASSERT_EQ(replaced.size(), batch);
+  for (const FileURL& file : replaced) {
+    EXPECT_TRUE(readFile(file).starts_with("THE USER'S")) << file.path();
+  }
+}
+
+// A file system without the flag gets an empty file that keeps the name.
+TEST_F(EmbeddedLibraryFaults, renamingReplacesNothingWhereItKnowsNoFlags) {
+  writeFile(root.appending("a"), "new");
+  writeFile(root.appending("b"), "the user's");
+  const platform::linux_::Descriptor open(::open(root.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  bool isRenamed = true;
+  const FaultOutcome outcome = runWithFault(Fault::failing(EINVAL), 1, [&] {
+    isRenamed = platform::linux_::renameWithoutReplacing(open, "a", open, "b", root);
+  });
+  EXPECT_EQ(outcome.call, "renameat2");
+  EXPECT_FALSE(isRenamed);
+  EXPECT_EQ(readFile(root.appending("b")), "the user's");
+  EXPECT_EQ(readFile(root.appending("a")), "new");
+}
+
 // Sweeping what a crash left can itself be cut short.
 TEST_F(EmbeddedLibraryFaults, sweepingCanBeCutShortAndDoneAgain) {
   setUp();
   const auto calls = mutatingCalls([this] { importBatch(); });
-  const std::size_t lastRename =
-      static_cast<std::size_t>(calls.rend() - std::find(calls.rbegin(), calls.rend(), "renameat2"));
+  const std::size_t firstRename =
+      static_cast<std::size_t>(std::find(calls.begin(), calls.end(), "renameat2") - calls.begin());
   for (const Fault& fault : {Fault::failing(EIO), Fault::kill()}) {
     const std::size_t points = forEachFaultPoint(
         fault,
         [&] {
           setUp();
-          runWithFault(Fault::kill(), lastRename + 1, [this] { importBatch(); });
+          runWithFault(Fault::kill(), firstRename + 1, [this] { importBatch(); });
         },
         [this] {
           EmbeddedPhotoLibrary library(root);

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <iostream>
 #include <iterator>
 #include <map>
@@ -14,9 +15,8 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Linux/PhotoLibrary/Catalogue.h"
 #include "Shells/CommandLine/CommandLine.h"
-#include "Shells/CommandLine/Session.h"
-#include "Shells/CommandLine/SetupFlow.h"
 #include "Tests/Support/FaultInjection.h"
 #include "Tests/Support/SmallCard.h"
 #include "Tests/Support/SyncedHome.h"
@@ -96,35 +96,6 @@ class SyncFaults : public testing::Test {
 
   ExitStatus sync() { return run({"sync", "--yes", "--album", "Trip", card.path()}); }
 
-  // The check that a paused sync asks for; the sources of the files that stay uncertain.
-  std::set<std::string> uncertainAfterCheck() {
-    const Aside aside;
-    const CancellationSource never;
-    shell::Session session({.home = home.url(), .json = false, .cancellation = never.token()},
-                           {.volumes = {card}, .settings = {}, .answers = {}, .notified = {}});
-    std::set<std::string> uncertain;
-    session.run([&](shell::Session& running) { return check(&running, &uncertain); });
-    return uncertain;
-  }
-
-  static app::Task<ExitStatus> check(shell::Session* session, std::set<std::string>* uncertain) {
-    app::AppModel& model = session->model();
-    auto starting = shell::startUp(session);
-    co_await starting;
-    model.verifyCameraInPhotos();
-    auto beginning = session->untilBegun();
-    co_await beginning;
-    auto ending = session->until([&model] { return model.isIdle(); });
-    co_await ending;
-    EXPECT_FALSE(model.lastError->has_value()) << *model.lastError.value();
-    for (const app::DeviceLibraryReview& review : model.libraryReviews.value()) {
-      for (const FingerprintedMediaFile& file : review.review.uncertain) {
-        uncertain->insert(file.sourceFingerprint);
-      }
-    }
-    co_return ExitStatus::done;
-  }
-
   // MARK: What there is
 
   std::map<std::string, std::string> contentOfCard() const {
@@ -144,6 +115,9 @@ class SyncFaults : public testing::Test {
     if (first == ExitStatus::done) {
       EXPECT_EQ(home.pictures(), everyPicture) << "it said that it was done";
     }
+    const std::size_t marked = home.history().pendingImports.size();
+    markedRuns += marked > 0 ? 1 : 0;
+    markedFiles += marked;
     const ExitStatus second = sync();
     const HistoryDatabase database = home.history();
     const auto pictures = home.pictures();
@@ -154,27 +128,9 @@ class SyncFaults : public testing::Test {
     EXPECT_EQ(pictures, recorded) << "the library and the history tell different stories";
     home.expectToBeTrue();
     EXPECT_EQ(contentOfCard(), cardContent);
-    if (database.pendingImports.empty()) {
-      EXPECT_EQ(second, ExitStatus::done) << printed;
-      EXPECT_EQ(pictures, everyPicture) << "every file once";
-    } else {
-      EXPECT_EQ(second, ExitStatus::incomplete) << printed;
-      expectPaused(database);
-    }
-  }
-
-  // Nothing is imported while it is unknown whether some files are in the library, and the check names them.
-  void expectPaused(const HistoryDatabase& database) {
-    ++pausedRuns;
-    pausedFiles += database.pendingImports.size();
-    for (const std::string& source : database.pendingImports) {
-      EXPECT_TRUE(processedOfSource.contains(source));
-      EXPECT_TRUE(database.pendingProcessedFingerprints.contains(source));
-    }
-    const auto before = home.pictures();
-    EXPECT_EQ(uncertainAfterCheck(), database.pendingImports);
-    EXPECT_EQ(home.pictures(), before);
-    EXPECT_EQ(home.history(), database);
+    EXPECT_EQ(database.pendingImports, std::set<std::string>()) << "paused";
+    EXPECT_EQ(second, ExitStatus::done) << printed;
+    EXPECT_EQ(pictures, everyPicture) << "every file once";
   }
 
   void tryEveryPoint(const std::string& name, const Fault& fault, std::size_t step) {
@@ -189,8 +145,8 @@ class SyncFaults : public testing::Test {
         [&] { status = sync(); }, [&](const FaultOutcome&) { syncAgainAndVerify(status); }, step);
     EXPECT_GT(points, fewestPoints / step);
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
-    std::cout << name << ": " << points << " points hit, " << pausedRuns << " syncs ended paused with "
-              << pausedFiles << " files in all, " << time.count() << " s\n";
+    std::cout << name << ": " << points << " points hit, " << markedRuns << " syncs left marks of "
+              << markedFiles << " files in all, " << time.count() << " s\n";
   }
 
   // MARK: The Trash stage
@@ -236,13 +192,13 @@ class SyncFaults : public testing::Test {
   std::map<std::string, std::string> processedOfSource;
   std::multiset<std::string> everyPicture;  // as fingerprints of what the library gets
   std::string printed;                      // by the last run in this process
-  std::size_t pausedRuns = 0;
-  std::size_t pausedFiles = 0;
+  std::size_t markedRuns = 0;
+  std::size_t markedFiles = 0;
 };
 
-TEST_F(SyncFaults, everyFileArrivesOnceOrIsPausedWhereverTheProcessIsKilled) {
+TEST_F(SyncFaults, everyFileArrivesOnceWhereverTheProcessIsKilled) {
   tryEveryPoint("killed", Fault::kill(), stepThrough(13));
-  EXPECT_GT(pausedRuns, 0U) << "no kill fell between the marks and the library's commit";
+  EXPECT_GT(markedRuns, 0U) << "no kill fell between the marks and the records";
 }
 
 TEST_F(SyncFaults, everyMovedFileIsListedAndComesBackWhereverTheTrashStageIsKilled) {
@@ -267,25 +223,159 @@ TEST_F(SyncFaults, everyMovedFileIsListedAndComesBackWhereverTheTrashStageIsKill
   EXPECT_GT(points, 40 / step);
 }
 
-TEST_F(SyncFaults, everyFileArrivesOnceOrIsPausedWhereverACallFailsOnce) {
+TEST_F(SyncFaults, everyFileArrivesOnceWhereverACallFailsOnce) {
   tryEveryPoint("EIO once", Fault::failing(EIO), stepThrough(13));
 }
 
-TEST_F(SyncFaults, everyFileArrivesOnceOrIsPausedWhereverTheDiskGoesAway) {
+TEST_F(SyncFaults, everyFileArrivesOnceWhereverTheDiskGoesAway) {
   tryEveryPoint("EIO from then on", Fault::failingFromThenOn(EIO), 2 * stepThrough(9));
 }
 
-TEST_F(SyncFaults, everyFileArrivesOnceOrIsPausedWhereverTheDiskIsFullForAMoment) {
+TEST_F(SyncFaults, everyFileArrivesOnceWhereverTheDiskIsFullForAMoment) {
   tryEveryPoint("ENOSPC once", Fault::failing(ENOSPC), 3 * stepThrough(7));
 }
 
-TEST_F(SyncFaults, everyFileArrivesOnceOrIsPausedWhereverTheDiskFillsUp) {
+TEST_F(SyncFaults, everyFileArrivesOnceWhereverTheDiskFillsUp) {
   tryEveryPoint("ENOSPC from then on", Fault::failingFromThenOn(ENOSPC), 3 * stepThrough(7));
 }
 
 TEST_F(SyncFaults, isDoneWhereverAWriteIsShort) {
   tryEveryPoint("short write", Fault::shortWrite(), 3 * stepThrough(7));
-  EXPECT_EQ(pausedRuns, 0U) << "a short write is no failure";
+  EXPECT_EQ(markedRuns, 0U) << "a short write is no failure";
+}
+
+// What a sync left that was killed at some point between its marks and its end, and what others do then.
+class KilledSync : public SyncFaults {
+ protected:
+  // Every third point: before the files have their names, when some have, and before the commit and the
+  // records.
+  void forEachKill(const std::function<void()>& verify) {
+    std::size_t tried = 0;
+    for (std::size_t point = 1;; point += 3) {
+      fs::remove_all(home.url().path());
+      const FaultOutcome outcome = runWithFault(Fault::kill(), point, [&] { sync(); });
+      if (!outcome.wasHit()) {
+        break;
+      }
+      if (!home.history().pendingImports.empty()) {
+        ++tried;
+        SCOPED_TRACE("point " + std::to_string(point) + " " + outcome.call);
+        verify();
+      }
+    }
+    EXPECT_GT(tried, 10U);
+  }
+
+  std::set<std::string> incomingFiles() const {
+    std::set<std::string> names;
+    for (const auto& entry :
+         fs::directory_iterator(home.libraryFolder().appending("Originals/.incoming").path())) {
+      names.insert(entry.path().filename().string());
+    }
+    return names;
+  }
+
+  void expectDone() {
+    EXPECT_EQ(sync(), ExitStatus::done) << printed;
+    EXPECT_EQ(home.pictures(), everyPicture);
+    EXPECT_TRUE(home.history().pendingImports.empty());
+    home.expectToBeTrue();
+  }
+};
+
+TEST_F(KilledSync, isLeftAloneByAnUnreadableHistoryAndCompletedWhenThatIsBack) {
+  forEachKill([this] {
+    const auto before = incomingFiles();
+    const std::string history = readFile(home.historyFile());
+    writeFile(home.historyFile(), "{ broken");
+    EXPECT_NE(sync(), ExitStatus::done);
+    EXPECT_EQ(incomingFiles(), before);
+    writeFile(home.historyFile(), history);
+    expectDone();
+  });
+}
+
+TEST_F(KilledSync, isCompletedByRestoreAndByRemember) {
+  forEachKill([this] {
+    EXPECT_EQ(run({"remember", card.path()}), ExitStatus::done) << printed;
+    EXPECT_TRUE(home.history().pendingImports.empty());
+    EXPECT_EQ(run({"restore", "--yes", card.path()}), ExitStatus::done) << printed;
+    EXPECT_EQ(home.pictures(), everyPicture);
+    home.expectToBeTrue();
+  });
+}
+
+TEST_F(KilledSync, isNotTouchedByACheck) {
+  forEachKill([this] {
+    const auto before = incomingFiles();
+    run({"check", card.path()});
+    EXPECT_EQ(incomingFiles(), before);
+    EXPECT_FALSE(home.history().pendingImports.empty());
+    expectDone();
+  });
+}
+
+// Two homes with one library, as of two users of a computer.
+TEST_F(KilledSync, isLeftAloneByAnotherHistoryOfTheSameLibrary) {
+  const FileURL otherCard = folder / "OTHER";
+  makeSmallCard(otherCard);
+  addSmallPhoto(otherCard, "PICT0001.JPG", 9, 9);
+  const SyncedHome other(folder / "other");
+  forEachKill([&] {
+    const auto before = incomingFiles();
+    fs::remove_all(other.url().path());
+    fs::create_directories(other.url().appending("pictures").path());
+    fs::create_directory_symlink(home.libraryFolder().path(), other.libraryFolder().path());
+    const Aside aside;
+    const std::vector<std::string> arguments = {"tolvanderctl", "--home", other.url().path(),
+                                                "sync",         "--yes",  otherCard.path()};
+    std::vector<const char*> pointers;
+    for (const std::string& argument : arguments) {
+      pointers.push_back(argument.c_str());
+    }
+    EXPECT_EQ(shell::runCommandLine(static_cast<int>(pointers.size()), pointers.data()), ExitStatus::done);
+    EXPECT_EQ(incomingFiles(), before);
+    EXPECT_EQ(sync(), ExitStatus::done) << printed;
+    EXPECT_EQ(home.pictures().size(), everyPicture.size() + 1);
+    EXPECT_TRUE(home.history().pendingImports.empty());
+    home.expectToBeTrue();
+  });
+}
+
+// A history that was restored from a time before the import, and then the right one again.
+TEST_F(KilledSync, keepsItsFilesWhereAnOlderHistoryIsPutBackAfterTheyWereToGetTheirNames) {
+  std::size_t kept = 0;
+  forEachKill([&] {
+    platform::linux_::Catalogue catalogue(home.libraryFolder().appending("Library.sqlite"),
+                                          std::chrono::seconds(1));
+    const auto intents = catalogue.intents();
+    if (intents.empty() || !intents.front().isMarked) {
+      return;
+    }
+    ++kept;
+    const auto before = incomingFiles();
+    const std::string history = readFile(home.historyFile());
+    fs::remove(home.historyFile().path());
+    run({"remember", card.path()});
+    EXPECT_EQ(incomingFiles(), before);
+    writeFile(home.historyFile(), history);
+    expectDone();
+  });
+  EXPECT_GT(kept, 0U);
+}
+
+// Nothing can tell then whether the library has them.
+TEST_F(KilledSync, isPausedWhereItsIncomingFilesWereDeletedByHand) {
+  forEachKill([this] {
+    const auto incoming = incomingFiles();
+    for (const std::string& name : incoming) {
+      fs::remove(home.libraryFolder().appending("Originals/.incoming/" + name).path());
+    }
+    if (!incoming.empty()) {
+      EXPECT_EQ(sync(), ExitStatus::incomplete) << printed;
+      EXPECT_FALSE(home.history().pendingImports.empty());
+    }
+  });
 }
 
 }  // namespace

@@ -35,7 +35,6 @@ using platform::linux_::Database;
 using platform::linux_::Descriptor;
 using platform::linux_::LibraryFolder;
 using platform::linux_::LibraryLock;
-using platform::linux_::Placement;
 using Case = app::PhotosPlatformError::Case;
 
 constexpr std::chrono::milliseconds noPatience(0);
@@ -612,74 +611,79 @@ TEST_F(EmbeddedLibrary, leavesFilesAloneThatItDidNotPutThere) {
   }
 }
 
-TEST_F(EmbeddedLibrary, sweepsFilesWithoutNamesThatACrashLeftWhenItIsChanged) {
+TEST_F(EmbeddedLibrary, leavesAnIncomingFileThatNoIntentNamesAndListsIt) {
   open();
   const FileURL leftover =
       root.appending("Originals/.incoming").appending(platform::linux_::newIncomingName());
   writeFile(leftover, "half a pict");
-  lookAtEverything(*open());
-  EXPECT_TRUE(fs::exists(leftover.path())) << "looking changes nothing";
   change(*open());
-  EXPECT_FALSE(fs::exists(leftover.path()));
+  EXPECT_EQ(readFile(leftover), "half a pict");
+  EXPECT_EQ(open()->verify().unfinished, std::vector{leftover});
 }
 
-// As a crash between the naming of a file and the commit of its asset leaves it.
-class PlacementLeft : public EmbeddedLibrary {
+// As a crash leaves a change that no history had prepared.
+class IntentLeft : public EmbeddedLibrary {
  protected:
-  PlacementLeft() {
+  IntentLeft() {
     open();
-    writeFile(original, "ours");
-    const Descriptor opened(::open(original.path().c_str(), O_RDONLY | O_CLOEXEC));
     Catalogue catalogue(root.appending("Library.sqlite"), noPatience);
     auto transaction = catalogue.change();
-    catalogue.insertPlacement(platform::linux_::placementOf(opened, path));
+    catalogue.insertIntent({.history = std::nullopt,
+                            .temporaryName = std::string(incoming.lastPathComponent()),
+                            .album = std::nullopt,
+                            .asset = {.localIdentifier = "asset", .creationDate = std::nullopt},
+                            .original = {.originalFilename = "PICT0001.JPG", .path = path}});
     transaction.commit();
   }
 
-  std::size_t placements() const {
-    return Catalogue(root.appending("Library.sqlite"), noPatience).placements().size();
+  std::size_t intents() const {
+    return Catalogue(root.appending("Library.sqlite"), noPatience).intents().size();
   }
 
   const std::string path = "Originals/2026/2026-11-20/PICT0001.JPG";
   const FileURL original = root.appending(path);
+  const FileURL incoming =
+      root.appending("Originals/.incoming").appending(platform::linux_::newIncomingName());
 };
 
-TEST_F(PlacementLeft, theFileIsSweptByTheNextChange) {
+TEST_F(IntentLeft, theIncomingFileIsSweptByTheNextChange) {
+  writeFile(incoming, "half a pict");
   const auto library = open();
   lookAtEverything(*library);
-  EXPECT_TRUE(fs::exists(original.path())) << "looking changes nothing";
+  EXPECT_TRUE(fs::exists(incoming.path())) << "looking changes nothing";
   change(*library);
-  EXPECT_FALSE(fs::exists(original.path()));
-  EXPECT_EQ(placements(), 0U);
+  EXPECT_FALSE(fs::exists(incoming.path()));
+  EXPECT_EQ(intents(), 0U);
 }
 
-TEST_F(PlacementLeft, anotherFileOfThatNameStays) {
-  fs::rename(original.path(), (folder_ / "moved").path());
-  writeFile(original, "user");  // as long as ours
-  change(*open());
-  EXPECT_EQ(readFile(original), "user");
-  EXPECT_EQ(readFile(folder_ / "moved"), "ours");
-  EXPECT_EQ(placements(), 0U);
-}
-
-TEST_F(PlacementLeft, theFileIsSweptAlsoWhereAPowerLossHasTakenItsEnd) {
-  const Date modified = fileResourceValues(original).contentModificationDate.value();
-  fs::resize_file(original.path(), 1);
-  setContentModificationDate(original, modified);
-  change(*open());
-  EXPECT_FALSE(fs::exists(original.path()));
-}
-
-TEST_F(PlacementLeft, aFileThatTheUserHasEditedSinceStays) {
-  writeFile(original, "ours, and more");
-  change(*open());
-  EXPECT_EQ(readFile(original), "ours, and more");
-}
-
-TEST_F(PlacementLeft, aFileStaysWhereAHostileCatalogueHasADateAtTheBeginningOfTime) {
-  changeCatalogue("UPDATE placements SET modified = -9223372036854775808");
+TEST_F(IntentLeft, theFileThatHasItsNameStaysAndIsListed) {
+  writeFile(original, "ours");
   change(*open());
   EXPECT_EQ(readFile(original), "ours");
+  EXPECT_EQ(intents(), 1U);
+  const auto verification = open()->verify();
+  EXPECT_EQ(verification.unfinished, std::vector{original});
+  EXPECT_EQ(verification.unknown, std::vector<FileURL>());
+}
+
+TEST_F(IntentLeft, theNameIsNotGivenToAnotherFile) {
+  changeCatalogue("UPDATE intents SET path = '" + dayFolder(day(0)) + "/PICT0001.JPG', path_key = lower('" +
+                  dayFolder(day(0)) + "/PICT0001.JPG'), history = 'another'");
+  importPictures(*open(), {file("PICT0001.JPG")});
+  EXPECT_EQ(filesOfLibrary(), std::set{dayFolder(day(0)) + "/PICT0001 2.JPG"});
+}
+
+TEST_F(IntentLeft, aHostileCatalogueReachesNothingByIt) {
+  for (const std::string name : {"../../secret", "../PICT0001.JPG", "c.jpg"}) {
+    writeFile(root.appending("secret"), "secret");
+    writeFile(root.appending("Originals/.incoming/c.jpg"), "secret");
+    writeFile(root.appending("Originals/PICT0001.JPG"), "secret");
+    changeCatalogue("UPDATE intents SET temporary_name = '" + name + "'");
+    change(*open());
+    EXPECT_TRUE(fs::exists(root.appending("secret").path()));
+    EXPECT_TRUE(fs::exists(root.appending("Originals/.incoming/c.jpg").path()));
+    EXPECT_TRUE(fs::exists(root.appending("Originals/PICT0001.JPG").path()));
+  }
 }
 
 TEST_F(EmbeddedLibrary, noticesThatTheLibraryWasReplaced) {

@@ -120,6 +120,12 @@ SyncCoordinator CoordinatorWorld::coordinator() {
   dependencies.addToAlbum = [this](const std::vector<std::string>& identifiers, const std::string& name) {
     add(joined("album " + name + ":", identifiers));
   };
+  if (held) {
+    dependencies.completeInterruptedImports = [this] {
+      add("complete");
+      return *held;
+    };
+  }
   dependencies.phase = [this](const SyncPhase& phase) { add("phase " + nameOf(phase)); };
   return {history, dependencies, [this] { return now += std::chrono::seconds(1); }};
 }

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -29,6 +30,7 @@ std::vector<std::string> sourcesOf(const std::vector<FingerprintedMediaFile>& fi
 // A camera, a library and a history for a coordinator, with one log of all that it does to them, in order:
 //
 //   access                          a gate's look at camera and library
+//   complete
 //   phase NAME
 //   fingerprint PATH... [charmera]
 //   reconcile SOURCE... [broader]
@@ -71,6 +73,8 @@ class CoordinatorWorld {
   std::vector<LibraryReconciliation> searches;  // what each search finds, in order; then nothing is found
   std::vector<std::vector<FingerprintedMediaFile>> searched;  // what each search was given
   std::set<std::string> assets;                               // in the library
+  // The fingerprints that the library holds once it has completed imports; absent where it can't do that.
+  std::optional<std::set<std::string>> held;
   std::vector<std::string> log;
   std::function<void(const std::string& entry)> onEntry = [](const std::string&) {};
   CancellationSource cancellation;

@@ -33,6 +33,7 @@ void SyncedHome::expectToBeTrue() const {
   const auto verification = library.verify();
   EXPECT_TRUE(verification.isSound());
   EXPECT_EQ(verification.unknown, std::vector<FileURL>());
+  EXPECT_EQ(verification.unfinished, std::vector<FileURL>());
 
   const HistoryDatabase database = history();
   std::set<std::string> assets;

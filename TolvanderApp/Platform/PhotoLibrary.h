@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "TolvanderCore/Cancellation.h"
 #include "TolvanderCore/Date.h"
 #include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/UUID.h"
 
 namespace tolvander::app {
 
@@ -77,6 +79,37 @@ struct PhotosFetchOptions {
   std::int64_t fetchLimit = 0;  // 0: no limit
 };
 
+// A file that a change block is about to ask for, with what the block will say of it.
+struct PhotosImportFile {
+  FileURL file;
+  PhotosMediaType mediaType = PhotosMediaType::image;  // or video
+  std::optional<Date> creationDate;                    // instead of the one in the file
+  std::string fingerprint;  // SHA-256 of its bytes, in lower-case hexadecimal digits
+};
+
+// The files of one change block, and the history that is about to mark them.
+struct PhotosImportPreparation {
+  UUID history;
+  std::vector<PhotosImportFile> files;
+  std::optional<std::string> albumIdentifier;  // of the album that the block will put all of them into
+};
+
+// What a history says of imports that were begun. Only for a history that was read whole.
+struct PhotosInterruptedImports {
+  UUID history;
+  std::set<std::string> pendingFingerprints;  // of files that are marked, as PhotosImportFile has them
+  // Whether the history has a record of these bytes.
+  std::function<bool(const std::string& fingerprint)> isRecorded;
+};
+
+// An asset that holds these bytes, as far as the library knows without reading it.
+struct PhotosHeldContent {
+  std::string fingerprint;
+  std::string assetLocalIdentifier;
+
+  friend bool operator==(const PhotosHeldContent&, const PhotosHeldContent&) = default;
+};
+
 // The creation of one asset within a change block.
 class PhotosAssetCreationRequest {
  public:
@@ -139,6 +172,21 @@ class PhotoLibrary {
   virtual PhotosAuthorizationStatus authorizationStatus() = 0;
   // Asks the user if that was never done. The handler runs once, on any thread.
   virtual void requestAuthorization(std::function<void(PhotosAuthorizationStatus)> handler) = 0;
+
+  // Optional: takes in the files of a change block that is to follow, before the history marks them, so that
+  // the import can be completed if the process ends before the change was carried out. The block then asks
+  // for the same files. A change that fails leaves them prepared. Blocks; when it returns, everything is
+  // durable. Throws PhotosPlatformError, and has prepared nothing then. A library that can't prepare does
+  // nothing.
+  virtual void prepareImport(const PhotosImportPreparation& /*preparation*/) {}
+
+  // Optional: completes the prepared files of this history whose fingerprints it has marked or recorded, and
+  // drops those that it never marked. Leaves the files of other histories alone, and those that a later state
+  // of this history has marked. Returns the assets that hold what is marked, also those that were there
+  // before. Blocks. Throws PhotosPlatformError. A library that can't prepare knows of none.
+  virtual std::vector<PhotosHeldContent> completeImports(const PhotosInterruptedImports& /*imports*/) {
+    return {};
+  }
 
   // Returns at once. A block that throws ends the change with nothing done, and the completion gets what it
   // threw.

@@ -180,6 +180,9 @@ std::string LibraryVerificationReport::text() const {
   for (const FileURL& file : unknown) {
     text += "not ours   " + printable(file.path()) + "\n";
   }
+  for (const FileURL& file : unfinished) {
+    text += "waiting    " + printable(file.path()) + "\n";
+  }
   return text;
 }
 
@@ -200,6 +203,7 @@ std::string LibraryVerificationReport::json() const {
     writeFiles(writer, "changed", changed);
     writeFiles(writer, "damaged", damaged);
     writeFiles(writer, "unreadable", unreadable);
+    writeFiles(writer, "unfinished", unfinished);
     writeFiles(writer, "unknown", unknown);
     writer.key("faults");
     writer.beginArray();

@@ -74,7 +74,8 @@ struct LibraryVerificationReport {
   std::vector<Fault> changed;  // of another size, or no file
   std::vector<Fault> damaged;  // of other content
   std::vector<Fault> unreadable;
-  std::vector<FileURL> unknown;  // no fault: people may add files
+  std::vector<FileURL> unknown;     // no fault: people may add files
+  std::vector<FileURL> unfinished;  // no fault: interrupted imports left them, and a sync may complete them
 
   bool isSound() const {
     return catalogueProblems.empty() && missing.empty() && changed.empty() && damaged.empty() &&

@@ -20,9 +20,6 @@ using app::PhotosResourceType;
 
 namespace {
 
-// Stands where a path would, in a row that says nothing.
-constexpr const char* noPath = "";
-
 std::int64_t stored(Date date) { return date.time_since_epoch().count(); }
 
 Date dateFrom(std::int64_t nanoseconds) { return Date(std::chrono::nanoseconds(nanoseconds)); }
@@ -64,12 +61,30 @@ std::optional<CataloguedContent> contentFrom(const Rows& rows, int sha256, int m
   return CataloguedContent{.sha256 = rows.text(sha256), .modified = dateFrom(rows.integer(modified))};
 }
 
-CataloguedResource resourceFrom(const Rows& rows) {
-  return {.type = resourceTypeFrom(rows.integer(0)),
-          .originalFilename = rows.text(1),
-          .path = rows.text(2),
-          .byteCount = rows.integer(3),
-          .content = contentFrom(rows, 4, 5)};
+// From RESOURCE_COLUMNS that begin with `first`.
+CataloguedResource resourceFrom(const Rows& rows, int first = 0) {
+  return {.type = resourceTypeFrom(rows.integer(first)),
+          .originalFilename = rows.text(first + 1),
+          .path = rows.text(first + 2),
+          .byteCount = rows.integer(first + 3),
+          .content = contentFrom(rows, first + 4, first + 5)};
+}
+
+// Of an asset or an intent that is stored.
+std::optional<std::int64_t> storedDate(const PhotosAsset& asset) {
+  return asset.creationDate ? std::optional(stored(*asset.creationDate)) : std::nullopt;
+}
+
+std::optional<std::string_view> storedHash(const CataloguedResource& original) {
+  return original.content ? std::optional<std::string_view>(original.content->sha256) : std::nullopt;
+}
+
+std::optional<std::int64_t> storedModification(const CataloguedResource& original) {
+  return original.content ? std::optional(stored(original.content->modified)) : std::nullopt;
+}
+
+std::optional<std::string> textOrNone(const Rows& rows, int column) {
+  return rows.isNull(column) ? std::nullopt : std::optional(rows.text(column));
 }
 
 // Appends at most `limit` assets from rows of ORIGINAL_COLUMNS.
@@ -315,31 +330,53 @@ bool Catalogue::hasPath(const std::string& path) {
       .next();
 }
 
-std::vector<Placement> Catalogue::placements() {
-  std::vector<Placement> found;
-  Rows rows = database_.query("SELECT path, inode, byte_count, modified FROM placements WHERE path <> ''");
+bool Catalogue::intendsPath(const std::string& path) {
+  return database_.query("SELECT 1 FROM intents WHERE path_key = ?", std::string_view(originalNameKey(path)))
+      .next();
+}
+
+std::vector<Intent> Catalogue::intents() {
+  constexpr int resourceColumns = 6;
+  constexpr int otherColumns = 12;
+  std::vector<Intent> found;
+  Rows rows = database_.query("SELECT " ASSET_COLUMNS ", " RESOURCE_COLUMNS
+                              ", history, temporary_name, is_marked, album FROM intents ORDER BY identifier");
   while (rows.next()) {
-    found.push_back({.path = rows.text(0),
-                     .inode = static_cast<std::uint64_t>(rows.integer(1)),
-                     .byteCount = rows.integer(2),
-                     .modified = dateFrom(rows.integer(3))});
+    found.push_back({.history = textOrNone(rows, otherColumns),
+                     .temporaryName = rows.text(otherColumns + 1),
+                     .isMarked = rows.integer(otherColumns + 2) != 0,
+                     .album = textOrNone(rows, otherColumns + 3),
+                     .asset = assetFrom(rows),
+                     .original = resourceFrom(rows, resourceColumns)});
+  }
+  return found;
+}
+
+std::vector<std::pair<PhotosAsset, CataloguedResource>> Catalogue::assetsWithContent(
+    const std::string& sha256) {
+  constexpr int resourceColumns = 6;
+  std::vector<std::pair<PhotosAsset, CataloguedResource>> found;
+  Rows rows = database_.query("SELECT " ASSET_COLUMNS ", " RESOURCE_COLUMNS
+                              " FROM resources CROSS JOIN assets ON assets.id = resources.asset"
+                              " WHERE sha256 = ? ORDER BY assets.id",
+                              std::string_view(sha256));
+  while (rows.next()) {
+    found.emplace_back(assetFrom(rows), resourceFrom(rows, resourceColumns));
   }
   return found;
 }
 
 void Catalogue::insertAsset(const PhotosAsset& asset, const CataloguedResource& original) {
-  const auto date = asset.creationDate ? std::optional(stored(*asset.creationDate)) : std::nullopt;
   database_.execute("INSERT INTO assets (" ASSET_COLUMNS ") VALUES (?, ?, ?, ?, ?, ?)",
-                    std::string_view(asset.localIdentifier), date, static_cast<std::int64_t>(asset.mediaType),
-                    asset.pixelWidth, asset.pixelHeight, asset.duration);
-  const auto sha256 =
-      original.content ? std::optional<std::string_view>(original.content->sha256) : std::nullopt;
-  const auto modified = original.content ? std::optional(stored(original.content->modified)) : std::nullopt;
+                    std::string_view(asset.localIdentifier), storedDate(asset),
+                    static_cast<std::int64_t>(asset.mediaType), asset.pixelWidth, asset.pixelHeight,
+                    asset.duration);
   database_.execute("INSERT INTO resources (asset, position, path_key, " RESOURCE_COLUMNS
                     ") VALUES (?, 0, ?, ?, ?, ?, ?, ?, ?)",
                     database_.lastInsertedRow(), std::string_view(originalNameKey(original.path)),
                     static_cast<std::int64_t>(original.type), std::string_view(original.originalFilename),
-                    std::string_view(original.path), original.byteCount, sha256, modified);
+                    std::string_view(original.path), original.byteCount, storedHash(original),
+                    storedModification(original));
 }
 
 void Catalogue::insertAlbum(const PhotosAlbum& album) {
@@ -379,20 +416,38 @@ void Catalogue::setContent(const CataloguedOriginal& original) {
       resource.byteCount);
 }
 
-void Catalogue::insertPlacement(const Placement& placement) {
+void Catalogue::insertIntent(const Intent& intent) {
+  const PhotosAsset& asset = intent.asset;
+  const CataloguedResource& original = intent.original;
   database_.execute(
-      "INSERT OR REPLACE INTO placements (path, inode, byte_count, modified) VALUES (?, ?, ?, ?)",
-      std::string_view(placement.path), static_cast<std::int64_t>(placement.inode), placement.byteCount,
-      stored(placement.modified));
+      "INSERT INTO intents (" ASSET_COLUMNS ", " RESOURCE_COLUMNS
+      ", path_key, history, temporary_name, is_marked, album)"
+      " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
+      std::string_view(asset.localIdentifier), storedDate(asset), static_cast<std::int64_t>(asset.mediaType),
+      asset.pixelWidth, asset.pixelHeight, asset.duration, static_cast<std::int64_t>(original.type),
+      std::string_view(original.originalFilename), std::string_view(original.path), original.byteCount,
+      storedHash(original), storedModification(original), std::string_view(originalNameKey(original.path)),
+      intent.history, std::string_view(intent.temporaryName), std::int64_t{intent.isMarked}, intent.album);
 }
 
-void Catalogue::removePlacement(const std::string& path) {
-  database_.execute("DELETE FROM placements WHERE path = ?", std::string_view(path));
+void Catalogue::moveIntent(const std::string& assetIdentifier, const std::string& path) {
+  database_.execute("UPDATE intents SET path = ?, path_key = ? WHERE identifier = ?", std::string_view(path),
+                    std::string_view(originalNameKey(path)), std::string_view(assetIdentifier));
 }
 
+void Catalogue::markIntent(const std::string& assetIdentifier, bool isMarked) {
+  database_.execute("UPDATE intents SET is_marked = ? WHERE identifier = ?", std::int64_t{isMarked},
+                    std::string_view(assetIdentifier));
+}
+
+void Catalogue::removeIntent(const std::string& assetIdentifier) {
+  database_.execute("DELETE FROM intents WHERE identifier = ?", std::string_view(assetIdentifier));
+}
+
+// Writing the version that the file has already writes its first page.
 void Catalogue::settle() {
   Transaction transaction = change();
-  insertPlacement({.path = noPath, .inode = 0, .byteCount = 0, .modified = {}});
+  database_.run("PRAGMA user_version=" + std::to_string(newestCatalogueVersion));
   transaction.commit();
 }
 

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Platform/Linux/PhotoLibrary/Database.h"
@@ -33,14 +34,15 @@ struct CataloguedResource {
   friend bool operator==(const CataloguedResource&, const CataloguedResource&) = default;
 };
 
-// A name that a file is about to get, and how to tell that file from another one of the name.
-struct Placement {
-  std::string path;  // relative to the library's folder
-  std::uint64_t inode = 0;
-  std::int64_t byteCount = 0;
-  Date modified;
-
-  friend bool operator==(const Placement&, const Placement&) = default;
+// A file that is to become an original: where it waits until then, and all that is catalogued when it does.
+// Its path is the name that it is to get.
+struct Intent {
+  std::optional<std::string> history;  // that marks it; absent where the change was not prepared
+  std::string temporaryName;           // in the folder for incoming files
+  bool isMarked = false;               // the history had its mark when the file was to get its name
+  std::optional<std::string> album;
+  app::PhotosAsset asset;
+  CataloguedResource original;
 };
 
 // One file of an asset, and where its row is.
@@ -112,7 +114,13 @@ class Catalogue {
   // Whether a file of this path, or of one that differs in case alone, is catalogued.
   bool hasPath(const std::string& path);
 
-  std::vector<Placement> placements();
+  // Whether an intent has that path, or one that differs in case alone.
+  bool intendsPath(const std::string& path);
+
+  std::vector<Intent> intents();
+
+  // Assets with an original that held these bytes when it was hashed.
+  std::vector<std::pair<app::PhotosAsset, CataloguedResource>> assetsWithContent(const std::string& sha256);
 
   // The changes. Each belongs in a Transaction.
   Transaction change() { return {database_, Transaction::Kind::writing}; }
@@ -122,8 +130,10 @@ class Catalogue {
   bool addToAlbum(const std::string& albumIdentifier, const std::vector<std::string>& assetIdentifiers);
   // Keeps the content of an original that has one, unless its path and size have changed since it was read.
   void setContent(const CataloguedOriginal& original);
-  void insertPlacement(const Placement& placement);
-  void removePlacement(const std::string& path);
+  void insertIntent(const Intent& intent);
+  void moveIntent(const std::string& assetIdentifier, const std::string& path);
+  void markIntent(const std::string& assetIdentifier, bool isMarked);
+  void removeIntent(const std::string& assetIdentifier);
 
   // Commits a transaction that says nothing. When it returns, no transaction whose commit failed before it
   // comes back after a crash.

@@ -60,6 +60,30 @@ CREATE TABLE placements (
     R"(
 ALTER TABLE resources ADD COLUMN sha256 TEXT;
 ALTER TABLE resources ADD COLUMN modified INTEGER;
+)",
+    R"(
+CREATE INDEX resources_by_sha256 ON resources (sha256);
+DROP TABLE placements;
+CREATE TABLE intents (
+  identifier TEXT PRIMARY KEY,
+  creation_date INTEGER,
+  media_type INTEGER NOT NULL,
+  pixel_width INTEGER NOT NULL,
+  pixel_height INTEGER NOT NULL,
+  duration REAL NOT NULL,
+  type INTEGER NOT NULL,
+  original_filename TEXT NOT NULL,
+  path TEXT NOT NULL,
+  byte_count INTEGER NOT NULL,
+  sha256 TEXT,
+  modified INTEGER,
+  path_key TEXT NOT NULL,
+  history TEXT,
+  temporary_name TEXT NOT NULL,
+  is_marked INTEGER NOT NULL,
+  album TEXT
+) STRICT, WITHOUT ROWID;
+CREATE INDEX intents_by_path_key ON intents (path_key);
 )"};
 
 std::int64_t number(Database& database, std::string_view sql) {
@@ -95,6 +119,13 @@ void readAsNewest(Database& database, int version) {
     database.run(
         "CREATE TEMP VIEW resources AS SELECT asset, position, type, original_filename, path, path_key,"
         " byte_count, NULL AS sha256, NULL AS modified FROM main.resources");
+  }
+  if (version < 4) {
+    database.run(
+        "CREATE TEMP TABLE intents (identifier, creation_date, media_type, pixel_width, pixel_height, "
+        "duration,"
+        " type, original_filename, path, byte_count, sha256, modified, path_key, history, temporary_name,"
+        " is_marked, album)");
   }
 }
 

@@ -10,10 +10,12 @@ namespace tolvander::platform::linux_ {
 // 2  placements: which names are about to be given to files whose assets aren't catalogued yet
 // 3  resources: the SHA-256 of each (64 lower-case hexadecimal digits) and its modification date when it was
 //    hashed, both null where it was never hashed; its size was byte_count then
+// 4  intents, instead of placements: the files that are to become originals, with all that is catalogued of
+//    each when it does. history is null where the change was not prepared. An index on sha256
 //
 // Instants are nanoseconds since 1970, durations seconds, paths relative to the library's folder. The numbers
 // of types are those of PhotosMediaType and PhotosResourceType.
-constexpr int newestCatalogueVersion = 3;
+constexpr int newestCatalogueVersion = 4;
 
 // 0 of a file in which nothing is yet. Reads only. Throws PhotosPlatformError of a catalogue that somebody
 // newer wrote, or a file that is something else, and DatabaseError.

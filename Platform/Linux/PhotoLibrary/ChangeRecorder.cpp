@@ -11,8 +11,8 @@ namespace tolvander::platform::linux_ {
 
 class ChangeRecorder::AssetRequest final : public app::PhotosAssetCreationRequest {
  public:
-  AssetRequest(FileURL source, app::PhotosMediaType type)
-      : original{.identifier = UUID::random().text(),
+  AssetRequest(std::string identifier, FileURL source, app::PhotosMediaType type)
+      : original{.identifier = std::move(identifier),
                  .source = std::move(source),
                  .type = type,
                  .creationDate = {}} {}
@@ -54,7 +54,19 @@ bool isReadableFile(const FileURL& file) {
 
 }  // namespace
 
-ChangeRecorder::ChangeRecorder(CataloguePool& catalogues) : catalogues_(&catalogues) {}
+void PreparedFiles::add(const FileURL& file, const std::string& assetIdentifier) {
+  const std::lock_guard guard(mutex_);
+  assetIdentifiers_.insert_or_assign(file.path(), assetIdentifier);
+}
+
+std::string PreparedFiles::assetIdentifierFor(const FileURL& file) {
+  const std::lock_guard guard(mutex_);
+  const auto prepared = assetIdentifiers_.extract(file.path());
+  return prepared ? prepared.mapped() : UUID::random().text();
+}
+
+ChangeRecorder::ChangeRecorder(CataloguePool& catalogues, PreparedFiles& prepared)
+    : catalogues_(&catalogues), prepared_(&prepared) {}
 
 ChangeRecorder::~ChangeRecorder() = default;
 
@@ -63,7 +75,8 @@ app::PhotosAssetCreationRequest* ChangeRecorder::assetRequest(const FileURL& fil
   if (!isReadableFile(file)) {
     return nullptr;
   }
-  return assets_.emplace_back(std::make_unique<AssetRequest>(file, type)).get();
+  return assets_.emplace_back(std::make_unique<AssetRequest>(prepared_->assetIdentifierFor(file), file, type))
+      .get();
 }
 
 app::PhotosAssetCreationRequest* ChangeRecorder::creationRequestForAssetFromImage(const FileURL& file) {

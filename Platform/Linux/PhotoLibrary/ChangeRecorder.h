@@ -1,6 +1,8 @@
 #pragma once
 
+#include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,6 +18,20 @@ struct NewOriginal {
   FileURL source;
   app::PhotosMediaType type = app::PhotosMediaType::image;
   std::optional<Date> creationDate;  // instead of the one in the file
+  std::optional<std::string> sha256 =
+      std::nullopt;  // that the file must have, as FileFingerprinter writes it
+};
+
+// Which files are prepared, and as which assets. Safe on every thread.
+class PreparedFiles {
+ public:
+  void add(const FileURL& file, const std::string& assetIdentifier);
+  // The asset that the file was prepared as, which is used once; a new identifier where there is none.
+  std::string assetIdentifierFor(const FileURL& file);
+
+ private:
+  std::mutex mutex_;
+  std::map<std::string, std::string> assetIdentifiers_;  // by path
 };
 
 struct AlbumAddition {
@@ -35,7 +51,7 @@ struct RecordedChange {
 // Takes down what a change block asks for. Refuses files that can't be read and albums that aren't there.
 class ChangeRecorder final : public app::PhotosChanges {
  public:
-  explicit ChangeRecorder(CataloguePool& catalogues);
+  ChangeRecorder(CataloguePool& catalogues, PreparedFiles& prepared);
   ~ChangeRecorder() override;
 
   app::PhotosAssetCreationRequest* creationRequestForAssetFromImage(const FileURL& file) override;
@@ -55,6 +71,7 @@ class ChangeRecorder final : public app::PhotosChanges {
   bool isAlbum(const std::string& identifier);
 
   CataloguePool* catalogues_;
+  PreparedFiles* prepared_;
   std::vector<std::unique_ptr<AssetRequest>> assets_;
   std::vector<std::unique_ptr<AlbumRequest>> albums_;
   std::vector<std::unique_ptr<AdditionRequest>> additions_;

@@ -58,6 +58,32 @@ void EmbeddedPhotoLibrary::requestAuthorization(std::function<void(PhotosAuthori
   });
 }
 
+void EmbeddedPhotoLibrary::prepareImport(const app::PhotosImportPreparation& preparation) {
+  std::vector<NewOriginal> originals;
+  for (const app::PhotosImportFile& file : preparation.files) {
+    originals.push_back({.identifier = UUID::random().text(),
+                         .source = file.file,
+                         .type = file.mediaType,
+                         .creationDate = file.creationDate,
+                         .sha256 = file.fingerprint});
+  }
+  withLibraryErrors([&] {
+    requireAccess();
+    writer_.prepare(originals, preparation.history, preparation.albumIdentifier);
+  });
+  for (const NewOriginal& original : originals) {
+    prepared_.add(original.source, original.identifier);
+  }
+}
+
+std::vector<app::PhotosHeldContent> EmbeddedPhotoLibrary::completeImports(
+    const app::PhotosInterruptedImports& imports) {
+  return withLibraryErrors([&] {
+    requireAccess();
+    return writer_.complete(imports);
+  });
+}
+
 void EmbeddedPhotoLibrary::performChanges(ChangeBlock block, ChangeCompletion completion) {
   changes_.run([this, block = std::move(block), completion = std::move(completion)] {
     ChangeOutcome outcome = change(block);
@@ -66,7 +92,7 @@ void EmbeddedPhotoLibrary::performChanges(ChangeBlock block, ChangeCompletion co
 }
 
 ChangeOutcome EmbeddedPhotoLibrary::change(const ChangeBlock& block) {
-  ChangeRecorder recorder(catalogues_);
+  ChangeRecorder recorder(catalogues_, prepared_);
   std::exception_ptr error;
   try {
     block(recorder);

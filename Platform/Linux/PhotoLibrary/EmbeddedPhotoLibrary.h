@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include "Platform/Linux/PhotoLibrary/CataloguePool.h"
+#include "Platform/Linux/PhotoLibrary/ChangeRecorder.h"
 #include "Platform/Linux/PhotoLibrary/DataRequests.h"
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
 #include "Platform/Linux/PhotoLibrary/LibraryListing.h"
@@ -31,8 +32,10 @@ namespace tolvander::platform::linux_ {
 // Changes are durable when their completion says so. They are made one after the other on one thread, data
 // requests are answered on another one, and fetches on the caller's; none waits for the others. One process
 // on the machine changes the library at a time: another one waits for its turn, and after `patience` its
-// change has failed. After a crash the library is true: what was not completed is in no fetch, and is swept
-// when the library is next changed. What only looks changes nothing.
+// change has failed. After a crash the library is true: what was not completed is in no fetch. What was
+// prepared for a history is completed or dropped when that history asks (completeImports), and the incoming
+// files of other changes are swept when the library is next changed. What only looks changes nothing, and
+// nothing that has its name among the originals is ever removed.
 //
 // The asset's creation date is the one that was asked for, or the one in the file, or the file's modification
 // date. A picture that can't be understood is kept like every other, without a size.
@@ -52,6 +55,8 @@ class EmbeddedPhotoLibrary final : public app::PhotoLibrary {
 
   app::PhotosAuthorizationStatus authorizationStatus() override;
   void requestAuthorization(std::function<void(app::PhotosAuthorizationStatus)> handler) override;
+  void prepareImport(const app::PhotosImportPreparation& preparation) override;
+  std::vector<app::PhotosHeldContent> completeImports(const app::PhotosInterruptedImports& imports) override;
   void performChanges(ChangeBlock block, ChangeCompletion completion) override;
 
   std::vector<app::PhotosAsset> fetchAssets(const app::PhotosFetchOptions& options) override;
@@ -87,6 +92,7 @@ class EmbeddedPhotoLibrary final : public app::PhotoLibrary {
 
   const LibraryFolder folder_;
   CataloguePool catalogues_;
+  PreparedFiles prepared_;
   const LibraryWriter writer_;
   DataRequests requests_;
   LibraryThread changes_;  // last, because its jobs need the others

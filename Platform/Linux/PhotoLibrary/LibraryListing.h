@@ -53,6 +53,7 @@ struct LibraryVerification {
   std::vector<FaultyOriginal> damaged;         // of that size, and of other content
   std::vector<FaultyOriginal> unreadable;  // there, or behind a link that leads nowhere, and not to be read
   std::vector<FileURL> unknown;            // in the folder of originals, and not catalogued
+  std::vector<FileURL> unfinished;         // of imports that were interrupted, and not catalogued
 
   bool isSound() const {
     return catalogueProblems.empty() && missing.empty() && changed.empty() && damaged.empty() &&

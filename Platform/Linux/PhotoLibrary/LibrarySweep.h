@@ -5,10 +5,10 @@
 
 namespace tolvander::platform::linux_ {
 
-// Removes what a change left that didn't come to its end: files that have no name yet, and files whose names
-// are among the catalogue's placements. A file under such a name that isn't the one that was to get it
-// belongs to somebody else and stays, as does every other file. What can't be removed now is left for the
-// next time. To be called by the holder of the library's lock. Never throws.
+// Removes the incoming files of changes that were not prepared for a history and didn't come to their end.
+// Only files that an intent names, and never one that has got its name among the originals: that one stays,
+// as does its intent. What can't be removed now is left for the next time. To be called by the holder of the
+// library's lock. Never throws.
 void sweepLeftovers(const LibraryFolder& folder, Catalogue& catalogue) noexcept;
 
 }  // namespace tolvander::platform::linux_

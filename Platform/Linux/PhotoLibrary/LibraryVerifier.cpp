@@ -7,6 +7,7 @@
 
 #include "Platform/Linux/PhotoLibrary/LibraryLock.h"
 #include "Platform/Linux/PhotoLibrary/OriginalContent.h"
+#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 #include "TolvanderCore/Platform/FileSystem.h"
 #include "TolvanderCore/SystemErrors.h"
 
@@ -66,6 +67,7 @@ LibraryVerification LibraryVerifier::run() {
     keepWhatWasLearnt();
   }
   found_.originals = progress_.originals;
+  findUnfinishedFiles();
   findFilesBeside(folder_->url().appending(LibraryFolder::originals));
   return std::move(found_);
 }
@@ -154,6 +156,23 @@ void LibraryVerifier::keepWhatWasLearnt() {
     }
   } catch (const DatabaseError&) {
     return;
+  }
+}
+
+// Incoming files, whether an intent names them or not, and files under names that intents have.
+void LibraryVerifier::findUnfinishedFiles() {
+  if (auto entries = DirectoryEnumerator::at(folder_->url().appending(LibraryFolder::incoming))) {
+    while (const auto entry = entries->next()) {
+      if (isIncomingName(entry->lastPathComponent())) {
+        found_.unfinished.push_back(*entry);
+      }
+    }
+  }
+  for (const Intent& intent : catalogues_->take()->intents()) {
+    const FileURL file = folder_->url().appending(intent.original.path);
+    if (isOriginalPath(intent.original.path) && fileExists(file) && known_.insert(file.path()).second) {
+      found_.unfinished.push_back(file);
+    }
   }
 }
 

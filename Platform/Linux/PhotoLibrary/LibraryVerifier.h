@@ -31,6 +31,7 @@ class LibraryVerifier {
   void examineContent(const CataloguedOriginal& original, const FaultyOriginal& fault);
   void compare(const CataloguedOriginal& original, CataloguedContent content, const FaultyOriginal& fault);
   void keepWhatWasLearnt();
+  void findUnfinishedFiles();
   void findFilesBeside(const FileURL& folder);
 
   const LibraryFolder* folder_;

@@ -1,5 +1,12 @@
 #include "Platform/Linux/PhotoLibrary/LibraryWriter.h"
 
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <utility>
+
+#include "Platform/Linux/PhotoLibrary/IncomingCopies.h"
+#include "Platform/Linux/PhotoLibrary/InterruptedImports.h"
 #include "Platform/Linux/PhotoLibrary/LibrarySweep.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPlacement.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
@@ -12,10 +19,35 @@ using app::PhotosPlatformError;
 
 namespace {
 
-void record(const RecordedChange& change, const std::vector<PlacedOriginal>& originals,
-            Catalogue& catalogue) {
-  for (const PlacedOriginal& original : originals) {
-    catalogue.insertAsset(original.asset, original.resource);
+// Those of the change that were prepared, with what it says of them; the others are moved to `unprepared`.
+std::vector<Intent> preparedIntents(const RecordedChange& change, Catalogue& catalogue,
+                                    std::vector<NewOriginal>& unprepared) {
+  std::map<std::string, Intent> known;
+  for (Intent& intent : catalogue.intents()) {
+    if (intent.history && intent.original.content) {
+      const std::string identifier = intent.asset.localIdentifier;
+      known.emplace(identifier, std::move(intent));
+    }
+  }
+  std::vector<Intent> prepared;
+  for (const NewOriginal& original : change.originals) {
+    const auto intent = known.find(original.identifier);
+    if (intent == known.end()) {
+      unprepared.push_back(original);
+      continue;
+    }
+    prepared.push_back(std::move(intent->second));
+    if (original.creationDate) {
+      prepared.back().asset.creationDate = original.creationDate;
+    }
+  }
+  return prepared;
+}
+
+void record(const RecordedChange& change, const std::vector<Intent>& intents, Catalogue& catalogue) {
+  for (const Intent& intent : intents) {
+    catalogue.insertAsset(intent.asset, intent.original);
+    catalogue.removeIntent(intent.asset.localIdentifier);
   }
   for (const app::PhotosAlbum& album : change.albums) {
     catalogue.insertAlbum(album);
@@ -49,6 +81,47 @@ void LibraryWriter::createLibrary() const {
   makeDurable(folder_.open(), folder_.url());
 }
 
+void LibraryWriter::requireOriginals(Catalogue& catalogue) const {
+  if (!catalogue.isEmpty()) {
+    OriginalPresence(folder_).requireOriginals();
+  }
+}
+
+void LibraryWriter::prepare(const std::vector<NewOriginal>& originals, const UUID& history,
+                            const std::optional<std::string>& album) const {
+  const LibraryLock lock(folder_, patience_);
+  const CataloguePool::Lease catalogue = catalogues_->takeForChange(lock);
+  requireOriginals(*catalogue);
+  IncomingCopies copies(folder_, *catalogue);
+  copies.make(originals, history.text(), album);
+  lock.requireHeld();
+  copies.keep();
+}
+
+std::vector<app::PhotosHeldContent> LibraryWriter::complete(
+    const app::PhotosInterruptedImports& imports) const {
+  const auto isAny = [&](Catalogue& catalogue) {
+    return std::ranges::any_of(catalogue.intents(), [&](const Intent& intent) {
+      return InterruptedImports::isOf(imports.history, intent);
+    });
+  };
+  // Nearly always there is nothing to do, and no other process to wait for.
+  if (isAny(*catalogues_->take())) {
+    const LibraryLock lock(folder_, patience_);
+    const CataloguePool::Lease catalogue = catalogues_->takeForChange(lock);
+    requireOriginals(*catalogue);
+    InterruptedImports(folder_, *catalogue, lock).complete(imports);
+  }
+  const CataloguePool::Lease catalogue = catalogues_->take();
+  std::vector<app::PhotosHeldContent> held;
+  for (const std::string& fingerprint : imports.pendingFingerprints) {
+    for (const auto& [asset, original] : catalogue->assetsWithContent(fingerprint)) {
+      held.push_back({.fingerprint = fingerprint, .assetLocalIdentifier = asset.localIdentifier});
+    }
+  }
+  return held;
+}
+
 ChangeOutcome LibraryWriter::carryOut(const RecordedChange& change) const {
   std::exception_ptr error;
   try {
@@ -64,21 +137,29 @@ ChangeOutcome LibraryWriter::carryOut(const RecordedChange& change) const {
 
 ChangeOutcome LibraryWriter::carryOut(const RecordedChange& change, Catalogue& catalogue,
                                       const LibraryLock& lock) const {
-  if (!change.originals.empty() && !catalogue.isEmpty()) {
-    OriginalPresence(folder_).requireOriginals();
+  if (!change.originals.empty()) {
+    requireOriginals(catalogue);
   }
+  IncomingCopies copies(folder_, catalogue);
   OriginalPlacement placement(folder_, catalogue);
-  const std::vector<PlacedOriginal> originals = placement.place(change.originals);
+  std::vector<NewOriginal> unprepared;
+  std::vector<Intent> intents = preparedIntents(change, catalogue, unprepared);
+  std::ranges::move(copies.make(unprepared, std::nullopt, std::nullopt), std::back_inserter(intents));
+  lock.requireHeld();
+  placement.place(intents);
+  const auto keep = [&] {
+    placement.keep();
+    copies.keep();
+  };
   std::exception_ptr error;
   {
     Transaction transaction = catalogue.change();
-    record(change, originals, catalogue);
-    placement.forgetPlacements();
-    // Another process that found no lock may have swept the files of this change.
+    record(change, intents, catalogue);
+    // Another process that found no lock may have changed the same.
     lock.requireHeld();
     try {
       transaction.commit();
-      placement.keep();
+      keep();
       return {true, nullptr};
     } catch (const DatabaseError&) {
       error = std::current_exception();
@@ -87,7 +168,7 @@ ChangeOutcome LibraryWriter::carryOut(const RecordedChange& change, Catalogue& c
   if (isCertainlyUndone(catalogue)) {
     return {false, std::move(error)};
   }
-  placement.keep();
+  keep();
   return {true, std::move(error)};
 }
 

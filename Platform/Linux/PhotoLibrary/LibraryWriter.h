@@ -20,7 +20,7 @@ struct ChangeOutcome {
 // Carries changes out, each as a whole or not at all. One process on the machine does so at a time.
 //
 // The order is what makes it hold through a power loss: the originals are durable under their names before
-// the catalogue's transaction is committed, and until then its placements tell which files a crash left.
+// the catalogue's transaction is committed, and until then its intents tell which files a crash left.
 class LibraryWriter {
  public:
   LibraryWriter(LibraryFolder folder, CataloguePool& catalogues, std::chrono::milliseconds patience)
@@ -30,11 +30,22 @@ class LibraryWriter {
   // PhotosPlatformError.
   void createLibrary() const;
 
-  // Blocks on the disk, and for at most the patience on another process that is writing.
+  // All of these block on the disk, and for at most the patience on another process that is writing.
+
+  // Takes the files in, for the change that is to follow. Throws PosixError, DatabaseError and
+  // PhotosPlatformError.
+  void prepare(const std::vector<NewOriginal>& originals, const UUID& history,
+               const std::optional<std::string>& album) const;
+
+  // What PhotoLibrary::completeImports says. Throws as above.
+  std::vector<app::PhotosHeldContent> complete(const app::PhotosInterruptedImports& imports) const;
+
   ChangeOutcome carryOut(const RecordedChange& change) const;
 
  private:
   ChangeOutcome carryOut(const RecordedChange& change, Catalogue& catalogue, const LibraryLock& lock) const;
+  // A missing folder of originals is not made anew where it had pictures.
+  void requireOriginals(Catalogue& catalogue) const;
 
   LibraryFolder folder_;
   CataloguePool* catalogues_;

@@ -2,65 +2,65 @@
 
 #include <map>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
+#include "Platform/Linux/Descriptor.h"
 #include "Platform/Linux/PhotoLibrary/Catalogue.h"
-#include "Platform/Linux/PhotoLibrary/ChangeRecorder.h"
+#include "Platform/Linux/PhotoLibrary/FreeOriginalPaths.h"
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
-#include "TolvanderCore/Platform/Calendar.h"
+#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 
 namespace tolvander::platform::linux_ {
 
-// An original that has its name, and what the catalogue is to say of it.
-struct PlacedOriginal {
-  app::PhotosAsset asset;
-  CataloguedResource resource;
-};
-
-// Brings the files of one change into the library: copied (or cloned) to a folder for files without names,
-// announced in the catalogue's placements, named, never in the place of another file, and written through to
-// the device. What is not kept is taken back. Needs the library's lock; one object for one change.
+// Gives incoming files their names among the originals, never in the place of another file, and takes the
+// names back where the change fails. Needs the library's lock; one object for one change.
+//
+// Taking back is a renaming and never a removal, and is done only to the very files that this object named:
+// device, inode, size and date as they were then. What can't be taken back keeps its name, and the intent
+// that names it.
 class OriginalPlacement {
  public:
-  OriginalPlacement(const LibraryFolder& folder, Catalogue& catalogue);
-  // Takes the files back unless they are kept. What can't be removed is swept later.
+  OriginalPlacement(const LibraryFolder& folder, Catalogue& catalogue)
+      : folder_(&folder), catalogue_(&catalogue), paths_(folder, catalogue) {}
+  // Takes the names back unless they are kept.
   ~OriginalPlacement();
   OriginalPlacement(const OriginalPlacement&) = delete;
   OriginalPlacement& operator=(const OriginalPlacement&) = delete;
 
-  // All of them or, when it throws, none. The files are durable under their names when it returns. Throws
-  // PosixError and DatabaseError.
-  std::vector<PlacedOriginal> place(const std::vector<NewOriginal>& originals);
+  // To be called once, with files that their intents name. Brings the intents to what the files then are:
+  // another path where the one that was meant is taken, and the date that their file system keeps. The names
+  // are durable when it returns. Throws PosixError and DatabaseError.
+  void place(std::vector<Intent>& intents);
 
-  // For the transaction that catalogues them, which removes their placements.
-  void forgetPlacements();
-
-  void keep() { isKept_ = true; }
+  // The change is done, or it can't be known whether it is.
+  void keep();
 
  private:
-  struct File;
+  // A file that has its name.
+  struct Named {
+    std::string asset;
+    std::string temporaryName;
+    std::string path;
+    FileIdentity identity;
+    bool isCopy = false;  // made on the disk where the folder is; the incoming file is still there
+  };
 
-  File copy(const NewOriginal& original, const Descriptor& incoming);
-  void makeCopiesDurable();
-  bool isTaken(const std::string& path) const;
-  std::string chooseFreePath(const File& file);
-  void announce();
-  // Returns the folders, by their paths.
-  std::map<std::string, Descriptor> nameFiles(const Descriptor& incoming);
-  void giveName(File& file, const Descriptor& from, const Descriptor& folder);
-  void carryOver(File& file, const Descriptor& incoming, const Descriptor& folder);
-  void announceAnotherName(File& file);
+  void mark(std::vector<Intent>& intents);
+  void placeOne(Intent& intent);
+  FileIdentity giveName(Intent& intent, const Descriptor& from, const std::string& name);
+  FileIdentity carryOver(Intent& intent, const Descriptor& incoming);
+  const Descriptor& folderFor(const std::string& path);
+  void makeFoldersDurable();
   void takeBack();
-  bool remove(const File& file);
+  bool takeBack(const Named& file, const Descriptor& incoming);
 
   const LibraryFolder* folder_;
   Catalogue* catalogue_;
-  const TimeZone zone_;
-  std::vector<File> files_;
-  std::unordered_set<std::string> chosenKeys_;  // of the names that files of this change get
+  FreeOriginalPaths paths_;
+  std::map<std::string, Descriptor> folders_;  // that get files, by their paths
   std::vector<std::string> madeFolders_;
-  bool isAnnounced_ = false;
+  std::vector<std::string> markedAssets_;
+  std::vector<Named> named_;
   bool isKept_ = false;
 };
 

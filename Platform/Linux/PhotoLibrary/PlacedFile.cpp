@@ -1,15 +1,10 @@
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 
 #include <fcntl.h>
-#include <linux/magic.h>
 #include <sys/stat.h>
-#include <sys/vfs.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 
 #include "TolvanderCore/SystemErrors.h"
@@ -21,18 +16,11 @@ namespace {
 
 constexpr std::string_view incomingExtension = ".part";
 
-Date modificationDate(const struct stat& status) {
-  return dateSince1970(status.st_mtim.tv_sec, status.st_mtim.tv_nsec).value_or(Date());
-}
-
-// All of them can rename without replacing.
-bool hasLastingInodeNumbers(const Descriptor& folder) {
-  constexpr long xfs = 0x58465342;  // which linux/magic.h only has since 6.0
-  constexpr std::array<long, 5> lasting = {EXT4_SUPER_MAGIC, BTRFS_SUPER_MAGIC, xfs, F2FS_SUPER_MAGIC,
-                                           TMPFS_MAGIC};
-  struct statfs status {};
-  return fstatfs(folder.number(), &status) == 0 &&
-         std::find(lasting.begin(), lasting.end(), status.f_type) != lasting.end();
+FileIdentity identityIn(const struct stat& status) {
+  return {.device = status.st_dev,
+          .inode = status.st_ino,
+          .byteCount = status.st_size,
+          .modified = dateSince1970(status.st_mtim.tv_sec, status.st_mtim.tv_nsec).value_or(Date())};
 }
 
 }  // namespace
@@ -44,29 +32,18 @@ bool isIncomingName(std::string_view name) {
          UUID::fromText(name.substr(0, name.size() - incomingExtension.size()));
 }
 
-Placement placementOf(const Descriptor& file, const std::string& path) {
+FileIdentity identityOf(const Descriptor& file, const FileURL& url) {
   struct stat status {};
   if (fstat(file.number(), &status) != 0) {
-    throw PosixError(errno, "look at", FileURL("/" + path));
+    throw PosixError(errno, "look at", url);
   }
-  return {.path = path,
-          .inode = status.st_ino,
-          .byteCount = status.st_size,
-          .modified = modificationDate(status)};
+  return identityIn(status);
 }
 
-bool isFileOf(const Placement& placement, const Descriptor& folder, const std::string& name) {
-  constexpr std::chrono::seconds coarsestStep(2);
+bool isFile(const FileIdentity& identity, const Descriptor& folder, const std::string& name) {
   struct stat status {};
-  if (fstatat(folder.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(status.st_mode)) {
-    return false;
-  }
-  const DateDistance difference = distanceBetween(modificationDate(status), placement.modified);
-  const bool isNoLonger = status.st_size <= placement.byteCount;
-  if (hasLastingInodeNumbers(folder)) {
-    return status.st_ino == placement.inode && difference == DateDistance::zero() && isNoLonger;
-  }
-  return status.st_size == 0 || (difference <= coarsestStep && isNoLonger);
+  return fstatat(folder.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+         S_ISREG(status.st_mode) && identityIn(status) == identity;
 }
 
 bool renameWithoutReplacing(const Descriptor& fromFolder, const std::string& from, const Descriptor& toFolder,

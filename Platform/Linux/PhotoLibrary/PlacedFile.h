@@ -1,9 +1,14 @@
 #pragma once
 
+#include <sys/types.h>
+
+#include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "Platform/Linux/Descriptor.h"
-#include "Platform/Linux/PhotoLibrary/Catalogue.h"
+#include "TolvanderCore/Date.h"
+#include "TolvanderCore/FileURL.h"
 
 namespace tolvander::platform::linux_ {
 
@@ -11,14 +16,22 @@ namespace tolvander::platform::linux_ {
 std::string newIncomingName();
 bool isIncomingName(std::string_view name);
 
-// What the catalogue keeps of an open file that is about to be called `path`. Throws PosixError.
-Placement placementOf(const Descriptor& file, const std::string& path);
+// Tells a file from another one of its name, for as long as the process lives that looked at it. After that
+// only its content does: inode numbers don't outlive a mount on every file system.
+struct FileIdentity {
+  dev_t device = 0;
+  ino_t inode = 0;
+  std::int64_t byteCount = 0;
+  Date modified;
 
-// Whether the entry of this name in an open folder is the file of that placement, of which a power loss may
-// have taken the end. On file systems whose inode numbers don't outlive a mount, the modification date
-// decides (to 2 seconds, their step), and an empty file there can also be what was made to keep the name.
-// False for anything that can't be looked at.
-bool isFileOf(const Placement& placement, const Descriptor& folder, const std::string& name);
+  friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
+};
+
+// Throws PosixError.
+FileIdentity identityOf(const Descriptor& file, const FileURL& url);
+
+// Whether the entry of this name in an open folder is that regular file. False for what can't be looked at.
+bool isFile(const FileIdentity& identity, const Descriptor& folder, const std::string& name);
 
 // Gives a file another name, which nothing may have yet: false where something has it. Throws PosixError.
 //

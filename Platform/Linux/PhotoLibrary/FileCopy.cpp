@@ -1,0 +1,65 @@
+#include "Platform/Linux/PhotoLibrary/FileCopy.h"
+
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <span>
+
+#include "Platform/Linux/PhotoLibrary/OriginalContent.h"
+#include "TolvanderCore/SystemErrors.h"
+
+namespace tolvander::platform::linux_ {
+
+namespace {
+
+void writeAll(const Descriptor& file, std::span<const std::byte> bytes, const FileURL& url) {
+  while (!bytes.empty()) {
+    const ssize_t count = uninterrupted([&] { return write(file.number(), bytes.data(), bytes.size()); });
+    if (count < 0) {
+      throw PosixError(errno, "write", url);
+    }
+    bytes = bytes.subspan(static_cast<std::size_t>(count));
+  }
+}
+
+}  // namespace
+
+Descriptor newFile(const Descriptor& folder, const std::string& name, const FileURL& url) {
+  Descriptor file(uninterrupted(
+      [&] { return openat(folder.number(), name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666); }));
+  if (!file) {
+    throw PosixError(errno, "create", url);
+  }
+  return file;
+}
+
+std::string copyContent(const Descriptor& source, const Descriptor& copy, const FileURL& url) {
+  const bool isShared = ioctl(copy.number(), FICLONE, source.number()) == 0;
+  const auto write = [&](std::span<const std::byte> chunk) {
+    if (!isShared) {
+      writeAll(copy, chunk, url);
+    }
+  };
+  std::string sha256 = sha256Of(isShared ? copy : source, url, {}, write);
+  // Lets the device begin with it while the next file is copied. A hint; fsync alone counts.
+  sync_file_range(copy.number(), 0, 0, SYNC_FILE_RANGE_WRITE);
+  return sha256;
+}
+
+void takeOverDate(const Descriptor& source, const Descriptor& copy, const FileURL& url) {
+  struct stat status {};
+  if (fstat(source.number(), &status) != 0) {
+    throw PosixError(errno, "look at", url);
+  }
+  const std::array<timespec, 2> times = {timespec{.tv_sec = 0, .tv_nsec = UTIME_OMIT}, status.st_mtim};
+  if (futimens(copy.number(), times.data()) != 0) {
+    throw PosixError(errno, "set the date of", url);
+  }
+}
+
+}  // namespace tolvander::platform::linux_

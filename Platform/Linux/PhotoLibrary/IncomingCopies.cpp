@@ -1,0 +1,166 @@
+#include "Platform/Linux/PhotoLibrary/IncomingCopies.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <exception>
+#include <utility>
+
+#include "Platform/Linux/PhotoLibrary/FileCopy.h"
+#include "Platform/Linux/PhotoLibrary/OriginalNames.h"
+#include "Platform/Linux/PhotoLibrary/OriginalProperties.h"
+#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
+#include "TolvanderApp/Platform/PhotosPlatformError.h"
+#include "TolvanderCore/SystemErrors.h"
+
+namespace tolvander::platform::linux_ {
+
+using app::PhotosMediaType;
+using app::PhotosPlatformError;
+using app::PhotosResourceType;
+
+namespace {
+
+// Files that are open at once. The system allows a process some hundreds.
+constexpr std::size_t mostOpenCopies = 128;
+
+Descriptor openSource(const FileURL& source) {
+  Descriptor file(uninterrupted(
+      [&] { return open(source.path().c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
+  struct stat status {};
+  if (!file || fstat(file.number(), &status) != 0) {
+    throw PosixError(errno, "open", source);
+  }
+  if (!S_ISREG(status.st_mode)) {
+    throw PosixError(EINVAL, "open", source);
+  }
+  return file;
+}
+
+std::string folderOfDay(Date date, const TimeZone& zone) {
+  constexpr std::size_t lengthOfDay = 10;
+  std::string day = exifDateText(date, zone).substr(0, lengthOfDay);
+  std::replace(day.begin(), day.end(), ':', '-');
+  return std::string(LibraryFolder::originals) + "/" + day.substr(0, 4) + "/" + day;
+}
+
+}  // namespace
+
+IncomingCopies::IncomingCopies(const LibraryFolder& folder, Catalogue& catalogue)
+    : folder_(&folder), catalogue_(&catalogue), zone_(TimeZone::current()), paths_(folder, catalogue) {}
+
+IncomingCopies::~IncomingCopies() {
+  if (isKept_) {
+    return;
+  }
+  try {
+    discard();
+  } catch (const std::exception&) {
+    return;  // what is left is swept, or dropped when its history asks
+  }
+}
+
+std::vector<Intent> IncomingCopies::make(const std::vector<NewOriginal>& originals,
+                                         const std::optional<std::string>& history,
+                                         const std::optional<std::string>& album) {
+  if (originals.empty()) {
+    return {};
+  }
+  std::vector<std::string> madeFolders;
+  const Descriptor incoming = folder_->makeFolder(LibraryFolder::incoming, madeFolders);
+  intents_.reserve(originals.size());
+  for (const NewOriginal& original : originals) {
+    intents_.push_back(intentFor(original));
+    intents_.back().history = history;
+    intents_.back().album = album;
+  }
+  announce();
+  copyAll(originals, incoming);
+  makeDurable(incoming, folder_->url().appending(LibraryFolder::incoming));
+  return intents_;
+}
+
+// Everything but the copy itself, from the source.
+Intent IncomingCopies::intentFor(const NewOriginal& original) {
+  const Descriptor source = openSource(original.source);
+  const FileIdentity identity = identityOf(source, original.source);
+  const OriginalProperties properties = originalProperties(original.source, original.type, zone_);
+  const Date created = original.creationDate.value_or(properties.creationDate.value_or(identity.modified));
+  const std::string filename(original.source.lastPathComponent());
+  const bool isFilm = original.type == PhotosMediaType::video;
+  return {.history = std::nullopt,
+          .temporaryName = newIncomingName(),
+          .album = std::nullopt,
+          .asset = {.localIdentifier = original.identifier,
+                    .creationDate = created,
+                    .mediaType = original.type,
+                    .pixelWidth = properties.pixelWidth,
+                    .pixelHeight = properties.pixelHeight,
+                    .duration = properties.duration},
+          .original = {.type = isFilm ? PhotosResourceType::video : PhotosResourceType::photo,
+                       .originalFilename = filename,
+                       .path = paths_.choose(folderOfDay(created, zone_), originalName(filename)),
+                       .byteCount = identity.byteCount,
+                       .content = original.sha256
+                                      ? std::optional(CataloguedContent{.sha256 = *original.sha256,
+                                                                        .modified = identity.modified})
+                                      : std::nullopt}};
+}
+
+void IncomingCopies::announce() {
+  Transaction transaction = catalogue_->change();
+  for (const Intent& intent : intents_) {
+    catalogue_->insertIntent(intent);
+  }
+  transaction.commit();
+}
+
+void IncomingCopies::copyAll(const std::vector<NewOriginal>& originals, const Descriptor& incoming) {
+  const FileURL folder = folder_->url().appending(LibraryFolder::incoming);
+  std::vector<Descriptor> open;
+  const auto makeThemDurable = [&] {
+    for (const Descriptor& copy : open) {
+      makeDurable(copy, folder);
+    }
+    open.clear();
+  };
+  for (std::size_t index = 0; index < originals.size(); ++index) {
+    Intent& intent = intents_[index];
+    const FileURL url = folder.appending(intent.temporaryName);
+    const Descriptor source = openSource(originals[index].source);
+    Descriptor copy = newFile(incoming, intent.temporaryName, url);
+    std::string sha256 = copyContent(source, copy, url);
+    if (originals[index].sha256 && sha256 != *originals[index].sha256) {
+      throw PhotosPlatformError(PhotosPlatformError::Case::invalidResource,
+                                "a file was changed while it was imported");
+    }
+    takeOverDate(source, copy, url);
+    const FileIdentity identity = identityOf(copy, url);
+    intent.original.byteCount = identity.byteCount;
+    intent.original.content = {.sha256 = std::move(sha256), .modified = identity.modified};
+    open.push_back(std::move(copy));
+    if (open.size() == mostOpenCopies) {
+      makeThemDurable();
+    }
+  }
+  makeThemDurable();
+}
+
+void IncomingCopies::discard() {
+  if (intents_.empty()) {
+    return;
+  }
+  const Descriptor incoming = folder_->openFolder(LibraryFolder::incoming, LibraryFolder::Links::refused);
+  Transaction transaction = catalogue_->change();
+  for (const Intent& intent : intents_) {
+    if (unlinkat(incoming.number(), intent.temporaryName.c_str(), 0) == 0 || errno == ENOENT) {
+      catalogue_->removeIntent(intent.asset.localIdentifier);
+    }
+  }
+  transaction.commit();
+}
+
+}  // namespace tolvander::platform::linux_

@@ -1,0 +1,107 @@
+#include "Platform/Linux/PhotoLibrary/InterruptedImports.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "Platform/Linux/PhotoLibrary/OriginalContent.h"
+#include "Platform/Linux/PhotoLibrary/OriginalPlacement.h"
+#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
+#include "TolvanderCore/SystemErrors.h"
+
+namespace tolvander::platform::linux_ {
+
+namespace {
+
+using Links = LibraryFolder::Links;
+
+std::string incomingPath(const Intent& intent) {
+  return std::string(LibraryFolder::incoming) + "/" + intent.temporaryName;
+}
+
+}  // namespace
+
+bool InterruptedImports::isOf(const UUID& history, const Intent& intent) {
+  return intent.history == history.text() && isIncomingName(intent.temporaryName) && intent.original.content;
+}
+
+void InterruptedImports::complete(const app::PhotosInterruptedImports& imports) {
+  for (const Intent& intent : catalogue_->intents()) {
+    if (!isOf(imports.history, intent)) {
+      continue;
+    }
+    lock_->requireHeld();
+    const std::string& sha256 = intent.original.content->sha256;
+    if (imports.pendingFingerprints.contains(sha256) || imports.isRecorded(sha256)) {
+      completeOne(intent);
+    } else if (!intent.isMarked) {
+      drop(intent);
+    }
+  }
+}
+
+void InterruptedImports::completeOne(Intent intent) {
+  if (isHeld(intent.original.content->sha256)) {
+    drop(intent);
+  } else if (waits(intent)) {
+    OriginalPlacement placement(*folder_, *catalogue_);
+    std::vector<Intent> intents = {std::move(intent)};
+    placement.place(intents);
+    placement.keep();  // it is found under its name if it can't be catalogued now
+    catalogue(intents.front());
+  } else if (hasItsName(intent)) {
+    catalogue(intent);
+  }
+}
+
+bool InterruptedImports::waits(const Intent& intent) const {
+  return holds(incomingPath(intent), Links::refused, intent.original.content->sha256);
+}
+
+bool InterruptedImports::hasItsName(const Intent& intent) const {
+  return !catalogue_->hasPath(intent.original.path) &&
+         holds(intent.original.path, Links::followed, intent.original.content->sha256);
+}
+
+// Whether an original has that content now.
+bool InterruptedImports::isHeld(const std::string& sha256) {
+  const auto assets = catalogue_->assetsWithContent(sha256);
+  return std::ranges::any_of(
+      assets, [&](const auto& asset) { return holds(asset.second.path, Links::followed, sha256); });
+}
+
+bool InterruptedImports::holds(const std::string& path, Links links, const std::string& sha256) const {
+  try {
+    const Descriptor file = folder_->openFile(path, links);
+    return sha256Of(file, folder_->url().appending(path), {}) == sha256;
+  } catch (const PosixError&) {
+    return false;
+  }
+}
+
+void InterruptedImports::catalogue(const Intent& intent) {
+  Transaction transaction = catalogue_->change();
+  catalogue_->insertAsset(intent.asset, intent.original);
+  if (intent.album) {
+    catalogue_->addToAlbum(*intent.album, {intent.asset.localIdentifier});  // unless it is gone
+  }
+  catalogue_->removeIntent(intent.asset.localIdentifier);
+  transaction.commit();
+}
+
+void InterruptedImports::drop(const Intent& intent) {
+  const Descriptor incoming = folder_->openFolder(LibraryFolder::incoming, Links::refused);
+  if (unlinkat(incoming.number(), intent.temporaryName.c_str(), 0) != 0 && errno != ENOENT) {
+    return;
+  }
+  if (hasItsName(intent)) {
+    return;  // it is listed by a verification for as long as the intent is there
+  }
+  Transaction transaction = catalogue_->change();
+  catalogue_->removeIntent(intent.asset.localIdentifier);
+  transaction.commit();
+}
+
+}  // namespace tolvander::platform::linux_
