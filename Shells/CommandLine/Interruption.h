@@ -7,9 +7,10 @@
 
 namespace tolvander::shell {
 
-// Turns Ctrl-C, and the system's request to end (SIGTERM), into a cancellation: the first stops the work at
-// its next safe point and says so, the second ends the process at once. To be made before any other thread,
-// since all threads have to leave the signal to this one.
+// Turns Ctrl-C, the system's request to end (SIGTERM) and the end of the terminal (SIGHUP) into a
+// cancellation: the first stops the work at its next safe point and says so, a second Ctrl-C or SIGTERM ends
+// the process at once. SIGHUP stays without effect where the program was started with it ignored (nohup). To
+// be made before any other thread, since all threads have to leave the signals to this one.
 class Interruption {
  public:
   Interruption();

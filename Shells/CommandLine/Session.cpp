@@ -1,6 +1,7 @@
 #include "Shells/CommandLine/Session.h"
 
 #include <algorithm>
+#include <csignal>
 #include <utility>
 
 #include "Platform/Linux/DesktopNotifications.h"
@@ -110,6 +111,8 @@ app::Platform Session::platform() {
 }
 
 ExitStatus Session::run(const Flow& flow) {
+  // A reader that goes away, with its terminal say, doesn't end the work half-way: writing fails instead.
+  std::signal(SIGPIPE, SIG_IGN);
   {
     app::TaskScope tasks(loop_);
     const CancellationCallback stopping(interruption_, [this] { loop_.post([this] { stop(); }); });
