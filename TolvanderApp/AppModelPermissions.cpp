@@ -19,6 +19,9 @@ Task<> AppModel::requestPhotosPermission(PhotosPermissionStatus status) {
   applyPhotosPermissionStatus(status);
   if (status != PhotosPermissionStatus::authorized) {
     requireSetupAfterAccessLoss();
+    if (const auto failure = platform_.photoLibrary.requestFailure()) {
+      show(failure);
+    }
     statusMessage = "Photos access needed";
     co_return;
   }

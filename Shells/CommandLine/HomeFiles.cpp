@@ -1,7 +1,5 @@
 #include "Shells/CommandLine/HomeFiles.h"
 
-#include <stdexcept>
-
 #include "Platform/Linux/FileUserDefaults.h"
 #include "Platform/Linux/HomeLock.h"
 #include "Platform/Linux/PhotoLibrary/EmbeddedPhotoLibrary.h"
@@ -13,6 +11,17 @@ namespace tolvander::shell {
 
 using namespace platform::linux_;
 
+namespace {
+
+class NoHomeFolderError final : public Error {
+ public:
+  NoHomeFolderError() : Error("this user has no home folder; say where our files are with --home") {}
+  std::string_view domain() const override { return "TolvanderShell.NoHomeFolderError"; }
+  std::int64_t code() const override { return 0; }
+};
+
+}  // namespace
+
 HomeFiles HomeFiles::of(const Context& context) {
   const StandardDirectories directories = context.directories();
   const auto lock = HomeLock::standardFile(directories);
@@ -20,7 +29,7 @@ HomeFiles HomeFiles::of(const Context& context) {
   const auto log = DiagnosticLog::standardDirectory(directories);
   const auto library = EmbeddedPhotoLibrary::folderOfUser(directories);
   if (!lock || !settings || !log || !library) {
-    throw std::runtime_error("this user has no home folder; say where our files are with --home");
+    throw NoHomeFolderError();
   }
   return {.lock = *lock,
           .history = SyncHistoryStore::historyFile(directories),

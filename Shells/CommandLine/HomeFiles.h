@@ -14,7 +14,7 @@ struct HomeFiles {
   FileURL library;  // a folder
   FileURL staging;  // a folder
 
-  // Throws std::runtime_error, with words for the user, where the user has no home.
+  // Throws Error, with words for the user, where the user has no home.
   static HomeFiles of(const Context& context);
 };
 

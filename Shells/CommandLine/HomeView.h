@@ -15,7 +15,7 @@ namespace tolvander::shell {
 // A home as it is stored, for commands that only look, also while another process owns it. Changes nothing.
 class HomeView {
  public:
-  // Throws std::runtime_error where the user has no home, and UserDefaultsError where the settings can't be
+  // Throws Error where the user has no home, and UserDefaultsError where the settings can't be
   // read.
   explicit HomeView(const Context& context);
 

@@ -71,6 +71,16 @@ TEST_F(AppModelPermissions, photosAccessThatIsNotGrantedIsNeeded) {
   }
 }
 
+TEST_F(AppModelPermissions, libraryThatCannotBeMadeIsAFailureInItsOwnWords) {
+  launchUndecided();
+  world.photoLibrary.failRequestForAuthorization(
+      std::make_exception_ptr(PosixError(ENOSPC, "write", FileURL("/pictures"))));
+  requestPhotos(PhotosAuthorizationStatus::authorized);
+  EXPECT_EQ(*model().lastError, "The disk is full: cannot write /pictures: No space left on device");
+  EXPECT_EQ(status(), "Photos access needed");
+  EXPECT_EQ(model().photosPermissionStatus, PhotosPermissionStatus::notDetermined);
+}
+
 TEST_F(AppModelPermissions, photosAccessThatIsLostOnRequestSuspendsSetup) {
   world.launchAfterSetup();
   world.photoLibrary.answerAuthorization({PhotosAuthorizationStatus::limited});

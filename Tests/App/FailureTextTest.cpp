@@ -3,10 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <filesystem>
+#include <new>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
+#include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderApp/Presentation/PlanReport.h"
 #include "TolvanderCore/CharmeraVideoProcessingError.h"
 #include "TolvanderCore/MediaProcessingError.h"
@@ -54,7 +58,7 @@ TEST(FailureJSON, hasTheNameOfTheCaseBesideTheSentence) {
             R"({"error":{"case":"ENOENT","message":"cannot open \/a: No such file or directory"}})");
   EXPECT_EQ(failureJSON(PosixError(4711, "open", FileURL("/a"))).substr(0, 27),
             R"({"error":{"case":"unknown",)");
-  EXPECT_EQ(failureJSON(std::runtime_error("anything")), R"({"error":{"message":"anything"}})");
+  EXPECT_EQ(failureJSON(std::bad_alloc()), R"({"error":{"message":"There is not enough memory."}})");
 }
 
 TEST(FailureJSON, knowsEveryCaseOfPlanningAndRewrapping) {
@@ -82,7 +86,36 @@ TEST(FailureJSON, knowsEveryCaseOfPlanningAndRewrapping) {
 TEST(FailureText, givesTheDiagnosticTextOtherwise) {
   EXPECT_EQ(failureText(PosixError(ENOENT, "open", FileURL("/a"))),
             "cannot open /a: No such file or directory");
-  EXPECT_EQ(failureText(std::runtime_error("anything")), "anything");
+}
+
+TEST(FailureText, hasPlainWordsForWhatTheSystemOnlyNumbers) {
+  using Code = CocoaError::Code;
+  EXPECT_EQ(failureText(CocoaError(Code::fileReadNoPermission)), "Access to the files was denied.");
+  EXPECT_EQ(failureText(CocoaError(Code::fileReadUnknown)), "A file or folder could not be read.");
+  EXPECT_EQ(failureText(CocoaError(Code::fileNoSuchFile)), "A file or folder is not there any more.");
+  EXPECT_EQ(failureText(CocoaError(Code::fileReadNoSuchFile)), "A file or folder is not there any more.");
+}
+
+TEST(FailureText, saysThatADiskIsFull) {
+  EXPECT_EQ(failureText(PosixError(ENOSPC, "write", FileURL("/a"))),
+            "The disk is full: cannot write /a: No space left on device");
+  EXPECT_EQ(failureText(PosixError(EDQUOT, "write", FileURL("/a"))).substr(0, 18), "The disk is full: ");
+  EXPECT_EQ(failureText(PhotosPlatformError(PhotosPlatformError::Case::notEnoughSpace, "no room")),
+            "The disk is full: no room");
+}
+
+TEST(FailureText, showsNoTextOfAnotherLibrarysErrors) {
+  namespace fs = std::filesystem;
+  const auto denied = std::make_error_code(std::errc::permission_denied);
+  EXPECT_EQ(failureText(std::bad_alloc()), "There is not enough memory.");
+  EXPECT_EQ(failureText(std::bad_array_new_length()), "There is not enough memory.");
+  EXPECT_EQ(failureText(fs::filesystem_error("copy", "/a\n", denied)),
+            "cannot use /a\xEF\xBF\xBD: Permission denied");
+  EXPECT_EQ(failureText(fs::filesystem_error("copy", denied)), "cannot use a file: Permission denied");
+  EXPECT_EQ(failureText(std::system_error(denied, "thread")),
+            "The system refused a request: Permission denied");
+  EXPECT_EQ(failureText(std::out_of_range("vector::_M_range_check")),
+            "Tolvander failed in a way that it has no words for. Please report it.");
 }
 
 TEST(FailureText, showsNothingThatCouldMoveACursor) {

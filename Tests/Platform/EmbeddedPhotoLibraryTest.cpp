@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -58,6 +59,17 @@ std::string textOf(const std::exception_ptr& error) {
   } catch (const std::exception& failure) {
     return failure.what();
   }
+}
+
+std::optional<Case> caseOf(const std::exception_ptr& error) {
+  try {
+    if (error) {
+      std::rethrow_exception(error);
+    }
+  } catch (const app::PhotosPlatformError& failure) {
+    return failure.kind();
+  }
+  return std::nullopt;
 }
 
 std::string dayFolder(Date date) {
@@ -157,6 +169,29 @@ TEST_F(EmbeddedLibrary, isDeniedWhereItCannotBeMade) {
   writeFile(folder_ / "Pictures", "a file");
   EmbeddedPhotoLibrary library(root);
   EXPECT_EQ(requestAndWait(library), PhotosAuthorizationStatus::denied);
+}
+
+TEST_F(EmbeddedLibrary, isNotDeterminedWhereTheDiskIsFullWhileItIsMade) {
+  if (const auto reason = reasonAgainstPrivateMounts()) {
+    GTEST_SKIP() << *reason;
+  }
+  const std::string place = folder_.url().path();
+  inPrivateMountNamespace([&] {
+    for (const char* const size : {"size=12k", "size=40k", "size=4k"}) {
+      ASSERT_EQ(mount("tmpfs", place.c_str(), "tmpfs", 0, size), 0);
+      EmbeddedPhotoLibrary library(root);
+      EXPECT_EQ(requestAndWait(library), PhotosAuthorizationStatus::notDetermined) << size;
+      EXPECT_TRUE(library.requestFailure()) << size;
+      EXPECT_EQ(library.authorizationStatus(), PhotosAuthorizationStatus::notDetermined) << size;
+      ASSERT_EQ(mount("tmpfs", place.c_str(), "tmpfs", MS_REMOUNT, "size=10m"), 0);
+      EXPECT_EQ(requestAndWait(library), PhotosAuthorizationStatus::authorized) << size;
+      EXPECT_FALSE(library.requestFailure()) << size;
+    }
+    ASSERT_EQ(mount("tmpfs", place.c_str(), "tmpfs", 0, "size=4k"), 0);
+    EmbeddedPhotoLibrary library(root);
+    requestAndWait(library);
+    EXPECT_EQ(caseOf(library.requestFailure()), Case::notEnoughSpace);
+  });
 }
 
 TEST_F(EmbeddedLibrary, isDeniedWhereItCannotBeChanged) {

@@ -480,7 +480,7 @@ void ScriptedPhotoLibrary::requestAuthorization(std::function<void(PhotosAuthori
   PhotosAuthorizationStatus status{};
   {
     const std::lock_guard lock(mutex_);
-    if (authorization_.front() == PhotosAuthorizationStatus::notDetermined) {
+    if (authorization_.front() == PhotosAuthorizationStatus::notDetermined && !requestFailure_) {
       authorization_ = {requestAnswer_};
     }
     status = authorization_.front();

@@ -69,6 +69,8 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
   void beforeEachAuthorizationQuestion(std::function<void()> function);
   // What the user says when asked; authorized at first.
   void answerRequestForAuthorization(app::PhotosAuthorizationStatus answer);
+  // The request comes to nothing, and the status stays.
+  void failRequestForAuthorization(std::exception_ptr failure) { requestFailure_ = std::move(failure); }
 
   // The library refuses the creation of an asset from a file of this name, or can't tell its identifier.
   void refuseFile(const std::string& filename);
@@ -108,6 +110,7 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
 
   app::PhotosAuthorizationStatus authorizationStatus() override;
   void requestAuthorization(std::function<void(app::PhotosAuthorizationStatus)> handler) override;
+  std::exception_ptr requestFailure() override { return requestFailure_; }
   void performChanges(ChangeBlock block, ChangeCompletion completion) override;
   std::vector<app::PhotosAsset> fetchAssets(const app::PhotosFetchOptions& options) override;
   std::vector<app::PhotosAsset> fetchAssets(const std::vector<std::string>& localIdentifiers) override;
@@ -123,6 +126,8 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
   void cancelDataRequest(RequestID request) override;
 
  private:
+  std::exception_ptr requestFailure_;
+
   struct StoredAsset {
     app::PhotosAsset asset;
     std::vector<Resource> resources;

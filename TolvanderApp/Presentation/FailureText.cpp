@@ -1,11 +1,18 @@
 #include "TolvanderApp/Presentation/FailureText.h"
 
+#include <cerrno>
+#include <filesystem>
+#include <new>
+#include <system_error>
+
+#include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderApp/Presentation/Wording.h"
 #include "TolvanderCore/CharmeraMediaProcessor.h"
 #include "TolvanderCore/Error.h"
 #include "TolvanderCore/JSONWriter.h"
 #include "TolvanderCore/MediaProcessingError.h"
 #include "TolvanderCore/MediaStagingError.h"
+#include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::app {
 
@@ -45,17 +52,67 @@ std::string text(const MediaStagingError& error) {
          "again.";
 }
 
-}  // namespace
+std::string text(CocoaError::Code code) {
+  using Code = CocoaError::Code;
+  switch (code) {
+    case Code::fileNoSuchFile:
+    case Code::fileReadNoSuchFile:
+      return "A file or folder is not there any more.";
+    case Code::fileReadNoPermission:
+      return "Access to the files was denied.";
+    case Code::fileReadUnknown:
+      break;
+  }
+  return "A file or folder could not be read.";
+}
 
-std::string failureText(const std::exception& error) {
+bool isDiskFull(const Error& error) {
+  if (const auto* library = dynamic_cast<const PhotosPlatformError*>(&error)) {
+    return library->kind() == PhotosPlatformError::Case::notEnoughSpace;
+  }
+  return error.domain() == PosixError::errorDomain && (error.code() == ENOSPC || error.code() == EDQUOT);
+}
+
+// Of our own errors. What their diagnostic text says is written for people at a terminal too.
+std::string text(const Error& error) {
   if (const auto* processing = dynamic_cast<const MediaProcessingError*>(&error)) {
     return text(processing->kind());
   }
   if (const auto* staging = dynamic_cast<const MediaStagingError*>(&error)) {
     return text(*staging);
   }
-  const auto* own = dynamic_cast<const Error*>(&error);
-  return printable(own != nullptr ? own->description().value_or(own->what()) : error.what());
+  if (const auto* file = dynamic_cast<const CocoaError*>(&error)) {
+    return text(static_cast<CocoaError::Code>(file->code()));
+  }
+  if (auto description = error.description()) {
+    return *std::move(description);
+  }
+  return (isDiskFull(error) ? "The disk is full: " : "") + std::string(error.what());
+}
+
+// Of the standard library's file system, whose own text names classes and has brackets for absent paths.
+std::string text(const std::filesystem::filesystem_error& error) {
+  return "cannot use " + (error.path1().empty() ? "a file" : error.path1().string()) + ": " +
+         error.code().message();
+}
+
+}  // namespace
+
+// The texts of errors that aren't ours name types and functions, so none of them is shown.
+std::string failureText(const std::exception& error) {
+  if (const auto* own = dynamic_cast<const Error*>(&error)) {
+    return printable(text(*own));
+  }
+  if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr) {
+    return "There is not enough memory.";
+  }
+  if (const auto* file = dynamic_cast<const std::filesystem::filesystem_error*>(&error)) {
+    return printable(text(*file));
+  }
+  if (const auto* system = dynamic_cast<const std::system_error*>(&error)) {
+    return printable("The system refused a request: " + system->code().message());
+  }
+  return "Tolvander failed in a way that it has no words for. Please report it.";
 }
 
 std::string failureJSON(const std::exception& error) {

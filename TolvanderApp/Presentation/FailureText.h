@@ -5,9 +5,10 @@
 
 namespace tolvander::app {
 
-// What went wrong, for people, without a line end: the error's own description, our words where a picture
-// can't be planned or a file can't be staged, else the error's diagnostic text. Can be shown on a terminal
-// whatever a file is called.
+// What went wrong, for people, without a line end: the error's own description, our words where it has none
+// (a picture can't be planned, a file can't be staged, the disk is full, memory ran out, access was denied),
+// else the diagnostic text of our own error. Never the text of another library's error. Can be shown on a
+// terminal whatever a file is called.
 std::string failureText(const std::exception& error);
 
 // For programs, on one line without its end: {"error":{"case":"invalidVideo","message":"…"}}, where "case" is

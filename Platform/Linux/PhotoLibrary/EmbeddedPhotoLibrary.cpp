@@ -23,6 +23,20 @@ using app::PhotosAuthorizationStatus;
 using app::PhotosFetchOptions;
 using app::PhotosPlatformError;
 
+namespace {
+
+bool isAccessRestricted(const std::exception_ptr& failure) {
+  try {
+    std::rethrow_exception(failure);
+  } catch (const PhotosPlatformError& error) {
+    return error.kind() == PhotosPlatformError::Case::accessRestricted;
+  } catch (...) {
+    return false;
+  }
+}
+
+}  // namespace
+
 EmbeddedPhotoLibrary::EmbeddedPhotoLibrary(const FileURL& folder, std::chrono::milliseconds patience)
     : folder_(folder),
       catalogues_(folder_, patience),
@@ -45,16 +59,8 @@ PhotosAuthorizationStatus EmbeddedPhotoLibrary::authorizationStatus() {
 
 void EmbeddedPhotoLibrary::requestAuthorization(std::function<void(PhotosAuthorizationStatus)> handler) {
   changes_.run([this, handler = std::move(handler)] {
-    PhotosAuthorizationStatus status = authorizationStatus();
-    if (status == PhotosAuthorizationStatus::notDetermined) {
-      try {
-        writer_.createLibrary();
-        status = authorizationStatus();
-      } catch (const std::exception&) {
-        status = PhotosAuthorizationStatus::denied;
-      }
-    }
-    handler(status);
+    const PhotosAuthorizationStatus status = authorizationStatus();
+    handler(status == PhotosAuthorizationStatus::notDetermined ? makeLibrary() : status);
   });
 }
 
@@ -82,6 +88,29 @@ std::vector<app::PhotosHeldContent> EmbeddedPhotoLibrary::completeImports(
     requireAccess();
     return writer_.complete(imports);
   });
+}
+
+PhotosAuthorizationStatus EmbeddedPhotoLibrary::makeLibrary() {
+  std::exception_ptr failure;
+  try {
+    writer_.createLibrary();
+  } catch (const std::exception&) {
+    failure = libraryError(std::current_exception());
+  }
+  const bool isDenied = failure && isAccessRestricted(failure);
+  {
+    const std::lock_guard lock(requestFailureLock_);
+    requestFailure_ = isDenied ? nullptr : failure;
+  }
+  if (failure) {
+    return isDenied ? PhotosAuthorizationStatus::denied : PhotosAuthorizationStatus::notDetermined;
+  }
+  return authorizationStatus();
+}
+
+std::exception_ptr EmbeddedPhotoLibrary::requestFailure() {
+  const std::lock_guard lock(requestFailureLock_);
+  return requestFailure_;
 }
 
 void EmbeddedPhotoLibrary::performChanges(ChangeBlock block, ChangeCompletion completion) {

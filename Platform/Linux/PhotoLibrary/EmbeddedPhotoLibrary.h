@@ -1,6 +1,8 @@
 #pragma once
 
 #include <chrono>
+#include <exception>
+#include <mutex>
 
 #include "Platform/Linux/PhotoLibrary/CataloguePool.h"
 #include "Platform/Linux/PhotoLibrary/ChangeRecorder.h"
@@ -27,7 +29,7 @@ namespace tolvander::platform::linux_ {
 //
 // Authorisation is the user's, who has said yes when the library was made: until there is a catalogue it is
 // not determined, and requestAuthorization, which asks nobody, makes it. Where the folder can't be changed it
-// is denied.
+// is denied. A fault while it is made (requestFailure) leaves it not determined.
 //
 // Changes are durable when their completion says so. They are made one after the other on one thread, data
 // requests are answered on another one, and fetches on the caller's; none waits for the others. One process
@@ -57,6 +59,7 @@ class EmbeddedPhotoLibrary final : public app::PhotoLibrary {
   void requestAuthorization(std::function<void(app::PhotosAuthorizationStatus)> handler) override;
   void prepareImport(const app::PhotosImportPreparation& preparation) override;
   std::vector<app::PhotosHeldContent> completeImports(const app::PhotosInterruptedImports& imports) override;
+  std::exception_ptr requestFailure() override;
   void performChanges(ChangeBlock block, ChangeCompletion completion) override;
 
   std::vector<app::PhotosAsset> fetchAssets(const app::PhotosFetchOptions& options) override;
@@ -89,12 +92,15 @@ class EmbeddedPhotoLibrary final : public app::PhotoLibrary {
   CataloguePool::Lease catalogue();
   Catalogue::OriginalTest originalTest() const;
   ChangeOutcome change(const ChangeBlock& block);
+  app::PhotosAuthorizationStatus makeLibrary();
 
   const LibraryFolder folder_;
   CataloguePool catalogues_;
   PreparedFiles prepared_;
   const LibraryWriter writer_;
   DataRequests requests_;
+  std::mutex requestFailureLock_;
+  std::exception_ptr requestFailure_;
   LibraryThread changes_;  // last, because its jobs need the others
 };
 

@@ -19,7 +19,7 @@ PhotosPlatformError ofDatabase(const DatabaseError& error) {
   const std::string reason = error.what();
   switch (error.primaryCode()) {
     case SQLITE_FULL:
-      return {Case::notEnoughSpace, "the disk of the photo library is full"};
+      return {Case::notEnoughSpace, "the catalogue of the photo library can't be written"};
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
       return {Case::internalError, "another program is changing the photo library"};

@@ -1,6 +1,11 @@
 #include "Platform/Linux/PhotoLibrary/LibraryWriter.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <initializer_list>
 #include <iterator>
 #include <map>
 #include <utility>
@@ -70,6 +75,13 @@ bool isCertainlyUndone(Catalogue& catalogue) {
   }
 }
 
+// What is left of a catalogue that could not be made, on a full disk say: it would count as a library.
+void removeUnfinishedCatalogue(const FileURL& file) {
+  for (const char* const suffix : {"", "-wal", "-shm", "-journal"}) {
+    unlink((file.path() + suffix).c_str());
+  }
+}
+
 }  // namespace
 
 void LibraryWriter::createLibrary() const {
@@ -77,7 +89,17 @@ void LibraryWriter::createLibrary() const {
   const LibraryLock lock(folder_, patience_);
   std::vector<std::string> made;
   folder_.makeFolder(LibraryFolder::incoming, made);
-  Catalogue::createOrUpgrade(folder_.catalogueFile(), patience_);
+  const FileURL catalogue = folder_.catalogueFile();
+  struct stat status {};
+  const bool isNew = lstat(catalogue.path().c_str(), &status) != 0 && errno == ENOENT;
+  try {
+    Catalogue::createOrUpgrade(catalogue, patience_);
+  } catch (const std::exception&) {
+    if (isNew) {
+      removeUnfinishedCatalogue(catalogue);
+    }
+    throw;
+  }
   makeDurable(folder_.open(), folder_.url());
 }
 
