@@ -201,10 +201,13 @@ class MediaListing {
       return;
     }
     std::optional<PosixError> failure;
-    auto enumerator = DirectoryEnumerator::at(root, [&failure](const FileURL&, const PosixError& error) {
-      failure = error;
-      return false;
-    });
+    auto enumerator = DirectoryEnumerator::at(
+        root,
+        [&failure](const FileURL&, const PosixError& error) {
+          failure = error;
+          return false;
+        },
+        root == volumePath_ ? DirectoryEnumerator::Root::volume : DirectoryEnumerator::Root::folder);
     if (!enumerator) {
       throw CocoaError(CocoaError::Code::fileReadUnknown);
     }

@@ -130,6 +130,14 @@ std::string lowercasedASCII(std::string_view text) {
   return lower;
 }
 
+// Folders that file systems and other systems keep at the root of a volume. ".Trash-1000" and the like are
+// hidden by their dot.
+bool isSystemFolder(std::string_view name) {
+  constexpr std::array names =
+      std::to_array<std::string_view>({"$recycle.bin", "lost+found", "system volume information"});
+  return std::ranges::find(names, lowercasedASCII(name)) != names.end();
+}
+
 // FAT's hidden attribute of an entry of an open folder (ioctl_fat(2)). False where the driver doesn't tell
 // it, as exFAT's doesn't before Linux 6.9, or the entry can't be opened.
 bool hasHiddenAttribute(int folder, const char* name) {
@@ -258,6 +266,7 @@ struct DirectoryEnumerator::Walk {
 
   ErrorHandler handler;
   std::vector<Level> levels;
+  bool isVolume = false;                 // the root is
   std::optional<FileURL> folderToEnter;  // before the next entry is given
   int flagsToEnter = 0;                  // for open(2)
 
@@ -267,6 +276,10 @@ struct DirectoryEnumerator::Walk {
     if (contents.failure != 0 && handler &&
         !handler(directory, PosixError(contents.failure, "read the folder", directory))) {
       return false;
+    }
+    if (isVolume && levels.empty()) {
+      std::erase_if(contents.entries,
+                    [](const NamedEntry& entry) { return entry.isDirectory && isSystemFolder(entry.name); });
     }
     levels.push_back({directory, std::move(contents.entries)});
     // Below the root no link is followed, also where one has taken a folder's place since its name was read.
@@ -296,7 +309,8 @@ struct DirectoryEnumerator::Walk {
   }
 };
 
-std::optional<DirectoryEnumerator> DirectoryEnumerator::at(const FileURL& root, ErrorHandler handler) {
+std::optional<DirectoryEnumerator> DirectoryEnumerator::at(const FileURL& root, ErrorHandler handler,
+                                                           Root kind) {
   struct stat status {};
   const bool found = stat(root.path().c_str(), &status) == 0;
   if (found ? !S_ISDIR(status.st_mode) : errno == ENOENT || errno == ENOTDIR) {
@@ -304,6 +318,7 @@ std::optional<DirectoryEnumerator> DirectoryEnumerator::at(const FileURL& root, 
   }
   auto walk = std::make_unique<Walk>();
   walk->handler = std::move(handler);
+  walk->isVolume = kind == Root::volume;
   walk->folderToEnter = root;
   return DirectoryEnumerator(std::move(walk));
 }

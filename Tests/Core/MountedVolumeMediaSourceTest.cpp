@@ -445,6 +445,14 @@ TEST_F(MountedVolume, listsNothingHiddenAndNothingInsideAPackage) {
   EXPECT_EQ(listed(), (Paths{"DCIM/100.plain/PICT0005.JPG"}));
 }
 
+TEST_F(MountedVolume, listsNothingOfTheSystemsFoldersAtItsRoot) {
+  add("$RECYCLE.BIN/IMG_0001.JPG", "deleted");
+  add("lost+found/IMG_0002.JPG", "repaired");
+  add("pictures/lost+found/IMG_0003.JPG", "the user's own");
+  EXPECT_EQ(listed(MountedVolumeMediaSource::customProfile(volume, {""})),
+            (Paths{"pictures/lost+found/IMG_0003.JPG"}));
+}
+
 TEST_F(MountedVolume, listsNoLinksAndNothingBehindThem) {
   add("elsewhere/PICT0001.JPG");
   add("DCIM/PICT0002.JPG");

@@ -284,6 +284,25 @@ TEST(DirectoryEnumerator, leavesOutHiddenEntriesAndWhatIsInThem) {
   EXPECT_EQ(walked(folder.url()), (Paths{"DCIM", "DCIM/PICT0001.JPG"}));
 }
 
+TEST(DirectoryEnumerator, leavesOutTheSystemsFoldersAtTheRootOfAVolumeOnly) {
+  const TemporaryFolder folder;
+  writeFile(folder / "System Volume Information/file", "");
+  writeFile(folder / "$Recycle.Bin/S-1/PICT0001.JPG", "");
+  writeFile(folder / "DCIM/lost+found/PICT0002.JPG", "");
+  makeFolder(folder / "lost+found");
+  setPermissions(folder.url(), 0755);
+  setPermissions(folder / "lost+found", 0);
+  const OtherUser nobody;  // who may not even look into them
+  Paths paths;
+  auto enumerator = DirectoryEnumerator::at(
+      folder.url(), [](const FileURL&, const Error&) { return false; }, DirectoryEnumerator::Root::volume);
+  ASSERT_TRUE(enumerator);
+  while (const auto entry = enumerator->next()) {
+    paths.insert(entry->path().substr(folder.url().path().size() + 1));
+  }
+  EXPECT_EQ(paths, (Paths{"DCIM", "DCIM/lost+found", "DCIM/lost+found/PICT0002.JPG"}));
+}
+
 TEST(DirectoryEnumerator, givesPackagesAndDoesNotEnterThem) {
   const TemporaryFolder folder;
   writeFile(folder / "Mine.PhotosLibrary/originals/1.jpg", "");

@@ -58,13 +58,18 @@ std::vector<FileURL> contentsOfDirectory(const FileURL& directory);
 // Holds no descriptor between two calls and at most one folder's names per level in memory.
 class DirectoryEnumerator {
  public:
+  // At the root of a volume the system's own folders are hidden as well: lost+found, System Volume
+  // Information and $RECYCLE.BIN, in any case. People see none of them, and some can't be read.
+  enum class Root { folder, volume };
+
   // Told of a folder that can't be read, with the error; answers whether to go on without what is missing
   // there.
   using ErrorHandler = std::function<bool(const FileURL& url, const PosixError& error)>;
 
   // Absent when there is no folder at `root`. A folder that can't be opened for another reason is reported to
   // the handler by the first call of next(). Without a handler the walk goes on past every error.
-  static std::optional<DirectoryEnumerator> at(const FileURL& root, ErrorHandler handler = nullptr);
+  static std::optional<DirectoryEnumerator> at(const FileURL& root, ErrorHandler handler = nullptr,
+                                               Root kind = Root::folder);
 
   ~DirectoryEnumerator();
   DirectoryEnumerator(DirectoryEnumerator&&) noexcept;
