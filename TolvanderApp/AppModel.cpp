@@ -164,6 +164,7 @@ void AppModel::observeTheMachine() {
 }
 
 Task<> AppModel::startUp(FirstSync firstSync) {
+  isFirstFlowAhead_ = firstSync != FirstSync::never;
   auto historyCount = refreshPhotoHistoryCount();
   co_await historyCount;
   auto sweep = sweepAbandonedStaging();
@@ -183,6 +184,10 @@ Task<> AppModel::startUp(FirstSync firstSync) {
   if (firstSync == FirstSync::whenSetupIsComplete && settings().onboardingCompleted()) {
     auto sync = syncAllConnected(false);
     co_await sync;
+  }
+  if (firstSync == FirstSync::whenSetupIsComplete) {
+    isFirstFlowAhead_ = false;
+    suspendSetupWhereAVolumeIsDenied();
   }
 }
 
@@ -244,6 +249,14 @@ Task<> AppModel::settleAndHandleMountedVolume(FileURL url) {
 }
 
 Task<> AppModel::handleMountedVolume(FileURL url) {
+  ++eventsBeingHandled_;
+  auto handling = useMountedVolume(std::move(url));
+  co_await handling;
+  --eventsBeingHandled_;
+  suspendSetupWhereAVolumeIsDenied();
+}
+
+Task<> AppModel::useMountedVolume(FileURL url) {
   const FileURL standardizedURL = url.standardized();
   if (!CameraVolumeDiscovery::contains(mountedVolumes(), url)) {
     co_return;
@@ -420,6 +433,17 @@ void AppModel::applyPhotosPermissionStatus(PhotosPermissionStatus status) {
   }
 }
 
+void AppModel::suspendSetupWhereAVolumeIsDenied() {
+  if (!isSetupSuspensionDue_ || isSyncing || isFirstFlowAhead_ || eventsBeingHandled_ > 0) {
+    return;
+  }
+  isSetupSuspensionDue_ = false;
+  if (removableVolumeAccessIssue->has_value()) {
+    requireSetupAfterAccessLoss();
+    statusMessage = "Camera access needed";
+  }
+}
+
 void AppModel::requireSetupAfterAccessLoss() {
   if (!settings().onboardingCompleted()) {
     return;
@@ -450,6 +474,10 @@ void AppModel::requireSetupAfterAccessLoss() {
 void AppModel::workDidChange(bool wasWorking, bool isWorking) {
   if (!wasWorking && isWorking) {
     discardCompletionReceipt();
+  }
+  if (wasWorking && !isWorking) {
+    isFirstFlowAhead_ = false;
+    suspendSetupWhereAVolumeIsDenied();
   }
   if (!isWorking) {
     updateCompletionPresentation(platform_.mainThread.wallNow());

@@ -64,7 +64,8 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
     std::shared_ptr<DiagnosticLog> diagnosticLog;
   };
 
-  enum class FirstSync { whenSetupIsComplete, never };
+  // `later`: the caller begins a flow after the start.
+  enum class FirstSync { whenSetupIsComplete, later, never };
 
   // `platform` is kept by reference and outlives the model. The library is asked for the user's permission
   // where `initialPhotosPermissionStatus` doesn't say it.
@@ -209,6 +210,10 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   void refreshLoginStatus();
   void applyPhotosPermissionStatus(PhotosPermissionStatus status);
   void requireSetupAfterAccessLoss();
+  // A volume that may not be read suspends setup once the other volumes have had their turn: after the flow
+  // that runs, or that is about to.
+  void suspendSetupWhereAVolumeIsDenied();
+  Task<> useMountedVolume(FileURL url);
   // A setting that can't be stored keeps its old value. That is shown as a failure, and ends no flow.
   void storeSettings(const std::function<void()>& change);
   void connectedDevicesDidChange(const std::vector<ConnectedDeviceSummary>& before);
@@ -340,6 +345,9 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   bool syncCancellationRequested_ = false;
   bool isCleaningUp_ = false;
   std::uint64_t cleanupsBegun_ = 0;
+  bool isSetupSuspensionDue_ = false;
+  bool isFirstFlowAhead_ = false;
+  int eventsBeingHandled_ = 0;  // of which each may lead to a flow
   bool pendingSyncRequested_ = false;
   std::optional<ConnectedDeviceSummary> ejectAfterSync_;
   std::optional<TaskHandle> ejectTask_;  // the last one, finished or not

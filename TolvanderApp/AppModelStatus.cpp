@@ -251,8 +251,9 @@ void AppModel::presentFailure(const std::exception& error) {
 void AppModel::showDeniedVolume(const std::string& volumeName) {
   if (isVolumeMounted(volumeName)) {
     removableVolumeAccessIssue = RemovableVolumeAccessIssue{.volumeName = volumeName};
-    requireSetupAfterAccessLoss();
+    isSetupSuspensionDue_ = true;
     statusMessage = "Camera access needed";
+    suspendSetupWhereAVolumeIsDenied();
   }
 }
 

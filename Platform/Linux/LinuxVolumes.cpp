@@ -4,6 +4,7 @@
 #include <sys/epoll.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <memory>
@@ -54,15 +55,79 @@ std::vector<ListedVolume> volumesOf(const MountTable& table) {
   return listed;
 }
 
-void addChosenFolders(std::vector<ListedVolume>& listed, const std::vector<FileURL>& folders) {
-  for (const FileURL& folder : folders) {
-    if (!isDirectory(folder)) {
+using DriveOfDevice = std::function<Drive(dev_t)>;
+
+// The mount that a folder without links in its path lies on. Null where there is none in the table.
+const Mount* mountOf(const FileURL& folder, const std::vector<Mount>& visible) {
+  const Mount* innermost = nullptr;
+  for (const Mount& mount : visible) {
+    const bool holds = mount.place == folder || mount.place.path() == "/" || folder.isBelow(mount.place);
+    if (holds && (innermost == nullptr || mount.place.path().size() >= innermost->place.path().size())) {
+      innermost = &mount;
+    }
+  }
+  return innermost;
+}
+
+bool canBeTakenOut(const Mount& mount, const DriveOfDevice& driveOf) {
+  const auto device = mount.blockDevice();
+  const Drive drive = device ? driveOf(*device) : Drive();
+  return drive.isRemovable || drive.isEjectable;
+}
+
+bool isMadeUpByTheKernel(const Mount& mount) {
+  constexpr auto fileSystems = std::to_array<std::string_view>(
+      {"autofs", "binfmt_misc", "bpf",        "cgroup",     "cgroup2",   "configfs", "debugfs",
+       "devpts", "devtmpfs",    "efivarfs",   "fusectl",    "hugetlbfs", "mqueue",   "nsfs",
+       "proc",   "pstore",      "rpc_pipefs", "securityfs", "selinuxfs", "sysfs",    "tracefs"});
+  return std::ranges::find(fileSystems, mount.fileSystem) != fileSystems.end();
+}
+
+bool isPlaceOfTheSystem(const FileURL& mountPoint) {
+  constexpr auto places =
+      std::to_array<std::string_view>({"/", "/boot", "/boot/efi", "/dev", "/dev/shm", "/efi", "/home", "/opt",
+                                       "/root", "/run", "/srv", "/tmp", "/usr", "/var"});
+  return std::ranges::find(places, mountPoint.path()) != places.end();
+}
+
+// Whether a chosen folder, without links in its path, can be a volume.
+bool canBeAVolume(const FileURL& place, const std::vector<Mount>& visible, const DriveOfDevice& driveOf) {
+  const Mount* const mount = mountOf(place, visible);
+  if (mount == nullptr) {
+    return place.path() != "/";
+  }
+  if (mount->place == place) {
+    return !isPlaceOfTheSystem(place) && !isMadeUpByTheKernel(*mount);
+  }
+  // The drive that the system runs from may be one that can be taken out; its folders are the user's own.
+  const bool isOnADrive = mount->place.path() != "/" && canBeTakenOut(*mount, driveOf);
+  return !isOnADrive && !isMadeUpByTheKernel(*mount);
+}
+
+// The folders that a camera makes on its card; what holds one is the volume.
+bool isFolderOfACard(const FileURL& place, const std::vector<Mount>& visible) {
+  const bool hasTheName = place.lastPathComponent() == "DCIM" || place.lastPathComponent() == "SPIDCIM";
+  return hasTheName && std::ranges::find(visible, place, &Mount::place) == visible.end();
+}
+
+void addChosenFolders(std::vector<ListedVolume>& listed, const std::vector<FileURL>& folders,
+                      const std::vector<Mount>& visible, const DriveOfDevice& driveOf) {
+  for (const FileURL& chosen : folders) {
+    if (!isDirectory(chosen)) {
       continue;
     }
+    const bool isInsideACard = isFolderOfACard(chosen.resolvingSymlinks(), visible);
+    const FileURL folder = isInsideACard ? chosen.resolvingSymlinks().deletingLastPathComponent() : chosen;
     const FileURL place = folder.resolvingSymlinks();
+    if (!canBeAVolume(place, visible, driveOf)) {
+      continue;
+    }
     const auto same = std::ranges::find_if(listed, [&](const ListedVolume& volume) {
       return (volume.isChosen ? volume.url.resolvingSymlinks() : volume.url) == place;
     });
+    if (isInsideACard && same != listed.end()) {
+      continue;
+    }
     std::optional<Mount> mount;
     if (same != listed.end()) {
       mount = std::move(same->mount);
@@ -72,13 +137,12 @@ void addChosenFolders(std::vector<ListedVolume>& listed, const std::vector<FileU
   }
 }
 
-std::vector<ListedVolume> listVolumes(const MountTable& table, const std::vector<FileURL>& chosenFolders) {
+std::vector<ListedVolume> listVolumes(const MountTable& table, const std::vector<FileURL>& chosenFolders,
+                                      const DriveOfDevice& driveOf) {
   std::vector<ListedVolume> listed = volumesOf(table);
-  addChosenFolders(listed, chosenFolders);
+  addChosenFolders(listed, chosenFolders, table.visible(), driveOf);
   return listed;
 }
-
-using DriveOfDevice = std::function<Drive(dev_t)>;
 
 // The drive that the system runs from.
 std::optional<dev_t> systemDisk(const MountTable& table, const DriveOfDevice& driveOf) {
@@ -170,7 +234,8 @@ class LinuxVolumes::Observation {
 
  private:
   std::vector<ListedVolume> listNow() const {
-    return listVolumes(MountTable::read(volumes_.sources_.mountTable), volumes_.chosenFolders_);
+    return listVolumes(MountTable::read(volumes_.sources_.mountTable), volumes_.chosenFolders_,
+                       volumes_.sources_.drive);
   }
 
   // Tells those of `among` that `list` hasn't.
@@ -201,7 +266,7 @@ std::vector<MountedVolume> LinuxVolumes::mountedVolumes() const {
   const MountTable table = MountTable::read(sources_.mountTable);
   const auto diskOfTheSystem = systemDisk(table, sources_.drive);
   std::vector<MountedVolume> volumes;
-  for (const ListedVolume& volume : listVolumes(table, chosenFolders_)) {
+  for (const ListedVolume& volume : listVolumes(table, chosenFolders_, sources_.drive)) {
     volumes.push_back({volume.url, valuesOf(volume, diskOfTheSystem, sources_.drive)});
   }
   return volumes;

@@ -28,8 +28,11 @@ class LinuxVolumes final : public app::Volumes {
     std::function<Drive(dev_t)> drive = Drive::ofDevice;
   };
 
-  // The chosen folders count as volumes on removable drives, whatever they are, for as long as they exist.
-  // Their coming and going is told at the next change of the mounts. The watcher outlives this object.
+  // The chosen folders count as volumes on removable drives, for as long as they exist. Those that can be
+  // none don't: a folder below a drive that can be taken out, a mount point that belongs to the system ("/",
+  // "/home", "/var"), and what the kernel makes up (proc, sysfs). Instead of one that is called DCIM or
+  // SPIDCIM the folder that holds it counts. Their coming and going is told at the next change of the mounts.
+  // The watcher outlives this object.
   explicit LinuxVolumes(DescriptorWatcher& watcher, std::vector<FileURL> chosenFolders = {});
   LinuxVolumes(DescriptorWatcher& watcher, std::vector<FileURL> chosenFolders, Sources sources);
 

@@ -30,6 +30,10 @@ bool goesOn(Session& session) {
 // Checks the chosen cameras, and gives why it couldn't, where the model doesn't know that.
 Task<Failure> check(Session* session, Volumes volumes, AppModel::CheckPurpose purpose) {
   AppModel& model = session->model();
+  const bool isDenied = model.removableVolumeAccessIssue->has_value();
+  if (isDenied && (!model.settings().onboardingCompleted() || model.connectedDevices->empty())) {
+    co_return std::nullopt;
+  }
   if (auto reason = app::reasonAgainstWork(model)) {
     const bool hasCamera = !model.settings().authorizedDeviceProfiles().empty();
     co_return app::RunFailure{std::move(*reason), hasCamera ? RunOutcome::failed : RunOutcome::noCamera};

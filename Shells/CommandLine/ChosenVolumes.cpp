@@ -12,7 +12,10 @@ ChosenVolumes::ChosenVolumes(app::Volumes& all, const std::vector<FileURL>& chos
 }
 
 bool ChosenVolumes::isChosen(const FileURL& volume) const {
-  return chosen_.empty() || std::ranges::find(chosen_, volume.resolvingSymlinks()) != chosen_.end();
+  const FileURL place = volume.resolvingSymlinks();
+  return chosen_.empty() || std::ranges::any_of(chosen_, [&](const FileURL& chosen) {
+           return chosen == place || chosen.isBelow(place);
+         });
 }
 
 std::vector<app::MountedVolume> ChosenVolumes::mountedVolumes() const {

@@ -7,7 +7,8 @@
 
 namespace tolvander::shell {
 
-// Of the machine's volumes only those that the user named, or all where none was named.
+// Of the machine's volumes only those that the user named, and those that hold a folder that was named, so
+// that it can be refused as part of a drive. All where none was named.
 class ChosenVolumes final : public app::Volumes {
  public:
   // `all` lists the chosen ones too, and outlives this object.

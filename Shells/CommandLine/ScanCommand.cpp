@@ -3,6 +3,7 @@
 
 #include "Shells/CommandLine/Arguments.h"
 #include "Shells/CommandLine/Command.h"
+#include "Shells/CommandLine/HomeView.h"
 #include "TolvanderApp/Presentation/ScanReport.h"
 
 namespace tolvander::shell {
@@ -19,13 +20,22 @@ class ScanCommand final : public Command {
   }
 
   ExitStatus run(const Context& context) override {
-    const auto report =
-        app::ScanReport::of(fileURLFromArgument(volume_), withFingerprints_, context.cancellation);
+    const auto report = app::ScanReport::of(fileURLFromArgument(volume_), withFingerprints_,
+                                            context.cancellation, savedProfiles(context));
     std::cout << (context.json ? report.json() + "\n" : report.text());
     return ExitStatus::done;
   }
 
  private:
+  // None where the settings can't be read: a look at a volume needs no home.
+  static std::vector<DeviceProfile> savedProfiles(const Context& context) {
+    try {
+      return HomeView(context).settings().authorizedDeviceProfiles();
+    } catch (const Error&) {
+      return {};
+    }
+  }
+
   std::string volume_;
   bool withFingerprints_ = false;
 };

@@ -23,7 +23,7 @@ bool isConnected(const AppModel& model, const FileURL& volume) {
 }
 
 Task<> startUp(Session* session) {
-  if (const auto start = session->model().start(AppModel::FirstSync::never)) {
+  if (const auto start = session->model().start(AppModel::FirstSync::later)) {
     auto started = start->join();
     co_await started;
   }

@@ -25,6 +25,12 @@ struct SyncRun {
 
 using Failure = std::optional<app::RunFailure>;
 
+// The model has the words for why nothing was synced.
+bool isKnownToTheModel(const app::AppModel& model) {
+  return model.lastError->has_value() || model.removableVolumeAccessIssue->has_value() ||
+         model.photosPermissionStatus != app::PhotosPermissionStatus::authorized;
+}
+
 // Syncs every chosen camera once, and gives why it couldn't, where the model doesn't know that.
 Task<Failure> syncOnce(SyncRun run) {
   auto& [session, volumes, agrees] = run;
@@ -38,10 +44,10 @@ Task<Failure> syncOnce(SyncRun run) {
     auto adding = addCamera(&session, volume);
     const bool isAdded = co_await adding;
     if (!isAdded) {
-      co_return model.lastError->has_value() ? Failure() : app::RunFailure{app::notRememberedText(volume)};
+      co_return isKnownToTheModel(model) ? Failure() : app::RunFailure{app::notRememberedText(volume)};
     }
     if (!isConnected(model, volume) && !model.cameraWentAway) {
-      co_return app::RunFailure{app::notACameraText(volume)};
+      co_return isKnownToTheModel(model) ? Failure() : app::RunFailure{app::notACameraText(volume)};
     }
     hasSynced = syncsWhenAdded;
   }
@@ -56,10 +62,8 @@ Task<Failure> syncOnce(SyncRun run) {
     auto completing = completeSetup(&session);
     co_await completing;
   }
-  const bool isKnownToTheModel = model.cameraWentAway || model.lastError->has_value() ||
-                                 model.removableVolumeAccessIssue->has_value() ||
-                                 model.photosPermissionStatus != app::PhotosPermissionStatus::authorized;
-  if (!model.cameraRuns->empty() || isKnownToTheModel || session.isInterrupted()) {
+  if (!model.cameraRuns->empty() || model.cameraWentAway || isKnownToTheModel(model) ||
+      session.isInterrupted()) {
     co_return std::nullopt;
   }
   co_return hadCamera ? app::cameraWentAway() : app::noCameraConnected();

@@ -425,6 +425,47 @@ TEST_F(AppModelEvents, activationAfterRevokedPhotosAccessCancelsARunningSync) {
   }
 }
 
+TEST_F(AppModelEvents, deniedVolumeSuspendsSetupOnceTheOtherVolumesWereSynced) {
+  world.mount(card);
+  launchWithMountedCamera();
+  model().checkNow();
+  world.mainThread.runUntil([&] { return bool(model().isSyncing); });
+  world.volumes.answersBeforeFailure = 1;  // the first volume is looked at in vain
+  world.volumes.failures = {std::make_exception_ptr(MediaSourceError::volumeAccessDenied("CARD"))};
+  world.runUntilIdle();
+  EXPECT_EQ(importCount(), 1U) << "of the second volume";
+  ASSERT_FALSE(model().cameraRuns->empty());
+  EXPECT_EQ(model().cameraRuns->back().volumeURL, camera.url);
+  EXPECT_EQ(model().cameraRuns->back().end, app::CameraRun::End::done);
+  EXPECT_FALSE(world.settings().onboardingCompleted());
+  EXPECT_EQ(world.logLines("setupSuspended").size(), 1U);
+  EXPECT_EQ(status(), "Camera access needed");
+}
+
+TEST_F(AppModelEvents, deniedVolumeAtTheStartSuspendsSetupAfterTheFirstSync) {
+  world.mount(card);
+  world.mount(camera);
+  world.remember(camera);
+  world.remember(card);
+  world.completeSetup();
+  for (const auto firstSync : {AppModel::FirstSync::whenSetupIsComplete, AppModel::FirstSync::later}) {
+    world.settings().setOnboardingCompleted(true);
+    world.launch();
+    // The volumes are listed twice, by the refresh of the drives and by the search, which then asks for each.
+    world.volumes.answersBeforeFailure = 2;
+    world.volumes.failures = {std::make_exception_ptr(MediaSourceError::volumeAccessDenied("CARD"))};
+    world.start(firstSync);
+    EXPECT_TRUE(model().removableVolumeAccessIssue->has_value());
+    if (firstSync == AppModel::FirstSync::later) {
+      EXPECT_TRUE(world.settings().onboardingCompleted());
+      world.run(model().syncAllConnected(false));
+    }
+    EXPECT_FALSE(model().cameraRuns->empty());
+    EXPECT_FALSE(world.settings().onboardingCompleted());
+    EXPECT_EQ(status(), "Camera access needed");
+  }
+}
+
 // The sync is stopped by it, but that is not what the user has to know.
 TEST_F(AppModelEvents, deniedVolumeDuringASyncReadsAsNeededAccess) {
   world.mount(card);

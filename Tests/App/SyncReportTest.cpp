@@ -216,6 +216,20 @@ TEST_F(SyncRecorderTest, hasFailedWhereTheLibraryMayNotBeUsed) {
   EXPECT_EQ(report.failure, "Photos access was not granted. “/pictures/Tolvander” cannot be changed.");
 }
 
+TEST_F(SyncRecorderTest, tellsOfAVolumeThatMayNotBeReadBesideWhatArrivedFromTheOthers) {
+  world.launchAfterSetup();
+  const SyncRecorder recorder(world.model(), library);
+  world.model().cameraRuns = std::vector{runOf("CARD", {.photos = 1})};
+  world.model().removableVolumeAccessIssue = RemovableVolumeAccessIssue{.volumeName = "CLOSED"};
+  world.model().statusMessage = "Ready to sync";
+  const SyncReport report = recorder.report(false);
+  EXPECT_EQ(report.outcome, SyncReport::Outcome::failed);
+  EXPECT_EQ(report.failure,
+            "Tolvander cannot read CLOSED. Allow removable-volume access in System Settings.");
+  EXPECT_EQ(report.status, "Camera access needed");
+  EXPECT_EQ(report.cameras.size(), 1U);
+}
+
 TEST_F(SyncRecorderTest, wasStoppedWhateverElseHappened) {
   world.launchAfterSetup();
   const SyncRecorder recorder(world.model(), library);

@@ -212,6 +212,33 @@ TEST_F(LinuxVolumesTest, countsNoChosenFileAsAVolume) {
   EXPECT_EQ(placesOf(volumes({folder / "file", folder / "missing"})).size(), 3U);
 }
 
+TEST_F(LinuxVolumesTest, countsNoFolderOfADriveAsAVolume) {
+  const FileURL card = folder / "card";
+  std::filesystem::create_directories(card.appending("DCIM/100").path());
+  std::filesystem::create_directories((folder / "inside").path());
+  setMounts(std::string(desktopMounts) + "130 28 8:33 / " + card.path() + " rw - vfat /dev/sdc1 rw\n" +
+            "131 28 8:49 / " + (folder / "inside").path() + " rw - ext4 /dev/sdd1 rw\n");
+  std::filesystem::create_directories((folder / "inside/card").path());
+  drives[makedev(8, 33)].isRemovable = true;
+  const Strings listed = placesOf(volumes());
+  EXPECT_EQ(placesOf(volumes({card.appending("DCIM/100"), card.appending("DCIM")})), listed);
+  Strings withInside = listed;
+  withInside.push_back((folder / "inside/card").path());
+  EXPECT_EQ(placesOf(volumes({folder / "inside/card"})), withInside) << "of a drive that is built in";
+}
+
+TEST_F(LinuxVolumesTest, countsTheFolderThatHoldsDCIMInsteadOfDCIM) {
+  std::filesystem::create_directories((folder / "copy/SPIDCIM").path());
+  EXPECT_EQ(CameraVolumeDiscovery::mountedURLs(volumes({folder / "copy/SPIDCIM"})),
+            std::vector{(folder / "copy").resolvingSymlinks()});
+}
+
+TEST_F(LinuxVolumesTest, countsNoPlaceOfTheSystemAsAChosenVolume) {
+  const std::vector<FileURL> places{FileURL("/"),    FileURL("/proc"), FileURL("/proc/self"),
+                                    FileURL("/sys"), FileURL("/run"),  FileURL("/dev")};
+  EXPECT_TRUE(CameraVolumeDiscovery::mountedURLs(volumes(places)).empty());
+}
+
 TEST_F(LinuxVolumesTest, listsAChosenMountPointOnceAsItWasSpelt) {
   const FileURL card = folder / "card";
   std::filesystem::create_directory(card.path());

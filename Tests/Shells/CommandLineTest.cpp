@@ -121,6 +121,27 @@ TEST_F(CommandLineTest, failsWhereItsOutputCannotBeWritten) {
   EXPECT_TRUE(contains(result.errors, "could not be written"));
 }
 
+TEST_F(CommandLineTest, writesIntoNoFileOfItsOwnWhereItWasStartedWithoutAnOutput) {
+  makeCharmera();
+  ASSERT_EQ(run({"sync", volume.path(), "--yes"}).status, 1);  // these are no pictures
+  for (const char* const closed : {">&-", "<&- >&- 2>&-"}) {
+    runTool({"sh", "-c", TOLVANDERCTL " --home '" + home.path() + "' check " + closed});
+    for (const auto& entry : fs::recursive_directory_iterator(home.path())) {
+      if (entry.is_regular_file()) {
+        EXPECT_FALSE(contains(readFile(FileURL(entry.path().string())), "Checking access")) << entry.path();
+      }
+    }
+  }
+}
+
+TEST_F(CommandLineTest, scansASavedCameraAsOne) {
+  writeFile(volume.appending("DCIM/IMG_0001.JPG"), "x");
+  ASSERT_EQ(run({"cameras", "add", volume.path()}).status, 0);
+  const ToolResult result = run({"scan", volume.path()});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_TRUE(result.output.starts_with("CARD “CARD”: 1 media file, 1 byte\n")) << result.output;
+}
+
 // Whether the process has the signal blocked, which is how it begins to listen for Ctrl-C in its own way.
 bool listensForInterrupts(pid_t process) {
   std::ifstream status("/proc/" + std::to_string(process) + "/status");

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <filesystem>
 #include <sstream>
 #include <string>
@@ -289,6 +290,71 @@ TEST_F(SyncCommandTest, tellsWhatArrivedBeforeTheCameraWentAway) {
   EXPECT_EQ(camera.required("imported").integer(), static_cast<std::int64_t>(originals()));
   EXPECT_EQ(camera.required("notImported").integer(), 40 - static_cast<std::int64_t>(originals()));
   EXPECT_LT(originals(), 40U);
+}
+
+TEST_F(SyncCommandTest, stopsAtASafePointWhenItsTerminalCloses) {
+  makeCard(40, 0);
+  RunningTool sync(commandLine({"--json", "sync", card.path(), "--yes"}));
+  sync.waitForLine(R"("completed":4)");
+  sync.send(SIGHUP);
+  sync.send(SIGHUP);  // as the shell sends one and the kernel another
+  EXPECT_EQ(sync.waitForEnd(), 130);
+  EXPECT_TRUE(contains(sync.output(), R"("outcome":"stopped")")) << sync.output();
+  EXPECT_LT(originals(), 40U);
+  EXPECT_TRUE(contains(run({"history"}).output, std::to_string(originals()))) << run({"history"}).output;
+}
+
+TEST_F(SyncCommandTest, goesOnWithoutItsTerminalWhereItWasToldTo) {
+  makeCard(8, 0);
+  RunningTool sync({"sh", "-c",
+                    "trap '' HUP; exec " TOLVANDERCTL " --home '" + home.path() + "' --json sync --yes '" +
+                        card.path() + "'"});
+  sync.waitForLine(R"("completed":4)");
+  sync.send(SIGHUP);
+  EXPECT_EQ(sync.waitForEnd(), 0);
+  EXPECT_EQ(originals(), 8U);
+}
+
+TEST_F(SyncCommandTest, goesOnWhenNothingReadsItsOutputAnyMore) {
+  makeCard(8, 0);
+  runTool({"sh", "-c",
+           TOLVANDERCTL " --home '" + home.path() + "' --json sync --yes '" + card.path() + "' | head -n 1"});
+  EXPECT_EQ(originals(), 8U);
+}
+
+TEST_F(SyncCommandTest, refusesPlacesThatAreNoDrive) {
+  makeCard();
+  const auto refusal = [&](const std::string& place) {
+    const ToolResult result = run({"sync", place, "--yes"});
+    EXPECT_EQ(result.status, 1);
+    return result.errors;
+  };
+  EXPECT_EQ(refusal(card.appending("DCIM").path()),
+            "tolvanderctl: Choose the drive itself rather than one of its folders.\n");
+  for (const char* const place : {"/", "/proc"}) {
+    EXPECT_EQ(refusal(place), "tolvanderctl: Please choose a mounted removable drive.\n") << place;
+  }
+  EXPECT_EQ(originals(), 0U);
+  expectFailure({"cameras", "add", card.appending("DCIM").path()},
+                "Choose the drive itself rather than one of its folders.");
+}
+
+TEST_F(SyncCommandTest, namesTheFolderOfACardThatCannotBeRead) {
+  makeCard();
+  const std::string name(200, 'd');
+  std::string below = name;  // the whole path is longer than the system takes
+  for (int level = 1; level < 12; ++level) {
+    below += "/" + name;
+  }
+  const ToolResult made = runTool(
+      {"sh", "-c",
+       "cd '" + card.path() + "/DCIM' && mkdir -p " + below + " && cd " + below + " && mkdir -p " + below});
+  ASSERT_EQ(made.status, 0) << made.errors;
+  const ToolResult result = run({"sync", card.path(), "--yes"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(contains(result.errors, "tolvanderctl: cannot ")) << result.errors;
+  EXPECT_TRUE(contains(result.errors, card.path() + "/DCIM/ddd")) << result.errors;
+  EXPECT_FALSE(contains(result.errors, "No camera was found"));
 }
 
 TEST_F(SyncCommandTest, refusesWrongUsage) {

@@ -52,7 +52,10 @@ RunResult RunResult::of(const AppModel& model, const FileURL& library, bool wasS
   if (!failure) {
     failure = failureOf(model, library);
   }
-  RunResult result{.outcome = RunOutcome::done, .status = model.statusMessage, .failure = {}};
+  const bool isDenied = model.removableVolumeAccessIssue->has_value();
+  RunResult result{.outcome = RunOutcome::done,
+                   .status = isDenied ? model.idleStatus() : model.statusMessage.value(),
+                   .failure = {}};
   if (failure) {
     result.outcome = failure->outcome;
     result.failure = std::move(failure->words);

@@ -1,6 +1,7 @@
 #include "TolvanderApp/Presentation/ScanReport.h"
 
 #include <algorithm>
+#include <iterator>
 #include <numeric>
 #include <utility>
 
@@ -56,7 +57,8 @@ void write(JSONWriter& writer, const std::optional<DeviceProfile>& profile) {
 
 }  // namespace
 
-ScanReport ScanReport::of(const FileURL& volumeURL, bool withFingerprints, const CancellationToken& token) {
+ScanReport ScanReport::of(const FileURL& volumeURL, bool withFingerprints, const CancellationToken& token,
+                          std::vector<DeviceProfile> savedProfiles) {
   // Detection takes a volume that isn't there for one that just left; a person who typed its path wants to
   // know.
   static_cast<void>(fileResourceValues(volumeURL.resolvingSymlinks()));
@@ -64,7 +66,9 @@ ScanReport ScanReport::of(const FileURL& volumeURL, bool withFingerprints, const
                     .displayName = MountedVolumeMediaSource::displayName(volumeURL),
                     .profile = std::nullopt,
                     .files = {}};
-  auto device = MountedVolumeMediaSource().detect(volumeURL, DeviceProfile::builtIns(), token);
+  std::vector<DeviceProfile> profiles = std::move(savedProfiles);
+  std::ranges::copy(DeviceProfile::builtIns(), std::back_inserter(profiles));
+  auto device = MountedVolumeMediaSource().detect(volumeURL, profiles, token);
   if (!device) {
     return report;
   }

@@ -23,10 +23,11 @@ struct ScanReport {
   std::optional<DeviceProfile> profile;  // absent where the volume is no camera that we know
   std::vector<File> files;               // in the listing's order
 
-  // Looks at a volume with the built-in profiles as they are shipped. Blocks; reads every file whole where
-  // fingerprints are asked for. Throws PosixError (ENOENT, ENOTDIR) where there is no such folder, and what
-  // detection and fingerprinting throw.
-  static ScanReport of(const FileURL& volumeURL, bool withFingerprints, const CancellationToken& token);
+  // Looks at a volume with the profiles of the saved cameras, and the built-in ones as they are shipped.
+  // Blocks; reads every file whole where fingerprints are asked for. Throws PosixError (ENOENT, ENOTDIR)
+  // where there is no such folder, and what detection and fingerprinting throw.
+  static ScanReport of(const FileURL& volumeURL, bool withFingerprints, const CancellationToken& token,
+                       std::vector<DeviceProfile> savedProfiles = {});
 
   // For people, with line ends.
   std::string text() const;
