@@ -84,6 +84,7 @@ AppModel::AppModel(const Platform& platform, Services services,
       notificationPermissionStatus(changes, NotificationPermissionStatus::notDetermined),
       removableVolumeAccessIssue(changes),
       lastError(changes, {}, [this](const auto&) { lastErrorDidChange(); }),
+      lastErrorFile(changes),
       offersPhotoReview(changes, false),
       isEjecting(changes, false, [this](bool before) { workDidChange(before, isEjecting); }),
       showsCompletionCheckmark(changes, false),
@@ -485,6 +486,7 @@ void AppModel::workDidChange(bool wasWorking, bool isWorking) {
 }
 
 void AppModel::lastErrorDidChange() {
+  lastErrorFile = lastError->has_value() ? std::exchange(failedFile_, std::nullopt) : std::nullopt;
   offersPhotoReview = false;
   if (lastError->has_value()) {
     discardCompletionReceipt();

@@ -89,6 +89,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   Observed<NotificationPermissionStatus> notificationPermissionStatus;
   Observed<std::optional<RemovableVolumeAccessIssue>> removableVolumeAccessIssue;
   Observed<std::optional<std::string>> lastError;
+  Observed<std::optional<std::string>> lastErrorFile;  // the name of the file that the failure is about
   Observed<bool> offersPhotoReview;  // the failure is one that a check against the library can settle
   Observed<bool> isEjecting;
   Observed<bool> showsCompletionCheckmark;
@@ -191,6 +192,11 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   void setStatusMenuOpen(bool isOpen);
 
  private:
+  struct FoundCamera {
+    DetectedDevice device;              // without the files that are set aside
+    std::vector<std::string> setAside;  // their paths
+  };
+
   struct CleanupOutcome {
     bool safeToEject = false;
     bool didNotify = false;
@@ -226,8 +232,8 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   std::vector<MountedVolume> mountedVolumes();
   Task<> discoverConnectedDevices();
   // Throws CancellationError where the camera left while it was read, else what reading it throws.
-  Task<std::optional<DetectedDevice>> detectConnectedCamera(FileURL volumeURL,
-                                                            std::vector<DeviceProfile> profiles);
+  Task<std::optional<FoundCamera>> detectConnectedCamera(FileURL volumeURL,
+                                                         std::vector<DeviceProfile> profiles);
   void refreshSecurityScopedAccess();
   Task<> askForDevice();
   std::optional<std::string> saveDevice(const FileURL& chosen);
@@ -239,7 +245,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   Task<> performSyncAllConnected(bool notifyWhenStarting);
   Task<> syncMountedVolumes(bool notifyWhenStarting);
   Task<> lookForVolumesAndSync();
-  Task<> synchronize(DetectedDevice device, bool notifyWhenStarting);
+  Task<> synchronize(FoundCamera camera, bool notifyWhenStarting);
   Task<> presentSyncResult(DetectedDevice device, SyncResult result);
   LastSyncReceipt saveReceipt(const DetectedDevice& device,
                               const std::vector<FingerprintedMediaFile>& imported);
@@ -249,7 +255,9 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   SyncCoordinator coordinator(const DetectedDevice& device, const CancellationToken& token);
   CameraImport::Observer importObserver();
   bool showImportProgress(std::int64_t completed, std::int64_t total);
-  void beginRun(const DetectedDevice& device);
+  void beginRun(const DetectedDevice& device, const std::vector<std::string>& setAside);
+  // For a worker: keeps the file's name for the failure that follows.
+  std::function<void(const CameraMediaFile& file)> failedFileObserver();
   void changeRun(const std::function<void(CameraRun& run)>& change);  // the last one
   void endRun(const std::exception_ptr& failure);                     // null: it came to its end
   void setSyncPhase(const SyncPhase& phase);
@@ -346,6 +354,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   bool isCleaningUp_ = false;
   std::uint64_t cleanupsBegun_ = 0;
   bool isSetupSuspensionDue_ = false;
+  std::optional<std::string> failedFile_;  // of the run, until its failure is shown
   bool isFirstFlowAhead_ = false;
   int eventsBeingHandled_ = 0;  // of which each may lead to a flow
   bool pendingSyncRequested_ = false;

@@ -6,12 +6,22 @@
 #include "TolvanderApp/Presentation/FailureText.h"
 #include "TolvanderCore/MountedVolumeMediaSource.h"
 #include "TolvanderCore/Platform/FileSystem.h"
+#include "TolvanderCore/Platform/Volume.h"
 
 namespace tolvander::app {
 
 namespace {
 
 const FileURL volumesFolder("/Volumes");
+
+// Empty for a volume without a UUID, and for one that can't be asked.
+std::string uuidOf(const FileURL& volume) {
+  try {
+    return volumeResourceValues(volume).uuid.value_or("");
+  } catch (const Error&) {
+    return "";
+  }
+}
 
 ConnectedDeviceSummary summary(const DetectedDevice& device) {
   return {.volumeURL = device.volumeURL,
@@ -55,7 +65,7 @@ Task<> AppModel::discoverConnectedDevices() {
       auto detecting = detectConnectedCamera(volume.url, settings().authorizedDeviceProfiles());
       const auto device = co_await detecting;
       if (device) {
-        devices.push_back(summary(*device));
+        devices.push_back(summary(device->device));
       }
     } catch (const std::exception&) {
       failures.push_back(std::current_exception());
@@ -80,17 +90,24 @@ Task<> AppModel::discoverConnectedDevices() {
   }
 }
 
-Task<std::optional<DetectedDevice>> AppModel::detectConnectedCamera(FileURL volumeURL,
-                                                                    std::vector<DeviceProfile> profiles) {
+Task<std::optional<AppModel::FoundCamera>> AppModel::detectConnectedCamera(
+    FileURL volumeURL, std::vector<DeviceProfile> profiles) {
   auto authorized = securityScopedAccess_.authorizedProfiles(volumeURL, profiles);
   if (authorized.empty() || !isStillMounted(volumeURL)) {
     co_return std::nullopt;
   }
-  auto detecting =
-      background([volumeURL, authorized = std::move(authorized)](const CancellationToken& token) {
-        return MountedVolumeMediaSource().detect(volumeURL, authorized, token);
-      });
-  std::optional<DetectedDevice> device;
+  auto detecting = background([volumeURL, authorized = std::move(authorized),
+                               setAside = settings().setAsideFiles()](const CancellationToken& token) {
+    auto device = MountedVolumeMediaSource().detect(volumeURL, authorized, token);
+    std::optional<FoundCamera> found;
+    if (device) {
+      found.emplace(FoundCamera{.device = *std::move(device), .setAside = {}});
+      found->setAside =
+          takeSetAside(found->device.files, setAside, setAside.empty() ? "" : uuidOf(volumeURL), token);
+    }
+    return found;
+  });
+  std::optional<FoundCamera> device;
   std::exception_ptr failure;
   try {
     device = co_await detecting;

@@ -84,20 +84,22 @@ Task<> AppModel::reviewConnectedCameras(CheckPurpose purpose) {
   refreshSecurityScopedAccess();
   for (const auto& url : CameraVolumeDiscovery::mountedURLs(platform_.volumes)) {
     auto detecting = detectConnectedCamera(url, settings().authorizedDeviceProfiles());
-    const auto device = co_await detecting;
-    if (!device) {
+    const auto camera = co_await detecting;
+    if (!camera) {
       continue;
     }
-    auto reviewing = background([coordinator = coordinator(*device, token), device = *device,
-                                 purpose](const CancellationToken& stop) {
-      const bool isCharmera = device.profile.kind == DeviceProfile::Kind::charmera;
-      return purpose == CheckPurpose::beforeChange
-                 ? coordinator.reviewBeforeChange(device.files, isCharmera, stop)
-                 : coordinator.review(device.files, isCharmera, true, stop);
-    });
+    const DetectedDevice& device = camera->device;
+    auto reviewing = background(
+        [coordinator = coordinator(device, token), device, purpose](const CancellationToken& stop) {
+          const bool isCharmera = device.profile.kind == DeviceProfile::Kind::charmera;
+          return purpose == CheckPurpose::beforeChange
+                     ? coordinator.reviewBeforeChange(device.files, isCharmera, stop)
+                     : coordinator.review(device.files, isCharmera, true, stop);
+        });
     auto review = co_await reviewing;
-    libraryReviews.update(
-        [&](auto& reviews) { reviews.push_back({.device = *device, .review = std::move(review)}); });
+    libraryReviews.update([&](auto& reviews) {
+      reviews.push_back({.device = device, .review = std::move(review), .setAside = camera->setAside});
+    });
   }
   token.throwIfCancelled();
   presentReviews();
@@ -189,7 +191,7 @@ Task<> AppModel::askToRestore(DeviceLibraryReview review) {
 Task<> AppModel::restore(DeviceLibraryReview review) {
   auto current = currentToken();
   const CancellationToken token = co_await current;
-  beginRun(review.device);
+  beginRun(review.device, review.setAside);
   auto restoring = background([coordinator = coordinator(review.device, token), review,
                                album = albumForSync()](const CancellationToken& stop) {
     const bool isCharmera = review.device.profile.kind == DeviceProfile::Kind::charmera;

@@ -186,7 +186,7 @@ Task<> AppModel::syncMountedVolumes(bool notifyWhenStarting) {
     if (syncCancellationRequested_) {
       break;
     }
-    std::optional<DetectedDevice> device;
+    std::optional<FoundCamera> device;
     std::exception_ptr failure;
     try {
       auto detecting = detectConnectedCamera(url, settings().authorizedDeviceProfiles());
@@ -219,10 +219,11 @@ Task<> AppModel::syncMountedVolumes(bool notifyWhenStarting) {
 
 // MARK: One camera
 
-Task<> AppModel::synchronize(DetectedDevice device, bool notifyWhenStarting) {
+Task<> AppModel::synchronize(FoundCamera camera, bool notifyWhenStarting) {
   if (syncCancellationRequested_) {
     co_return;
   }
+  DetectedDevice& device = camera.device;
   record(DiagnosticLog::Event::syncStarted,
          {{"camera_files", static_cast<std::int64_t>(device.files.size())}});
   cameraCheckReceipts.update([&](auto& receipts) { receipts.erase(device.volumeURL.standardized()); });
@@ -234,7 +235,7 @@ Task<> AppModel::synchronize(DetectedDevice device, bool notifyWhenStarting) {
   }
   auto current = currentToken();
   const CancellationToken token = co_await current;
-  beginRun(device);
+  beginRun(device, camera.setAside);
   auto running = background([coordinator = coordinator(device, token), device,
                              album = albumForSync()](const CancellationToken& runToken) {
     return coordinator.run(device.files, isCharmera(device), album, runToken);
@@ -367,10 +368,11 @@ SyncCoordinator AppModel::coordinator(const DetectedDevice& device, const Cancel
       services_.history,
       {.checkAccess = checkAccess,
        .fingerprint =
-           [token, whileMounted](const std::vector<CameraMediaFile>& files,
-                                 bool confidentlyRecognizedAsCharmera) {
+           [token, whileMounted, failedFile = failedFileObserver()](const std::vector<CameraMediaFile>& files,
+                                                                    bool confidentlyRecognizedAsCharmera) {
              return whileMounted([&] {
-               return MediaFingerprintStage::fingerprint(files, confidentlyRecognizedAsCharmera, token);
+               return MediaFingerprintStage::fingerprint(files, confidentlyRecognizedAsCharmera, token,
+                                                         TimeZone::current(), failedFile);
              });
            },
        .reconcile = [photos = photos_, token](
@@ -432,16 +434,29 @@ CameraImport::Observer AppModel::importObserver() {
                   });
                   return true;
                 });
-              }};
+              },
+          .failedFile = failedFileObserver()};
 }
 
-void AppModel::beginRun(const DetectedDevice& device) {
+std::function<void(const CameraMediaFile& file)> AppModel::failedFileObserver() {
+  failedFile_ = std::nullopt;
+  return [weak = weak_from_this(), &mainThread = platform_.mainThread](const CameraMediaFile& file) {
+    mainThread.call([&] {
+      if (const auto model = weak.lock()) {
+        model->failedFile_ = file.filename;
+      }
+    });
+  };
+}
+
+void AppModel::beginRun(const DetectedDevice& device, const std::vector<std::string>& setAside) {
   cameraRuns.update([&](auto& runs) {
     runs.push_back({.volumeURL = device.volumeURL,
                     .name = device.displayName,
                     .fileCount = static_cast<std::int64_t>(device.files.size()),
                     .newCount = std::nullopt,
                     .imported = {},
+                    .setAside = setAside,
                     .end = CameraRun::End::running});
   });
 }

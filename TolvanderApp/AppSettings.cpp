@@ -24,6 +24,7 @@ constexpr std::string_view onboardingCompletedKey = "onboardingCompleted";
 constexpr std::string_view onboardingNeedsAttentionKey = "onboardingNeedsAttention";
 constexpr std::string_view onboardingSessionStartedKey = "onboardingSessionStarted";
 constexpr std::string_view lastSyncReceiptKey = "lastSyncReceipt";
+constexpr std::string_view setAsideFilesKey = "setAsideFiles";
 
 constexpr std::string_view unreadableGrants =
     "Saved camera access could not be read. Add or reconnect each camera to restore access.";
@@ -143,6 +144,7 @@ void AppSettings::readSimpleValues() {
   onboardingCompleted_ = defaults_.boolean(onboardingCompletedKey).value_or(false);
   onboardingNeedsAttention_ = defaults_.boolean(onboardingNeedsAttentionKey).value_or(false);
   lastSyncReceipt_ = decoded(defaults_, lastSyncReceiptKey, decodeLastSyncReceipt);
+  setAsideFiles_ = decoded(defaults_, setAsideFilesKey, decodeSetAsideFiles).value_or(SetAsideFiles());
 }
 
 void AppSettings::readGrants(const std::vector<DeviceProfile>& profiles) {
@@ -188,6 +190,12 @@ void AppSettings::setLastSyncReceipt(std::optional<LastSyncReceipt> receipt) {
     defaults_.remove(lastSyncReceiptKey);
   }
   lastSyncReceipt_ = std::move(receipt);
+  notifier_.changed();
+}
+
+void AppSettings::setSetAsideFiles(SetAsideFiles files) {
+  defaults_.setData(setAsideFilesKey, bytesOf(encodeSetAsideFiles(files)));
+  setAsideFiles_ = std::move(files);
   notifier_.changed();
 }
 

@@ -10,6 +10,7 @@
 #include "TolvanderApp/ChangeNotifier.h"
 #include "TolvanderApp/LastSyncReceipt.h"
 #include "TolvanderApp/Platform/UserDefaults.h"
+#include "TolvanderApp/SetAsideFile.h"
 #include "TolvanderCore/CameraAccessGrant.h"
 #include "TolvanderCore/DeviceProfile.h"
 #include "TolvanderCore/FileURL.h"
@@ -46,6 +47,7 @@ class AppSettings {
   bool onboardingCompleted() const { return onboardingCompleted_; }
   bool onboardingNeedsAttention() const { return onboardingNeedsAttention_; }
   const std::optional<LastSyncReceipt>& lastSyncReceipt() const { return lastSyncReceipt_; }
+  const SetAsideFiles& setAsideFiles() const { return setAsideFiles_; }
   const std::vector<DeviceProfile>& deviceProfiles() const { return deviceProfiles_; }
   const std::vector<CameraAccessGrant>& cameraGrants() const { return cameraGrants_; }
 
@@ -59,6 +61,7 @@ class AppSettings {
   void setAlbumName(std::string name);
   void setOnboardingNeedsAttention(bool value);
   void setLastSyncReceipt(std::optional<LastSyncReceipt> receipt);
+  void setSetAsideFiles(SetAsideFiles files);
 
   // Completion also ends the attention that an unfinished setup asked for, and forgets its beginning.
   void setOnboardingCompleted(bool value);
@@ -112,6 +115,7 @@ class AppSettings {
   bool onboardingCompleted_ = false;
   bool onboardingNeedsAttention_ = false;
   std::optional<LastSyncReceipt> lastSyncReceipt_;
+  SetAsideFiles setAsideFiles_;
 };
 
 }  // namespace tolvander::app

@@ -63,7 +63,7 @@ std::vector<FingerprintedMediaFile> CameraImport::importNewFiles(
           MediaStagingService::validateSourceIdentities(batch, staged);
           return importPreparedBatch(batch, album, static_cast<std::int64_t>(imported.size()), total, token);
         },
-        token);
+        token, observer_.failedFile);
     imported.insert(imported.end(), batchImported.begin(), batchImported.end());
   }
   return imported;

@@ -36,6 +36,8 @@ class CameraImport {
     std::function<bool(std::int64_t completed, std::int64_t total)> progress;
     // So many items of a transaction are in the library and in the history.
     std::function<void(const MediaCounts& counts)> imported = [](const MediaCounts&) {};
+    // The file can't be staged, which ends the import.
+    MediaStagingService::FailedFile failedFile = {};
   };
 
   // `requireLibraryAccess` throws when the library may not be written any more.

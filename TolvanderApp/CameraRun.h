@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "TolvanderCore/FileURL.h"
 #include "TolvanderCore/MediaCounts.h"
@@ -18,6 +19,7 @@ struct CameraRun {
   std::int64_t fileCount = 0;            // media files on the camera
   std::optional<std::int64_t> newCount;  // items to import; absent until all files were compared
   MediaCounts imported;                  // recorded in the history
+  std::vector<std::string> setAside;     // paths of files that the user has left out
   End end = End::running;
 
   friend bool operator==(const CameraRun&, const CameraRun&) = default;

@@ -44,6 +44,7 @@ struct DeviceTrashSummary {
 struct DeviceLibraryReview {
   DetectedDevice device;
   CameraLibraryReview review;
+  std::vector<std::string> setAside = {};  // paths of files that the user has left out
 
   friend bool operator==(const DeviceLibraryReview&, const DeviceLibraryReview&) = default;
 };

@@ -132,7 +132,16 @@ class Progress {
     }
   }
 
-  // Once all threads have ended.
+  // Both once all threads have ended.
+  std::optional<std::size_t> firstFailure() const {
+    for (std::size_t index = 0; index < results_.size() && results_[index]; ++index) {
+      if (results_[index]->isFailure()) {
+        return index;
+      }
+    }
+    return std::nullopt;
+  }
+
   std::vector<FingerprintedMediaFile> take() {
     std::vector<FingerprintedMediaFile> files;
     files.reserve(results_.size());
@@ -152,7 +161,7 @@ class Progress {
 
 std::vector<FingerprintedMediaFile> MediaFingerprintStage::fingerprint(
     const std::vector<CameraMediaFile>& files, bool confidentlyRecognizedAsCharmera,
-    const CancellationToken& token, const TimeZone& timeZone) {
+    const CancellationToken& token, const TimeZone& timeZone, const FailedFile& failedFile) {
   Progress progress(files.size());
   const auto fingerprintOne = [&](std::size_t index) {
     token.throwIfCancelled();
@@ -167,6 +176,9 @@ std::vector<FingerprintedMediaFile> MediaFingerprintStage::fingerprint(
   std::thread second([&] { progress.work(fingerprintOne); });
   progress.work(fingerprintOne);
   second.join();
+  if (const auto index = progress.firstFailure(); index && failedFile) {
+    failedFile(files[*index]);
+  }
   return progress.take();
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <vector>
 
 #include "TolvanderCore/CameraMediaFile.h"
@@ -15,6 +16,9 @@ class MediaFingerprintStage {
  public:
   MediaFingerprintStage() = delete;
 
+  // Told of the file that the stage fails with, before the failure is thrown.
+  using FailedFile = std::function<void(const CameraMediaFile& file)>;
+
   // One result for each file, in the files' order. Only a Charmera's JPEGs get a payload fingerprint, and
   // only those that are small enough to be repaired. Blocks. Holds at most two pictures in memory: whole ones
   // of a Charmera, of others what PictureHead keeps. Looks for cancellation before each file and while it
@@ -27,7 +31,8 @@ class MediaFingerprintStage {
   static std::vector<FingerprintedMediaFile> fingerprint(const std::vector<CameraMediaFile>& files,
                                                          bool confidentlyRecognizedAsCharmera,
                                                          const CancellationToken& token,
-                                                         const TimeZone& timeZone = TimeZone::current());
+                                                         const TimeZone& timeZone = TimeZone::current(),
+                                                         const FailedFile& failedFile = {});
 };
 
 }  // namespace tolvander::app

@@ -192,7 +192,8 @@ MediaStagingService::MediaStagingService(FileURL rootDirectory,
 
 PreparedMediaBatch MediaStagingService::prepare(const std::vector<CameraMediaFile>& files,
                                                 bool confidentlyRecognizedAsCharmera,
-                                                const TimeZone& timeZone, const CancellationToken& token) {
+                                                const TimeZone& timeZone, const CancellationToken& token,
+                                                const FailedFile& failedFile) {
   Turn::Holder turn(turn_);
   token.throwIfCancelled();
   ensureRootDirectory();
@@ -204,7 +205,7 @@ PreparedMediaBatch MediaStagingService::prepare(const std::vector<CameraMediaFil
               .prepared = {.id = id, .files = {}, .directoryURL = rootDirectory_.appending(id.text())}};
   createPrivateDirectory(batch.prepared.directoryURL);
   try {
-    prepareFiles(batch, files);
+    prepareFiles(batch, files, failedFile);
   } catch (...) {
     removeItemIgnoringErrors(batch.prepared.directoryURL);  // what stays is taken for abandoned after a day
     throw;
@@ -266,10 +267,18 @@ void MediaStagingService::ensureRootDirectory() const {
   }
 }
 
-void MediaStagingService::prepareFiles(Batch& batch, const std::vector<CameraMediaFile>& files) {
+void MediaStagingService::prepareFiles(Batch& batch, const std::vector<CameraMediaFile>& files,
+                                       const FailedFile& failedFile) {
   for (const CameraMediaFile& file : files) {
     batch.token.throwIfCancelled();
-    batch.prepared.files.push_back(prepareFile(batch, file));
+    try {
+      batch.prepared.files.push_back(prepareFile(batch, file));
+    } catch (...) {
+      if (failedFile) {
+        failedFile(file);
+      }
+      throw;
+    }
   }
   std::ranges::stable_sort(batch.prepared.files, comesBefore);
 }

@@ -49,6 +49,9 @@ class MediaStagingService {
 
   const FileURL& rootDirectory() const { return rootDirectory_; }
 
+  // Told which file of a batch it is that can't be staged, before the failure is thrown.
+  using FailedFile = std::function<void(const CameraMediaFile& file)>;
+
   // Stages the files as one batch, sorted by capture date, undated ones last, then by relative path as a file
   // manager sorts. One bad file fails the whole batch, whose folder is then removed. A file that isn't
   // altered is hashed, copied and dated in one pass, in memory of a chunk and of what PictureHead keeps of a
@@ -59,7 +62,8 @@ class MediaStagingService {
   // CharmeraVideoProcessingError, PosixError (ENOSPC before a byte is copied, where a file can't have room),
   // and CancellationError, looked for before each file and for each chunk of it.
   PreparedMediaBatch prepare(const std::vector<CameraMediaFile>& files, bool confidentlyRecognizedAsCharmera,
-                             const TimeZone& timeZone, const CancellationToken& token = {});
+                             const TimeZone& timeZone, const CancellationToken& token = {},
+                             const FailedFile& failedFile = {});
 
   // Stages, calls `operation` with the batch, removes the batch, and returns what the operation returned. An
   // error of the operation goes before one of the removal; a removal that fails after a success is tried
@@ -67,7 +71,7 @@ class MediaStagingService {
   template <typename Operation>
   auto withPreparedBatch(const std::vector<CameraMediaFile>& files, bool confidentlyRecognizedAsCharmera,
                          const TimeZone& timeZone, const Operation& operation,
-                         const CancellationToken& token = {});
+                         const CancellationToken& token = {}, const FailedFile& failedFile = {});
 
   // Removes a batch; one that is gone already is no error. Throws MediaStagingError::invalidStagingLocation
   // for a folder that isn't below the root, and PosixError.
@@ -92,7 +96,7 @@ class MediaStagingService {
   struct Batch;
 
   void ensureRootDirectory() const;
-  void prepareFiles(Batch& batch, const std::vector<CameraMediaFile>& files);
+  void prepareFiles(Batch& batch, const std::vector<CameraMediaFile>& files, const FailedFile& failedFile);
   PreparedMediaFile prepareFile(Batch& batch, const CameraMediaFile& file) const;
   PreparedMediaFile prepareRepaired(const Batch& batch, const CameraMediaFile& file) const;
   PreparedMediaFile prepareUnaltered(const Batch& batch, const CameraMediaFile& file) const;
@@ -108,8 +112,10 @@ class MediaStagingService {
 template <typename Operation>
 auto MediaStagingService::withPreparedBatch(const std::vector<CameraMediaFile>& files,
                                             bool confidentlyRecognizedAsCharmera, const TimeZone& timeZone,
-                                            const Operation& operation, const CancellationToken& token) {
-  const PreparedMediaBatch batch = prepare(files, confidentlyRecognizedAsCharmera, timeZone, token);
+                                            const Operation& operation, const CancellationToken& token,
+                                            const FailedFile& failedFile) {
+  const PreparedMediaBatch batch =
+      prepare(files, confidentlyRecognizedAsCharmera, timeZone, token, failedFile);
   // Until the operation has succeeded, its own error is the one that counts.
   struct Cleanup {
     MediaStagingService& service;

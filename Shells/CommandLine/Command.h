@@ -48,6 +48,7 @@ class Command {
 };
 
 std::unique_ptr<Command> makeScanCommand();
+std::unique_ptr<Command> makeSetAsideCommand();
 std::unique_ptr<Command> makePlanCommand();
 std::unique_ptr<Command> makeRewrapCommand();
 std::unique_ptr<Command> makeHistoryCommand();

@@ -53,10 +53,10 @@ ExitStatus runCommandLine(int argumentCount, const char* const* arguments) {
   application.fallthrough();
 
   std::vector<std::pair<CLI::App*, std::unique_ptr<Command>>> commands;
-  for (auto& command :
-       {&makeScanCommand, &makePlanCommand, &makeRewrapCommand, &makeHistoryCommand, &makeSyncCommand,
-        &makeWatchCommand, &makeCheckCommand, &makeRememberCommand, &makeRestoreCommand, &makeTrashCommand,
-        &makeEjectCommand, &makeCamerasCommand, &makeStatusCommand, &makeLibraryCommand, &makeLogCommand}) {
+  for (auto& command : {&makeScanCommand, &makeSetAsideCommand, &makePlanCommand, &makeRewrapCommand,
+                        &makeHistoryCommand, &makeSyncCommand, &makeWatchCommand, &makeCheckCommand,
+                        &makeRememberCommand, &makeRestoreCommand, &makeTrashCommand, &makeEjectCommand,
+                        &makeCamerasCommand, &makeStatusCommand, &makeLibraryCommand, &makeLogCommand}) {
     auto made = command();
     CLI::App* declared = made->declare(application);
     commands.emplace_back(declared, std::move(made));

@@ -15,12 +15,27 @@ using namespace platform::linux_;
 
 namespace {
 
-std::optional<ImportHistorySummary> historyOf(const FileURL& file) {
+struct History {
+  std::optional<ImportHistorySummary> summary;  // absent where it can't be read
+  std::int64_t pausedImports = 0;
+};
+
+History historyOf(const FileURL& file) {
+  SyncHistoryStore store(file);
   try {
-    return SyncHistoryStore(file).historySummary();
+    return {.summary = store.historySummary(),
+            .pausedImports = static_cast<std::int64_t>(store.pendingImportSources().size())};
   } catch (const Error&) {
-    return std::nullopt;
+    return {};
   }
+}
+
+std::vector<std::string> pathsOf(const app::SetAsideFiles& files) {
+  std::vector<std::string> paths;
+  for (const app::SetAsideFile& file : files) {
+    paths.push_back(file.relativePath);
+  }
+  return paths;
 }
 
 std::optional<std::string> albumOf(const app::AppSettings& settings) {
@@ -39,12 +54,15 @@ class StatusCommand final : public Command {
     const HomeFiles& files = view.files();
     const app::AppSettings& settings = view.settings();
     EmbeddedPhotoLibrary library(files.library);
+    const History history = historyOf(files.history);
     const app::StatusReport report{
         .isSetUp = settings.onboardingCompleted(),
         .holder = HomeLock::holder(files.lock),
         .photos = app::photosPermissionStatus(library.authorizationStatus()),
         .cameras = view.cameras(),
-        .history = historyOf(files.history),
+        .history = history.summary,
+        .pausedImports = history.pausedImports,
+        .setAside = pathsOf(settings.setAsideFiles()),
         .lastSync = settings.lastSyncReceipt(),
         .album = albumOf(settings),
         .movesToTrash = settings.deleteAfterSync(),

@@ -6,6 +6,7 @@
 #include "Shells/CommandLine/Session.h"
 #include "Shells/CommandLine/SetupFlow.h"
 #include "Shells/CommandLine/SyncDisplay.h"
+#include "TolvanderApp/Presentation/RunResult.h"
 
 namespace tolvander::shell {
 
@@ -37,11 +38,12 @@ class WatchCommand final : public Command {
   static Task<ExitStatus> watch(Session* session, bool agrees, bool json) {
     app::AppModel& model = session->model();
     const SyncDisplay display(model, json);
-    const app::Subscription failures = model.lastError.observe([](const std::optional<std::string>& failure) {
-      if (failure) {
-        showFailure(*failure);
-      }
-    });
+    const app::Subscription failures =
+        model.lastError.observe([&model](const std::optional<std::string>& failure) {
+          if (failure) {
+            showFailure(app::failureText(model));
+          }
+        });
     if (const auto start = model.start()) {
       auto started = start->join();
       co_await started;

@@ -8,6 +8,7 @@
 #include "Tests/App/AppModelFlowTest.h"
 #include "Tests/Support/OpenWatch.h"
 #include "TolvanderApp/PhotoLibraryError.h"
+#include "TolvanderCore/FileFingerprinter.h"
 
 namespace tolvander::tests {
 namespace {
@@ -509,6 +510,52 @@ TEST_F(AppModelSyncTest, failedCameraDoesNotStopTheOthers) {
   sync();
   EXPECT_FALSE(model().lastError->has_value()) << "cleared by the next run";
   EXPECT_EQ(model().cameraCheckReceipts->size(), 2U);
+}
+
+TEST_F(AppModelSyncTest, failureNamesItsFileBesideItsWordsUntilAnotherFlowBegins) {
+  const Camera broken = plugInCharmera(2);
+  world.addFile(broken, "MOVI0001.AVI", "no film");
+  launch();
+  sync();
+  EXPECT_EQ(model().lastErrorFile.value(), "MOVI0001.AVI");
+  EXPECT_EQ(model().lastError->value_or(""),
+            "This video could not be read. The camera original is unchanged. Try Check Now again.");
+  EXPECT_EQ(world.logText().find("MOVI0001"), std::string::npos);
+  model().lastError = "Something else.";
+  EXPECT_EQ(model().lastErrorFile.value(), std::nullopt);
+  run([&] { model().verifyCameraInPhotos(); });
+  EXPECT_EQ(model().lastErrorFile.value(), "MOVI0001.AVI");
+  std::filesystem::remove(broken.file("DCIM/100CHRM/MOVI0001.AVI").path());
+  sync();
+  EXPECT_EQ(model().lastErrorFile.value(), std::nullopt);
+}
+
+TEST_F(AppModelSyncTest, failureNamesTheFileThatCannotBeStaged) {
+  const Camera broken = plugInCharmera(2);
+  world.addFile(broken, "PICT0009.JPG", "no picture");
+  launch();
+  sync();
+  EXPECT_EQ(model().lastErrorFile.value(), "PICT0009.JPG");
+}
+
+TEST_F(AppModelSyncTest, filesThatAreSetAsideAreLeftOutAndNamed) {
+  const Camera camera = plugInCharmera(2);
+  world.addFile(camera, "MOVI0001.AVI", "no film");
+  world.settings().setSetAsideFiles(
+      {{.relativePath = "anything.avi",
+        .byteCount = 7,
+        .sha256 = FileFingerprinter::sha256(camera.file("DCIM/100CHRM/MOVI0001.AVI")),
+        .place = std::nullopt}});
+  launch();
+  EXPECT_EQ(world.settings().setAsideFiles().size(), 1U) << "it is stored";
+  sync();
+  expectNoFailure("2 photos synced");
+  ASSERT_EQ(model().cameraRuns->size(), 1U);
+  EXPECT_EQ(model().cameraRuns->front().setAside, Texts{"DCIM/100CHRM/MOVI0001.AVI"});
+  run([&] { model().verifyCameraInPhotos(); });
+  ASSERT_EQ(model().libraryReviews->size(), 1U);
+  EXPECT_EQ(model().libraryReviews->front().setAside, Texts{"DCIM/100CHRM/MOVI0001.AVI"});
+  EXPECT_EQ(model().libraryReviews->front().review.files.size(), 2U);
 }
 
 TEST_F(AppModelSyncTest, failedImportIsShownAndLeavesNoMark) {

@@ -66,7 +66,8 @@ TEST(CheckReport, saysWhyACheckIsIncomplete) {
                 "“CARD”: 2 files couldn’t be compared with local originals. Only originals available on this "
                 "computer can be compared, and unchecked files are not imported.\n"
                 "“CARD”: 1 interrupted import needs recovery. Automatic retry is paused to prevent "
-                "duplicates. Keep the camera originals until these imports are recovered.\n");
+                "duplicates. Keep the camera originals until these imports are recovered.\n"
+                "  DCIM/c\n");
   EXPECT_FALSE(CheckReport::of({incomplete}).cameras.at(0).isComplete());
 
   incomplete.review.uncertain.clear();
@@ -76,6 +77,15 @@ TEST(CheckReport, saysWhyACheckIsIncomplete) {
   EXPECT_NE(report.text().find("“CARD”: 1 file still needs checking. "), std::string::npos);
   EXPECT_TRUE(
       cannotImportText(report.cameras.at(0)).starts_with("Nothing was imported. “CARD”: 1 file still"));
+}
+
+TEST(CheckReport, namesWhatIsSetAside) {
+  DeviceLibraryReview checked = review();
+  checked.setAside = {"DCIM/BAD.AVI"};
+  const CheckReport report = CheckReport::of({checked});
+  EXPECT_TRUE(report.text().ends_with("“CARD”: 1 file is set aside: DCIM/BAD.AVI\n")) << report.text();
+  EXPECT_NE(report.json({}).find(R"("setAside":["DCIM\/BAD.AVI"])"), std::string::npos) << report.json({});
+  EXPECT_TRUE(report.cameras.at(0).isComplete());
 }
 
 TEST(CheckReport, canImportWhatIsMissingAndWhatIsNew) {

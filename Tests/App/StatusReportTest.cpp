@@ -52,6 +52,25 @@ TEST(StatusReport, tellsWhatIsMissing) {
   EXPECT_NE(text.find("They can’t be read.\n"), std::string::npos) << text;
 }
 
+TEST(StatusReport, tellsOfPausedImportsAndOfFilesThatAreSetAside) {
+  StatusReport report;
+  EXPECT_EQ(report.text().find("Paused imports"), std::string::npos);
+  EXPECT_EQ(report.text().find("Set aside"), std::string::npos);
+  report.pausedImports = 2;
+  report.setAside = {"DCIM/A.JPG", "DCIM/B.JPG"};
+  const std::string text = report.text();
+  EXPECT_NE(text.find("Paused imports       2 were cut short; tolvanderctl check VOLUME names the files\n"),
+            std::string::npos)
+      << text;
+  EXPECT_NE(text.find("Set aside            DCIM/A.JPG\n                     DCIM/B.JPG\n"),
+            std::string::npos)
+      << text;
+  const std::string json = report.json();
+  const JSONDocument document(tests::bytesOf(json));
+  EXPECT_EQ(document.root().object().required("pausedImports").integer(), 2);
+  EXPECT_EQ(document.root().object().required("setAside").array().size(), 2U);
+}
+
 TEST(StatusReport, givesProgramsAnObject) {
   const JSONDocument document(tests::bytesOf(reportAtWork().json()));
   const JSONObject status = document.root().object();

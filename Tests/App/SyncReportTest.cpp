@@ -21,6 +21,7 @@ CameraRun runOf(const std::string& name, MediaCounts imported, CameraRun::End en
           .fileCount = 304,
           .newCount = newCount,
           .imported = imported,
+          .setAside = {},
           .end = end};
 }
 

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <string_view>
 
+#include "TolvanderApp/Presentation/SyncReport.h"
 #include "TolvanderApp/Presentation/Wording.h"
 #include "TolvanderCore/JSONWriter.h"
 
@@ -47,6 +48,7 @@ CheckReport::Camera cameraOf(const DeviceLibraryReview& entry) {
           .newFiles = pathsOf(review.newFiles),
           .needReview = pathsOf(review.unchecked),
           .interrupted = pathsOf(review.uncertain),
+          .setAside = entry.setAside,
           .reachedLimits = review.budgetExceeded};
 }
 
@@ -120,6 +122,7 @@ void write(JSONWriter& writer, const CheckReport::Camera& camera) {
   writePaths(writer, "new", camera.newFiles);
   writePaths(writer, "needReview", camera.needReview);
   writePaths(writer, "interrupted", camera.interrupted);
+  writePaths(writer, "setAside", camera.setAside);
   writer.endObject();
   writer.endObject();
 }
@@ -148,7 +151,11 @@ std::string CheckReport::text() const {
     }
     if (!camera.interrupted.empty()) {
       text += interruptedText(camera) + "\n";
+      for (const std::string& path : camera.interrupted) {
+        text += "  " + printable(path) + "\n";
+      }
     }
+    text += setAsideLine(camera.name, camera.setAside);
   }
   return text;
 }

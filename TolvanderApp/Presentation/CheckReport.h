@@ -24,6 +24,7 @@ struct CheckReport {
     Paths newFiles;
     Paths needReview;            // without a verdict
     Paths interrupted;           // of an import that was cut short, and not found in the library
+    Paths setAside;              // left out by the user
     bool reachedLimits = false;  // why files are without a verdict: there was no time to look for all
 
     // How many files could be imported.
@@ -36,13 +37,14 @@ struct CheckReport {
 
   static CheckReport of(const std::vector<DeviceLibraryReview>& reviews);
 
-  // For people, with line ends: a table with a line for each camera, and what stands in the way of a complete
-  // check.
+  // For people, with line ends: a table with a line for each camera, what stands in the way of a complete
+  // check with the paths of imports that were cut short, and what is set aside.
   std::string text() const;
 
   // For programs, on one line without its end: {"result":{…}} with the keys of the result, "imported", and
   // "cameras", each with "volume", "name", the numbers "inLibrary", "likelyDuplicates", "recognized",
-  // "missing", "new", "needReview" and "interrupted", and "files" with the paths for the last four.
+  // "missing", "new", "needReview" and "interrupted", and "files" with the paths for the last four and for
+  // "setAside".
   std::string json(const RunResult& result, std::int64_t imported = 0) const;
 };
 

@@ -8,11 +8,16 @@
 
 namespace tolvander::app {
 
+std::string failureText(const AppModel& model) {
+  const auto& file = model.lastErrorFile.value();
+  return (file ? printable(*file) + ": " : "") + model.lastError->value_or("");
+}
+
 namespace {
 
 std::optional<RunFailure> failureOf(const AppModel& model, const FileURL& library) {
   if (model.lastError->has_value()) {
-    return RunFailure{*model.lastError.value()};
+    return RunFailure{failureText(model)};
   }
   if (const auto& issue = model.removableVolumeAccessIssue.value()) {
     return RunFailure{*MediaSourceError::volumeAccessDenied(issue->volumeName).description()};

@@ -27,6 +27,9 @@ struct RunFailure {
   RunOutcome outcome = RunOutcome::failed;
 };
 
+// The model's failure, behind the name of the file that it is about, if it is about one.
+std::string failureText(const AppModel& model);
+
 // How one command ended.
 struct RunResult {
   RunOutcome outcome = RunOutcome::done;

@@ -71,6 +71,14 @@ void write(JSONWriter& writer, const ImportHistorySummary& history) {
   writer.endObject();
 }
 
+void write(JSONWriter& writer, const std::vector<std::string>& texts) {
+  writer.beginArray();
+  for (const std::string& text : texts) {
+    writer.string(text);
+  }
+  writer.endArray();
+}
+
 void write(JSONWriter& writer, const HomeHolder& holder) {
   writer.beginObject();
   writer.integer("process", holder.process);
@@ -103,6 +111,13 @@ std::string StatusReport::text() const {
                                                      .videos = history->uniqueVideoCount}
                                              .description()
                                        : "the import history cannot be read");
+  if (pausedImports > 0) {
+    text += factLine("Paused imports", std::to_string(pausedImports) +
+                                           " were cut short; tolvanderctl check VOLUME names the files");
+  }
+  for (std::size_t index = 0; index < setAside.size(); ++index) {
+    text += factLine(index == 0 ? "Set aside" : "", printable(setAside[index]));
+  }
   text += factLine("Last sync", lastSync ? lastSyncText(*lastSync) : "none");
   text += factLine("Album", album ? printable(*album) : "none");
   text += factLine("Moves to the Trash", yesOrNo(movesToTrash));
@@ -125,6 +140,9 @@ std::string StatusReport::json() const {
     writer.integer("savedCameras", static_cast<std::int64_t>(cameras.cameras.size()));
     writer.integer("connectedCameras", connected);
     writeOptional(writer, "history", history);
+    writer.integer("pausedImports", pausedImports);
+    writer.key("setAside");
+    write(writer, setAside);
     writeOptional(writer, "lastSync", lastSync);
     writeOptional(writer, "album", album);
     writer.boolean("movesToTrash", movesToTrash);

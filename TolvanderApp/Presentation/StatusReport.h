@@ -21,6 +21,8 @@ struct StatusReport {
   PhotosPermissionStatus photos = PhotosPermissionStatus::notDetermined;
   CamerasReport cameras;
   std::optional<ImportHistorySummary> history;  // absent where it can't be read
+  std::int64_t pausedImports = 0;               // that were cut short, and hold up their cards
+  std::vector<std::string> setAside;            // paths of files that the user has left out
   std::optional<LastSyncReceipt> lastSync;
   std::optional<std::string> album;  // into which items go
   bool movesToTrash = false;

@@ -57,7 +57,28 @@ void write(JSONWriter& writer, const CameraRun& run) {
     writer.key("notImported");
     writer.null();
   }
+  writer.key("setAside");
+  writer.beginArray();
+  for (const std::string& path : run.setAside) {
+    writer.string(path);
+  }
+  writer.endArray();
   writer.endObject();
+}
+
+std::string runLine(const CameraRun& run) {
+  const std::string name = "“" + printable(run.name) + "”: ";
+  const std::int64_t imported = run.imported.total();
+  const auto notImported = notImportedCount(run);
+  if (!notImported) {
+    return name + "nothing imported; not all of its " + counted(run.fileCount, "file was", "files were") +
+           " compared with the library\n";
+  }
+  if (*notImported > 0) {
+    return name + counted(imported, "item", "items") + " imported; " +
+           counted(*notImported, "new item was", "new items were") + " not imported\n";
+  }
+  return name + (imported == 0 ? "nothing new" : run.imported.description() + " imported") + "\n";
 }
 
 }  // namespace
@@ -114,7 +135,7 @@ SyncRecorder::SyncRecorder(AppModel& model, const FileURL& library)
   statusReceipts_ = model.statusReceipt.observe([this](const auto& receipt) { take(receipt); });
   failures_ = model.lastError.observe([this](const auto& failure) {
     if (failure) {
-      lastFailure_ = failure;
+      lastFailure_ = failureText(model_);
     }
   });
 }
@@ -218,19 +239,18 @@ std::string notificationText(const NotificationRequest& notification) {
   return printable(notification.title) + ": " + printable(notification.body) + "\n";
 }
 
-std::string runText(const CameraRun& run) {
-  const std::string name = "“" + printable(run.name) + "”: ";
-  const std::int64_t imported = run.imported.total();
-  const auto notImported = notImportedCount(run);
-  if (!notImported) {
-    return name + "nothing imported; not all of its " + counted(run.fileCount, "file was", "files were") +
-           " compared with the library\n";
+std::string runText(const CameraRun& run) { return runLine(run) + setAsideLine(run.name, run.setAside); }
+
+std::string setAsideLine(const std::string& camera, const std::vector<std::string>& paths) {
+  if (paths.empty()) {
+    return "";
   }
-  if (*notImported > 0) {
-    return name + counted(imported, "item", "items") + " imported; " +
-           counted(*notImported, "new item was", "new items were") + " not imported\n";
+  std::string line =
+      "“" + printable(camera) + "”: " + counted(std::ssize(paths), "file is", "files are") + " set aside:";
+  for (const std::string& path : paths) {
+    line += " " + printable(path);
   }
-  return name + (imported == 0 ? "nothing new" : run.imported.description() + " imported") + "\n";
+  return line + "\n";
 }
 
 RunFailure noCameraSaved() {

@@ -33,7 +33,8 @@ struct SyncReport {
   // For programs, on one line without its end: {"result":{"outcome":"done", …}} with "status", "failure"
   // (null where there is none), "cameras", "likelyCopies" and "library". A camera is an object with "volume",
   // "name", "outcome" ("done", "stopped", "cameraWentAway" or "failed"), "files" (all on the camera),
-  // "imported", "videos" (among those) and "notImported" (null where not all files were compared).
+  // "imported", "videos" (among those), "notImported" (null where not all files were compared) and "setAside"
+  // (paths).
   std::string json() const;
 };
 
@@ -73,8 +74,11 @@ std::string progressBar(const SyncPhase& phase, const std::string& status,
 
 std::string notificationText(const NotificationRequest& notification);
 
-// One line, with its end: what arrived from the camera, and what did not.
+// With line ends: what arrived from the camera, what did not, and what is set aside.
 std::string runText(const CameraRun& run);
+
+// One line, with its end, that names the files of a camera that the user has left out; empty without any.
+std::string setAsideLine(const std::string& camera, const std::vector<std::string>& paths);
 
 // Why a sync can't begin.
 RunFailure noCameraSaved();
