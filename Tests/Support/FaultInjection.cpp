@@ -34,8 +34,9 @@ constexpr std::size_t mostCalls = 1 << 14;
 struct Plan {
   std::atomic<bool> isInForce = false;
   Fault fault{Fault::Kind::error};
-  std::size_t point = 0;                             // 0: no call fails
-  const std::function<void()>* meanwhile = nullptr;  // of this process; done in place of a fault
+  std::size_t point = 0;                                          // 0: no call fails
+  const std::function<void()>* meanwhile = nullptr;               // of this process; done in place of a fault
+  const std::function<void(const FileCall&)>* watcher = nullptr;  // likewise, before every call
   std::atomic<std::size_t> callsMade = 0;
   std::array<const char*, mostCalls> names{};  // string literals, at the same place in a child
 
@@ -62,6 +63,7 @@ class PlanInForce {
   ~PlanInForce() {
     plan().isInForce = false;
     plan().meanwhile = nullptr;
+    plan().watcher = nullptr;
   }
   PlanInForce(const PlanInForce&) = delete;
   PlanInForce& operator=(const PlanInForce&) = delete;
@@ -118,6 +120,13 @@ void runWithInterruption(std::size_t point, const std::function<void()>& meanwhi
   operation();
 }
 
+void runWatched(const std::function<void(const FileCall& call)>& before,
+                const std::function<void()>& operation) {
+  const PlanInForce inForce(Fault::failing(0), 0);
+  plan().watcher = &before;
+  operation();
+}
+
 FaultOutcome runWithFault(const Fault& fault, std::size_t point, const std::function<void()>& operation) {
   FaultOutcome outcome = fault.kind == Fault::Kind::kill ? runInChild(fault, point, operation)
                                                          : runHere(fault, point, operation);
@@ -149,12 +158,21 @@ namespace {
 
 enum class Verdict { proceed, fail, half, halfAndDie };
 
+// The descriptor that the present call was asked about last.
+thread_local int concernedDescriptor = -1;
+
 // Counts a call and says what is to become of it. For a failure errno is set.
 Verdict judge(const char* name) {
   Plan& current = plan();
   const std::size_t number = ++current.callsMade;
   if (number <= mostCalls) {
     current.names.at(number - 1) = name;
+  }
+  if (current.watcher != nullptr) {
+    current.isInForce = false;
+    (*current.watcher)({.name = name, .descriptor = concernedDescriptor});
+    current.isInForce = true;
+    return Verdict::proceed;
   }
   const bool isHit = number == current.point || (current.fault.kind == Fault::Kind::lastingError &&
                                                  current.point != 0 && number > current.point);
@@ -187,7 +205,10 @@ Verdict judge(const char* name) {
   }
 }
 
-bool isInForce() { return plan().isInForce; }
+bool isInForce() {
+  concernedDescriptor = -1;
+  return plan().isInForce;
+}
 
 // Whether a plan is in force and the descriptor is one of a file on a disk; the standard streams never are.
 bool concerns(int descriptor) {
@@ -199,6 +220,7 @@ bool concerns(int descriptor) {
   const bool isOnDisk =
       fstat(descriptor, &status) == 0 && (S_ISREG(status.st_mode) || S_ISDIR(status.st_mode));
   errno = kept;
+  concernedDescriptor = descriptor;
   return isOnDisk;
 }
 

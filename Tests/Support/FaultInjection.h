@@ -39,6 +39,17 @@ struct Fault {
 void runWithInterruption(std::size_t point, const std::function<void()>& meanwhile,
                          const std::function<void()>& operation);
 
+// One of the counted calls.
+struct FileCall {
+  std::string name;
+  int descriptor = -1;  // of the open file that it concerns; -1 where it goes by a path
+};
+
+// Runs the operation, and `before` just before each of its calls. Calls that `before` makes don't count.
+// Throws what the operation throws.
+void runWatched(const std::function<void(const FileCall& call)>& before,
+                const std::function<void()>& operation);
+
 // How an operation ended that ran with a fault.
 struct FaultOutcome {
   std::size_t point = 0;  // the number of the call that was to fail, from 1
