@@ -114,6 +114,14 @@ TEST(ImportRecords, addManyAtOnceInOrderAndReplaceWhatIsKnown) {
   EXPECT_EQ(records.size(), 8U);
 }
 
+TEST(ImportRecords, compareByTheContentOfEachRecord) {
+  const ImportRecords records({photo("a", "1"), photo("b", "2")});
+  EXPECT_EQ(records, ImportRecords({photo("b", "2"), photo("a", "1")}));
+  EXPECT_NE(records, ImportRecords({photo("a", "1"), photo("b", "3")}));
+  EXPECT_NE(records, ImportRecords({photo("a", "1"), photo("c", "2")}));
+  EXPECT_NE(records, ImportRecords({photo("a", "1")}));
+}
+
 TEST(ImportRecords, areValues) {
   ImportRecords original({photo("a", "old")});
   ImportRecords copy = original;

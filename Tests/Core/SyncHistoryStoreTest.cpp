@@ -249,6 +249,16 @@ TEST_F(HistoryStore, takesABrokenLinkForAHistoryElsewhereAndNotForAFirstRun) {
   EXPECT_THROW(restarted().ensureAvailable(), SyncHistoryError);
 }
 
+TEST_F(HistoryStore, takesAFolderBehindALinkThatHoldsNoHistoryForAFirstRun) {
+  fs::create_directories((folder / "elsewhere").path());
+  fs::create_directories((folder / "Application Support").path());
+  fs::create_symlink((folder / "elsewhere").path(), file.deletingLastPathComponent().path());
+  SyncHistoryStore store(file);
+  EXPECT_NO_THROW(store.ensureAvailable());
+  store.record(recordOf("a"));
+  EXPECT_TRUE(readHistory(folder / "elsewhere/history.json").imports.contains("a"));
+}
+
 TEST_F(HistoryStore, writesThroughALinkAndKeepsIt) {
   writeFile(folder / "elsewhere/real.json", "{}");
   fs::create_directories(file.deletingLastPathComponent().path());
