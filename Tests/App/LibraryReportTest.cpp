@@ -100,6 +100,15 @@ TEST(LibraryVerificationReport, isSoundWithFilesThatAreNotOurs) {
   EXPECT_EQ(report.text(), "2 items, 2 files: everything is there.\nnot ours   /p/holiday.txt\n");
 }
 
+TEST(LibraryVerificationReport, isSoundWithWhatInterruptedImportsLeft) {
+  LibraryVerificationReport report;
+  report.unfinished = {FileURL("/p/.incoming/a.part")};
+  EXPECT_TRUE(report.isSound());
+  EXPECT_EQ(report.text(), "0 items, 0 files: everything is there.\nwaiting    /p/.incoming/a.part\n");
+  const JSONDocument document(tests::bytesOf(report.json()));
+  EXPECT_EQ(document.root().object().required("unfinished").array()[0].string(), "/p/.incoming/a.part");
+}
+
 TEST(LibraryVerificationReport, listsWhatIsWrongAndWhatCanMendIt) {
   LibraryVerificationReport report;
   report.catalogueProblems = {"a page is bad"};
