@@ -17,6 +17,7 @@
 
 #include "Platform/Linux/Descriptor.h"
 #include "Platform/Linux/FileSystemKind.h"
+#include "Platform/Linux/FileWriting.h"
 #include "TolvanderCore/SystemErrors.h"
 #include "TolvanderCore/UUID.h"
 
@@ -24,7 +25,9 @@ namespace tolvander {
 
 using platform::linux_::Descriptor;
 using platform::linux_::isInUserSpace;
+using platform::linux_::makeDurable;
 using platform::linux_::uninterrupted;
+using platform::linux_::writeAll;
 
 namespace {
 
@@ -94,12 +97,6 @@ Descriptor openFolder(const FileURL& folder) {
   return descriptor;
 }
 
-void synchronize(const Descriptor& descriptor, const FileURL& url) {
-  if (uninterrupted([&] { return fsync(descriptor.number()); }) != 0) {
-    throw PosixError(errno, "make durable", url);
-  }
-}
-
 bool isFolder(const FileURL& url) {
   struct stat status {};
   return stat(url.path().c_str(), &status) == 0 && S_ISDIR(status.st_mode);
@@ -119,7 +116,7 @@ void createDirectory(const FileURL& directory, Durability durability) {
   }
   try {
     const FileURL parent = directory.deletingLastPathComponent();
-    synchronize(openFolder(parent), parent);
+    makeDurable(openFolder(parent), parent);
   } catch (const PosixError&) {
     rmdir(directory.path().c_str());  // or the next call would take it for a durable one
     throw;
@@ -213,13 +210,7 @@ struct AtomicFile::Replacement {
   }
 
   void write(std::span<const std::byte> bytes) {
-    while (!bytes.empty()) {
-      const ssize_t count = uninterrupted([&] { return ::write(file.number(), bytes.data(), bytes.size()); });
-      if (count < 0) {
-        throw PosixError(errno, "write", auxiliary);
-      }
-      bytes = bytes.subspan(static_cast<std::size_t>(count));
-    }
+    writeAll(file, bytes, auxiliary);
     if (durability == Durability::survivesPowerLoss) {
       // Lets the device begin while the caller makes the next bytes. A hint: fsync alone counts, and tells of
       // failures.
@@ -238,7 +229,7 @@ struct AtomicFile::Replacement {
 
   void commit() {
     if (durability == Durability::survivesPowerLoss) {
-      synchronize(file, auxiliary);
+      makeDurable(file, auxiliary);
     }
     reportLateFailures();
     if (durability == Durability::survivesPowerLoss) {
@@ -281,7 +272,7 @@ struct AtomicFile::Replacement {
     const Descriptor previous = lockedPrevious();
     const Step step = takeThePlace();
     try {
-      synchronize(openedFolder, folder);
+      makeDurable(openedFolder, folder);
     } catch (const PosixError&) {
       undo(step);
       throw;

@@ -7,11 +7,13 @@
 #include <cerrno>
 
 #include "Platform/Linux/Descriptor.h"
+#include "Platform/Linux/FileWriting.h"
 #include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander {
 
 using platform::linux_::Descriptor;
+using platform::linux_::makeDurable;
 using platform::linux_::uninterrupted;
 
 namespace {
@@ -24,12 +26,6 @@ Descriptor opened(const FileURL& url, int flags) {
     throw PosixError(errno, "open", url);
   }
   return descriptor;
-}
-
-void synchronize(const Descriptor& descriptor, const FileURL& url) {
-  if (uninterrupted([&] { return fsync(descriptor.number()); }) != 0) {
-    throw PosixError(errno, "make durable", url);
-  }
 }
 
 }  // namespace
@@ -49,11 +45,11 @@ void writeDurably(const FileURL& url, std::uint64_t offset, std::span<const std:
   if (uninterrupted([&] { return ftruncate(file.number(), position); }) != 0) {
     throw PosixError(errno, "set the size of", url);
   }
-  synchronize(file, url);
-  // Whoever made the file may have died before its name was durable. Once something was written, it is.
+  makeDurable(file, url);
+  // A process that made the file may have ended before the name was durable. Behind offset 0 it is durable.
   if (offset == 0) {
     const FileURL folder = url.deletingLastPathComponent();
-    synchronize(opened(folder, O_RDONLY | O_DIRECTORY), folder);
+    makeDurable(opened(folder, O_RDONLY | O_DIRECTORY), folder);
   }
 }
 

@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "Platform/Linux/FileSystemKind.h"
+#include "Platform/Linux/FileWriting.h"
 #include "Platform/Linux/Releasing.h"
 #include "Platform/Linux/TrashInfo.h"
 #include "TolvanderCore/SystemErrors.h"
@@ -116,16 +117,6 @@ PathDescriptor openPath(const FileURL& url) {
     return PathDescriptor::open(AT_FDCWD, "/", url);
   }
   return openPath(url.deletingLastPathComponent()).openDirectory(std::string(url.lastPathComponent()));
-}
-
-void writeAll(const Descriptor& file, std::string_view text, const FileURL& url) {
-  while (!text.empty()) {
-    const ssize_t count = uninterrupted([&] { return write(file.number(), text.data(), text.size()); });
-    if (count < 0) {
-      throw PosixError(errno, "write", url);
-    }
-    text.remove_prefix(static_cast<std::size_t>(count));
-  }
 }
 
 }  // namespace
@@ -340,7 +331,8 @@ void TrashFolder::writeInfo(const std::string& name, const FileURL& item) {
   try {
     const std::string top = top_.path() == "/" ? "/" : top_.path() + "/";
     const std::string& path = item.path();
-    writeAll(file, trashInfoText(path.starts_with(top) ? path.substr(top.size()) : path, now()), url);
+    const std::string text = trashInfoText(path.starts_with(top) ? path.substr(top.size()) : path, now());
+    writeAll(file, std::as_bytes(std::span(text)), url);
     if (!isMadeDurable(file) || !isMadeDurable(info_)) {
       throw PosixError(errno, "make durable", url);
     }

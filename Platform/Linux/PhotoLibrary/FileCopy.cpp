@@ -10,24 +10,11 @@
 #include <cerrno>
 #include <span>
 
+#include "Platform/Linux/FileWriting.h"
 #include "Platform/Linux/PhotoLibrary/OriginalContent.h"
 #include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
-
-namespace {
-
-void writeAll(const Descriptor& file, std::span<const std::byte> bytes, const FileURL& url) {
-  while (!bytes.empty()) {
-    const ssize_t count = uninterrupted([&] { return write(file.number(), bytes.data(), bytes.size()); });
-    if (count < 0) {
-      throw PosixError(errno, "write", url);
-    }
-    bytes = bytes.subspan(static_cast<std::size_t>(count));
-  }
-}
-
-}  // namespace
 
 Descriptor newFile(const Descriptor& folder, const std::string& name, const FileURL& url) {
   Descriptor file(uninterrupted(

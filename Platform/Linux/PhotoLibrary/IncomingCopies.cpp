@@ -9,6 +9,7 @@
 #include <exception>
 #include <utility>
 
+#include "Platform/Linux/FileWriting.h"
 #include "Platform/Linux/PhotoLibrary/FileCopy.h"
 #include "Platform/Linux/PhotoLibrary/OriginalNames.h"
 #include "Platform/Linux/PhotoLibrary/OriginalProperties.h"

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 
+#include "Platform/Linux/FileWriting.h"
 #include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
@@ -69,12 +70,6 @@ bool isOriginalPath(std::string_view path) {
 std::string_view folderOf(std::string_view path) { return path.substr(0, path.rfind('/')); }
 
 std::string_view nameIn(std::string_view path) { return path.substr(path.rfind('/') + 1); }
-
-void makeDurable(const Descriptor& descriptor, const FileURL& url) {
-  if (uninterrupted([&] { return fsync(descriptor.number()); }) != 0) {
-    throw PosixError(errno, "make durable", url);
-  }
-}
 
 FileURL LibraryFolder::catalogueFile() const {
   // The database refuses links on the way to it, and the way to the folder may have some.

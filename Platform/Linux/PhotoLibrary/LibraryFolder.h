@@ -11,8 +11,9 @@ namespace tolvander::platform::linux_ {
 
 // The folder of the library and the ways into it. Paths are relative to it, such as
 // "Originals/2026/2026-11-20/PICT0001.JPG", and are never trusted, because the catalogue that they come from
-// may be anybody's: they lead outside the folder only through links that people made below it, such as one in
-// the place of a year that they moved to another disk. The folder itself may be reached through links.
+// may be damaged or from elsewhere. They lead outside the folder only through links that people made below
+// it, such as a link in place of a year that was moved to another disk. The folder itself may be reached
+// through links.
 //
 // A value; safe on every thread. Nothing is held open. Everything that fails throws PosixError, with EINVAL
 // for a path that can't be one of the library, and ELOOP or ENOTDIR where a link or a file is in the way.
@@ -55,8 +56,5 @@ bool isOriginalPath(std::string_view path);
 // The part before the last slash, and the part behind it.
 std::string_view folderOf(std::string_view path);
 std::string_view nameIn(std::string_view path);
-
-// Writes through what a folder or file has in memory. Throws PosixError.
-void makeDurable(const Descriptor& descriptor, const FileURL& url);
 
 }  // namespace tolvander::platform::linux_

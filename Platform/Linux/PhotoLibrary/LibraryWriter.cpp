@@ -10,6 +10,7 @@
 #include <map>
 #include <utility>
 
+#include "Platform/Linux/FileWriting.h"
 #include "Platform/Linux/PhotoLibrary/IncomingCopies.h"
 #include "Platform/Linux/PhotoLibrary/InterruptedImports.h"
 #include "Platform/Linux/PhotoLibrary/LibrarySweep.h"

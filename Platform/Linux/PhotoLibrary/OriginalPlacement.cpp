@@ -8,6 +8,7 @@
 #include <exception>
 #include <utility>
 
+#include "Platform/Linux/FileWriting.h"
 #include "Platform/Linux/PhotoLibrary/FileCopy.h"
 #include "Platform/Linux/PhotoLibrary/OriginalNames.h"
 #include "TolvanderCore/SystemErrors.h"
@@ -39,8 +40,9 @@ OriginalPlacement::~OriginalPlacement() {
 void OriginalPlacement::place(std::vector<Intent>& intents) {
   mark(intents);
   named_.reserve(intents.size());  // none may be lost between its naming and its being remembered
+  const Descriptor incoming = openIncoming(*folder_);
   for (Intent& intent : intents) {
-    placeOne(intent);
+    placeOne(intent, incoming);
   }
   makeFoldersDurable();
 }
@@ -63,8 +65,7 @@ void OriginalPlacement::mark(std::vector<Intent>& intents) {
   transaction.commit();
 }
 
-void OriginalPlacement::placeOne(Intent& intent) {
-  const Descriptor incoming = openIncoming(*folder_);
+void OriginalPlacement::placeOne(Intent& intent, const Descriptor& incoming) {
   bool isCopy = false;
   FileIdentity identity;
   try {
@@ -187,7 +188,7 @@ bool OriginalPlacement::takeBack(const Named& file, const Descriptor& incoming) 
   const Descriptor& folder = folderFor(std::string(folderOf(file.path)));
   const std::string name(nameIn(file.path));
   if (!isFile(file.identity, folder, name)) {
-    return false;  // somebody has moved or changed it, or put another one in its place
+    return false;  // it was moved, changed or replaced
   }
   const FileURL url = folder_->url().appending(file.path);
   if (!file.isCopy) {

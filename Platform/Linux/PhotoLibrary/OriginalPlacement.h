@@ -46,7 +46,7 @@ class OriginalPlacement {
   };
 
   void mark(std::vector<Intent>& intents);
-  void placeOne(Intent& intent);
+  void placeOne(Intent& intent, const Descriptor& incoming);
   FileIdentity giveName(Intent& intent, const Descriptor& from, const std::string& name);
   FileIdentity carryOver(Intent& intent, const Descriptor& incoming);
   const Descriptor& folderFor(const std::string& path);

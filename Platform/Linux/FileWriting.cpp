@@ -1,0 +1,27 @@
+#include "Platform/Linux/FileWriting.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "TolvanderCore/SystemErrors.h"
+
+namespace tolvander::platform::linux_ {
+
+void writeAll(const Descriptor& file, std::span<const std::byte> bytes, const FileURL& url) {
+  while (!bytes.empty()) {
+    const ssize_t count = uninterrupted([&] { return write(file.number(), bytes.data(), bytes.size()); });
+    if (count < 0) {
+      throw PosixError(errno, "write", url);
+    }
+    bytes = bytes.subspan(static_cast<std::size_t>(count));
+  }
+}
+
+void makeDurable(const Descriptor& descriptor, const FileURL& url) {
+  if (uninterrupted([&] { return fsync(descriptor.number()); }) != 0) {
+    throw PosixError(errno, "make durable", url);
+  }
+}
+
+}  // namespace tolvander::platform::linux_
