@@ -7,7 +7,7 @@ namespace tolvander::app {
 
 namespace {
 
-// A path as the history has it, which anybody may have edited.
+// A path from the history, which may be damaged.
 FileURL urlOfRecordedPath(const std::string& path) {
   auto url = urlOfAbsolutePath(path);
   if (!url) {

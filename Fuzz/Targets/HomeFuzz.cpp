@@ -76,10 +76,10 @@ void tellReports(AppModelWorld& world) {
 
 }  // namespace
 
-// The program starts on files of its own that anybody may have edited: the history, the journal of moves to
-// the Trash, the last sync's receipt and the cameras' rules, one after the other with a byte 0 in between. It
-// has a camera with one picture on it and one in its Trash. Whatever the files say, it comes to its end, both
-// pictures stay with the camera, and a history that can't be read stays as it is.
+// Starts the program with arbitrary content in the files that it keeps: the history, the journal of moves to
+// the Trash, the last sync's receipt and the cameras' rules. The input holds them in this order, separated by
+// a byte 0. There is one camera, with one picture on it and one in its Trash. The run must end normally, both
+// pictures must stay on the camera's volume, and a history that can't be read must stay unchanged.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   AppModelWorld world;
   world.trash.volumeUUID = [](const FileURL&) { return "VOLUME"; };

@@ -24,9 +24,9 @@ class HomeLock {
   // another process has the right, and PosixError.
   explicit HomeLock(const FileURL& file);
 
-  // Makes sure that this process still has the right, also where the file was deleted meanwhile: others lock
-  // the file that they find under the name. Takes the right anew where it is free. To be called before a file
-  // of the home is changed; by one thread at a time. Throws as the constructor does.
+  // Checks that this process still holds the lock. If the lock file was deleted or replaced, the file that
+  // has the name now is locked instead. To be called before a file of the home is changed, by one thread at a
+  // time. Throws as the constructor does.
   void require();
 
   // Who has the right now; absent where nobody has, or it can't be told. Throws nothing.

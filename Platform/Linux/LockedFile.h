@@ -7,8 +7,9 @@
 
 namespace tolvander::platform::linux_ {
 
-// A lock on a file that was deleted or replaced keeps nobody out, because others lock the file that they find
-// under its name.
+// A lock (flock) belongs to the file and not to its name. After a locked file was deleted or replaced,
+// another process can lock the new file of the name, and both believe that they have the lock. These
+// functions find that out.
 
 // Whether an open file is the one that `url` names now. False where it can't be told.
 bool isStillNamed(const Descriptor& file, const FileURL& url);

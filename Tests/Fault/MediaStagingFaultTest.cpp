@@ -341,7 +341,7 @@ TEST_F(StagedVideo, isReadNoFurtherOnceCancelled) {
   for (std::size_t point = 1; point <= last; ++point) {
     const auto cancelAndShorten = [&](CancellationSource& source) {
       source.cancel();
-      fs::resize_file(files.front().url.path(), byteCount - 1);  // an error for who reads on to the end
+      fs::resize_file(files.front().url.path(), byteCount - 1);  // reading it to the end would fail
     };
     const auto seen = staged(point, cancelAndShorten, [](const PreparedMediaFile&) { return true; });
     finished += seen ? 1 : 0;
@@ -355,7 +355,7 @@ TEST_F(StagedVideo, hasItsCopyLookedAtNoMoreOnceCancelled) {
       source.cancel();
       for (const fs::path& copy : copies()) {
         fs::remove(copy);
-        fs::create_directory(copy);  // an error for who reads it
+        fs::create_directory(copy);  // reading it would fail
       }
     };
     EXPECT_NO_THROW(staged(point, cancelAndSpoil, [](const PreparedMediaFile&) { return true; }))

@@ -93,7 +93,7 @@ std::vector<std::string> nastyTexts() {
           "."};
 }
 
-// Runs in a process of its own, because a process takes its locale once.
+// Runs in a separate process, because a process reads its locale only once.
 [[noreturn]] void exitWithWhetherPrecedes(const char* locale, std::string_view left, std::string_view right) {
   unsetenv("LC_ALL");
   setenv("LC_COLLATE", locale, 1);
@@ -267,7 +267,7 @@ TEST(Lowercased, replacesIllFormedBytes) {
             "a\uFFFDb");
 }
 
-// Runs in a process of its own, as for sorting.
+// Runs in a separate process, as for sorting.
 [[noreturn]] void exitWithWhetherNumberIs(const char* locale, std::int64_t number, std::string_view text) {
   unsetenv("LC_ALL");
   setenv("LC_NUMERIC", locale, 1);

@@ -52,7 +52,7 @@ TEST(TrashInfo, isNoneWhereItIsDamaged) {
   }
 }
 
-// Runs in a process of its own, because a process takes its zone once.
+// Runs in a separate process, because a process reads its time zone only once.
 [[noreturn]] void exitWithWhetherDeletedAt(const char* zone, const std::string& date, std::int64_t expected) {
   setenv("TZ", zone, 1);
   const auto info = trashInfoFromText("[Trash Info]\nPath=a\nDeletionDate=" + date + "\n");

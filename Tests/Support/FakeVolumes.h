@@ -41,14 +41,14 @@ class FakeVolumes final : public app::Volumes {
     tell(url, &Observers::onUnmount);
   }
 
-  // The same, and nobody is told.
+  // Removes the volume without calling the observers.
   void takeAway(const FileURL& url) {
     std::erase_if(volumes_, [&](const app::MountedVolume& volume) { return volume.url == url; });
   }
 
-  bool isUnreadable = false;           // nobody can tell what is mounted
-  std::function<void()> beforeAnswer;  // what happens just before a question what is mounted is answered
-  // What the next questions what is mounted fail with, once so many were answered.
+  bool isUnreadable = false;           // the list of mounted volumes can't be read
+  std::function<void()> beforeAnswer;  // runs before each list of mounted volumes is given
+  // The errors of the next lists, after so many were given.
   mutable std::deque<std::exception_ptr> failures;
   mutable int answersBeforeFailure = 0;
 

@@ -220,8 +220,8 @@ bool holdsForItsPicture(const FingerprintedMediaFile& file, const Conduct& condu
   });
 }
 
-// A record from before there were payload fingerprints gets one by the run, and then stands for all files
-// with its picture.
+// A record of an earlier version has no payload fingerprint. The run adds it, and from then on the record
+// counts for every file with the same picture.
 bool wasRecorded(const FingerprintedMediaFile& file, const State& before, const Conduct& conduct) {
   const auto hasRecord = [&](const std::string& source) { return before.history.imports.contains(source); };
   return holdsForItsPicture(file, conduct, hasRecord) ||

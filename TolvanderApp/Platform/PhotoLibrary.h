@@ -172,8 +172,8 @@ class PhotoLibrary {
   virtual PhotosAuthorizationStatus authorizationStatus() = 0;
   // Asks the user if that was never done. The handler runs once, on any thread.
   virtual void requestAuthorization(std::function<void(PhotosAuthorizationStatus)> handler) = 0;
-  // Why the last request came to nothing, where that was a fault and nobody's decision: the disk is full,
-  // say. Null otherwise. Set before the handler runs.
+  // The error that made the last request fail, such as a full disk; null where the request succeeded or the
+  // user denied it. Set before the handler runs.
   virtual std::exception_ptr requestFailure() { return nullptr; }
 
   // Optional: takes in the files of a change block that is to follow, before the history marks them, so that

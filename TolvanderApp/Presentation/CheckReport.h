@@ -37,8 +37,8 @@ struct CheckReport {
 
   static CheckReport of(const std::vector<DeviceLibraryReview>& reviews);
 
-  // For people, with line ends: a table with a line for each camera, what stands in the way of a complete
-  // check with the paths of imports that were cut short, and what is set aside.
+  // For people, with line ends: a table with a line for each camera, why a check is not complete, with the
+  // paths of interrupted imports, and which files are set aside.
   std::string text() const;
 
   // For programs, on one line without its end: {"result":{…}} with the keys of the result, "imported", and

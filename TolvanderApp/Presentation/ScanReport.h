@@ -25,7 +25,7 @@ struct ScanReport {
     bool withFingerprints = false;
     std::vector<DeviceProfile> savedProfiles = {};
     SetAsideFiles setAside = {};
-    // Prepares each file as for an import, in a folder of its own below this one, which need not exist.
+    // Prepares each file as for an import, in a new folder below this one, which need not exist.
     std::optional<FileURL> verifyIn = {};
   };
 

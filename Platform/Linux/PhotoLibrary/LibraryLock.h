@@ -11,9 +11,9 @@ namespace tolvander::platform::linux_ {
 // The right to change a library, which one object on the machine has at a time. It ends with the object, and
 // with the process. Readers don't need it.
 //
-// The lock is on the file and not on its name: when somebody deletes the file while it is locked, the next
-// process makes and locks another one. A file that no longer has the name is therefore never taken, and the
-// holder looks again (requireHeld) before each step that would harm the other's work.
+// A lock belongs to the file and not to its name: if the locked file is deleted, the next process makes a new
+// one and locks that. So a file that has lost its name is not accepted, and the holder checks the name again
+// (requireHeld) before each step that could destroy the other process's work.
 class LibraryLock {
  public:
   // Waits for at most `patience`. Throws PhotosPlatformError when another one had it all that time, and

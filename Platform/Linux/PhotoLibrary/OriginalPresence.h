@@ -16,8 +16,7 @@ class OriginalPresence {
  public:
   enum class State {
     present,   // a regular file of the catalogued size
-    notLocal,  // can't be looked at, so nothing is known of it: a link that leads nowhere stands in its place
-               // or on the way to it, or the system refuses to look or fails
+    notLocal,  // unknown: its path goes through a broken link, or the system call failed
     gone,      // not there, or something else than it was
   };
 
