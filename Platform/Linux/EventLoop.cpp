@@ -108,7 +108,8 @@ void EventLoop::waitForEvents() {
   });
   ++wakeUpCount_;
   for (const epoll_event& event : std::span(events).first(static_cast<std::size_t>(count))) {
-    const auto found = watches_->functions.find(event.data.u64);
+    const std::uint64_t watch = event.data.u64;  // epoll_event is packed: find() can't refer to its member
+    const auto found = watches_->functions.find(watch);
     if (found != watches_->functions.end()) {  // else a function before this one ended the watch
       const auto function = found->second;
       (*function)(event.events);
