@@ -77,7 +77,7 @@ Task<std::size_t> TerminalDialogs::ask(Alert alert, bool agrees, std::string opt
 
 Task<std::size_t> TerminalDialogs::answerTo(Alert alert, bool agrees, std::string option) const {
   if (agrees) {
-    co_return 0;
+    co_return std::size_t{0};
   }
   const std::size_t nothing = alert.buttons.size() - 1;
   if (!canAsk()) {

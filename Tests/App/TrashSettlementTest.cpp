@@ -59,8 +59,6 @@ class TrashSettlementTest : public testing::Test {
     };
   }
 
-  static constexpr std::chrono::hours hour{1};
-
   TemporaryFolder folder;
   TrashScene scene{folder / "volume"};
   FingerprintedMediaFile photo = scene.addPhoto("PICT0001.JPG", content);

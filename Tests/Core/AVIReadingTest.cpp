@@ -735,7 +735,7 @@ TEST_F(AVIReadingTest, callsAnIndexGarbageThatIsNoWholeNumberOfEntriesOrTooLong)
   const std::size_t size = file.rfind("idx1") + 4;
   const std::string truth = little32(7 * 16);
   ASSERT_EQ(file.substr(size, 4), truth);
-  for (const std::uint32_t claim : {7 * 16 - 1, 7 * 16 + 1, 8 * 16, 6 * 16 + 8}) {
+  for (const std::uint32_t claim : {7U * 16 - 1, 7U * 16 + 1, 8U * 16, 6U * 16 + 8}) {
     expectRefused(file.replace(size, 4, little32(claim)), noIndex);
   }
   EXPECT_EQ(read(file.replace(size, 4, truth)).video[0].slots, 4);

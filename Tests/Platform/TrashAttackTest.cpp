@@ -132,8 +132,9 @@ struct Battlefield {
 
   void expectBystandersInPlace(const std::vector<std::string>& namedPaths) const {
     for (const auto& [url, content] : bystanders) {
-      const bool isNamed = std::ranges::any_of(
-          namedPaths, [&](const std::string& path) { return holds(FileURL(path), content); });
+      const bool isNamed = std::ranges::any_of(namedPaths, [&, &content = content](const std::string& path) {
+        return holds(FileURL(path), content);
+      });
       EXPECT_TRUE(holds(url, content) || isNamed) << url.path() << " with " << content;
     }
   }

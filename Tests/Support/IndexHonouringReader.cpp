@@ -12,7 +12,6 @@ namespace {
 struct Place {
   std::size_t data = 0;  // where the chunk's bytes begin
   std::size_t size = 0;
-  friend auto operator<=>(const Place&, const Place&) = default;
 };
 using Places = std::map<int, std::vector<Place>>;  // by the number of the stream
 

@@ -356,7 +356,7 @@ void World::searchFor(const FingerprintedMediaFile& file, bool broader, LibraryR
   bool isThere = false;
   for (const auto& [asset, item] : library_) {
     if (holdsContentOf(item, file)) {
-      verdicts.emplace_back([&] {
+      verdicts.emplace_back([&, &asset = asset, &item = item] {
         say(source + " is found as " + asset);
         found.matches[source] = {.assetIdentifier = asset,
                                  .resourceFingerprint = item.fingerprint,
