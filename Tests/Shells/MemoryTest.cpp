@@ -10,6 +10,7 @@
 #include "Tests/Shells/CommandLine.h"
 #include "Tests/Support/SmallCard.h"
 #include "Tests/Support/TestClip.h"
+#include "Tests/Support/Thoroughness.h"
 #include "TolvanderCore/Platform/Movie.h"
 
 namespace tolvander::tests {
@@ -58,12 +59,8 @@ class Memory : public CommandLine {
   void expectBounded(const std::vector<std::string>& arguments) const {
     const ToolResult result = run(arguments);
     EXPECT_EQ(result.status, 0) << result.errors;
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    const std::uint64_t most = idlePeak_ + 96 * mebibyte;
-#else
-    const std::uint64_t most = 96 * mebibyte;
+    const std::uint64_t most = (isSanitized ? idlePeak_ : 0) + 96 * mebibyte;
     ASSERT_LT(idlePeak_, most) << "this process was too large already when it started the program";
-#endif
     EXPECT_LT(result.peakResidentBytes, most) << testing::PrintToString(arguments);
     RecordProperty(arguments.front() + "_peak_MiB", std::to_string(result.peakResidentBytes / mebibyte));
   }

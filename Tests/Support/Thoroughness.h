@@ -4,10 +4,17 @@
 
 namespace tolvander::tests {
 
+// g++ has macros for it, clang a feature.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool isSanitized = true;
+inline constexpr bool isSanitized = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+inline constexpr bool isSanitized = true;
 #else
-constexpr bool isSanitized = false;
+inline constexpr bool isSanitized = false;
+#endif
+#else
+inline constexpr bool isSanitized = false;
 #endif
 
 // A test that goes through many like cases tries each of them, and under the sanitizers, which make it slow,

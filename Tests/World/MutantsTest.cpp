@@ -4,7 +4,7 @@
 
 #include <iostream>
 
-#include "Tests/World/Pace.h"
+#include "Tests/Support/Thoroughness.h"
 #include "Tests/World/Walk.h"
 
 namespace tolvander::tests {
@@ -22,7 +22,7 @@ TEST_P(MutantTest, isCaughtByTheRuleThatItBreaks) {
 
 // Without its mistake the same world breaks no rule.
 TEST_P(MutantTest, isInnocentWithoutItsMistake) {
-  constexpr std::size_t depth = isSlow ? 2 : 3;
+  constexpr std::size_t depth = isSanitized ? 2 : 3;
   Setting setting = GetParam().setting;
   setting.fault = {};
   const WalkResult result = walk(setting, depth);

@@ -5,7 +5,7 @@
 #include <iostream>
 
 #include "Tests/Support/CoordinatorWorld.h"
-#include "Tests/World/Pace.h"
+#include "Tests/Support/Thoroughness.h"
 
 namespace tolvander::tests {
 namespace {
@@ -88,7 +88,7 @@ void print(const WalkResult& result) {
 class RoadTest : public testing::TestWithParam<Road> {};
 
 TEST_P(RoadTest, breaksNoRuleOnAnyRoad) {
-  const std::size_t depth = isSlow ? GetParam().slowDepth : GetParam().depth;
+  const std::size_t depth = isSanitized ? GetParam().slowDepth : GetParam().depth;
   const WalkResult result = walk(GetParam().setting, depth);
   print(result);
   ASSERT_FALSE(result.violation) << result.violation->text << "\n" << result.story;
