@@ -24,16 +24,18 @@ std::string configuration(const std::string& address) {
          "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n";
 }
 
-// What the bus says at its start and end is of no interest.
-class QuietErrors {
+// What the bus prints at its start and end is of no interest. A bus that outlives a test that crashed must
+// not keep the output of the test open either: ctest waits until it is closed.
+class QuietOutputs {
  public:
-  QuietErrors() {
+  QuietOutputs() {
     posix_spawn_file_actions_init(&actions_);
+    posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
     posix_spawn_file_actions_addopen(&actions_, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
   }
-  ~QuietErrors() { posix_spawn_file_actions_destroy(&actions_); }
-  QuietErrors(const QuietErrors&) = delete;
-  QuietErrors& operator=(const QuietErrors&) = delete;
+  ~QuietOutputs() { posix_spawn_file_actions_destroy(&actions_); }
+  QuietOutputs(const QuietOutputs&) = delete;
+  QuietOutputs& operator=(const QuietOutputs&) = delete;
 
   const posix_spawn_file_actions_t* actions() const { return &actions_; }
 
@@ -47,7 +49,7 @@ pid_t startDaemon(const FileURL& configurationFile, int output) {
   const std::string addressArgument = "--print-address=" + std::to_string(output);
   const std::array<const char*, 5> arguments = {program, "--nofork", configurationArgument.c_str(),
                                                 addressArgument.c_str(), nullptr};
-  const QuietErrors quiet;
+  const QuietOutputs quiet;
   pid_t process = -1;
   if (posix_spawnp(&process, program, quiet.actions(), nullptr, const_cast<char* const*>(arguments.data()),
                    environ) != 0) {
