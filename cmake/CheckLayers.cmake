@@ -30,6 +30,19 @@ set(our_folders "TolvanderCore/|TolvanderApp/|Platform/|Shells/|Tests/|Benchmark
 
 set(offences)
 foreach(source IN LISTS SOURCES)
+  # A source file includes its header first, which shows that the header compiles alone.
+  string(REGEX REPLACE "\\.cpp$" ".h" own_header "${source}")
+  if(source MATCHES "\\.cpp$" AND EXISTS "${own_header}")
+    file(STRINGS "${source}" first_include REGEX "^#include" LIMIT_COUNT 1)
+    string(REGEX REPLACE "^#include [<\"](.*)[>\"]$" "\\1" first_include "${first_include}")
+    string(FIND "${own_header}" "/${first_include}" position REVERSE)
+    string(LENGTH "/${first_include}" length)
+    math(EXPR end "${position} + ${length}")
+    string(LENGTH "${own_header}" whole_length)
+    if(position EQUAL -1 OR NOT end EQUAL whole_length)
+      list(APPEND offences "${source}: <${first_include}> before its own header")
+    endif()
+  endif()
   # Every line with the directive, however it is put, has to be one that is understood and allowed.
   file(STRINGS "${source}" lines REGEX "(#|%:)[ \t]*(include|import|\\\\$)")
   foreach(line IN LISTS lines)

@@ -1,0 +1,1 @@
+// A source file for the target that compiles the headers of GoogleTest.
