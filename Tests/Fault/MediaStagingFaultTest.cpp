@@ -5,11 +5,14 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iostream>
+#include <memory>
 #include <optional>
 #include <string>
 #include <type_traits>
 #include <vector>
 
+#include "Tests/Fault/PowerCut.h"
 #include "Tests/Support/Bytes.h"
 #include "Tests/Support/FaultInjection.h"
 #include "Tests/Support/JPEGBuilder.h"
@@ -127,6 +130,28 @@ TEST_F(StagingFaults, whatADyingProcessLeavesIsSweptAtTheNextStart) {
       });
   EXPECT_GT(points, 15U);
   EXPECT_EQ(cardContent(), card);
+}
+
+// Staged files are not made durable, so that anything can be there.
+TEST_F(StagingFaults, nothingThatAPowerCutLeavesIsTakenForAStagedFile) {
+  fs::create_directories(root.path());
+  PowerCut cut(root);
+  cut.record([this] { prepare(); });
+  const auto count = cut.forEachState([this](std::size_t) {
+    MediaStagingService restarted(root, std::make_shared<CopyingVideoProcessor>());
+    const PreparedMediaBatch batch = restarted.prepare(files, true, TimeZone::utc());
+    for (const PreparedMediaFile& file : batch.files) {
+      EXPECT_EQ(FileFingerprinter::sha256(file.importURL), file.processedFingerprint)
+          << file.importURL.path();
+    }
+    EXPECT_EQ(batch.files.size(), files.size());
+    restarted.cleanup(batch);
+    restarted.cleanupAbandoned(std::chrono::seconds(0), Date::max());
+    EXPECT_TRUE(nothingIsLeft());
+  });
+  std::cout << "staging: " << count.states << " states, at most " << count.longestWindow
+            << " changes undecided, " << count.sampledMoments << " moments sampled\n";
+  EXPECT_GT(count.states, 100U);
 }
 
 // A camera file that changes while it is staged, at every moment that staging has.

@@ -20,6 +20,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <exception>
+#include <mutex>
 #include <new>
 #include <string_view>
 
@@ -34,9 +35,9 @@ constexpr std::size_t mostCalls = 1 << 14;
 struct Plan {
   std::atomic<bool> isInForce = false;
   Fault fault{Fault::Kind::error};
-  std::size_t point = 0;                                          // 0: no call fails
-  const std::function<void()>* meanwhile = nullptr;               // of this process; done in place of a fault
-  const std::function<void(const FileCall&)>* watcher = nullptr;  // likewise, before every call
+  std::size_t point = 0;                                         // 0: no call fails
+  const std::function<void()>* meanwhile = nullptr;              // of this process; done in place of a fault
+  const std::function<int(const FileCall&)>* watcher = nullptr;  // likewise, before every call
   std::atomic<std::size_t> callsMade = 0;
   std::array<const char*, mostCalls> names{};  // string literals, at the same place in a child
 
@@ -120,7 +121,7 @@ void runWithInterruption(std::size_t point, const std::function<void()>& meanwhi
   operation();
 }
 
-void runWatched(const std::function<void(const FileCall& call)>& before,
+void runWatched(const std::function<int(const FileCall& call)>& before,
                 const std::function<void()>& operation) {
   const PlanInForce inForce(Fault::failing(0), 0);
   plan().watcher = &before;
@@ -161,6 +162,18 @@ enum class Verdict { proceed, fail, half, halfAndDie };
 // The descriptor that the present call was asked about last.
 thread_local int concernedDescriptor = -1;
 
+thread_local bool isWatching = false;
+
+Verdict watch(const std::function<int(const FileCall&)>& watcher, const char* name) {
+  static std::mutex oneAtATime;
+  const std::lock_guard lock(oneAtATime);
+  isWatching = true;
+  const int error = watcher({.name = name, .descriptor = concernedDescriptor});
+  isWatching = false;
+  errno = error;
+  return error == 0 ? Verdict::proceed : Verdict::fail;
+}
+
 // Counts a call and says what is to become of it. For a failure errno is set.
 Verdict judge(const char* name) {
   Plan& current = plan();
@@ -169,10 +182,7 @@ Verdict judge(const char* name) {
     current.names.at(number - 1) = name;
   }
   if (current.watcher != nullptr) {
-    current.isInForce = false;
-    (*current.watcher)({.name = name, .descriptor = concernedDescriptor});
-    current.isInForce = true;
-    return Verdict::proceed;
+    return watch(*current.watcher, name);
   }
   const bool isHit = number == current.point || (current.fault.kind == Fault::Kind::lastingError &&
                                                  current.point != 0 && number > current.point);
@@ -207,7 +217,7 @@ Verdict judge(const char* name) {
 
 bool isInForce() {
   concernedDescriptor = -1;
-  return plan().isInForce;
+  return plan().isInForce && !isWatching;
 }
 
 // Whether a plan is in force and the descriptor is one of a file on a disk; the standard streams never are.
@@ -347,6 +357,7 @@ extern "C" ssize_t writev(int file, const iovec* buffers, int size) {
 
 WHOLE(fsync, , faults::concerns(file), (int file), (file))
 WHOLE(fdatasync, , faults::concerns(file), (int file), (file))
+WHOLE(syncfs, noexcept, faults::concerns(file), (int file), (file))
 WHOLE(ftruncate, noexcept, faults::concerns(file), (int file, off_t size), (file, size))
 WHOLE(ftruncate64, noexcept, faults::concerns(file), (int file, off64_t size), (file, size))
 WHOLE(truncate, noexcept, faults::isInForce(), (const char* path, off_t size), (path, size))

@@ -45,9 +45,10 @@ struct FileCall {
   int descriptor = -1;  // of the open file that it concerns; -1 where it goes by a path
 };
 
-// Runs the operation, and `before` just before each of its calls. Calls that `before` makes don't count.
-// Throws what the operation throws.
-void runWatched(const std::function<void(const FileCall& call)>& before,
+// Runs the operation, and `before` just before each of its calls, for one thread at a time. What `before`
+// returns is the error number with which the call fails; 0 lets it work. Calls that `before` makes don't
+// count. Throws what the operation throws.
+void runWatched(const std::function<int(const FileCall& call)>& before,
                 const std::function<void()>& operation);
 
 // How an operation ended that ran with a fault.
