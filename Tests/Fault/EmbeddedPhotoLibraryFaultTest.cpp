@@ -1,14 +1,20 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <functional>
+#include <iostream>
 #include <set>
+#include <string>
 
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
+#include "Tests/Fault/PowerCut.h"
 #include "Tests/Support/EmbeddedLibrary.h"
 #include "Tests/Support/FaultInjection.h"
 #include "Tests/Support/Thoroughness.h"
+#include "TolvanderCore/FileFingerprinter.h"
 #include "TolvanderCore/FileOperations.h"
 #include "TolvanderCore/Platform/FileSystem.h"
 
@@ -299,6 +305,142 @@ TEST_F(EmbeddedLibraryFaults, sweepingCanBeCutShortAndDoneAgain) {
         [this](const FaultOutcome&) { EXPECT_FALSE(isAllThere()); }, stepThrough(7));
     EXPECT_GT(points, batch / stepThrough(2));
   }
+}
+
+bool isSync(const FileCall& call) { return call.name == "fsync" || call.name == "fdatasync"; }
+
+bool isOfTheLog(const FileCall& call) {
+  const fs::path link = "/proc/self/fd/" + std::to_string(call.descriptor);
+  return call.descriptor >= 0 && fs::read_symlink(link).filename() == "Library.sqlite-wal";
+}
+
+// The marks are withdrawn then, and the next sync imports the files once more.
+TEST_F(EmbeddedLibraryFaults, aChangeThatWasToldAsFailedDoesNotComeBackAfterAPowerCut) {
+  setUp();
+  const auto calls = mutatingCalls([this] { importBatch(); });
+  const auto syncs =
+      std::ranges::count_if(calls, [](const std::string& name) { return isSync({.name = name}); });
+  std::size_t failures = 0;
+  std::size_t states = 0;
+  for (std::ptrdiff_t failing = 1; failing <= syncs; ++failing) {
+    SCOPED_TRACE("sync " + std::to_string(failing));
+    setUp();
+    PowerCut cut(root, {.leftOut = {"Library.sqlite-shm"}});
+    std::ptrdiff_t seen = 0;
+    cut.record(
+        [&] {
+          importBatch();
+          cut.promise();
+        },
+        [&](const FileCall& call) { return isSync(call) && ++seen == failing ? EIO : 0; });
+    if (result.success || !result.error) {
+      continue;
+    }
+    ++failures;
+    const auto isFailed = [this](std::size_t) {
+      EmbeddedPhotoLibrary library(root);
+      EXPECT_EQ(library.fetchAssets(app::PhotosFetchOptions{}).size(), 1U);
+      EXPECT_TRUE(library.verify().isSound());
+    };
+    states += cut.forEachState(isFailed, 1).states;
+  }
+  std::cout << "failed changes: " << states << " states of " << failures << " failures\n";
+  EXPECT_GT(failures, 5U);
+}
+
+// The commit of a prepared import fails, and so does the renaming that would take the files' names back.
+class FailedRollback : public EmbeddedLibraryFaults {
+ protected:
+  FailedRollback() {
+    setUp();
+    for (const FileURL& file : files) {
+      writeFile(file, "new " + readFile(file));  // the library has the first one already
+      fingerprints.insert(FileFingerprinter::sha256(file));
+    }
+  }
+
+  // From the commit on, `isFailing` says which further calls fail.
+  void importWithFailingCommit(const std::function<bool(const FileCall&)>& isFailing) {
+    EmbeddedPhotoLibrary library(root);
+    app::PhotosImportPreparation preparation{.history = history, .files = {}, .albumIdentifier = {}};
+    for (const FileURL& file : files) {
+      preparation.files.push_back({.file = file,
+                                   .mediaType = app::PhotosMediaType::image,
+                                   .creationDate = day(0),
+                                   .fingerprint = FileFingerprinter::sha256(file)});
+    }
+    library.prepareImport(preparation);
+    std::size_t named = 0;
+    bool hasFailed = false;
+    const auto failure = [&](const FileCall& call) {
+      named += call.name == "renameat2" ? 1 : 0;
+      const bool isCommit = !hasFailed && named == batch && isSync(call) && isOfTheLog(call);
+      const bool fails = isCommit || (hasFailed && isFailing(call));
+      hasFailed = hasFailed || isCommit;
+      return fails ? EIO : 0;
+    };
+    runWatched(failure, [&] { result = importPictures(library, files); });
+    EXPECT_TRUE(hasFailed);
+    EXPECT_TRUE(result.error);
+  }
+
+  void complete(const std::set<std::string>& pending) const {
+    EmbeddedPhotoLibrary library(root);
+    library.completeImports({.history = history,
+                             .pendingFingerprints = pending,
+                             .isRecorded = [](const auto&) { return false; }});
+  }
+
+  // What the library lists of them.
+  std::multiset<std::string> imported() const {
+    EmbeddedPhotoLibrary library(root);
+    EXPECT_TRUE(library.verify().isSound());
+    std::multiset<std::string> found;
+    for (const std::string& file : listedFiles(library)) {
+      found.insert(FileFingerprinter::sha256(FileURL(file)));
+    }
+    std::erase_if(found, [&](const std::string& fingerprint) { return !fingerprints.contains(fingerprint); });
+    return found;
+  }
+
+  std::size_t unfinished() const { return EmbeddedPhotoLibrary(root).verify().unfinished.size(); }
+
+  const UUID history = UUID::random();
+  std::multiset<std::string> fingerprints;
+};
+
+bool isRenaming(const FileCall& call) { return call.name == "renameat2"; }
+
+TEST_F(FailedRollback, isToldAndLeavesEveryFileWhereItCanBeCompleted) {
+  importWithFailingCommit(isRenaming);
+  EXPECT_FALSE(result.success);
+  EXPECT_TRUE(imported().empty());
+  EXPECT_EQ(unfinished(), batch);
+
+  // The history's own rollback has failed as well, so that the marks are there.
+  complete({fingerprints.begin(), fingerprints.end()});
+  EXPECT_EQ(imported(), fingerprints);
+  EXPECT_EQ(unfinished(), 0U);
+}
+
+TEST_F(FailedRollback, removesNothingWhereTheMarksAreWithdrawnAndTheFilesAreImportedAgain) {
+  importWithFailingCommit(isRenaming);
+  complete({});
+  EXPECT_TRUE(imported().empty());
+  EXPECT_EQ(unfinished(), batch);
+
+  EmbeddedPhotoLibrary library(root);
+  EXPECT_TRUE(importPictures(library, files).success);
+  EXPECT_EQ(imported(), fingerprints);
+  EXPECT_EQ(unfinished(), batch) << "what has its name stays, and is listed";
+}
+
+TEST_F(FailedRollback, isUnknownWhereTheDiskIsGoneAndIsCompletedWhenItIsBack) {
+  importWithFailingCommit([](const FileCall&) { return true; });
+  EXPECT_TRUE(result.success);
+  complete({fingerprints.begin(), fingerprints.end()});
+  EXPECT_EQ(imported(), fingerprints);
+  EXPECT_EQ(unfinished(), 0U);
 }
 
 }  // namespace
