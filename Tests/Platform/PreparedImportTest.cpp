@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <set>
@@ -83,6 +84,17 @@ class PreparedImport : public testing::Test {
       open.markIntent(intent.asset.localIdentifier, true);
     }
     transaction.commit();
+  }
+
+  std::vector<FileURL> carryHalf() const {
+    std::vector<FileURL> carried;
+    for (const Intent& intent : intents()) {
+      carried.push_back(root.appending(intent.original.path)
+                            .deletingLastPathComponent()
+                            .appending("." + intent.temporaryName));
+      writeFile(carried.back(), "half of a pic");
+    }
+    return carried;
   }
 
   void markIntents() const {
@@ -189,6 +201,45 @@ TEST_F(PreparedImport, isCompletedWithAllThatTheChangeWouldHaveWritten) {
   EXPECT_EQ(incomingFiles(), std::set<std::string>());
   EXPECT_EQ(complete(pending), held) << "what is held is told again, and nothing is made twice";
   EXPECT_EQ(assets(), bothPictures);
+}
+
+// As a process leaves it that ends while it carries the files to another disk.
+TEST_F(PreparedImport, hasNoHalfCarriedFilesAfterItsCompletion) {
+  prepare();
+  markIntents();
+  const std::vector<FileURL> halfCarried = carryHalf();
+  EmbeddedPhotoLibrary library(root);
+  const auto unfinished = library.verify().unfinished;
+  for (const FileURL& file : halfCarried) {
+    EXPECT_EQ(std::ranges::count(unfinished, file), 1) << file.path();
+  }
+  complete(pending);
+  EXPECT_EQ(assets(), bothPictures);
+  EXPECT_TRUE(library.verify().unfinished.empty());
+  for (const FileURL& file : halfCarried) {
+    EXPECT_FALSE(fs::exists(file.path())) << file.path();
+  }
+}
+
+TEST_F(PreparedImport, hasNoHalfCarriedFilesAfterItIsSwept) {
+  prepare();
+  const std::vector<FileURL> halfCarried = carryHalf();
+  {
+    Catalogue open = catalogue();
+    auto transaction = open.change();
+    for (Intent intent : open.intents()) {
+      open.removeIntent(intent.asset.localIdentifier);
+      intent.history = std::nullopt;  // as of a change that wasn't prepared
+      open.insertIntent(intent);
+    }
+    transaction.commit();
+  }
+  EmbeddedPhotoLibrary library(root);
+  changeAndWait(library, [](app::PhotosChanges& changes) { changes.creationRequestForAlbum("Swept"); });
+  EXPECT_TRUE(intents().empty());
+  for (const FileURL& file : halfCarried) {
+    EXPECT_FALSE(fs::exists(file.path())) << file.path();
+  }
 }
 
 TEST_F(PreparedImport, isCompletedWhereTheAlbumIsGone) {

@@ -50,6 +50,22 @@ std::string folderOfDay(Date date, const TimeZone& zone) {
 
 }  // namespace
 
+bool removeWaitingCopies(const Intent& intent, const LibraryFolder& folder, const Descriptor& incoming) {
+  const auto remove = [](const Descriptor& from, const std::string& name) {
+    return unlinkat(from.number(), name.c_str(), 0) == 0 || errno == ENOENT;
+  };
+  if (!remove(incoming, intent.temporaryName)) {
+    return false;
+  }
+  try {
+    const Descriptor final =
+        folder.openFolder(folderOf(intent.original.path), LibraryFolder::Links::followed);
+    return remove(final, carriedName(intent.temporaryName));
+  } catch (const PosixError&) {
+    return true;  // there is no such folder
+  }
+}
+
 IncomingCopies::IncomingCopies(const LibraryFolder& folder, Catalogue& catalogue)
     : folder_(&folder), catalogue_(&catalogue), zone_(TimeZone::current()), paths_(folder, catalogue) {}
 
@@ -155,11 +171,16 @@ void IncomingCopies::discard() {
     return;
   }
   const Descriptor incoming = folder_->openFolder(LibraryFolder::incoming, LibraryFolder::Links::refused);
-  Transaction transaction = catalogue_->change();
+  std::vector<std::string> removed;
   for (const Intent& intent : intents_) {
-    if (unlinkat(incoming.number(), intent.temporaryName.c_str(), 0) == 0 || errno == ENOENT) {
-      catalogue_->removeIntent(intent.asset.localIdentifier);
+    if (removeWaitingCopies(intent, *folder_, incoming)) {
+      removed.push_back(intent.asset.localIdentifier);
     }
+  }
+  makeDurable(incoming, folder_->url().appending(LibraryFolder::incoming));
+  Transaction transaction = catalogue_->change();
+  for (const std::string& asset : removed) {
+    catalogue_->removeIntent(asset);
   }
   transaction.commit();
 }

@@ -11,6 +11,10 @@
 
 namespace tolvander::platform::linux_ {
 
+// Removes the copies of an intent that haven't got the final name: the incoming file, and the one that was
+// carried to the disk of its folder. Whether none is left as far as can be seen. Needs the library's lock.
+bool removeWaitingCopies(const Intent& intent, const LibraryFolder& folder, const Descriptor& incoming);
+
 // Takes files into the library's folder for incoming files. The catalogue's intents name each copy before it
 // is made, so that none is there that nothing names. Needs the library's lock; one object for one change.
 class IncomingCopies {

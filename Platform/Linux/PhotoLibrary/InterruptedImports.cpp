@@ -1,11 +1,10 @@
 #include "Platform/Linux/PhotoLibrary/InterruptedImports.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <utility>
 
+#include "Platform/Linux/FileWriting.h"
+#include "Platform/Linux/PhotoLibrary/IncomingCopies.h"
 #include "Platform/Linux/PhotoLibrary/OriginalContent.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPlacement.h"
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
@@ -42,8 +41,13 @@ void InterruptedImports::complete(const app::PhotosInterruptedImports& imports) 
   }
 }
 
+// One that has its name may wait as well: as a copy, of which the other one isn't removed yet.
 void InterruptedImports::completeOne(Intent intent) {
   if (isHeld(intent.original.content->sha256)) {
+    drop(intent);
+  } else if (hasItsName(intent)) {
+    makeNameDurable(intent);
+    catalogue(intent);
     drop(intent);
   } else if (waits(intent)) {
     OriginalPlacement placement(*folder_, *catalogue_);
@@ -51,8 +55,7 @@ void InterruptedImports::completeOne(Intent intent) {
     placement.place(intents);
     placement.keep();  // it is found under its name if it can't be catalogued now
     catalogue(intents.front());
-  } else if (hasItsName(intent)) {
-    catalogue(intent);
+    drop(intents.front());
   }
 }
 
@@ -87,18 +90,26 @@ void InterruptedImports::catalogue(const Intent& intent) {
   if (intent.album) {
     catalogue_->addToAlbum(*intent.album, {intent.asset.localIdentifier});  // unless it is gone
   }
-  catalogue_->removeIntent(intent.asset.localIdentifier);
   transaction.commit();
+}
+
+// The process that gave it its name may have ended before that was durable.
+void InterruptedImports::makeNameDurable(const Intent& intent) const {
+  makeDurable(folder_->openFile(intent.original.path, Links::followed),
+              folder_->url().appending(intent.original.path));
+  const std::string_view path = folderOf(intent.original.path);
+  makeDurable(folder_->openFolder(path, Links::followed), folder_->url().appending(path));
 }
 
 void InterruptedImports::drop(const Intent& intent) {
   const Descriptor incoming = folder_->openFolder(LibraryFolder::incoming, Links::refused);
-  if (unlinkat(incoming.number(), intent.temporaryName.c_str(), 0) != 0 && errno != ENOENT) {
+  if (!removeWaitingCopies(intent, *folder_, incoming)) {
     return;
   }
   if (hasItsName(intent)) {
     return;  // it is listed by a verification for as long as the intent is there
   }
+  makeDurable(incoming, folder_->url().appending(LibraryFolder::incoming));
   Transaction transaction = catalogue_->change();
   catalogue_->removeIntent(intent.asset.localIdentifier);
   transaction.commit();

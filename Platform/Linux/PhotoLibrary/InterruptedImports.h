@@ -35,6 +35,7 @@ class InterruptedImports {
   bool hasItsName(const Intent& intent) const;
   bool isHeld(const std::string& sha256);
   bool holds(const std::string& path, LibraryFolder::Links links, const std::string& sha256) const;
+  void makeNameDurable(const Intent& intent) const;
   void catalogue(const Intent& intent);
   void drop(const Intent& intent);
 

@@ -1,13 +1,13 @@
 #include "Platform/Linux/PhotoLibrary/LibrarySweep.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <exception>
 #include <string>
 #include <vector>
 
+#include "Platform/Linux/FileWriting.h"
+#include "Platform/Linux/PhotoLibrary/IncomingCopies.h"
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 
 namespace tolvander::platform::linux_ {
@@ -17,7 +17,7 @@ namespace {
 // Whether nothing of the change is left.
 bool sweep(const Intent& intent, const LibraryFolder& folder, const Descriptor& incoming,
            Catalogue& catalogue) {
-  if (unlinkat(incoming.number(), intent.temporaryName.c_str(), 0) != 0 && errno != ENOENT) {
+  if (!removeWaitingCopies(intent, folder, incoming)) {
     return false;
   }
   struct stat status {};
@@ -37,11 +37,11 @@ void sweepLeftovers(const LibraryFolder& folder, Catalogue& catalogue) noexcept 
       return;
     }
     const Descriptor incoming = folder.openFolder(LibraryFolder::incoming, LibraryFolder::Links::refused);
+    std::erase_if(intents, [&](const Intent& intent) { return !sweep(intent, folder, incoming, catalogue); });
+    makeDurable(incoming, folder.url().appending(LibraryFolder::incoming));
     Transaction transaction = catalogue.change();
     for (const Intent& intent : intents) {
-      if (sweep(intent, folder, incoming, catalogue)) {
-        catalogue.removeIntent(intent.asset.localIdentifier);
-      }
+      catalogue.removeIntent(intent.asset.localIdentifier);
     }
     transaction.commit();
   } catch (const std::exception&) {

@@ -159,7 +159,8 @@ void LibraryVerifier::keepWhatWasLearnt() {
   }
 }
 
-// Incoming files, whether an intent names them or not, and files under names that intents have.
+// Incoming files, whether an intent names them or not, files under names that intents have, and copies that
+// wait in the folders of those.
 void LibraryVerifier::findUnfinishedFiles() {
   if (auto entries = DirectoryEnumerator::at(folder_->url().appending(LibraryFolder::incoming))) {
     while (const auto entry = entries->next()) {
@@ -172,6 +173,10 @@ void LibraryVerifier::findUnfinishedFiles() {
     const FileURL file = folder_->url().appending(intent.original.path);
     if (isOriginalPath(intent.original.path) && fileExists(file) && known_.insert(file.path()).second) {
       found_.unfinished.push_back(file);
+    }
+    const FileURL carried = file.deletingLastPathComponent().appending(carriedName(intent.temporaryName));
+    if (isOriginalPath(intent.original.path) && isIncomingName(intent.temporaryName) && fileExists(carried)) {
+      found_.unfinished.push_back(carried);
     }
   }
 }

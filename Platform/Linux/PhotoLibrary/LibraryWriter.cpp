@@ -50,10 +50,13 @@ std::vector<Intent> preparedIntents(const RecordedChange& change, Catalogue& cat
   return prepared;
 }
 
-void record(const RecordedChange& change, const std::vector<Intent>& intents, Catalogue& catalogue) {
+void record(const RecordedChange& change, const std::vector<Intent>& intents,
+            const OriginalPlacement& placement, Catalogue& catalogue) {
   for (const Intent& intent : intents) {
     catalogue.insertAsset(intent.asset, intent.original);
-    catalogue.removeIntent(intent.asset.localIdentifier);
+    if (!placement.isCopied(intent.asset.localIdentifier)) {
+      catalogue.removeIntent(intent.asset.localIdentifier);
+    }
   }
   for (const app::PhotosAlbum& album : change.albums) {
     catalogue.insertAlbum(album);
@@ -177,12 +180,13 @@ ChangeOutcome LibraryWriter::carryOut(const RecordedChange& change, Catalogue& c
   std::exception_ptr error;
   {
     Transaction transaction = catalogue.change();
-    record(change, intents, catalogue);
+    record(change, intents, placement, catalogue);
     // Another process that found no lock may have changed the same.
     lock.requireHeld();
     try {
       transaction.commit();
       keep();
+      placement.removeIncoming();
       return {true, nullptr};
     } catch (const DatabaseError&) {
       error = std::current_exception();

@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <exception>
+#include <optional>
 #include <utility>
 
+#include "Platform/Linux/FileSystemKind.h"
 #include "Platform/Linux/FileWriting.h"
 #include "Platform/Linux/PhotoLibrary/FileCopy.h"
 #include "Platform/Linux/PhotoLibrary/OriginalNames.h"
@@ -21,8 +23,15 @@ Descriptor openIncoming(const LibraryFolder& folder) {
   return folder.openFolder(LibraryFolder::incoming, LibraryFolder::Links::refused);
 }
 
-// The name under which a file waits in the folder where it is to be, hidden from people.
-std::string carriedName(const std::string& temporaryName) { return "." + temporaryName; }
+Descriptor openIncomingFile(const Descriptor& incoming, const std::string& name, const FileURL& url) {
+  Descriptor file(uninterrupted([&] {
+    return openat(incoming.number(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  }));
+  if (!file) {
+    throw PosixError(errno, "open", url);
+  }
+  return file;
+}
 
 }  // namespace
 
@@ -66,10 +75,10 @@ void OriginalPlacement::mark(std::vector<Intent>& intents) {
 }
 
 void OriginalPlacement::placeOne(Intent& intent, const Descriptor& incoming) {
-  bool isCopy = false;
+  bool isCopy = isOnFAT(folderFor(std::string(folderOf(intent.original.path))).number());
   FileIdentity identity;
   try {
-    identity = giveName(intent, incoming, intent.temporaryName);
+    identity = isCopy ? copyToName(intent, incoming) : giveName(intent, incoming, intent.temporaryName);
   } catch (const PosixError& error) {
     if (error.code() != EXDEV) {
       throw;
@@ -88,20 +97,21 @@ void OriginalPlacement::placeOne(Intent& intent, const Descriptor& incoming) {
 // Another file may have got the name that was meant.
 FileIdentity OriginalPlacement::giveName(Intent& intent, const Descriptor& from, const std::string& name) {
   const FileURL url = folder_->url().appending(intent.original.path);
-  const Descriptor file(uninterrupted(
-      [&] { return openat(from.number(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC); }));
-  if (!file) {
-    throw PosixError(errno, "open", url);
-  }
+  const Descriptor file = openIncomingFile(from, name, url);
   const std::string folder(folderOf(intent.original.path));
   while (!renameWithoutReplacing(from, name, folderFor(folder), std::string(nameIn(intent.original.path)),
                                  url)) {
-    intent.original.path = paths_.choose(folder, originalName(intent.original.originalFilename));
-    Transaction transaction = catalogue_->change();
-    catalogue_->moveIntent(intent.asset.localIdentifier, intent.original.path);
-    transaction.commit();
+    chooseAnotherName(intent);
   }
   return identityOf(file, url);
+}
+
+void OriginalPlacement::chooseAnotherName(Intent& intent) {
+  intent.original.path = paths_.choose(std::string(folderOf(intent.original.path)),
+                                       originalName(intent.original.originalFilename));
+  Transaction transaction = catalogue_->change();
+  catalogue_->moveIntent(intent.asset.localIdentifier, intent.original.path);
+  transaction.commit();
 }
 
 // People move a year to another disk, and leave a link in its place. A file gets its name there from a copy
@@ -112,12 +122,7 @@ FileIdentity OriginalPlacement::carryOver(Intent& intent, const Descriptor& inco
   const std::string name = carriedName(intent.temporaryName);
   const FileURL url = folder_->url().appending(folderPath).appending(name);
   unlinkat(folder.number(), name.c_str(), 0);  // an earlier attempt's
-  const Descriptor source(uninterrupted([&] {
-    return openat(incoming.number(), intent.temporaryName.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
-  }));
-  if (!source) {
-    throw PosixError(errno, "open", url);
-  }
+  const Descriptor source = openIncomingFile(incoming, intent.temporaryName, url);
   try {
     const Descriptor copy = newFile(folder, name, url);
     copyContent(source, copy, url);
@@ -126,6 +131,38 @@ FileIdentity OriginalPlacement::carryOver(Intent& intent, const Descriptor& inco
     return giveName(intent, folder, name);
   } catch (const Error&) {
     unlinkat(folder.number(), name.c_str(), 0);
+    throw;
+  }
+}
+
+// Others can see the file before it is whole. After a power cut a part of it can be left under this name, and
+// the incoming file is whole.
+FileIdentity OriginalPlacement::copyToName(Intent& intent, const Descriptor& incoming) {
+  const Descriptor source = openIncomingFile(incoming, intent.temporaryName, folder_->url());
+  const Descriptor& folder = folderFor(std::string(folderOf(intent.original.path)));
+  const auto newFileOrNone = [&]() -> std::optional<Descriptor> {
+    try {
+      return newFile(folder, std::string(nameIn(intent.original.path)), folder_->url());
+    } catch (const PosixError& error) {
+      if (error.code() != EEXIST) {
+        throw;
+      }
+      return std::nullopt;
+    }
+  };
+  std::optional<Descriptor> copy = newFileOrNone();
+  while (!copy) {
+    chooseAnotherName(intent);
+    copy = newFileOrNone();
+  }
+  const FileURL url = folder_->url().appending(intent.original.path);
+  try {
+    copyContent(source, *copy, url);
+    takeOverDate(source, *copy, url);
+    makeDurable(*copy, url);
+    return identityOf(*copy, url);
+  } catch (const Error&) {
+    unlinkat(folder.number(), std::string(nameIn(intent.original.path)).c_str(), 0);
     throw;
   }
 }
@@ -143,19 +180,29 @@ void OriginalPlacement::makeFoldersDurable() {
   }
 }
 
-void OriginalPlacement::keep() {
-  isKept_ = true;
+bool OriginalPlacement::isCopied(const std::string& asset) const {
+  return std::ranges::any_of(named_, [&](const Named& file) { return file.asset == asset && file.isCopy; });
+}
+
+void OriginalPlacement::removeIncoming() noexcept {
   if (std::ranges::none_of(named_, &Named::isCopy)) {
     return;
   }
   try {
     const Descriptor incoming = openIncoming(*folder_);
+    std::vector<std::string> removed;
     for (const Named& file : named_) {
-      if (file.isCopy) {
-        unlinkat(incoming.number(), file.temporaryName.c_str(), 0);
+      if (file.isCopy && unlinkat(incoming.number(), file.temporaryName.c_str(), 0) == 0) {
+        removed.push_back(file.asset);
       }
     }
-  } catch (const PosixError&) {
+    makeDurable(incoming, folder_->url().appending(LibraryFolder::incoming));
+    Transaction transaction = catalogue_->change();
+    for (const std::string& asset : removed) {
+      catalogue_->removeIntent(asset);
+    }
+    transaction.commit();
+  } catch (const std::exception&) {
     return;
   }
 }

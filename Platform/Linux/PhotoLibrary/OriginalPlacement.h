@@ -30,10 +30,21 @@ class OriginalPlacement {
   // To be called once, with files that their intents name. Brings the intents to what the files then are:
   // another path where the one that was meant is taken, and the date that their file system keeps. The names
   // are durable when it returns. Throws PosixError and DatabaseError.
+  //
+  // A file is renamed where that is safe, and copied otherwise: to another disk, and on a FAT, where a power
+  // cut can leave a renamed file with both names, which share its blocks then, or with neither.
   void place(std::vector<Intent>& intents);
 
+  // Whether the asset's original is a copy, so that its incoming file is still there. Its intent must stay in
+  // the catalogue until removeIncoming has removed that.
+  bool isCopied(const std::string& asset) const;
+
   // The change is done, or it can't be known whether it is.
-  void keep();
+  void keep() { isKept_ = true; }
+
+  // To be called when the change is done: removes the incoming files of what was copied, and their intents.
+  // What can't be removed now is left for the next sweep or completion.
+  void removeIncoming() noexcept;
 
  private:
   // A file that has its name.
@@ -42,13 +53,15 @@ class OriginalPlacement {
     std::string temporaryName;
     std::string path;
     FileIdentity identity;
-    bool isCopy = false;  // made on the disk where the folder is; the incoming file is still there
+    bool isCopy = false;  // the incoming file is still there
   };
 
   void mark(std::vector<Intent>& intents);
   void placeOne(Intent& intent, const Descriptor& incoming);
   FileIdentity giveName(Intent& intent, const Descriptor& from, const std::string& name);
   FileIdentity carryOver(Intent& intent, const Descriptor& incoming);
+  FileIdentity copyToName(Intent& intent, const Descriptor& incoming);
+  void chooseAnotherName(Intent& intent);
   const Descriptor& folderFor(const std::string& path);
   void makeFoldersDurable();
   void takeBack();

@@ -32,6 +32,8 @@ bool isIncomingName(std::string_view name) {
          UUID::fromText(name.substr(0, name.size() - incomingExtension.size()));
 }
 
+std::string carriedName(std::string_view incomingName) { return "." + std::string(incomingName); }
+
 FileIdentity identityOf(const Descriptor& file, const FileURL& url) {
   struct stat status {};
   if (fstat(file.number(), &status) != 0) {

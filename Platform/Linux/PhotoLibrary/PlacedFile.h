@@ -16,6 +16,10 @@ namespace tolvander::platform::linux_ {
 std::string newIncomingName();
 bool isIncomingName(std::string_view name);
 
+// The name of a copy of an incoming file in the folder where it is to get its final name, where that folder
+// is on another disk. Hidden from people.
+std::string carriedName(std::string_view incomingName);
+
 // Tells a file from another one of its name, for as long as the process lives that looked at it. After that
 // only its content does: inode numbers don't outlive a mount on every file system.
 struct FileIdentity {
