@@ -7,12 +7,12 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
-#include <filesystem>
 #include <fstream>
 #include <string>
 #include <string_view>
 
 #include "Platform/Linux/LockedFile.h"
+#include "TolvanderCore/Platform/AtomicFile.h"
 #include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
@@ -34,12 +34,8 @@ std::string nameOfThisProcess() {
 }
 
 Descriptor openOrMake(const FileURL& file) {
-  const FileURL folder = file.deletingLastPathComponent();
-  std::error_code failure;
-  std::filesystem::create_directories(folder.path(), failure);
-  if (failure) {
-    throw PosixError(failure.value(), "create", folder);
-  }
+  // The history lies in the same folder, and takes one that is there for durable.
+  createDirectories(file.deletingLastPathComponent(), Durability::survivesPowerLoss);
   Descriptor descriptor(uninterrupted(
       [&] { return open(file.path().c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644); }));
   if (!descriptor) {

@@ -31,7 +31,7 @@ using platform::linux_::FileUserDefaults;
 class PowerCuts : public testing::Test {
  protected:
   void tell(const std::string& store, const PowerCut::Count& count) const {
-    EXPECT_GE(count.states, 5U);
+    EXPECT_GE(count.states, 1U);
     std::cout << store << ": " << count.states << " states of " << count.moments << " moments, at most "
               << count.longestWindow << " changes undecided, " << count.sampledMoments
               << " moments sampled\n";
@@ -170,23 +170,29 @@ TEST_F(PowerCuts, leaveTheIntentsThatWereNotForgotten) {
 }
 
 // The card is on the same disk as the history, so that every order of their changes is tried.
-TEST_F(PowerCuts, leaveNoMovedFileThatTheNextStartDoesNotKnow) {
-  const FileURL file = disk.appending("data/history.json");
-  TrashScene scene(disk.appending("card"));
-  scene.watched.volumeUUID = [](const FileURL&) { return "VOLUME"; };
-  const std::vector<std::string> contents{"a photo of the sea", "a photo of a hill"};
-  std::vector<FingerprintedMediaFile> photos;
-  for (std::size_t index = 0; index < contents.size(); ++index) {
-    photos.push_back(scene.addPhoto("PICT000" + std::to_string(index) + ".JPG", contents[index]));
+class PowerCutsOfTheTrash : public PowerCuts {
+ protected:
+  void moveAndCutThePower(const std::string& name, const PowerCut::Options& options,
+                          std::size_t fewestPromises) {
+    const FileURL file = disk.appending("data/history.json");
+    TrashScene scene(disk.appending("card"));
+    scene.watched.volumeUUID = [](const FileURL&) { return "VOLUME"; };
+    std::vector<FingerprintedMediaFile> photos;
+    for (std::size_t index = 0; index < contents.size(); ++index) {
+      photos.push_back(scene.addPhoto("PICT000" + std::to_string(index) + ".JPG", contents[index]));
+    }
+    PowerCut cut(disk, options);
+    cut.record([&] {
+      const auto store = std::make_shared<SyncHistoryStore>(file);
+      scene.intentLog = app::TrashIntentLog::of(store);
+      store->addTrash(scene.move(photos).records);
+      cut.promise();
+    });
+    const auto verify = [&](std::size_t promises) { verifyState(scene, file, promises); };
+    tell(name, cut.forEachState(verify, fewestPromises));
   }
-  PowerCut cut(disk);
-  cut.record([&] {
-    const auto store = std::make_shared<SyncHistoryStore>(file);
-    scene.intentLog = app::TrashIntentLog::of(store);
-    store->addTrash(scene.move(photos).records);
-    cut.promise();
-  });
-  tell("Trash", cut.forEachState([&](std::size_t promises) {
+
+  void verifyState(TrashScene& scene, const FileURL& file, std::size_t promises) const {
     SyncHistoryStore store(file);
     ASSERT_NO_THROW(store.ensureAvailable());
     EXPECT_EQ(store.trashRecords().size(), promises == 0 ? store.trashRecords().size() : contents.size());
@@ -209,7 +215,18 @@ TEST_F(PowerCuts, leaveNoMovedFileThatTheNextStartDoesNotKnow) {
       }
       EXPECT_EQ(copies, 1U) << content;
     }
-  }));
+  }
+
+  const std::vector<std::string> contents{"a photo of the sea", "a photo of a hill"};
+};
+
+TEST_F(PowerCutsOfTheTrash, leaveNoMovedFileThatTheNextStartDoesNotKnow) {
+  moveAndCutThePower("Trash", {}, 0);
+}
+
+// While a file is being moved, a FAT can lose both of its names. Not when it is said to be in the Trash.
+TEST_F(PowerCutsOfTheTrash, leaveEveryRecordedFileInTheTrashOfAFAT) {
+  moveAndCutThePower("Trash on a FAT", {.leftOut = {}, .fat = "card"}, 1);
 }
 
 }  // namespace tolvander::tests

@@ -17,12 +17,16 @@
 
 #include "Platform/Linux/PhotoLibrary/Catalogue.h"
 #include "Shells/CommandLine/CommandLine.h"
+#include "Tests/Fault/PowerCut.h"
+#include "Tests/Support/EmbeddedLibrary.h"
 #include "Tests/Support/FaultInjection.h"
 #include "Tests/Support/SmallCard.h"
 #include "Tests/Support/SyncedHome.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Tests/Support/Thoroughness.h"
+#include "TolvanderCore/FileFingerprinter.h"
 #include "TolvanderCore/HistoryDatabase.h"
+#include "TolvanderCore/SyncHistoryStore.h"
 
 namespace tolvander::tests {
 namespace {
@@ -57,17 +61,18 @@ class Aside {
 // A whole sync of a small card, of two transaction batches, by the command line on a home of its own.
 class SyncFaults : public testing::Test {
  protected:
-  static constexpr std::size_t uniqueFiles = 5;  // the twin's picture is another one's
+  SyncFaults()
+      : SyncFaults(5, [this] {  // the twin's picture is another one's
+          addPhotos(4);
+          addSmallPhoto(card, "PICT0005.JPG", 1, 30);
+          addSmallVideo(card, "MOVI0001.AVI", 1);
+        }) {}
 
-  SyncFaults() {
+  SyncFaults(std::size_t uniqueFiles, const std::function<void()>& addFiles) {
     // The desktop of whoever runs the tests sees no notification of them.
     setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent", 1);
     makeSmallCard(card);
-    for (unsigned number = 1; number <= 4; ++number) {
-      addSmallPhoto(card, "PICT000" + std::to_string(number) + ".JPG", number, number);
-    }
-    addSmallPhoto(card, "PICT0005.JPG", 1, 30);
-    addSmallVideo(card, "MOVI0001.AVI", 1);
+    addFiles();
     cardContent = contentOfCard();
 
     EXPECT_EQ(sync(), ExitStatus::done) << printed;
@@ -78,6 +83,12 @@ class SyncFaults : public testing::Test {
     EXPECT_EQ(everyPicture.size(), uniqueFiles);
     EXPECT_EQ(home.pictures(), everyPicture);
     fs::remove_all(home.url().path());
+  }
+
+  void addPhotos(unsigned count) const {
+    for (unsigned number = 1; number <= count; ++number) {
+      addSmallPhoto(card, "PICT000" + std::to_string(number) + ".JPG", number, number);
+    }
   }
 
   // MARK: The program
@@ -376,6 +387,148 @@ TEST_F(KilledSync, isPausedWhereItsIncomingFilesWereDeletedByHand) {
       EXPECT_FALSE(home.history().pendingImports.empty());
     }
   });
+}
+
+// A first sync of one batch, and the sync after a power cut. History, settings, library, and what else lies
+// in the home are on one disk, so that every order of their changes is tried.
+class SyncPowerCuts : public SyncFaults {
+ protected:
+  SyncPowerCuts() : SyncFaults(2, [this] { addPhotos(2); }) { fs::create_directories(home.url().path()); }
+
+  // What is not made durable, and is of no matter afterwards, would be undecided for ever.
+  static PowerCut::Options options() {
+    return {.leftOut = {"Media Staging", "Library.sqlite-shm", "logs", "lock", "Library.lock"}};
+  }
+
+  void recordSync(PowerCut& cut) {
+    cut.record([&] {
+      EXPECT_EQ(sync(), ExitStatus::done) << printed;
+      cut.promise();
+    });
+  }
+
+  std::size_t paused = 0;  // marked files of all states that the library couldn't complete
+
+  bool hasCatalogue() const {
+    const fs::path file = home.libraryFolder().appending("Library.sqlite").path();
+    return fs::exists(file) && fs::file_size(file) > 0;
+  }
+
+  // What is catalogued is whole and there once, and what is recorded is catalogued.
+  void expectTruth(EmbeddedPhotoLibrary& library, const HistoryDatabase& database) const {
+    EXPECT_TRUE(library.verify().isSound());
+    const std::vector<std::string> files = listedFiles(library);
+    std::set<std::string> pictures;
+    for (const std::string& file : files) {
+      const std::string fingerprint = FileFingerprinter::sha256(FileURL(file));
+      EXPECT_TRUE(everyPicture.contains(fingerprint)) << file;
+      EXPECT_TRUE(pictures.insert(fingerprint).second) << file << " is there twice";
+      EXPECT_EQ(fs::hard_link_count(file), 1U) << "removing the other name frees the blocks of " << file;
+    }
+    for (const ImportRecord& record : database.imports) {
+      EXPECT_TRUE(pictures.contains(processedOfSource.at(record.sourceFingerprint))) << record.relativePath;
+    }
+  }
+
+  // What the next sync does first. Returns how many marked files the library can't complete.
+  static std::size_t complete(EmbeddedPhotoLibrary& library, SyncHistoryStore& history) {
+    std::set<std::string> pending;
+    for (const auto& [source, processed] : history.pendingProcessedFingerprints()) {
+      pending.insert(processed);
+    }
+    std::set<std::string> held;
+    for (const auto& content :
+         library.completeImports({.history = history.identity(),
+         .pendingFingerprints = pending,
+         .isRecorded = [&](const auto& bytes) { return history.containsProcessedFingerprint(bytes); }})) {
+      held.insert(content.fingerprint);
+    }
+    EXPECT_EQ(history.pendingImportSources().size(), pending.size());
+    return pending.size() - held.size();
+  }
+
+  void verifyState(std::size_t promises) {
+    SyncHistoryStore history(home.historyFile());
+    ASSERT_NO_THROW(history.ensureAvailable());
+    const HistoryDatabase database = home.history();
+    EXPECT_TRUE(database.imports.empty() || hasCatalogue());
+    EXPECT_TRUE(promises == 0 || database.imports.size() == everyPicture.size());
+    if (hasCatalogue()) {
+      EmbeddedPhotoLibrary library(home.libraryFolder());
+      expectTruth(library, database);
+      paused += complete(library, history);
+      expectTruth(library, database);
+    }
+  }
+
+  // A file that was being copied to its name stays under it in part, and is listed.
+  void syncToTheFATAgain() {
+    EXPECT_EQ(sync(), ExitStatus::done) << printed;
+    const HistoryDatabase database = home.history();
+    EXPECT_TRUE(database.pendingImports.empty());
+    EXPECT_EQ(home.pictures(), everyPicture);
+    EmbeddedPhotoLibrary library(home.libraryFolder());
+    expectTruth(library, database);
+    const auto verification = library.verify();
+    EXPECT_TRUE(verification.unfinished.empty());
+    for (const FileURL& file : verification.unknown) {
+      EXPECT_FALSE(everyPicture.contains(FileFingerprinter::sha256(file))) << file.path();
+    }
+  }
+
+  // Every file of the home, with its size.
+  std::string listing() const {
+    std::set<std::string> lines;
+    for (const auto& entry : fs::recursive_directory_iterator(home.url().path())) {
+      lines.insert(entry.path().string() +
+                   (entry.is_directory() ? "" : " " + std::to_string(entry.file_size())));
+    }
+    std::string text;
+    for (const std::string& line : lines) {
+      text += line.substr(home.url().path().size()) + "\n";
+    }
+    return text;
+  }
+
+  // In full for some of the states, because a sync takes its time.
+  void verifyStates(const std::string& name, const PowerCut& cut, const std::function<void()>& syncAgain) {
+    constexpr std::size_t syncsEvery = 40;
+    std::size_t number = 0;
+    tell(name, cut.forEachState([&](std::size_t promises) {
+      if (HasFailure() || ++number % stepThrough(9) != 0) {
+        return;
+      }
+      const testing::ScopedTrace trace(__FILE__, __LINE__,
+                                       "state " + std::to_string(number) + "\n" + listing());
+      verifyState(promises);
+      if (number % syncsEvery == 0) {
+        syncAgain();
+      }
+    }));
+  }
+
+  void tell(const std::string& name, const PowerCut::Count& count) const {
+    EXPECT_GT(count.states, 500U);
+    std::cout << name << ": " << count.states << " states of " << count.moments << " moments, at most "
+              << count.longestWindow << " changes undecided, " << count.sampledMoments << " moments sampled, "
+              << markedRuns << " synced again with marks, " << paused << " files paused\n";
+  }
+};
+
+TEST_F(SyncPowerCuts, leaveNoFileThatTheLibraryHasNotWholeAndOnce) {
+  PowerCut cut(home.url(), options());
+  recordSync(cut);
+  verifyStates("sync", cut, [this] { syncAgainAndVerify(std::nullopt); });
+  EXPECT_EQ(paused, 0U);
+}
+
+TEST_F(SyncPowerCuts, leaveNoFileThatALibraryOnAFATHasNotWholeAndOnce) {
+  PowerCut::Options onFAT = options();
+  onFAT.fat = "pictures";
+  PowerCut cut(home.url(), onFAT);
+  recordSync(cut);
+  verifyStates("sync to a FAT", cut, [this] { syncToTheFATAgain(); });
+  EXPECT_EQ(paused, 0U);
 }
 
 }  // namespace
