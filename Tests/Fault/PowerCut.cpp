@@ -26,21 +26,11 @@ constexpr std::uint64_t root = 0;
 constexpr std::size_t mostUndecidedInFull = 8;
 constexpr std::size_t sampleSize = 64;  // for one moment; the moments before it have had their own
 
-// What fstatfs takes for a FAT while it lives. One at a time.
+// Empty where there is none.
 std::string& folderOnFAT() {
   static std::string path;
   return path;
 }
-
-class OnFAT {
- public:
-  explicit OnFAT(const FileURL& folder, const std::optional<std::string>& name) {
-    folderOnFAT() = name ? folder.appending(*name).path() : "";
-  }
-  ~OnFAT() { folderOnFAT().clear(); }
-  OnFAT(const OnFAT&) = delete;
-  OnFAT& operator=(const OnFAT&) = delete;
-};
 
 bool isBelowFAT(int descriptor) {
   std::error_code failure;
@@ -95,6 +85,10 @@ std::vector<std::vector<bool>> choicesAmong(std::size_t count, std::mt19937_64& 
 
 }  // namespace
 
+PretendedFAT::PretendedFAT(const FileURL& folder) { folderOnFAT() = folder.path(); }
+
+PretendedFAT::~PretendedFAT() { folderOnFAT().clear(); }
+
 PowerCut::PowerCut(FileURL folder, Options options)
     : folder_(std::move(folder)), options_(std::move(options)) {
   now_ = lookAtFolder();
@@ -103,7 +97,10 @@ PowerCut::PowerCut(FileURL folder, Options options)
 
 void PowerCut::record(const std::function<void()>& operation,
                       const std::function<int(const FileCall& call)>& failure) {
-  const OnFAT onFAT(folder_, options_.fat);
+  std::optional<PretendedFAT> fat;
+  if (options_.fat) {
+    fat.emplace(folder_.appending(*options_.fat));
+  }
   const auto before = [&](const FileCall& call) {
     follow();
     if (const int error = failure ? failure(call) : 0) {
@@ -320,7 +317,10 @@ void PowerCut::rebuild(const std::string& path, Number number, const Tree& tree,
 
 PowerCut::Count PowerCut::forEachState(const std::function<void(std::size_t promises)>& open,
                                        std::size_t fewest) const {
-  const OnFAT onFAT(folder_, options_.fat);
+  std::optional<PretendedFAT> fat;
+  if (options_.fat) {
+    fat.emplace(folder_.appending(*options_.fat));
+  }
   std::mt19937_64 random(20261122);
   Count count;
   std::set<std::pair<std::string, std::size_t>> opened;

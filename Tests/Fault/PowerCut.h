@@ -18,6 +18,15 @@
 
 namespace tolvander::tests {
 
+// Lets fstatfs say, for as long as this lives, that what lies in this folder is on a FAT. One at a time.
+class PretendedFAT {
+ public:
+  explicit PretendedFAT(const FileURL& folder);
+  ~PretendedFAT();
+  PretendedFAT(const PretendedFAT&) = delete;
+  PretendedFAT& operator=(const PretendedFAT&) = delete;
+};
+
 // What a power cut can leave of a folder that a program was changing.
 //
 // The program runs once, and every call of it that changes files is followed. From then on the folder is
