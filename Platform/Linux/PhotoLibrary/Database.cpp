@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <cerrno>
 #include <utility>
 
 namespace tolvander::platform::linux_ {
@@ -9,11 +10,19 @@ namespace tolvander::platform::linux_ {
 namespace {
 
 [[noreturn]] void fail(sqlite3* database, int result) {
-  const int code = database != nullptr ? sqlite3_extended_errcode(database) : result;
-  throw DatabaseError(code, database != nullptr ? sqlite3_errmsg(database) : sqlite3_errstr(result));
+  if (database == nullptr) {
+    throw DatabaseError(result, sqlite3_errstr(result));
+  }
+  throw DatabaseError(sqlite3_extended_errcode(database), sqlite3_errmsg(database),
+                      sqlite3_system_errno(database));
 }
 
 }  // namespace
+
+bool DatabaseError::isOutOfSpace() const {
+  const bool isOfSystem = primaryCode() == SQLITE_IOERR || primaryCode() == SQLITE_CANTOPEN;
+  return primaryCode() == SQLITE_FULL || (isOfSystem && (systemError_ == ENOSPC || systemError_ == EDQUOT));
+}
 
 Statement::Statement(sqlite3* database, std::string_view sql) {
   const int result = sqlite3_prepare_v3(database, sql.data(), static_cast<int>(sql.size()),

@@ -19,15 +19,22 @@ namespace tolvander::platform::linux_ {
 // A failure of SQLite. Its code is SQLite's extended result code (sqlite.org/rescode.html).
 class DatabaseError final : public Error {
  public:
-  DatabaseError(int extendedCode, const std::string& what) : Error(what), code_(extendedCode) {}
+  // `systemError` is the errno of the call that failed, 0 where none did.
+  DatabaseError(int extendedCode, const std::string& what, int systemError = 0)
+      : Error(what), code_(extendedCode), systemError_(systemError) {}
   std::string_view domain() const override { return "SQLiteErrorDomain"; }
   std::int64_t code() const override { return code_; }
 
   // Without what the extension adds, such as SQLITE_FULL or SQLITE_CORRUPT.
   int primaryCode() const { return code_ & 0xFF; }
 
+  // Whether there is no room to write. SQLite says SQLITE_FULL of the file and its log only; where the log's
+  // index can't grow, or a quota is used up, it is an I/O error.
+  bool isOutOfSpace() const;
+
  private:
   int code_;
+  int systemError_;
 };
 
 // A compiled statement.

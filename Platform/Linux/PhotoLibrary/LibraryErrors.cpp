@@ -16,10 +16,11 @@ using Case = PhotosPlatformError::Case;
 namespace {
 
 PhotosPlatformError ofDatabase(const DatabaseError& error) {
+  if (error.isOutOfSpace()) {
+    return {Case::notEnoughSpace, "the catalogue of the photo library can't be written"};
+  }
   const std::string reason = error.what();
   switch (error.primaryCode()) {
-    case SQLITE_FULL:
-      return {Case::notEnoughSpace, "the catalogue of the photo library can't be written"};
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
       return {Case::internalError, "another program is changing the photo library"};
