@@ -2,6 +2,7 @@
 
 #include <libudev.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unicode/ustring.h>
 
 #include <algorithm>
@@ -147,10 +148,18 @@ Drive valuesFromUdev(dev_t number) {
   return drive;
 }
 
+// Whether the kernel lists its block devices here, and this one not among them.
+bool isGone(dev_t number) {
+  const FileURL devices("/sys/dev/block");
+  return fileExists(devices) &&
+         !fileExists(devices.appending(std::to_string(major(number)) + ":" + std::to_string(minor(number))));
+}
+
 }  // namespace
 
 Drive Drive::ofDevice(dev_t number) {
   Drive drive = valuesFromUdev(number);
+  drive.isGone = linux_::isGone(number);
   if (!drive.uuid) {
     // The links that udev keeps for every device outlast it in places that have no udev of their own.
     drive.label = decodedLabel(nameOfLink(FileURL("/dev/disk/by-label"), number));

@@ -17,6 +17,7 @@ struct Drive {
   dev_t disk = 0;                    // the whole drive's number, the device's own when it is no partition
   bool isRemovable = false;          // the drive is plugged in, or its medium can be taken out
   bool isEjectable = false;          // the drive can put its medium out
+  bool isGone = false;               // it was pulled out; what is mounted of it stays in the mount table
 
   // Asks udev's database and the kernel's; where udev hasn't recorded the device, the links in /dev/disk that
   // it may have left stand in. Blocks shortly, without touching the drive; safe on every thread.

@@ -42,11 +42,18 @@ bool isDirectory(const FileURL& url) {
 // that is mounted of their volume.
 bool showsWholeVolume(const Mount& mount) { return mount.root == "/" || mount.fileSystem == "btrfs"; }
 
-std::vector<ListedVolume> volumesOf(const MountTable& table) {
+using DriveOfDevice = std::function<Drive(dev_t)>;
+
+bool isOfADriveThatIsGone(const Mount& mount, const DriveOfDevice& driveOf) {
+  const auto device = mount.blockDevice();
+  return device && driveOf(*device).isGone;
+}
+
+std::vector<ListedVolume> volumesOf(const MountTable& table, const DriveOfDevice& driveOf) {
   std::vector<ListedVolume> listed;
   std::set<dev_t> seen;
   for (Mount& mount : table.visible()) {
-    if (showsWholeVolume(mount) && !mount.isPseudo() &&
+    if (showsWholeVolume(mount) && !mount.isPseudo() && !isOfADriveThatIsGone(mount, driveOf) &&
         seen.insert(mount.blockDevice().value_or(mount.device)).second) {
       const FileURL url = mount.place;
       listed.push_back({.url = url, .mount = std::move(mount)});
@@ -54,8 +61,6 @@ std::vector<ListedVolume> volumesOf(const MountTable& table) {
   }
   return listed;
 }
-
-using DriveOfDevice = std::function<Drive(dev_t)>;
 
 // The mount that a folder without links in its path lies on. Null where there is none in the table.
 const Mount* mountOf(const FileURL& folder, const std::vector<Mount>& visible) {
@@ -95,6 +100,9 @@ bool canBeAVolume(const FileURL& place, const std::vector<Mount>& visible, const
   const Mount* const mount = mountOf(place, visible);
   if (mount == nullptr) {
     return place.path() != "/";
+  }
+  if (isOfADriveThatIsGone(*mount, driveOf)) {
+    return false;
   }
   if (mount->place == place) {
     return !isPlaceOfTheSystem(place) && !isMadeUpByTheKernel(*mount);
@@ -139,7 +147,7 @@ void addChosenFolders(std::vector<ListedVolume>& listed, const std::vector<FileU
 
 std::vector<ListedVolume> listVolumes(const MountTable& table, const std::vector<FileURL>& chosenFolders,
                                       const DriveOfDevice& driveOf) {
-  std::vector<ListedVolume> listed = volumesOf(table);
+  std::vector<ListedVolume> listed = volumesOf(table, driveOf);
   addChosenFolders(listed, chosenFolders, table.visible(), driveOf);
   return listed;
 }

@@ -32,6 +32,7 @@ class LinuxVolumes final : public app::Volumes {
   // none don't: a folder below a drive that can be taken out, a mount point that belongs to the system ("/",
   // "/home", "/var"), and what the kernel makes up (proc, sysfs). Instead of one that is called DCIM or
   // SPIDCIM the folder that holds it counts. Their coming and going is told at the next change of the mounts.
+  // What is still mounted of a drive that was pulled out is no volume.
   // The watcher outlives this object.
   explicit LinuxVolumes(DescriptorWatcher& watcher, std::vector<FileURL> chosenFolders = {});
   LinuxVolumes(DescriptorWatcher& watcher, std::vector<FileURL> chosenFolders, Sources sources);

@@ -103,7 +103,20 @@ TEST_F(DriveTest, isUnknownWhereThereIsNoSuchDevice) {
   onMachine([](Machine&) {
     Drive unknown;
     unknown.disk = partition;
+    unknown.isGone = true;
     EXPECT_EQ(Drive::ofDevice(partition), unknown);
+  });
+}
+
+TEST_F(DriveTest, isGoneOnceTheKernelDoesNotListItAnyMore) {
+  onMachine([](Machine& machine) {
+    machine.addDisk("pci0000:00/usb1/host4");
+    EXPECT_FALSE(Drive::ofDevice(partition).isGone);
+    std::filesystem::remove("/sys/dev/block/8:17");
+    EXPECT_TRUE(Drive::ofDevice(partition).isGone);
+    EXPECT_FALSE(Drive::ofDevice(disk).isGone);
+    std::filesystem::remove_all("/sys/dev");
+    EXPECT_FALSE(Drive::ofDevice(partition).isGone) << "where the kernel doesn't tell";
   });
 }
 

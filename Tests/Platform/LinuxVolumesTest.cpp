@@ -255,6 +255,21 @@ TEST_F(LinuxVolumesTest, listsAChosenMountPointOnceAsItWasSpelt) {
   EXPECT_EQ(chosen.source(folder / "link"), "/dev/sdb1");
 }
 
+TEST_F(LinuxVolumesTest, listsNothingOfADriveThatWasPulledOutWhileItWasMounted) {
+  const FileURL card = folder / "card";
+  std::filesystem::create_directories(card.appending("DCIM").path());
+  setMounts(std::string(desktopMounts) + "130 28 8:33 / " + card.path() + " rw - vfat /dev/sdc1 rw\n");
+  drives[makedev(8, 33)].isRemovable = true;
+  const LinuxVolumes chosen = volumes({card});
+  EXPECT_EQ(CameraVolumeDiscovery::mountedURLs(chosen), std::vector{card});
+  EXPECT_EQ(CameraVolumeDiscovery::mountedURLs(volumes()), std::vector{card});
+  drives[makedev(8, 33)] = Drive();
+  drives[makedev(8, 33)].isGone = true;
+  for (const LinuxVolumes& listed : {volumes({card}), volumes({card.appending("DCIM")}), volumes()}) {
+    EXPECT_EQ(placesOf(listed), (Strings{"/", "/boot/efi", "/media/me/EOS_DIGITAL"}));
+  }
+}
+
 TEST_F(LinuxVolumesTest, tellsWhatComesAndGoes) {
   LinuxVolumes observed = volumes();
   const auto subscription = observe(observed);
