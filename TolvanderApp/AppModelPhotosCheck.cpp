@@ -129,6 +129,7 @@ void AppModel::rememberVerifiedMatches(DeviceLibraryReview review) {
   }
   isSyncing = true;
   syncCancellationRequested_ = false;
+  pendingSyncRequested_ = false;
   cameraWentAway = false;
   activeSyncTask_ = tasks_.start(remember(std::move(review)));
 }

@@ -132,6 +132,7 @@ void AppModel::completeOnboardingAndSync() {
 void AppModel::stopCheck() {
   record(DiagnosticLog::Event::syncCancelled);
   syncCancellationRequested_ = true;
+  pendingSyncRequested_ = false;
   if (activeSyncTask_) {
     activeSyncTask_->cancel();
   }

@@ -79,6 +79,22 @@ TEST_F(AppModelPhotosCheckTest, tellsWhatIsThereAndWhatIsNotWithoutImporting) {
   expectNoFailure("Camera check finished");
 }
 
+TEST_F(AppModelPhotosCheckTest, remembersWithoutTheSyncThatWasAskedForWhileAnotherOneWasStopped) {
+  plugInCharmera(1);
+  launch();
+  check();
+  const app::DeviceLibraryReview reviewed = review();
+  whenIn(SyncPhase::Kind::recognizing, [&] {
+    model().stopCheck();
+    begin(model().syncAllConnected(false));
+  });
+  sync();
+  EXPECT_EQ(world.logLines("syncStarted").size(), 1U);
+  run([&] { model().rememberVerifiedMatches(reviewed); });
+  EXPECT_EQ(model().statusMessage.value(), "Matches saved");
+  EXPECT_EQ(world.logLines("syncStarted").size(), 1U);
+}
+
 TEST_F(AppModelPhotosCheckTest, sumsItsFiguresOverAllCameras) {
   plugInCharmera(1);
   plugInCard(2, "EOS");
