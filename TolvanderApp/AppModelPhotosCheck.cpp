@@ -3,6 +3,7 @@
 #include "TolvanderApp/AppModel.h"
 #include "TolvanderApp/CameraVolumeDiscovery.h"
 #include "TolvanderApp/Concurrency/Background.h"
+#include "TolvanderApp/PausedImports.h"
 
 namespace tolvander::app {
 
@@ -88,18 +89,22 @@ Task<> AppModel::reviewConnectedCameras(CheckPurpose purpose) {
     if (!camera) {
       continue;
     }
-    const DetectedDevice& device = camera->device;
-    auto reviewing = background(
-        [coordinator = coordinator(device, token), device, purpose](const CancellationToken& stop) {
-          const bool isCharmera = device.profile.kind == DeviceProfile::Kind::charmera;
-          return purpose == CheckPurpose::beforeChange
-                     ? coordinator.reviewBeforeChange(device.files, isCharmera, stop)
-                     : coordinator.review(device.files, isCharmera, true, stop);
-        });
-    auto review = co_await reviewing;
-    libraryReviews.update([&](auto& reviews) {
-      reviews.push_back({.device = device, .review = std::move(review), .setAside = camera->setAside});
+    auto reviewing = background([coordinator = coordinator(camera->device, token), camera = *camera, purpose,
+                                 history = services_.history,
+                                 &library = platform_.photoLibrary](const CancellationToken& stop) {
+      const DetectedDevice& device = camera.device;
+      const bool isCharmera = device.profile.kind == DeviceProfile::Kind::charmera;
+      DeviceLibraryReview entry{.device = device, .review = {}, .setAside = camera.setAside};
+      entry.review = purpose == CheckPurpose::beforeChange
+                         ? coordinator.reviewBeforeChange(device.files, isCharmera, stop)
+                         : coordinator.review(device.files, isCharmera, true, stop);
+      if (!entry.review.uncertain.empty()) {
+        entry.finishedByNextSync = PausedImports::of(*history, library).finishedByNextSync;
+      }
+      return entry;
     });
+    auto review = co_await reviewing;
+    libraryReviews.update([&](auto& reviews) { reviews.push_back(std::move(review)); });
   }
   token.throwIfCancelled();
   presentReviews();

@@ -7,6 +7,7 @@
 #include "TolvanderApp/CameraVolumeDiscovery.h"
 #include "TolvanderApp/Concurrency/Background.h"
 #include "TolvanderApp/MediaFingerprintStage.h"
+#include "TolvanderApp/PausedImports.h"
 #include "TolvanderApp/PermissionService.h"
 #include "TolvanderApp/PhotoLibraryError.h"
 #include "TolvanderCore/MediaImportError.h"
@@ -45,16 +46,8 @@ std::optional<std::string> statusOf(const SyncPhase& phase) {
 }
 
 // Throws where the history can't be read, since nothing of it is known then.
-std::set<std::string> completeInterruptedImports(PhotoLibraryService& photos, SyncHistoryStore& history) {
-  PhotosInterruptedImports imports{.history = history.identity(),
-                                   .pendingFingerprints = {},
-                                   .isRecorded = [&](const std::string& content) {
-                                     return history.containsProcessedFingerprint(content);
-                                   }};
-  for (const auto& [source, processed] : history.pendingProcessedFingerprints()) {
-    imports.pendingFingerprints.insert(processed);
-  }
-  return photos.completeInterruptedImports(imports);
+std::set<std::string> completeImports(PhotoLibraryService& photos, SyncHistoryStore& history) {
+  return photos.completeInterruptedImports(interruptedImports(history, history.identity()));
 }
 
 // Does what reads the camera. What fails for want of the camera is a stop and not a failure; what the library
@@ -403,9 +396,7 @@ SyncCoordinator AppModel::coordinator(const DetectedDevice& device, const Cancel
              });
            },
        .completeInterruptedImports =
-           [photos = photos_, history = services_.history] {
-             return completeInterruptedImports(*photos, *history);
-           }},
+           [photos = photos_, history = services_.history] { return completeImports(*photos, *history); }},
       clock);
 }
 

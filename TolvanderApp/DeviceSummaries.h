@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <set>
 #include <string>
+#include <vector>
 
 #include "TolvanderCore/CameraLibraryReview.h"
 #include "TolvanderCore/DetectedDevice.h"
@@ -45,6 +47,8 @@ struct DeviceLibraryReview {
   DetectedDevice device;
   CameraLibraryReview review;
   std::vector<std::string> setAside = {};  // paths of files that the user has left out
+  // Source fingerprints of interrupted imports, also of other cameras, whose prepared files the library has.
+  std::set<std::string> finishedByNextSync = {};
 
   friend bool operator==(const DeviceLibraryReview&, const DeviceLibraryReview&) = default;
 };

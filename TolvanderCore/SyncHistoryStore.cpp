@@ -155,16 +155,27 @@ void SyncHistoryStore::ensureAvailable() {
   requireAvailable();
 }
 
-UUID SyncHistoryStore::identity() {
+FileURL SyncHistoryStore::identityFile() const {
+  return fileURL_.deletingLastPathComponent().appending("history.id");
+}
+
+std::optional<UUID> SyncHistoryStore::knownIdentity() {
   const Turn::Holder turn(turn_);
   requireAvailable();
   if (!identity_) {
-    const FileURL file = fileURL_.deletingLastPathComponent().appending("history.id");
-    identity_ = readIdentity(file);
-    if (!identity_) {
-      requireRight();
-      identity_ = makeIdentity(file);
-    }
+    identity_ = readIdentity(identityFile());
+  }
+  return identity_;
+}
+
+UUID SyncHistoryStore::identity() {
+  if (const auto known = knownIdentity()) {
+    return *known;
+  }
+  const Turn::Holder turn(turn_);
+  if (!identity_) {
+    requireRight();
+    identity_ = makeIdentity(identityFile());
   }
   return *identity_;
 }

@@ -52,6 +52,8 @@ class SyncHistoryStore {
   // kept in the file "history.id" beside the history's, which it outlives: its text form and a line end. A
   // file that says something else is replaced. Durable when it returns. Throws PosixError.
   UUID identity();
+  // The same where it was made, without making it.
+  std::optional<UUID> knownIdentity();
 
   bool containsFingerprint(std::string_view fingerprint);
   bool containsSourceFingerprint(std::string_view sourceFingerprint);
@@ -110,6 +112,7 @@ class SyncHistoryStore {
   static PayloadFingerprints payloadFingerprints(const ImportRecords& records);
 
   void requireAvailable() const;
+  FileURL identityFile() const;
   void requireRight() const;
   void change(const std::function<void(HistoryDatabase&)>& edit);
   void changeHoldingTurn(const std::function<void(HistoryDatabase&)>& edit);

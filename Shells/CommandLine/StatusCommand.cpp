@@ -5,7 +5,10 @@
 #include "Platform/Linux/PhotoLibrary/EmbeddedPhotoLibrary.h"
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/HomeView.h"
+#include "TolvanderApp/PausedImports.h"
+#include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderApp/Presentation/StatusReport.h"
+#include "TolvanderCore/MountedVolumeMediaSource.h"
 #include "TolvanderCore/Platform/Text.h"
 #include "TolvanderCore/SyncHistoryStore.h"
 
@@ -17,14 +20,64 @@ namespace {
 
 struct History {
   std::optional<ImportHistorySummary> summary;  // absent where it can't be read
-  std::int64_t pausedImports = 0;
+  app::PausedImports interrupted;
+  std::vector<app::StatusReport::PausedFile> pausedFiles;  // those of `interrupted` that are found
 };
 
-History historyOf(const FileURL& file) {
-  SyncHistoryStore store(file);
+// Where the library can't be read, no import is known to be finished by the next sync.
+app::PausedImports interruptedImports(SyncHistoryStore& store, app::PhotoLibrary& library) {
   try {
-    return {.summary = store.historySummary(),
-            .pausedImports = static_cast<std::int64_t>(store.pendingImportSources().size())};
+    return app::PausedImports::of(store, library);
+  } catch (const app::PhotosPlatformError&) {
+    return {.finishedByNextSync = {}, .paused = store.pendingImportSources()};
+  }
+}
+
+// The media files of a saved camera that is connected; none where it can't be read.
+std::optional<DetectedDevice> deviceAt(const FileURL& volume, const app::AppSettings& settings,
+                                       const CancellationToken& token) {
+  try {
+    return MountedVolumeMediaSource().detect(volume, settings.authorizedDeviceProfiles(), token);
+  } catch (const CancellationError&) {
+    throw;
+  } catch (const Error&) {
+    return std::nullopt;
+  }
+}
+
+// Takes the files of connected cameras out of `paused`.
+std::vector<app::StatusReport::PausedFile> takePausedFiles(HomeView& view, SyncHistoryStore& store,
+                                                           std::set<std::string>& paused,
+                                                           const CancellationToken& token) {
+  std::vector<app::StatusReport::PausedFile> found;
+  for (const app::CamerasReport::Camera& camera : view.cameras().cameras) {
+    if (paused.empty() || !camera.volume) {
+      continue;
+    }
+    const auto device = deviceAt(*camera.volume, view.settings(), token);
+    if (!device) {
+      continue;
+    }
+    for (const CameraMediaFile& file : app::takePausedFiles(device->files, paused, store.records(), token)) {
+      found.push_back({.camera = device->displayName, .relativePath = file.relativePath});
+    }
+  }
+  return found;
+}
+
+History historyOf(HomeView& view, app::PhotoLibrary& library, const CancellationToken& token) {
+  SyncHistoryStore store(view.files().history);
+  try {
+    History history{.summary = store.historySummary(),
+                    .interrupted = interruptedImports(store, library),
+                    .pausedFiles = {}};
+    for (const app::SetAsideFile& file : view.settings().setAsideFiles()) {
+      history.interrupted.paused.erase(file.sha256.value_or(""));  // it doesn't hold up its card
+    }
+    history.pausedFiles = takePausedFiles(view, store, history.interrupted.paused, token);
+    return history;
+  } catch (const CancellationError&) {
+    throw;
   } catch (const Error&) {
     return {};
   }
@@ -54,14 +107,16 @@ class StatusCommand final : public Command {
     const HomeFiles& files = view.files();
     const app::AppSettings& settings = view.settings();
     EmbeddedPhotoLibrary library(files.library);
-    const History history = historyOf(files.history);
+    const History history = historyOf(view, library, context.cancellation);
     const app::StatusReport report{
         .isSetUp = settings.onboardingCompleted(),
         .holder = HomeLock::holder(files.lock),
         .photos = app::photosPermissionStatus(library.authorizationStatus()),
         .cameras = view.cameras(),
         .history = history.summary,
-        .pausedImports = history.pausedImports,
+        .finishedByNextSync = std::ssize(history.interrupted.finishedByNextSync),
+        .pausedFiles = history.pausedFiles,
+        .pausedElsewhere = std::ssize(history.interrupted.paused),
         .setAside = pathsOf(settings.setAsideFiles()),
         .lastSync = settings.lastSyncReceipt(),
         .album = albumOf(settings),

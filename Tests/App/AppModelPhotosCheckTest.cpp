@@ -44,6 +44,23 @@ class AppModelPhotosCheckTest : public AppModelFlowTest {
     world.history().beginImport({FileFingerprinter::sha256(picture(camera, number))});
   }
 
+  // The same, and the library is said to hold the staged file.
+  void markAsPrepared(const Camera& camera, int number, const std::string& processed) {
+    world.history().beginPreparedImport(
+        {{.sourceFile = {.url = picture(camera, number),
+                         .volumeURL = camera.url,
+                         .relativePath = pictureName(number),
+                         .filename = pictureName(number),
+                         .byteCount = 1,
+                         .modifiedAt = {}},
+          .importURL = FileURL("/staged"),
+          .sourceFingerprint = FileFingerprinter::sha256(picture(camera, number)),
+          .mediaPayloadFingerprint = {},
+          .processedFingerprint = processed,
+          .processingVersion = {},
+          .captureDate = {}}});
+  }
+
   static Texts names(const std::vector<FingerprintedMediaFile>& files) {
     Texts result;
     for (const auto& file : files) {
@@ -93,6 +110,22 @@ TEST_F(AppModelPhotosCheckTest, remembersWithoutTheSyncThatWasAskedForWhileAnoth
   run([&] { model().rememberVerifiedMatches(reviewed); });
   EXPECT_EQ(model().statusMessage.value(), "Matches saved");
   EXPECT_EQ(world.logLines("syncStarted").size(), 1U);
+}
+
+TEST_F(AppModelPhotosCheckTest, tellsWhichInterruptedImportsTheNextSyncFinishes) {
+  const Camera camera = plugInCharmera(2);
+  launch();
+  markAsPending(camera, 1);
+  markAsPending(camera, 2);
+  check();
+  EXPECT_TRUE(review().finishedByNextSync.empty());
+  const std::string source = FileFingerprinter::sha256(picture(camera, 2));
+  markAsPrepared(camera, 2, "content");
+  world.photoLibrary.setPreparedFingerprints({"content", "of another history"});
+  check();
+  EXPECT_EQ(names(review().review.uncertain), (Texts{"PICT0001.JPG", "PICT0002.JPG"}));
+  EXPECT_EQ(review().finishedByNextSync, std::set<std::string>{source});
+  EXPECT_TRUE(world.photoLibrary.completions().empty());
 }
 
 TEST_F(AppModelPhotosCheckTest, sumsItsFiguresOverAllCameras) {

@@ -67,7 +67,9 @@ TEST(CheckReport, saysWhyACheckIsIncomplete) {
                 "computer can be compared, and unchecked files are not imported.\n"
                 "“CARD”: 1 interrupted import needs recovery. Automatic retry is paused to prevent "
                 "duplicates. Keep the camera originals until these imports are recovered.\n"
-                "  DCIM/c\n");
+                "  DCIM/c\n"
+                "  To import the card’s other files, set such a file aside: tolvanderctl set-aside VOLUME "
+                "FILE\n");
   EXPECT_FALSE(CheckReport::of({incomplete}).cameras.at(0).isComplete());
 
   incomplete.review.uncertain.clear();
@@ -77,6 +79,31 @@ TEST(CheckReport, saysWhyACheckIsIncomplete) {
   EXPECT_NE(report.text().find("“CARD”: 1 file still needs checking. "), std::string::npos);
   EXPECT_TRUE(
       cannotImportText(report.cameras.at(0)).starts_with("Nothing was imported. “CARD”: 1 file still"));
+}
+
+TEST(CheckReport, tellsImportsThatTheNextSyncFinishesFromPausedOnes) {
+  DeviceLibraryReview interrupted = review();
+  interrupted.review.uncertain = {file("a"), file("b"), file("c")};
+  interrupted.finishedByNextSync = {"fingerprint of a", "fingerprint of c", "of another camera"};
+  CheckReport report = CheckReport::of({interrupted});
+  EXPECT_NE(report.text().find("“CARD”: 2 imports were cut short. The next sync finishes them.\n"
+                               "“CARD”: 1 interrupted import needs recovery. "),
+            std::string::npos)
+      << report.text();
+  EXPECT_NE(report.text().find("\n  DCIM/b\n  To import"), std::string::npos) << report.text();
+  EXPECT_EQ(report.text().find("  DCIM/a\n"), std::string::npos) << report.text();
+  const std::string json = report.json({});
+  EXPECT_NE(json.find(R"("interrupted":3)"), std::string::npos) << json;
+  EXPECT_NE(json.find(R"("finishedByNextSync":["DCIM\/a","DCIM\/c"])"), std::string::npos) << json;
+  EXPECT_TRUE(cannotImportText(report.cameras.at(0)).find("1 interrupted import") != std::string::npos);
+
+  interrupted.review.uncertain = {file("a")};
+  report = CheckReport::of({interrupted});
+  EXPECT_TRUE(report.text().ends_with("“CARD”: 1 import was cut short. The next sync finishes it.\n"))
+      << report.text();
+  EXPECT_EQ(cannotImportText(report.cameras.at(0)),
+            "Nothing was imported. “CARD”: 1 import was cut short. The next sync finishes it.");
+  EXPECT_FALSE(report.cameras.at(0).isComplete());
 }
 
 TEST(CheckReport, namesWhatIsSetAside) {

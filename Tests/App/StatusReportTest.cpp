@@ -56,10 +56,18 @@ TEST(StatusReport, tellsOfPausedImportsAndOfFilesThatAreSetAside) {
   StatusReport report;
   EXPECT_EQ(report.text().find("Paused imports"), std::string::npos);
   EXPECT_EQ(report.text().find("Set aside"), std::string::npos);
-  report.pausedImports = 2;
+  report.finishedByNextSync = 2;
+  report.pausedFiles = {{.camera = "CARD", .relativePath = "DCIM/C.JPG"},
+                        {.camera = "A\nB", .relativePath = "D.JPG"}};
+  report.pausedElsewhere = 1;
   report.setAside = {"DCIM/A.JPG", "DCIM/B.JPG"};
   const std::string text = report.text();
-  EXPECT_NE(text.find("Paused imports       2 were cut short; tolvanderctl check VOLUME names the files\n"),
+  EXPECT_NE(text.find("Cut short            2 imports, which the next sync finishes\n"
+                      "Paused imports       “CARD”: DCIM/C.JPG\n"
+                      "                     “A\uFFFDB”: D.JPG\n"
+                      "                     1 file on no connected camera\n"
+                      "                     To import the card’s other files, set such a file aside: "
+                      "tolvanderctl set-aside VOLUME FILE\n"),
             std::string::npos)
       << text;
   EXPECT_NE(text.find("Set aside            DCIM/A.JPG\n                     DCIM/B.JPG\n"),
@@ -67,7 +75,11 @@ TEST(StatusReport, tellsOfPausedImportsAndOfFilesThatAreSetAside) {
       << text;
   const std::string json = report.json();
   const JSONDocument document(tests::bytesOf(json));
-  EXPECT_EQ(document.root().object().required("pausedImports").integer(), 2);
+  EXPECT_EQ(document.root().object().required("finishedByNextSync").integer(), 2);
+  EXPECT_EQ(document.root().object().required("pausedElsewhere").integer(), 1);
+  const JSONObject paused = document.root().object().required("pausedFiles").array().at(1).object();
+  EXPECT_EQ(paused.required("camera").string(), "A\nB");
+  EXPECT_EQ(paused.required("relativePath").string(), "D.JPG");
   EXPECT_EQ(document.root().object().required("setAside").array().size(), 2U);
 }
 

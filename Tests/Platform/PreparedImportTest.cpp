@@ -69,6 +69,14 @@ class PreparedImport : public testing::Test {
          }});
   }
 
+  // What is known to be prepared for the history that asks.
+  Contents prepared(const UUID& asking, const Contents& marked) const {
+    return EmbeddedPhotoLibrary(root).preparedFingerprints(
+        {.history = asking, .pendingFingerprints = marked, .isRecorded = [](const std::string&) {
+           return false;
+         }});
+  }
+
   Catalogue catalogue() const { return {root.appending("Library.sqlite"), std::chrono::seconds(5)}; }
 
   std::vector<Intent> intents() const { return catalogue().intents(); }
@@ -271,6 +279,41 @@ TEST_F(PreparedImport, isDroppedWhereTheHistoryNeverMarkedIt) {
   EXPECT_TRUE(assets().empty());
   EXPECT_TRUE(intents().empty());
   EXPECT_EQ(incomingFiles(), std::set<std::string>());
+}
+
+TEST_F(PreparedImport, isKnownBeforeItIsCompletedWhereverItsFilesAre) {
+  EXPECT_EQ(prepared(history, pending), Contents());
+  prepare();
+  EXPECT_EQ(prepared(history, pending), pending);
+  EXPECT_EQ(prepared(history, {}), Contents());
+  EXPECT_EQ(prepared(UUID::random(), pending), Contents());
+  EXPECT_EQ(intents().size(), 2U) << "nothing is changed by the look";
+  EXPECT_TRUE(assets().empty());
+  giveNames();
+  EXPECT_EQ(prepared(history, pending), pending);
+  EXPECT_TRUE(assets().empty());
+  complete(pending);
+  EXPECT_EQ(prepared(history, pending), pending);
+  EXPECT_EQ(prepared(UUID::random(), pending), pending) << "an asset holds it";
+}
+
+TEST_F(PreparedImport, isKnownNoMoreOnceItsFilesAreGoneOrAltered) {
+  prepare();
+  const Intent gone = intents().at(0);
+  fs::remove(incoming(gone).path());
+  EXPECT_EQ(prepared(history, pending), Contents{intents().at(1).original.content->sha256});
+  writeFile(incoming(intents().at(1)), "something else");
+  EXPECT_EQ(prepared(history, pending), Contents());
+}
+
+TEST_F(PreparedImport, isKnownNoMoreOnceTheAssetsOfItsContentAreGone) {
+  prepare();
+  complete(pending);
+  EmbeddedPhotoLibrary library(root);
+  for (const std::string& original : listedFiles(library)) {
+    fs::remove(original);
+  }
+  EXPECT_EQ(prepared(history, pending), Contents());
 }
 
 TEST_F(PreparedImport, isLeftToTheHistoryThatPreparedIt) {

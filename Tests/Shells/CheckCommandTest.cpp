@@ -4,12 +4,14 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Linux/PhotoLibrary/EmbeddedPhotoLibrary.h"
 #include "Tests/Shells/CommandLine.h"
 #include "Tests/Support/Bytes.h"
 #include "Tests/Support/LibraryEdits.h"
 #include "Tests/Support/SampleCard.h"
 #include "TolvanderCore/FileFingerprinter.h"
 #include "TolvanderCore/JSONReader.h"
+#include "TolvanderCore/SyncHistoryStore.h"
 
 namespace tolvander::tests {
 namespace {
@@ -37,12 +39,35 @@ class CheckCommandTest : public CommandLine {
     writeSampleCard(folder / "other", {.photos = 1, .videos = 0, .seed = 5});
     const FileURL photo = card.appending("DCIM/100CHRM/" + filename);
     fs::rename((folder / "other/DCIM/100CHRM/PICT0001.JPG").path(), photo.path());
-    std::string text = readFile(history);
-    const std::string key = "\"pendingImports\" : [";
-    const std::size_t place = text.find(key);
-    ASSERT_NE(place, std::string::npos) << text;
-    text.insert(place + key.size(), "\n    \"" + FileFingerprinter::sha256(photo) + "\"");
-    writeFile(history, text);
+    SyncHistoryStore(history).beginImport({FileFingerprinter::sha256(photo)});
+  }
+
+  // One more file on the card, whose import was cut short after the library had taken it in.
+  void prepareImport(const std::string& filename) const {
+    writeSampleCard(folder / "second", {.photos = 1, .videos = 0, .seed = 7});
+    const FileURL photo = card.appending("DCIM/100CHRM/" + filename);
+    fs::rename((folder / "second/DCIM/100CHRM/PICT0001.JPG").path(), photo.path());
+    const FileURL staged = folder / ("staged/" + filename);
+    fs::create_directory((folder / "staged").path());
+    fs::copy(photo.path(), staged.path());
+    const std::string fingerprint = FileFingerprinter::sha256(photo);
+    SyncHistoryStore store(history);
+    platform::linux_::EmbeddedPhotoLibrary(library).prepareImport(
+        {.history = store.identity(),
+         .files = {{.file = staged, .creationDate = {}, .fingerprint = fingerprint}},
+         .albumIdentifier = {}});
+    store.beginPreparedImport({{.sourceFile = {.url = photo,
+                                               .volumeURL = card,
+                                               .relativePath = "DCIM/100CHRM/" + filename,
+                                               .filename = filename,
+                                               .byteCount = 1,
+                                               .modifiedAt = {}},
+                                .importURL = staged,
+                                .sourceFingerprint = fingerprint,
+                                .mediaPayloadFingerprint = {},
+                                .processedFingerprint = fingerprint,
+                                .processingVersion = {},
+                                .captureDate = {}}});
   }
 
   std::string libraryText() const { return run({"library"}).output; }
@@ -150,6 +175,48 @@ TEST_F(CheckCommandTest, isIncompleteWhereAnImportWasCutShort) {
       << restored.errors;
   EXPECT_EQ(run({"remember"}).status, 3);
   EXPECT_TRUE(contains(libraryText(), "\n1 photo,")) << libraryText();
+}
+
+TEST_F(CheckCommandTest, tellsWhatTheNextSyncFinishesFromWhatStaysPausedAsStatusDoes) {
+  syncCard(2);
+  prepareImport("PICT0008.JPG");
+  const ToolResult cutShort = run({"check"});
+  EXPECT_EQ(cutShort.status, 3) << cutShort.errors;
+  EXPECT_TRUE(cutShort.output.ends_with("“CARD”: 1 import was cut short. The next sync finishes it.\n"))
+      << cutShort.output;
+  EXPECT_TRUE(contains(run({"status"}).output,
+                       "\nCut short            1 import, which the next sync finishes\n"
+                       "Last sync "));
+
+  beginImport("PICT0009.JPG");
+  const std::string paused = "DCIM/100CHRM/PICT0009.JPG\n";
+  const std::string checked = run({"check"}).output;
+  EXPECT_TRUE(contains(checked,
+                       "“CARD”: 1 import was cut short. The next sync finishes it.\n"
+                       "“CARD”: 1 interrupted import needs recovery. "))
+      << checked;
+  EXPECT_TRUE(
+      contains(checked, "\n  " + paused + "  To import the card’s other files, set such a file aside: "))
+      << checked;
+  const std::string status = run({"status"}).output;
+  EXPECT_TRUE(contains(status, "Paused imports       “CARD”: " + paused +
+                                   "                     To import the card’s other files, set such a file "
+                                   "aside: tolvanderctl set-aside VOLUME FILE\n"))
+      << status;
+  const std::string json = run({"--json", "status"}).output;
+  EXPECT_EQ(JSONDocument(bytesOf(json)).root().object().required("finishedByNextSync").integer(), 1);
+
+  fs::rename(card.path(), (folder / "AWAY").path());
+  const std::string away = run({"status"}).output;
+  EXPECT_TRUE(contains(away, "Paused imports       1 file on no connected camera\n")) << away;
+  fs::rename((folder / "AWAY").path(), card.path());
+
+  EXPECT_EQ(run({"set-aside", card.path(), "PICT0009.JPG"}).status, 0);
+  EXPECT_FALSE(contains(run({"status"}).output, "Paused imports"));
+  const ToolResult synced = run({"sync"});
+  EXPECT_EQ(synced.status, 0) << synced.errors;
+  EXPECT_TRUE(contains(libraryText(), "\n3 photos,")) << libraryText();
+  EXPECT_FALSE(contains(run({"status"}).output, "Cut short"));
 }
 
 TEST_F(CheckCommandTest, looksOnlyAtTheCamerasThatAreNamed) {

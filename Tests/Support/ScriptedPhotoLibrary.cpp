@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <list>
 #include <memory>
 #include <span>
@@ -474,6 +475,32 @@ PhotosAuthorizationStatus ScriptedPhotoLibrary::authorizationStatus() {
     authorization_.pop_front();
   }
   return answer;
+}
+
+void ScriptedPhotoLibrary::setPreparedFingerprints(std::set<std::string> fingerprints) {
+  const std::lock_guard lock(mutex_);
+  preparedFingerprints_ = std::move(fingerprints);
+}
+
+std::vector<std::set<std::string>> ScriptedPhotoLibrary::completions() const {
+  const std::lock_guard lock(mutex_);
+  return completions_;
+}
+
+std::vector<app::PhotosHeldContent> ScriptedPhotoLibrary::completeImports(
+    const app::PhotosInterruptedImports& imports) {
+  const std::lock_guard lock(mutex_);
+  completions_.push_back(imports.pendingFingerprints);
+  return {};
+}
+
+std::set<std::string> ScriptedPhotoLibrary::preparedFingerprints(
+    const app::PhotosInterruptedImports& imports) {
+  const std::lock_guard lock(mutex_);
+  std::set<std::string> found;
+  std::ranges::set_intersection(preparedFingerprints_, imports.pendingFingerprints,
+                                std::inserter(found, found.end()));
+  return found;
 }
 
 void ScriptedPhotoLibrary::requestAuthorization(std::function<void(PhotosAuthorizationStatus)> handler) {

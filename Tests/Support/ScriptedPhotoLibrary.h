@@ -90,12 +90,15 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
   void proveOnlyBy(const std::string& localIdentifier, const std::string& sha256);
   // Runs on the asking thread before each proof, holding no lock.
   void beforeEachProof(std::function<void()> function);
+  // Files of these contents wait for interrupted imports to be completed.
+  void setPreparedFingerprints(std::set<std::string> fingerprints);
   // Reads of this asset's resources are answered by `read`.
   void answerReads(const std::string& assetIdentifier, Read read);
 
   // What it was asked so far.
   std::size_t authorizationQuestions() const;
   std::size_t changeCount() const;
+  std::vector<std::set<std::string>> completions() const;  // the fingerprints that were marked at each
   std::vector<Creation> creations() const;
   std::vector<std::vector<std::string>> albumAdditions() const;
   std::vector<app::PhotosFetchOptions> fetches() const;
@@ -111,6 +114,8 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
   app::PhotosAuthorizationStatus authorizationStatus() override;
   void requestAuthorization(std::function<void(app::PhotosAuthorizationStatus)> handler) override;
   std::exception_ptr requestFailure() override { return requestFailure_; }
+  std::vector<app::PhotosHeldContent> completeImports(const app::PhotosInterruptedImports& imports) override;
+  std::set<std::string> preparedFingerprints(const app::PhotosInterruptedImports& imports) override;
   void performChanges(ChangeBlock block, ChangeCompletion completion) override;
   std::vector<app::PhotosAsset> fetchAssets(const app::PhotosFetchOptions& options) override;
   std::vector<app::PhotosAsset> fetchAssets(const std::vector<std::string>& localIdentifiers) override;
@@ -190,6 +195,8 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
 
   std::size_t authorizationQuestions_ = 0;
   std::size_t changeCount_ = 0;
+  std::set<std::string> preparedFingerprints_;
+  std::vector<std::set<std::string>> completions_;
   std::vector<Creation> creations_;
   std::vector<std::vector<std::string>> albumAdditions_;
   std::vector<app::PhotosFetchOptions> fetches_;

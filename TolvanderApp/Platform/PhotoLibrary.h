@@ -191,6 +191,13 @@ class PhotoLibrary {
     return {};
   }
 
+  // Optional: those of the marked fingerprints whose prepared files completeImports would complete, or that
+  // an asset holds already, as far as can be seen now. Changes nothing. Blocks. Throws PhotosPlatformError. A
+  // library that can't prepare knows of none.
+  virtual std::set<std::string> preparedFingerprints(const PhotosInterruptedImports& /*imports*/) {
+    return {};
+  }
+
   // Returns at once. A block that throws ends the change with nothing done, and the completion gets what it
   // threw.
   virtual void performChanges(ChangeBlock block, ChangeCompletion completion) = 0;

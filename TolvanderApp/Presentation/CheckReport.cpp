@@ -5,6 +5,7 @@
 #include <iterator>
 #include <string_view>
 
+#include "TolvanderApp/Presentation/SetAsideReport.h"
 #include "TolvanderApp/Presentation/SyncReport.h"
 #include "TolvanderApp/Presentation/Wording.h"
 #include "TolvanderCore/JSONWriter.h"
@@ -37,6 +38,14 @@ std::int64_t likelyDuplicates(const CameraLibraryReview& review) {
   });
 }
 
+CheckReport::Paths finishedByNextSync(const DeviceLibraryReview& entry) {
+  std::vector<FingerprintedMediaFile> files = entry.review.uncertain;
+  std::erase_if(files, [&](const FingerprintedMediaFile& file) {
+    return !entry.finishedByNextSync.contains(file.sourceFingerprint);
+  });
+  return pathsOf(files);
+}
+
 CheckReport::Camera cameraOf(const DeviceLibraryReview& entry) {
   const CameraLibraryReview& review = entry.review;
   return {.volumeURL = entry.device.volumeURL,
@@ -48,6 +57,7 @@ CheckReport::Camera cameraOf(const DeviceLibraryReview& entry) {
           .newFiles = pathsOf(review.newFiles),
           .needReview = pathsOf(review.unchecked),
           .interrupted = pathsOf(review.uncertain),
+          .finishedByNextSync = finishedByNextSync(entry),
           .setAside = entry.setAside,
           .reachedLimits = review.budgetExceeded};
 }
@@ -88,9 +98,15 @@ std::string needReviewText(const CheckReport::Camera& camera) {
          ". Only originals available on this computer can be compared, and unchecked files are not imported.";
 }
 
-std::string interruptedText(const CheckReport::Camera& camera) {
+std::string finishedText(const CheckReport::Camera& camera) {
   return "“" + printable(camera.name) + "”: " +
-         counted(countOf(camera.interrupted), "interrupted import needs recovery",
+         counted(countOf(camera.finishedByNextSync), "import was cut short", "imports were cut short") +
+         ". The next sync finishes " + (camera.finishedByNextSync.size() == 1 ? "it." : "them.");
+}
+
+std::string pausedText(const CheckReport::Camera& camera) {
+  return "“" + printable(camera.name) + "”: " +
+         counted(countOf(camera.paused()), "interrupted import needs recovery",
                  "interrupted imports need recovery") +
          ". Automatic retry is paused to prevent duplicates. Keep the camera originals until these imports "
          "are recovered.";
@@ -122,12 +138,21 @@ void write(JSONWriter& writer, const CheckReport::Camera& camera) {
   writePaths(writer, "new", camera.newFiles);
   writePaths(writer, "needReview", camera.needReview);
   writePaths(writer, "interrupted", camera.interrupted);
+  writePaths(writer, "finishedByNextSync", camera.finishedByNextSync);
   writePaths(writer, "setAside", camera.setAside);
   writer.endObject();
   writer.endObject();
 }
 
 }  // namespace
+
+CheckReport::Paths CheckReport::Camera::paused() const {
+  Paths paths = interrupted;
+  std::erase_if(paths, [&](const std::string& path) {
+    return std::ranges::find(finishedByNextSync, path) != finishedByNextSync.end();
+  });
+  return paths;
+}
 
 std::int64_t CheckReport::Camera::importable() const { return countOf(missing) + countOf(newFiles); }
 
@@ -149,11 +174,15 @@ std::string CheckReport::text() const {
     if (!camera.needReview.empty()) {
       text += needReviewText(camera) + "\n";
     }
-    if (!camera.interrupted.empty()) {
-      text += interruptedText(camera) + "\n";
-      for (const std::string& path : camera.interrupted) {
+    if (!camera.finishedByNextSync.empty()) {
+      text += finishedText(camera) + "\n";
+    }
+    if (const CheckReport::Paths paused = camera.paused(); !paused.empty()) {
+      text += pausedText(camera) + "\n";
+      for (const std::string& path : paused) {
         text += "  " + printable(path) + "\n";
       }
+      text += "  " + setAsideAdvice() + "\n";
     }
     text += setAsideLine(camera.name, camera.setAside);
   }
@@ -179,8 +208,10 @@ std::string CheckReport::json(const RunResult& result, std::int64_t imported) co
 }
 
 std::string cannotImportText(const CheckReport::Camera& camera) {
-  return "Nothing was imported. " +
-         (camera.interrupted.empty() ? needReviewText(camera) : interruptedText(camera));
+  if (camera.interrupted.empty()) {
+    return "Nothing was imported. " + needReviewText(camera);
+  }
+  return "Nothing was imported. " + (camera.paused().empty() ? finishedText(camera) : pausedText(camera));
 }
 
 std::string nothingImportedText() { return "Nothing was imported."; }

@@ -44,4 +44,8 @@ std::string notSetAsideText(const std::string& name) {
   return "“" + printable(name) + "” is not set aside. tolvanderctl set-aside --list shows what is.";
 }
 
+std::string setAsideAdvice() {
+  return "To import the card’s other files, set such a file aside: tolvanderctl set-aside VOLUME FILE";
+}
+
 }  // namespace tolvander::app

@@ -17,4 +17,7 @@ std::string setAsideJSON(const SetAsideFiles& files);
 std::string noSuchMediaFileText(const std::string& name);
 std::string notSetAsideText(const std::string& name);
 
+// How the files that hold up a card are left out.
+std::string setAsideAdvice();
+
 }  // namespace tolvander::app

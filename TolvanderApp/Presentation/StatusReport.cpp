@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "TolvanderApp/Presentation/SetAsideReport.h"
 #include "TolvanderApp/Presentation/Wording.h"
 #include "TolvanderCore/ISO8601.h"
 #include "TolvanderCore/JSONWriter.h"
@@ -53,6 +54,25 @@ std::string lastSyncText(const LastSyncReceipt& receipt) {
          printable(receipt.deviceName) + "”";
 }
 
+// Nothing where no import is paused.
+std::string pausedText(const StatusReport& report) {
+  std::vector<std::string> lines;
+  for (const StatusReport::PausedFile& file : report.pausedFiles) {
+    lines.push_back("“" + printable(file.camera) + "”: " + printable(file.relativePath));
+  }
+  if (report.pausedElsewhere > 0) {
+    lines.push_back(counted(report.pausedElsewhere, "file", "files") + " on no connected camera");
+  }
+  if (!lines.empty()) {
+    lines.push_back(setAsideAdvice());
+  }
+  std::string text;
+  for (const std::string& line : lines) {
+    text += factLine(text.empty() ? "Paused imports" : "", line);
+  }
+  return text;
+}
+
 std::string yesOrNo(bool value) { return value ? "yes" : "no"; }
 
 void write(JSONWriter& writer, const LastSyncReceipt& receipt) {
@@ -75,6 +95,17 @@ void write(JSONWriter& writer, const std::vector<std::string>& texts) {
   writer.beginArray();
   for (const std::string& text : texts) {
     writer.string(text);
+  }
+  writer.endArray();
+}
+
+void write(JSONWriter& writer, const std::vector<StatusReport::PausedFile>& files) {
+  writer.beginArray();
+  for (const StatusReport::PausedFile& file : files) {
+    writer.beginObject();
+    writer.string("camera", file.camera);
+    writer.string("relativePath", file.relativePath);
+    writer.endObject();
   }
   writer.endArray();
 }
@@ -111,10 +142,11 @@ std::string StatusReport::text() const {
                                                      .videos = history->uniqueVideoCount}
                                              .description()
                                        : "the import history cannot be read");
-  if (pausedImports > 0) {
-    text += factLine("Paused imports", std::to_string(pausedImports) +
-                                           " were cut short; tolvanderctl check VOLUME names the files");
+  if (finishedByNextSync > 0) {
+    text += factLine("Cut short", counted(finishedByNextSync, "import, which", "imports, which") +
+                                      " the next sync finishes");
   }
+  text += pausedText(*this);
   for (std::size_t index = 0; index < setAside.size(); ++index) {
     text += factLine(index == 0 ? "Set aside" : "", printable(setAside[index]));
   }
@@ -140,7 +172,10 @@ std::string StatusReport::json() const {
     writer.integer("savedCameras", static_cast<std::int64_t>(cameras.cameras.size()));
     writer.integer("connectedCameras", connected);
     writeOptional(writer, "history", history);
-    writer.integer("pausedImports", pausedImports);
+    writer.integer("finishedByNextSync", finishedByNextSync);
+    writer.key("pausedFiles");
+    write(writer, pausedFiles);
+    writer.integer("pausedElsewhere", pausedElsewhere);
     writer.key("setAside");
     write(writer, setAside);
     writeOptional(writer, "lastSync", lastSync);

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "Platform/Linux/PhotoLibrary/ChangeRecorder.h"
+#include "Platform/Linux/PhotoLibrary/InterruptedImports.h"
 #include "Platform/Linux/PhotoLibrary/LibraryErrors.h"
 #include "Platform/Linux/PhotoLibrary/LibraryVerifier.h"
 #include "Platform/Linux/PhotoLibrary/OriginalContent.h"
@@ -88,6 +89,11 @@ std::vector<app::PhotosHeldContent> EmbeddedPhotoLibrary::completeImports(
     requireAccess();
     return writer_.complete(imports);
   });
+}
+
+std::set<std::string> EmbeddedPhotoLibrary::preparedFingerprints(
+    const app::PhotosInterruptedImports& imports) {
+  return withLibraryErrors([&] { return InterruptedImports(folder_, *catalogue()).completable(imports); });
 }
 
 PhotosAuthorizationStatus EmbeddedPhotoLibrary::makeLibrary() {

@@ -59,6 +59,7 @@ class EmbeddedPhotoLibrary final : public app::PhotoLibrary {
   void requestAuthorization(std::function<void(app::PhotosAuthorizationStatus)> handler) override;
   void prepareImport(const app::PhotosImportPreparation& preparation) override;
   std::vector<app::PhotosHeldContent> completeImports(const app::PhotosInterruptedImports& imports) override;
+  std::set<std::string> preparedFingerprints(const app::PhotosInterruptedImports& imports) override;
   std::exception_ptr requestFailure() override;
   void performChanges(ChangeBlock block, ChangeCompletion completion) override;
 

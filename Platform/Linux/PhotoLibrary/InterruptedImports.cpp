@@ -26,12 +26,12 @@ bool InterruptedImports::isOf(const UUID& history, const Intent& intent) {
   return intent.history == history.text() && isIncomingName(intent.temporaryName) && intent.original.content;
 }
 
-void InterruptedImports::complete(const app::PhotosInterruptedImports& imports) {
+void InterruptedImports::complete(const app::PhotosInterruptedImports& imports, const LibraryLock& lock) {
   for (const Intent& intent : catalogue_->intents()) {
     if (!isOf(imports.history, intent)) {
       continue;
     }
-    lock_->requireHeld();
+    lock.requireHeld();
     const std::string& sha256 = intent.original.content->sha256;
     if (imports.pendingFingerprints.contains(sha256) || imports.isRecorded(sha256)) {
       completeOne(intent);
@@ -39,6 +39,23 @@ void InterruptedImports::complete(const app::PhotosInterruptedImports& imports) 
       drop(intent);
     }
   }
+}
+
+std::set<std::string> InterruptedImports::completable(const app::PhotosInterruptedImports& imports) {
+  std::set<std::string> found;
+  for (const std::string& fingerprint : imports.pendingFingerprints) {
+    if (isHeld(fingerprint)) {
+      found.insert(fingerprint);
+    }
+  }
+  for (const Intent& intent : catalogue_->intents()) {
+    const bool isMarked = isOf(imports.history, intent) &&
+                          imports.pendingFingerprints.contains(intent.original.content->sha256);
+    if (isMarked && (waits(intent) || hasItsName(intent))) {
+      found.insert(intent.original.content->sha256);
+    }
+  }
+  return found;
 }
 
 // One that has its name may wait as well: as a copy, of which the other one isn't removed yet.

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <set>
+#include <string>
+
 #include "Platform/Linux/PhotoLibrary/Catalogue.h"
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
 #include "Platform/Linux/PhotoLibrary/LibraryLock.h"
@@ -7,12 +10,11 @@
 
 namespace tolvander::platform::linux_ {
 
-// Completes or drops what the imports of one history have left prepared. Needs the library's lock; one object
-// for one call of the history.
+// What the imports of one history have left prepared. One object for one call of the history.
 class InterruptedImports {
  public:
-  InterruptedImports(const LibraryFolder& folder, Catalogue& catalogue, const LibraryLock& lock)
-      : folder_(&folder), catalogue_(&catalogue), lock_(&lock) {}
+  InterruptedImports(const LibraryFolder& folder, Catalogue& catalogue)
+      : folder_(&folder), catalogue_(&catalogue) {}
 
   // Each file that the history has marked or recorded becomes an original, after its content was compared.
   // It is looked for where it waits, and under the name that it was to get. One whose content an original has
@@ -23,8 +25,12 @@ class InterruptedImports {
   // has its name. Everything else is left.
   //
   // What can't be completed now is left for the next time. Throws PosixError, DatabaseError, and
-  // PhotosPlatformError where the lock is no longer held.
-  void complete(const app::PhotosInterruptedImports& imports);
+  // PhotosPlatformError where the library's lock is no longer held.
+  void complete(const app::PhotosInterruptedImports& imports, const LibraryLock& lock);
+
+  // Those of the marked fingerprints that an original has, or that `complete` would make one of. Changes
+  // nothing and needs no lock. Throws DatabaseError.
+  std::set<std::string> completable(const app::PhotosInterruptedImports& imports);
 
   // Whether an intent is one of that history.
   static bool isOf(const UUID& history, const Intent& intent);
@@ -41,7 +47,6 @@ class InterruptedImports {
 
   const LibraryFolder* folder_;
   Catalogue* catalogue_;
-  const LibraryLock* lock_;
 };
 
 }  // namespace tolvander::platform::linux_

@@ -136,7 +136,7 @@ std::vector<app::PhotosHeldContent> LibraryWriter::complete(
     const LibraryLock lock(folder_, patience_);
     const CataloguePool::Lease catalogue = catalogues_->takeForChange(lock);
     requireOriginals(*catalogue);
-    InterruptedImports(folder_, *catalogue, lock).complete(imports);
+    InterruptedImports(folder_, *catalogue).complete(imports, lock);
   }
   const CataloguePool::Lease catalogue = catalogues_->take();
   std::vector<app::PhotosHeldContent> held;
