@@ -243,6 +243,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
 
   // Sync session (AppModelSyncSession.cpp)
   Task<> performSyncAllConnected(bool notifyWhenStarting);
+  Task<> completeInterruptedImports();
   Task<> syncMountedVolumes(bool notifyWhenStarting);
   Task<> lookForVolumesAndSync();
   Task<> synchronize(FoundCamera camera, bool notifyWhenStarting);

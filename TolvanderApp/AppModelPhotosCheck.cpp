@@ -82,6 +82,10 @@ Task<> AppModel::runCheck(CheckPurpose purpose) {
 Task<> AppModel::reviewConnectedCameras(CheckPurpose purpose) {
   auto current = currentToken();
   const CancellationToken token = co_await current;
+  if (purpose == CheckPurpose::beforeChange) {
+    auto completing = completeInterruptedImports();
+    co_await completing;
+  }
   refreshSecurityScopedAccess();
   for (const auto& url : CameraVolumeDiscovery::mountedURLs(platform_.volumes)) {
     auto detecting = detectConnectedCamera(url, settings().authorizedDeviceProfiles());

@@ -173,7 +173,22 @@ Task<> AppModel::performSyncAllConnected(bool notifyWhenStarting) {
   startDeferredEject();
 }
 
+// Also where no camera is connected. What fails is shown by the run of a camera, which asks again.
+Task<> AppModel::completeInterruptedImports() {
+  auto completing = background([photos = photos_, history = services_.history] {
+    if (history->knownIdentity()) {  // nothing was prepared before it was made
+      completeImports(*photos, *history);
+    }
+  });
+  try {
+    co_await completing;
+  } catch (const std::exception&) {
+  }
+}
+
 Task<> AppModel::syncMountedVolumes(bool notifyWhenStarting) {
+  auto completing = completeInterruptedImports();
+  co_await completing;
   refreshSecurityScopedAccess();
   bool foundDevice = false;
   for (const auto& url : CameraVolumeDiscovery::mountedURLs(platform_.volumes)) {

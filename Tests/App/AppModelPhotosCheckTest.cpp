@@ -96,6 +96,33 @@ TEST_F(AppModelPhotosCheckTest, tellsWhatIsThereAndWhatIsNotWithoutImporting) {
   expectNoFailure("Camera check finished");
 }
 
+TEST_F(AppModelPhotosCheckTest, completesInterruptedImportsBeforeAChangeAndNotForALook) {
+  const Camera camera = plugInCharmera(1);
+  launch();
+  world.history().identity();
+  check();
+  EXPECT_TRUE(world.photoLibrary.completions().empty());
+  const auto completesBy = [&](const std::function<void()>& command) {
+    const std::size_t before = world.photoLibrary.completions().size();
+    run(command);
+    return world.photoLibrary.completions().size() > before;
+  };
+  const auto checkBeforeChange = [&] {
+    model().verifyCameraInPhotos(app::AppModel::CheckPurpose::beforeChange);
+  };
+  EXPECT_TRUE(completesBy(checkBeforeChange));
+  EXPECT_TRUE(completesBy([&] { model().rememberVerifiedMatches(review()); }));
+  EXPECT_TRUE(completesBy([&] {
+    world.dialogs.answers = {0};
+    model().restoreMissingImports(review());
+  }));
+  EXPECT_EQ(world.photoLibrary.creations().size(), 1U) << "the one that was missing";
+  EXPECT_TRUE(completesBy([&] { begin(model().syncAllConnected(false)); }));
+  world.unmount(camera);
+  EXPECT_TRUE(completesBy(checkBeforeChange)) << "also without a camera";
+  EXPECT_TRUE(completesBy([&] { begin(model().syncAllConnected(false)); })) << "also without a camera";
+}
+
 TEST_F(AppModelPhotosCheckTest, remembersWithoutTheSyncThatWasAskedForWhileAnotherOneWasStopped) {
   plugInCharmera(1);
   launch();

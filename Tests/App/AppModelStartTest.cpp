@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,22 @@ class AppModelStart : public testing::Test {
     world.mount(camera);
     world.completeSetup();
     world.launch();
+  }
+
+  // Staged, and about to be given to the library.
+  static PreparedMediaFile preparedFile(const std::string& source, const std::string& processed) {
+    return {.sourceFile = {.url = FileURL("/CARD/A.JPG"),
+                           .volumeURL = FileURL("/CARD"),
+                           .relativePath = "A.JPG",
+                           .filename = "A.JPG",
+                           .byteCount = 1,
+                           .modifiedAt = {}},
+            .importURL = FileURL("/staging/A.JPG"),
+            .sourceFingerprint = source,
+            .mediaPayloadFingerprint = {},
+            .processedFingerprint = processed,
+            .processingVersion = {},
+            .captureDate = {}};
   }
 
   AppModelWorld world;
@@ -165,6 +182,44 @@ TEST_F(AppModelStart, syncsNothingWhileSetupIsUnfinished) {
   world.start(AppModel::FirstSync::whenSetupIsComplete);
   EXPECT_EQ(world.photoLibrary.creations().size(), 0U);
 }
+
+// MARK: Imports that were cut short
+
+TEST_F(AppModelStart, completesInterruptedImportsAlsoWithoutACamera) {
+  makeReady();
+  world.unmount(camera);
+  world.history().identity();
+  world.history().beginPreparedImport({preparedFile("source", "content")});
+  for (std::size_t launches = 1; launches <= 2; ++launches) {  // the second one reads the history anew
+    world.start(AppModel::FirstSync::whenSetupIsComplete);
+    ASSERT_EQ(world.photoLibrary.completions().size(), launches);
+    EXPECT_EQ(world.photoLibrary.completions().back(), std::set<std::string>{"content"});
+    EXPECT_EQ(*world.model().lastError, std::nullopt);
+    world.launch();
+  }
+}
+
+TEST_F(AppModelStart, completesNothingForAHistoryThatPreparedNothing) {
+  makeReady();
+  world.unmount(camera);
+  world.start(AppModel::FirstSync::whenSetupIsComplete);
+  EXPECT_TRUE(world.photoLibrary.completions().empty());
+  EXPECT_FALSE(std::filesystem::exists(world.folder.url().appending("history.id").path()));
+}
+
+TEST_F(AppModelStart, completesNothingWhileSetupIsUnfinishedOrWhereItIsNotToSync) {
+  world.remember(camera);
+  world.mount(camera);
+  world.launch();
+  world.history().identity();
+  world.start(AppModel::FirstSync::whenSetupIsComplete);
+  world.completeSetup();
+  world.launch();
+  world.start(AppModel::FirstSync::later);
+  EXPECT_TRUE(world.photoLibrary.completions().empty());
+}
+
+// MARK: What the screens show
 
 TEST_F(AppModelStart, readsEverythingThatTheScreensShow) {
   makeReady();

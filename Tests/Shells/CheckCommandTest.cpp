@@ -219,6 +219,15 @@ TEST_F(CheckCommandTest, tellsWhatTheNextSyncFinishesFromWhatStaysPausedAsStatus
   EXPECT_FALSE(contains(run({"status"}).output, "Cut short"));
 }
 
+// The library is looked at alone, since the camera is away.
+TEST_F(CheckCommandTest, aSyncFinishesWhatWasCutShortAlsoWithoutTheCamera) {
+  syncCard(2);
+  prepareImport("PICT0008.JPG");
+  fs::rename(card.path(), (folder / "AWAY").path());
+  EXPECT_EQ(run({"sync"}).status, 5);
+  EXPECT_TRUE(contains(libraryText(), "\n3 photos,")) << libraryText();
+}
+
 TEST_F(CheckCommandTest, looksOnlyAtTheCamerasThatAreNamed) {
   syncCard(1);
   const FileURL other = folder / "OTHER";
