@@ -42,6 +42,9 @@ BudgetedReads::BudgetedReads(const std::vector<Candidate>& candidates, const Rec
   for (const Candidate& candidate : candidates) {
     const auto index = static_cast<std::uint32_t>(resources_.size());
     resources_.push_back(firstWithId.try_emplace(candidate.id, index).first->second);
+    if (candidate.identity && resources_.back() == index) {
+      store(index, ReadResult::available(*candidate.identity, 0));
+    }
   }
 }
 

@@ -16,7 +16,8 @@
 namespace tolvander {
 
 // The reads of one search: each resource at most once, and none beyond the policy's bounds on reads, bytes
-// and time. The time begins when this is made. What it is made of must outlive it.
+// and time. A candidate of known identity has its result from the beginning. The time begins when this is
+// made. What it is made of must outlive it.
 class BudgetedReads {
  public:
   using Candidate = OfflinePhotoRecognizer::Candidate;

@@ -41,6 +41,9 @@ CandidateNeighbourhood::CandidateNeighbourhood(
   listed_.reserve(candidates.size());
   ascending_.reserve(candidates.size());
   for (CandidateIndex index = 0; index < candidates.size(); ++index) {
+    if (candidates[index].identity) {
+      continue;
+    }
     const std::optional<Date>& date = candidates[index].creationDate;
     listed_.push_back({date.value_or(Date()), index, names.nameOf(index)});
     if (date) {
@@ -74,6 +77,9 @@ Neighbours CandidateNeighbourhood::around(const std::vector<Date>& dates,
     neighbours.add(from(date, latest), date);
   }
   for (const CandidateIndex namesake : names_.named(ownName)) {
+    if (candidates_[namesake].identity) {
+      continue;
+    }
     const std::optional<Date>& created = candidates_[namesake].creationDate;
     const auto isNear = [&](Date date) {
       return distanceBetween(*created, date) <= RecognitionPolicy::searchSpan;
@@ -88,7 +94,9 @@ Neighbours CandidateNeighbourhood::around(const std::vector<Date>& dates,
 Neighbours CandidateNeighbourhood::all(NamedCandidates::Name ownName) const {
   Neighbours neighbours(candidates_, ownName);
   neighbours.add(listed_, Date());
-  neighbours.count_ -= names_.named(ownName).size();
+  const auto namesakes = names_.named(ownName);
+  neighbours.count_ -= static_cast<std::size_t>(std::ranges::count_if(
+      namesakes, [&](CandidateIndex namesake) { return !candidates_[namesake].identity; }));
   return neighbours;
 }
 

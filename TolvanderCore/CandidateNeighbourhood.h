@@ -61,7 +61,8 @@ class Neighbours {
   std::size_t count_ = 0;
 };
 
-// The candidates of a search by their dates. What it is made of must outlive it.
+// The candidates of a search by their dates, without those of known identity. What it is made of must outlive
+// it.
 class CandidateNeighbourhood {
  public:
   CandidateNeighbourhood(const std::vector<OfflinePhotoRecognizer::Candidate>& candidates,

@@ -60,6 +60,10 @@ class CharmeraMediaProcessor {
                                              std::optional<Date> sourceModificationDate,
                                              const TimeZone& timeZone);
 
+  // What the fingerprint of a JPEG's picture begins with. Those of earlier versions began otherwise and can't
+  // be compared with it.
+  static constexpr std::string_view jpegPayloadScheme = "jpeg-v2:";
+
   // The fingerprint of the bytes that make a JPEG's picture, which its metadata doesn't change: "jpeg-v2:"
   // and a SHA-256. Throws MediaProcessingError malformedJPEG, and CancellationError as above.
   static std::string jpegMediaPayloadFingerprint(std::span<const std::byte> data,

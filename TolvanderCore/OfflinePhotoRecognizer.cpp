@@ -1,7 +1,10 @@
 #include "TolvanderCore/OfflinePhotoRecognizer.h"
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 
 #include "TolvanderCore/BudgetedReads.h"
@@ -59,6 +62,47 @@ bool identityAgrees(const FingerprintedMediaFile& file, const Identity& identity
          (file.mediaPayloadFingerprint && file.mediaPayloadFingerprint == identity.mediaPayloadFingerprint);
 }
 
+// The candidates of known identity by what identifies them. Of several with the same content the first one
+// counts. `candidates` must outlive it.
+class KnownCandidates {
+ public:
+  explicit KnownCandidates(const std::vector<Candidate>& candidates) {
+    for (const Candidate& candidate : candidates) {
+      if (!candidate.identity) {
+        continue;
+      }
+      bySource_.try_emplace(candidate.identity->sourceFingerprint, &candidate);
+      if (candidate.identity->mediaPayloadFingerprint) {
+        byPayload_.try_emplace(*candidate.identity->mediaPayloadFingerprint, &candidate);
+      }
+    }
+  }
+
+  // Null where none has one of the file's identities.
+  const Candidate* find(const FingerprintedMediaFile& file) const {
+    if (file.pendingProcessedFingerprint) {
+      if (const Candidate* known = find(bySource_, *file.pendingProcessedFingerprint)) {
+        return known;
+      }
+    }
+    if (const Candidate* known = find(bySource_, file.sourceFingerprint)) {
+      return known;
+    }
+    return file.mediaPayloadFingerprint ? find(byPayload_, *file.mediaPayloadFingerprint) : nullptr;
+  }
+
+ private:
+  using Map = std::unordered_map<std::string_view, const Candidate*>;
+
+  static const Candidate* find(const Map& map, std::string_view fingerprint) {
+    const auto found = map.find(fingerprint);
+    return found == map.end() ? nullptr : found->second;
+  }
+
+  Map bySource_;
+  Map byPayload_;
+};
+
 class Search {
  public:
   Search(const std::vector<FingerprintedMediaFile>& files, const std::vector<Candidate>& candidates,
@@ -70,6 +114,7 @@ class Search {
         broader_(broader),
         token_(token),
         names_(candidates),
+        known_(candidates),
         reads_(candidates, policy, now, read) {}
 
   LibraryReconciliation run(const std::set<std::string>& truncatedSources) {
@@ -80,14 +125,14 @@ class Search {
       }
     }
     for (const FingerprintedMediaFile& file : files_) {
-      search(file, &Search::isSettledByNamesakes);
+      search(file, &Search::isSettledByKnownContentOrNamesakes);
     }
     for (const FingerprintedMediaFile& file : files_) {
       search(file, &Search::isSettledByNeighbours);
     }
-    result_.budgetExceeded =
-        std::any_of(result_.unchecked.begin(), result_.unchecked.end(),
-                    [this](const std::string& source) { return budgetBlocked_.contains(source); });
+    std::ranges::set_intersection(result_.unchecked, budgetBlocked_,
+                                  std::inserter(result_.limited, result_.limited.end()));
+    result_.budgetExceeded = !result_.limited.empty();
     return std::move(result_);
   }
 
@@ -117,7 +162,26 @@ class Search {
     }
   }
 
-  bool isSettledByNamesakes(Wanted& wanted) {
+  bool isSettledByKnownContent(const FingerprintedMediaFile& file) {
+    const Candidate* const known = known_.find(file);
+    if (known == nullptr) {
+      return false;
+    }
+    recordMatch(file, known->assetIdentifier, *known->identity);
+    return true;
+  }
+
+  void recordMatch(const FingerprintedMediaFile& file, const std::string& assetIdentifier,
+                   const Identity& identity) {
+    result_.matches[file.sourceFingerprint] = {.assetIdentifier = assetIdentifier,
+                                               .resourceFingerprint = identity.sourceFingerprint,
+                                               .mediaPayloadFingerprint = identity.mediaPayloadFingerprint};
+  }
+
+  bool isSettledByKnownContentOrNamesakes(Wanted& wanted) {
+    if (isSettledByKnownContent(wanted.file)) {
+      return true;
+    }
     const auto namesakes = names_.named(wanted.name);
     return std::any_of(namesakes.begin(), namesakes.end(),
                        [&](CandidateIndex namesake) { return isSettledBy(namesake, wanted); });
@@ -206,10 +270,7 @@ class Search {
     const ReadResult* const result = reads_.result(index);
     if (result != nullptr && result->kind == ReadResult::Case::available &&
         identityAgrees(wanted.file, result->identity)) {
-      result_.matches[wanted.file.sourceFingerprint] = {
-          .assetIdentifier = candidate.assetIdentifier,
-          .resourceFingerprint = result->identity.sourceFingerprint,
-          .mediaPayloadFingerprint = result->identity.mediaPayloadFingerprint};
+      recordMatch(wanted.file, candidate.assetIdentifier, result->identity);
       return true;
     }
     if (metadataAgrees(wanted, index)) {
@@ -256,6 +317,7 @@ class Search {
   const bool broader_;
   const CancellationToken& token_;
   NamedCandidates names_;
+  KnownCandidates known_;
   BudgetedReads reads_;
   std::optional<CandidateNeighbourhood> neighbourhood_;  // once a file is looked for by its dates
   LibraryReconciliation result_;

@@ -24,6 +24,14 @@ class OfflinePhotoRecognizer {
  public:
   OfflinePhotoRecognizer() = delete;
 
+  // What the bytes of a resource are.
+  struct Identity {
+    std::string sourceFingerprint;  // SHA-256 of all of them, lower-case hexadecimal
+    std::optional<std::string> mediaPayloadFingerprint;
+
+    friend bool operator==(const Identity&, const Identity&) = default;
+  };
+
   // One resource of a library asset.
   struct Candidate {
     std::string id;  // opaque; one resource, one id
@@ -31,16 +39,11 @@ class OfflinePhotoRecognizer {
     std::string filename;              // under which the resource came into the library
     std::optional<Date> creationDate;  // the asset's
     std::optional<MediaMetadata> metadata;
+    // Where it is known without a read. Such a candidate is outside every limit: it is compared by content
+    // with each file, whatever its name and date, and is none of the nearby candidates.
+    std::optional<Identity> identity = std::nullopt;
 
     friend bool operator==(const Candidate&, const Candidate&) = default;
-  };
-
-  // What the bytes of a resource are.
-  struct Identity {
-    std::string sourceFingerprint;  // SHA-256 of all of them, lower-case hexadecimal
-    std::optional<std::string> mediaPayloadFingerprint;
-
-    friend bool operator==(const Identity&, const Identity&) = default;
   };
 
   // How the read of one resource ended.
@@ -76,8 +79,9 @@ class OfflinePhotoRecognizer {
   using Read = std::function<ReadResult(const std::string& id, std::int64_t maximumBytes,
                                         std::chrono::nanoseconds timeout)>;
 
-  // Searches `candidates` for each of `files`: first among those of the file's name, and when all files have
-  // been through that, among those of another name that were created near its dates.
+  // Searches `candidates` for each of `files`: first among those of known identity, then among those of the
+  // file's name, and when all files have been through that, among those of another name that were created
+  // near its dates.
   //
   // - `candidates` come newest first: in the broader search a file without dates is compared with the first
   //   of them.

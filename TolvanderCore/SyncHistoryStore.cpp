@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "TolvanderCore/CharmeraMediaProcessor.h"
 #include "TolvanderCore/Platform/AtomicFile.h"
 #include "TolvanderCore/Platform/FileSystem.h"
 #include "TolvanderCore/Precondition.h"
@@ -17,8 +18,6 @@
 namespace tolvander {
 
 namespace {
-
-constexpr std::string_view currentPayloadScheme = "jpeg-v2:";
 
 void merge(HistoryDatabase& database, const std::vector<ImportRecord>& records) {
   std::unordered_map<std::string_view, const ImportRecord*> accepted;
@@ -42,7 +41,8 @@ void merge(HistoryDatabase& database, const std::vector<ImportRecord>& records) 
 }
 
 bool canUpgradePayload(const ImportRecord* record, const FingerprintedMediaFile& file) {
-  return file.mediaPayloadFingerprint && file.mediaPayloadFingerprint->starts_with(currentPayloadScheme) &&
+  return file.mediaPayloadFingerprint &&
+         file.mediaPayloadFingerprint->starts_with(CharmeraMediaProcessor::jpegPayloadScheme) &&
          record != nullptr && record->isContentConfirmed() &&
          record->mediaPayloadFingerprint != file.mediaPayloadFingerprint;
 }

@@ -133,14 +133,19 @@ class OfflinePhotoRecognizerTest : public testing::Test {
 const LibraryReconciliation nothing;
 
 LibraryReconciliation uncheckedAre(const std::set<std::string>& sources, bool budgetExceeded) {
-  return {.matches = {}, .unchecked = sources, .budgetExceeded = budgetExceeded, .metadataMatches = {}};
+  return {.matches = {},
+          .unchecked = sources,
+          .budgetExceeded = budgetExceeded,
+          .metadataMatches = {},
+          .limited = budgetExceeded ? sources : std::set<std::string>()};
 }
 
 LibraryReconciliation foundByMetadata(const std::string& source, const std::string& id) {
   return {.matches = {},
           .unchecked = {},
           .budgetExceeded = false,
-          .metadataMatches = {{source, "asset of " + id}}};
+          .metadataMatches = {{source, "asset of " + id}},
+          .limited = {}};
 }
 
 LibraryReconciliation foundByContent(const std::string& source, const std::string& id) {
@@ -150,7 +155,13 @@ LibraryReconciliation foundByContent(const std::string& source, const std::strin
                         .mediaPayloadFingerprint = {}}}},
           .unchecked = {},
           .budgetExceeded = false,
-          .metadataMatches = {}};
+          .metadataMatches = {},
+          .limited = {}};
+}
+
+Candidate known(Candidate candidate, const std::string& source, std::optional<std::string> payload = {}) {
+  candidate.identity = {.sourceFingerprint = source, .mediaPayloadFingerprint = std::move(payload)};
+  return candidate;
 }
 
 }  // namespace
@@ -836,6 +847,63 @@ TEST_F(OfflinePhotoRecognizerTest, endsWithTheErrorThatAReadThrows) {
   EXPECT_THROW(reconcile({cameraFile("P")}, {candidate("a", "P")}), std::runtime_error);
   whenReading = [](const std::string&) { throw CancellationError(); };
   EXPECT_THROW(reconcile({cameraFile("P")}, {candidate("a", "P")}), CancellationError);
+}
+
+// Candidates of known identity.
+
+TEST_F(OfflinePhotoRecognizerTest, findsAKnownContentWithoutAReadWhateverItsNameAndDate) {
+  policy.maximumResources = 0;
+  const FingerprintedMediaFile file = cameraFile("PICT0001.JPG");
+  EXPECT_EQ(reconcile({file}, {known(candidate("c", "Other.JPG", std::nullopt), file.sourceFingerprint)}),
+            foundByContent(file.sourceFingerprint, "c"));
+  EXPECT_TRUE(calls.empty());
+}
+
+TEST_F(OfflinePhotoRecognizerTest, findsAKnownContentByPayloadAndByTheBytesOfAnInterruptedImport) {
+  FingerprintedMediaFile file = cameraFile("PICT0001.JPG");
+  file.mediaPayloadFingerprint = "payload";
+  file.pendingProcessedFingerprint = "processed";
+  const auto match = [&](Candidate library) {
+    return reconcile({file}, {std::move(library)}).matches.at(file.sourceFingerprint);
+  };
+  EXPECT_EQ(match(known(candidate("c", "A.JPG"), "other", "payload")),
+            (LibraryMatch{"asset of c", "other", "payload"}));
+  EXPECT_EQ(match(known(candidate("c", "A.JPG"), "processed")),
+            (LibraryMatch{"asset of c", "processed", std::nullopt}));
+}
+
+TEST_F(OfflinePhotoRecognizerTest, aKnownContentOfAnotherKindLeavesNoDoubt) {
+  policy.maximumResources = 0;
+  EXPECT_EQ(reconcile({cameraFile("PICT0001.JPG")}, {known(candidate("c", "PICT0001.JPG"), "other")}),
+            nothing);
+}
+
+TEST_F(OfflinePhotoRecognizerTest, knownContentsTakeNoPlaceAmongTheNearbyCandidates) {
+  policy.nearbyCandidatesPerFile = 1;
+  std::vector<Candidate> library{candidate("unknown", "U.JPG")};
+  for (int number = 0; number < 5; ++number) {
+    const std::string name = "K" + std::to_string(number);
+    library.push_back(known(candidate(name, name + ".JPG"), name));
+  }
+  EXPECT_EQ(reconcile({cameraFile("PICT0001.JPG")}, library), nothing);
+  EXPECT_EQ(readIds(), Texts{"unknown"});
+  broader = true;
+  FingerprintedMediaFile dateless = cameraFile("PICT0001.JPG");
+  dateless.captureDate = std::nullopt;
+  dateless.file.modifiedAt = std::nullopt;
+  EXPECT_EQ(reconcile({dateless}, library), nothing);
+}
+
+TEST_F(OfflinePhotoRecognizerTest, saysWhichUncheckedFilesMetALimit) {
+  policy.maximumResources = 1;
+  results = {{"a", ReadResult::unavailable(1)}};
+  FingerprintedMediaFile failing = cameraFile("A.JPG");
+  failing.captureDate = std::nullopt;  // so that it has no nearby candidates
+  failing.file.modifiedAt = std::nullopt;
+  const LibraryReconciliation found =
+      reconcile({failing, cameraFile("B.JPG")}, {candidate("a", "A.JPG"), candidate("b", "B.JPG")});
+  EXPECT_EQ(found.unchecked, (std::set<std::string>{"A.JPG", "B.JPG"}));
+  EXPECT_EQ(found.limited, std::set<std::string>{"B.JPG"});
 }
 
 }  // namespace tolvander::tests

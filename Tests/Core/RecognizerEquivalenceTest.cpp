@@ -41,6 +41,11 @@ class PlainSearch {
         token_(token),
         remainingBytes_(policy.maximumBytes),
         deadline_(now_() + policy.passTimeout) {
+    for (const Candidate& candidate : candidates) {
+      if (candidate.identity) {
+        results_.emplace(candidate.id, ReadResult::available(*candidate.identity, 0));
+      }
+    }
     for (const auto& file : files) {
       if (truncatedSources.contains(file.sourceFingerprint)) {
         block(file);
@@ -56,7 +61,11 @@ class PlainSearch {
           continue;
         }
         token_.throwIfCancelled();
-        for (const Candidate& candidate : isNearby ? nearby(file) : namesakes(file)) {
+        std::vector<Candidate> chosen = isNearby ? nearby(file) : namesakes(file);
+        if (const auto known = knownContent(file)) {
+          chosen.insert(chosen.begin(), *known);
+        }
+        for (const Candidate& candidate : chosen) {
           if (isSettledBy(candidate, file)) {
             found_.unchecked.erase(file.sourceFingerprint);
             budgetBlocked_.erase(file.sourceFingerprint);
@@ -66,7 +75,10 @@ class PlainSearch {
       }
     }
     for (const std::string& source : found_.unchecked) {
-      found_.budgetExceeded = found_.budgetExceeded || budgetBlocked_.contains(source);
+      if (budgetBlocked_.contains(source)) {
+        found_.limited.insert(source);
+        found_.budgetExceeded = true;
+      }
     }
     return found_;
   }
@@ -91,6 +103,25 @@ class PlainSearch {
     return nameKey(file.file.filename, file.metadata ? std::optional(file.metadata->kind) : std::nullopt);
   }
 
+  // The first one of known identity that has the file's content.
+  std::optional<Candidate> knownContent(const FingerprintedMediaFile& file) const {
+    const auto first = [&](const auto& isWanted) {
+      const auto found = std::ranges::find_if(candidates_, [&](const Candidate& candidate) {
+        return candidate.identity && isWanted(*candidate.identity);
+      });
+      return found == candidates_.end() ? std::nullopt : std::optional(*found);
+    };
+    for (const auto& source : {file.pendingProcessedFingerprint, std::optional(file.sourceFingerprint)}) {
+      if (const auto found =
+              first([&](const Identity& identity) { return source == identity.sourceFingerprint; })) {
+        return found;
+      }
+    }
+    return first([&](const Identity& identity) {
+      return file.mediaPayloadFingerprint && file.mediaPayloadFingerprint == identity.mediaPayloadFingerprint;
+    });
+  }
+
   std::vector<Candidate> namesakes(const FingerprintedMediaFile& file) const {
     std::vector<Candidate> chosen;
     for (const Candidate& candidate : candidates_) {
@@ -107,7 +138,7 @@ class PlainSearch {
     for (const Candidate& candidate : candidates_) {
       const bool isNear = candidate.creationDate &&
                           RecognitionPolicy::distance(*candidate.creationDate, file).value_or(1e9) <= 259200;
-      if (keyOf(candidate) != keyOf(file) && (takesAll || isNear)) {
+      if (!candidate.identity && keyOf(candidate) != keyOf(file) && (takesAll || isNear)) {
         chosen.push_back(candidate);
       }
     }
@@ -262,6 +293,7 @@ class World {
     policy.passTimeout = std::chrono::nanoseconds(chance(3) ? number(0, 200) : 1'000'000'000);
     cancellingRead = chance(8) ? number(1, 20) : 0;
     isCloudLibrary = chance(4);
+    knowsContents = chance(2);
     varietyOfContents = chance(2) ? 6 : 60;
     const auto fileCount = number(0, static_cast<int>(mostFiles));
     for (int index = 0; index < fileCount; ++index) {
@@ -388,16 +420,25 @@ class World {
       id = oneOf(candidates).id;  // one resource that was listed twice
     }
     reads.try_emplace(id, randomRead(), std::chrono::nanoseconds(number(0, 20)));
-    return {.id = id,
-            .assetIdentifier = "asset" + std::to_string(index),
-            .filename = filename(),
-            .creationDate = date(),
-            .metadata = metadata()};
+    Candidate candidate{.id = id,
+                        .assetIdentifier = "asset" + std::to_string(index),
+                        .filename = filename(),
+                        .creationDate = date(),
+                        .metadata = metadata()};
+    if (knowsContents && chance(2) && id.ends_with("|" + std::to_string(index))) {
+      candidate.identity = randomIdentity();
+    }
+    return candidate;
+  }
+
+  Identity randomIdentity() {
+    const std::string content = std::to_string(number(0, varietyOfContents));
+    return {.sourceFingerprint = (chance(3) ? "processed" : "source") + content,
+            .mediaPayloadFingerprint = chance(2) ? std::nullopt : std::optional("payload" + content)};
   }
 
   ReadResult randomRead() {
     const std::int64_t bytes = number(-3, 9);
-    const std::string content = std::to_string(number(0, varietyOfContents));
     switch (isCloudLibrary ? number(5, 7) : number(0, 7)) {
       case 5:
         return ReadResult::unavailable(bytes);
@@ -406,15 +447,13 @@ class World {
       case 7:
         return isCloudLibrary ? ReadResult::notLocal(bytes) : ReadResult::budgetExceeded(bytes);
       default:
-        return ReadResult::available(
-            {.sourceFingerprint = (chance(3) ? "processed" : "source") + content,
-             .mediaPayloadFingerprint = chance(2) ? std::nullopt : std::optional("payload" + content)},
-            bytes);
+        return ReadResult::available(randomIdentity(), bytes);
     }
   }
 
   std::mt19937_64 random_;
   bool isCloudLibrary = false;
+  bool knowsContents = false;
   int varietyOfContents = 0;
 };
 
