@@ -831,6 +831,78 @@ TEST_F(EmbeddedLibrary, anotherProgramThatLocksTheCatalogueIsADefiniteFailure) {
   EXPECT_TRUE(filesOfLibrary().empty());
 }
 
+// Originals whose content is known without a read.
+
+class UnchangedOriginals : public EmbeddedLibrary {
+ protected:
+  UnchangedOriginals() {
+    importPictures(*library, {file("PICT0001.JPG", content)});
+    identifier = library->fetchAssets(app::PhotosFetchOptions{}).at(0).localIdentifier;
+    original = FileURL(listedFiles(*library).at(0));
+    modified = *fileResourceValues(original).contentModificationDate;
+  }
+
+  std::vector<app::PhotosUnchangedOriginal> unchanged() { return *library->unchangedOriginals({identifier}); }
+
+  const std::string content = "content";
+  const std::unique_ptr<EmbeddedPhotoLibrary> library = open();
+  std::string identifier;
+  FileURL original{"/"};
+  Date modified;
+};
+
+TEST_F(UnchangedOriginals, areToldWithTheirHashAndSize) {
+  const app::PhotosUnchangedOriginal expected{.resource = {.assetLocalIdentifier = identifier,
+                                                           .index = 0,
+                                                           .type = app::PhotosResourceType::photo,
+                                                           .originalFilename = "PICT0001.JPG"},
+                                              .byteCount = 7,
+                                              .sha256 = FileFingerprinter::sha256(original)};
+  EXPECT_EQ(unchanged(), std::vector{expected});
+  EXPECT_EQ(library->unchangedOriginals({identifier, "unknown", identifier}), std::vector{expected});
+  EXPECT_EQ(library->unchangedOriginals({}), std::vector<app::PhotosUnchangedOriginal>());
+}
+
+TEST_F(UnchangedOriginals, areNotThoseThatWereEditedInPlace) {
+  writeFile(original, "CONTENT");
+  setContentModificationDate(original, modified + std::chrono::nanoseconds(1));
+  EXPECT_TRUE(unchanged().empty());
+}
+
+TEST_F(UnchangedOriginals, areNotThoseOfAnotherSizeWhateverTheirDate) {
+  writeFile(original, "longer content");
+  setContentModificationDate(original, modified);
+  EXPECT_TRUE(unchanged().empty());
+  writeFile(original, content);
+  setContentModificationDate(original, modified);
+  EXPECT_EQ(unchanged().size(), 1U);
+}
+
+TEST_F(UnchangedOriginals, areNotThoseThatAreGoneOrReplaced) {
+  fs::rename(original.path(), original.path() + "x");
+  EXPECT_TRUE(unchanged().empty());
+  fs::create_directory(original.path());
+  EXPECT_TRUE(unchanged().empty());
+}
+
+TEST_F(UnchangedOriginals, areNotThoseOfAnAssetOfSeveralFiles) {
+  changeCatalogue(
+      "INSERT INTO resources SELECT asset, 1, type, 'B.JPG', path || 'x', path_key || 'x', byte_count, "
+      "sha256,"
+      " modified FROM resources");
+  EXPECT_TRUE(unchanged().empty());
+}
+
+TEST_F(UnchangedOriginals, areNotThoseThatWereNeverHashed) {
+  changeCatalogue("UPDATE resources SET sha256 = NULL, modified = NULL");
+  EXPECT_TRUE(unchanged().empty());
+}
+
+TEST_F(UnchangedOriginals, areNotReadForThat) {
+  fs::permissions(original.path(), fs::perms::none);
+  EXPECT_EQ(unchanged().size(), 1U);
+}
+
 TEST_F(EmbeddedLibrary, completesWhatWasAskedForBeforeItIsGone) {
   auto library = open();
   const FileURL url = file("a.jpg");

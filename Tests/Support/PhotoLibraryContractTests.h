@@ -550,6 +550,18 @@ TEST_P(PhotoLibraryContract, aProofCanBeCancelled) {
   EXPECT_THROW(library().proveOriginal(identifier, "", source.token()), CancellationError);
 }
 
+TEST_P(PhotoLibraryContract, saysOfAnUnchangedOriginalWhatARequestForItGives) {
+  const std::string identifier = add("a.jpg", day(0), "bytes");
+  const auto unchanged = library().unchangedOriginals({identifier, "gone"});
+  if (!unchanged) {
+    return;  // it keeps no hashes
+  }
+  ASSERT_EQ(unchanged->size(), 1U);
+  EXPECT_EQ(unchanged->front().resource, resourceOf(identifier));
+  EXPECT_EQ(unchanged->front().byteCount, 5);
+  EXPECT_EQ(unchanged->front().sha256, FileFingerprinter::sha256(file("same.jpg", "bytes")));
+}
+
 TEST_P(PhotoLibraryContract, canBeReadByManyThreadsWhileItIsChanged) {
   const auto album = addAlbum("Album");
   const auto resource = resourceOf(add("a.jpg", day(0), "bytes"));

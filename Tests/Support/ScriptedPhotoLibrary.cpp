@@ -10,6 +10,7 @@
 
 #include "Tests/Support/TemporaryFolder.h"
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
+#include "TolvanderCore/FileFingerprinter.h"
 #include "TolvanderCore/Platform/ImageProperties.h"
 
 namespace tolvander::tests {
@@ -629,6 +630,36 @@ std::vector<PhotosAssetResource> ScriptedPhotoLibrary::assetResources(const Phot
     }
   }
   return resources;
+}
+
+void ScriptedPhotoLibrary::keepHashes() {
+  const std::lock_guard lock(mutex_);
+  keepsHashes_ = true;
+}
+
+std::optional<std::vector<PhotosUnchangedOriginal>> ScriptedPhotoLibrary::unchangedOriginals(
+    const std::vector<std::string>& localIdentifiers) {
+  const std::lock_guard lock(mutex_);
+  if (!keepsHashes_) {
+    return std::nullopt;
+  }
+  std::vector<PhotosUnchangedOriginal> unchanged;
+  for (const std::string& identifier : localIdentifiers) {
+    const StoredAsset* const stored = asset(identifier);
+    if (stored == nullptr || stored->resources.size() != 1) {
+      continue;
+    }
+    const Resource& resource = stored->resources.front();
+    if (resource.isLocal && resource.isUnchanged) {
+      unchanged.push_back({.resource = {.assetLocalIdentifier = identifier,
+                                        .index = 0,
+                                        .type = resource.type,
+                                        .originalFilename = resource.originalFilename},
+                           .byteCount = std::ssize(resource.content),
+                           .sha256 = FileFingerprinter::sha256(resource.content)});
+    }
+  }
+  return unchanged;
 }
 
 PhotoLibrary::RequestID ScriptedPhotoLibrary::requestData(const PhotosAssetResource& resource,

@@ -29,6 +29,7 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
     std::string originalFilename;
     std::vector<std::byte> content;
     bool isLocal = true;
+    bool isUnchanged = true;  // since it came into the library
   };
 
   // How a change ends, whatever the block did.
@@ -92,6 +93,8 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
   void beforeEachProof(std::function<void()> function);
   // Files of these contents wait for interrupted imports to be completed.
   void setPreparedFingerprints(std::set<std::string> fingerprints);
+  // It keeps hashes of what is local, and so knows which originals are unchanged.
+  void keepHashes();
   // Reads of this asset's resources are answered by `read`.
   void answerReads(const std::string& assetIdentifier, Read read);
 
@@ -126,6 +129,8 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
   bool proveOriginal(const std::string& localIdentifier, const std::string& sha256,
                      const CancellationToken& token) override;
   std::vector<app::PhotosAssetResource> assetResources(const app::PhotosAsset& asset) override;
+  std::optional<std::vector<app::PhotosUnchangedOriginal>> unchangedOriginals(
+      const std::vector<std::string>& localIdentifiers) override;
   RequestID requestData(const app::PhotosAssetResource& resource, DataHandler dataReceived,
                         DataCompletion completion) override;
   void cancelDataRequest(RequestID request) override;
@@ -185,6 +190,7 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
   bool withholdsAlbumPlaceholder_ = false;
   bool refusesAlbumChanges_ = false;
   bool failsAlbumAssetFetches_ = false;
+  bool keepsHashes_ = false;
   std::deque<ChangeEnd> changeEnds_;
   std::function<void()> beforeEachAuthorizationQuestion_;
   std::function<void()> beforeEachChange_;

@@ -110,6 +110,15 @@ struct PhotosHeldContent {
   friend bool operator==(const PhotosHeldContent&, const PhotosHeldContent&) = default;
 };
 
+// The only file of an asset, of which the library knows the content without reading it.
+struct PhotosUnchangedOriginal {
+  PhotosAssetResource resource;
+  std::int64_t byteCount = 0;
+  std::string sha256;  // of its bytes, in lower-case hexadecimal digits
+
+  friend bool operator==(const PhotosUnchangedOriginal&, const PhotosUnchangedOriginal&) = default;
+};
+
 // The creation of one asset within a change block.
 class PhotosAssetCreationRequest {
  public:
@@ -226,6 +235,14 @@ class PhotoLibrary {
 
   // In the library's own order; the order of an asset's resources doesn't change while it isn't edited.
   virtual std::vector<PhotosAssetResource> assetResources(const PhotosAsset& asset) = 0;
+
+  // Optional: the files of those of the assets that consist of one file only, where this file's size and
+  // modification date are what they were when the library computed its hash. Each once, in no promised order.
+  // Reads no original. Absent where the library keeps no hashes. Throws PhotosPlatformError.
+  virtual std::optional<std::vector<PhotosUnchangedOriginal>> unchangedOriginals(
+      const std::vector<std::string>& /*localIdentifiers*/) {
+    return std::nullopt;
+  }
 
   // Streams the bytes of a resource. The handlers run on a thread of the library's own, one at a time:
   // chunks in order, then the completion once. They may run before this call has returned. Nothing is

@@ -43,6 +43,7 @@ PhotosResourceType resourceTypeFrom(std::int64_t number) {
 #define ORIGINALS_OF_ASSETS \
   "SELECT " ORIGINAL_COLUMNS " FROM assets CROSS JOIN resources ON resources.asset = assets.id "
 #define RESOURCE_COLUMNS "type, original_filename, path, byte_count, sha256, modified"
+#define PLACED_RESOURCE_COLUMNS RESOURCE_COLUMNS ", identifier, resources.asset, position"
 
 PhotosAsset assetFrom(const Rows& rows) {
   return {.localIdentifier = rows.text(0),
@@ -68,6 +69,14 @@ CataloguedResource resourceFrom(const Rows& rows, int first = 0) {
           .path = rows.text(first + 2),
           .byteCount = rows.integer(first + 3),
           .content = contentFrom(rows, first + 4, first + 5)};
+}
+
+// From PLACED_RESOURCE_COLUMNS.
+CataloguedOriginal placedResourceFrom(const Rows& rows) {
+  return {.asset = rows.text(6),
+          .row = rows.integer(7),
+          .position = rows.integer(8),
+          .resource = resourceFrom(rows)};
 }
 
 // Of an asset or an intent that is stored.
@@ -270,21 +279,35 @@ void Catalogue::forEachAsset(const Visitor& visit) {
   }
 }
 
+std::vector<CataloguedOriginal> Catalogue::soleOriginals(const std::vector<std::string>& assetIdentifiers) {
+  std::vector<CataloguedOriginal> found;
+  forEachIdentifier(database_, assetIdentifiers, [&](std::string_view identifier) {
+    Rows rows = database_.query("SELECT " PLACED_RESOURCE_COLUMNS
+                                " FROM assets CROSS JOIN resources ON resources.asset = assets.id"
+                                " WHERE identifier = ?",
+                                identifier);
+    if (!rows.next()) {
+      return;
+    }
+    CataloguedOriginal original = placedResourceFrom(rows);
+    if (!rows.next()) {
+      found.push_back(std::move(original));
+    }
+  });
+  return found;
+}
+
 std::vector<CataloguedOriginal> Catalogue::originalsAfter(const std::optional<CataloguedOriginal>& last,
                                                           std::size_t limit) {
   std::vector<CataloguedOriginal> found;
-  Rows rows = database_.query("SELECT " RESOURCE_COLUMNS
-                              ", identifier, resources.asset, position"
+  Rows rows = database_.query("SELECT " PLACED_RESOURCE_COLUMNS
                               " FROM resources CROSS JOIN assets ON assets.id = resources.asset"
                               " WHERE (resources.asset, position) > (?, ?)"
                               " ORDER BY resources.asset, position LIMIT ?",
                               last ? last->row : std::numeric_limits<std::int64_t>::min(),
                               last ? last->position : 0, static_cast<std::int64_t>(limit));
   while (rows.next()) {
-    found.push_back({.asset = rows.text(6),
-                     .row = rows.integer(7),
-                     .position = rows.integer(8),
-                     .resource = resourceFrom(rows)});
+    found.push_back(placedResourceFrom(rows));
   }
   return found;
 }

@@ -94,6 +94,8 @@ class Catalogue {
   std::vector<app::PhotosAssetResource> resources(const std::string& assetIdentifier);
   std::vector<CataloguedResource> originals(const std::string& assetIdentifier);
   std::optional<CataloguedResource> resource(const std::string& assetIdentifier, std::int64_t index);
+  // Of each of these assets that consists of one file, that file.
+  std::vector<CataloguedOriginal> soleOriginals(const std::vector<std::string>& assetIdentifiers);
 
   // Every asset with its files, whether they are there or not, oldest first, until `visit` answers false.
   using Visitor = std::function<bool(const app::PhotosAsset&, const std::vector<CataloguedResource>&)>;

@@ -23,6 +23,7 @@ using app::PhotosAssetResource;
 using app::PhotosAuthorizationStatus;
 using app::PhotosFetchOptions;
 using app::PhotosPlatformError;
+using app::PhotosUnchangedOriginal;
 
 namespace {
 
@@ -207,6 +208,27 @@ bool EmbeddedPhotoLibrary::proveOriginal(const std::string& localIdentifier, con
 
 std::vector<PhotosAssetResource> EmbeddedPhotoLibrary::assetResources(const PhotosAsset& asset) {
   return withLibraryErrors([&] { return catalogue()->resources(asset.localIdentifier); });
+}
+
+std::optional<std::vector<PhotosUnchangedOriginal>> EmbeddedPhotoLibrary::unchangedOriginals(
+    const std::vector<std::string>& localIdentifiers) {
+  return withLibraryErrors([&] {
+    OriginalPresence presence(folder_);
+    std::vector<PhotosUnchangedOriginal> unchanged;
+    for (CataloguedOriginal& original : catalogue()->soleOriginals(localIdentifiers)) {
+      CataloguedResource& resource = original.resource;
+      if (resource.content &&
+          presence.isUnchanged(resource.path, resource.byteCount, resource.content->modified)) {
+        unchanged.push_back({.resource = {.assetLocalIdentifier = std::move(original.asset),
+                                          .index = original.position,
+                                          .type = resource.type,
+                                          .originalFilename = std::move(resource.originalFilename)},
+                             .byteCount = resource.byteCount,
+                             .sha256 = std::move(resource.content->sha256)});
+      }
+    }
+    return std::optional(std::move(unchanged));
+  });
 }
 
 EmbeddedPhotoLibrary::RequestID EmbeddedPhotoLibrary::requestData(const PhotosAssetResource& resource,

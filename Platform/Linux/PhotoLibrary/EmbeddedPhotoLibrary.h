@@ -74,6 +74,9 @@ class EmbeddedPhotoLibrary final : public app::PhotoLibrary {
   bool proveOriginal(const std::string& localIdentifier, const std::string& sha256,
                      const CancellationToken& token) override;
   std::vector<app::PhotosAssetResource> assetResources(const app::PhotosAsset& asset) override;
+  // An edit that leaves size and modification date as they were isn't noticed. Links are followed.
+  std::optional<std::vector<app::PhotosUnchangedOriginal>> unchangedOriginals(
+      const std::vector<std::string>& localIdentifiers) override;
 
   RequestID requestData(const app::PhotosAssetResource& resource, DataHandler dataReceived,
                         DataCompletion completion) override;

@@ -51,6 +51,14 @@ OriginalPresence::State OriginalPresence::stateOf(const std::string& path, std::
   return saysThatNothingIsThere(errno) ? stateOfUnreachable(below) : State::notLocal;
 }
 
+bool OriginalPresence::isUnchanged(const std::string& path, std::int64_t byteCount, Date modified) {
+  requireOriginals();
+  struct stat status {};
+  return isOriginalPath(path) && fstatat(originals_.number(), belowOriginals(path), &status, 0) == 0 &&
+         S_ISREG(status.st_mode) && status.st_size == byteCount &&
+         dateSince1970(status.st_mtim.tv_sec, status.st_mtim.tv_nsec) == modified;
+}
+
 // Looks at one component of the path after the other, for the one that ends it.
 OriginalPresence::State OriginalPresence::stateOfUnreachable(const std::string& below) const {
   for (std::size_t end = below.find('/');; end = below.find('/', end + 1)) {

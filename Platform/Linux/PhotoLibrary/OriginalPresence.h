@@ -5,6 +5,7 @@
 
 #include "Platform/Linux/Descriptor.h"
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
+#include "TolvanderCore/Date.h"
 
 namespace tolvander::platform::linux_ {
 
@@ -26,6 +27,9 @@ class OriginalPresence {
   // PhotosPlatformError networkAccessRequired where the folder of originals itself can't be read: then
   // nothing is known of any of them.
   State stateOf(const std::string& path, std::int64_t byteCount);
+
+  // Whether it is a regular file of that size and modification date. Throws as above.
+  bool isUnchanged(const std::string& path, std::int64_t byteCount, Date modified);
 
   // Throws as above. Where pictures are catalogued, a missing folder of originals is not made anew: all of
   // them would count as deleted by the user from then on.
