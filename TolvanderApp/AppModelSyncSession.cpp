@@ -384,9 +384,11 @@ SyncCoordinator AppModel::coordinator(const DetectedDevice& device, const Cancel
                                                          TimeZone::current(), failedFile);
              });
            },
-       .reconcile = [photos = photos_, token](
-                        const std::vector<FingerprintedMediaFile>& files,
-                        bool broader) { return photos->reconcileExisting(files, broader, token); },
+       .reconcile =
+           [photos = photos_, history = services_.history, token](
+               const std::vector<FingerprintedMediaFile>& files, bool broader) {
+             return photos->reconcileExisting(files, broader, token, history->records());
+           },
        .existingIdentifiers =
            [photos = photos_, token](const std::vector<std::string>& identifiers) {
              return photos->existingAssetIdentifiers(identifiers, token);

@@ -54,8 +54,8 @@ void addCreations(PhotosChanges& changes, const MediaImportTransaction::Batch& b
 }  // namespace
 
 PhotoLibraryService::PhotoLibraryService(PhotoLibrary& library, MonotonicTimer& timer,
-                                         DiagnosticRecorder recorder)
-    : library_(library), timer_(timer), recorder_(std::move(recorder)) {}
+                                         DiagnosticRecorder recorder, const LibrarySearchLimits& limits)
+    : library_(library), timer_(timer), recorder_(std::move(recorder)), limits_(limits) {}
 
 PhotoImportOutcome PhotoLibraryService::importFiles(const std::vector<PreparedMediaFile>& files,
                                                     const std::optional<std::string>& album,

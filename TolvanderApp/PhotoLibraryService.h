@@ -10,15 +10,16 @@
 #include <vector>
 
 #include "TolvanderApp/Concurrency/MonotonicTimer.h"
+#include "TolvanderApp/LibrarySearchLimits.h"
 #include "TolvanderApp/Platform/PhotoLibrary.h"
 #include "TolvanderCore/Cancellation.h"
 #include "TolvanderCore/DiagnosticLog.h"
 #include "TolvanderCore/FingerprintedMediaFile.h"
+#include "TolvanderCore/ImportRecords.h"
 #include "TolvanderCore/LibraryReconciliation.h"
 #include "TolvanderCore/MediaImportTransaction.h"
 #include "TolvanderCore/OfflinePhotoRecognizer.h"
 #include "TolvanderCore/PreparedMediaFile.h"
-#include "TolvanderCore/RecognitionPolicy.h"
 #include "TolvanderCore/Turn.h"
 #include "TolvanderCore/UUID.h"
 
@@ -49,7 +50,8 @@ class PhotoLibraryService {
   using ProgressStep = std::function<bool(std::int64_t completed, std::int64_t total)>;
 
   // `library` and `timer` must outlive the service.
-  PhotoLibraryService(PhotoLibrary& library, MonotonicTimer& timer, DiagnosticRecorder recorder);
+  PhotoLibraryService(PhotoLibrary& library, MonotonicTimer& timer, DiagnosticRecorder recorder,
+                      const LibrarySearchLimits& limits = {});
 
   // Imports staged files in transactions of 4, so that a crash or a refusal endangers no more than four, and
   // makes them members of the album of that title, which is made first where there is none. An absent or
@@ -74,8 +76,13 @@ class PhotoLibraryService {
   // of RecognitionPolicy, or else by `automatic`, scaled to the number of files. Leaves a line in the log
   // at the start, at the end, and for each read that failed. Throws CancellationError, and drops then what
   // was found.
+  //
+  // `records` are those of the history. An asset whose content they give, while the library says that its
+  // file is unchanged, is not read. When a limit of the broader search leaves files unchecked, they are
+  // looked for once more, with all such assets outside the limits.
   LibraryReconciliation reconcileExisting(const std::vector<FingerprintedMediaFile>& files, bool broader,
-                                          const CancellationToken& token = {});
+                                          const CancellationToken& token = {},
+                                          const ImportRecords& records = {});
 
   // Those of the identifiers that are in the library. Throws CancellationError, looked for before each 500.
   std::set<std::string> existingAssetIdentifiers(const std::vector<std::string>& identifiers,
@@ -104,10 +111,7 @@ class PhotoLibraryService {
                          const CancellationToken& token = {});
 
  private:
-  struct CandidateAssets {
-    std::vector<PhotosAsset> assets;         // the newest first
-    std::set<std::string> truncatedSources;  // files whose candidates are not all among them
-  };
+  class Search;
 
   void requireAccess();
   MediaImportTransaction::AssetIdentifiers commit(const MediaImportTransaction::Batch& batch,
@@ -123,9 +127,6 @@ class PhotoLibraryService {
   std::map<std::string, LibraryMatch> heldMatches(const std::vector<FingerprintedMediaFile>& files,
                                                   const CancellationToken& token);
   std::optional<LibraryMatch> matchAmong(const std::string& fingerprint, const CancellationToken& token);
-  CandidateAssets candidateAssets(const std::vector<FingerprintedMediaFile>& files,
-                                  const RecognitionPolicy& policy);
-  std::vector<PhotosAsset> recentAssets(const RecognitionPolicy& policy);
   OfflinePhotoRecognizer::ReadResult resourceIdentity(const PhotosAssetResource& resource,
                                                       std::chrono::nanoseconds timeout,
                                                       std::int64_t maximumBytes,
@@ -140,6 +141,7 @@ class PhotoLibraryService {
   PhotoLibrary& library_;
   MonotonicTimer& timer_;
   const DiagnosticRecorder recorder_;
+  const LibrarySearchLimits limits_;
   std::vector<PhotosHeldContent> held_;  // what the library said of interrupted imports
 };
 

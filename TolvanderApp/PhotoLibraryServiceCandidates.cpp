@@ -8,6 +8,8 @@
 #include <utility>
 
 #include "TolvanderApp/AppDiagnostics.h"
+#include "TolvanderApp/CandidateAssets.h"
+#include "TolvanderApp/KnownContents.h"
 #include "TolvanderApp/PhotoLibraryService.h"
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderApp/ResourceIdentityAccumulator.h"
@@ -22,8 +24,8 @@ namespace {
 using Candidate = OfflinePhotoRecognizer::Candidate;
 using ReadResult = OfflinePhotoRecognizer::ReadResult;
 using Event = DiagnosticLog::Event;
+using Files = std::vector<FingerprintedMediaFile>;
 
-constexpr std::size_t maximumWindowAssets = 750;
 constexpr std::size_t identifiersPerFetch = 500;
 
 bool isCandidate(PhotosResourceType type) {
@@ -41,95 +43,6 @@ std::optional<MediaMetadata> metadataOf(const PhotosAsset& asset) {
                        .pixelWidth = asset.pixelWidth,
                        .pixelHeight = asset.pixelHeight,
                        .duration = isVideo ? std::optional(asset.duration) : std::nullopt};
-}
-
-// A stretch of time, both ends included.
-using Window = PhotosFetchOptions::CreationDates;
-
-// The dates that lie within the search span of `date`, as far as a Date can reach.
-Window spanAround(Date date) {
-  const Date::duration span = RecognitionPolicy::searchSpan;
-  return {.from = date < Date::min() + span ? Date::min() : date - span,
-          .to = date > Date::max() - span ? Date::max() : date + span};
-}
-
-// The spans of all dates, which are sorted, with those that touch as one.
-std::vector<Window> windowsAround(const std::vector<Date>& dates) {
-  std::vector<Window> windows;
-  for (const Date date : dates) {
-    const Window span = spanAround(date);
-    if (!windows.empty() && span.from <= windows.back().to) {
-      windows.back().to = std::max(windows.back().to, span.to);
-    } else {
-      windows.push_back(span);
-    }
-  }
-  return windows;
-}
-
-// Whether `date` lies in one of the windows, which are sorted and don't overlap.
-bool liesInOneOf(const std::vector<Window>& windows, Date date) {
-  const auto window = std::ranges::lower_bound(windows, date, {}, &Window::to);
-  return window != windows.end() && window->from <= date;
-}
-
-// The files with a search date in one of the windows.
-std::set<std::string> sourcesWithin(const std::vector<Window>& windows,
-                                    const std::vector<FingerprintedMediaFile>& files) {
-  std::set<std::string> sources;
-  for (const FingerprintedMediaFile& file : files) {
-    const std::vector<Date> dates = RecognitionPolicy::searchDates(file);
-    if (std::ranges::any_of(dates, [&](Date date) { return liesInOneOf(windows, date); })) {
-      sources.insert(file.sourceFingerprint);
-    }
-  }
-  return sources;
-}
-
-// Assets by identifier, and no more of them than the limit.
-class DistinctAssets {
- public:
-  explicit DistinctAssets(std::int64_t limit) : limit_(static_cast<std::size_t>(limit)) {}
-
-  bool isFull() const { return assets_.size() >= limit_; }
-
-  // One after the other until one finds no room; whether all did. An asset that is there already is replaced.
-  bool add(std::vector<PhotosAsset> assets) {
-    for (PhotosAsset& asset : assets) {
-      if (isFull() && !assets_.contains(asset.localIdentifier)) {
-        return false;
-      }
-      const std::string identifier = asset.localIdentifier;
-      assets_.insert_or_assign(identifier, std::move(asset));
-    }
-    return true;
-  }
-
-  // By identifier where dates are equal. No date is the oldest.
-  std::vector<PhotosAsset> newestFirst() const {
-    std::vector<PhotosAsset> assets;
-    assets.reserve(assets_.size());
-    for (const auto& [identifier, asset] : assets_) {
-      assets.push_back(asset);
-    }
-    std::ranges::stable_sort(assets, std::ranges::greater(), &PhotosAsset::creationDate);
-    return assets;
-  }
-
- private:
-  std::size_t limit_;
-  std::map<std::string, PhotosAsset> assets_;
-};
-
-// Adds the first assets of the window, and returns whether these are all of them and found room.
-bool addAssetsWithin(const Window& window, PhotoLibrary& library, DistinctAssets& assets) {
-  std::vector<PhotosAsset> fetched =
-      library.fetchAssets({.creationDates = window,
-                           .order = PhotosFetchOptions::Order::creationDateAscending,
-                           .fetchLimit = maximumWindowAssets + 1});  // one more tells that more exist
-  const bool isWhole = fetched.size() <= maximumWindowAssets;
-  fetched.resize(std::min(fetched.size(), maximumWindowAssets));
-  return assets.add(std::move(fetched)) && isWhole;
 }
 
 // What the recognizer compares, and where it is to be read.
@@ -157,11 +70,6 @@ Candidates candidatesAmong(const std::vector<PhotosAsset>& assets, PhotoLibrary&
   return candidates;
 }
 
-bool isJPEG(const std::string& filename) {
-  const std::string extension = lowercased(pathExtension(filename));
-  return extension == "jpg" || extension == "jpeg";
-}
-
 // How a request ended that the library ended with this error, if any.
 ResourceRequest::Result resultOf(const std::exception_ptr& error) {
   if (!error) {
@@ -182,15 +90,124 @@ ResourceRequest::Result resultOf(const std::exception_ptr& error) {
 
 }  // namespace
 
-LibraryReconciliation PhotoLibraryService::reconcileExisting(const std::vector<FingerprintedMediaFile>& files,
-                                                             bool broader, const CancellationToken& token) {
+// One search, of one or two looks at the library.
+class PhotoLibraryService::Search {
+ public:
+  // All must outlive it.
+  Search(PhotoLibraryService& service, const RecognitionPolicy& policy, bool broader,
+         const ImportRecords& records, const CancellationToken& token)
+      : service_(service),
+        policy_(policy),
+        broader_(broader),
+        token_(token),
+        known_(service.library_, records) {}
+
+  LibraryReconciliation run(const Files& files) {
+    if (files.empty()) {
+      return {};
+    }
+    const CandidateAssets found = CandidateAssets::fetch(service_.library_, files, policy_, service_.limits_);
+    known_.learn(found.assets);
+    const Candidates candidates = candidatesAmong(found.assets, service_.library_);
+    candidateCount_ = std::ssize(candidates.list);
+    LibraryReconciliation reconciliation = reconcile(files, candidates, found.truncatedSources);
+    // After an automatic search that met a limit a broader one follows, which looks farther; it isn't to be
+    // spared that.
+    if (broader_ && !reconciliation.limited.empty() && known_.canBeKnown()) {
+      lookAgain(files, found.assets, reconciliation);
+    }
+    return reconciliation;
+  }
+
+  // Of the first look.
+  std::int64_t candidateCount() const { return candidateCount_; }
+
+ private:
+  // Looks once more for the files of which a limit was a reason that they are unchecked, with everything of
+  // known content outside the limits.
+  void lookAgain(const Files& files, const std::vector<PhotosAsset>& fetched,
+                 LibraryReconciliation& reconciliation) {
+    const std::set<std::string> limited = std::exchange(reconciliation.limited, {});
+    Files again;
+    std::ranges::copy_if(files, std::back_inserter(again), [&](const FingerprintedMediaFile& file) {
+      return limited.contains(file.sourceFingerprint);
+    });
+    const CandidateAssets found = CandidateAssets::fetchBesideKnown(service_.library_, again, policy_,
+                                                                    service_.limits_, fetched, known_);
+    Candidates candidates = candidatesAmong(found.assets, service_.library_);
+    for (Candidate& candidate : candidates.list) {
+      if (const KnownContents::Content* content = knownContent(candidates.resources.at(candidate.id))) {
+        candidate.identity = content->identity;
+      }
+    }
+    LibraryReconciliation second = reconcile(again, candidates, found.truncatedSources);
+    reconciliation.matches.merge(second.matches);
+    reconciliation.metadataMatches.merge(second.metadataMatches);
+    std::erase_if(reconciliation.unchecked,
+                  [&](const std::string& source) { return limited.contains(source); });
+    reconciliation.unchecked.merge(second.unchecked);
+    reconciliation.limited = std::move(second.limited);
+    reconciliation.budgetExceeded = second.budgetExceeded;
+  }
+
+  LibraryReconciliation reconcile(const Files& files, const Candidates& candidates,
+                                  const std::set<std::string>& truncatedSources) {
+    const auto read = [&](const std::string& id, std::int64_t maximumBytes,
+                          std::chrono::nanoseconds timeout) {
+      const auto resource = candidates.resources.find(id);
+      return resource == candidates.resources.end() ? ReadResult::unavailable(0)
+                                                    : this->read(id, resource->second, maximumBytes, timeout);
+    };
+    return OfflinePhotoRecognizer::reconcile(
+        files, candidates.list, policy_, broader_, truncatedSources, [this] { return service_.timer_.now(); },
+        read, token_);
+  }
+
+  // The budget is charged with what is answered without a read too, so that the first look has the verdicts
+  // of a search that reads everything. Otherwise a file could be taken for a new one that the broader search,
+  // to which a limit leads, would have found.
+  ReadResult read(const std::string& id, const PhotosAssetResource& resource, std::int64_t maximumBytes,
+                  std::chrono::nanoseconds timeout) {
+    if (const KnownContents::Content* content = knownContent(resource)) {
+      return resultOf(*content, maximumBytes);
+    }
+    if (const auto earlier = contentsRead_.find(id); earlier != contentsRead_.end()) {
+      return resultOf(earlier->second, maximumBytes);
+    }
+    ReadResult result = service_.resourceIdentity(resource, timeout, maximumBytes, token_);
+    if (result.kind == ReadResult::Case::available) {
+      contentsRead_.emplace(id, KnownContents::Content{result.identity, result.bytes});
+    }
+    return result;
+  }
+
+  static ReadResult resultOf(const KnownContents::Content& content, std::int64_t maximumBytes) {
+    return content.byteCount <= maximumBytes ? ReadResult::available(content.identity, content.byteCount)
+                                             : ReadResult::budgetExceeded(content.byteCount);
+  }
+
+  const KnownContents::Content* knownContent(const PhotosAssetResource& resource) const {
+    return known_.find(resource.assetLocalIdentifier, resource.index);
+  }
+
+  PhotoLibraryService& service_;
+  const RecognitionPolicy& policy_;
+  const bool broader_;
+  const CancellationToken& token_;
+  KnownContents known_;
+  std::unordered_map<std::string, KnownContents::Content> contentsRead_;  // by candidate
+  std::int64_t candidateCount_ = 0;
+};
+
+LibraryReconciliation PhotoLibraryService::reconcileExisting(const Files& files, bool broader,
+                                                             const CancellationToken& token,
+                                                             const ImportRecords& records) {
   if (files.empty()) {
     return {};
   }
   const Turn::Holder turn(turn_);
   requireAccess();
-  const RecognitionPolicy policy =
-      (broader ? RecognitionPolicy::broader : RecognitionPolicy::automatic).scaled(std::ssize(files));
+  const RecognitionPolicy policy = (broader ? limits_.broader : limits_.automatic).scaled(std::ssize(files));
   const MonotonicTimer::Instant start = timer_.now();
   recorder_(Event::recognitionStarted, {{"camera_files", std::ssize(files)},
                                         {"broader", broader ? 1 : 0},
@@ -198,22 +215,12 @@ LibraryReconciliation PhotoLibraryService::reconcileExisting(const std::vector<F
                                         {"byte_limit", policy.maximumBytes}});
 
   std::map<std::string, LibraryMatch> held = heldMatches(files, token);
-  std::vector<FingerprintedMediaFile> others;
+  Files others;
   std::ranges::copy_if(files, std::back_inserter(others), [&](const FingerprintedMediaFile& file) {
     return !held.contains(file.sourceFingerprint);
   });
-
-  const CandidateAssets found = others.empty() ? CandidateAssets() : candidateAssets(others, policy);
-  const Candidates candidates = candidatesAmong(found.assets, library_);
-  const auto read = [&](const std::string& id, std::int64_t maximumBytes, std::chrono::nanoseconds timeout) {
-    const auto resource = candidates.resources.find(id);
-    return resource == candidates.resources.end()
-               ? ReadResult::unavailable(0)
-               : resourceIdentity(resource->second, timeout, maximumBytes, token);
-  };
-  LibraryReconciliation reconciliation = OfflinePhotoRecognizer::reconcile(
-      others, candidates.list, policy, broader, found.truncatedSources, [this] { return timer_.now(); }, read,
-      token);
+  Search search(*this, policy, broader, records, token);
+  LibraryReconciliation reconciliation = search.run(others);
   reconciliation.matches.merge(held);
 
   const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(timer_.now() - start);
@@ -221,7 +228,7 @@ LibraryReconciliation PhotoLibraryService::reconcileExisting(const std::vector<F
                                          {"metadata_matched", std::ssize(reconciliation.metadataMatches)},
                                          {"unchecked", std::ssize(reconciliation.unchecked)},
                                          {"limit_reached", reconciliation.budgetExceeded ? 1 : 0},
-                                         {"candidates", std::ssize(candidates.list)},
+                                         {"candidates", search.candidateCount()},
                                          {"elapsed_ms", elapsed.count()}});
   return reconciliation;
 }
@@ -291,47 +298,13 @@ bool PhotoLibraryService::proveOriginal(const std::string& identifier, const std
   return library_.proveOriginal(identifier, sha256, token);
 }
 
-// The assets among which the files could be: those created near the files' dates, and the newest where a date
-// is missing or the search is a broader one. No more than the policy allows, however large the library.
-PhotoLibraryService::CandidateAssets PhotoLibraryService::candidateAssets(
-    const std::vector<FingerprintedMediaFile>& files, const RecognitionPolicy& policy) {
-  std::vector<Date> dates;
-  bool needsRecentAssets = policy.recentCandidateLimit > RecognitionPolicy::automatic.recentCandidateLimit;
-  for (const FingerprintedMediaFile& file : files) {
-    const std::vector<Date> datesOfFile = RecognitionPolicy::searchDates(file);
-    needsRecentAssets = needsRecentAssets || datesOfFile.empty();
-    dates.insert(dates.end(), datesOfFile.begin(), datesOfFile.end());
-  }
-  if (dates.empty()) {
-    return {.assets = recentAssets(policy), .truncatedSources = {}};
-  }
-  std::ranges::sort(dates);
-  DistinctAssets assets(policy.maximumCandidates);
-  if (needsRecentAssets) {
-    assets.add(recentAssets(policy));
-  }
-  std::vector<Window> truncatedWindows;
-  for (const Window& window : windowsAround(dates)) {
-    if (assets.isFull() || !addAssetsWithin(window, library_, assets)) {
-      truncatedWindows.push_back(window);
-    }
-  }
-  return {.assets = assets.newestFirst(), .truncatedSources = sourcesWithin(truncatedWindows, files)};
-}
-
-std::vector<PhotosAsset> PhotoLibraryService::recentAssets(const RecognitionPolicy& policy) {
-  return library_.fetchAssets(
-      {.creationDates = {},
-       .order = PhotosFetchOptions::Order::creationDateDescending,
-       .fetchLimit = std::min(policy.maximumCandidates, policy.recentCandidateLimit)});
-}
-
 // Hashes one resource while it streams. Every failure is a result; CancellationError alone is thrown.
 ReadResult PhotoLibraryService::resourceIdentity(const PhotosAssetResource& resource,
                                                  std::chrono::nanoseconds timeout, std::int64_t maximumBytes,
                                                  const CancellationToken& token) {
   using Result = ResourceRequest::Result;
-  const auto accumulator = std::make_shared<ResourceIdentityAccumulator>(isJPEG(resource.originalFilename));
+  const auto accumulator = std::make_shared<ResourceIdentityAccumulator>(
+      ResourceIdentityAccumulator::isJPEG(resource.originalFilename));
   const auto request = std::make_shared<ResourceRequest>(library_, maximumBytes);
   auto alarm = timer_.after(timeout, [request, record = recorder_] {
     record(Event::operationFailed, {{"resource_timeout", 1}});

@@ -4,6 +4,8 @@
 
 #include "TolvanderCore/CharmeraMediaProcessor.h"
 #include "TolvanderCore/FileFingerprinter.h"
+#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Platform/Text.h"
 
 namespace tolvander::app {
 
@@ -22,6 +24,15 @@ std::optional<std::string> payloadFingerprint(const std::optional<std::vector<st
 }
 
 }  // namespace
+
+bool ResourceIdentityAccumulator::isJPEG(std::string_view filename) {
+  const std::string extension = lowercased(pathExtension(filename));
+  return extension == "jpg" || extension == "jpeg";
+}
+
+bool ResourceIdentityAccumulator::hasPayload(std::string_view filename, std::int64_t byteCount) {
+  return isJPEG(filename) && byteCount <= static_cast<std::int64_t>(maximumPayloadBytes);
+}
 
 ResourceIdentityAccumulator::ResourceIdentityAccumulator(bool isJPEG) {
   if (isJPEG) {

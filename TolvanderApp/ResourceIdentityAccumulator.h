@@ -5,6 +5,7 @@
 #include <mutex>
 #include <optional>
 #include <span>
+#include <string_view>
 #include <vector>
 
 #include "TolvanderCore/Cancellation.h"
@@ -19,6 +20,10 @@ namespace tolvander::app {
 class ResourceIdentityAccumulator {
  public:
   static constexpr std::size_t maximumPayloadBytes = 33'554'432;  // 32 MiB
+
+  // Whether a resource of this name and size has a payload fingerprint, provided that it is a sound JPEG.
+  static bool hasPayload(std::string_view filename, std::int64_t byteCount);
+  static bool isJPEG(std::string_view filename);
 
   explicit ResourceIdentityAccumulator(bool isJPEG);
   ResourceIdentityAccumulator(const ResourceIdentityAccumulator&) = delete;

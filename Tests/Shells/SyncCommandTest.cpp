@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <span>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -13,6 +14,8 @@
 #include "Tests/Support/Bytes.h"
 #include "Tests/Support/RunningTool.h"
 #include "Tests/Support/SampleCard.h"
+#include "Tests/Support/SmallCard.h"
+#include "Tests/Support/SyncedHome.h"
 #include "TolvanderCore/JSONReader.h"
 
 namespace tolvander::tests {
@@ -94,6 +97,43 @@ TEST_F(SyncCommandTest, syncsSeveralNewCardsAtOnce) {
   EXPECT_TRUE(contains(result.output, "“CARD”: 2 photos and 1 video imported\n")) << result.output;
   EXPECT_TRUE(contains(result.output, "“OTHER”: 1 photo imported\n")) << result.output;
   EXPECT_EQ(originals(), 4U);
+}
+
+// More than a search takes from one window of the library.
+TEST_F(SyncCommandTest, importsANewPhotoBesideHundredsThatWereImportedThatDay) {
+  constexpr unsigned imported = 760;
+  const auto add = [&](unsigned number) {
+    std::string digits = std::to_string(number);
+    digits.insert(0, 4 - digits.size(), '0');
+    addSmallPhoto(card, "PICT" + digits + ".JPG", number, number % 60);
+  };
+  makeSmallCard(card);
+  for (unsigned number = 1; number <= imported; ++number) {
+    add(number);
+  }
+  ASSERT_EQ(run({"sync", card.path(), "--yes"}).status, 0);
+  ASSERT_EQ(originals(), imported);
+  add(imported + 1);
+  const ToolResult result = run({"sync", card.path()});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_TRUE(contains(result.output, "“CARD”: 1 photo imported\n")) << result.output;
+  EXPECT_EQ(originals(), imported + 1);
+
+  // Without its record the newest one is found in the library again, among all the others.
+  const SyncedHome synced(home);
+  HistoryDatabase history = synced.history();
+  std::vector<ImportRecord> records(history.imports.begin(), history.imports.end());
+  std::erase_if(records, [](const ImportRecord& record) { return record.filename == "PICT0761.JPG"; });
+  ASSERT_EQ(records.size(), imported);
+  history.imports = ImportRecords(std::move(records));
+  std::string text;
+  writeHistory(history, [&](std::span<const std::byte> bytes) {
+    text.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  });
+  writeFile(synced.historyFile(), text);
+  EXPECT_EQ(run({"sync", card.path()}).status, 0);
+  EXPECT_EQ(originals(), imported + 1);
+  EXPECT_EQ(synced.history().imports.size(), imported + 1);
 }
 
 TEST_F(SyncCommandTest, fillsTheAlbumOfThisRun) {

@@ -1,0 +1,72 @@
+#include "TolvanderApp/KnownContents.h"
+
+#include <utility>
+
+#include "TolvanderApp/ResourceIdentityAccumulator.h"
+#include "TolvanderCore/CharmeraMediaProcessor.h"
+
+namespace tolvander::app {
+
+KnownContents::KnownContents(PhotoLibrary& library, ImportRecords records)
+    : library_(library), records_(std::move(records)) {
+  byAsset_.reserve(records_.size());
+  for (const ImportRecord& record : records_) {
+    if (record.photosAssetIdentifier) {
+      byAsset_.emplace(*record.photosAssetIdentifier, &record);
+    }
+  }
+}
+
+void KnownContents::learn(const std::vector<PhotosAsset>& assets) {
+  if (byAsset_.empty()) {
+    return;
+  }
+  std::vector<std::string> recorded;
+  for (const PhotosAsset& asset : assets) {
+    if (byAsset_.contains(asset.localIdentifier) && asked_.insert(asset.localIdentifier).second) {
+      recorded.push_back(asset.localIdentifier);
+    }
+  }
+  const auto originals = library_.unchangedOriginals(recorded);
+  if (!originals) {
+    return;
+  }
+  isAnswered_ = true;
+  for (const PhotosUnchangedOriginal& original : *originals) {
+    const std::string& asset = original.resource.assetLocalIdentifier;
+    const auto [begin, end] = byAsset_.equal_range(asset);
+    for (auto entry = begin; entry != end; ++entry) {
+      if (auto known = identity(*entry->second, original)) {
+        contents_.try_emplace(asset, Known{.resourceIndex = original.resource.index,
+                                           .content = {std::move(*known), original.byteCount}});
+        break;
+      }
+    }
+  }
+}
+
+const KnownContents::Content* KnownContents::find(const std::string& assetIdentifier,
+                                                  std::int64_t resourceIndex) const {
+  const auto known = contents_.find(assetIdentifier);
+  return known != contents_.end() && known->second.resourceIndex == resourceIndex ? &known->second.content
+                                                                                  : nullptr;
+}
+
+std::optional<OfflinePhotoRecognizer::Identity> KnownContents::identity(
+    const ImportRecord& record, const PhotosUnchangedOriginal& original) {
+  if (!record.isContentConfirmed() || record.processedFingerprint != original.sha256) {
+    return std::nullopt;
+  }
+  if (!ResourceIdentityAccumulator::hasPayload(original.resource.originalFilename, original.byteCount)) {
+    return OfflinePhotoRecognizer::Identity{.sourceFingerprint = original.sha256,
+                                            .mediaPayloadFingerprint = std::nullopt};
+  }
+  const auto& payload = record.mediaPayloadFingerprint;
+  if (!payload || !payload->starts_with(CharmeraMediaProcessor::jpegPayloadScheme)) {
+    return std::nullopt;
+  }
+  return OfflinePhotoRecognizer::Identity{.sourceFingerprint = original.sha256,
+                                          .mediaPayloadFingerprint = payload};
+}
+
+}  // namespace tolvander::app

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "TolvanderApp/Platform/PhotoLibrary.h"
+#include "TolvanderCore/ImportRecords.h"
+#include "TolvanderCore/OfflinePhotoRecognizer.h"
+
+namespace tolvander::app {
+
+// What the history knows of the bytes of assets, so that they needn't be read. The content of an asset is
+// known while a record of its import or of its recognition by content gives the hash of its bytes, and the
+// library says that it still has the one file of that hash, unchanged. Used by one thread at a time.
+class KnownContents {
+ public:
+  // What a read of an asset's one file would give.
+  struct Content {
+    OfflinePhotoRecognizer::Identity identity;
+    std::int64_t byteCount = 0;
+
+    friend bool operator==(const Content&, const Content&) = default;
+  };
+
+  // `library` must outlive this.
+  KnownContents(PhotoLibrary& library, ImportRecords records);
+
+  // Asks the library about those of the assets that are recorded, each once. Throws PhotosPlatformError.
+  void learn(const std::vector<PhotosAsset>& assets);
+
+  // Whether the library has answered at all.
+  bool canBeKnown() const { return isAnswered_; }
+
+  // Of the asset's one file, which has this place; null where it isn't known.
+  const Content* find(const std::string& assetIdentifier, std::int64_t resourceIndex) const;
+  bool isKnown(const std::string& assetIdentifier) const { return contents_.contains(assetIdentifier); }
+
+  // What a read of the original would give. Absent where this record doesn't tell.
+  static std::optional<OfflinePhotoRecognizer::Identity> identity(const ImportRecord& record,
+                                                                  const PhotosUnchangedOriginal& original);
+
+ private:
+  struct Known {
+    std::int64_t resourceIndex = 0;
+    Content content;
+  };
+
+  PhotoLibrary& library_;
+  const ImportRecords records_;
+  std::unordered_multimap<std::string_view, const ImportRecord*> byAsset_;  // into records_
+  bool isAnswered_ = false;
+  std::unordered_set<std::string> asked_;  // assets
+  std::unordered_map<std::string, Known> contents_;
+};
+
+}  // namespace tolvander::app
