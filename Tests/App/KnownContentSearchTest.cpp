@@ -476,6 +476,17 @@ TEST_F(KnownContentSearchTest, leavesAFileUncheckedBesideMoreUnknownAssetsThanAW
   EXPECT_TRUE(found.budgetExceeded);
 }
 
+TEST_F(KnownContentSearchTest, aKnownContentIsThatOfTheOriginalInItsPlace) {
+  addImports(1, ".JPG");
+  const std::string asset = *records.front().photosAssetIdentifier;
+  KnownContents known(library, ImportRecords(records));
+  EXPECT_EQ(known.find(asset, 0), nullptr);
+  known.learn(library.fetchAssets(std::vector{asset}));
+  ASSERT_NE(known.find(asset, 0), nullptr);
+  EXPECT_EQ(known.find(asset, 0)->identity.sourceFingerprint, records.front().processedFingerprint);
+  EXPECT_EQ(known.find(asset, 1), nullptr);
+}
+
 // What a record says of an original.
 
 PhotosUnchangedOriginal original(const std::string& filename, std::int64_t byteCount = 100) {
