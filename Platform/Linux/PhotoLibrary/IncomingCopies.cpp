@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <exception>
 #include <utility>
@@ -39,13 +38,6 @@ Descriptor openSource(const FileURL& source) {
     throw PosixError(EINVAL, "open", source);
   }
   return file;
-}
-
-std::string folderOfDay(Date date, const TimeZone& zone) {
-  constexpr std::size_t lengthOfDay = 10;
-  std::string day = exifDateText(date, zone).substr(0, lengthOfDay);
-  std::replace(day.begin(), day.end(), ':', '-');
-  return std::string(LibraryFolder::originals) + "/" + day.substr(0, 4) + "/" + day;
 }
 
 }  // namespace

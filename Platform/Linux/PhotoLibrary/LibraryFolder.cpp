@@ -7,6 +7,7 @@
 #include <cerrno>
 
 #include "Platform/Linux/FileWriting.h"
+#include "TolvanderCore/DayText.h"
 #include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
@@ -65,6 +66,11 @@ bool isOriginalPath(std::string_view path) {
     }
     start = slash + 1;
   }
+}
+
+std::string folderOfDay(Date date, const TimeZone& zone) {
+  const std::string day = dayText(date, zone);
+  return std::string(LibraryFolder::originals) + "/" + day.substr(0, 4) + "/" + day;
 }
 
 std::string_view folderOf(std::string_view path) { return path.substr(0, path.rfind('/')); }

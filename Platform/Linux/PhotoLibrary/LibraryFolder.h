@@ -5,7 +5,9 @@
 #include <vector>
 
 #include "Platform/Linux/Descriptor.h"
+#include "TolvanderCore/Date.h"
 #include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Platform/Calendar.h"
 
 namespace tolvander::platform::linux_ {
 
@@ -52,6 +54,9 @@ class LibraryFolder {
 
 // Whether a path can be one of an original: below Originals, and with no component that leads elsewhere.
 bool isOriginalPath(std::string_view path);
+
+// Where originals of that day in `zone` go: "Originals/2026/2026-11-20".
+std::string folderOfDay(Date date, const TimeZone& zone);
 
 // The part before the last slash, and the part behind it.
 std::string_view folderOf(std::string_view path);

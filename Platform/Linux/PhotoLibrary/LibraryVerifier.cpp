@@ -7,6 +7,7 @@
 
 #include "Platform/Linux/PhotoLibrary/LibraryLock.h"
 #include "Platform/Linux/PhotoLibrary/OriginalContent.h"
+#include "Platform/Linux/PhotoLibrary/OriginalFiles.h"
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 #include "TolvanderCore/Platform/FileSystem.h"
 #include "TolvanderCore/SystemErrors.h"
@@ -68,7 +69,7 @@ LibraryVerification LibraryVerifier::run() {
   }
   found_.originals = progress_.originals;
   findUnfinishedFiles();
-  findFilesBeside(folder_->url().appending(LibraryFolder::originals));
+  findFilesBeside();
   return std::move(found_);
 }
 
@@ -181,25 +182,14 @@ void LibraryVerifier::findUnfinishedFiles() {
   }
 }
 
-// Links to folders are followed, each folder once. No hidden entries.
-void LibraryVerifier::findFilesBeside(const FileURL& folder) {
-  auto entries = DirectoryEnumerator::at(folder);
-  if (!entries || !foldersBehindLinks_.insert(folder.resolvingSymlinks().path()).second) {
-    return;
-  }
-  while (const auto entry = entries->next()) {
+void LibraryVerifier::findFilesBeside() {
+  forEachOriginalFile(*folder_, [&](const FileURL& file) {
     token_.throwIfCancelled();
-    const FileResourceValues values = fileResourceValues(*entry);
-    if (values.isDirectory || known_.contains(entry->path())) {
-      continue;
+    if (!known_.contains(file.path())) {
+      found_.unknown.push_back(file);
     }
-    const FileURL target = values.isSymbolicLink ? entry->resolvingSymlinks() : *entry;
-    if (values.isSymbolicLink && fileExists(target) && fileResourceValues(target).isDirectory) {
-      findFilesBeside(*entry);
-    } else {
-      found_.unknown.push_back(*entry);
-    }
-  }
+    return true;
+  });
 }
 
 }  // namespace tolvander::platform::linux_

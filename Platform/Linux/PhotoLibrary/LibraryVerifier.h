@@ -32,7 +32,7 @@ class LibraryVerifier {
   void compare(const CataloguedOriginal& original, CataloguedContent content, const FaultyOriginal& fault);
   void keepWhatWasLearnt();
   void findUnfinishedFiles();
-  void findFilesBeside(const FileURL& folder);
+  void findFilesBeside();
 
   const LibraryFolder* folder_;
   CataloguePool* catalogues_;
@@ -41,9 +41,8 @@ class LibraryVerifier {
   OriginalPresence presence_;
   LibraryVerification found_;
   VerificationProgress progress_;
-  std::unordered_set<std::string> known_;               // paths of originals
-  std::unordered_set<std::string> foldersBehindLinks_;  // with their links resolved
-  std::vector<CataloguedOriginal> learnt_;              // with the content to be kept
+  std::unordered_set<std::string> known_;   // paths of originals
+  std::vector<CataloguedOriginal> learnt_;  // with the content to be kept
 };
 
 }  // namespace tolvander::platform::linux_

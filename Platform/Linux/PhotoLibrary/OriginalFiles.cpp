@@ -1,0 +1,70 @@
+#include "Platform/Linux/PhotoLibrary/OriginalFiles.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <unordered_set>
+
+#include "TolvanderCore/MediaKind.h"
+#include "TolvanderCore/Platform/Text.h"
+
+namespace tolvander::platform::linux_ {
+
+namespace {
+
+class Walk {
+ public:
+  Walk(const OriginalFileVisitor& visit, const DirectoryEnumerator::ErrorHandler& unreadable)
+      : visit_(&visit), unreadable_(&unreadable) {}
+
+  // Whether to go on.
+  bool through(const FileURL& folder) {
+    auto entries = DirectoryEnumerator::at(folder, *unreadable_);
+    if (!entries || !seen_.insert(folder.resolvingSymlinks().path()).second) {
+      return true;
+    }
+    while (const auto entry = entries->next()) {
+      const FileResourceValues values = fileResourceValues(*entry);
+      if (values.isDirectory) {
+        continue;  // its entries follow
+      }
+      if (!(values.isSymbolicLink && leadsToFolder(*entry) ? through(*entry) : (*visit_)(*entry))) {
+        return false;
+      }
+    }
+    return true;
+  }
+
+ private:
+  static bool leadsToFolder(const FileURL& link) {
+    const FileURL target = link.resolvingSymlinks();
+    return fileExists(target) && fileResourceValues(target).isDirectory;
+  }
+
+  const OriginalFileVisitor* visit_;
+  const DirectoryEnumerator::ErrorHandler* unreadable_;
+  std::unordered_set<std::string> seen_;  // folders where walks began, with their links resolved
+};
+
+}  // namespace
+
+void forEachOriginalFile(const LibraryFolder& folder, const OriginalFileVisitor& visit,
+                         const DirectoryEnumerator::ErrorHandler& unreadable) {
+  Walk(visit, unreadable).through(folder.url().appending(LibraryFolder::originals));
+}
+
+std::string originalPath(const LibraryFolder& folder, const FileURL& file) {
+  return file.path().substr(folder.url().path().size() + 1);
+}
+
+std::optional<app::PhotosMediaType> mediaTypeByExtension(const FileURL& file) {
+  constexpr std::array<std::string_view, 5> pictures = {"jpg", "jpeg", "png", "heic", "heif"};
+  if (isVideoExtension(file.pathExtension())) {
+    return app::PhotosMediaType::video;
+  }
+  const std::string extension = lowercased(file.pathExtension());
+  return std::ranges::find(pictures, extension) != pictures.end() ? std::optional(app::PhotosMediaType::image)
+                                                                  : std::nullopt;
+}
+
+}  // namespace tolvander::platform::linux_
