@@ -76,7 +76,9 @@ Session::Session(const Context& context, Options options)
       storedDefaults_(files_.settings),
       defaults_(storedDefaults_, std::move(options.settings)),
       settings_(std::make_shared<app::AppSettings>(defaults_, loop_)),
+      history_(std::make_shared<SyncHistoryStore>(files_.history, [this] { lock_.require(); })),
       log_(std::make_shared<DiagnosticLog>(files_.log)),
+      backups_(files_, *log_),
       library_(files_.library),
       volumes_(loop_, foldersThatCount(options.volumes, *settings_, loop_)),
       chosenVolumes_(volumes_, options.volumes),
@@ -85,12 +87,11 @@ Session::Session(const Context& context, Options options)
       ejector_(volumes_),
       dialogs_(std::move(options.answers), context.cancellation),
       application_([this] { stop(); }),
-      model_(app::AppModel::make(
-          platform(),
-          {.settings = settings_,
-           .history = std::make_shared<SyncHistoryStore>(files_.history, [this] { lock_.require(); }),
-           .mediaStaging = std::make_shared<MediaStagingService>(files_.staging),
-           .diagnosticLog = log_})) {}
+      model_(app::AppModel::make(platform(),
+                                 {.settings = settings_,
+                                  .history = history_,
+                                  .mediaStaging = std::make_shared<MediaStagingService>(files_.staging),
+                                  .diagnosticLog = log_})) {}
 
 Session::~Session() = default;
 
@@ -113,12 +114,19 @@ app::Platform Session::platform() {
 ExitStatus Session::run(const Flow& flow) {
   // A reader that goes away, with its terminal say, doesn't end the work half-way: writing fails instead.
   std::signal(SIGPIPE, SIG_IGN);
+  backups_.make();
   {
+    const app::Subscription changes = model_->changes.observe([this] {
+      if (model_->isIdle()) {
+        backups_.makeOnNewDay();
+      }
+    });
     app::TaskScope tasks(loop_);
     const CancellationCallback stopping(interruption_, [this] { loop_.post([this] { stop(); }); });
     tasks.start(runFlow(this, flow));
     loop_.run();
   }
+  backups_.make();
   log_->record(DiagnosticLog::Event::appTerminated);
   if (failure_) {
     std::rethrow_exception(std::exchange(failure_, nullptr));

@@ -17,6 +17,7 @@
 #include "Shells/CommandLine/ChosenVolumes.h"
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/HeadlessApplication.h"
+#include "Shells/CommandLine/HomeBackups.h"
 #include "Shells/CommandLine/HomeFiles.h"
 #include "Shells/CommandLine/RunDefaults.h"
 #include "Shells/CommandLine/TerminalDialogs.h"
@@ -86,7 +87,9 @@ class Session {
   platform::linux_::FileUserDefaults storedDefaults_;
   RunDefaults defaults_;
   const std::shared_ptr<app::AppSettings> settings_;
+  const std::shared_ptr<SyncHistoryStore> history_;
   const std::shared_ptr<DiagnosticLog> log_;
+  HomeBackups backups_;
   platform::linux_::EmbeddedPhotoLibrary library_;
   platform::linux_::LinuxVolumes volumes_;
   ChosenVolumes chosenVolumes_;

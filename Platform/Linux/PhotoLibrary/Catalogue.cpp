@@ -162,6 +162,22 @@ bool Catalogue::isUnmade(const FileURL& file, std::chrono::milliseconds patience
   return catalogueVersion(database) == 0;
 }
 
+bool Catalogue::isOfNewerVersion(const FileURL& file, std::chrono::milliseconds patience) {
+  try {
+    Database database(file, Database::Opening::existing, patience);
+    return isNewerCatalogue(database);
+  } catch (const DatabaseError&) {
+    return false;
+  }
+}
+
+void Catalogue::copyWithoutIntents(const FileURL& file, std::chrono::milliseconds patience) {
+  Database copy(file, Database::Opening::existingOrNew, patience);
+  database_.copyTo(copy);
+  removeIntents(copy);
+  copy.takeLogOverWhenClosed();
+}
+
 std::vector<PhotosAsset> Catalogue::assets(const PhotosFetchOptions& options, const OriginalTest& isThere) {
   // Absent dates come first in SQLite's order, and last in the opposite one. The limit is not SQL's, which
   // would count assets that aren't there.

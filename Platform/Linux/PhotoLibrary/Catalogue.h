@@ -43,6 +43,8 @@ struct Intent {
   std::optional<std::string> album;
   app::PhotosAsset asset;
   CataloguedResource original;
+
+  friend bool operator==(const Intent&, const Intent&) = default;
 };
 
 // One file of an asset, and where its row is.
@@ -79,6 +81,13 @@ class Catalogue {
 
   // Whether nothing is in the file yet, so that it has to be made before it can be opened. Throws as above.
   static bool isUnmade(const FileURL& file, std::chrono::milliseconds patience);
+
+  // Whether it is a catalogue of this program, of a version that comes after all that it knows. False where
+  // there is none, or none that can be read.
+  static bool isOfNewerVersion(const FileURL& file, std::chrono::milliseconds patience);
+
+  // Makes a copy without the intents, in a file that isn't there yet, with no log beside it.
+  void copyWithoutIntents(const FileURL& file, std::chrono::milliseconds patience);
 
   // Answers whether an original is where the catalogue says, and of the catalogued size.
   using OriginalTest = std::function<bool(const std::string& path, std::int64_t byteCount)>;

@@ -13,6 +13,9 @@ namespace {
 
 constexpr std::int64_t applicationID = 0x546C7664;  // "Tlvd"
 
+constexpr int versionWithPlacements = 2;
+constexpr int versionWithIntents = 4;
+
 constexpr std::array<const char*, newestCatalogueVersion> steps = {
     R"(
 CREATE TABLE assets (
@@ -113,6 +116,20 @@ int catalogueVersion(Database& database) {
   return static_cast<int>(version);
 }
 
+bool isNewerCatalogue(Database& database) {
+  return number(database, "PRAGMA application_id") == applicationID &&
+         number(database, "PRAGMA user_version") > newestCatalogueVersion;
+}
+
+void removeIntents(Database& database) {
+  const int version = catalogueVersion(database);
+  if (version >= versionWithIntents) {
+    database.run("DELETE FROM intents");
+  } else if (version >= versionWithPlacements) {
+    database.run("DELETE FROM placements");
+  }
+}
+
 void readAsNewest(Database& database, int version) {
   // A temporary view comes before the table of its name.
   if (version < 3) {
@@ -120,7 +137,7 @@ void readAsNewest(Database& database, int version) {
         "CREATE TEMP VIEW resources AS SELECT asset, position, type, original_filename, path, path_key,"
         " byte_count, NULL AS sha256, NULL AS modified FROM main.resources");
   }
-  if (version < 4) {
+  if (version < versionWithIntents) {
     database.run(
         "CREATE TEMP TABLE intents (identifier, creation_date, media_type, pixel_width, pixel_height, "
         "duration,"

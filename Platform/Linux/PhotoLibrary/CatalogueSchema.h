@@ -21,6 +21,12 @@ constexpr int newestCatalogueVersion = 4;
 // newer wrote, or a file that is something else, and DatabaseError.
 int catalogueVersion(Database& database);
 
+// Whether a newer version of this program made it. Throws DatabaseError.
+bool isNewerCatalogue(Database& database);
+
+// Removes the intents from a catalogue of any version from 1.
+void removeIntents(Database& database);
+
 // Lets this connection ask a catalogue of an older version, from 1, as if it were of the newest one. Changes
 // nothing in the file. The connection can't change it either, and is of no more use once the catalogue is
 // upgraded.

@@ -114,6 +114,19 @@ void Database::configure(std::chrono::milliseconds patience) {
       "temp_store=MEMORY;");
 }
 
+void Database::copyTo(Database& target) {
+  sqlite3_backup* backup = sqlite3_backup_init(target.database_.get(), "main", database_.get(), "main");
+  if (backup == nullptr) {
+    fail(target.database_.get(), SQLITE_ERROR);
+  }
+  constexpr int allPages = -1;
+  const int result = sqlite3_backup_step(backup, allPages);
+  sqlite3_backup_finish(backup);
+  if (result != SQLITE_DONE) {
+    throw DatabaseError(result, sqlite3_errstr(result));
+  }
+}
+
 void Database::takeLogOverWhenClosed() {
   sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
 }

@@ -124,6 +124,9 @@ class Database {
 
   std::int64_t lastInsertedRow() const;
 
+  // Makes `target` a copy of this database as it is now. Doesn't wait for other connections to this one.
+  void copyTo(Database& target);
+
   // From now on the connection that closes last takes the log over into the file.
   void takeLogOverWhenClosed();
 

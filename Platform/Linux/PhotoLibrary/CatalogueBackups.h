@@ -1,0 +1,34 @@
+#pragma once
+
+#include <optional>
+
+#include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
+#include "TolvanderCore/DailyBackups.h"
+#include "TolvanderCore/Date.h"
+
+namespace tolvander::platform::linux_ {
+
+// Daily copies of a library's catalogue, in the library's folder "Backups" (DailyBackups). They have no
+// intents: an intent is true only together with the incoming files of its moment.
+class CatalogueBackups {
+ public:
+  explicit CatalogueBackups(const FileURL& library);
+
+  // Makes the copy for the day of `now`, and removes old ones, unless that day has one. A copy gets its name
+  // only after it was read whole. Nothing is made where there is no catalogue, of one that names no asset,
+  // and while another process is changing the library. Durable when it returns. Throws DatabaseError,
+  // PosixError and PhotosPlatformError, and has then left the backups as they were.
+  void makeIfDue(Date now) const;
+
+  std::optional<FileURL> newest() const { return backups_.newest(); }
+  // The newest first.
+  std::vector<FileURL> all() const { return backups_.all(); }
+
+ private:
+  void make(const FileURL& backup) const;
+
+  LibraryFolder folder_;
+  DailyBackups backups_;
+};
+
+}  // namespace tolvander::platform::linux_

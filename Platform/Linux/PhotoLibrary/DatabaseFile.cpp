@@ -1,0 +1,68 @@
+#include "Platform/Linux/PhotoLibrary/DatabaseFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+
+#include "Platform/Linux/Descriptor.h"
+#include "Platform/Linux/FileWriting.h"
+#include "TolvanderCore/SystemErrors.h"
+
+namespace tolvander::platform::linux_ {
+
+namespace {
+
+// The database is the first.
+constexpr std::array<const char*, 4> suffixes = {"", "-wal", "-shm", "-journal"};
+
+Descriptor openForSyncing(const FileURL& url, int flags) {
+  Descriptor file(uninterrupted([&] { return open(url.path().c_str(), O_RDONLY | O_CLOEXEC | flags); }));
+  if (!file) {
+    throw PosixError(errno, "open", url);
+  }
+  return file;
+}
+
+void makeNamesDurable(const FileURL& file) {
+  const FileURL folder = file.deletingLastPathComponent();
+  makeDurable(openForSyncing(folder, O_DIRECTORY), folder);
+}
+
+}  // namespace
+
+void DatabaseFile::remove() const noexcept {
+  for (const char* const suffix : suffixes) {
+    unlink((url_.path() + suffix).c_str());
+  }
+}
+
+void DatabaseFile::moveTo(const FileURL& url) const {
+  // Where closing the database failed, its content is still in the log.
+  struct stat log {};
+  const std::string logPath = url_.path() + "-wal";
+  if (stat(logPath.c_str(), &log) == 0 && log.st_size > 0) {
+    throw PosixError(EBUSY, "rename", url_);
+  }
+  unlink(logPath.c_str());
+  unlink((url_.path() + "-shm").c_str());
+  makeDurable(openForSyncing(url_, O_NOFOLLOW), url_);
+  if (rename(url_.path().c_str(), url.path().c_str()) != 0) {
+    throw PosixError(errno, "rename", url_);
+  }
+  makeNamesDurable(url);
+}
+
+void DatabaseFile::setAside(const FileURL& url) const {
+  for (const char* const suffix : suffixes) {
+    if (rename((url_.path() + suffix).c_str(), (url.path() + suffix).c_str()) != 0 && errno != ENOENT) {
+      throw PosixError(errno, "rename", url_);
+    }
+  }
+  makeNamesDurable(url);
+}
+
+}  // namespace tolvander::platform::linux_

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "TolvanderCore/Date.h"
+#include "TolvanderCore/FileURL.h"
+
+namespace tolvander {
+
+// Where the daily copies of one file lie: in the folder "Backups" beside it, under its name with the day in
+// the user's zone, such as "history 2026-11-20.json". Other files there are left alone. A value; safe on
+// every thread.
+class DailyBackups {
+ public:
+  static constexpr std::size_t mostKept = 7;
+
+  explicit DailyBackups(const FileURL& file);
+
+  const FileURL& folder() const { return folder_; }
+
+  // The copy of that day, whether it is there or not.
+  FileURL ofDay(Date date) const;
+
+  // The newest first, by the days in their names. None where the folder can't be read.
+  std::vector<FileURL> all() const;
+  std::optional<FileURL> newest() const;
+
+  // Removes all but the newest seven. One that can't be removed stays.
+  void removeOldOnes() const;
+
+ private:
+  FileURL folder_;
+  std::string prefix_;
+  std::string suffix_;
+};
+
+}  // namespace tolvander

@@ -1,0 +1,32 @@
+#include "TolvanderCore/HistoryBackup.h"
+
+#include <cstddef>
+#include <vector>
+
+#include "TolvanderCore/DailyBackups.h"
+#include "TolvanderCore/HistoryDatabase.h"
+#include "TolvanderCore/Platform/AtomicFile.h"
+#include "TolvanderCore/Platform/FileSystem.h"
+#include "TolvanderCore/WholeFile.h"
+
+namespace tolvander {
+
+void backUpHistory(const FileURL& historyFile, Date now) {
+  const DailyBackups backups(historyFile);
+  const FileURL backup = backups.ofDay(now);
+  if (!fileExists(historyFile) || fileExists(backup)) {
+    return;
+  }
+  const std::vector<std::byte> bytes = WholeFile(historyFile).contents({});
+  if (readHistory(bytes) == HistoryDatabase()) {
+    return;
+  }
+  createDirectories(backups.folder(), Durability::survivesPowerLoss);
+  AtomicFile::removeLeftovers(backup);
+  AtomicFile file(backup, Durability::survivesPowerLoss);
+  file.write(bytes);
+  file.commit();
+  backups.removeOldOnes();
+}
+
+}  // namespace tolvander
