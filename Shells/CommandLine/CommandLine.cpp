@@ -10,14 +10,27 @@
 #include "Shells/CommandLine/Arguments.h"
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Failure.h"
+#include "Shells/CommandLine/HomeFiles.h"
 #include "Shells/CommandLine/Interruption.h"
+#include "Shells/CommandLine/RecoveryAdvice.h"
 #include "TolvanderApp/Presentation/FailureText.h"
 
 namespace tolvander::shell {
 
 namespace {
 
-ExitStatus runReportingFailure(Command& command, Context context, const std::string& home) {
+// Lines of ours beneath the words of the failure.
+void showRecoveryAdvice(const Context& context) {
+  try {
+    for (const std::string& advice : recoveryAdvice(HomeFiles::of(context))) {
+      showFailure(advice);
+    }
+  } catch (const std::exception&) {
+    return;  // the failure itself has been shown
+  }
+}
+
+ExitStatus runReportingFailure(Command& command, Context& context, const std::string& home) {
   try {
     if (!home.empty()) {
       context.home = fileURLFromArgument(home);
@@ -70,7 +83,11 @@ ExitStatus runCommandLine(int argumentCount, const char* const* arguments) {
   context.cancellation = interruption.token();
   for (const auto& [declared, command] : commands) {
     if (declared->parsed()) {
-      return runReportingFailure(*command, context, home);
+      const ExitStatus status = runReportingFailure(*command, context, home);
+      if (status == ExitStatus::failed) {
+        showRecoveryAdvice(context);
+      }
+      return status;
     }
   }
   return ExitStatus::wrongUsage;

@@ -145,6 +145,7 @@ class LibraryCommand final : public Command {
   ExitStatus run(const Context& context) override {
     const FileURL folder = HomeFiles::of(context).library;
     EmbeddedPhotoLibrary library(folder);
+    library.requireCatalogue();
     if (verify_->parsed()) {
       return verify(library, context);
     }

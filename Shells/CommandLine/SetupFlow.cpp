@@ -42,14 +42,34 @@ Task<> requestAccess(Session* session) {
   co_await answer;
 }
 
+// Pictures are there, and no catalogue. Then there is nothing to be asked: the request for access fails, in
+// the library's words.
+bool isCatalogueLost(Session& session) {
+  try {
+    session.library().requireCatalogue();
+    return false;
+  } catch (const Error&) {
+    return true;
+  }
+}
+
+Task<bool> askForLibrary(Session* session, bool agrees) {
+  auto asking = session->dialogs().ask(app::libraryQuestion(session->files().library), agrees, "--yes");
+  const std::size_t answer = co_await asking;
+  co_return answer == 0;
+}
+
 }  // namespace
 
 Task<bool> prepareLibrary(Session* session, bool agrees) {
   AppModel& model = session->model();
   if (model.photosPermissionStatus == PhotosPermissionStatus::notDetermined) {
-    auto asking = session->dialogs().ask(app::libraryQuestion(session->files().library), agrees, "--yes");
-    const std::size_t answer = co_await asking;
-    if (answer == 0) {
+    bool isRequested = isCatalogueLost(*session);
+    if (!isRequested) {
+      auto asking = askForLibrary(session, agrees);
+      isRequested = co_await asking;
+    }
+    if (isRequested) {
       auto requesting = requestAccess(session);
       co_await requesting;
     }

@@ -7,6 +7,7 @@
 #include "Shells/CommandLine/HomeView.h"
 #include "TolvanderApp/PausedImports.h"
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
+#include "TolvanderApp/Presentation/FailureText.h"
 #include "TolvanderApp/Presentation/StatusReport.h"
 #include "TolvanderCore/MountedVolumeMediaSource.h"
 #include "TolvanderCore/Platform/Text.h"
@@ -83,6 +84,15 @@ History historyOf(HomeView& view, app::PhotoLibrary& library, const Cancellation
   }
 }
 
+std::optional<std::string> problemOf(EmbeddedPhotoLibrary& library) {
+  try {
+    library.requireCatalogue();
+    return std::nullopt;
+  } catch (const Error& error) {
+    return app::failureText(error);
+  }
+}
+
 std::vector<std::string> pathsOf(const app::SetAsideFiles& files) {
   std::vector<std::string> paths;
   for (const app::SetAsideFile& file : files) {
@@ -125,6 +135,7 @@ class StatusCommand final : public Command {
         .historyFile = files.history,
         .settingsFile = files.settings,
         .libraryFolder = files.library,
+        .libraryProblem = problemOf(library),
         .logFolder = files.log,
     };
     std::cout << (context.json ? report.json() + "\n" : report.text());

@@ -50,6 +50,10 @@ TEST(StatusReport, tellsWhatIsMissing) {
   EXPECT_NE(text.find("the import history cannot be read\n"), std::string::npos) << text;
   EXPECT_NE(text.find("/p (cannot be changed)\n"), std::string::npos) << text;
   EXPECT_NE(text.find("They can’t be read.\n"), std::string::npos) << text;
+  report.libraryProblem = "its catalogue is missing";
+  EXPECT_NE(report.text().find("/p (cannot be used: its catalogue is missing)\n"), std::string::npos);
+  const JSONDocument document(tests::bytesOf(report.json()));
+  EXPECT_EQ(document.root().object().required("libraryProblem").string(), "its catalogue is missing");
 }
 
 TEST(StatusReport, tellsOfPausedImportsAndOfFilesThatAreSetAside) {
@@ -93,7 +97,7 @@ TEST(StatusReport, givesProgramsAnObject) {
   EXPECT_EQ(status.required("lastSync").object().required("videoCount").integer(), 1);
   EXPECT_EQ(status.required("album").string(), "Summer");
   const JSONDocument empty(tests::bytesOf(StatusReport().json()));
-  for (const char* key : {"holder", "history", "lastSync", "album"}) {
+  for (const char* key : {"holder", "history", "lastSync", "album", "libraryProblem"}) {
     EXPECT_TRUE(empty.root().object().required(key).isNull()) << key;
   }
 }

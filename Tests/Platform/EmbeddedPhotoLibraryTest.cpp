@@ -245,6 +245,7 @@ TEST_F(EmbeddedLibrary, numbersTakenNames) {
 
 TEST_F(EmbeddedLibrary, neverReplacesAFileOfTheUser) {
   const auto library = open();
+  importPictures(*library, {file("a.jpg")});
   const FileURL own = root.appending(dayFolder(day(0)) + "/PICT0001.JPG");
   writeFile(own, "the user's");
   fs::create_symlink("/nowhere", root.appending(dayFolder(day(0)) + "/PICT0001 2.JPG").path());
@@ -630,10 +631,11 @@ TEST_F(EmbeddedLibrary, leavesFilesAloneThatItDidNotPutThere) {
   const std::vector<FileURL> foreign = {
       root.appending("notes.txt"), root.appending("Originals/a.jpg"), root.appending("Originals/2026/b.jpg"),
       root.appending("Originals/.incoming/mine.part"), root.appending("Originals/.incoming/c.jpg")};
+  const auto library = open();
+  importPictures(*library, {file("a.jpg")});
   for (const FileURL& url : foreign) {
     writeFile(url, "the user's");
   }
-  const auto library = open();
   importPictures(*library, {file("a.jpg")});
   changeAndWait(*library, [](app::PhotosChanges&) { throw std::runtime_error("no"); });
   open();
@@ -705,6 +707,9 @@ TEST_F(IntentLeft, theNameIsNotGivenToAnotherFile) {
 }
 
 TEST_F(IntentLeft, aHostileCatalogueReachesNothingByIt) {
+  changeCatalogue("UPDATE intents SET history = 'another'");
+  importPictures(*open(), {file("PICT0001.JPG")});
+  changeCatalogue("UPDATE intents SET history = NULL");
   for (const std::string name : {"../../secret", "../PICT0001.JPG", "c.jpg"}) {
     writeFile(root.appending("secret"), "secret");
     writeFile(root.appending("Originals/.incoming/c.jpg"), "secret");

@@ -154,8 +154,10 @@ std::string StatusReport::text() const {
   text += factLine("Album", album ? printable(*album) : "none");
   text += factLine("Moves to the Trash", yesOrNo(movesToTrash));
   text += factLine("Ejects", yesOrNo(ejects));
-  text += factLine("Photo library",
-                   printable(libraryFolder.path()) + " (" + std::string(libraryWord(photos)) + ")");
+  text += factLine("Photo library", printable(libraryFolder.path()) + " (" +
+                                        (libraryProblem ? "cannot be used: " + printable(*libraryProblem)
+                                                        : std::string(libraryWord(photos))) +
+                                        ")");
   text += factLine("Import history", printable(historyFile.path()));
   text += factLine("Settings", printable(settingsFile.path()));
   return text + factLine("Log", printable(logFolder.path()));
@@ -185,6 +187,7 @@ std::string StatusReport::json() const {
     writer.string("historyFile", historyFile.path());
     writer.string("settingsFile", settingsFile.path());
     writer.string("libraryFolder", libraryFolder.path());
+    writeOptional(writer, "libraryProblem", libraryProblem);
     writer.string("logFolder", logFolder.path());
     writer.endObject();
   });

@@ -39,6 +39,7 @@ struct StatusReport {
   FileURL historyFile{"/"};
   FileURL settingsFile{"/"};
   FileURL libraryFolder{"/"};
+  std::optional<std::string> libraryProblem{};  // why its catalogue can't be used; absent where it can be
   FileURL logFolder{"/"};
 
   // For people, with line ends.

@@ -5,7 +5,7 @@
 #include <cerrno>
 
 #include "Platform/Linux/PhotoLibrary/LibraryLock.h"
-#include "Platform/Linux/PhotoLibrary/LibrarySweep.h"
+#include "Platform/Linux/PhotoLibrary/LostCatalogue.h"
 #include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
@@ -34,14 +34,25 @@ CataloguePool::Identity CataloguePool::identityOfFile() const {
   return {status.st_dev, status.st_ino};
 }
 
+// Throws where the catalogue is not that of the pictures that are there.
+CataloguePool::State CataloguePool::requireCatalogue() const {
+  const FileURL file = folder_.catalogueFile();
+  if (Catalogue::isUnmade(file, patience_)) {
+    requireNoPictures(folder_, "empty");
+    return State::unmade;
+  }
+  Catalogue catalogue(file, patience_);
+  requireCatalogueOfPictures(folder_, catalogue);
+  return State::made;
+}
+
 CataloguePool::Lease CataloguePool::take() {
   const Identity identity = identityOfFile();
   const std::lock_guard guard(mutex_);
   if (identity_ != identity) {
-    const FileURL file = folder_.catalogueFile();
-    if (Catalogue::isUnmade(file, patience_)) {
+    if (requireCatalogue() == State::unmade) {
       const LibraryLock lock(folder_, patience_);
-      Catalogue::createOrUpgrade(file, patience_);
+      Catalogue::createOrUpgrade(folder_.catalogueFile(), patience_);
     }
     startAnew(identity, false);
   }
@@ -51,6 +62,9 @@ CataloguePool::Lease CataloguePool::take() {
 CataloguePool::Lease CataloguePool::takeForChange(const LibraryLock&) {
   const Identity identity = identityOfFile();
   const std::lock_guard guard(mutex_);
+  if (identity_ != identity) {
+    requireCatalogue();
+  }
   if (identity_ != identity || !isUpgraded_) {
     Catalogue::createOrUpgrade(folder_.catalogueFile(), patience_);
     startAnew(identity, true);

@@ -20,7 +20,8 @@ namespace tolvander::platform::linux_ {
 // Safe on every thread.
 //
 // What only looks at the library changes nothing in it: an older catalogue is upgraded when the library is
-// about to be changed. One in which nothing is yet, because its making was cut short, is made.
+// about to be changed. One in which nothing is yet, because its making was cut short, is made. A catalogue
+// that names nothing although there are pictures is refused (LostCatalogue.h).
 class CataloguePool {
  public:
   CataloguePool(LibraryFolder folder, std::chrono::milliseconds patience);
@@ -51,8 +52,10 @@ class CataloguePool {
 
  private:
   using Identity = std::pair<dev_t, ino_t>;
+  enum class State { unmade, made };
 
   Identity identityOfFile() const;
+  State requireCatalogue() const;
   Lease lease();
   void startAnew(Identity identity, bool isUpgraded);
   void giveBack(std::uint64_t generation, std::unique_ptr<Catalogue> catalogue);

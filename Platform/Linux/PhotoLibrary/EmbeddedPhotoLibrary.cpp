@@ -11,6 +11,7 @@
 #include "Platform/Linux/PhotoLibrary/InterruptedImports.h"
 #include "Platform/Linux/PhotoLibrary/LibraryErrors.h"
 #include "Platform/Linux/PhotoLibrary/LibraryVerifier.h"
+#include "Platform/Linux/PhotoLibrary/LostCatalogue.h"
 #include "Platform/Linux/PhotoLibrary/OriginalContent.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
 #include "TolvanderCore/SystemErrors.h"
@@ -155,6 +156,20 @@ void EmbeddedPhotoLibrary::requireAccess() {
     throw PhotosPlatformError(PhotosPlatformError::Case::accessUserDenied,
                               "the photo library may not be read");
   }
+}
+
+void EmbeddedPhotoLibrary::requireCatalogue() {
+  withLibraryErrors([&] {
+    switch (authorizationStatus()) {
+      case PhotosAuthorizationStatus::notDetermined:
+        return requireNoPictures(folder_, "missing");
+      case PhotosAuthorizationStatus::authorized:
+        catalogues_.take();
+        return;
+      default:
+        return;
+    }
+  });
 }
 
 CataloguePool::Lease EmbeddedPhotoLibrary::catalogue() {

@@ -31,6 +31,9 @@ namespace tolvander::platform::linux_ {
 // not determined, and requestAuthorization, which asks nobody, makes it. Where the folder can't be changed it
 // is denied. A fault while it is made (requestFailure) leaves it not determined.
 //
+// A folder that has pictures, and a catalogue that is missing, empty or names none of them, is refused: no
+// catalogue is made there (requestFailure), and fetches and changes fail. LibraryRebuild makes it anew.
+//
 // Changes are durable when their completion says so. They are made one after the other on one thread, data
 // requests are answered on another one, and fetches on the caller's; none waits for the others. One process
 // on the machine changes the library at a time: another one waits for its turn, and after `patience` its
@@ -81,6 +84,10 @@ class EmbeddedPhotoLibrary final : public app::PhotoLibrary {
   RequestID requestData(const app::PhotosAssetResource& resource, DataHandler dataReceived,
                         DataCompletion completion) override;
   void cancelDataRequest(RequestID request) override;
+
+  // Throws PhotosPlatformError where there are pictures whose catalogue can't be used: it is missing, empty,
+  // damaged, of a newer version, or names none of them. Does nothing where there is no library yet.
+  void requireCatalogue();
 
   // For people who want to see what is there. All throw PhotosPlatformError.
 

@@ -1,19 +1,19 @@
 #include "Platform/Linux/PhotoLibrary/LibraryWriter.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <initializer_list>
 #include <iterator>
 #include <map>
 #include <utility>
 
 #include "Platform/Linux/FileWriting.h"
+#include "Platform/Linux/PhotoLibrary/DatabaseFile.h"
 #include "Platform/Linux/PhotoLibrary/IncomingCopies.h"
 #include "Platform/Linux/PhotoLibrary/InterruptedImports.h"
 #include "Platform/Linux/PhotoLibrary/LibrarySweep.h"
+#include "Platform/Linux/PhotoLibrary/LostCatalogue.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPlacement.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
@@ -79,28 +79,24 @@ bool isCertainlyUndone(Catalogue& catalogue) {
   }
 }
 
-// What is left of a catalogue that could not be made, on a full disk say: it would count as a library.
-void removeUnfinishedCatalogue(const FileURL& file) {
-  for (const char* const suffix : {"", "-wal", "-shm", "-journal"}) {
-    unlink((file.path() + suffix).c_str());
-  }
-}
-
 }  // namespace
 
 void LibraryWriter::createLibrary() const {
   createDirectories(folder_.url(), Durability::survivesPowerLoss);
   const LibraryLock lock(folder_, patience_);
-  std::vector<std::string> made;
-  folder_.makeFolder(LibraryFolder::incoming, made);
   const FileURL catalogue = folder_.catalogueFile();
   struct stat status {};
   const bool isNew = lstat(catalogue.path().c_str(), &status) != 0 && errno == ENOENT;
+  if (isNew) {
+    requireNoPictures(folder_, "missing");
+  }
+  std::vector<std::string> made;
+  folder_.makeFolder(LibraryFolder::incoming, made);
   try {
     Catalogue::createOrUpgrade(catalogue, patience_);
   } catch (const std::exception&) {
     if (isNew) {
-      removeUnfinishedCatalogue(catalogue);
+      DatabaseFile(catalogue).remove();  // what is left of it, on a full disk say, would count as a library
     }
     throw;
   }

@@ -27,7 +27,7 @@ class LibraryWriter {
       : folder_(std::move(folder)), catalogues_(&catalogues), patience_(patience) {}
 
   // Makes the library, durably, where there is none. Throws PosixError, DatabaseError and
-  // PhotosPlatformError.
+  // PhotosPlatformError, that one also where there are pictures without a catalogue.
   void createLibrary() const;
 
   // All of these block on the disk, and for at most the patience on another process that is writing.

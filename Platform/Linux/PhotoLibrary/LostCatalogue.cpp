@@ -1,0 +1,70 @@
+#include "Platform/Linux/PhotoLibrary/LostCatalogue.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+
+#include "Platform/Linux/PhotoLibrary/OriginalFiles.h"
+#include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
+#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
+#include "TolvanderApp/Platform/PhotosPlatformError.h"
+
+namespace tolvander::platform::linux_ {
+
+using app::PhotosPlatformError;
+
+namespace {
+
+[[noreturn]] void failWithPictures(const std::string& problem) {
+  throw PhotosPlatformError(PhotosPlatformError::Case::internalError,
+                            "the photo library has pictures, but its catalogue (Library.sqlite) " + problem);
+}
+
+bool isThere(const FileURL& url) {
+  struct stat status {};
+  return lstat(url.path().c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
+}
+
+// False at the first file for which `isExpected` is false.
+bool areAllExpected(const LibraryFolder& folder, const OriginalFileVisitor& isExpected) {
+  bool areAll = true;
+  forEachOriginalFile(folder, [&](const FileURL& file) {
+    areAll = !mediaTypeByExtension(file) || isExpected(file);
+    return areAll;
+  });
+  return areAll;
+}
+
+bool hasIncomingFile(const LibraryFolder& folder) {
+  auto entries = DirectoryEnumerator::at(folder.url().appending(LibraryFolder::incoming));
+  while (const auto entry = entries ? entries->next() : std::nullopt) {
+    if (isIncomingName(entry->lastPathComponent())) {
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+void requireNoPictures(const LibraryFolder& folder, const std::string& state) {
+  if (!isThere(folder.url().appending(LibraryFolder::originals))) {
+    return;
+  }
+  OriginalPresence(folder).requireOriginals();
+  if (hasIncomingFile(folder) || !areAllExpected(folder, [](const FileURL&) { return false; })) {
+    failWithPictures("is " + state);
+  }
+}
+
+void requireCatalogueOfPictures(const LibraryFolder& folder, Catalogue& catalogue) {
+  // Another process may be importing the first pictures: a file has lost its intent when it is catalogued.
+  const auto isKnown = [&](const FileURL& file) {
+    return catalogue.intendsPath(originalPath(folder, file)) || !catalogue.isEmpty();
+  };
+  if (catalogue.isEmpty() && !areAllExpected(folder, isKnown)) {
+    failWithPictures("names none of them");
+  }
+}
+
+}  // namespace tolvander::platform::linux_

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+#include "Platform/Linux/PhotoLibrary/Catalogue.h"
+#include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
+
+namespace tolvander::platform::linux_ {
+
+// A folder that has pictures and no catalogue of them is not an empty library: with a new, empty catalogue
+// every picture would be imported a second time. Both throw PhotosPlatformError, also where the folder of
+// originals is there and can't be read.
+
+// For a library whose catalogue is not there, or has nothing in it. `state` says which, for the error:
+// "missing", "empty". Throws where there is a picture or film among the originals or an incoming file.
+void requireNoPictures(const LibraryFolder& folder, const std::string& state);
+
+// Throws where the catalogue names no asset and there is a picture or film among the originals that no intent
+// names. Throws DatabaseError too.
+void requireCatalogueOfPictures(const LibraryFolder& folder, Catalogue& catalogue);
+
+}  // namespace tolvander::platform::linux_

@@ -1,0 +1,133 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <set>
+
+#include "Tests/Shells/CommandLine.h"
+#include "Tests/Support/CatalogueFiles.h"
+#include "Tests/Support/SampleCard.h"
+#include "Tests/Support/SyncedHome.h"
+
+namespace tolvander::tests {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A home into which a card was synced once, and an album with it.
+class LibraryRecovery : public CommandLine {
+ protected:
+  LibraryRecovery() {
+    writeSampleCard(card, {.photos = 3, .videos = 1});
+    EXPECT_EQ(run({"sync", card.path(), "--yes", "--album", "Summer"}).status, 0);
+  }
+
+  std::set<std::string> originals() const {
+    std::set<std::string> paths;
+    for (const auto& entry : fs::recursive_directory_iterator(library.appending("Originals").path())) {
+      if (entry.is_regular_file()) {
+        paths.insert(entry.path().string());
+      }
+    }
+    return paths;
+  }
+
+  // Identifiers, dates, names and places of everything in the library.
+  std::string assets() const { return run({"--json", "library", "assets"}).output; }
+
+  void removeBackups() const {
+    fs::remove_all(library.appending("Backups").path());
+    fs::remove_all(data.appending("Backups").path());
+  }
+
+  FileURL only(const FileURL& parent, const std::string& prefix) const {
+    for (const auto& entry : fs::directory_iterator(parent.path())) {
+      if (entry.path().filename().string().starts_with(prefix)) {
+        return FileURL(entry.path().string());
+      }
+    }
+    throw std::runtime_error(prefix + " isn't there");
+  }
+
+  void expectNothingToImport() const {
+    const std::set<std::string> before = originals();
+    EXPECT_EQ(run({"sync", card.path(), "--yes"}).status, 0);
+    const ToolResult restored = run({"restore", "--yes"});
+    EXPECT_EQ(restored.status, 0) << restored.errors;
+    EXPECT_EQ(originals(), before);
+    SyncedHome(home).expectToBeTrue();
+  }
+
+  const FileURL card = folder / "CARD";
+  const FileURL library = home.appending("pictures/Tolvander");
+  const FileURL data = home.appending("data/Tolvander");
+};
+
+TEST_F(LibraryRecovery, aLibraryWithoutAUsableCatalogueIsRefused) {
+  const std::string hasPictures = "the photo library has pictures, but its catalogue (Library.sqlite) ";
+  const std::vector<std::pair<std::function<void(const FileURL&)>, std::string>> damages = {
+      {removeCatalogue, hasPictures + "is missing"},
+      {emptyCatalogue, hasPictures + "is empty"},
+      {replaceCatalogueByANewOne, hasPictures + "names none of them"},
+      {breakCatalogue, "the catalogue of the photo library is damaged: file is not a database"}};
+  const std::set<std::string> before = originals();
+  for (const auto& [damage, words] : damages) {
+    damage(library);
+    const bool isThere = fs::exists(catalogueFile(library).path());
+    for (const std::vector<std::string>& command : {std::vector<std::string>{"sync", "--yes"},
+                                                    {"sync", card.path(), "--yes"},
+                                                    {"restore", "--yes"},
+                                                    {"library"},
+                                                    {"library", "assets"},
+                                                    {"library", "verify"},
+                                                    {"library", "verify", "--quick"}}) {
+      const ToolResult result = run(command);
+      EXPECT_EQ(result.status, 1) << words << testing::PrintToString(command);
+      if (command.front() != "restore") {
+        EXPECT_TRUE(contains(result.errors, "tolvanderctl: " + words + "\n"))
+            << testing::PrintToString(command) << result.output << result.errors;
+      }
+      EXPECT_TRUE(contains(result.errors,
+                           "\ntolvanderctl: The catalogue can be made anew from the pictures: tolvanderctl "
+                           "library rebuild\ntolvanderctl: The newest backup of the catalogue is " +
+                               library.appending("Backups/Library ").path()))
+          << result.errors;
+    }
+    EXPECT_TRUE(contains(run({"status"}).output, "(cannot be used: " + words + ")"));
+    EXPECT_EQ(originals(), before);
+    EXPECT_EQ(fs::exists(catalogueFile(library).path()), isThere) << "nothing was made in its place";
+  }
+}
+
+TEST_F(LibraryRecovery, theNewestBackupIsNamedWhereTheHistoryCannotBeRead) {
+  const std::string backup = only(data.appending("Backups"), "history ").path();
+  const std::string history = readFile(data.appending("history.json"));
+  EXPECT_EQ(readFile(FileURL(backup)), history);
+  writeFile(data.appending("history.json"), "broken");
+  const std::string words =
+      "tolvanderctl: Tolvander couldn’t read its import history. Sync is paused to prevent duplicates. "
+      "Contact support@tolvander.example for help.\n"
+      "tolvanderctl: The newest backup of the import history is " +
+      backup + "\n";
+  EXPECT_EQ(run({"sync", card.path()}).errors, words);
+  EXPECT_EQ(run({"history"}).errors, words);
+  fs::copy(backup, data.appending("history.json").path(), fs::copy_options::overwrite_existing);
+  expectNothingToImport();
+}
+
+TEST_F(LibraryRecovery, aBackupThatFailsStopsNoSyncAndIsLogged) {
+  removeBackups();
+  writeFile(library.appending("Backups"), "a file");
+  writeFile(data.appending("Backups"), "a file");
+  writeSampleCard(folder / "OTHER", {.photos = 2, .videos = 0, .seed = 2});
+  EXPECT_FALSE(contains(run({"log"}).output, "operationFailed"));
+  const ToolResult result = run({"sync", (folder / "OTHER").path(), "--yes"});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_EQ(result.errors, "");
+  EXPECT_EQ(originals().size(), 6U);
+  EXPECT_TRUE(contains(run({"log"}).output, "operationFailed"));
+}
+
+}  // namespace
+}  // namespace tolvander::tests
