@@ -1,7 +1,4 @@
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
-#include <chrono>
 #include <iostream>
 #include <set>
 
@@ -10,6 +7,9 @@
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Failure.h"
 #include "Shells/CommandLine/HomeFiles.h"
+#include "Shells/CommandLine/ProgressLine.h"
+#include "Shells/CommandLine/RebuildFlow.h"
+#include "Shells/CommandLine/Session.h"
 #include "TolvanderApp/Presentation/LibraryRemedies.h"
 #include "TolvanderApp/Presentation/LibraryReport.h"
 #include "TolvanderCore/SyncHistoryStore.h"
@@ -91,36 +91,6 @@ std::vector<app::LibraryVerificationReport::Fault> reported(const std::vector<Fa
   return faults;
 }
 
-// A line on a terminal that is written over, and leaves nothing behind.
-class ProgressLine {
- public:
-  explicit ProgressLine(bool isWanted) : isShown_(isWanted && isatty(STDOUT_FILENO) == 1) {}
-  ~ProgressLine() {
-    if (shown_) {
-      std::cout << "\r\x1b[K" << std::flush;
-    }
-  }
-  ProgressLine(const ProgressLine&) = delete;
-  ProgressLine& operator=(const ProgressLine&) = delete;
-
-  void show(const VerificationProgress& progress) {
-    using Clock = std::chrono::steady_clock;
-    constexpr std::chrono::milliseconds pause(100);
-    const Clock::time_point now = Clock::now();
-    if (!isShown_ || (shown_ && now - *shown_ < pause)) {
-      return;
-    }
-    shown_ = now;
-    std::cout << "\r\x1b[K"
-              << app::verificationProgressText(progress.originals, progress.bytes, progress.bytesInAll)
-              << std::flush;
-  }
-
- private:
-  const bool isShown_;
-  std::optional<std::chrono::steady_clock::time_point> shown_;
-};
-
 std::string dateProblem(const std::string& text) {
   return dateFromArgument(text) ? "" : "no date such as 2026-11-15T19:13:17Z or …+01:00";
 }
@@ -138,11 +108,17 @@ class LibraryCommand final : public Command {
     verify_ =
         command->add_subcommand("verify", "Read every file, and say what is wrong and what can mend it");
     verify_->add_flag("--quick", isQuick_, "Compare sizes only, and read nothing");
+    rebuild_ = command->add_subcommand(
+        "rebuild", "Make its catalogue anew from the pictures and the import history; changes no picture");
+    rebuild_->add_flag("--yes", agrees_, "Without asking");
     command->require_subcommand(0, 1);
     return command;
   }
 
   ExitStatus run(const Context& context) override {
+    if (rebuild_->parsed()) {
+      return rebuild(context);
+    }
     const FileURL folder = HomeFiles::of(context).library;
     EmbeddedPhotoLibrary library(folder);
     library.requireCatalogue();
@@ -205,9 +181,18 @@ class LibraryCommand final : public Command {
     return report.isSound() ? ExitStatus::done : ExitStatus::incomplete;
   }
 
+  ExitStatus rebuild(const Context& context) const {
+    Session session(context, {.volumes = {}, .settings = {}, .answers = {}, .notified = {}});
+    return session.run([&](Session& running) {
+      return rebuildLibrary(&running, agrees_, context.json, context.cancellation);
+    });
+  }
+
   CLI::App* assets_ = nullptr;
   CLI::App* albums_ = nullptr;
   CLI::App* verify_ = nullptr;
+  CLI::App* rebuild_ = nullptr;
+  bool agrees_ = false;
   bool isQuick_ = false;
   std::optional<std::string> from_;
   std::optional<std::string> to_;

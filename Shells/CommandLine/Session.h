@@ -49,6 +49,7 @@ class Session {
   app::AppModel& model() { return *model_; }
   TerminalDialogs& dialogs() { return dialogs_; }
   platform::linux_::EmbeddedPhotoLibrary& library() { return library_; }
+  SyncHistoryStore& history() { return *history_; }
   const HomeFiles& files() const { return files_; }
 
   // Runs the application until the flow has ended; once. At Ctrl-C it stops what the model does at the next

@@ -100,6 +100,73 @@ TEST_F(LibraryRecovery, aLibraryWithoutAUsableCatalogueIsRefused) {
   }
 }
 
+TEST_F(LibraryRecovery, theCatalogueIsMadeAnewFromBackupsAndHistory) {
+  const std::string before = assets();
+  removeCatalogue(library);
+  const ToolResult result = run({"library", "rebuild", "--yes"});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_TRUE(contains(result.output, "4 items: 4 known, 0 new.")) << result.output;
+  EXPECT_EQ(assets(), before);
+  EXPECT_EQ(run({"library", "albums"}).output, "“Summer”  4 items\n");
+  EXPECT_EQ(run({"library", "verify"}).status, 0);
+  expectNothingToImport();
+}
+
+TEST_F(LibraryRecovery, theHistoryAloneGivesEachPictureItsIdentityAndItsFileTheRest) {
+  const std::string before = assets();
+  removeBackups();
+  breakCatalogue(library);
+  const ToolResult result = run({"library", "rebuild", "--yes"});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_TRUE(contains(result.output,
+                       "\nThe one that was there is now " + only(library, "Library before").path() + "\n"))
+      << result.output;
+  EXPECT_EQ(assets(), before);
+  expectNothingToImport();
+}
+
+TEST_F(LibraryRecovery, picturesThatWereMovedAreFoundAgain) {
+  const std::string moved = *originals().begin();
+  fs::create_directories(library.appending("Originals/Best").path());
+  fs::rename(moved, library.appending("Originals/Best/one" + fs::path(moved).extension().string()).path());
+  EXPECT_EQ(run({"library", "verify"}).status, 3);
+  const ToolResult result = run({"library", "rebuild", "--yes"});
+  EXPECT_TRUE(contains(result.output, " 1 item was found in another place.")) << result.output;
+  EXPECT_EQ(run({"library", "verify"}).status, 0);
+  expectNothingToImport();
+}
+
+TEST_F(LibraryRecovery, aSecondRebuildChangesNothing) {
+  removeCatalogue(library);
+  EXPECT_EQ(run({"library", "rebuild", "--yes"}).status, 0);
+  const std::string catalogue = readFile(catalogueFile(library));
+  const ToolResult result = run({"library", "rebuild"});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_TRUE(contains(result.output, "The catalogue says so already: nothing was changed.\n"))
+      << result.output;
+  EXPECT_EQ(readFile(catalogueFile(library)), catalogue);
+  const ToolResult forPrograms = run({"--json", "library", "rebuild"});
+  const JSONDocument document(bytesOf(forPrograms.output));
+  EXPECT_FALSE(document.root().object().required("isDone").boolean());
+  EXPECT_EQ(document.root().object().required("items").integer(), 4);
+}
+
+TEST_F(LibraryRecovery, nothingIsRebuiltWithoutAnAnswer) {
+  breakCatalogue(library);
+  const std::string broken = readFile(catalogueFile(library));
+  const ToolResult result = run({"library", "rebuild"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(contains(result.errors, "Pass --yes for “Make Catalogue Anew”.\n")) << result.errors;
+  EXPECT_EQ(readFile(catalogueFile(library)), broken);
+}
+
+TEST_F(LibraryRecovery, nothingIsRebuiltWithoutTheHistory) {
+  removeCatalogue(library);
+  writeFile(data.appending("history.json"), "broken");
+  expectFailure({"library", "rebuild", "--yes"}, "Tolvander couldn’t read its import history.");
+  EXPECT_FALSE(fs::exists(catalogueFile(library).path()));
+}
+
 TEST_F(LibraryRecovery, theNewestBackupIsNamedWhereTheHistoryCannotBeRead) {
   const std::string backup = only(data.appending("Backups"), "history ").path();
   const std::string history = readFile(data.appending("history.json"));

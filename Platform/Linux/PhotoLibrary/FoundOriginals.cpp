@@ -1,0 +1,75 @@
+#include "Platform/Linux/PhotoLibrary/FoundOriginals.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "Platform/Linux/PhotoLibrary/OriginalContent.h"
+#include "TolvanderApp/Platform/PhotosPlatformError.h"
+#include "TolvanderCore/SystemErrors.h"
+
+namespace tolvander::platform::linux_ {
+
+using app::PhotosPlatformError;
+using Links = LibraryFolder::Links;
+
+FoundOriginals::FoundOriginals(const LibraryFolder& folder, CancellationToken token, Progress progress)
+    : folder_(&folder), token_(std::move(token)), progress_(std::move(progress)) {}
+
+std::vector<FoundOriginal> FoundOriginals::originals() {
+  std::vector<std::string> paths;
+  std::optional<PosixError> failure;
+  forEachOriginalFile(
+      *folder_,
+      [&](const FileURL& file) {
+        token_.throwIfCancelled();
+        paths.push_back(originalPath(*folder_, file));
+        soFar_.bytesInAll += fileResourceValues(file).fileSize.value_or(0);
+        return true;
+      },
+      [&](const FileURL&, const PosixError& error) {
+        failure = error;
+        return false;
+      });
+  if (failure) {
+    throw PosixError(*failure);
+  }
+  std::ranges::sort(paths);
+  soFar_.originalsInAll = static_cast<std::int64_t>(paths.size());
+  std::vector<FoundOriginal> found;
+  for (const std::string& path : paths) {
+    found.push_back(read(path, Links::followed));
+    ++soFar_.originals;
+    progress_(soFar_);
+  }
+  return found;
+}
+
+std::vector<FoundOriginal> FoundOriginals::incoming() {
+  std::vector<FoundOriginal> found;
+  auto entries = DirectoryEnumerator::at(folder_->url().appending(LibraryFolder::incoming));
+  while (const auto entry = entries ? entries->next() : std::nullopt) {
+    if (isIncomingName(entry->lastPathComponent())) {
+      found.push_back(read(originalPath(*folder_, *entry), Links::refused));
+    }
+  }
+  return found;
+}
+
+FoundOriginal FoundOriginals::read(const std::string& path, Links links) {
+  token_.throwIfCancelled();
+  const FileURL url = folder_->url().appending(path);
+  const Descriptor file = folder_->openFile(path, links);
+  const FileIdentity before = identityOf(file, url);
+  std::string sha256 = sha256Of(file, url, token_, [&](std::span<const std::byte> chunk) {
+    soFar_.bytes += static_cast<std::int64_t>(chunk.size());
+    progress_(soFar_);
+  });
+  if (identityOf(file, url) != before) {
+    throw PhotosPlatformError(PhotosPlatformError::Case::internalError,
+                              "“" + url.path() + "” was changed while it was read");
+  }
+  return {
+      .path = path, .byteCount = before.byteCount, .sha256 = std::move(sha256), .modified = before.modified};
+}
+
+}  // namespace tolvander::platform::linux_

@@ -1,0 +1,204 @@
+#include "Platform/Linux/PhotoLibrary/LibraryRebuild.h"
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <exception>
+#include <functional>
+#include <string>
+#include <utility>
+
+#include "Platform/Linux/PhotoLibrary/CatalogueBackups.h"
+#include "Platform/Linux/PhotoLibrary/DatabaseFile.h"
+#include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
+#include "TolvanderApp/Platform/PhotosPlatformError.h"
+#include "TolvanderCore/DayText.h"
+#include "TolvanderCore/Platform/FileSystem.h"
+#include "TolvanderCore/SystemErrors.h"
+
+namespace tolvander::platform::linux_ {
+
+using app::PhotosPlatformError;
+
+namespace {
+
+constexpr std::string_view asidePrefix = "Library before ";
+
+LibraryFolder folderWithOriginals(const FileURL& url) {
+  LibraryFolder folder(url);
+  OriginalPresence(folder).requireOriginals();
+  return folder;
+}
+
+DatabaseFile newCatalogueFile(const LibraryFolder& folder) {
+  return DatabaseFile(
+      folder.catalogueFile().deletingLastPathComponent().appending("Library.rebuilding.sqlite"));
+}
+
+// A name that nothing has: "Library before 2026-11-20 191317.sqlite".
+FileURL asideName(const LibraryFolder& folder, Date now) {
+  constexpr std::size_t lengthOfDay = 10;
+  const TimeZone zone = TimeZone::current();
+  std::string time = exifDateText(now, zone).substr(lengthOfDay);
+  std::erase(time, ':');
+  const FileURL parent = folder.catalogueFile().deletingLastPathComponent();
+  std::string name = std::string(asidePrefix) + dayText(now, zone) + time;
+  while (fileExists(parent.appending(name + ".sqlite"))) {
+    name += "+";
+  }
+  return parent.appending(name + ".sqlite");
+}
+
+// What the file itself is, as opposed to a disk that is full or a file that is in use.
+bool isDamage(const DatabaseError& error) {
+  return error.primaryCode() == SQLITE_CORRUPT || error.primaryCode() == SQLITE_NOTADB;
+}
+
+// Absent where there is none, or a damaged one. Throws DatabaseError of one that may be good and can't be
+// read now: the new catalogue would be made without what it knows.
+std::optional<CatalogueContents> readContents(const FileURL& file, std::chrono::milliseconds patience) {
+  if (!fileExists(file)) {
+    return std::nullopt;
+  }
+  try {
+    Catalogue catalogue(file, patience);
+    return contentsOf(catalogue);
+  } catch (const DatabaseError& error) {
+    if (!isDamage(error)) {
+      throw;
+    }
+  } catch (const PhotosPlatformError&) {
+    return std::nullopt;
+  }
+  return std::nullopt;
+}
+
+bool isSound(const FileURL& file, std::chrono::milliseconds patience) {
+  try {
+    return Catalogue(file, patience).problems().empty();
+  } catch (const DatabaseError& error) {
+    if (!isDamage(error)) {
+      throw;
+    }
+  }
+  return false;
+}
+
+// Earlier catalogues that were kept, the one that was changed last first.
+std::vector<FileURL> keptCatalogues(const LibraryFolder& folder) {
+  std::vector<FileURL> kept = CatalogueBackups(folder.url()).all();
+  for (const FileURL& file : contentsOfDirectory(folder.catalogueFile().deletingLastPathComponent())) {
+    if (file.lastPathComponent().starts_with(asidePrefix) && file.pathExtension() == "sqlite") {
+      kept.push_back(file);
+    }
+  }
+  std::ranges::stable_sort(kept, std::ranges::greater(), [](const FileURL& file) {
+    return fileResourceValues(file).contentModificationDate.value_or(Date());
+  });
+  return kept;
+}
+
+// Takes the log over into the database, so that the file doesn't depend on its log. Throws DatabaseError;
+// closing the database alone wouldn't say that it failed.
+void takeLogOver(const FileURL& file, std::chrono::milliseconds patience) {
+  Database database(file, Database::Opening::existing, patience);
+  database.takeLogOverWhenClosed();
+  database.run("PRAGMA wal_checkpoint(TRUNCATE)");
+}
+
+}  // namespace
+
+LibraryRebuild::LibraryRebuild(const FileURL& folder, KnownImports imports,
+                               std::chrono::milliseconds patience)
+    : folder_(folderWithOriginals(folder)),
+      imports_(std::move(imports)),
+      patience_(patience),
+      lock_(folder_, patience) {
+  if (Catalogue::isOfNewerVersion(folder_.catalogueFile(), patience_)) {
+    throw PhotosPlatformError(PhotosPlatformError::Case::internalError,
+                              "a newer version of this program made the catalogue of the photo library");
+  }
+}
+
+RebuildPlan LibraryRebuild::plan(const CancellationToken& token, const FoundOriginals::Progress& progress) {
+  readFormerCatalogue();
+  FoundOriginals found(folder_, token, progress);
+  const std::vector<FoundOriginal> originals = found.originals();
+  const std::vector<FoundOriginal> incoming = found.incoming();
+  if (originals.empty() && !former_.items.empty()) {
+    throw PhotosPlatformError(PhotosPlatformError::Case::networkAccessRequired,
+                              "none of the pictures of the photo library is here");
+  }
+  RebuiltContents rebuilt(folder_, former_, imports_);
+  planned_ = rebuilt.make(originals, incoming);
+  return {.isNeeded = !isCatalogueAsPlanned(),
+          .items = static_cast<std::int64_t>(planned_.items.size()),
+          .counts = rebuilt.counts(),
+          .source = source_};
+}
+
+// One that names no asset has at most albums, and is taken where there is no better one.
+void LibraryRebuild::readFormerCatalogue() {
+  std::vector<FileURL> catalogues = keptCatalogues(folder_);
+  catalogues.insert(catalogues.begin(), folder_.catalogueFile());
+  for (const FileURL& file : catalogues) {
+    auto contents = readContents(file, patience_);
+    if (contents && !contents->isEmpty() && (!source_ || !contents->items.empty())) {
+      former_ = std::move(*contents);
+      source_ = file;
+    }
+    if (!former_.items.empty()) {
+      return;
+    }
+  }
+}
+
+bool LibraryRebuild::isCatalogueAsPlanned() const {
+  return readContents(folder_.catalogueFile(), patience_) == planned_ &&
+         isSound(folder_.catalogueFile(), patience_);
+}
+
+std::optional<FileURL> LibraryRebuild::carryOut(Date now) {
+  const DatabaseFile made = newCatalogueFile(folder_);
+  made.remove();  // what a process that was killed has left
+  try {
+    makeNewCatalogue();
+    lock_.requireHeld();
+    auto aside = setOldCatalogueAside(now);
+    made.moveTo(folder_.catalogueFile());
+    return aside;
+  } catch (const std::exception&) {
+    made.remove();
+    throw;
+  }
+}
+
+void LibraryRebuild::makeNewCatalogue() const {
+  const FileURL file = newCatalogueFile(folder_).url();
+  Catalogue::createOrUpgrade(file, patience_);
+  {
+    Catalogue catalogue(file, patience_);
+    fill(catalogue, planned_);
+  }
+  takeLogOver(file, patience_);
+  if (readContents(file, patience_) != planned_) {
+    throw PhotosPlatformError(PhotosPlatformError::Case::internalError,
+                              "the new catalogue of the photo library was not written as planned");
+  }
+}
+
+// The log of the old one, too: with the new one's name it would be taken into the new one.
+std::optional<FileURL> LibraryRebuild::setOldCatalogueAside(Date now) const {
+  const FileURL old = folder_.catalogueFile();
+  const bool isOldThere = fileExists(old);
+  const FileURL aside = asideName(folder_, now);
+  try {
+    takeLogOver(old, patience_);
+  } catch (const DatabaseError&) {
+    // It is damaged or missing; what there is of its log goes with it.
+  }
+  DatabaseFile(old).setAside(aside);
+  return isOldThere ? std::optional(aside) : std::nullopt;
+}
+
+}  // namespace tolvander::platform::linux_

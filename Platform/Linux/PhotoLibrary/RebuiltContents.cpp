@@ -1,0 +1,270 @@
+#include "Platform/Linux/PhotoLibrary/RebuiltContents.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "Platform/Linux/PhotoLibrary/FileSignature.h"
+#include "Platform/Linux/PhotoLibrary/OriginalNames.h"
+#include "Platform/Linux/PhotoLibrary/OriginalProperties.h"
+#include "TolvanderCore/MediaKind.h"
+#include "TolvanderCore/Platform/Text.h"
+
+namespace tolvander::platform::linux_ {
+
+using app::PhotosMediaType;
+using app::PhotosResourceType;
+
+namespace {
+
+// Every value of one key.
+template <typename Map>
+auto valuesOf(const Map& map, const std::string& key) {
+  const auto [first, last] = map.equal_range(key);
+  return std::ranges::subrange(first, last);
+}
+
+bool hasContent(const CataloguedResource& original, const std::string& sha256) {
+  return original.content && original.content->sha256 == sha256;
+}
+
+PhotosResourceType resourceType(PhotosMediaType type) {
+  return type == PhotosMediaType::video ? PhotosResourceType::video : PhotosResourceType::photo;
+}
+
+}  // namespace
+
+RebuiltContents::RebuiltContents(const LibraryFolder& folder, const CatalogueContents& former,
+                                 const KnownImports& imports)
+    : folder_(&folder), former_(&former), imports_(&imports) {
+  for (const Item& item : former.items) {
+    formerByPath_.emplace(item.original.path, &item);
+    if (item.original.content) {
+      formerByContent_.emplace(item.original.content->sha256, &item);
+    }
+  }
+  for (const Intent& intent : former.intents) {
+    if (intent.original.content) {
+      intentsByContent_.emplace(intent.original.content->sha256, &intent);
+    }
+  }
+}
+
+CatalogueContents RebuiltContents::make(const std::vector<FoundOriginal>& originals,
+                                        const std::vector<FoundOriginal>& incoming) {
+  assignIdentifiers(originals);
+  CatalogueContents contents;
+  for (const FoundOriginal& file : originals) {
+    const auto identifier = identifiers_.find(file.path);
+    if (identifier != identifiers_.end()) {
+      contents.items.push_back(itemFor(file, identifier->second));
+    }
+  }
+  contents.albums = albums();
+  contents.intents = intents(originals, incoming);
+  counts_.waiting = static_cast<std::int64_t>(contents.intents.size());
+  count(originals);
+  return contents;
+}
+
+void RebuiltContents::assignIdentifiers(const std::vector<FoundOriginal>& originals) {
+  const auto assign = [this](const FoundOriginal& file, const std::string& identifier) {
+    const bool isFree = !identifiers_.contains(file.path) && used_.insert(identifier).second;
+    if (isFree) {
+      identifiers_.emplace(file.path, identifier);
+    }
+  };
+  for (const FoundOriginal& file : originals) {
+    const Item* former = formerAtPathOf(file);
+    if (former != nullptr && isOfHistory(file, former->asset.localIdentifier)) {
+      assign(file, former->asset.localIdentifier);
+    }
+  }
+  for (const FoundOriginal& file : originals) {
+    for (const auto& [content, import] : valuesOf(imports_->imports, file.sha256)) {
+      assign(file, import.assetIdentifier);
+    }
+  }
+  for (const FoundOriginal& file : originals) {
+    if (const Item* former = formerAtPathOf(file)) {
+      assign(file, former->asset.localIdentifier);
+    }
+  }
+  for (const FoundOriginal& file : originals) {
+    for (const auto& [content, former] : valuesOf(formerByContent_, file.sha256)) {
+      assign(file, former->asset.localIdentifier);
+    }
+    for (const auto& [content, intent] : valuesOf(intentsByContent_, file.sha256)) {
+      assign(file, intent->asset.localIdentifier);
+    }
+  }
+  counts_.known = static_cast<std::int64_t>(identifiers_.size());
+  for (const FoundOriginal& file : originals) {
+    if (mediaTypeByExtension(folder_->url().appending(file.path))) {
+      assign(file, UUID::random().text());
+    }
+  }
+  counts_.added = static_cast<std::int64_t>(identifiers_.size()) - counts_.known;
+}
+
+bool RebuiltContents::isOfHistory(const FoundOriginal& file, const std::string& identifier) const {
+  return std::ranges::any_of(valuesOf(imports_->imports, file.sha256),
+                             [&](const auto& import) { return import.second.assetIdentifier == identifier; });
+}
+
+// Where it was never hashed, its size has to do.
+const RebuiltContents::Item* RebuiltContents::formerAtPathOf(const FoundOriginal& file) const {
+  const auto former = formerByPath_.find(file.path);
+  if (former == formerByPath_.end()) {
+    return nullptr;
+  }
+  const CataloguedResource& original = former->second->original;
+  const bool isSame =
+      original.content ? hasContent(original, file.sha256) : original.byteCount == file.byteCount;
+  return isSame ? former->second : nullptr;
+}
+
+// What the former catalogue says of this asset with this content.
+const RebuiltContents::Item* RebuiltContents::formerItem(const FoundOriginal& file,
+                                                         const std::string& identifier) const {
+  const Item* atPath = formerAtPathOf(file);
+  if (atPath != nullptr && atPath->asset.localIdentifier == identifier) {
+    return atPath;
+  }
+  for (const auto& [content, former] : valuesOf(formerByContent_, file.sha256)) {
+    if (former->asset.localIdentifier == identifier) {
+      return former;
+    }
+  }
+  return nullptr;
+}
+
+RebuiltContents::Item RebuiltContents::itemFor(const FoundOriginal& file,
+                                               const std::string& identifier) const {
+  const CataloguedContent content{.sha256 = file.sha256, .modified = file.modified};
+  if (const Item* former = formerItem(file, identifier)) {
+    return {.asset = former->asset,
+            .original = {.type = former->original.type,
+                         .originalFilename = former->original.originalFilename,
+                         .path = file.path,
+                         .byteCount = file.byteCount,
+                         .content = content}};
+  }
+  Item item = itemFromFile(file, identifier);
+  item.original.content = content;
+  for (const auto& [sha256, intent] : valuesOf(intentsByContent_, file.sha256)) {
+    if (intent->asset.localIdentifier == identifier) {
+      item.asset = intent->asset;
+      item.original.originalFilename = intent->original.originalFilename;
+    }
+  }
+  return item;
+}
+
+RebuiltContents::Item RebuiltContents::itemFromFile(const FoundOriginal& file,
+                                                    const std::string& identifier) const {
+  const FileURL url = folder_->url().appending(file.path);
+  const PhotosMediaType type = mediaTypeByExtension(url).value_or(PhotosMediaType::image);
+  const OriginalProperties properties = originalProperties(url, type, TimeZone::current());
+  return {.asset = {.localIdentifier = identifier,
+                    .creationDate = properties.creationDate.value_or(file.modified),
+                    .mediaType = type,
+                    .pixelWidth = properties.pixelWidth,
+                    .pixelHeight = properties.pixelHeight,
+                    .duration = properties.duration},
+          .original = {.type = resourceType(type),
+                       .originalFilename = filenameOf(file, identifier),
+                       .path = file.path,
+                       .byteCount = file.byteCount}};
+}
+
+// The camera file's name, with the extension of what was made of it.
+std::string RebuiltContents::filenameOf(const FoundOriginal& file, const std::string& identifier) const {
+  const FileURL url = folder_->url().appending(file.path);
+  for (const auto& [content, import] : valuesOf(imports_->imports, file.sha256)) {
+    if (import.assetIdentifier == identifier && !import.filename.empty()) {
+      const FileURL camera = FileURL("/").appending(import.filename);
+      return lowercased(camera.pathExtension()) == lowercased(url.pathExtension())
+                 ? import.filename
+                 : std::string(camera.stem()) + "." + std::string(url.pathExtension());
+    }
+  }
+  return std::string(url.lastPathComponent());
+}
+
+std::vector<CatalogueContents::Album> RebuiltContents::albums() const {
+  std::vector<CatalogueContents::Album> albums = former_->albums;
+  for (CatalogueContents::Album& album : albums) {
+    std::erase_if(album.assets, [this](const std::string& asset) { return !used_.contains(asset); });
+    for (const Intent& intent : former_->intents) {
+      if (intent.album == album.album.localIdentifier && used_.contains(intent.asset.localIdentifier)) {
+        album.assets.push_back(intent.asset.localIdentifier);
+      }
+    }
+  }
+  return albums;
+}
+
+std::vector<Intent> RebuiltContents::intents(const std::vector<FoundOriginal>& originals,
+                                             const std::vector<FoundOriginal>& incoming) const {
+  std::map<std::string_view, const FoundOriginal*> unnamed;
+  for (const FoundOriginal& file : incoming) {
+    unnamed.emplace(nameIn(file.path), &file);
+  }
+  std::vector<Intent> intents;
+  for (const Intent& intent : former_->intents) {
+    if (unnamed.erase(intent.temporaryName) > 0) {
+      intents.push_back(intent);
+    }
+  }
+  std::set<std::string_view> held;
+  for (const FoundOriginal& file : originals) {
+    held.insert(file.sha256);
+  }
+  for (const auto& [name, file] : unnamed) {
+    if (imports_->pendingFingerprints.contains(file->sha256) && held.insert(file->sha256).second) {
+      intents.push_back(intentFor(*file));
+    }
+  }
+  std::ranges::sort(
+      intents, {}, [](const Intent& intent) -> const auto& { return intent.asset.localIdentifier; });
+  return intents;
+}
+
+// The history doesn't keep the names of files that are only marked.
+Intent RebuiltContents::intentFor(const FoundOriginal& incoming) const {
+  const FileURL url = folder_->url().appending(incoming.path);
+  const std::string filename = "Recovered." + extensionByContent(url);
+  const bool isFilm = isVideoExtension(FileURL("/").appending(filename).pathExtension());
+  const PhotosMediaType type = isFilm ? PhotosMediaType::video : PhotosMediaType::image;
+  const TimeZone zone = TimeZone::current();
+  const OriginalProperties properties = originalProperties(url, type, zone);
+  const Date created = properties.creationDate.value_or(incoming.modified);
+  return {
+      .history = imports_->history.text(),
+      .temporaryName = std::string(nameIn(incoming.path)),
+      .isMarked = true,
+      .album = std::nullopt,
+      .asset = {.localIdentifier = UUID::random().text(),
+                .creationDate = created,
+                .mediaType = type,
+                .pixelWidth = properties.pixelWidth,
+                .pixelHeight = properties.pixelHeight,
+                .duration = properties.duration},
+      .original = {.type = resourceType(type),
+                   .originalFilename = filename,
+                   .path = folderOfDay(created, zone) + "/" + filename,
+                   .byteCount = incoming.byteCount,
+                   .content = CataloguedContent{.sha256 = incoming.sha256, .modified = incoming.modified}}};
+}
+
+void RebuiltContents::count(const std::vector<FoundOriginal>& originals) {
+  for (const FoundOriginal& file : originals) {
+    const auto identifier = identifiers_.find(file.path);
+    const Item* former = identifier != identifiers_.end() ? formerItem(file, identifier->second) : nullptr;
+    counts_.moved += former != nullptr && former->original.path != file.path ? 1 : 0;
+  }
+  counts_.dropped = std::ranges::count_if(
+      former_->items, [this](const Item& item) { return !used_.contains(item.asset.localIdentifier); });
+}
+
+}  // namespace tolvander::platform::linux_
