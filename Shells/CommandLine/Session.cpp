@@ -76,6 +76,7 @@ Session::Session(const Context& context, Options options)
       storedDefaults_(files_.settings),
       defaults_(storedDefaults_, std::move(options.settings)),
       settings_(std::make_shared<app::AppSettings>(defaults_, loop_)),
+      wasSetUp_(settings_->onboardingCompleted()),
       history_(std::make_shared<SyncHistoryStore>(files_.history, [this] { lock_.require(); })),
       log_(std::make_shared<DiagnosticLog>(files_.log)),
       backups_(files_, *log_),

@@ -51,6 +51,8 @@ class Session {
   platform::linux_::EmbeddedPhotoLibrary& library() { return library_; }
   SyncHistoryStore& history() { return *history_; }
   const HomeFiles& files() const { return files_; }
+  // Whether setup was complete when the session began.
+  bool wasSetUp() const { return wasSetUp_; }
 
   // Runs the application until the flow has ended; once. At Ctrl-C it stops what the model does at the next
   // safe point, which ends the flow's waits. Throws what the flow throws.
@@ -88,6 +90,7 @@ class Session {
   platform::linux_::FileUserDefaults storedDefaults_;
   RunDefaults defaults_;
   const std::shared_ptr<app::AppSettings> settings_;
+  const bool wasSetUp_;
   const std::shared_ptr<SyncHistoryStore> history_;
   const std::shared_ptr<DiagnosticLog> log_;
   HomeBackups backups_;

@@ -1,5 +1,7 @@
 #include "Shells/CommandLine/SetupFlow.h"
 
+#include <algorithm>
+
 #include "TolvanderApp/Concurrency/Callback.h"
 #include "TolvanderApp/Presentation/QuestionText.h"
 
@@ -53,8 +55,23 @@ bool isCatalogueLost(Session& session) {
   }
 }
 
+// Whether the settings or the history say that there was a library already. Throws SyncHistoryError.
+bool isLibraryKnown(Session& session) {
+  const app::AppSettings& settings = session.model().settings();
+  if (session.wasSetUp() || settings.lastSyncReceipt()) {
+    return true;
+  }
+  const ImportRecords records = session.history().records();
+  return !session.history().pendingImportSources().empty() ||
+         std::ranges::any_of(
+             records, [](const ImportRecord& record) { return record.photosAssetIdentifier.has_value(); });
+}
+
 Task<bool> askForLibrary(Session* session, bool agrees) {
-  auto asking = session->dialogs().ask(app::libraryQuestion(session->files().library), agrees, "--yes");
+  const FileURL& folder = session->files().library;
+  auto asking = isLibraryKnown(*session)
+                    ? session->dialogs().ask(app::replacedLibraryQuestion(folder), false, "")
+                    : session->dialogs().ask(app::libraryQuestion(folder), agrees, "--yes");
   const std::size_t answer = co_await asking;
   co_return answer == 0;
 }

@@ -14,8 +14,10 @@ bool isConnected(const app::AppModel& model, const FileURL& volume);
 // Starts the model, and waits until it knows cameras, permissions and the library.
 app::Task<> startUp(Session* session);
 
-// Sees to it that the photo library may be used: where there is none yet, the user is asked once. False where
-// it can't be used.
+// Sees to it that the photo library may be used: where there is none yet, the user is asked once, unless
+// `agrees` is the answer. Where there was one already, on a disk that isn't mounted say, `agrees` is no
+// answer. False where the library can't be used. Throws SyncHistoryError where there is no library and the
+// history can't be read.
 app::Task<bool> prepareLibrary(Session* session, bool agrees);
 
 // Remembers the volume as a camera, if the user agrees. Where setup is complete the model syncs it then, and

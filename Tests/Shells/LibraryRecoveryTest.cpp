@@ -196,5 +196,39 @@ TEST_F(LibraryRecovery, aBackupThatFailsStopsNoSyncAndIsLogged) {
   EXPECT_TRUE(contains(run({"log"}).output, "operationFailed"));
 }
 
+// The library is on a disk that isn't mounted: its folder, or a link to it, is what stays.
+TEST_F(LibraryRecovery, aLibraryThatIsKnownIsNotMadeAnewWithoutAQuestion) {
+  fs::rename(library.path(), (folder / "disk").path());
+  using Command = std::vector<std::string>;
+  const Command allCameras = {"sync", "--yes"};
+  const Command oneCamera = {"sync", card.path(), "--yes"};
+  const auto expectQuestion = [this](const std::vector<Command>& commands) {
+    for (const Command& command : commands) {
+      const ToolResult result = run(command);
+      EXPECT_EQ(result.status, 1) << result.output;
+      EXPECT_TRUE(contains(result.errors, "The photo library in “" + library.path() + "” is not here"))
+          << result.errors;
+      EXPECT_TRUE(contains(result.errors, "No option answers it")) << result.errors;
+      EXPECT_FALSE(fs::exists(library.path()));
+    }
+  };
+  expectQuestion({allCameras, oneCamera});
+  fs::create_symlink((folder / "gone").path(), library.path());
+  expectQuestion({allCameras, oneCamera});
+  fs::remove(library.path());
+
+  const std::string history = readFile(data.appending("history.json"));
+  fs::remove(data.appending("history.json").path());
+  expectQuestion({oneCamera});  // the settings know it
+
+  const FileURL settings = home.appending("config/com.tolvander.app/defaults.json");
+  fs::remove(settings.path());
+  writeFile(data.appending("history.json"), history);
+  expectQuestion({oneCamera});  // the history knows it
+
+  fs::rename((folder / "disk").path(), library.path());
+  expectNothingToImport();
+}
+
 }  // namespace
 }  // namespace tolvander::tests

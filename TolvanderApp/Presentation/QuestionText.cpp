@@ -42,8 +42,10 @@ std::optional<std::size_t> chosenButton(const Alert& alert, std::string_view lin
 
 std::string unansweredText(const Alert& alert, std::string_view option) {
   return printable(alert.message) + " Nobody can be asked here, so the answer is “" +
-         printable(alert.buttons.back()) + "”. Pass " + std::string(option) + " for “" +
-         printable(alert.buttons.front()) + "”.\n";
+         printable(alert.buttons.back()) + "”." +
+         (option.empty()
+              ? " No option answers it; ask again at a terminal.\n"
+              : " Pass " + std::string(option) + " for “" + printable(alert.buttons.front()) + "”.\n");
 }
 
 Alert questionAbout(const DirectoryPanel& panel, const FileURL& folder) {
@@ -58,6 +60,14 @@ Alert libraryQuestion(const FileURL& folder) {
           .message = "Make a photo library in “" + folder.path() + "”?",
           .informativeText = "Photos and videos from your cameras will be kept there as ordinary files.",
           .buttons = {"Make Photo Library", "Cancel"}};
+}
+
+Alert replacedLibraryQuestion(const FileURL& folder) {
+  return {.style = Alert::Style::warning,
+          .message = "The photo library in “" + folder.path() +
+                     "” is not here: its disk may not be connected. Make a new, empty one in its place?",
+          .informativeText = "Connect the disk instead, if the photo library is on one.",
+          .buttons = {"Make New Photo Library", "Cancel"}};
 }
 
 }  // namespace tolvander::app

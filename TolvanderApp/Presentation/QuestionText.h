@@ -23,7 +23,7 @@ std::string questionText(const Alert& alert);
 std::optional<std::size_t> chosenButton(const Alert& alert, std::string_view line);
 
 // Said where nobody can be asked, with a line end: the question, what was taken for the answer, and which
-// option answers it.
+// option answers it. An empty option is none.
 std::string unansweredText(const Alert& alert, std::string_view option);
 
 // The panel as a question about one folder.
@@ -31,5 +31,8 @@ Alert questionAbout(const DirectoryPanel& panel, const FileURL& folder);
 
 // Whether the photo library may be made in this folder.
 Alert libraryQuestion(const FileURL& folder);
+
+// The same where the history or the settings know of a library that isn't there.
+Alert replacedLibraryQuestion(const FileURL& folder);
 
 }  // namespace tolvander::app
