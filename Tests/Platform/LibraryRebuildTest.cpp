@@ -153,8 +153,8 @@ TEST_F(Rebuilding, believesTheHistoryBeforeTheFormerCatalogue) {
   const std::string first = itemNamed(before, "PICT0001.JPG").asset.localIdentifier;
   const std::string third = itemNamed(before, "PICT0003.JPG").asset.localIdentifier;
   const KnownImports history{.imports = {{hashOf("first"), {"A", "a"}},
-                                         {hashOf("twin"), {"B", "b"}},
-                                         {hashOf("twin"), {third, "c"}}},
+                                         {hashOf("twin"), {third, "c"}},
+                                         {hashOf("twin"), {"B", "b"}}},
                              .pendingFingerprints = {},
                              .history = {}};
   rebuild(history);
