@@ -82,10 +82,6 @@ Task<> AppModel::runCheck(CheckPurpose purpose) {
 Task<> AppModel::reviewConnectedCameras(CheckPurpose purpose) {
   auto current = currentToken();
   const CancellationToken token = co_await current;
-  if (purpose == CheckPurpose::beforeChange) {
-    auto completing = completeInterruptedImports();
-    co_await completing;
-  }
   refreshSecurityScopedAccess();
   for (const auto& url : CameraVolumeDiscovery::mountedURLs(platform_.volumes)) {
     auto detecting = detectConnectedCamera(url, settings().authorizedDeviceProfiles());
@@ -111,6 +107,10 @@ Task<> AppModel::reviewConnectedCameras(CheckPurpose purpose) {
     libraryReviews.update([&](auto& reviews) { reviews.push_back(std::move(review)); });
   }
   token.throwIfCancelled();
+  if (purpose == CheckPurpose::beforeChange && libraryReviews->empty()) {
+    auto completing = completeInterruptedImports();
+    co_await completing;
+  }
   presentReviews();
 }
 

@@ -173,7 +173,8 @@ Task<> AppModel::performSyncAllConnected(bool notifyWhenStarting) {
   startDeferredEject();
 }
 
-// Also where no camera is connected. What fails is shown by the run of a camera, which asks again.
+// Where no camera is connected, whose run would do so first. What fails is shown by the next run, which asks
+// again.
 Task<> AppModel::completeInterruptedImports() {
   auto completing = background([photos = photos_, history = services_.history] {
     if (history->knownIdentity()) {  // nothing was prepared before it was made
@@ -187,8 +188,6 @@ Task<> AppModel::completeInterruptedImports() {
 }
 
 Task<> AppModel::syncMountedVolumes(bool notifyWhenStarting) {
-  auto completing = completeInterruptedImports();
-  co_await completing;
   refreshSecurityScopedAccess();
   bool foundDevice = false;
   for (const auto& url : CameraVolumeDiscovery::mountedURLs(platform_.volumes)) {
@@ -216,6 +215,10 @@ Task<> AppModel::syncMountedVolumes(bool notifyWhenStarting) {
   if (syncCancellationRequested_) {
     showStopped("Check stopped");
     co_return;
+  }
+  if (cameraRuns->empty()) {
+    auto completing = completeInterruptedImports();
+    co_await completing;
   }
   auto devices = refreshConnectedDevices();
   co_await devices;
