@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <filesystem>
 #include <regex>
 #include <sstream>
@@ -9,6 +10,8 @@
 #include "Tests/Support/OpenWatch.h"
 #include "TolvanderApp/PhotoLibraryError.h"
 #include "TolvanderCore/FileFingerprinter.h"
+#include "TolvanderCore/Platform/FileSystem.h"
+#include "TolvanderCore/Platform/Volume.h"
 
 namespace tolvander::tests {
 namespace {
@@ -536,6 +539,27 @@ TEST_F(AppModelSyncTest, failureNamesTheFileThatCannotBeStaged) {
   launch();
   sync();
   EXPECT_EQ(model().lastErrorFile.value(), "PICT0009.JPG");
+}
+
+TEST_F(AppModelSyncTest, fileThatCannotBeReadIsSetAsideOnItsOwnVolumeOnly) {
+  const Camera camera = plugInCharmera(2);
+  const auto modifiedAt = fileResourceValues(picture(camera, 1)).contentModificationDate;
+  const auto setAsideOn = [&](const std::string& volumeUUID) {
+    world.settings().setSetAsideFiles(
+        {{.relativePath = "DCIM/100CHRM/" + pictureName(1),
+          .byteCount = static_cast<std::int64_t>(std::filesystem::file_size(picture(camera, 1).path())),
+          .sha256 = std::nullopt,
+          .place = app::SetAsideFile::Place{
+              .volumeUUID = volumeUUID,
+              .modifiedAt = std::chrono::floor<std::chrono::seconds>(modifiedAt.value())}}});
+  };
+  setAsideOn(volumeResourceValues(camera.url).uuid.value());
+  launch();
+  sync();
+  EXPECT_EQ(model().cameraRuns->front().setAside.size(), 1U);
+  setAsideOn("ANOTHER");
+  sync();
+  EXPECT_TRUE(model().cameraRuns->front().setAside.empty());
 }
 
 TEST_F(AppModelSyncTest, filesThatAreSetAsideAreLeftOutAndNamed) {

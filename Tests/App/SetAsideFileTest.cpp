@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+
 #include "Tests/Support/Bytes.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "TolvanderCore/DecodingError.h"
@@ -60,6 +62,16 @@ TEST_F(SetAsideFileTest, isKnownByItsPlaceWhereItCannotBeRead) {
   CameraMediaFile later = unreadable;
   later.modifiedAt = dateFromISO8601("2026-11-15T19:13:18Z");
   EXPECT_FALSE(bad.isSameAs(later, "UUID", {}));
+}
+
+// The stored form has whole seconds.
+TEST_F(SetAsideFileTest, isKnownByItsPlaceWhateverTheFractionOfItsDate) {
+  CameraMediaFile unreadable = fileAt("DCIM/GONE.JPG", 5);
+  *unreadable.modifiedAt += std::chrono::milliseconds(750);
+  const SetAsideFiles stored =
+      decodeSetAsideFiles(tests::bytesOf(encodeSetAsideFiles({SetAsideFile::of(unreadable, "UUID", {})})));
+  ASSERT_EQ(stored.size(), 1U);
+  EXPECT_TRUE(stored.front().isSameAs(unreadable, "UUID", {}));
 }
 
 TEST_F(SetAsideFileTest, isTakenOutOfAListInItsOrder) {

@@ -556,6 +556,29 @@ TEST_F(TrashServiceTest, deletesNoClaimedFileWhoseHashNoLongerMatches) {
   EXPECT_EQ(readFile(scene.inTrash("PICT0001.JPG")), "A PHOTO OF THE SEA");
 }
 
+// A file that isn't the recorded one keeps its name all the time.
+TEST_F(TrashServiceTest, claimsNoFileWhoseHashNoLongerMatches) {
+  const ManagedTrashRecord record = scene.moved(photo);
+  writeFile(scene.inTrash("PICT0001.JPG"), "A PHOTO OF THE SEA");
+  beforeCall("renameExclusively", 1, [] { ADD_FAILURE() << "claimed"; });
+  EXPECT_EQ(permanentlyDelete(record), (app::TrashDeleteResult{.failures = {"PICT0001.JPG"}}));
+}
+
+TEST_F(TrashServiceTest, claimsNoFileThatTookTheNameAfterTheHash) {
+  const ManagedTrashRecord record = scene.moved(photo);
+  std::size_t looksAtTheName = 0;
+  scene.watched.before = [&](const std::string& call) {
+    EXPECT_NE(call, "renameExclusively") << "claimed";
+    if (call == "status" && ++looksAtTheName == 3) {  // the others belong to the opening and the hash
+      renameFile(scene.inTrash("PICT0001.JPG"), aside);
+      writeFile(scene.inTrash("PICT0001.JPG"), content);
+    }
+  };
+  EXPECT_EQ(permanentlyDelete(record), (app::TrashDeleteResult{.failures = {"PICT0001.JPG"}}));
+  scene.watched.before = nullptr;
+  EXPECT_TRUE(exists(aside));
+}
+
 TEST_F(TrashServiceTest, leavesWhateverAppearsUnderTheOldNameAfterTheClaim) {
   const ManagedTrashRecord record = scene.moved(photo);
   beforeCall("remove", 1, [&] { writeFile(scene.inTrash("PICT0001.JPG"), "somebody else's"); });
