@@ -17,10 +17,14 @@ using app::PhotosResourceType;
 namespace {
 
 // Every value of one key.
-template <typename Map>
-auto valuesOf(const Map& map, const std::string& key) {
+template <typename Value>
+std::vector<Value> valuesOf(const std::multimap<std::string, Value>& map, const std::string& key) {
   const auto [first, last] = map.equal_range(key);
-  return std::ranges::subrange(first, last);
+  std::vector<Value> values;
+  for (auto entry = first; entry != last; ++entry) {
+    values.push_back(entry->second);
+  }
+  return values;
 }
 
 bool hasContent(const CataloguedResource& original, const std::string& sha256) {
@@ -80,7 +84,7 @@ void RebuiltContents::assignIdentifiers(const std::vector<FoundOriginal>& origin
     }
   }
   for (const FoundOriginal& file : originals) {
-    for (const auto& [content, import] : valuesOf(imports_->imports, file.sha256)) {
+    for (const KnownImports::Import& import : valuesOf(imports_->imports, file.sha256)) {
       assign(file, import.assetIdentifier);
     }
   }
@@ -90,10 +94,10 @@ void RebuiltContents::assignIdentifiers(const std::vector<FoundOriginal>& origin
     }
   }
   for (const FoundOriginal& file : originals) {
-    for (const auto& [content, former] : valuesOf(formerByContent_, file.sha256)) {
+    for (const Item* former : valuesOf(formerByContent_, file.sha256)) {
       assign(file, former->asset.localIdentifier);
     }
-    for (const auto& [content, intent] : valuesOf(intentsByContent_, file.sha256)) {
+    for (const Intent* intent : valuesOf(intentsByContent_, file.sha256)) {
       assign(file, intent->asset.localIdentifier);
     }
   }
@@ -107,8 +111,9 @@ void RebuiltContents::assignIdentifiers(const std::vector<FoundOriginal>& origin
 }
 
 bool RebuiltContents::isOfHistory(const FoundOriginal& file, const std::string& identifier) const {
-  return std::ranges::any_of(valuesOf(imports_->imports, file.sha256),
-                             [&](const auto& import) { return import.second.assetIdentifier == identifier; });
+  return std::ranges::any_of(
+      valuesOf(imports_->imports, file.sha256),
+      [&](const KnownImports::Import& import) { return import.assetIdentifier == identifier; });
 }
 
 // Where it was never hashed, its size has to do.
@@ -130,7 +135,7 @@ const RebuiltContents::Item* RebuiltContents::formerItem(const FoundOriginal& fi
   if (atPath != nullptr && atPath->asset.localIdentifier == identifier) {
     return atPath;
   }
-  for (const auto& [content, former] : valuesOf(formerByContent_, file.sha256)) {
+  for (const Item* former : valuesOf(formerByContent_, file.sha256)) {
     if (former->asset.localIdentifier == identifier) {
       return former;
     }
@@ -151,7 +156,7 @@ RebuiltContents::Item RebuiltContents::itemFor(const FoundOriginal& file,
   }
   Item item = itemFromFile(file, identifier);
   item.original.content = content;
-  for (const auto& [sha256, intent] : valuesOf(intentsByContent_, file.sha256)) {
+  for (const Intent* intent : valuesOf(intentsByContent_, file.sha256)) {
     if (intent->asset.localIdentifier == identifier) {
       item.asset = intent->asset;
       item.original.originalFilename = intent->original.originalFilename;
@@ -180,7 +185,7 @@ RebuiltContents::Item RebuiltContents::itemFromFile(const FoundOriginal& file,
 // The camera file's name, with the extension of what was made of it.
 std::string RebuiltContents::filenameOf(const FoundOriginal& file, const std::string& identifier) const {
   const FileURL url = folder_->url().appending(file.path);
-  for (const auto& [content, import] : valuesOf(imports_->imports, file.sha256)) {
+  for (const KnownImports::Import& import : valuesOf(imports_->imports, file.sha256)) {
     if (import.assetIdentifier == identifier && !import.filename.empty()) {
       const FileURL camera = FileURL("/").appending(import.filename);
       return lowercased(camera.pathExtension()) == lowercased(url.pathExtension())
