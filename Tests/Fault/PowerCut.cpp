@@ -211,7 +211,7 @@ void PowerCut::makeDurable(Number number) {
   for (const auto& [folder, above] : std::map(keptAbove_)) {
     if (above == number) {
       keptAbove_.erase(folder);
-      std::erase_if(undecided_, [&](const Change& change) {
+      std::erase_if(undecided_, [&, &folder = folder](const Change& change) {
         const bool isOfIt = change.names.contains(folder);
         if (isOfIt) {
           apply(change, durable_);
