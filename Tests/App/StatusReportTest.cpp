@@ -66,7 +66,7 @@ TEST(StatusReport, tellsOfPausedImportsAndOfFilesThatAreSetAside) {
   report.pausedElsewhere = 1;
   report.setAside = {"DCIM/A.JPG", "DCIM/B.JPG"};
   const std::string text = report.text();
-  EXPECT_NE(text.find("Cut short            2 imports, which the next sync finishes\n"
+  EXPECT_NE(text.find("Cut short            2 imports, which the next sync of their card finishes\n"
                       "Paused imports       “CARD”: DCIM/C.JPG\n"
                       "                     “A\uFFFDB”: D.JPG\n"
                       "                     1 file on no connected camera\n"

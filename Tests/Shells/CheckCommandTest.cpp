@@ -185,7 +185,7 @@ TEST_F(CheckCommandTest, tellsWhatTheNextSyncFinishesFromWhatStaysPausedAsStatus
   EXPECT_TRUE(cutShort.output.ends_with("“CARD”: 1 import was cut short. The next sync finishes it.\n"))
       << cutShort.output;
   EXPECT_TRUE(contains(run({"status"}).output,
-                       "\nCut short            1 import, which the next sync finishes\n"
+                       "\nCut short            1 import, which the next sync of its card finishes\n"
                        "Last sync "));
 
   beginImport("PICT0009.JPG");

@@ -143,8 +143,9 @@ std::string StatusReport::text() const {
                                              .description()
                                        : "the import history cannot be read");
   if (finishedByNextSync > 0) {
-    text += factLine("Cut short", counted(finishedByNextSync, "import, which", "imports, which") +
-                                      " the next sync finishes");
+    text +=
+        factLine("Cut short", counted(finishedByNextSync, "import, which the next sync of its card finishes",
+                                      "imports, which the next sync of their card finishes"));
   }
   text += pausedText(*this);
   for (std::size_t index = 0; index < setAside.size(); ++index) {
