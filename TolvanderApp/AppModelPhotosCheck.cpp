@@ -110,6 +110,7 @@ Task<> AppModel::reviewConnectedCameras(CheckPurpose purpose) {
   if (purpose == CheckPurpose::beforeChange && libraryReviews->empty()) {
     auto completing = completeInterruptedImports();
     co_await completing;
+    token.throwIfCancelled();
   }
   presentReviews();
 }

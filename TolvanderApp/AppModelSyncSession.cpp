@@ -212,13 +212,13 @@ Task<> AppModel::syncMountedVolumes(bool notifyWhenStarting) {
       co_await syncing;
     }
   }
+  if (cameraRuns->empty() && !syncCancellationRequested_) {
+    auto completing = completeInterruptedImports();
+    co_await completing;
+  }
   if (syncCancellationRequested_) {
     showStopped("Check stopped");
     co_return;
-  }
-  if (cameraRuns->empty()) {
-    auto completing = completeInterruptedImports();
-    co_await completing;
   }
   auto devices = refreshConnectedDevices();
   co_await devices;

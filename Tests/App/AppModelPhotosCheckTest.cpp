@@ -123,6 +123,23 @@ TEST_F(AppModelPhotosCheckTest, completesInterruptedImportsBeforeAChangeAndNotFo
   EXPECT_TRUE(completesBy([&] { begin(model().syncAllConnected(false)); })) << "also without a camera";
 }
 
+TEST_F(AppModelPhotosCheckTest, stopWhileImportsAreCompletedWithoutACameraEndsTheFlow) {
+  world.unmount(plugInCharmera(1));
+  launch();
+  world.history().identity();
+  const auto stopWhileCompleting = [&] {
+    whenAsking([&] { return model().isSyncing.value(); }, [&] { model().stopCheck(); });
+  };
+  stopWhileCompleting();
+  sync();
+  expectNoFailure("Check stopped");
+  stopWhileCompleting();
+  run([&] { model().verifyCameraInPhotos(app::AppModel::CheckPurpose::beforeChange); });
+  expectNoFailure("Camera check stopped");
+  EXPECT_FALSE(model().libraryReviewCompletedAt->has_value());
+  EXPECT_EQ(world.photoLibrary.completions().size(), 2U);
+}
+
 TEST_F(AppModelPhotosCheckTest, remembersWithoutTheSyncThatWasAskedForWhileAnotherOneWasStopped) {
   plugInCharmera(1);
   launch();
