@@ -69,7 +69,7 @@ TEST(StatusReport, tellsOfPausedImportsAndOfFilesThatAreSetAside) {
   EXPECT_NE(text.find("Cut short            2 imports, which the next sync of their card finishes\n"
                       "Paused imports       “CARD”: DCIM/C.JPG\n"
                       "                     “A\uFFFDB”: D.JPG\n"
-                      "                     1 file on no connected camera\n"
+                      "                     1 file that was not found on a connected camera\n"
                       "                     To import the card’s other files, set such a file aside: "
                       "tolvanderctl set-aside VOLUME FILE\n"),
             std::string::npos)
@@ -85,6 +85,15 @@ TEST(StatusReport, tellsOfPausedImportsAndOfFilesThatAreSetAside) {
   EXPECT_EQ(paused.required("camera").string(), "A\nB");
   EXPECT_EQ(paused.required("relativePath").string(), "D.JPG");
   EXPECT_EQ(document.root().object().required("setAside").array().size(), 2U);
+}
+
+TEST(StatusReport, advisesToSetAsideOnlyFilesThatItNames) {
+  StatusReport report;
+  report.pausedElsewhere = 2;
+  EXPECT_NE(report.text().find("Paused imports       2 files that were not found on a connected camera\n"
+                               "Last sync "),
+            std::string::npos)
+      << report.text();
 }
 
 TEST(StatusReport, givesProgramsAnObject) {

@@ -61,9 +61,10 @@ std::string pausedText(const StatusReport& report) {
     lines.push_back("“" + printable(file.camera) + "”: " + printable(file.relativePath));
   }
   if (report.pausedElsewhere > 0) {
-    lines.push_back(counted(report.pausedElsewhere, "file", "files") + " on no connected camera");
+    lines.push_back(counted(report.pausedElsewhere, "file that was", "files that were") +
+                    " not found on a connected camera");
   }
-  if (!lines.empty()) {
+  if (!report.pausedFiles.empty()) {
     lines.push_back(setAsideAdvice());
   }
   std::string text;
