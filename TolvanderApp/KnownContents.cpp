@@ -7,8 +7,8 @@
 
 namespace tolvander::app {
 
-KnownContents::KnownContents(PhotoLibrary& library, ImportRecords records)
-    : library_(library), records_(std::move(records)) {
+KnownContents::KnownContents(PhotoLibrary& library, ImportRecords records, bool comparesPayloads)
+    : library_(library), records_(std::move(records)), comparesPayloads_(comparesPayloads) {
   byAsset_.reserve(records_.size());
   for (const ImportRecord& record : records_) {
     if (record.photosAssetIdentifier) {
@@ -36,7 +36,7 @@ void KnownContents::learn(const std::vector<PhotosAsset>& assets) {
     const std::string& asset = original.resource.assetLocalIdentifier;
     const auto [begin, end] = byAsset_.equal_range(asset);
     for (auto entry = begin; entry != end; ++entry) {
-      if (auto known = identity(*entry->second, original)) {
+      if (auto known = identity(*entry->second, original, comparesPayloads_)) {
         contents_.try_emplace(asset, Known{.resourceIndex = original.resource.index,
                                            .content = {std::move(*known), original.byteCount}});
         break;
@@ -53,20 +53,21 @@ const KnownContents::Content* KnownContents::find(const std::string& assetIdenti
 }
 
 std::optional<OfflinePhotoRecognizer::Identity> KnownContents::identity(
-    const ImportRecord& record, const PhotosUnchangedOriginal& original) {
+    const ImportRecord& record, const PhotosUnchangedOriginal& original, bool comparesPayloads) {
   if (!record.isContentConfirmed() || record.processedFingerprint != original.sha256) {
     return std::nullopt;
   }
-  if (!ResourceIdentityAccumulator::hasPayload(original.resource.originalFilename, original.byteCount)) {
-    return OfflinePhotoRecognizer::Identity{.sourceFingerprint = original.sha256,
-                                            .mediaPayloadFingerprint = std::nullopt};
+  OfflinePhotoRecognizer::Identity known{.sourceFingerprint = original.sha256,
+                                         .mediaPayloadFingerprint = std::nullopt};
+  if (ResourceIdentityAccumulator::hasPayload(original.resource.originalFilename, original.byteCount)) {
+    const auto& payload = record.mediaPayloadFingerprint;
+    if (payload && payload->starts_with(CharmeraMediaProcessor::jpegPayloadScheme)) {
+      known.mediaPayloadFingerprint = payload;
+    } else if (comparesPayloads) {
+      return std::nullopt;
+    }
   }
-  const auto& payload = record.mediaPayloadFingerprint;
-  if (!payload || !payload->starts_with(CharmeraMediaProcessor::jpegPayloadScheme)) {
-    return std::nullopt;
-  }
-  return OfflinePhotoRecognizer::Identity{.sourceFingerprint = original.sha256,
-                                          .mediaPayloadFingerprint = payload};
+  return known;
 }
 
 }  // namespace tolvander::app

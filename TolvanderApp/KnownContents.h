@@ -27,8 +27,9 @@ class KnownContents {
     friend bool operator==(const Content&, const Content&) = default;
   };
 
-  // `library` must outlive this.
-  KnownContents(PhotoLibrary& library, ImportRecords records);
+  // `library` must outlive this. Where payloads are compared, a JPEG is known only with its payload: without
+  // it a file of the same picture would be taken for another.
+  KnownContents(PhotoLibrary& library, ImportRecords records, bool comparesPayloads);
 
   // Asks the library about those of the assets that are recorded, each once. Throws PhotosPlatformError.
   void learn(const std::vector<PhotosAsset>& assets);
@@ -40,9 +41,11 @@ class KnownContents {
   const Content* find(const std::string& assetIdentifier, std::int64_t resourceIndex) const;
   bool isKnown(const std::string& assetIdentifier) const { return contents_.contains(assetIdentifier); }
 
-  // What a read of the original would give. Absent where this record doesn't tell.
+  // What a read of the original would give; the payload may be missing where payloads aren't compared. Absent
+  // where this record doesn't tell.
   static std::optional<OfflinePhotoRecognizer::Identity> identity(const ImportRecord& record,
-                                                                  const PhotosUnchangedOriginal& original);
+                                                                  const PhotosUnchangedOriginal& original,
+                                                                  bool comparesPayloads);
 
  private:
   struct Known {
@@ -52,6 +55,7 @@ class KnownContents {
 
   PhotoLibrary& library_;
   const ImportRecords records_;
+  const bool comparesPayloads_;
   std::unordered_multimap<std::string_view, const ImportRecord*> byAsset_;  // into records_
   bool isAnswered_ = false;
   std::unordered_set<std::string> asked_;  // assets

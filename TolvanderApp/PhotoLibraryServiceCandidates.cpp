@@ -70,6 +70,12 @@ Candidates candidatesAmong(const std::vector<PhotosAsset>& assets, PhotoLibrary&
   return candidates;
 }
 
+// Files of cards other than a Charmera have no payload.
+bool comparesPayloads(const Files& files) {
+  return std::ranges::any_of(
+      files, [](const FingerprintedMediaFile& file) { return file.mediaPayloadFingerprint.has_value(); });
+}
+
 // How a request ended that the library ended with this error, if any.
 ResourceRequest::Result resultOf(const std::exception_ptr& error) {
   if (!error) {
@@ -94,27 +100,29 @@ ResourceRequest::Result resultOf(const std::exception_ptr& error) {
 class PhotoLibraryService::Search {
  public:
   // All must outlive it.
-  Search(PhotoLibraryService& service, const RecognitionPolicy& policy, bool broader,
+  Search(PhotoLibraryService& service, const Files& files, const RecognitionPolicy& policy, bool broader,
          const ImportRecords& records, const CancellationToken& token)
       : service_(service),
+        files_(files),
         policy_(policy),
         broader_(broader),
         token_(token),
-        known_(service.library_, records) {}
+        known_(service.library_, records, comparesPayloads(files)) {}
 
-  LibraryReconciliation run(const Files& files) {
-    if (files.empty()) {
+  LibraryReconciliation run() {
+    if (files_.empty()) {
       return {};
     }
-    const CandidateAssets found = CandidateAssets::fetch(service_.library_, files, policy_, service_.limits_);
+    const CandidateAssets found =
+        CandidateAssets::fetch(service_.library_, files_, policy_, service_.limits_);
     known_.learn(found.assets);
     const Candidates candidates = candidatesAmong(found.assets, service_.library_);
     candidateCount_ = std::ssize(candidates.list);
-    LibraryReconciliation reconciliation = reconcile(files, candidates, found.truncatedSources);
+    LibraryReconciliation reconciliation = reconcile(files_, candidates, found.truncatedSources);
     // After an automatic search that met a limit a broader one follows, which looks farther; it isn't to be
     // spared that.
     if (broader_ && !reconciliation.limited.empty() && known_.canBeKnown()) {
-      lookAgain(files, found.assets, reconciliation);
+      lookAgain(found.assets, reconciliation);
     }
     return reconciliation;
   }
@@ -125,11 +133,10 @@ class PhotoLibraryService::Search {
  private:
   // Looks once more for the files of which a limit was a reason that they are unchecked, with everything of
   // known content outside the limits.
-  void lookAgain(const Files& files, const std::vector<PhotosAsset>& fetched,
-                 LibraryReconciliation& reconciliation) {
+  void lookAgain(const std::vector<PhotosAsset>& fetched, LibraryReconciliation& reconciliation) {
     const std::set<std::string> limited = std::exchange(reconciliation.limited, {});
     Files again;
-    std::ranges::copy_if(files, std::back_inserter(again), [&](const FingerprintedMediaFile& file) {
+    std::ranges::copy_if(files_, std::back_inserter(again), [&](const FingerprintedMediaFile& file) {
       return limited.contains(file.sourceFingerprint);
     });
     const CandidateAssets found = CandidateAssets::fetchBesideKnown(service_.library_, again, policy_,
@@ -191,6 +198,7 @@ class PhotoLibraryService::Search {
   }
 
   PhotoLibraryService& service_;
+  const Files& files_;
   const RecognitionPolicy& policy_;
   const bool broader_;
   const CancellationToken& token_;
@@ -219,8 +227,8 @@ LibraryReconciliation PhotoLibraryService::reconcileExisting(const Files& files,
   std::ranges::copy_if(files, std::back_inserter(others), [&](const FingerprintedMediaFile& file) {
     return !held.contains(file.sourceFingerprint);
   });
-  Search search(*this, policy, broader, records, token);
-  LibraryReconciliation reconciliation = search.run(others);
+  Search search(*this, others, policy, broader, records, token);
+  LibraryReconciliation reconciliation = search.run();
   reconciliation.matches.merge(held);
 
   const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(timer_.now() - start);
