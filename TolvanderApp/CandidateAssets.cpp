@@ -114,10 +114,18 @@ std::vector<Window> windowsAround(const std::vector<FingerprintedMediaFile>& fil
   return windowsAround(dates);
 }
 
+bool hasNoSearchDate(const FingerprintedMediaFile& file) {
+  return RecognitionPolicy::searchDates(file).empty();
+}
+
+std::int64_t recentLimit(const RecognitionPolicy& policy) {
+  return std::min(policy.maximumCandidates, policy.recentCandidateLimit);
+}
+
 std::vector<PhotosAsset> recentAssets(PhotoLibrary& library, const RecognitionPolicy& policy) {
   return library.fetchAssets({.creationDates = {},
                               .order = PhotosFetchOptions::Order::creationDateDescending,
-                              .fetchLimit = std::min(policy.maximumCandidates, policy.recentCandidateLimit)});
+                              .fetchLimit = recentLimit(policy)});
 }
 
 // The first assets of a window, and whether these are all of them.
@@ -162,16 +170,17 @@ CandidateAssets CandidateAssets::fetch(PhotoLibrary& library,
                                        const std::vector<FingerprintedMediaFile>& files,
                                        const RecognitionPolicy& policy, const LibrarySearchLimits& limits) {
   const std::vector<Window> windows = windowsAround(files);
-  if (windows.empty()) {
-    return {.assets = recentAssets(library, policy), .truncatedSources = {}};
-  }
   const bool isBroader = policy.recentCandidateLimit > limits.automatic.recentCandidateLimit;
-  DistinctAssets assets(policy.maximumCandidates);
-  if (isBroader || std::ranges::any_of(files, [](const FingerprintedMediaFile& file) {
-        return RecognitionPolicy::searchDates(file).empty();
-      })) {
-    assets.add(recentAssets(library, policy));
+  std::vector<PhotosAsset> recents;
+  if (isBroader || windows.empty() || std::ranges::any_of(files, hasNoSearchDate)) {
+    recents = recentAssets(library, policy);
   }
+  const bool recentsAreFull = std::ssize(recents) >= recentLimit(policy);
+  if (windows.empty()) {
+    return {.assets = std::move(recents), .truncatedSources = {}, .recentsAreFull = recentsAreFull};
+  }
+  DistinctAssets assets(policy.maximumCandidates);
+  assets.add(std::move(recents));
   std::vector<Window> truncatedWindows;
   for (const Window& window : windows) {
     bool isWhole = false;
@@ -183,14 +192,18 @@ CandidateAssets CandidateAssets::fetch(PhotoLibrary& library,
       truncatedWindows.push_back(window);
     }
   }
-  return {.assets = assets.newestFirst(), .truncatedSources = sourcesWithin(truncatedWindows, files)};
+  return {.assets = assets.newestFirst(),
+          .truncatedSources = sourcesWithin(truncatedWindows, files),
+          .recentsAreFull = recentsAreFull};
 }
 
-CandidateAssets CandidateAssets::fetchBesideKnown(
-    PhotoLibrary& library, const std::vector<FingerprintedMediaFile>& files, const RecognitionPolicy& policy,
-    const LibrarySearchLimits& limits, const std::vector<PhotosAsset>& fetched, KnownContents& known) {
+CandidateAssets CandidateAssets::fetchBesideKnown(PhotoLibrary& library,
+                                                  const std::vector<FingerprintedMediaFile>& files,
+                                                  const RecognitionPolicy& policy,
+                                                  const LibrarySearchLimits& limits,
+                                                  const CandidateAssets& fetched, KnownContents& known) {
   DistinctAssets assets(policy.maximumCandidates);
-  assets.add(withoutKnown(fetched, known, assets));
+  assets.add(withoutKnown(fetched.assets, known, assets));
   std::vector<Window> truncatedWindows;
   for (const Window& window : windowsAround(files)) {
     // Also where there is no room left: known assets need none.
@@ -201,7 +214,17 @@ CandidateAssets CandidateAssets::fetchBesideKnown(
       truncatedWindows.push_back(window);
     }
   }
-  return {.assets = assets.newestFirst(), .truncatedSources = sourcesWithin(truncatedWindows, files)};
+  std::set<std::string> truncatedSources = sourcesWithin(truncatedWindows, files);
+  if (fetched.recentsAreFull) {
+    for (const FingerprintedMediaFile& file : files) {
+      if (hasNoSearchDate(file)) {
+        truncatedSources.insert(file.sourceFingerprint);
+      }
+    }
+  }
+  return {.assets = assets.newestFirst(),
+          .truncatedSources = std::move(truncatedSources),
+          .recentsAreFull = fetched.recentsAreFull};
 }
 
 }  // namespace tolvander::app

@@ -17,17 +17,19 @@ namespace tolvander::app {
 struct CandidateAssets {
   std::vector<PhotosAsset> assets;         // the newest first; by identifier where dates are equal
   std::set<std::string> truncatedSources;  // files whose candidates are not all among them
+  bool recentsAreFull = false;             // the newest were asked for, and are as many as may be
 
   // Throws PhotosPlatformError.
   static CandidateAssets fetch(PhotoLibrary& library, const std::vector<FingerprintedMediaFile>& files,
                                const RecognitionPolicy& policy, const LibrarySearchLimits& limits);
 
   // Those that were `fetched` and what else was created near the files' dates, as far as the limits allow
-  // when assets of known content are outside them. Lets `known` learn about all that it comes upon.
+  // when assets of known content are outside them. Lets `known` learn about all that it comes upon. A file
+  // without dates is truncated where `fetched` has as many recent assets as may be: it could be an older one.
   static CandidateAssets fetchBesideKnown(PhotoLibrary& library,
                                           const std::vector<FingerprintedMediaFile>& files,
                                           const RecognitionPolicy& policy, const LibrarySearchLimits& limits,
-                                          const std::vector<PhotosAsset>& fetched, KnownContents& known);
+                                          const CandidateAssets& fetched, KnownContents& known);
 };
 
 }  // namespace tolvander::app

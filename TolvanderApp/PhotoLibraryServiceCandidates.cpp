@@ -122,7 +122,7 @@ class PhotoLibraryService::Search {
     // After an automatic search that met a limit a broader one follows, which looks farther; it isn't to be
     // spared that.
     if (broader_ && !reconciliation.limited.empty() && known_.canBeKnown()) {
-      lookAgain(found.assets, reconciliation);
+      lookAgain(found, reconciliation);
     }
     return reconciliation;
   }
@@ -133,7 +133,7 @@ class PhotoLibraryService::Search {
  private:
   // Looks once more for the files of which a limit was a reason that they are unchecked, with everything of
   // known content outside the limits.
-  void lookAgain(const std::vector<PhotosAsset>& fetched, LibraryReconciliation& reconciliation) {
+  void lookAgain(const CandidateAssets& fetched, LibraryReconciliation& reconciliation) {
     const std::set<std::string> limited = std::exchange(reconciliation.limited, {});
     Files again;
     std::ranges::copy_if(files_, std::back_inserter(again), [&](const FingerprintedMediaFile& file) {
