@@ -151,8 +151,8 @@ WindowAssets assetsWithin(const Window& window, PhotoLibrary& library, std::int6
 
 // Adds those of known content, and returns the others.
 std::vector<PhotosAsset> withoutKnown(std::vector<PhotosAsset> assets, KnownContents& known,
-                                      DistinctAssets& distinct) {
-  known.learn(assets);
+                                      DistinctAssets& distinct, const CancellationToken& token) {
+  known.learn(assets, token);
   std::vector<PhotosAsset> others;
   for (PhotosAsset& asset : assets) {
     if (known.isKnown(asset.localIdentifier)) {
@@ -201,14 +201,16 @@ CandidateAssets CandidateAssets::fetchBesideKnown(PhotoLibrary& library,
                                                   const std::vector<FingerprintedMediaFile>& files,
                                                   const RecognitionPolicy& policy,
                                                   const LibrarySearchLimits& limits,
-                                                  const CandidateAssets& fetched, KnownContents& known) {
+                                                  const CandidateAssets& fetched, KnownContents& known,
+                                                  const CancellationToken& token) {
   DistinctAssets assets(policy.maximumCandidates);
-  assets.add(withoutKnown(fetched.assets, known, assets));
+  assets.add(withoutKnown(fetched.assets, known, assets, token));
   std::vector<Window> truncatedWindows;
   for (const Window& window : windowsAround(files)) {
+    token.throwIfCancelled();
     // Also where there is no room left: known assets need none.
     WindowAssets found = assetsWithin(window, library, limits.assetsPerWindowWithKnown);
-    found.assets = withoutKnown(std::move(found.assets), known, assets);
+    found.assets = withoutKnown(std::move(found.assets), known, assets, token);
     found.limit(limits.assetsPerWindow);
     if (!assets.add(std::move(found.assets)) || !found.isWhole) {
       truncatedWindows.push_back(window);

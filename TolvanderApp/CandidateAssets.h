@@ -7,6 +7,7 @@
 #include "TolvanderApp/KnownContents.h"
 #include "TolvanderApp/LibrarySearchLimits.h"
 #include "TolvanderApp/Platform/PhotoLibrary.h"
+#include "TolvanderCore/Cancellation.h"
 #include "TolvanderCore/FingerprintedMediaFile.h"
 #include "TolvanderCore/RecognitionPolicy.h"
 
@@ -26,10 +27,12 @@ struct CandidateAssets {
   // Those that were `fetched` and what else was created near the files' dates, as far as the limits allow
   // when assets of known content are outside them. Lets `known` learn about all that it comes upon. A file
   // without dates is truncated where `fetched` has as many recent assets as may be: it could be an older one.
+  // Throws PhotosPlatformError and CancellationError.
   static CandidateAssets fetchBesideKnown(PhotoLibrary& library,
                                           const std::vector<FingerprintedMediaFile>& files,
                                           const RecognitionPolicy& policy, const LibrarySearchLimits& limits,
-                                          const CandidateAssets& fetched, KnownContents& known);
+                                          const CandidateAssets& fetched, KnownContents& known,
+                                          const CancellationToken& token);
 };
 
 }  // namespace tolvander::app

@@ -1,11 +1,19 @@
 #include "TolvanderApp/KnownContents.h"
 
+#include <cstddef>
 #include <utility>
 
 #include "TolvanderApp/ResourceIdentityAccumulator.h"
 #include "TolvanderCore/CharmeraMediaProcessor.h"
 
 namespace tolvander::app {
+
+namespace {
+
+// A stop waits for the answer to one question, which looks at a file for each asset.
+constexpr std::size_t assetsPerQuestion = 500;
+
+}  // namespace
 
 KnownContents::KnownContents(PhotoLibrary& library, ImportRecords records, bool comparesPayloads)
     : library_(library), records_(std::move(records)), comparesPayloads_(comparesPayloads) {
@@ -17,7 +25,7 @@ KnownContents::KnownContents(PhotoLibrary& library, ImportRecords records, bool 
   }
 }
 
-void KnownContents::learn(const std::vector<PhotosAsset>& assets) {
+void KnownContents::learn(const std::vector<PhotosAsset>& assets, const CancellationToken& token) {
   if (byAsset_.empty()) {
     return;
   }
@@ -26,7 +34,17 @@ void KnownContents::learn(const std::vector<PhotosAsset>& assets) {
     if (byAsset_.contains(asset.localIdentifier) && asked_.insert(asset.localIdentifier).second) {
       recorded.push_back(asset.localIdentifier);
     }
+    if (recorded.size() == assetsPerQuestion) {
+      token.throwIfCancelled();
+      learn(recorded);
+      recorded.clear();
+    }
   }
+  token.throwIfCancelled();
+  learn(recorded);
+}
+
+void KnownContents::learn(const std::vector<std::string>& recorded) {
   const auto originals = library_.unchangedOriginals(recorded);
   if (!originals) {
     return;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "TolvanderApp/Platform/PhotoLibrary.h"
+#include "TolvanderCore/Cancellation.h"
 #include "TolvanderCore/ImportRecords.h"
 #include "TolvanderCore/OfflinePhotoRecognizer.h"
 
@@ -31,8 +32,9 @@ class KnownContents {
   // it a file of the same picture would be taken for another.
   KnownContents(PhotoLibrary& library, ImportRecords records, bool comparesPayloads);
 
-  // Asks the library about those of the assets that are recorded, each once. Throws PhotosPlatformError.
-  void learn(const std::vector<PhotosAsset>& assets);
+  // Asks the library about those of the assets that are recorded, each once. Throws PhotosPlatformError and
+  // CancellationError.
+  void learn(const std::vector<PhotosAsset>& assets, const CancellationToken& token);
 
   // Whether the library has answered at all.
   bool canBeKnown() const { return isAnswered_; }
@@ -48,6 +50,8 @@ class KnownContents {
                                                                   bool comparesPayloads);
 
  private:
+  void learn(const std::vector<std::string>& recorded);
+
   struct Known {
     std::int64_t resourceIndex = 0;
     Content content;

@@ -51,9 +51,11 @@ struct Candidates {
   std::unordered_map<std::string, PhotosAssetResource> resources;  // by candidate
 };
 
-Candidates candidatesAmong(const std::vector<PhotosAsset>& assets, PhotoLibrary& library) {
+Candidates candidatesAmong(const std::vector<PhotosAsset>& assets, PhotoLibrary& library,
+                           const CancellationToken& token) {
   Candidates candidates;
   for (const PhotosAsset& asset : assets) {
+    token.throwIfCancelled();
     for (PhotosAssetResource& resource : library.assetResources(asset)) {
       if (!isCandidate(resource.type)) {
         continue;
@@ -115,8 +117,8 @@ class PhotoLibraryService::Search {
     }
     const CandidateAssets found =
         CandidateAssets::fetch(service_.library_, files_, policy_, service_.limits_);
-    known_.learn(found.assets);
-    const Candidates candidates = candidatesAmong(found.assets, service_.library_);
+    known_.learn(found.assets, token_);
+    const Candidates candidates = candidatesAmong(found.assets, service_.library_, token_);
     candidateCount_ = std::ssize(candidates.list);
     LibraryReconciliation reconciliation = reconcile(files_, candidates, found.truncatedSources);
     // After an automatic search that met a limit a broader one follows, which looks farther; it isn't to be
@@ -139,9 +141,9 @@ class PhotoLibraryService::Search {
     std::ranges::copy_if(files_, std::back_inserter(again), [&](const FingerprintedMediaFile& file) {
       return limited.contains(file.sourceFingerprint);
     });
-    const CandidateAssets found = CandidateAssets::fetchBesideKnown(service_.library_, again, policy_,
-                                                                    service_.limits_, fetched, known_);
-    Candidates candidates = candidatesAmong(found.assets, service_.library_);
+    const CandidateAssets found = CandidateAssets::fetchBesideKnown(
+        service_.library_, again, policy_, service_.limits_, fetched, known_, token_);
+    Candidates candidates = candidatesAmong(found.assets, service_.library_, token_);
     for (Candidate& candidate : candidates.list) {
       if (const KnownContents::Content* content = knownContent(candidates.resources.at(candidate.id))) {
         candidate.identity = content->identity;
@@ -269,7 +271,7 @@ std::optional<LibraryMatch> PhotoLibraryService::matchAmong(const std::string& f
   if (identifiers.empty()) {
     return std::nullopt;
   }
-  const Candidates candidates = candidatesAmong(library_.fetchAssets(identifiers), library_);
+  const Candidates candidates = candidatesAmong(library_.fetchAssets(identifiers), library_, token);
   for (const Candidate& candidate : candidates.list) {
     const ReadResult result = resourceIdentity(candidates.resources.at(candidate.id), patience,
                                                std::numeric_limits<std::int64_t>::max(), token);

@@ -10,6 +10,7 @@
 #include "Tests/App/PhotoLibraryServiceTest.h"
 #include "Tests/Support/Bytes.h"
 #include "Tests/Support/JPEGBuilder.h"
+#include "TolvanderApp/CandidateAssets.h"
 #include "TolvanderApp/KnownContents.h"
 #include "TolvanderCore/CharmeraMediaProcessor.h"
 #include "TolvanderCore/FileFingerprinter.h"
@@ -533,10 +534,24 @@ TEST_F(KnownContentSearchTest, aKnownContentIsThatOfTheOriginalInItsPlace) {
   const std::string asset = *records.front().photosAssetIdentifier;
   KnownContents known(library, ImportRecords(records), true);
   EXPECT_EQ(known.find(asset, 0), nullptr);
-  known.learn(library.fetchAssets(std::vector{asset}));
+  known.learn(library.fetchAssets(std::vector{asset}), {});
   ASSERT_NE(known.find(asset, 0), nullptr);
   EXPECT_EQ(known.find(asset, 0)->identity.sourceFingerprint, records.front().processedFingerprint);
   EXPECT_EQ(known.find(asset, 1), nullptr);
+}
+
+TEST_F(KnownContentSearchTest, isStoppedWhileItFetches) {
+  addImports(1, ".JPG");
+  CancellationSource source;
+  source.cancel();
+  KnownContents known(library, ImportRecords(records), true);
+  const auto assets = library.fetchAssets(std::vector{*records.front().photosAssetIdentifier});
+  EXPECT_THROW(known.learn(assets, source.token()), CancellationError);
+  EXPECT_FALSE(known.canBeKnown());
+  EXPECT_THROW(CandidateAssets::fetchBesideKnown(library, {newFile()}, RecognitionPolicy::broader, {}, {},
+                                                 known, source.token()),
+               CancellationError);
+  EXPECT_TRUE(library.fetches().empty());
 }
 
 // What a record says of an original.
