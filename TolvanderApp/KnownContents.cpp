@@ -16,7 +16,13 @@ constexpr std::size_t assetsPerQuestion = 500;
 }  // namespace
 
 KnownContents::KnownContents(PhotoLibrary& library, ImportRecords records, bool comparesPayloads)
-    : library_(library), records_(std::move(records)), comparesPayloads_(comparesPayloads) {
+    : library_(library), records_(std::move(records)), comparesPayloads_(comparesPayloads) {}
+
+// Not before it is needed, since a history may have a hundred thousand records.
+void KnownContents::indexRecords() {
+  if (!byAsset_.empty()) {
+    return;
+  }
   byAsset_.reserve(records_.size());
   for (const ImportRecord& record : records_) {
     if (record.photosAssetIdentifier) {
@@ -26,6 +32,10 @@ KnownContents::KnownContents(PhotoLibrary& library, ImportRecords records, bool 
 }
 
 void KnownContents::learn(const std::vector<PhotosAsset>& assets, const CancellationToken& token) {
+  if (assets.empty()) {
+    return;
+  }
+  indexRecords();
   if (byAsset_.empty()) {
     return;
   }

@@ -50,6 +50,7 @@ class KnownContents {
                                                                   bool comparesPayloads);
 
  private:
+  void indexRecords();
   void learn(const std::vector<std::string>& recorded);
 
   struct Known {
