@@ -173,8 +173,8 @@ Task<> AppModel::performSyncAllConnected(bool notifyWhenStarting) {
   startDeferredEject();
 }
 
-// Where no camera is connected, whose run would do so first. What fails is shown by the next run, which asks
-// again.
+// Where no camera is connected, whose run would do so first. A failure is shown by the next run of a camera,
+// which completes first.
 Task<> AppModel::completeInterruptedImports() {
   auto completing = background([photos = photos_, history = services_.history] {
     if (history->knownIdentity()) {  // nothing was prepared before it was made

@@ -149,9 +149,9 @@ WindowAssets assetsWithin(const Window& window, PhotoLibrary& library, std::int6
   return found;
 }
 
-// Adds those of known content, and returns the others.
-std::vector<PhotosAsset> withoutKnown(std::vector<PhotosAsset> assets, KnownContents& known,
-                                      DistinctAssets& distinct, const CancellationToken& token) {
+// Adds those of known content to `distinct`, and returns the others.
+std::vector<PhotosAsset> takeKnown(std::vector<PhotosAsset> assets, KnownContents& known,
+                                   DistinctAssets& distinct, const CancellationToken& token) {
   known.learn(assets, token);
   std::vector<PhotosAsset> others;
   for (PhotosAsset& asset : assets) {
@@ -204,13 +204,13 @@ CandidateAssets CandidateAssets::fetchBesideKnown(PhotoLibrary& library,
                                                   const CandidateAssets& fetched, KnownContents& known,
                                                   const CancellationToken& token) {
   DistinctAssets assets(policy.maximumCandidates);
-  assets.add(withoutKnown(fetched.assets, known, assets, token));
+  assets.add(takeKnown(fetched.assets, known, assets, token));
   std::vector<Window> truncatedWindows;
   for (const Window& window : windowsAround(files)) {
     token.throwIfCancelled();
     // Also where there is no room left: known assets need none.
     WindowAssets found = assetsWithin(window, library, limits.assetsPerWindowWithKnown);
-    found.assets = withoutKnown(std::move(found.assets), known, assets, token);
+    found.assets = takeKnown(std::move(found.assets), known, assets, token);
     found.limit(limits.assetsPerWindow);
     if (!assets.add(std::move(found.assets)) || !found.isWhole) {
       truncatedWindows.push_back(window);

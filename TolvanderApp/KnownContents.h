@@ -16,8 +16,8 @@
 namespace tolvander::app {
 
 // What the history knows of the bytes of assets, so that they needn't be read. The content of an asset is
-// known while a record of its import or of its recognition by content gives the hash of its bytes, and the
-// library says that it still has the one file of that hash, unchanged. Used by one thread at a time.
+// known if a record that was made by content holds the hash of its bytes, and the library says that its only
+// file still has that hash and is unchanged. Used by one thread at a time.
 class KnownContents {
  public:
   // What a read of an asset's one file would give.

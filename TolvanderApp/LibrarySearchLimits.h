@@ -11,7 +11,7 @@ struct LibrarySearchLimits {
   RecognitionPolicy automatic = RecognitionPolicy::automatic;
   RecognitionPolicy broader = RecognitionPolicy::broader;
   std::int64_t assetsPerWindow = 750;  // created within the search span of the files' dates
-  // That are looked through in a window, to leave out those of known content and take the others.
+  // Assets of a window that are looked through, to leave out those of known content and take the others.
   std::int64_t assetsPerWindowWithKnown = 100'000;
 };
 

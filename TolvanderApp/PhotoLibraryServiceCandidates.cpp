@@ -133,8 +133,8 @@ class PhotoLibraryService::Search {
   std::int64_t candidateCount() const { return candidateCount_; }
 
  private:
-  // Looks once more for the files of which a limit was a reason that they are unchecked, with everything of
-  // known content outside the limits.
+  // Looks once more for the unchecked files for which a limit was a reason, with everything of known content
+  // outside the limits.
   void lookAgain(const CandidateAssets& fetched, LibraryReconciliation& reconciliation) {
     const std::set<std::string> limited = std::exchange(reconciliation.limited, {});
     Files again;
@@ -173,8 +173,8 @@ class PhotoLibraryService::Search {
   }
 
   // The budget is charged with what is answered without a read too, so that the first look has the verdicts
-  // of a search that reads everything. Otherwise a file could be taken for a new one that the broader search,
-  // to which a limit leads, would have found.
+  // of a search that reads everything in time. Otherwise a file could be taken for a new one that the broader
+  // search, to which a limit leads, would have found.
   ReadResult read(const std::string& id, const PhotosAssetResource& resource, std::int64_t maximumBytes,
                   std::chrono::nanoseconds timeout) {
     if (const KnownContents::Content* content = knownContent(resource)) {

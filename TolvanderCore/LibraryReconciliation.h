@@ -22,7 +22,7 @@ struct LibraryReconciliation {
   std::set<std::string> unchecked;                     // files for which the search could not reach a verdict
   bool budgetExceeded = false;                         // the search stopped at its limits
   std::map<std::string, std::string> metadataMatches;  // asset identifiers of files found by metadata alone
-  std::set<std::string> limited;                       // those of `unchecked` of which a limit was a reason
+  std::set<std::string> limited;                       // those of `unchecked` for which a limit was a reason
 
   friend bool operator==(const LibraryReconciliation&, const LibraryReconciliation&) = default;
 };
