@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -148,11 +149,17 @@ Drive valuesFromUdev(dev_t number) {
   return drive;
 }
 
+// Not true of what may not be looked at, unlike !fileExists.
+bool isMissing(const FileURL& url) {
+  struct stat status {};
+  return ::lstat(url.path().c_str(), &status) != 0 && errno == ENOENT;
+}
+
 // Whether the kernel lists its block devices here, and this one not among them.
 bool isGone(dev_t number) {
   const FileURL devices("/sys/dev/block");
   return fileExists(devices) &&
-         !fileExists(devices.appending(std::to_string(major(number)) + ":" + std::to_string(minor(number))));
+         isMissing(devices.appending(std::to_string(major(number)) + ":" + std::to_string(minor(number))));
 }
 
 }  // namespace

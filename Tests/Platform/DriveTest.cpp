@@ -12,6 +12,7 @@
 
 #include "Tests/Support/ChildProcess.h"
 #include "Tests/Support/LoopVolume.h"
+#include "Tests/Support/OtherUser.h"
 #include "Tests/Support/TemporaryFolder.h"
 
 namespace tolvander::platform::linux_ {
@@ -117,6 +118,15 @@ TEST_F(DriveTest, isGoneOnceTheKernelDoesNotListItAnyMore) {
     EXPECT_FALSE(Drive::ofDevice(disk).isGone);
     std::filesystem::remove_all("/sys/dev");
     EXPECT_FALSE(Drive::ofDevice(partition).isGone) << "where the kernel doesn't tell";
+  });
+}
+
+TEST_F(DriveTest, isNotGoneWhereTheKernelsListMayNotBeSearched) {
+  onMachine([](Machine& machine) {
+    machine.addDisk("pci0000:00/usb1/host4");
+    std::filesystem::permissions("/sys/dev/block", std::filesystem::perms::owner_all);
+    const OtherUser nobody;
+    EXPECT_FALSE(Drive::ofDevice(partition).isGone);
   });
 }
 
