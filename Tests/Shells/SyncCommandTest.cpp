@@ -136,6 +136,23 @@ TEST_F(SyncCommandTest, importsANewPhotoBesideHundredsThatWereImportedThatDay) {
   EXPECT_EQ(synced.history().imports.size(), imported + 1);
 }
 
+// Its pictures have no fingerprint but that of the whole file.
+TEST_F(SyncCommandTest, importsANewPhotoBesideHundredsAlsoFromACameraThatIsNoCharmera) {
+  constexpr unsigned imported = 760;
+  const auto add = [&](unsigned number) {
+    addSmallPhoto(card, "IMG_" + std::to_string(1'000 + number) + ".JPG", number, number % 60);
+  };
+  for (unsigned number = 1; number <= imported; ++number) {
+    add(number);
+  }
+  ASSERT_EQ(run({"sync", card.path(), "--yes"}).status, 0);
+  ASSERT_EQ(originals(), imported);
+  add(imported + 1);
+  const ToolResult result = run({"sync", card.path()});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_EQ(originals(), imported + 1);
+}
+
 TEST_F(SyncCommandTest, fillsTheAlbumOfThisRun) {
   makeCard();
   ASSERT_EQ(run({"sync", card.path(), "--yes", "--album", "Summer"}).status, 0);
