@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
+#include <sys/fsuid.h>
 
 #include <array>
 #include <filesystem>
 #include <functional>
 
+#include "Platform/Linux/PhotoLibrary/LostCatalogue.h"
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 #include "Tests/Support/CatalogueFiles.h"
 #include "Tests/Support/EmbeddedLibrary.h"
@@ -83,6 +85,39 @@ TEST_F(LostCatalogue, isNotMadeAnewWhereThePicturesAreOnADiskThatIsNotThere) {
   fs::rename(root.appending("Originals").path(), (folder / "disk").path());
   fs::create_symlink((folder / "gone").path(), root.appending("Originals").path());
   EXPECT_TRUE(refusal().starts_with("the pictures of the photo library are not here: ")) << refusal();
+}
+
+TEST_F(LostCatalogue, isNotMadeAnewWhereALinkAmongTheOriginalsLeadsNowhere) {
+  const FileURL year = root.appending("Originals/2025");
+  for (const FileURL& target : {folder / "a disk that is not here", year}) {
+    fs::remove_all(root.appending("Originals").path());
+    fs::create_directories(root.appending("Originals").path());
+    fs::create_symlink(target.path(), year.path());
+    for (const auto& damage : {removeCatalogue, emptyCatalogue, replaceCatalogueByANewOne}) {
+      damage(root);
+      EXPECT_TRUE(refusal().starts_with("the photo library has pictures")) << target.path();
+    }
+  }
+}
+
+TEST_F(LostCatalogue, isNotMadeAnewWhereAFolderOfOriginalsCanNotBeRead) {
+  constexpr uid_t nobody = 65534;
+  removeCatalogue(root);
+  for (const auto& entry : fs::directory_iterator(root.appending("Originals").path())) {
+    fs::remove_all(entry.path());
+  }
+  const FileURL year = root.appending("Originals/2025");
+  for (const FileURL& open : {folder / ".", root, root.appending("Originals")}) {
+    fs::permissions(open.path(), fs::perms(0755));
+  }
+  fs::create_directory(year.path());
+  EXPECT_NO_THROW(platform::linux_::requireNoPictures(platform::linux_::LibraryFolder(root), "missing"));
+  fs::permissions(year.path(), fs::perms::none);
+  const int self = setfsuid(nobody);  // of this thread: root can read every folder
+  EXPECT_THROW(platform::linux_::requireNoPictures(platform::linux_::LibraryFolder(root), "missing"),
+               PhotosPlatformError);
+  setfsuid(static_cast<uid_t>(self));
+  fs::permissions(year.path(), fs::perms(0755));
 }
 
 TEST_F(LostCatalogue, isRefusedWhereItIsEmpty) {

@@ -8,6 +8,7 @@
 #include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
+#include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
 
@@ -25,13 +26,20 @@ bool isThere(const FileURL& url) {
   return lstat(url.path().c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
 }
 
-// False at the first file for which `isExpected` is false.
+// False at the first picture or film for which `isExpected` is false, and at a link that leads nowhere or a
+// folder that can't be read: there may be pictures behind it, of a year on a disk that isn't here now.
 bool areAllExpected(const LibraryFolder& folder, const OriginalFileVisitor& isExpected) {
   bool areAll = true;
-  forEachOriginalFile(folder, [&](const FileURL& file) {
-    areAll = !mediaTypeByExtension(file) || isExpected(file);
-    return areAll;
-  });
+  forEachOriginalFile(
+      folder,
+      [&](const FileURL& file) {
+        areAll = areAll && fileExists(file) && (!mediaTypeByExtension(file) || isExpected(file));
+        return areAll;
+      },
+      [&](const FileURL&, const PosixError&) {
+        areAll = false;
+        return false;
+      });
   return areAll;
 }
 

@@ -9,7 +9,7 @@ namespace tolvander::platform::linux_ {
 
 // A folder that has pictures and no catalogue of them is not an empty library: with a new, empty catalogue
 // every picture would be imported a second time. Both throw PhotosPlatformError, also where the folder of
-// originals is there and can't be read.
+// originals or one below it is there and can't be read, and where a link among the originals leads nowhere.
 
 // For a library whose catalogue is not there, or has nothing in it. `state` says which, for the error:
 // "missing", "empty". Throws where there is a picture or film among the originals or an incoming file.
