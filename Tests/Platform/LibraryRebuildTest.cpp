@@ -173,6 +173,15 @@ TEST_F(Rebuilding, takesInPicturesOfTheUserAndNothingElse) {
   EXPECT_FALSE(plan().isNeeded);
 }
 
+TEST_F(Rebuilding, takesAPictureOnceThatLinksGiveFurtherNames) {
+  const FileURL picture = original("PICT0001.JPG");
+  fs::create_symlink(picture.deletingLastPathComponent().path(), root.appending("Originals/0 best").path());
+  fs::create_symlink(picture.path(), root.appending("Originals/0.jpg").path());
+  const RebuildPlan plan = this->plan();
+  EXPECT_FALSE(plan.isNeeded);
+  EXPECT_EQ(plan.counts, (RebuildCounts{.known = 3}));
+}
+
 TEST_F(Rebuilding, takesAlbumsAndDatesFromTheNewestBackupWhereTheCatalogueIsLost) {
   const CatalogueBackups backups(root);
   backups.makeIfDue(day(0));
@@ -286,6 +295,24 @@ class RebuildingInterrupted : public Rebuilding {
     }
     EXPECT_TRUE(isSound());
     return found;
+  }
+
+  // As on a FAT, where the incoming files and their intents are removed after the import is catalogued.
+  void importWithoutRemovingTheIncomingFiles() const {
+    Catalogue catalogue(catalogueFile(root), patience);
+    auto transaction = catalogue.change();
+    for (const auto& intent : before.intents) {
+      const FileURL placed = root.appending(intent.original.path);
+      fs::copy(incomingFile(intent).path(), placed.path());
+      setContentModificationDate(placed, intent.original.content->modified);
+      catalogue.insertAsset(intent.asset, intent.original);
+      catalogue.addToAlbum(intent.album.value(), {intent.asset.localIdentifier});
+    }
+    transaction.commit();
+  }
+
+  FileURL incomingFile(const platform::linux_::Intent& intent) const {
+    return root.appending("Originals/.incoming").appending(intent.temporaryName);
   }
 
   KnownImports marked() const {

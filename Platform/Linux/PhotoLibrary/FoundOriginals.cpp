@@ -1,6 +1,8 @@
 #include "Platform/Linux/PhotoLibrary/FoundOriginals.h"
 
 #include <algorithm>
+#include <compare>
+#include <iterator>
 #include <utility>
 
 #include "Platform/Linux/PhotoLibrary/OriginalContent.h"
@@ -16,14 +18,41 @@ FoundOriginals::FoundOriginals(const LibraryFolder& folder, CancellationToken to
     : folder_(&folder), token_(std::move(token)), progress_(std::move(progress)) {}
 
 std::vector<FoundOriginal> FoundOriginals::originals() {
-  std::vector<std::string> paths;
+  const std::vector<std::string> paths = pathsOfOriginals();
+  soFar_.originalsInAll = static_cast<std::int64_t>(paths.size());
+  for (const std::string& path : paths) {
+    soFar_.bytesInAll += fileResourceValues(folder_->url().appending(path)).fileSize.value_or(0);
+  }
+  std::vector<FoundOriginal> found;
+  for (const std::string& path : paths) {
+    found.push_back(read(path, Links::followed));
+    ++soFar_.originals;
+    progress_(soFar_);
+  }
+  return found;
+}
+
+// One of each file, sorted. Of a file to which links lead as well, its own path.
+std::vector<std::string> FoundOriginals::pathsOfOriginals() const {
+  struct Name {
+    std::string file;  // with its links resolved
+    bool hasLinks = false;
+    std::string path;
+
+    auto operator<=>(const Name&) const = default;
+  };
+  const FileURL originals = folder_->url().appending(LibraryFolder::originals);
+  const std::string place = originals.resolvingSymlinks().path();
+  std::vector<Name> names;
   std::optional<PosixError> failure;
   forEachOriginalFile(
       *folder_,
       [&](const FileURL& file) {
         token_.throwIfCancelled();
-        paths.push_back(originalPath(*folder_, file));
-        soFar_.bytesInAll += fileResourceValues(file).fileSize.value_or(0);
+        const std::string resolved = file.resolvingSymlinks().path();
+        names.push_back({.file = resolved,
+                         .hasLinks = resolved != place + file.path().substr(originals.path().size()),
+                         .path = originalPath(*folder_, file)});
         return true;
       },
       [&](const FileURL&, const PosixError& error) {
@@ -33,15 +62,13 @@ std::vector<FoundOriginal> FoundOriginals::originals() {
   if (failure) {
     throw PosixError(*failure);
   }
+  std::ranges::sort(names);
+  const auto further = std::ranges::unique(names, {}, &Name::file);
+  names.erase(further.begin(), further.end());
+  std::vector<std::string> paths;
+  std::ranges::transform(names, std::back_inserter(paths), &Name::path);
   std::ranges::sort(paths);
-  soFar_.originalsInAll = static_cast<std::int64_t>(paths.size());
-  std::vector<FoundOriginal> found;
-  for (const std::string& path : paths) {
-    found.push_back(read(path, Links::followed));
-    ++soFar_.originals;
-    progress_(soFar_);
-  }
-  return found;
+  return paths;
 }
 
 std::vector<FoundOriginal> FoundOriginals::incoming() {

@@ -29,15 +29,16 @@ class FoundOriginals {
   // The token is looked for at each file and each mebibyte.
   FoundOriginals(const LibraryFolder& folder, CancellationToken token, Progress progress);
 
-  // Every file among the originals, by path. Throws PosixError where a file or folder can't be read or a
-  // link leads nowhere: nothing would be known of what is there. Throws PhotosPlatformError of a file that
-  // is being written, and CancellationError.
+  // Every file among the originals once, by path: a file to which links lead as well by its own path. Throws
+  // PosixError where a file or folder can't be read or a link leads nowhere: nothing would be known of what
+  // is there. Throws PhotosPlatformError of a file that is being written, and CancellationError.
   std::vector<FoundOriginal> originals();
 
   // Every incoming file that this program has made. Throws as above.
   std::vector<FoundOriginal> incoming();
 
  private:
+  std::vector<std::string> pathsOfOriginals() const;
   FoundOriginal read(const std::string& path, LibraryFolder::Links links);
 
   const LibraryFolder* folder_;
