@@ -173,6 +173,31 @@ TEST_F(Rebuilding, takesInPicturesOfTheUserAndNothingElse) {
   EXPECT_FALSE(plan().isNeeded);
 }
 
+TEST_F(Rebuilding, leavesOutANewPictureWhoseNameDiffersFromAnothersInCaseAlone) {
+  writeFile(root.appending("Originals/own.jpg"), "own");
+  writeFile(root.appending("Originals/OWN.JPG"), "other");
+  writeFile(original("PICT0001.JPG").deletingLastPathComponent().appending("Pict0001.jpg"), "third");
+  EXPECT_EQ(rebuild().counts, (RebuildCounts{.known = 3, .added = 1, .leftOut = 2}));
+  EXPECT_EQ(itemNamed(contents(), "PICT0001.JPG"), itemNamed(before, "PICT0001.JPG"));
+  EXPECT_FALSE(plan().isNeeded);
+}
+
+TEST_F(Rebuilding, isRefusedWhereTheNamesOfTwoKnownPicturesDifferInCaseAlone) {
+  writeFile(root.appending("Originals/own.jpg"), "own");
+  writeFile(root.appending("Originals/OWN.JPG"), "other");
+  const KnownImports history{
+      .imports = {{hashOf("own"), {"A", "own.jpg"}}, {hashOf("other"), {"B", "OWN.JPG"}}},
+      .pendingFingerprints = {},
+      .history = {}};
+  try {
+    plan(history);
+    FAIL();
+  } catch (const PhotosPlatformError& error) {
+    EXPECT_NE(std::string(error.what()).find("Originals/own.jpg"), std::string::npos) << error.what();
+    EXPECT_NE(std::string(error.what()).find("Originals/OWN.JPG"), std::string::npos) << error.what();
+  }
+}
+
 TEST_F(Rebuilding, takesAPictureOnceThatLinksGiveFurtherNames) {
   const FileURL picture = original("PICT0001.JPG");
   fs::create_symlink(picture.deletingLastPathComponent().path(), root.appending("Originals/0 best").path());
@@ -359,6 +384,20 @@ TEST_F(RebuildingInterrupted, cataloguesWhatHasGotItsNameAsItWasMeant) {
     EXPECT_EQ(itemNamed(after, std::string(FileURL("/" + path).lastPathComponent())).asset, asset);
   }
   EXPECT_EQ(completed(), all);
+}
+
+TEST_F(RebuildingInterrupted, putsAPictureIntoItsAlbumOnceWhoseIntentIsStillThere) {
+  importWithoutRemovingTheIncomingFiles();
+  rebuild(marked());
+  EXPECT_EQ(contents().albums.at(0).assets.size(), 5U);
+  EXPECT_EQ(completed(), all);
+}
+
+TEST_F(RebuildingInterrupted, takesInNoPartOfAFileThatIsStillToBeCopied) {
+  writeFile(root.appending(before.intents.at(0).original.path), "four");
+  const RebuildPlan plan = this->plan(marked());
+  EXPECT_FALSE(plan.isNeeded);
+  EXPECT_EQ(plan.counts, (RebuildCounts{.known = 3, .waiting = 2}));
 }
 
 TEST_F(Rebuilding, isRefusedWhereNoPictureIsThere) {

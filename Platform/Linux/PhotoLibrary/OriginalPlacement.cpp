@@ -135,8 +135,8 @@ FileIdentity OriginalPlacement::carryOver(Intent& intent, const Descriptor& inco
   }
 }
 
-// Others can see the file before it is whole. After a power cut a part of it can be left under this name, and
-// the incoming file is whole.
+// Others can see the file before it is whole. After a kill or a power cut a part of it can be left under
+// this name, and the incoming file is whole.
 FileIdentity OriginalPlacement::copyToName(Intent& intent, const Descriptor& incoming) {
   const Descriptor source = openIncomingFile(incoming, intent.temporaryName, folder_->url());
   const Descriptor& folder = folderFor(std::string(folderOf(intent.original.path)));

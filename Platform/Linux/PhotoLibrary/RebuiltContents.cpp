@@ -1,17 +1,20 @@
 #include "Platform/Linux/PhotoLibrary/RebuiltContents.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "Platform/Linux/PhotoLibrary/FileSignature.h"
 #include "Platform/Linux/PhotoLibrary/OriginalNames.h"
 #include "Platform/Linux/PhotoLibrary/OriginalProperties.h"
+#include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderCore/MediaKind.h"
 #include "TolvanderCore/Platform/Text.h"
 
 namespace tolvander::platform::linux_ {
 
 using app::PhotosMediaType;
+using app::PhotosPlatformError;
 using app::PhotosResourceType;
 
 namespace {
@@ -29,6 +32,28 @@ std::vector<Value> valuesOf(const std::multimap<std::string, Value>& map, const 
 
 bool hasContent(const CataloguedResource& original, const std::string& sha256) {
   return original.content && original.content->sha256 == sha256;
+}
+
+void addOnce(std::vector<std::string>& identifiers, const std::string& identifier) {
+  if (std::ranges::find(identifiers, identifier) == identifiers.end()) {
+    identifiers.push_back(identifier);
+  }
+}
+
+// The keys of paths, of which a catalogue can have each once.
+std::set<std::string> requireDifferentKeys(const std::map<std::string, std::string>& identifiersByPath) {
+  std::map<std::string, std::string> paths;
+  std::set<std::string> keys;
+  for (const auto& [path, identifier] : identifiersByPath) {
+    const auto [other, isNew] = paths.emplace(originalNameKey(path), path);
+    if (!isNew) {
+      throw PhotosPlatformError(PhotosPlatformError::Case::internalError,
+                                "the names of “" + other->second + "” and “" + path +
+                                    "” differ in upper and lower case alone: rename one of them");
+    }
+    keys.insert(other->first);
+  }
+  return keys;
 }
 
 PhotosResourceType resourceType(PhotosMediaType type) {
@@ -55,8 +80,10 @@ RebuiltContents::RebuiltContents(const LibraryFolder& folder, const CatalogueCon
 
 CatalogueContents RebuiltContents::make(const std::vector<FoundOriginal>& originals,
                                         const std::vector<FoundOriginal>& incoming) {
-  assignIdentifiers(originals);
   CatalogueContents contents;
+  contents.intents = formerIntents(incoming);
+  assignKnownIdentifiers(originals);
+  assignNewIdentifiers(originals, contents.intents);
   for (const FoundOriginal& file : originals) {
     const auto identifier = identifiers_.find(file.path);
     if (identifier != identifiers_.end()) {
@@ -64,19 +91,22 @@ CatalogueContents RebuiltContents::make(const std::vector<FoundOriginal>& origin
     }
   }
   contents.albums = albums();
-  contents.intents = intents(originals, incoming);
+  std::ranges::move(intentsOfMarked(originals, incoming), std::back_inserter(contents.intents));
+  std::ranges::sort(
+      contents.intents, {}, [](const Intent& intent) -> const auto& { return intent.asset.localIdentifier; });
   counts_.waiting = static_cast<std::int64_t>(contents.intents.size());
   count(originals);
   return contents;
 }
 
-void RebuiltContents::assignIdentifiers(const std::vector<FoundOriginal>& originals) {
-  const auto assign = [this](const FoundOriginal& file, const std::string& identifier) {
-    const bool isFree = !identifiers_.contains(file.path) && used_.insert(identifier).second;
-    if (isFree) {
-      identifiers_.emplace(file.path, identifier);
-    }
-  };
+void RebuiltContents::assign(const FoundOriginal& file, const std::string& identifier) {
+  const bool isFree = !identifiers_.contains(file.path) && used_.insert(identifier).second;
+  if (isFree) {
+    identifiers_.emplace(file.path, identifier);
+  }
+}
+
+void RebuiltContents::assignKnownIdentifiers(const std::vector<FoundOriginal>& originals) {
   for (const FoundOriginal& file : originals) {
     const Item* former = formerAtPathOf(file);
     if (former != nullptr && isOfHistory(file, former->asset.localIdentifier)) {
@@ -102,12 +132,26 @@ void RebuiltContents::assignIdentifiers(const std::vector<FoundOriginal>& origin
     }
   }
   counts_.known = static_cast<std::int64_t>(identifiers_.size());
+}
+
+void RebuiltContents::assignNewIdentifiers(const std::vector<FoundOriginal>& originals,
+                                           const std::vector<Intent>& intents) {
+  std::set<std::string> taken = requireDifferentKeys(identifiers_);
+  std::set<std::string> meant;
+  for (const Intent& intent : intents) {
+    meant.insert(originalNameKey(intent.original.path));
+  }
   for (const FoundOriginal& file : originals) {
-    if (mediaTypeByExtension(folder_->url().appending(file.path))) {
+    const std::string key = originalNameKey(file.path);
+    const bool isNew = !identifiers_.contains(file.path) && !meant.contains(key) &&
+                       mediaTypeByExtension(folder_->url().appending(file.path));
+    if (isNew && taken.insert(key).second) {
       assign(file, UUID::random().text());
+      ++counts_.added;
+    } else if (isNew) {
+      ++counts_.leftOut;
     }
   }
-  counts_.added = static_cast<std::int64_t>(identifiers_.size()) - counts_.known;
 }
 
 bool RebuiltContents::isOfHistory(const FoundOriginal& file, const std::string& identifier) const {
@@ -202,25 +246,34 @@ std::vector<CatalogueContents::Album> RebuiltContents::albums() const {
     std::erase_if(album.assets, [this](const std::string& asset) { return !used_.contains(asset); });
     for (const Intent& intent : former_->intents) {
       if (intent.album == album.album.localIdentifier && used_.contains(intent.asset.localIdentifier)) {
-        album.assets.push_back(intent.asset.localIdentifier);
+        addOnce(album.assets, intent.asset.localIdentifier);
       }
     }
   }
   return albums;
 }
 
-std::vector<Intent> RebuiltContents::intents(const std::vector<FoundOriginal>& originals,
-                                             const std::vector<FoundOriginal>& incoming) const {
+std::vector<Intent> RebuiltContents::formerIntents(const std::vector<FoundOriginal>& incoming) const {
+  std::set<std::string_view> names;
+  for (const FoundOriginal& file : incoming) {
+    names.insert(nameIn(file.path));
+  }
+  std::vector<Intent> intents = former_->intents;
+  std::erase_if(intents, [&](const Intent& intent) { return !names.contains(intent.temporaryName); });
+  return intents;
+}
+
+// Those that no former intent names.
+std::vector<Intent> RebuiltContents::intentsOfMarked(const std::vector<FoundOriginal>& originals,
+                                                     const std::vector<FoundOriginal>& incoming) const {
   std::map<std::string_view, const FoundOriginal*> unnamed;
   for (const FoundOriginal& file : incoming) {
     unnamed.emplace(nameIn(file.path), &file);
   }
-  std::vector<Intent> intents;
   for (const Intent& intent : former_->intents) {
-    if (unnamed.erase(intent.temporaryName) > 0) {
-      intents.push_back(intent);
-    }
+    unnamed.erase(intent.temporaryName);
   }
+  std::vector<Intent> intents;
   std::set<std::string_view> held;
   for (const FoundOriginal& file : originals) {
     held.insert(file.sha256);
@@ -230,8 +283,6 @@ std::vector<Intent> RebuiltContents::intents(const std::vector<FoundOriginal>& o
       intents.push_back(intentFor(*file));
     }
   }
-  std::ranges::sort(
-      intents, {}, [](const Intent& intent) -> const auto& { return intent.asset.localIdentifier; });
   return intents;
 }
 
