@@ -393,6 +393,22 @@ TEST_F(RebuildingInterrupted, putsAPictureIntoItsAlbumOnceWhoseIntentIsStillTher
   EXPECT_EQ(completed(), all);
 }
 
+TEST_F(RebuildingInterrupted, placesNoPictureAgainThatWasDeletedWhileItsIntentWasThere) {
+  importWithoutRemovingTheIncomingFiles();
+  for (const auto& intent : before.intents) {
+    fs::remove(root.appending(intent.original.path).path());
+  }
+  EmbeddedPhotoLibrary library(root);
+  EXPECT_NO_THROW(library.completeImports({.history = history,
+                                           .pendingFingerprints = marked().pendingFingerprints,
+                                           .isRecorded = [](const std::string&) { return false; }}));
+  EXPECT_EQ(contents().intents.size(), 0U);
+  for (const auto& intent : before.intents) {
+    EXPECT_FALSE(fs::exists(incomingFile(intent).path()));
+    EXPECT_FALSE(fs::exists(root.appending(intent.original.path).path()));
+  }
+}
+
 TEST_F(RebuildingInterrupted, takesInNoPartOfAFileThatIsStillToBeCopied) {
   writeFile(root.appending(before.intents.at(0).original.path), "four");
   const RebuildPlan plan = this->plan(marked());

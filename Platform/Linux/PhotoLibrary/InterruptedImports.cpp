@@ -58,9 +58,11 @@ std::set<std::string> InterruptedImports::completable(const app::PhotosInterrupt
   return found;
 }
 
-// One that has its name may wait as well: as a copy, of which the other one isn't removed yet.
+// One that has its name may wait as well: as a copy, of which the other one isn't removed yet. Its asset may
+// be catalogued already, and its original deleted or moved by the user since then.
 void InterruptedImports::completeOne(Intent intent) {
-  if (isHeld(intent.original.content->sha256)) {
+  if (!catalogue_->originals(intent.asset.localIdentifier).empty() ||
+      isHeld(intent.original.content->sha256)) {
     drop(intent);
   } else if (hasItsName(intent)) {
     makeNameDurable(intent);
