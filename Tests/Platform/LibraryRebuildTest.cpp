@@ -416,6 +416,16 @@ TEST_F(RebuildingInterrupted, takesInNoPartOfAFileThatIsStillToBeCopied) {
   EXPECT_EQ(plan.counts, (RebuildCounts{.known = 3, .waiting = 2}));
 }
 
+TEST_F(Rebuilding, isRefusedWhereNothingIsThereThatTheHistoryKnows) {
+  removeCatalogue(root);
+  fs::remove_all(root.appending("Originals").path());
+  fs::create_directories(root.appending("Originals").path());
+  const KnownImports history{
+      .imports = {{hashOf("first"), {"A", "PICT0001.JPG"}}}, .pendingFingerprints = {}, .history = {}};
+  EXPECT_THROW(plan(history), PhotosPlatformError);
+  EXPECT_NO_THROW(plan());
+}
+
 TEST_F(Rebuilding, isRefusedWhereNoPictureIsThere) {
   fs::remove_all(root.appending("Originals").path());
   EXPECT_THROW(plan(), PhotosPlatformError);

@@ -125,7 +125,7 @@ RebuildPlan LibraryRebuild::plan(const CancellationToken& token, const FoundOrig
   FoundOriginals found(folder_, token, progress);
   const std::vector<FoundOriginal> originals = found.originals();
   const std::vector<FoundOriginal> incoming = found.incoming();
-  if (originals.empty() && !former_.items.empty()) {
+  if (originals.empty() && !(former_.items.empty() && imports_.imports.empty())) {
     throw PhotosPlatformError(PhotosPlatformError::Case::networkAccessRequired,
                               "none of the pictures of the photo library is here");
   }
