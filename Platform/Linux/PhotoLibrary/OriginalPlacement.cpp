@@ -33,6 +33,18 @@ Descriptor openIncomingFile(const Descriptor& incoming, const std::string& name,
   return file;
 }
 
+// Unless its name leads to another file by now.
+void removeCopy(const Descriptor& copy, const Descriptor& folder, const std::string& name,
+                const FileURL& url) noexcept {
+  try {
+    if (isFile(identityOf(copy, url), folder, name)) {
+      unlinkat(folder.number(), name.c_str(), 0);
+    }
+  } catch (const PosixError&) {
+    return;  // the intent names it
+  }
+}
+
 }  // namespace
 
 OriginalPlacement::~OriginalPlacement() {
@@ -162,7 +174,7 @@ FileIdentity OriginalPlacement::copyToName(Intent& intent, const Descriptor& inc
     makeDurable(*copy, url);
     return identityOf(*copy, url);
   } catch (const Error&) {
-    unlinkat(folder.number(), std::string(nameIn(intent.original.path)).c_str(), 0);
+    removeCopy(*copy, folder, std::string(nameIn(intent.original.path)), url);
     throw;
   }
 }
@@ -237,16 +249,9 @@ bool OriginalPlacement::takeBack(const Named& file, const Descriptor& incoming) 
   if (!isFile(file.identity, folder, name)) {
     return false;  // it was moved, changed or replaced
   }
-  const FileURL url = folder_->url().appending(file.path);
-  if (!file.isCopy) {
-    return renameWithoutReplacing(folder, name, incoming, file.temporaryName, url);
-  }
-  const std::string carried = carriedName(file.temporaryName);
-  if (!renameWithoutReplacing(folder, name, folder, carried, url)) {
-    return false;
-  }
-  unlinkat(folder.number(), carried.c_str(), 0);
-  return true;
+  return file.isCopy ? unlinkat(folder.number(), name.c_str(), 0) == 0
+                     : renameWithoutReplacing(folder, name, incoming, file.temporaryName,
+                                              folder_->url().appending(file.path));
 }
 
 }  // namespace tolvander::platform::linux_

@@ -15,9 +15,9 @@ namespace tolvander::platform::linux_ {
 // Gives incoming files their names among the originals, never in the place of another file, and takes the
 // names back where the change fails. Needs the library's lock; one object for one change.
 //
-// Taking back is a renaming and never a removal, and is done only to the very files that this object named:
-// device, inode, size and date as they were then. What can't be taken back keeps its name, and the intent
-// that names it.
+// Taking back is a renaming, and a removal only of a copy, whose incoming file is still there. It is done
+// only to the very files that this object named: device, inode, size and date as they were then. What can't
+// be taken back keeps its name, and the intent that names it.
 class OriginalPlacement {
  public:
   OriginalPlacement(const LibraryFolder& folder, Catalogue& catalogue)
