@@ -123,6 +123,27 @@ TEST_F(LibraryRecoveryFaults, aRebuildOnAFullDiskLosesNothing) {
   EXPECT_GT(rebuildWithFault(Fault::failingFromThenOn(ENOSPC), breakCatalogue), fewestPoints);
 }
 
+TEST_F(LibraryRecoveryFaults, aRebuildThatFailsLeavesTheOldCatalogueInItsPlace) {
+  std::size_t failures = 0;
+  std::string old;
+  forEachFaultPoint(
+      Fault::failing(EIO),
+      [&] {
+        setUp();
+        breakCatalogue(root);
+        old = readFile(catalogueFile(root));
+      },
+      [this] { rebuild(); },
+      [&](const FaultOutcome& outcome) {
+        if (outcome.threw) {
+          ++failures;
+          ASSERT_TRUE(fs::exists(catalogueFile(root).path())) << outcome.point << outcome.call;
+          EXPECT_EQ(readFile(catalogueFile(root)), old) << outcome.point << outcome.call;
+        }
+      });
+  EXPECT_GT(failures, fewestPoints);
+}
+
 // Of the backups, only whole ones have the name of a day.
 TEST_F(LibraryRecoveryFaults, aBackupThatIsCutShortIsNone) {
   const CatalogueBackups backups(root);

@@ -40,7 +40,7 @@ void DatabaseFile::remove() const noexcept {
   }
 }
 
-void DatabaseFile::moveTo(const FileURL& url) const {
+void DatabaseFile::finish() const {
   // Where closing the database failed, its content is still in the log.
   struct stat log {};
   const std::string logPath = url_.path() + "-wal";
@@ -50,6 +50,10 @@ void DatabaseFile::moveTo(const FileURL& url) const {
   unlink(logPath.c_str());
   unlink((url_.path() + "-shm").c_str());
   makeDurable(openForSyncing(url_, O_NOFOLLOW), url_);
+}
+
+void DatabaseFile::moveTo(const FileURL& url) const {
+  finish();
   if (rename(url_.path().c_str(), url.path().c_str()) != 0) {
     throw PosixError(errno, "rename", url_);
   }

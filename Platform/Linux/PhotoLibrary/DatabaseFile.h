@@ -19,8 +19,12 @@ class DatabaseFile {
   // Removes all of them. What can't be removed stays.
   void remove() const noexcept;
 
-  // Gives it another name in the same folder, durably: in place of a file of that name, but not of that
-  // one's log. It must have been closed. Throws PosixError, EBUSY where it has a log itself all the same.
+  // Makes it durable as a file that needs no log. It must have been closed. Throws PosixError, EBUSY where it
+  // has a log all the same.
+  void finish() const;
+
+  // Finishes it, and gives it another name in the same folder, durably: in place of a file of that name, but
+  // not of that one's log. Throws PosixError.
   void moveTo(const FileURL& url) const;
 
   // Gives it and what lies beside it another name in the same folder, durably. Does nothing where none of

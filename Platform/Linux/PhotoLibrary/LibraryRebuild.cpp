@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "Platform/Linux/PhotoLibrary/CatalogueBackups.h"
-#include "Platform/Linux/PhotoLibrary/DatabaseFile.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderCore/DayText.h"
@@ -163,14 +162,26 @@ std::optional<FileURL> LibraryRebuild::carryOut(Date now) {
   made.remove();  // what a process that was killed has left
   try {
     makeNewCatalogue();
+    made.finish();
     lock_.requireHeld();
-    auto aside = setOldCatalogueAside(now);
-    made.moveTo(folder_.catalogueFile());
-    return aside;
+    return putInPlace(made, now);
   } catch (const std::exception&) {
     made.remove();
     throw;
   }
+}
+
+std::optional<FileURL> LibraryRebuild::putInPlace(const DatabaseFile& made, Date now) const {
+  const FileURL aside = asideName(folder_, now);
+  const bool isOldThere = fileExists(folder_.catalogueFile());
+  try {
+    setOldCatalogueAside(aside);
+    made.moveTo(folder_.catalogueFile());
+  } catch (const std::exception&) {
+    putOldCatalogueBack(aside);
+    throw;
+  }
+  return isOldThere ? std::optional(aside) : std::nullopt;
 }
 
 void LibraryRebuild::makeNewCatalogue() const {
@@ -188,17 +199,22 @@ void LibraryRebuild::makeNewCatalogue() const {
 }
 
 // The log of the old one, too: with the new one's name it would be taken into the new one.
-std::optional<FileURL> LibraryRebuild::setOldCatalogueAside(Date now) const {
+void LibraryRebuild::setOldCatalogueAside(const FileURL& aside) const {
   const FileURL old = folder_.catalogueFile();
-  const bool isOldThere = fileExists(old);
-  const FileURL aside = asideName(folder_, now);
   try {
     takeLogOver(old, patience_);
   } catch (const DatabaseError&) {
     // It is damaged or missing; what there is of its log goes with it.
   }
   DatabaseFile(old).setAside(aside);
-  return isOldThere ? std::optional(aside) : std::nullopt;
+}
+
+void LibraryRebuild::putOldCatalogueBack(const FileURL& aside) const noexcept {
+  try {
+    DatabaseFile(aside).setAside(folder_.catalogueFile());
+  } catch (const PosixError&) {
+    return;  // the next rebuild finds it where it is
+  }
 }
 
 }  // namespace tolvander::platform::linux_

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Platform/Linux/PhotoLibrary/CatalogueContents.h"
+#include "Platform/Linux/PhotoLibrary/DatabaseFile.h"
 #include "Platform/Linux/PhotoLibrary/FoundOriginals.h"
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
 #include "Platform/Linux/PhotoLibrary/LibraryLock.h"
@@ -41,14 +42,17 @@ class LibraryRebuild {
   RebuildPlan plan(const CancellationToken& token, const FoundOriginals::Progress& progress);
 
   // After a plan. Puts the new catalogue in place. Returns where the old one is now, if there was one. `now`
-  // is for its name. Durable when it returns. Throws DatabaseError, PosixError and PhotosPlatformError.
+  // is for its name. Durable when it returns. Throws DatabaseError, PosixError and PhotosPlatformError, and
+  // has then left the old one in its place, unless that fails as well.
   std::optional<FileURL> carryOut(Date now);
 
  private:
   void readFormerCatalogue();
   bool isCatalogueAsPlanned() const;
   void makeNewCatalogue() const;
-  std::optional<FileURL> setOldCatalogueAside(Date now) const;
+  std::optional<FileURL> putInPlace(const DatabaseFile& made, Date now) const;
+  void setOldCatalogueAside(const FileURL& aside) const;
+  void putOldCatalogueBack(const FileURL& aside) const noexcept;
 
   const LibraryFolder folder_;
   const KnownImports imports_;
