@@ -151,6 +151,24 @@ TEST_F(LostCatalogue, isNoMatterWhereThereAreNoPictures) {
   }
 }
 
+TEST_F(LostCatalogue, isToldFromOneThatCanNotBeReadNow) {
+  const auto isLost = [this] {
+    return platform::linux_::isCatalogueLost(platform::linux_::LibraryFolder(root), std::chrono::seconds(5));
+  };
+  EXPECT_FALSE(isLost());
+  for (const auto& damage : {removeCatalogue, emptyCatalogue, replaceCatalogueByANewOne, breakCatalogue}) {
+    damage(root);
+    EXPECT_TRUE(isLost());
+  }
+  removeCatalogue(root);
+  fs::create_directory(catalogueFile(root).path());
+  EXPECT_FALSE(isLost()) << refusal();
+  fs::remove(catalogueFile(root).path());
+  fs::rename(root.appending("Originals").path(), (folder / "disk").path());
+  fs::create_symlink((folder / "gone").path(), root.appending("Originals").path());
+  EXPECT_FALSE(isLost()) << refusal();
+}
+
 TEST_F(LostCatalogue, isNotWhatAnInterruptedFirstImportLeaves) {
   replaceCatalogueByANewOne(root);
   platform::linux_::Catalogue catalogue(catalogueFile(root), std::chrono::seconds(5));

@@ -1,7 +1,5 @@
 #include "Platform/Linux/PhotoLibrary/LibraryRebuild.h"
 
-#include <sqlite3.h>
-
 #include <algorithm>
 #include <exception>
 #include <functional>
@@ -9,6 +7,7 @@
 #include <utility>
 
 #include "Platform/Linux/PhotoLibrary/CatalogueBackups.h"
+#include "Platform/Linux/PhotoLibrary/LostCatalogue.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderCore/DayText.h"
@@ -46,11 +45,6 @@ FileURL asideName(const LibraryFolder& folder, Date now) {
     name += "+";
   }
   return parent.appending(name + ".sqlite");
-}
-
-// What the file itself is, as opposed to a disk that is full or a file that is in use.
-bool isDamage(const DatabaseError& error) {
-  return error.primaryCode() == SQLITE_CORRUPT || error.primaryCode() == SQLITE_NOTADB;
 }
 
 // Absent where there is none, or a damaged one. Throws DatabaseError of one that may be good and can't be

@@ -1,5 +1,6 @@
 #include "Platform/Linux/PhotoLibrary/LostCatalogue.h"
 
+#include <sqlite3.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -53,26 +54,53 @@ bool hasIncomingFile(const LibraryFolder& folder) {
   return false;
 }
 
+bool mayHavePictures(const LibraryFolder& folder) {
+  if (!isThere(folder.url().appending(LibraryFolder::originals))) {
+    return false;
+  }
+  OriginalPresence(folder).requireOriginals();
+  return hasIncomingFile(folder) || !areAllExpected(folder, [](const FileURL&) { return false; });
+}
+
+bool namesNoneOfThePictures(const LibraryFolder& folder, Catalogue& catalogue) {
+  // Another process may be importing the first pictures: a file has lost its intent when it is catalogued.
+  const auto isKnown = [&](const FileURL& file) {
+    return catalogue.intendsPath(originalPath(folder, file)) || !catalogue.isEmpty();
+  };
+  return catalogue.isEmpty() && !areAllExpected(folder, isKnown);
+}
+
 }  // namespace
 
 void requireNoPictures(const LibraryFolder& folder, const std::string& state) {
-  if (!isThere(folder.url().appending(LibraryFolder::originals))) {
-    return;
-  }
-  OriginalPresence(folder).requireOriginals();
-  if (hasIncomingFile(folder) || !areAllExpected(folder, [](const FileURL&) { return false; })) {
+  if (mayHavePictures(folder)) {
     failWithPictures("is " + state);
   }
 }
 
 void requireCatalogueOfPictures(const LibraryFolder& folder, Catalogue& catalogue) {
-  // Another process may be importing the first pictures: a file has lost its intent when it is catalogued.
-  const auto isKnown = [&](const FileURL& file) {
-    return catalogue.intendsPath(originalPath(folder, file)) || !catalogue.isEmpty();
-  };
-  if (catalogue.isEmpty() && !areAllExpected(folder, isKnown)) {
+  if (namesNoneOfThePictures(folder, catalogue)) {
     failWithPictures("names none of them");
   }
+}
+
+bool isCatalogueLost(const LibraryFolder& folder, std::chrono::milliseconds patience) {
+  const FileURL file = folder.catalogueFile();
+  try {
+    if (!isThere(file) || Catalogue::isUnmade(file, patience)) {
+      return mayHavePictures(folder);
+    }
+    Catalogue catalogue(file, patience);
+    return namesNoneOfThePictures(folder, catalogue);
+  } catch (const DatabaseError& error) {
+    return isDamage(error);
+  } catch (const Error&) {
+    return false;
+  }
+}
+
+bool isDamage(const DatabaseError& error) {
+  return error.primaryCode() == SQLITE_CORRUPT || error.primaryCode() == SQLITE_NOTADB;
 }
 
 }  // namespace tolvander::platform::linux_

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 
 #include "Platform/Linux/PhotoLibrary/Catalogue.h"
@@ -18,5 +19,14 @@ void requireNoPictures(const LibraryFolder& folder, const std::string& state);
 // Throws where the catalogue names no asset and there is a picture or film among the originals that no intent
 // names. Throws DatabaseError too.
 void requireCatalogueOfPictures(const LibraryFolder& folder, Catalogue& catalogue);
+
+// Whether the catalogue itself is what can't be used: it is damaged, or not that of the pictures that are
+// there. Making it anew helps then. False where it is sound, and of every other failure: of a disk that is
+// full, gone or can't be read, of a file that is in use, of a catalogue of another program or version. Throws
+// nothing but std::bad_alloc.
+bool isCatalogueLost(const LibraryFolder& folder, std::chrono::milliseconds patience);
+
+// What the file itself is, as opposed to a disk that is full or a file that is in use.
+bool isDamage(const DatabaseError& error);
 
 }  // namespace tolvander::platform::linux_
