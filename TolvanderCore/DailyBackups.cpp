@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <string_view>
+#include <utility>
 
 #include "TolvanderCore/DayText.h"
 #include "TolvanderCore/FileOperations.h"
@@ -16,6 +17,15 @@ namespace {
 
 bool isDay(std::string_view text) {
   return wallClockTimeFromText(std::string(text) + "T00:00:00Z", "0000-00-00T00:00:00Z").has_value();
+}
+
+// That of a file that is gone by now is as old as can be.
+Date modificationDate(const FileURL& file) {
+  try {
+    return fileResourceValues(file).contentModificationDate.value_or(Date());
+  } catch (const PosixError&) {
+    return {};
+  }
 }
 
 }  // namespace
@@ -42,7 +52,8 @@ std::vector<FileURL> DailyBackups::all() const {
            !name.ends_with(suffix_) ||
            !isDay(name.substr(prefix_.size(), name.size() - prefix_.size() - suffix_.size()));
   });
-  std::ranges::sort(found, std::greater());
+  std::ranges::sort(found, std::greater(),
+                    [](const FileURL& file) { return std::pair(modificationDate(file), file.path()); });
   return found;
 }
 
@@ -51,10 +62,13 @@ std::optional<FileURL> DailyBackups::newest() const {
   return found.empty() ? std::nullopt : std::optional(found.front());
 }
 
-void DailyBackups::removeOldOnes() const {
-  const std::vector<FileURL> found = all();
-  for (std::size_t index = mostKept; index < found.size(); ++index) {
-    removeItemIgnoringErrors(found[index]);
+void DailyBackups::removeOldOnes(const FileURL& made) const {
+  std::vector<FileURL> others = all();
+  std::erase(others, made);
+  std::ranges::stable_partition(
+      others, [now = modificationDate(made)](const FileURL& file) { return modificationDate(file) <= now; });
+  for (std::size_t index = mostKept - 1; index < others.size(); ++index) {
+    removeItemIgnoringErrors(others[index]);
   }
 }
 

@@ -24,12 +24,13 @@ class DailyBackups {
   // The copy of that day, whether it is there or not.
   FileURL ofDay(Date date) const;
 
-  // The newest first, by the days in their names. None where the folder can't be read.
+  // The newest first, by modification date and then by name. None where the folder can't be read.
   std::vector<FileURL> all() const;
   std::optional<FileURL> newest() const;
 
-  // Removes all but the newest seven. One that can't be removed stays.
-  void removeOldOnes() const;
+  // Removes all but the newest seven, of which `made`, just made, is the newest. Those that are dated later
+  // come from a time when the clock was ahead, and count as the oldest. One that can't be removed stays.
+  void removeOldOnes(const FileURL& made) const;
 
  private:
   FileURL folder_;

@@ -26,7 +26,7 @@ void backUpHistory(const FileURL& historyFile, Date now) {
   AtomicFile file(backup, Durability::survivesPowerLoss);
   file.write(bytes);
   file.commit();
-  backups.removeOldOnes();
+  backups.removeOldOnes(backup);
 }
 
 }  // namespace tolvander

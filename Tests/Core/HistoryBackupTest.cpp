@@ -8,6 +8,7 @@
 #include "Tests/Support/TemporaryFolder.h"
 #include "TolvanderCore/DailyBackups.h"
 #include "TolvanderCore/DayText.h"
+#include "TolvanderCore/FileOperations.h"
 #include "TolvanderCore/SyncHistoryStore.h"
 
 namespace tolvander {
@@ -64,6 +65,21 @@ TEST_F(HistoryBackup, isKeptForTheLastSevenDaysOfUse) {
   }
   EXPECT_EQ(files(),
             (std::set{nameOf(6), nameOf(8), nameOf(10), nameOf(12), nameOf(14), nameOf(16), nameOf(18)}));
+}
+
+TEST_F(HistoryBackup, isKeptWhereTheClockWasAheadOnceAndReplacesThoseOfThatTime) {
+  const Date now = std::chrono::system_clock::now();
+  for (int number = 0; number < 7; ++number) {
+    backUpHistory(file, day(1000 + number));
+    setContentModificationDate((folder / "Backups").appending(nameOf(1000 + number)),
+                               now + std::chrono::hours(24 * (number + 1)));
+  }
+  for (int number = 0; number < 7; ++number) {
+    backUpHistory(file, day(number));
+    EXPECT_TRUE(files().contains(nameOf(number)));
+    EXPECT_EQ(files().size(), 7U);
+  }
+  EXPECT_EQ(files(), (std::set{nameOf(0), nameOf(1), nameOf(2), nameOf(3), nameOf(4), nameOf(5), nameOf(6)}));
 }
 
 TEST_F(HistoryBackup, isNotMadeOfAHistoryThatCannotBeRead) {

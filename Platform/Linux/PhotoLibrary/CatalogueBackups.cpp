@@ -57,7 +57,7 @@ void CatalogueBackups::make(const FileURL& backup) const {
     copy.remove();
     throw;
   }
-  backups_.removeOldOnes();
+  backups_.removeOldOnes(backup);
 }
 
 }  // namespace tolvander::platform::linux_
