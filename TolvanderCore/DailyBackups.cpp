@@ -62,6 +62,11 @@ std::optional<FileURL> DailyBackups::newest() const {
   return found.empty() ? std::nullopt : std::optional(found.front());
 }
 
+bool DailyBackups::isDue(Date day, Date changed, BackupRule rule) const {
+  const FileURL backup = ofDay(day);
+  return !fileExists(backup) || (rule == BackupRule::afterChanges && changed > modificationDate(backup));
+}
+
 void DailyBackups::removeOldOnes(const FileURL& made) const {
   std::vector<FileURL> others = all();
   std::erase(others, made);

@@ -10,6 +10,12 @@
 
 namespace tolvander {
 
+// When a backup of a file is made.
+enum class BackupRule {
+  onceADay,      // where its day has none
+  afterChanges,  // also in place of its day's, where the file was changed after that was made
+};
+
 // Where the daily copies of one file lie: in the folder "Backups" beside it, under its name with the day in
 // the user's zone, such as "history 2026-11-20.json". Other files there are left alone. A value; safe on
 // every thread.
@@ -27,6 +33,9 @@ class DailyBackups {
   // The newest first, by modification date and then by name. None where the folder can't be read.
   std::vector<FileURL> all() const;
   std::optional<FileURL> newest() const;
+
+  // Whether the backup of that day is to be made of a file that was changed at `changed`.
+  bool isDue(Date day, Date changed, BackupRule rule) const;
 
   // Removes all but the newest seven, of which `made`, just made, is the newest. Those that are dated later
   // come from a time when the clock was ahead, and count as the oldest. One that can't be removed stays.

@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <vector>
 
-#include "TolvanderCore/DailyBackups.h"
 #include "TolvanderCore/HistoryDatabase.h"
 #include "TolvanderCore/Platform/AtomicFile.h"
 #include "TolvanderCore/Platform/FileSystem.h"
@@ -11,10 +10,14 @@
 
 namespace tolvander {
 
-void backUpHistory(const FileURL& historyFile, Date now) {
+void backUpHistory(const FileURL& historyFile, Date now, BackupRule rule) {
   const DailyBackups backups(historyFile);
   const FileURL backup = backups.ofDay(now);
-  if (!fileExists(historyFile) || fileExists(backup)) {
+  if (!fileExists(historyFile)) {
+    return;
+  }
+  const Date changed = fileResourceValues(historyFile).contentModificationDate.value_or(now);
+  if (!backups.isDue(now, changed, rule)) {
     return;
   }
   const std::vector<std::byte> bytes = WholeFile(historyFile).contents({});

@@ -12,32 +12,45 @@ namespace tolvander::shell {
 
 namespace {
 
-void attempt(DiagnosticLog& log, const std::function<void()>& backup) {
+// Whether it fails.
+bool fails(DiagnosticLog& log, const std::function<void()>& backup) {
   try {
     backup();
+    return false;
   } catch (const std::exception& error) {
     log.record(DiagnosticLog::Event::operationFailed, app::AppDiagnostics::errorMetrics(error));
+    return true;
   }
 }
 
-std::string today() { return dayText(std::chrono::system_clock::now(), TimeZone::current()); }
+std::string dayOf(Date now) { return dayText(now, TimeZone::current()); }
 
 }  // namespace
 
 HomeBackups::HomeBackups(const HomeFiles& files, DiagnosticLog& log)
     : history_(files.history), catalogue_(files.library), log_(&log) {}
 
-void HomeBackups::make() noexcept {
-  const Date now = std::chrono::system_clock::now();
-  dayOfLastAttempt_ = today();
-  attempt(*log_, [&] { backUpHistory(history_, now); });
-  attempt(*log_, [&] { catalogue_.makeIfDue(now); });
-}
+void HomeBackups::makeAtStart() noexcept { makeMissing(std::chrono::system_clock::now()); }
 
 void HomeBackups::makeOnNewDay() noexcept {
-  if (today() != dayOfLastAttempt_) {
-    make();
+  const Date now = std::chrono::system_clock::now();
+  if (dayOf(now) != dayOfLastAttempt_) {
+    makeMissing(now);
   }
+}
+
+void HomeBackups::makeAtEnd() noexcept { make(std::chrono::system_clock::now(), BackupRule::afterChanges); }
+
+void HomeBackups::makeMissing(Date now) {
+  dayOfLastAttempt_ = dayOf(now);
+  historyFails_ = false;
+  catalogueFails_ = false;
+  make(now, BackupRule::onceADay);
+}
+
+void HomeBackups::make(Date now, BackupRule rule) {
+  historyFails_ = historyFails_ || fails(*log_, [&] { backUpHistory(history_, now, rule); });
+  catalogueFails_ = catalogueFails_ || fails(*log_, [&] { catalogue_.makeIfDue(now, rule); });
 }
 
 }  // namespace tolvander::shell

@@ -115,7 +115,7 @@ app::Platform Session::platform() {
 ExitStatus Session::run(const Flow& flow) {
   // A reader that goes away, with its terminal say, doesn't end the work half-way: writing fails instead.
   std::signal(SIGPIPE, SIG_IGN);
-  backups_.make();
+  backups_.makeAtStart();
   {
     const app::Subscription changes = model_->changes.observe([this] {
       if (model_->isIdle()) {
@@ -127,7 +127,7 @@ ExitStatus Session::run(const Flow& flow) {
     tasks.start(runFlow(this, flow));
     loop_.run();
   }
-  backups_.make();
+  backups_.makeAtEnd();
   log_->record(DiagnosticLog::Event::appTerminated);
   if (failure_) {
     std::rethrow_exception(std::exchange(failure_, nullptr));

@@ -59,6 +59,19 @@ TEST_F(HistoryBackup, isMadeOnceADay) {
   EXPECT_EQ(readFile(DailyBackups(file).newest().value()), readFile(file));
 }
 
+TEST_F(HistoryBackup, isReplacedAfterChangesWhereThatIsAskedFor) {
+  backUpHistory(file, day(0));
+  const FileURL backup = DailyBackups(file).ofDay(day(0));
+  writeFile(backup, "untouched");
+  setContentModificationDate(file, day(0));
+  setContentModificationDate(backup, day(0));
+  backUpHistory(file, day(0), BackupRule::afterChanges);
+  EXPECT_EQ(readFile(backup), "untouched");
+  setContentModificationDate(file, day(1));
+  backUpHistory(file, day(0), BackupRule::afterChanges);
+  EXPECT_EQ(readFile(backup), readFile(file));
+}
+
 TEST_F(HistoryBackup, isKeptForTheLastSevenDaysOfUse) {
   for (int number = 0; number < 20; number += 2) {
     backUpHistory(file, day(number));

@@ -9,6 +9,7 @@
 #include "Tests/Support/CatalogueFiles.h"
 #include "Tests/Support/EmbeddedLibrary.h"
 #include "TolvanderCore/DayText.h"
+#include "TolvanderCore/FileOperations.h"
 
 namespace tolvander::tests {
 namespace {
@@ -59,6 +60,20 @@ TEST_F(CatalogueBackup, isMadeOnceADay) {
   backups.makeIfDue(day(1));
   EXPECT_EQ(files(), (std::set{nameOf(0), nameOf(1)}));
   EXPECT_EQ(catalogueContents(*backups.newest()).items.size(), 2U);
+}
+
+TEST_F(CatalogueBackup, isReplacedAfterChangesWhereThatIsAskedFor) {
+  const auto itemsOfBackup = [this] { return catalogueContents(*backups.newest()).items.size(); };
+  backups.makeIfDue(day(0));
+  EmbeddedPhotoLibrary library(root);
+  importPictures(library, {picture});
+  const FileURL backup = *backups.newest();
+  setContentModificationDate(backup, std::chrono::system_clock::now() + std::chrono::hours(1));
+  backups.makeIfDue(day(0), BackupRule::afterChanges);
+  EXPECT_EQ(itemsOfBackup(), 1U) << "the catalogue is not newer";
+  setContentModificationDate(backup, day(0));
+  backups.makeIfDue(day(0), BackupRule::afterChanges);
+  EXPECT_EQ(itemsOfBackup(), 2U);
 }
 
 TEST_F(CatalogueBackup, hasNoIntents) {

@@ -1,5 +1,6 @@
 #include "Platform/Linux/PhotoLibrary/CatalogueBackups.h"
 
+#include <algorithm>
 #include <chrono>
 #include <string>
 
@@ -31,14 +32,27 @@ void requireSound(const FileURL& file) {
 CatalogueBackups::CatalogueBackups(const FileURL& library)
     : folder_(library), backups_(folder_.catalogueFile()) {}
 
-void CatalogueBackups::makeIfDue(Date now) const {
-  const FileURL backup = backups_.ofDay(now);
-  if (fileExists(backup) || !fileExists(folder_.catalogueFile())) {
+void CatalogueBackups::makeIfDue(Date now, BackupRule rule) const {
+  if (!fileExists(folder_.catalogueFile()) || !backups_.isDue(now, dateOfLastChange(), rule)) {
     return;
   }
   if (const auto lock = LibraryLock::ifFree(folder_)) {
-    make(backup);
+    make(backups_.ofDay(now));
   }
+}
+
+// Changes are in the log until they are taken over into the database. Reading makes an empty log.
+Date CatalogueBackups::dateOfLastChange() const {
+  Date latest;
+  for (const char* const suffix : {"", "-wal"}) {
+    const FileURL file(folder_.catalogueFile().path() + suffix);
+    if (fileExists(file)) {
+      const FileResourceValues values = fileResourceValues(file);
+      const bool isEmpty = values.fileSize.value_or(0) == 0;
+      latest = std::max(latest, isEmpty ? latest : values.contentModificationDate.value_or(latest));
+    }
+  }
+  return latest;
 }
 
 void CatalogueBackups::make(const FileURL& backup) const {

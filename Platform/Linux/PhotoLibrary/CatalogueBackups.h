@@ -14,11 +14,11 @@ class CatalogueBackups {
  public:
   explicit CatalogueBackups(const FileURL& library);
 
-  // Makes the copy for the day of `now`, and removes old ones, unless that day has one. A copy gets its name
-  // only after it was read whole. Nothing is made where there is no catalogue, of one that names no asset,
-  // and while another process is changing the library. Durable when it returns. Throws DatabaseError,
+  // Makes the copy for the day of `now` where the rule asks for one, and removes old ones. A copy gets its
+  // name only after it was read whole. Nothing is made where there is no catalogue, of one that names no
+  // asset, and while another process is changing the library. Durable when it returns. Throws DatabaseError,
   // PosixError and PhotosPlatformError, and has then left the backups as they were.
-  void makeIfDue(Date now) const;
+  void makeIfDue(Date now, BackupRule rule = BackupRule::onceADay) const;
 
   std::optional<FileURL> newest() const { return backups_.newest(); }
   // The newest first.
@@ -26,6 +26,7 @@ class CatalogueBackups {
 
  private:
   void make(const FileURL& backup) const;
+  Date dateOfLastChange() const;
 
   LibraryFolder folder_;
   DailyBackups backups_;
