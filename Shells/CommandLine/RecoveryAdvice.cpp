@@ -2,6 +2,7 @@
 
 #include "Platform/Linux/PhotoLibrary/CatalogueBackups.h"
 #include "Platform/Linux/PhotoLibrary/EmbeddedPhotoLibrary.h"
+#include "Platform/Linux/PhotoLibrary/LostCatalogue.h"
 #include "TolvanderApp/Presentation/RecoveryText.h"
 #include "TolvanderCore/SyncHistoryStore.h"
 
@@ -20,18 +21,6 @@ bool isHistoryReadable(const FileURL& file) {
   }
 }
 
-// One that a newer version of the program made is not broken.
-bool isCatalogueBroken(const FileURL& library) {
-  EmbeddedPhotoLibrary photos(library);
-  try {
-    photos.requireCatalogue();
-    return false;
-  } catch (const Error&) {
-    return !Catalogue::isOfNewerVersion(LibraryFolder(library).catalogueFile(),
-                                        EmbeddedPhotoLibrary::defaultPatience);
-  }
-}
-
 }  // namespace
 
 std::vector<std::string> recoveryAdvice(const HomeFiles& files) {
@@ -41,11 +30,8 @@ std::vector<std::string> recoveryAdvice(const HomeFiles& files) {
       advice.push_back(app::historyBackupText(*newest));
     }
   }
-  if (isCatalogueBroken(files.library)) {
-    advice.push_back(app::catalogueRebuildText());
-    if (const auto newest = CatalogueBackups(files.library).newest()) {
-      advice.push_back(app::catalogueBackupText(*newest));
-    }
+  if (isCatalogueLost(LibraryFolder(files.library), EmbeddedPhotoLibrary::defaultPatience)) {
+    advice.push_back(app::catalogueRebuildText(CatalogueBackups(files.library).newest()));
   }
   return advice;
 }

@@ -89,8 +89,8 @@ TEST_F(LibraryRecovery, aLibraryWithoutAUsableCatalogueIsRefused) {
             << testing::PrintToString(command) << result.output << result.errors;
       }
       EXPECT_TRUE(contains(result.errors,
-                           "\ntolvanderctl: The catalogue can be made anew from the pictures: tolvanderctl "
-                           "library rebuild\ntolvanderctl: The newest backup of the catalogue is " +
+                           "\ntolvanderctl: “tolvanderctl library rebuild” makes the catalogue anew, with "
+                           "dates and albums from " +
                                library.appending("Backups/Library ").path()))
           << result.errors;
     }
@@ -205,6 +205,16 @@ TEST_F(LibraryRecovery, theBackupOfADayHasTheLastImportOfThatDay) {
   EXPECT_EQ(run({"sync", (folder / "OTHER").path(), "--yes"}).status, 0);
   EXPECT_EQ(readFile(only(data.appending("Backups"), "history ")), readFile(data.appending("history.json")));
   EXPECT_EQ(catalogueContents(only(library.appending("Backups"), "Library ")).items.size(), 6U);
+}
+
+TEST_F(LibraryRecovery, noRebuildIsAdvisedWhereThePicturesAreNotHere) {
+  removeCatalogue(library);
+  fs::rename(library.appending("Originals").path(), (folder / "disk").path());
+  fs::create_symlink((folder / "gone").path(), library.appending("Originals").path());
+  const ToolResult result = run({"library", "verify"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(contains(result.errors, "are not here")) << result.errors;
+  EXPECT_FALSE(contains(result.errors, "library rebuild")) << result.errors;
 }
 
 // The library is on a disk that isn't mounted: its folder, or a link to it, is what stays.

@@ -8,12 +8,9 @@ std::string historyBackupText(const FileURL& backup) {
   return "The newest backup of the import history is " + printable(backup.path());
 }
 
-std::string catalogueBackupText(const FileURL& backup) {
-  return "The newest backup of the catalogue is " + printable(backup.path());
-}
-
-std::string catalogueRebuildText() {
-  return "The catalogue can be made anew from the pictures: tolvanderctl library rebuild";
+std::string catalogueRebuildText(const std::optional<FileURL>& backup) {
+  return "“tolvanderctl library rebuild” makes the catalogue anew" +
+         (backup ? ", with dates and albums from " + printable(backup->path()) : " from the pictures");
 }
 
 }  // namespace tolvander::app

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "TolvanderCore/FileURL.h"
@@ -8,7 +9,7 @@
 namespace tolvander::app {
 
 std::string historyBackupText(const FileURL& backup);
-std::string catalogueBackupText(const FileURL& backup);
-std::string catalogueRebuildText();
+// `backup` is the newest one of the catalogue, where there is one.
+std::string catalogueRebuildText(const std::optional<FileURL>& backup);
 
 }  // namespace tolvander::app
