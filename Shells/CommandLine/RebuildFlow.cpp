@@ -21,7 +21,7 @@ namespace {
 KnownImports knownImports(SyncHistoryStore& history) {
   KnownImports known;
   for (const ImportRecord& record : history.records()) {
-    if (record.photosAssetIdentifier) {
+    if (record.photosAssetIdentifier && record.isContentConfirmed()) {
       known.imports.emplace(record.processedFingerprint.value_or(record.sourceFingerprint),
                             KnownImports::Import{.assetIdentifier = *record.photosAssetIdentifier,
                                                  .filename = record.filename});

@@ -9,6 +9,7 @@
 #include "Tests/Support/CatalogueFiles.h"
 #include "Tests/Support/SampleCard.h"
 #include "Tests/Support/SyncedHome.h"
+#include "TolvanderCore/SyncHistoryStore.h"
 
 namespace tolvander::tests {
 namespace {
@@ -205,6 +206,24 @@ TEST_F(LibraryRecovery, theBackupOfADayHasTheLastImportOfThatDay) {
   EXPECT_EQ(run({"sync", (folder / "OTHER").path(), "--yes"}).status, 0);
   EXPECT_EQ(readFile(only(data.appending("Backups"), "history ")), readFile(data.appending("history.json")));
   EXPECT_EQ(catalogueContents(only(library.appending("Backups"), "Library ")).items.size(), 6U);
+}
+
+TEST_F(LibraryRecovery, theHistoryGivesNoIdentityThatWasFoundByNameAndDateOnly) {
+  removeBackups();
+  removeCatalogue(library);
+  const FileURL file = data.appending("history.json");
+  std::vector<ImportRecord> records;
+  for (const ImportRecord& record : SyncHistoryStore(file).records()) {
+    records.push_back(record);
+  }
+  ASSERT_EQ(records.size(), 4U);
+  for (ImportRecord& record : records) {
+    record.evidence = ImportEvidence::metadataOnly;
+  }
+  fs::remove(file.path());
+  SyncHistoryStore(file).record(records);
+  const ToolResult result = run({"library", "rebuild", "--yes"});
+  EXPECT_TRUE(contains(result.output, "4 items: 0 known, 4 new.")) << result.output << result.errors;
 }
 
 TEST_F(LibraryRecovery, noRebuildIsAdvisedWhereThePicturesAreNotHere) {
