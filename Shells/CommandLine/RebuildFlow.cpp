@@ -44,8 +44,10 @@ RebuildReport reported(const RebuildPlan& plan, const FileURL& folder) {
           .added = plan.counts.added,
           .moved = plan.counts.moved,
           .dropped = plan.counts.dropped,
+          .leftOut = plan.counts.leftOut,
           .waiting = plan.counts.waiting,
           .source = plan.source,
+          .hasCatalogue = fileExists(LibraryFolder(folder).catalogueFile()),
           .isDone = false,
           .formerCatalogue = std::nullopt};
 }

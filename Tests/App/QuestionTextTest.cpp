@@ -66,10 +66,9 @@ TEST(QuestionText, namesNoOptionWhereNoneAnswers) {
                        .message = "Go on?",
                        .informativeText = "",
                        .buttons = {"Go", "Cancel"}};
-  EXPECT_EQ(
-      unansweredText(question, ""),
-      "Go on? Nobody can be asked here, so the answer is “Cancel”. No option answers it; ask again at a "
-      "terminal.\n");
+  EXPECT_EQ(unansweredText(question, ""),
+            "Go on? Nobody can be asked here, so the answer is “Cancel”. No option answers it; run the "
+            "command at a terminal.\n");
 }
 
 }  // namespace

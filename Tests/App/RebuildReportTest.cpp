@@ -18,6 +18,7 @@ RebuildReport report() {
           .dropped = 1,
           .waiting = 1,
           .source = FileURL("/p/Tolvander/Backups/Library 2026-11-20.sqlite"),
+          .hasCatalogue = true,
           .isDone = false,
           .formerCatalogue = std::nullopt};
 }
@@ -25,12 +26,26 @@ RebuildReport report() {
 TEST(RebuildReport, asksWithWhatTheNewCatalogueWouldHave) {
   const Alert question = rebuildQuestion(report());
   EXPECT_EQ(question.message, "Make the catalogue of the photo library in “/p/Tolvander” anew?");
-  EXPECT_EQ(
-      question.informativeText,
-      "12 items: 11 known, 1 new. 2 items were found in another place. 1 item is gone, because no file holds "
-      "it any more. 1 file waits for the next sync. Dates and albums are those of "
-      "/p/Tolvander/Backups/Library 2026-11-20.sqlite\n"
-      "The catalogue that is there is kept under another name. Pictures are not changed.");
+  EXPECT_EQ(question.informativeText,
+            "12 items: 11 known, 1 new. 2 items were found in another place. 1 item is gone: no file has "
+            "that content any more. 1 file waits for the next sync. Dates and albums are those of "
+            "/p/Tolvander/Backups/Library 2026-11-20.sqlite\n"
+            "The catalogue that is there is kept under another name. Pictures are not changed.");
+}
+
+TEST(RebuildReport, asksAboutNoFormerCatalogueWhereThereIsNone) {
+  RebuildReport lost = report();
+  lost.hasCatalogue = false;
+  EXPECT_TRUE(rebuildQuestion(lost).informativeText.ends_with(".sqlite\nPictures are not changed."));
+}
+
+TEST(RebuildReport, saysHowManyPicturesAreLeftOut) {
+  RebuildReport twins;
+  twins.leftOut = 2;
+  EXPECT_TRUE(twins.text().find(
+                  " 2 pictures are left out, because another has the same name in upper or lower case.") !=
+              std::string::npos)
+      << twins.text();
 }
 
 TEST(RebuildReport, saysWhatWasDoneAndWhereTheFormerCatalogueIs) {
@@ -51,7 +66,7 @@ TEST(RebuildReport, saysThatThereWasNothingToChange) {
   RebuildReport same;
   same.items = 1;
   same.known = 1;
-  EXPECT_EQ(same.text(), "1 item: 1 known, 0 new.\nThe catalogue says so already: nothing was changed.\n");
+  EXPECT_EQ(same.text(), "1 item: 1 known, 0 new.\nThe catalogue already says this: nothing was changed.\n");
 }
 
 }  // namespace

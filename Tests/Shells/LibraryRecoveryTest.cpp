@@ -143,7 +143,7 @@ TEST_F(LibraryRecovery, aSecondRebuildChangesNothing) {
   const std::string catalogue = readFile(catalogueFile(library));
   const ToolResult result = run({"library", "rebuild"});
   EXPECT_EQ(result.status, 0) << result.errors;
-  EXPECT_TRUE(contains(result.output, "The catalogue says so already: nothing was changed.\n"))
+  EXPECT_TRUE(contains(result.output, "The catalogue already says this: nothing was changed.\n"))
       << result.output;
   EXPECT_EQ(readFile(catalogueFile(library)), catalogue);
   const ToolResult forPrograms = run({"--json", "library", "rebuild"});

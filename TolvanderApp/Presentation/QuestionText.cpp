@@ -44,7 +44,7 @@ std::string unansweredText(const Alert& alert, std::string_view option) {
   return printable(alert.message) + " Nobody can be asked here, so the answer is “" +
          printable(alert.buttons.back()) + "”." +
          (option.empty()
-              ? " No option answers it; ask again at a terminal.\n"
+              ? " No option answers it; run the command at a terminal.\n"
               : " Pass " + std::string(option) + " for “" + printable(alert.buttons.front()) + "”.\n");
 }
 

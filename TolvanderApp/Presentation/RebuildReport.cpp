@@ -16,7 +16,9 @@ std::string contentText(const RebuildReport& report) {
   return counted(report.items, "item", "items") + ": " + std::to_string(report.known) + " known, " +
          std::to_string(report.added) + " new." +
          sentence(report.moved, "item was", "items were", " found in another place.") +
-         sentence(report.dropped, "item is", "items are", " gone, because no file holds it any more.") +
+         sentence(report.dropped, "item is", "items are", " gone: no file has that content any more.") +
+         sentence(report.leftOut, "picture is", "pictures are",
+                  " left out, because another has the same name in upper or lower case.") +
          sentence(report.waiting, "file waits", "files wait", " for the next sync.") +
          (report.source ? " Dates and albums are those of " + printable(report.source->path()) : "");
 }
@@ -34,7 +36,7 @@ void writeOptional(JSONWriter& writer, std::string_view key, const std::optional
 
 std::string RebuildReport::text() const {
   if (!isDone) {
-    return contentText(*this) + "\nThe catalogue says so already: nothing was changed.\n";
+    return contentText(*this) + "\nThe catalogue already says this: nothing was changed.\n";
   }
   return contentText(*this) + "\nThe catalogue was made anew.\n" +
          (formerCatalogue ? "The one that was there is now " + printable(formerCatalogue->path()) + "\n"
@@ -51,8 +53,10 @@ std::string RebuildReport::json() const {
     writer.integer("added", added);
     writer.integer("moved", moved);
     writer.integer("dropped", dropped);
+    writer.integer("leftOut", leftOut);
     writer.integer("waiting", waiting);
     writeOptional(writer, "source", source);
+    writer.boolean("hasCatalogue", hasCatalogue);
     writer.boolean("isDone", isDone);
     writeOptional(writer, "formerCatalogue", formerCatalogue);
     writer.endObject();
@@ -63,8 +67,9 @@ Alert rebuildQuestion(const RebuildReport& report) {
   return {.style = Alert::Style::warning,
           .message = "Make the catalogue of the photo library in “" + report.folder.path() + "” anew?",
           .informativeText =
-              contentText(report) +
-              "\nThe catalogue that is there is kept under another name. Pictures are not changed.",
+              contentText(report) + "\n" +
+              (report.hasCatalogue ? "The catalogue that is there is kept under another name. " : "") +
+              "Pictures are not changed.",
           .buttons = {"Make Catalogue Anew", "Cancel"}};
 }
 

@@ -18,8 +18,10 @@ struct RebuildReport {
   std::int64_t added = 0;         // of them: known to neither
   std::int64_t moved = 0;         // of the known ones: found in another place than before
   std::int64_t dropped = 0;       // entries of the earlier catalogue whose file is gone
+  std::int64_t leftOut = 0;       // pictures whose path differs from another's in case alone
   std::int64_t waiting = 0;       // files of an interrupted import, which the next sync completes
   std::optional<FileURL> source;  // the earlier catalogue from which albums and dates are taken
+  bool hasCatalogue = false;      // there is one now, which would be kept under another name
   bool isDone = false;
   std::optional<FileURL> formerCatalogue;  // where the one that was there is now
 
