@@ -243,9 +243,9 @@ TEST(FaultInjection, missesNoCallThatATracerSees) {
   std::filesystem::create_directory(sample.path());
   const std::string program = std::filesystem::read_symlink("/proc/self/exe").string();
   const std::string command = std::string(sampleFolderVariable) + "='" + sample.path() +
-                              "' GTEST_TOTAL_SHARDS=1 GTEST_SHARD_INDEX=0 ASAN_OPTIONS=detect_leaks=0 " + tracer +
-                              " -f -y -s 0 -e trace=" + std::string(tracedCalls) + " -o '" + trace.path() +
-                              "' '" + program +
+                              "' GTEST_TOTAL_SHARDS=1 GTEST_SHARD_INDEX=0 ASAN_OPTIONS=detect_leaks=0 " +
+                              tracer + " -f -y -s 0 -e trace=" + std::string(tracedCalls) + " -o '" +
+                              trace.path() + "' '" + program +
                               "' --gtest_filter=FaultInjection.countsEveryChangeOfASample >/dev/null 2>&1";
   ASSERT_EQ(system(command.c_str()), 0);
   Names counted;

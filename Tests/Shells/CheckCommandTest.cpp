@@ -208,7 +208,9 @@ TEST_F(CheckCommandTest, tellsWhatTheNextSyncFinishesFromWhatStaysPausedAsStatus
 
   fs::rename(card.path(), (folder / "AWAY").path());
   const std::string away = run({"status"}).output;
-  EXPECT_TRUE(contains(away, "Paused imports       1 file that was not found on a connected camera\nLast sync ")) << away;
+  EXPECT_TRUE(
+      contains(away, "Paused imports       1 file that was not found on a connected camera\nLast sync "))
+      << away;
   fs::rename((folder / "AWAY").path(), card.path());
 
   EXPECT_EQ(run({"set-aside", card.path(), "PICT0009.JPG"}).status, 0);

@@ -26,7 +26,7 @@ struct RebuildPlan {
 // earlier catalogue: the one that is there if it can be read, else the newest among its backups and those
 // that rebuilds have set aside.
 //
-// The new catalogue is made in a file of its own, which then takes the place of the old one; the old one
+// The new catalogue is made in a separate file, which then takes the place of the old one; the old one
 // keeps another name. A process that is killed leaves the old one, the new one, or none, which counts as a
 // catalogue that is missing and is made anew by the next rebuild. Pictures are never changed.
 //
