@@ -70,8 +70,9 @@ bool DailyBackups::isDue(Date day, Date changed, BackupRule rule) const {
 void DailyBackups::removeOldOnes(const FileURL& made) const {
   std::vector<FileURL> others = all();
   std::erase(others, made);
-  std::ranges::stable_partition(
-      others, [now = modificationDate(made)](const FileURL& file) { return modificationDate(file) <= now; });
+  const Date now = modificationDate(made);
+  std::stable_partition(others.begin(), others.end(),
+                        [now](const FileURL& file) { return modificationDate(file) <= now; });
   for (std::size_t index = mostKept - 1; index < others.size(); ++index) {
     removeItemIgnoringErrors(others[index]);
   }

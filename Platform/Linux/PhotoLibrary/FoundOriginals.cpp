@@ -63,8 +63,8 @@ std::vector<std::string> FoundOriginals::pathsOfOriginals() const {
     throw PosixError(*failure);
   }
   std::ranges::sort(names);
-  const auto further = std::ranges::unique(names, {}, &Name::file);
-  names.erase(further.begin(), further.end());
+  const auto isSameFile = [](const Name& left, const Name& right) { return left.file == right.file; };
+  names.erase(std::unique(names.begin(), names.end(), isSameFile), names.end());
   std::vector<std::string> paths;
   std::ranges::transform(names, std::back_inserter(paths), &Name::path);
   std::ranges::sort(paths);
