@@ -26,6 +26,7 @@ namespace tolvander {
 using platform::linux_::Descriptor;
 using platform::linux_::isInUserSpace;
 using platform::linux_::makeDurable;
+using platform::linux_::makeFolderDurable;
 using platform::linux_::uninterrupted;
 using platform::linux_::writeAll;
 
@@ -115,8 +116,7 @@ void createDirectory(const FileURL& directory, Durability durability) {
     return;
   }
   try {
-    const FileURL parent = directory.deletingLastPathComponent();
-    makeDurable(openFolder(parent), parent);
+    makeFolderDurable(directory.deletingLastPathComponent());
   } catch (const PosixError&) {
     rmdir(directory.path().c_str());  // or the next call would take it for a durable one
     throw;

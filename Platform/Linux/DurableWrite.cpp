@@ -14,14 +14,15 @@ namespace tolvander {
 
 using platform::linux_::Descriptor;
 using platform::linux_::makeDurable;
+using platform::linux_::makeFolderDurable;
 using platform::linux_::uninterrupted;
 
 namespace {
 
-Descriptor opened(const FileURL& url, int flags) {
+Descriptor openForWriting(const FileURL& url) {
+  constexpr int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
   constexpr mode_t permissions = 0600;
-  Descriptor descriptor(
-      uninterrupted([&] { return open(url.path().c_str(), flags | O_CLOEXEC, permissions); }));
+  Descriptor descriptor(uninterrupted([&] { return open(url.path().c_str(), flags, permissions); }));
   if (!descriptor) {
     throw PosixError(errno, "open", url);
   }
@@ -31,7 +32,7 @@ Descriptor opened(const FileURL& url, int flags) {
 }  // namespace
 
 void writeDurably(const FileURL& url, std::uint64_t offset, std::span<const std::byte> bytes) {
-  const Descriptor file = opened(url, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK);
+  const Descriptor file = openForWriting(url);
   auto position = static_cast<off_t>(offset);
   while (!bytes.empty()) {
     const ssize_t count =
@@ -48,8 +49,7 @@ void writeDurably(const FileURL& url, std::uint64_t offset, std::span<const std:
   makeDurable(file, url);
   // A process that made the file may have ended before the name was durable. Behind offset 0 it is durable.
   if (offset == 0) {
-    const FileURL folder = url.deletingLastPathComponent();
-    makeDurable(opened(folder, O_RDONLY | O_DIRECTORY), folder);
+    makeFolderDurable(url.deletingLastPathComponent());
   }
 }
 

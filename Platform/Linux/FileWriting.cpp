@@ -1,5 +1,6 @@
 #include "Platform/Linux/FileWriting.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -22,6 +23,15 @@ void makeDurable(const Descriptor& descriptor, const FileURL& url) {
   if (uninterrupted([&] { return fsync(descriptor.number()); }) != 0) {
     throw PosixError(errno, "make durable", url);
   }
+}
+
+void makeFolderDurable(const FileURL& folder) {
+  const Descriptor descriptor(
+      uninterrupted([&] { return open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+  if (!descriptor) {
+    throw PosixError(errno, "open the folder", folder);
+  }
+  makeDurable(descriptor, folder);
 }
 
 }  // namespace tolvander::platform::linux_

@@ -16,4 +16,7 @@ void writeAll(const Descriptor& file, std::span<const std::byte> bytes, const Fi
 // Makes a file's content, or the names in a folder, survive a power loss (fsync).
 void makeDurable(const Descriptor& descriptor, const FileURL& url);
 
+// As above, of a folder that isn't open.
+void makeFolderDurable(const FileURL& folder);
+
 }  // namespace tolvander::platform::linux_

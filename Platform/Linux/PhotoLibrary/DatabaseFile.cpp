@@ -19,19 +19,6 @@ namespace {
 // The database is the first.
 constexpr std::array<const char*, 4> suffixes = {"", "-wal", "-shm", "-journal"};
 
-Descriptor openForSyncing(const FileURL& url, int flags) {
-  Descriptor file(uninterrupted([&] { return open(url.path().c_str(), O_RDONLY | O_CLOEXEC | flags); }));
-  if (!file) {
-    throw PosixError(errno, "open", url);
-  }
-  return file;
-}
-
-void makeNamesDurable(const FileURL& file) {
-  const FileURL folder = file.deletingLastPathComponent();
-  makeDurable(openForSyncing(folder, O_DIRECTORY), folder);
-}
-
 }  // namespace
 
 void DatabaseFile::remove() const noexcept {
@@ -49,7 +36,12 @@ void DatabaseFile::finish() const {
   }
   unlink(logPath.c_str());
   unlink((url_.path() + "-shm").c_str());
-  makeDurable(openForSyncing(url_, O_NOFOLLOW), url_);
+  const Descriptor database(
+      uninterrupted([&] { return open(url_.path().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC); }));
+  if (!database) {
+    throw PosixError(errno, "open", url_);
+  }
+  makeDurable(database, url_);
 }
 
 void DatabaseFile::moveTo(const FileURL& url) const {
@@ -57,7 +49,7 @@ void DatabaseFile::moveTo(const FileURL& url) const {
   if (rename(url_.path().c_str(), url.path().c_str()) != 0) {
     throw PosixError(errno, "rename", url_);
   }
-  makeNamesDurable(url);
+  makeFolderDurable(url.deletingLastPathComponent());
 }
 
 void DatabaseFile::setAside(const FileURL& url) const {
@@ -66,7 +58,7 @@ void DatabaseFile::setAside(const FileURL& url) const {
       throw PosixError(errno, "rename", url_);
     }
   }
-  makeNamesDurable(url);
+  makeFolderDurable(url.deletingLastPathComponent());
 }
 
 }  // namespace tolvander::platform::linux_
