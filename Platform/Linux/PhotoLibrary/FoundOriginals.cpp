@@ -73,11 +73,8 @@ std::vector<std::string> FoundOriginals::pathsOfOriginals() const {
 
 std::vector<FoundOriginal> FoundOriginals::incoming() {
   std::vector<FoundOriginal> found;
-  auto entries = DirectoryEnumerator::at(folder_->url().appending(LibraryFolder::incoming));
-  while (const auto entry = entries ? entries->next() : std::nullopt) {
-    if (isIncomingName(entry->lastPathComponent())) {
-      found.push_back(read(originalPath(*folder_, *entry), Links::refused));
-    }
+  for (const FileURL& file : incomingFiles(*folder_)) {
+    found.push_back(read(originalPath(*folder_, file), Links::refused));
   }
   return found;
 }

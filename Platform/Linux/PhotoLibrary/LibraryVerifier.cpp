@@ -163,13 +163,7 @@ void LibraryVerifier::keepWhatWasLearnt() {
 // Incoming files, whether an intent names them or not, files under names that intents have, and copies that
 // wait in the folders of those.
 void LibraryVerifier::findUnfinishedFiles() {
-  if (auto entries = DirectoryEnumerator::at(folder_->url().appending(LibraryFolder::incoming))) {
-    while (const auto entry = entries->next()) {
-      if (isIncomingName(entry->lastPathComponent())) {
-        found_.unfinished.push_back(*entry);
-      }
-    }
-  }
+  std::ranges::copy(incomingFiles(*folder_), std::back_inserter(found_.unfinished));
   for (const Intent& intent : catalogues_->take()->intents()) {
     const FileURL file = folder_->url().appending(intent.original.path);
     if (isOriginalPath(intent.original.path) && fileExists(file) && known_.insert(file.path()).second) {

@@ -7,7 +7,6 @@
 
 #include "Platform/Linux/PhotoLibrary/OriginalFiles.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
-#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderCore/SystemErrors.h"
 
@@ -44,22 +43,12 @@ bool areAllExpected(const LibraryFolder& folder, const OriginalFileVisitor& isEx
   return areAll;
 }
 
-bool hasIncomingFile(const LibraryFolder& folder) {
-  auto entries = DirectoryEnumerator::at(folder.url().appending(LibraryFolder::incoming));
-  while (const auto entry = entries ? entries->next() : std::nullopt) {
-    if (isIncomingName(entry->lastPathComponent())) {
-      return true;
-    }
-  }
-  return false;
-}
-
 bool mayHavePictures(const LibraryFolder& folder) {
   if (!isThere(folder.url().appending(LibraryFolder::originals))) {
     return false;
   }
   OriginalPresence(folder).requireOriginals();
-  return hasIncomingFile(folder) || !areAllExpected(folder, [](const FileURL&) { return false; });
+  return !incomingFiles(folder).empty() || !areAllExpected(folder, [](const FileURL&) { return false; });
 }
 
 bool namesNoneOfThePictures(const LibraryFolder& folder, Catalogue& catalogue) {

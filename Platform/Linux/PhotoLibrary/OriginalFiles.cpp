@@ -4,7 +4,9 @@
 #include <array>
 #include <string_view>
 #include <unordered_set>
+#include <utility>
 
+#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 #include "TolvanderCore/MediaKind.h"
 #include "TolvanderCore/Platform/Text.h"
 
@@ -51,6 +53,17 @@ class Walk {
 void forEachOriginalFile(const LibraryFolder& folder, const OriginalFileVisitor& visit,
                          const DirectoryEnumerator::ErrorHandler& unreadable) {
   Walk(visit, unreadable).through(folder.url().appending(LibraryFolder::originals));
+}
+
+std::vector<FileURL> incomingFiles(const LibraryFolder& folder) {
+  std::vector<FileURL> files;
+  auto entries = DirectoryEnumerator::at(folder.url().appending(LibraryFolder::incoming));
+  while (auto entry = entries ? entries->next() : std::nullopt) {
+    if (isIncomingName(entry->lastPathComponent())) {
+      files.push_back(std::move(*entry));
+    }
+  }
+  return files;
 }
 
 std::string originalPath(const LibraryFolder& folder, const FileURL& file) {

@@ -3,6 +3,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
 #include "TolvanderApp/Platform/PhotoLibrary.h"
@@ -19,6 +20,10 @@ using OriginalFileVisitor = std::function<bool(const FileURL& file)>;
 // handler; without one it is passed over.
 void forEachOriginalFile(const LibraryFolder& folder, const OriginalFileVisitor& visit,
                          const DirectoryEnumerator::ErrorHandler& unreadable = nullptr);
+
+// The files that wait in `.incoming` for their names, in no promised order; none where there is no such
+// folder.
+std::vector<FileURL> incomingFiles(const LibraryFolder& folder);
 
 // The path of such a file relative to the library's folder, as it is catalogued.
 std::string originalPath(const LibraryFolder& folder, const FileURL& file);
