@@ -46,6 +46,26 @@ class SyncCommandTest : public CommandLine {
   }
   std::size_t filesOnCard() const { return filesBelow(card.appending("DCIM")); }
 
+  // Photos of one day, whose names have this prefix and three digits.
+  void syncHundredsAndThenOneMore(const std::string& prefix) const {
+    const auto add = [&](unsigned number) {
+      const std::string digits = std::to_string(1'000 + number).substr(1);
+      addSmallPhoto(card, prefix + digits + ".JPG", number, number % 60);
+    };
+    for (unsigned number = 1; number <= hundreds; ++number) {
+      add(number);
+    }
+    ASSERT_EQ(run({"sync", card.path(), "--yes"}).status, 0);
+    ASSERT_EQ(originals(), hundreds);
+    add(hundreds + 1);
+    const ToolResult result = run({"sync", card.path()});
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_TRUE(contains(result.output, "“CARD”: 1 photo imported\n")) << result.output;
+    EXPECT_EQ(originals(), hundreds + 1);
+  }
+
+  static constexpr unsigned hundreds = 760;  // more than a search reads
+
   const FileURL card = folder / "CARD";
 };
 
@@ -99,32 +119,16 @@ TEST_F(SyncCommandTest, syncsSeveralNewCardsAtOnce) {
   EXPECT_EQ(originals(), 4U);
 }
 
-// More than a search takes from one window of the library.
 TEST_F(SyncCommandTest, importsANewPhotoBesideHundredsThatWereImportedThatDay) {
-  constexpr unsigned imported = 760;
-  const auto add = [&](unsigned number) {
-    std::string digits = std::to_string(number);
-    digits.insert(0, 4 - digits.size(), '0');
-    addSmallPhoto(card, "PICT" + digits + ".JPG", number, number % 60);
-  };
   makeSmallCard(card);
-  for (unsigned number = 1; number <= imported; ++number) {
-    add(number);
-  }
-  ASSERT_EQ(run({"sync", card.path(), "--yes"}).status, 0);
-  ASSERT_EQ(originals(), imported);
-  add(imported + 1);
-  const ToolResult result = run({"sync", card.path()});
-  EXPECT_EQ(result.status, 0) << result.errors;
-  EXPECT_TRUE(contains(result.output, "“CARD”: 1 photo imported\n")) << result.output;
-  EXPECT_EQ(originals(), imported + 1);
+  syncHundredsAndThenOneMore("PICT0");
 
   // Without its record the newest one is found in the library again, among all the others.
   const SyncedHome synced(home);
   HistoryDatabase history = synced.history();
   std::vector<ImportRecord> records(history.imports.begin(), history.imports.end());
   std::erase_if(records, [](const ImportRecord& record) { return record.filename == "PICT0761.JPG"; });
-  ASSERT_EQ(records.size(), imported);
+  ASSERT_EQ(records.size(), hundreds);
   history.imports = ImportRecords(std::move(records));
   std::string text;
   writeHistory(history, [&](std::span<const std::byte> bytes) {
@@ -132,25 +136,13 @@ TEST_F(SyncCommandTest, importsANewPhotoBesideHundredsThatWereImportedThatDay) {
   });
   writeFile(synced.historyFile(), text);
   EXPECT_EQ(run({"sync", card.path()}).status, 0);
-  EXPECT_EQ(originals(), imported + 1);
-  EXPECT_EQ(synced.history().imports.size(), imported + 1);
+  EXPECT_EQ(originals(), hundreds + 1);
+  EXPECT_EQ(synced.history().imports.size(), hundreds + 1);
 }
 
 // Its pictures have no fingerprint but that of the whole file.
 TEST_F(SyncCommandTest, importsANewPhotoBesideHundredsAlsoFromACameraThatIsNoCharmera) {
-  constexpr unsigned imported = 760;
-  const auto add = [&](unsigned number) {
-    addSmallPhoto(card, "IMG_" + std::to_string(1'000 + number) + ".JPG", number, number % 60);
-  };
-  for (unsigned number = 1; number <= imported; ++number) {
-    add(number);
-  }
-  ASSERT_EQ(run({"sync", card.path(), "--yes"}).status, 0);
-  ASSERT_EQ(originals(), imported);
-  add(imported + 1);
-  const ToolResult result = run({"sync", card.path()});
-  EXPECT_EQ(result.status, 0) << result.errors;
-  EXPECT_EQ(originals(), imported + 1);
+  syncHundredsAndThenOneMore("IMG_1");
 }
 
 TEST_F(SyncCommandTest, fillsTheAlbumOfThisRun) {
