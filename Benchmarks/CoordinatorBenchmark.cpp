@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "Benchmarks/Measuring.h"
-#include "Tests/Support/Bytes.h"
-#include "Tests/Support/TemporaryFolder.h"
-#include "TolvanderCore/FileFingerprinter.h"
+#include "Samples/Bytes.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
+#include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/SyncCoordinator.h"
 
 namespace tolvander::benchmarks {

@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "Benchmarks/Measuring.h"
-#include "TolvanderCore/FileFingerprinter.h"
-#include "TolvanderCore/FileReader.h"
+#include "TolvanderCore/Files/FileFingerprinter.h"
+#include "TolvanderCore/Files/FileReader.h"
 
 namespace tolvander::benchmarks {
 

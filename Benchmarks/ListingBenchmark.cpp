@@ -4,7 +4,7 @@
 #include <string>
 
 #include "Benchmarks/Measuring.h"
-#include "Tests/Support/TemporaryFolder.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
 #include "TolvanderCore/MountedVolumeMediaSource.h"
 
 namespace tolvander::benchmarks {

@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "Tests/Support/JPEGBuilder.h"
-#include "Tests/Support/TemporaryFolder.h"
-#include "Tests/Support/Tool.h"
+#include "Samples/JPEGBuilder.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
+#include "Tests/Support/Machine/Tool.h"
 #include "TolvanderCore/CharmeraMediaProcessor.h"
-#include "TolvanderCore/FileFingerprinter.h"
-#include "TolvanderCore/FileReader.h"
+#include "TolvanderCore/Files/FileFingerprinter.h"
+#include "TolvanderCore/Files/FileReader.h"
 #include "TolvanderCore/Platform/AtomicFile.h"
 
 namespace tolvander::benchmarks {

@@ -9,9 +9,9 @@
 
 #include "Benchmarks/Measuring.h"
 #include "Platform/Linux/PhotoLibrary/CatalogueSchema.h"
-#include "Tests/Support/EmbeddedLibrary.h"
-#include "Tests/Support/TemporaryFolder.h"
-#include "Tests/Support/Tool.h"
+#include "Tests/Support/Fixtures/EmbeddedLibrary.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
+#include "Tests/Support/Machine/Tool.h"
 
 namespace tolvander::benchmarks {
 

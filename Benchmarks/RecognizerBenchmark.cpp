@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "Benchmarks/Measuring.h"
+#include "TolvanderCore/Foundation/UUID.h"
 #include "TolvanderCore/ImportHistorySummary.h"
 #include "TolvanderCore/OfflinePhotoRecognizer.h"
-#include "TolvanderCore/UUID.h"
 
 namespace tolvander::benchmarks {
 

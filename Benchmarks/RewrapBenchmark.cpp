@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "Benchmarks/Measuring.h"
-#include "Tests/Support/AVIWriter.h"
-#include "Tests/Support/JPEGFrame.h"
-#include "Tests/Support/TemporaryFolder.h"
+#include "Samples/AVIWriter.h"
+#include "Samples/JPEGFrame.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
 #include "TolvanderCore/NativeCharmeraVideoProcessor.h"
 
 namespace tolvander::benchmarks {

@@ -4,9 +4,9 @@
 #include <stdexcept>
 
 #include "Benchmarks/Measuring.h"
-#include "Tests/Support/SampleCard.h"
-#include "Tests/Support/TemporaryFolder.h"
-#include "Tests/Support/Tool.h"
+#include "Samples/SampleCard.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
+#include "Tests/Support/Machine/Tool.h"
 #include "TolvanderCore/MediaStagingService.h"
 #include "TolvanderCore/MountedVolumeMediaSource.h"
 

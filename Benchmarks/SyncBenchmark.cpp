@@ -12,12 +12,12 @@
 
 #include "Benchmarks/Measuring.h"
 #include "Platform/Linux/PhotoLibrary/CatalogueSchema.h"
-#include "Tests/Support/AVIWriter.h"
-#include "Tests/Support/Bytes.h"
-#include "Tests/Support/SampleCard.h"
-#include "Tests/Support/TemporaryFolder.h"
-#include "Tests/Support/Tool.h"
-#include "TolvanderCore/FileFingerprinter.h"
+#include "Samples/AVIWriter.h"
+#include "Samples/Bytes.h"
+#include "Samples/SampleCard.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
+#include "Tests/Support/Machine/Tool.h"
+#include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/HistoryDatabase.h"
 
 namespace tolvander::benchmarks {

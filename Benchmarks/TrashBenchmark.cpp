@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "Benchmarks/Measuring.h"
-#include "Tests/Support/TemporaryFolder.h"
-#include "Tests/Support/TrashScene.h"
-#include "TolvanderCore/FileFingerprinter.h"
+#include "Tests/Support/Fixtures/TrashScene.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
+#include "TolvanderCore/Files/FileFingerprinter.h"
 
 namespace tolvander::benchmarks {
 

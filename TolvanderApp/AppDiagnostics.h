@@ -2,7 +2,7 @@
 
 #include <exception>
 
-#include "TolvanderApp/ApplicationVersion.h"
+#include "TolvanderApp/Platform/ApplicationVersion.h"
 #include "TolvanderApp/Platform/OperatingSystemVersion.h"
 #include "TolvanderCore/DiagnosticLog.h"
 #include "TolvanderCore/SyncPhase.h"

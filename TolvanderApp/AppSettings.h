@@ -7,14 +7,14 @@
 #include <string_view>
 #include <vector>
 
-#include "TolvanderApp/ChangeNotifier.h"
+#include "TolvanderApp/Concurrency/ChangeNotifier.h"
 #include "TolvanderApp/LastSyncReceipt.h"
 #include "TolvanderApp/Platform/UserDefaults.h"
 #include "TolvanderApp/SetAsideFile.h"
 #include "TolvanderCore/CameraAccessGrant.h"
 #include "TolvanderCore/DeviceProfile.h"
-#include "TolvanderCore/FileURL.h"
-#include "TolvanderCore/UUID.h"
+#include "TolvanderCore/Foundation/FileURL.h"
+#include "TolvanderCore/Foundation/UUID.h"
 
 namespace tolvander::app {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/MediaCounts.h"
 
 namespace tolvander::app {

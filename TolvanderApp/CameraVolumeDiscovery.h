@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "TolvanderApp/Platform/Volumes.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::app {
 

@@ -7,7 +7,7 @@
 
 #include "TolvanderCore/CameraLibraryReview.h"
 #include "TolvanderCore/DetectedDevice.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 // What the screens show of cameras, volumes and the Trash.
 namespace tolvander::app {

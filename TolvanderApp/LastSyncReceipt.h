@@ -6,7 +6,7 @@
 #include <span>
 #include <string>
 
-#include "TolvanderCore/Date.h"
+#include "TolvanderCore/Foundation/Date.h"
 
 namespace tolvander::app {
 

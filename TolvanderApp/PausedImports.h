@@ -6,10 +6,10 @@
 
 #include "TolvanderApp/Platform/PhotoLibrary.h"
 #include "TolvanderCore/CameraMediaFile.h"
-#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
+#include "TolvanderCore/Foundation/UUID.h"
 #include "TolvanderCore/ImportRecords.h"
 #include "TolvanderCore/SyncHistoryStore.h"
-#include "TolvanderCore/UUID.h"
 
 namespace tolvander::app {
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "TolvanderCore/CameraMediaFile.h"
-#include "TolvanderCore/Cancellation.h"
-#include "TolvanderCore/Date.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
+#include "TolvanderCore/Foundation/Date.h"
 
 namespace tolvander::app {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "TolvanderCore/Date.h"
-#include "TolvanderCore/UUID.h"
+#include "TolvanderCore/Foundation/Date.h"
+#include "TolvanderCore/Foundation/UUID.h"
 
 namespace tolvander::app {
 

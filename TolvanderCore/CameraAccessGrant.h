@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "TolvanderCore/DeviceProfile.h"
-#include "TolvanderCore/UUID.h"
+#include "TolvanderCore/Foundation/UUID.h"
 
 namespace tolvander {
 

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "TolvanderCore/Cancellation.h"
-#include "TolvanderCore/Date.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
+#include "TolvanderCore/Foundation/Date.h"
 #include "TolvanderCore/MediaProcessingError.h"
 #include "TolvanderCore/MediaProcessingPlan.h"
 #include "TolvanderCore/Platform/Calendar.h"

@@ -3,10 +3,10 @@
 #include <optional>
 #include <string>
 
-#include "TolvanderCore/Cancellation.h"
 #include "TolvanderCore/CharmeraVideoProcessingError.h"
-#include "TolvanderCore/Date.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
+#include "TolvanderCore/Foundation/Date.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander {
 

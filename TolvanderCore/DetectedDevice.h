@@ -6,8 +6,8 @@
 
 #include "TolvanderCore/CameraMediaFile.h"
 #include "TolvanderCore/DeviceProfile.h"
-#include "TolvanderCore/FileURL.h"
-#include "TolvanderCore/Hashing.h"
+#include "TolvanderCore/Foundation/FileURL.h"
+#include "TolvanderCore/Foundation/Hashing.h"
 
 namespace tolvander {
 

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "TolvanderCore/UUID.h"
+#include "TolvanderCore/Foundation/UUID.h"
 
 namespace tolvander {
 

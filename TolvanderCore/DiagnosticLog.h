@@ -10,8 +10,8 @@
 #include <string_view>
 #include <vector>
 
-#include "TolvanderCore/Error.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/Error.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/Platform/StandardDirectories.h"
 
 namespace tolvander {

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "TolvanderCore/CameraMediaFile.h"
-#include "TolvanderCore/Date.h"
+#include "TolvanderCore/Foundation/Date.h"
 #include "TolvanderCore/MediaMetadata.h"
 
 namespace tolvander {

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "TolvanderCore/DailyBackups.h"
-#include "TolvanderCore/Date.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Files/DailyBackups.h"
+#include "TolvanderCore/Foundation/Date.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander {
 

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/ImportRecords.h"
-#include "TolvanderCore/JSONWriter.h"
+#include "TolvanderCore/JSON/JSONWriter.h"
 #include "TolvanderCore/ManagedTrashRecord.h"
 
 namespace tolvander {

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "TolvanderCore/Date.h"
+#include "TolvanderCore/Foundation/Date.h"
 
 namespace tolvander {
 

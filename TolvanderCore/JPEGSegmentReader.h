@@ -5,7 +5,7 @@
 #include <optional>
 #include <span>
 
-#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
 
 namespace tolvander {
 

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "TolvanderCore/Date.h"
-#include "TolvanderCore/UUID.h"
+#include "TolvanderCore/Foundation/Date.h"
+#include "TolvanderCore/Foundation/UUID.h"
 
 namespace tolvander {
 

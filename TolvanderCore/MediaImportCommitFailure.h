@@ -3,7 +3,7 @@
 #include <exception>
 #include <utility>
 
-#include "TolvanderCore/Error.h"
+#include "TolvanderCore/Foundation/Error.h"
 
 namespace tolvander {
 

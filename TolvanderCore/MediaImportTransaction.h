@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
 #include "TolvanderCore/PreparedMediaFile.h"
 
 namespace tolvander {

@@ -3,7 +3,7 @@
 #include <array>
 #include <cstddef>
 
-#include "TolvanderCore/Error.h"
+#include "TolvanderCore/Foundation/Error.h"
 
 namespace tolvander {
 

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
 #include "TolvanderCore/DetectedDevice.h"
 #include "TolvanderCore/DeviceProfile.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "TolvanderCore/Error.h"
+#include "TolvanderCore/Foundation/Error.h"
 
 namespace tolvander {
 

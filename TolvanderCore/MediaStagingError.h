@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string>
 
-#include "TolvanderCore/Error.h"
+#include "TolvanderCore/Foundation/Error.h"
 
 namespace tolvander {
 

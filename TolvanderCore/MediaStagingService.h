@@ -11,16 +11,16 @@
 #include <vector>
 
 #include "TolvanderCore/CameraMediaFile.h"
-#include "TolvanderCore/Cancellation.h"
 #include "TolvanderCore/CharmeraVideoProcessing.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
+#include "TolvanderCore/Concurrency/Turn.h"
 #include "TolvanderCore/FingerprintedMediaFile.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/MediaStagingError.h"
 #include "TolvanderCore/NativeCharmeraVideoProcessor.h"
 #include "TolvanderCore/Platform/Calendar.h"
 #include "TolvanderCore/Platform/StandardDirectories.h"
 #include "TolvanderCore/PreparedMediaFile.h"
-#include "TolvanderCore/Turn.h"
 
 namespace tolvander {
 

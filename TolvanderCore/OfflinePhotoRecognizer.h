@@ -9,9 +9,9 @@
 #include <utility>
 #include <vector>
 
-#include "TolvanderCore/Cancellation.h"
-#include "TolvanderCore/Date.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
 #include "TolvanderCore/FingerprintedMediaFile.h"
+#include "TolvanderCore/Foundation/Date.h"
 #include "TolvanderCore/LibraryReconciliation.h"
 #include "TolvanderCore/MediaMetadata.h"
 #include "TolvanderCore/RecognitionPolicy.h"

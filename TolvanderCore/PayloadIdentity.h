@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
 #include "TolvanderCore/Platform/Movie.h"
 #include "TolvanderCore/Platform/SHA256.h"
 

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "TolvanderCore/CameraMediaFile.h"
-#include "TolvanderCore/Date.h"
-#include "TolvanderCore/FileURL.h"
-#include "TolvanderCore/UUID.h"
+#include "TolvanderCore/Foundation/Date.h"
+#include "TolvanderCore/Foundation/FileURL.h"
+#include "TolvanderCore/Foundation/UUID.h"
 
 namespace tolvander {
 

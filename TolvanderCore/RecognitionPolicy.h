@@ -5,8 +5,8 @@
 #include <optional>
 #include <vector>
 
-#include "TolvanderCore/Date.h"
 #include "TolvanderCore/FingerprintedMediaFile.h"
+#include "TolvanderCore/Foundation/Date.h"
 
 namespace tolvander {
 

@@ -13,9 +13,9 @@
 
 #include "TolvanderCore/CameraLibraryReview.h"
 #include "TolvanderCore/CameraMediaFile.h"
-#include "TolvanderCore/Cancellation.h"
-#include "TolvanderCore/Date.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
 #include "TolvanderCore/FingerprintedMediaFile.h"
+#include "TolvanderCore/Foundation/Date.h"
 #include "TolvanderCore/LibraryReconciliation.h"
 #include "TolvanderCore/SyncHistoryStore.h"
 #include "TolvanderCore/SyncPhase.h"

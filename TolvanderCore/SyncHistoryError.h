@@ -1,6 +1,6 @@
 #pragma once
 
-#include "TolvanderCore/Error.h"
+#include "TolvanderCore/Foundation/Error.h"
 
 namespace tolvander {
 

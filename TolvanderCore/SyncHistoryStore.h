@@ -9,8 +9,10 @@
 #include <unordered_set>
 #include <vector>
 
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Concurrency/Turn.h"
 #include "TolvanderCore/FingerprintedMediaFile.h"
+#include "TolvanderCore/Foundation/FileURL.h"
+#include "TolvanderCore/Foundation/UUID.h"
 #include "TolvanderCore/HistoryDatabase.h"
 #include "TolvanderCore/ImportHistorySummary.h"
 #include "TolvanderCore/Platform/StandardDirectories.h"
@@ -18,8 +20,6 @@
 #include "TolvanderCore/SyncHistoryError.h"
 #include "TolvanderCore/TrashIntentJournal.h"
 #include "TolvanderCore/TrashSettlement.h"
-#include "TolvanderCore/Turn.h"
-#include "TolvanderCore/UUID.h"
 
 namespace tolvander {
 

@@ -2,9 +2,9 @@
 
 #include <string>
 
-#include "TolvanderCore/Date.h"
+#include "TolvanderCore/Foundation/Date.h"
+#include "TolvanderCore/Foundation/UUID.h"
 #include "TolvanderCore/ManagedTrashRecord.h"
-#include "TolvanderCore/UUID.h"
 
 namespace tolvander {
 

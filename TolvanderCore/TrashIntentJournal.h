@@ -5,8 +5,8 @@
 #include <set>
 #include <vector>
 
-#include "TolvanderCore/FileURL.h"
-#include "TolvanderCore/SystemErrors.h"
+#include "TolvanderCore/Foundation/FileURL.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/TrashIntent.h"
 
 namespace tolvander {

@@ -3,8 +3,8 @@
 #include <set>
 #include <vector>
 
+#include "TolvanderCore/Foundation/UUID.h"
 #include "TolvanderCore/ManagedTrashRecord.h"
-#include "TolvanderCore/UUID.h"
 
 namespace tolvander {
 

@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <optional>
 
-#include "TolvanderCore/Cancellation.h"
-#include "TolvanderCore/Date.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
+#include "TolvanderCore/Foundation/Date.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/Platform/Movie.h"
 
 namespace tolvander {

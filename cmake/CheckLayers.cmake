@@ -12,6 +12,7 @@ set(posix_headers
     dirent.h errno.h fcntl.h limits.h poll.h signal.h stdlib.h string.h sys/file.h sys/stat.h sys/types.h
     sys/statvfs.h time.h unistd.h)
 
+set(layer_directory "${LAYER}")
 if(LAYER STREQUAL "TolvanderCore")
   set(own_layers "TolvanderCore/")
   set(named_headers ${posix_headers} simdjson.h)
@@ -19,6 +20,7 @@ elseif(LAYER STREQUAL "TolvanderApp")
   set(own_layers "TolvanderCore/|TolvanderApp/")
   set(named_headers)
 elseif(LAYER STREQUAL "TolvanderPlatform")
+  set(layer_directory "Platform/Linux")
   set(own_layers "TolvanderCore/|TolvanderApp/Platform/|TolvanderApp/Concurrency/|Platform/Linux/")
   set(named_headers)
 else()
@@ -26,12 +28,16 @@ else()
 endif()
 
 # What is ours and is named in angle brackets is no header of the system.
-set(our_folders "TolvanderCore/|TolvanderApp/|Platform/|Shells/|Tests/|Benchmarks/|Fuzz/")
+set(our_folders "TolvanderCore/|TolvanderApp/|Platform/|Shells/|Samples/|Tests/|Benchmarks/|Fuzz/")
 
 set(offences)
 foreach(source IN LISTS SOURCES)
-  # A source file includes its header first, which shows that the header compiles alone.
-  string(REGEX REPLACE "\\.cpp$" ".h" own_header "${source}")
+  # A source file includes its header first, which shows that the header compiles alone. The header is beside it or at
+  # the top of the layer.
+  cmake_path(REPLACE_EXTENSION source .h OUTPUT_VARIABLE own_header)
+  if(NOT EXISTS "${own_header}")
+    string(REGEX REPLACE "/${layer_directory}/.*/" "/${layer_directory}/" own_header "${own_header}")
+  endif()
   if(source MATCHES "\\.cpp$" AND EXISTS "${own_header}")
     file(STRINGS "${source}" first_include REGEX "^#include" LIMIT_COUNT 1)
     string(REGEX REPLACE "^#include [<\"](.*)[>\"]$" "\\1" first_include "${first_include}")

@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "Tests/Support/JPEGBuilder.h"
-#include "Tests/Support/PictureFiles.h"
+#include "Samples/JPEGBuilder.h"
+#include "Samples/PictureFiles.h"
 
 namespace {
 

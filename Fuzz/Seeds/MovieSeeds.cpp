@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "Tests/Support/AVIWriter.h"
-#include "Tests/Support/CameraClip.h"
-#include "Tests/Support/TestClip.h"
+#include "Samples/AVIWriter.h"
+#include "Samples/CameraClip.h"
+#include "Samples/TestClip.h"
 #include "TolvanderCore/Platform/Movie.h"
 
 namespace {

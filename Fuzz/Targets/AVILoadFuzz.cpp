@@ -8,7 +8,7 @@
 #include <string>
 
 #include "TolvanderCore/CharmeraVideoProcessingError.h"
-#include "TolvanderCore/Precondition.h"
+#include "TolvanderCore/Foundation/Precondition.h"
 #include "TolvanderCore/VideoMediaMetadata.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "TolvanderCore/AVIReading.h"
+#include "TolvanderCore/Foundation/Precondition.h"
 #include "TolvanderCore/Platform/Movie.h"
-#include "TolvanderCore/Precondition.h"
+#include "TolvanderCore/Video/AVIReading.h"
 
 namespace {
 

@@ -3,10 +3,10 @@
 #include <span>
 #include <string>
 
-#include "TolvanderCore/DecodingError.h"
+#include "TolvanderCore/Foundation/Precondition.h"
 #include "TolvanderCore/HistoryDatabase.h"
 #include "TolvanderCore/ImportHistorySummary.h"
-#include "TolvanderCore/Precondition.h"
+#include "TolvanderCore/JSON/DecodingError.h"
 
 using namespace tolvander;
 

@@ -9,14 +9,14 @@
 #include <utility>
 #include <vector>
 
-#include "Tests/Support/AppModelWorld.h"
-#include "Tests/Support/TrashScene.h"
+#include "Tests/Support/Fixtures/AppModelWorld.h"
+#include "Tests/Support/Fixtures/TrashScene.h"
 #include "TolvanderApp/Presentation/CheckReport.h"
 #include "TolvanderApp/Presentation/HistoryReport.h"
 #include "TolvanderApp/Presentation/TrashReport.h"
-#include "TolvanderApp/TrashService.h"
-#include "TolvanderCore/DecodingError.h"
-#include "TolvanderCore/Precondition.h"
+#include "TolvanderApp/Trash/TrashService.h"
+#include "TolvanderCore/Foundation/Precondition.h"
+#include "TolvanderCore/JSON/DecodingError.h"
 
 using namespace tolvander;
 using tests::AppModelWorld;

@@ -6,10 +6,10 @@
 #include <optional>
 #include <span>
 
-#include "TolvanderCore/JPEGLayout.h"
+#include "TolvanderCore/Foundation/Precondition.h"
 #include "TolvanderCore/MediaProcessingError.h"
+#include "TolvanderCore/Picture/JPEGLayout.h"
 #include "TolvanderCore/Platform/ImageProperties.h"
-#include "TolvanderCore/Precondition.h"
 
 namespace {
 

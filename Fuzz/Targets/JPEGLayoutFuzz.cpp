@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <span>
 
-#include "Tests/Support/JPEGSegments.h"
-#include "TolvanderCore/JPEGLayout.h"
+#include "Tests/Support/Media/JPEGSegments.h"
+#include "TolvanderCore/Foundation/Precondition.h"
 #include "TolvanderCore/MediaProcessingError.h"
-#include "TolvanderCore/Precondition.h"
+#include "TolvanderCore/Picture/JPEGLayout.h"
 
 namespace {
 

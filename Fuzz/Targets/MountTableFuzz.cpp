@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Linux/MountTable.h"
-#include "TolvanderCore/Precondition.h"
+#include "Platform/Linux/Volumes/MountTable.h"
+#include "TolvanderCore/Foundation/Precondition.h"
 
 using namespace tolvander;
 using platform::linux_::Mount;

@@ -8,8 +8,8 @@
 #include <cstdint>
 #include <string>
 
+#include "TolvanderCore/Foundation/Precondition.h"
 #include "TolvanderCore/Platform/Movie.h"
-#include "TolvanderCore/Precondition.h"
 
 namespace {
 

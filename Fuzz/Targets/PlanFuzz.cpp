@@ -7,11 +7,11 @@
 #include <cstdint>
 #include <span>
 
-#include "Tests/Support/JPEGSegments.h"
+#include "Tests/Support/Media/JPEGSegments.h"
 #include "TolvanderCore/CharmeraMediaProcessor.h"
-#include "TolvanderCore/FileFingerprinter.h"
-#include "TolvanderCore/JPEGLayout.h"
-#include "TolvanderCore/Precondition.h"
+#include "TolvanderCore/Files/FileFingerprinter.h"
+#include "TolvanderCore/Foundation/Precondition.h"
+#include "TolvanderCore/Picture/JPEGLayout.h"
 
 namespace {
 

@@ -9,12 +9,12 @@
 #include <optional>
 #include <string>
 
-#include "TolvanderCore/AVIExportProof.h"
 #include "TolvanderCore/CharmeraVideoProcessingError.h"
+#include "TolvanderCore/Foundation/Precondition.h"
 #include "TolvanderCore/PayloadIdentity.h"
 #include "TolvanderCore/Platform/Movie.h"
-#include "TolvanderCore/Precondition.h"
-#include "TolvanderCore/VideoExportProof.h"
+#include "TolvanderCore/Video/AVIExportProof.h"
+#include "TolvanderCore/Video/VideoExportProof.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 #include <span>
 #include <string>
 
-#include "TolvanderCore/DecodingError.h"
 #include "TolvanderCore/DeviceProfileCoding.h"
-#include "TolvanderCore/Precondition.h"
+#include "TolvanderCore/Foundation/Precondition.h"
+#include "TolvanderCore/JSON/DecodingError.h"
 
 using namespace tolvander;
 

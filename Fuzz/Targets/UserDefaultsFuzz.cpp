@@ -4,10 +4,10 @@
 #include <span>
 #include <string>
 
-#include "Platform/Linux/UserDefaultsStore.h"
+#include "Platform/Linux/Settings/UserDefaultsStore.h"
 #include "TolvanderApp/LastSyncReceipt.h"
-#include "TolvanderCore/DecodingError.h"
-#include "TolvanderCore/Precondition.h"
+#include "TolvanderCore/Foundation/Precondition.h"
+#include "TolvanderCore/JSON/DecodingError.h"
 
 using namespace tolvander;
 using namespace tolvander::platform::linux_;

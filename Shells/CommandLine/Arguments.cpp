@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "TolvanderCore/InternetDateTime.h"
+#include "TolvanderCore/Foundation/InternetDateTime.h"
 #include "TolvanderCore/Platform/FileSystem.h"
 
 namespace tolvander::shell {

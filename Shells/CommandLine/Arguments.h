@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "TolvanderCore/Date.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/Date.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::shell {
 

@@ -3,8 +3,8 @@
 #include <memory>
 #include <optional>
 
-#include "TolvanderCore/Cancellation.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/Platform/StandardDirectories.h"
 
 namespace CLI {

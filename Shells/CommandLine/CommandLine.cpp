@@ -10,9 +10,9 @@
 #include "Shells/CommandLine/Arguments.h"
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Failure.h"
-#include "Shells/CommandLine/HomeFiles.h"
 #include "Shells/CommandLine/Interruption.h"
-#include "Shells/CommandLine/RecoveryAdvice.h"
+#include "Shells/CommandLine/Session/HomeFiles.h"
+#include "Shells/CommandLine/Session/RecoveryAdvice.h"
 #include "TolvanderApp/Presentation/FailureText.h"
 
 namespace tolvander::shell {

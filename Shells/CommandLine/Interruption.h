@@ -3,7 +3,7 @@
 #include <atomic>
 #include <thread>
 
-#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
 
 namespace tolvander::shell {
 

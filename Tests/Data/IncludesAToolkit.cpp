@@ -7,5 +7,5 @@
 
 #include "TolvanderApp/Presentation/Wording.h"
 #include "TolvanderCore/../Platform/Linux/Descriptor.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 /* */ #include <openssl/evp.h>

@@ -9,8 +9,8 @@
 #include <TolvanderApp/AppModel.h>
 #include "TolvanderApp/Platform/PhotoLibrary.h"
 #include "TolvanderApp/Concurrency/Task.h"
-#include "Tests/Support/Bytes.h"
+#include "Samples/Bytes.h"
 #include "Descriptor.h"
-#include "Platform/Linux/Descriptor.h"
-#include "TolvanderCore/FileURL.h"
+#include "Platform/Linux/System/Descriptor.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderApp/Platform/../AppModel.h"

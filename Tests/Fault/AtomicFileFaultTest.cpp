@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "Tests/Support/FaultInjection.h"
-#include "Tests/Support/TemporaryFolder.h"
+#include "Tests/Support/Machine/FaultInjection.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
 #include "TolvanderCore/Platform/AtomicFile.h"
 
 namespace tolvander::tests {

@@ -11,11 +11,11 @@
 
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 #include "Tests/Fault/PowerCut.h"
-#include "Tests/Support/EmbeddedLibrary.h"
-#include "Tests/Support/FaultInjection.h"
-#include "Tests/Support/Thoroughness.h"
-#include "TolvanderCore/FileFingerprinter.h"
-#include "TolvanderCore/FileOperations.h"
+#include "Tests/Support/Fixtures/EmbeddedLibrary.h"
+#include "Tests/Support/Machine/FaultInjection.h"
+#include "Tests/Support/Machine/Thoroughness.h"
+#include "TolvanderCore/Files/FileFingerprinter.h"
+#include "TolvanderCore/Files/FileOperations.h"
 #include "TolvanderCore/Platform/FileSystem.h"
 
 namespace tolvander::tests {

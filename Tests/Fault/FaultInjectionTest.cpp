@@ -1,4 +1,4 @@
-#include "Tests/Support/FaultInjection.h"
+#include "Tests/Support/Machine/FaultInjection.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -16,7 +16,7 @@
 #include <string>
 #include <string_view>
 
-#include "Tests/Support/TemporaryFolder.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
 #include "TolvanderCore/Platform/AtomicFile.h"
 
 namespace tolvander::tests {

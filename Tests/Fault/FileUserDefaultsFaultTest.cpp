@@ -6,10 +6,10 @@
 #include <optional>
 #include <string>
 
-#include "Platform/Linux/FileUserDefaults.h"
-#include "Tests/Support/Bytes.h"
-#include "Tests/Support/FaultInjection.h"
-#include "Tests/Support/TemporaryFolder.h"
+#include "Platform/Linux/Settings/FileUserDefaults.h"
+#include "Samples/Bytes.h"
+#include "Tests/Support/Machine/FaultInjection.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
 
 namespace tolvander::tests {
 

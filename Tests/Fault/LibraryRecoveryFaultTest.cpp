@@ -6,10 +6,10 @@
 
 #include "Platform/Linux/PhotoLibrary/CatalogueBackups.h"
 #include "Platform/Linux/PhotoLibrary/LibraryRebuild.h"
-#include "Tests/Support/CatalogueFiles.h"
-#include "Tests/Support/EmbeddedLibrary.h"
-#include "Tests/Support/FaultInjection.h"
-#include "Tests/Support/Thoroughness.h"
+#include "Tests/Support/Fixtures/CatalogueFiles.h"
+#include "Tests/Support/Fixtures/EmbeddedLibrary.h"
+#include "Tests/Support/Machine/FaultInjection.h"
+#include "Tests/Support/Machine/Thoroughness.h"
 #include "TolvanderCore/HistoryBackup.h"
 #include "TolvanderCore/SyncHistoryStore.h"
 

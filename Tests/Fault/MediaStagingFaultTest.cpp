@@ -12,14 +12,14 @@
 #include <type_traits>
 #include <vector>
 
+#include "Samples/Bytes.h"
+#include "Samples/JPEGBuilder.h"
 #include "Tests/Fault/PowerCut.h"
-#include "Tests/Support/Bytes.h"
-#include "Tests/Support/FaultInjection.h"
-#include "Tests/Support/JPEGBuilder.h"
-#include "Tests/Support/TemporaryFolder.h"
-#include "TolvanderCore/FileFingerprinter.h"
+#include "Tests/Support/Machine/FaultInjection.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
+#include "TolvanderCore/Files/FileFingerprinter.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/MediaStagingService.h"
-#include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::tests {
 namespace {

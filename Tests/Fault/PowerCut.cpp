@@ -12,8 +12,8 @@
 #include <span>
 #include <utility>
 
-#include "Tests/Support/TemporaryFolder.h"
-#include "TolvanderCore/FileFingerprinter.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
+#include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/Platform/SHA256.h"
 
 namespace tolvander::tests {

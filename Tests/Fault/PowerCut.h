@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
-#include "Tests/Support/FaultInjection.h"
-#include "TolvanderCore/FileURL.h"
+#include "Tests/Support/Machine/FaultInjection.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::tests {
 

@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Linux/FileUserDefaults.h"
+#include "Platform/Linux/Settings/FileUserDefaults.h"
 #include "Tests/Fault/PowerCut.h"
-#include "Tests/Support/TemporaryFolder.h"
-#include "Tests/Support/TrashScene.h"
-#include "TolvanderCore/ISO8601.h"
+#include "Tests/Support/Fixtures/TrashScene.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
+#include "TolvanderCore/Foundation/ISO8601.h"
 #include "TolvanderCore/Platform/DurableWrite.h"
 #include "TolvanderCore/SyncHistoryStore.h"
 

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "Tests/Support/FaultInjection.h"
-#include "Tests/Support/TemporaryFolder.h"
-#include "TolvanderCore/ISO8601.h"
+#include "Tests/Support/Machine/FaultInjection.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
+#include "TolvanderCore/Foundation/ISO8601.h"
 #include "TolvanderCore/SyncHistoryStore.h"
 
 namespace tolvander::tests {

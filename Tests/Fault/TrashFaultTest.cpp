@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
-#include "Tests/Support/FaultInjection.h"
-#include "Tests/Support/TemporaryFolder.h"
-#include "Tests/Support/Thoroughness.h"
-#include "Tests/Support/TrashScene.h"
+#include "Tests/Support/Fixtures/TrashScene.h"
+#include "Tests/Support/Machine/FaultInjection.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
+#include "Tests/Support/Machine/Thoroughness.h"
 #include "TolvanderCore/SyncHistoryStore.h"
 
 // Every call that changes files fails, or is the last that the process makes, while files are moved to the

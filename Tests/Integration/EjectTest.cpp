@@ -7,12 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Linux/EventLoop.h"
-#include "Platform/Linux/LinuxVolumes.h"
-#include "Platform/Linux/MountTable.h"
-#include "Platform/Linux/UDisksEjector.h"
-#include "Tests/Support/TemporaryFolder.h"
-#include "Tests/Support/VolumeRig.h"
+#include "Platform/Linux/System/EventLoop.h"
+#include "Platform/Linux/Volumes/LinuxVolumes.h"
+#include "Platform/Linux/Volumes/MountTable.h"
+#include "Platform/Linux/Volumes/UDisksEjector.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
+#include "Tests/Support/Machine/VolumeRig.h"
 #include "TolvanderApp/Platform/EjectError.h"
 
 namespace tolvander::tests {

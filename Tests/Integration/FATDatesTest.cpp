@@ -12,14 +12,14 @@
 #include <string_view>
 #include <vector>
 
-#include "Tests/Support/Bytes.h"
-#include "Tests/Support/ChildProcess.h"
-#include "Tests/Support/JPEGBuilder.h"
-#include "Tests/Support/SmallCard.h"
-#include "Tests/Support/TemporaryFolder.h"
-#include "Tests/Support/Tool.h"
-#include "TolvanderCore/ISO8601.h"
-#include "TolvanderCore/JSONReader.h"
+#include "Samples/Bytes.h"
+#include "Samples/JPEGBuilder.h"
+#include "Tests/Support/Fixtures/SmallCard.h"
+#include "Tests/Support/Machine/ChildProcess.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
+#include "Tests/Support/Machine/Tool.h"
+#include "TolvanderCore/Foundation/ISO8601.h"
+#include "TolvanderCore/JSON/JSONReader.h"
 
 namespace tolvander::tests {
 namespace {

@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "Tests/Support/JPEGBuilder.h"
-#include "Tests/Support/TemporaryFolder.h"
-#include "Tests/Support/Tool.h"
+#include "Samples/JPEGBuilder.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
+#include "Tests/Support/Machine/Tool.h"
 #include "TolvanderCore/CharmeraMediaProcessor.h"
 #include "TolvanderCore/Platform/ImageProperties.h"
 

@@ -9,10 +9,10 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Linux/EventLoop.h"
-#include "Platform/Linux/LinuxVolumes.h"
-#include "Tests/Support/TemporaryFolder.h"
-#include "Tests/Support/VolumeRig.h"
+#include "Platform/Linux/System/EventLoop.h"
+#include "Platform/Linux/Volumes/LinuxVolumes.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
+#include "Tests/Support/Machine/VolumeRig.h"
 #include "TolvanderApp/CameraVolumeDiscovery.h"
 #include "TolvanderCore/Platform/Volume.h"
 

@@ -6,12 +6,12 @@
 #include <string_view>
 #include <vector>
 
-#include "Tests/Support/LibraryEdits.h"
-#include "Tests/Support/SampleCard.h"
-#include "Tests/Support/TemporaryFolder.h"
-#include "Tests/Support/Tool.h"
-#include "Tests/Support/TrashScene.h"
-#include "Tests/Support/VolumeRig.h"
+#include "Samples/SampleCard.h"
+#include "Tests/Support/Fixtures/LibraryEdits.h"
+#include "Tests/Support/Fixtures/TrashScene.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
+#include "Tests/Support/Machine/Tool.h"
+#include "Tests/Support/Machine/VolumeRig.h"
 
 namespace tolvander::tests {
 namespace {

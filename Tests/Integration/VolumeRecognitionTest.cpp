@@ -3,10 +3,10 @@
 #include <filesystem>
 #include <string>
 
-#include "Tests/Support/Bytes.h"
-#include "Tests/Support/ChildProcess.h"
-#include "Tests/Support/LoopVolume.h"
-#include "TolvanderCore/FileFingerprinter.h"
+#include "Samples/Bytes.h"
+#include "Tests/Support/Machine/ChildProcess.h"
+#include "Tests/Support/Machine/LoopVolume.h"
+#include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/MountedVolumeMediaSource.h"
 
 namespace tolvander::tests {

@@ -12,13 +12,13 @@
 #include <tuple>
 #include <vector>
 
-#include "Tests/Support/ChildProcess.h"
-#include "Tests/Support/OpenGate.h"
-#include "Tests/Support/RunningTool.h"
-#include "Tests/Support/SmallCard.h"
-#include "Tests/Support/SyncedHome.h"
-#include "Tests/Support/Tool.h"
-#include "Tests/Support/VolumeRig.h"
+#include "Tests/Support/Fixtures/SmallCard.h"
+#include "Tests/Support/Fixtures/SyncedHome.h"
+#include "Tests/Support/Machine/ChildProcess.h"
+#include "Tests/Support/Machine/OpenGate.h"
+#include "Tests/Support/Machine/RunningTool.h"
+#include "Tests/Support/Machine/Tool.h"
+#include "Tests/Support/Machine/VolumeRig.h"
 
 namespace tolvander::tests {
 namespace {

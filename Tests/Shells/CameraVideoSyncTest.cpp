@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
+#include "Samples/CameraClip.h"
 #include "Tests/Shells/CommandLine.h"
-#include "Tests/Support/CameraClip.h"
-#include "Tests/Support/QuickTimeTables.h"
-#include "TolvanderCore/Date.h"
+#include "Tests/Support/Media/QuickTimeTables.h"
+#include "TolvanderCore/Foundation/Date.h"
 #include "TolvanderCore/VideoMediaMetadata.h"
 
 namespace tolvander::tests {

@@ -2,9 +2,9 @@
 
 #include <filesystem>
 
+#include "Samples/Bytes.h"
 #include "Tests/Shells/CommandLine.h"
-#include "Tests/Support/Bytes.h"
-#include "TolvanderCore/JSONReader.h"
+#include "TolvanderCore/JSON/JSONReader.h"
 
 namespace tolvander::tests {
 namespace {

@@ -5,12 +5,12 @@
 #include <vector>
 
 #include "Platform/Linux/PhotoLibrary/EmbeddedPhotoLibrary.h"
+#include "Samples/Bytes.h"
+#include "Samples/SampleCard.h"
 #include "Tests/Shells/CommandLine.h"
-#include "Tests/Support/Bytes.h"
-#include "Tests/Support/LibraryEdits.h"
-#include "Tests/Support/SampleCard.h"
-#include "TolvanderCore/FileFingerprinter.h"
-#include "TolvanderCore/JSONReader.h"
+#include "Tests/Support/Fixtures/LibraryEdits.h"
+#include "TolvanderCore/Files/FileFingerprinter.h"
+#include "TolvanderCore/JSON/JSONReader.h"
 #include "TolvanderCore/SyncHistoryStore.h"
 
 namespace tolvander::tests {

@@ -7,10 +7,10 @@
 #include <string_view>
 #include <vector>
 
-#include "Tests/Support/Bytes.h"
-#include "Tests/Support/TemporaryFolder.h"
-#include "Tests/Support/Tool.h"
-#include "TolvanderCore/JSONReader.h"
+#include "Samples/Bytes.h"
+#include "Tests/Support/Machine/TemporaryFolder.h"
+#include "Tests/Support/Machine/Tool.h"
+#include "TolvanderCore/JSON/JSONReader.h"
 
 namespace tolvander::tests {
 

@@ -11,10 +11,10 @@
 #include <string>
 #include <thread>
 
+#include "Samples/Bytes.h"
 #include "Tests/Shells/CommandLine.h"
-#include "Tests/Support/Bytes.h"
-#include "TolvanderCore/FileFingerprinter.h"
-#include "TolvanderCore/JSONReader.h"
+#include "TolvanderCore/Files/FileFingerprinter.h"
+#include "TolvanderCore/JSON/JSONReader.h"
 
 namespace tolvander::tests {
 namespace {

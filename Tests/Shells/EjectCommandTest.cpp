@@ -3,8 +3,8 @@
 #include <filesystem>
 #include <string>
 
+#include "Samples/SampleCard.h"
 #include "Tests/Shells/CommandLine.h"
-#include "Tests/Support/SampleCard.h"
 
 namespace tolvander::tests {
 namespace {

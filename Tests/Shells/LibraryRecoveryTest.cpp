@@ -5,10 +5,10 @@
 #include <map>
 #include <set>
 
+#include "Samples/SampleCard.h"
 #include "Tests/Shells/CommandLine.h"
-#include "Tests/Support/CatalogueFiles.h"
-#include "Tests/Support/SampleCard.h"
-#include "Tests/Support/SyncedHome.h"
+#include "Tests/Support/Fixtures/CatalogueFiles.h"
+#include "Tests/Support/Fixtures/SyncedHome.h"
 #include "TolvanderCore/SyncHistoryStore.h"
 
 namespace tolvander::tests {

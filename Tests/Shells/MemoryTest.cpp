@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "Samples/TestClip.h"
 #include "Tests/Shells/CommandLine.h"
-#include "Tests/Support/SmallCard.h"
-#include "Tests/Support/TestClip.h"
-#include "Tests/Support/Thoroughness.h"
+#include "Tests/Support/Fixtures/SmallCard.h"
+#include "Tests/Support/Machine/Thoroughness.h"
 #include "TolvanderCore/Platform/Movie.h"
 
 namespace tolvander::tests {

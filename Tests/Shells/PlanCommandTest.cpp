@@ -6,13 +6,13 @@
 #include <filesystem>
 #include <string>
 
+#include "Samples/Bytes.h"
+#include "Samples/JPEGBuilder.h"
+#include "Samples/TestClip.h"
 #include "Tests/Shells/CommandLine.h"
-#include "Tests/Support/Bytes.h"
-#include "Tests/Support/JPEGBuilder.h"
-#include "Tests/Support/TestClip.h"
 #include "TolvanderCore/CharmeraMediaProcessor.h"
-#include "TolvanderCore/FileFingerprinter.h"
-#include "TolvanderCore/JSONReader.h"
+#include "TolvanderCore/Files/FileFingerprinter.h"
+#include "TolvanderCore/JSON/JSONReader.h"
 #include "TolvanderCore/Platform/FileSystem.h"
 
 namespace tolvander::tests {

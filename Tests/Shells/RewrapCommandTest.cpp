@@ -3,15 +3,15 @@
 #include <filesystem>
 #include <string>
 
+#include "Samples/AVIWriter.h"
+#include "Samples/Bytes.h"
+#include "Samples/JPEGFrame.h"
+#include "Samples/TestClip.h"
 #include "Tests/Shells/CommandLine.h"
-#include "Tests/Support/AVIWriter.h"
-#include "Tests/Support/Bytes.h"
-#include "Tests/Support/JPEGFrame.h"
-#include "Tests/Support/TestClip.h"
 #include "TolvanderCore/CharmeraVideoProcessingError.h"
-#include "TolvanderCore/FileFingerprinter.h"
-#include "TolvanderCore/ISO8601.h"
-#include "TolvanderCore/JSONReader.h"
+#include "TolvanderCore/Files/FileFingerprinter.h"
+#include "TolvanderCore/Foundation/ISO8601.h"
+#include "TolvanderCore/JSON/JSONReader.h"
 #include "TolvanderCore/Platform/FileSystem.h"
 
 namespace tolvander::tests {

@@ -1,10 +1,10 @@
-#include "Shells/CommandLine/RunDefaults.h"
+#include "Shells/CommandLine/Session/RunDefaults.h"
 
 #include <gtest/gtest.h>
 
-#include "Tests/Support/Bytes.h"
-#include "Tests/Support/MemoryUserDefaults.h"
-#include "TolvanderCore/SystemErrors.h"
+#include "Samples/Bytes.h"
+#include "Tests/Support/Doubles/MemoryUserDefaults.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander::shell {
 namespace {

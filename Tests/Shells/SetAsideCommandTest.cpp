@@ -1,7 +1,7 @@
 #include <filesystem>
 
+#include "Samples/SampleCard.h"
 #include "Tests/Shells/CommandLine.h"
-#include "Tests/Support/SampleCard.h"
 
 namespace tolvander::tests {
 namespace {

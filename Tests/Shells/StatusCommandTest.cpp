@@ -2,10 +2,10 @@
 
 #include <filesystem>
 
+#include "Samples/Bytes.h"
+#include "Samples/SampleCard.h"
 #include "Tests/Shells/CommandLine.h"
-#include "Tests/Support/Bytes.h"
-#include "Tests/Support/SampleCard.h"
-#include "TolvanderCore/JSONReader.h"
+#include "TolvanderCore/JSON/JSONReader.h"
 
 namespace tolvander::tests {
 namespace {

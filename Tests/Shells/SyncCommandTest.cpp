@@ -9,14 +9,14 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Linux/HomeLock.h"
+#include "Platform/Linux/System/HomeLock.h"
+#include "Samples/Bytes.h"
+#include "Samples/SampleCard.h"
 #include "Tests/Shells/CommandLine.h"
-#include "Tests/Support/Bytes.h"
-#include "Tests/Support/RunningTool.h"
-#include "Tests/Support/SampleCard.h"
-#include "Tests/Support/SmallCard.h"
-#include "Tests/Support/SyncedHome.h"
-#include "TolvanderCore/JSONReader.h"
+#include "Tests/Support/Fixtures/SmallCard.h"
+#include "Tests/Support/Fixtures/SyncedHome.h"
+#include "Tests/Support/Machine/RunningTool.h"
+#include "TolvanderCore/JSON/JSONReader.h"
 
 namespace tolvander::tests {
 namespace {

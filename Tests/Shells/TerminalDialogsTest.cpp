@@ -1,4 +1,4 @@
-#include "Shells/CommandLine/TerminalDialogs.h"
+#include "Shells/CommandLine/Session/TerminalDialogs.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -9,9 +9,9 @@
 #include <array>
 #include <string>
 
-#include "Platform/Linux/Descriptor.h"
-#include "Tests/Support/TaskResult.h"
-#include "Tests/Support/VirtualMainThread.h"
+#include "Platform/Linux/System/Descriptor.h"
+#include "Tests/Support/Doubles/VirtualMainThread.h"
+#include "Tests/Support/Fixtures/TaskResult.h"
 
 namespace tolvander::shell {
 namespace {

@@ -4,12 +4,12 @@
 #include <filesystem>
 #include <string>
 
+#include "Samples/Bytes.h"
+#include "Samples/SampleCard.h"
 #include "Tests/Shells/CommandLine.h"
-#include "Tests/Support/Bytes.h"
-#include "Tests/Support/LibraryEdits.h"
-#include "Tests/Support/SampleCard.h"
-#include "Tests/Support/TrashScene.h"
-#include "TolvanderCore/JSONReader.h"
+#include "Tests/Support/Fixtures/LibraryEdits.h"
+#include "Tests/Support/Fixtures/TrashScene.h"
+#include "TolvanderCore/JSON/JSONReader.h"
 
 namespace tolvander::tests {
 namespace {

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Linux/Descriptor.h"
+#include "Platform/Linux/System/Descriptor.h"
+#include "Samples/SampleCard.h"
 #include "Tests/Shells/CommandLine.h"
-#include "Tests/Support/SampleCard.h"
 
 namespace tolvander::tests {
 namespace {

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <stdexcept>
 
-#include "Platform/Linux/Descriptor.h"
+#include "Platform/Linux/System/Descriptor.h"
 
 namespace tolvander::tests {
 

@@ -10,9 +10,9 @@
 #include <map>
 #include <stdexcept>
 
-#include "Platform/Linux/Descriptor.h"
-#include "Platform/Linux/MountTable.h"
-#include "Tests/Support/Tool.h"
+#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Volumes/MountTable.h"
+#include "Tests/Support/Machine/Tool.h"
 
 namespace tolvander::tests {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::tests {
 

@@ -9,7 +9,7 @@
 #include "TolvanderApp/Concurrency/MainThread.h"
 #include "TolvanderApp/Concurrency/Outcome.h"
 #include "TolvanderApp/Concurrency/Task.h"
-#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
 
 namespace tolvander::app {
 

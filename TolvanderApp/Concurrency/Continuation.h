@@ -5,7 +5,7 @@
 #include <optional>
 #include <utility>
 
-#include "TolvanderCore/Precondition.h"
+#include "TolvanderCore/Foundation/Precondition.h"
 
 namespace tolvander::app {
 

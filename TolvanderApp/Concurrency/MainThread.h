@@ -8,8 +8,8 @@
 
 #include "TolvanderApp/Concurrency/Outcome.h"
 #include "TolvanderApp/Concurrency/Subscription.h"
-#include "TolvanderCore/Cancellation.h"
-#include "TolvanderCore/Date.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
+#include "TolvanderCore/Foundation/Date.h"
 
 namespace tolvander::app {
 

@@ -7,7 +7,7 @@
 #include <utility>
 #include <variant>
 
-#include "TolvanderCore/Precondition.h"
+#include "TolvanderCore/Foundation/Precondition.h"
 
 namespace tolvander::app {
 

@@ -9,8 +9,8 @@
 
 #include "TolvanderApp/Concurrency/MainThread.h"
 #include "TolvanderApp/Concurrency/Outcome.h"
-#include "TolvanderCore/Cancellation.h"
-#include "TolvanderCore/Precondition.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
+#include "TolvanderCore/Foundation/Precondition.h"
 
 // Flows of the main thread as coroutines. What g++ 12 gets wrong, and therefore is not written here:
 //  - A coroutine takes its parameters by value, and is a function, never a lambda with captures: the lambda

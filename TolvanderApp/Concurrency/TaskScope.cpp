@@ -1,6 +1,6 @@
 #include "TolvanderApp/Concurrency/TaskScope.h"
 
-#include "TolvanderCore/Precondition.h"
+#include "TolvanderCore/Foundation/Precondition.h"
 
 namespace tolvander::app {
 

@@ -11,7 +11,7 @@
 #include "TolvanderApp/Concurrency/Callback.h"
 #include "TolvanderApp/Concurrency/MainThread.h"
 #include "TolvanderApp/Concurrency/Task.h"
-#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
 
 namespace tolvander::app {
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "TolvanderApp/Platform/BookmarkError.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::app {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "TolvanderCore/Error.h"
+#include "TolvanderCore/Foundation/Error.h"
 
 namespace tolvander::app {
 

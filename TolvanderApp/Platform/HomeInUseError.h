@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "TolvanderCore/Error.h"
+#include "TolvanderCore/Foundation/Error.h"
 
 namespace tolvander::app {
 

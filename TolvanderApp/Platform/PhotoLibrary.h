@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
-#include "TolvanderCore/Cancellation.h"
-#include "TolvanderCore/Date.h"
-#include "TolvanderCore/FileURL.h"
-#include "TolvanderCore/UUID.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
+#include "TolvanderCore/Foundation/Date.h"
+#include "TolvanderCore/Foundation/FileURL.h"
+#include "TolvanderCore/Foundation/UUID.h"
 
 namespace tolvander::app {
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "TolvanderApp/ApplicationVersion.h"
 #include "TolvanderApp/Concurrency/MainThread.h"
 #include "TolvanderApp/Concurrency/MonotonicTimer.h"
 #include "TolvanderApp/Platform/Application.h"
+#include "TolvanderApp/Platform/ApplicationVersion.h"
 #include "TolvanderApp/Platform/Bookmarks.h"
 #include "TolvanderApp/Platform/Dialogs.h"
 #include "TolvanderApp/Platform/LoginItem.h"

@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "TolvanderCore/Error.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/Error.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::app {
 

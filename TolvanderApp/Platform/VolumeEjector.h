@@ -1,6 +1,6 @@
 #pragma once
 
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::app {
 

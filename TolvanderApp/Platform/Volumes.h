@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "TolvanderApp/Concurrency/Subscription.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::app {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "TolvanderApp/Presentation/Wording.h"
-#include "TolvanderCore/JSONWriter.h"
+#include "TolvanderCore/JSON/JSONWriter.h"
 
 namespace tolvander::app {
 

@@ -8,7 +8,7 @@
 #include "TolvanderApp/AppSettings.h"
 #include "TolvanderApp/Platform/Bookmarks.h"
 #include "TolvanderCore/CameraAccessGrant.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::app {
 

@@ -8,7 +8,7 @@
 #include "TolvanderApp/Presentation/SetAsideReport.h"
 #include "TolvanderApp/Presentation/SyncReport.h"
 #include "TolvanderApp/Presentation/Wording.h"
-#include "TolvanderCore/JSONWriter.h"
+#include "TolvanderCore/JSON/JSONWriter.h"
 
 namespace tolvander::app {
 

@@ -6,7 +6,7 @@
 
 #include "TolvanderApp/DeviceSummaries.h"
 #include "TolvanderApp/Presentation/RunResult.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::app {
 

@@ -8,11 +8,11 @@
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderApp/Presentation/Wording.h"
 #include "TolvanderCore/CharmeraMediaProcessor.h"
-#include "TolvanderCore/Error.h"
-#include "TolvanderCore/JSONWriter.h"
+#include "TolvanderCore/Foundation/Error.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
+#include "TolvanderCore/JSON/JSONWriter.h"
 #include "TolvanderCore/MediaProcessingError.h"
 #include "TolvanderCore/MediaStagingError.h"
-#include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::app {
 

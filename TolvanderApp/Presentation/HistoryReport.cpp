@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "TolvanderApp/Presentation/Wording.h"
-#include "TolvanderCore/ISO8601.h"
+#include "TolvanderCore/Foundation/ISO8601.h"
 #include "TolvanderCore/ImportHistorySummary.h"
 
 namespace tolvander::app {

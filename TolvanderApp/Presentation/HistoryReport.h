@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/HistoryDatabase.h"
 #include "TolvanderCore/SyncHistoryStore.h"
 

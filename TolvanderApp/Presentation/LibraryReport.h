@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "TolvanderCore/Date.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/Date.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::app {
 

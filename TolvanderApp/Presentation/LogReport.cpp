@@ -4,8 +4,8 @@
 #include <span>
 
 #include "TolvanderApp/Presentation/Wording.h"
-#include "TolvanderCore/JSONReader.h"
-#include "TolvanderCore/JSONWriter.h"
+#include "TolvanderCore/JSON/JSONReader.h"
+#include "TolvanderCore/JSON/JSONWriter.h"
 #include "TolvanderCore/Platform/FileSystem.h"
 
 namespace tolvander::app {

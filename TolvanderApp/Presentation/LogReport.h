@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "TolvanderCore/DiagnosticLog.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::app {
 

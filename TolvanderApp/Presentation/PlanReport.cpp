@@ -4,12 +4,12 @@
 
 #include "TolvanderApp/Presentation/Wording.h"
 #include "TolvanderCore/CharmeraMediaProcessor.h"
-#include "TolvanderCore/FileFingerprinter.h"
-#include "TolvanderCore/JSONWriter.h"
-#include "TolvanderCore/NewFile.h"
+#include "TolvanderCore/Files/FileFingerprinter.h"
+#include "TolvanderCore/Files/NewFile.h"
+#include "TolvanderCore/Files/WholeFile.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
+#include "TolvanderCore/JSON/JSONWriter.h"
 #include "TolvanderCore/Platform/FileSystem.h"
-#include "TolvanderCore/SystemErrors.h"
-#include "TolvanderCore/WholeFile.h"
 
 namespace tolvander::app {
 

@@ -4,10 +4,10 @@
 #include <optional>
 #include <string>
 
-#include "TolvanderCore/Cancellation.h"
-#include "TolvanderCore/Date.h"
-#include "TolvanderCore/Error.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
+#include "TolvanderCore/Foundation/Date.h"
+#include "TolvanderCore/Foundation/Error.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/MediaProcessingPlan.h"
 #include "TolvanderCore/Platform/Calendar.h"
 

@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "TolvanderApp/Platform/Dialogs.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 // Questions on a terminal, in the words that a screen would show.
 namespace tolvander::app {

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "TolvanderApp/Platform/Dialogs.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::app {
 

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 // What helps where a file of ours can't be read: sentences for people, without a line end.
 namespace tolvander::app {

@@ -4,9 +4,9 @@
 #include <string_view>
 
 #include "TolvanderApp/Presentation/Wording.h"
-#include "TolvanderCore/FileFingerprinter.h"
-#include "TolvanderCore/ISO8601.h"
-#include "TolvanderCore/JSONWriter.h"
+#include "TolvanderCore/Files/FileFingerprinter.h"
+#include "TolvanderCore/Foundation/ISO8601.h"
+#include "TolvanderCore/JSON/JSONWriter.h"
 #include "TolvanderCore/NativeCharmeraVideoProcessor.h"
 
 namespace tolvander::app {

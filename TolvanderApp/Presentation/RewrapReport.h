@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "TolvanderCore/Cancellation.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/ProvenMovie.h"
 
 namespace tolvander::app {

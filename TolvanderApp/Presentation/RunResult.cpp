@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "TolvanderApp/PhotoLibraryError.h"
+#include "TolvanderApp/Platform/PhotoLibraryError.h"
 #include "TolvanderApp/Presentation/Wording.h"
 #include "TolvanderCore/MediaSourceError.h"
 

@@ -5,8 +5,8 @@
 #include <string_view>
 
 #include "TolvanderApp/AppModel.h"
-#include "TolvanderCore/FileURL.h"
-#include "TolvanderCore/JSONWriter.h"
+#include "TolvanderCore/Foundation/FileURL.h"
+#include "TolvanderCore/JSON/JSONWriter.h"
 
 namespace tolvander::app {
 

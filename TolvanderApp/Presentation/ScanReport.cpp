@@ -5,12 +5,12 @@
 #include <numeric>
 #include <utility>
 
-#include "TolvanderApp/MediaFingerprintStage.h"
+#include "TolvanderApp/Import/MediaFingerprintStage.h"
 #include "TolvanderApp/Presentation/FailureText.h"
 #include "TolvanderApp/Presentation/Wording.h"
-#include "TolvanderCore/FileFingerprinter.h"
-#include "TolvanderCore/ISO8601.h"
-#include "TolvanderCore/JSONWriter.h"
+#include "TolvanderCore/Files/FileFingerprinter.h"
+#include "TolvanderCore/Foundation/ISO8601.h"
+#include "TolvanderCore/JSON/JSONWriter.h"
 #include "TolvanderCore/MediaStagingService.h"
 #include "TolvanderCore/MountedVolumeMediaSource.h"
 #include "TolvanderCore/Platform/FileSystem.h"

@@ -6,9 +6,9 @@
 
 #include "TolvanderApp/SetAsideFile.h"
 #include "TolvanderCore/CameraMediaFile.h"
-#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
 #include "TolvanderCore/DeviceProfile.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::app {
 

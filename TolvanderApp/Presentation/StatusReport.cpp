@@ -4,8 +4,8 @@
 
 #include "TolvanderApp/Presentation/SetAsideReport.h"
 #include "TolvanderApp/Presentation/Wording.h"
-#include "TolvanderCore/ISO8601.h"
-#include "TolvanderCore/JSONWriter.h"
+#include "TolvanderCore/Foundation/ISO8601.h"
+#include "TolvanderCore/JSON/JSONWriter.h"
 #include "TolvanderCore/MediaCounts.h"
 
 namespace tolvander::app {

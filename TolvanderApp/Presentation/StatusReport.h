@@ -9,7 +9,7 @@
 #include "TolvanderApp/PhotosPermissionStatus.h"
 #include "TolvanderApp/Platform/HomeInUseError.h"
 #include "TolvanderApp/Presentation/CamerasReport.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/ImportHistorySummary.h"
 
 namespace tolvander::app {

@@ -6,7 +6,7 @@
 #include <iterator>
 
 #include "TolvanderApp/Presentation/Wording.h"
-#include "TolvanderCore/JSONWriter.h"
+#include "TolvanderCore/JSON/JSONWriter.h"
 #include "TolvanderCore/MediaCounts.h"
 
 namespace tolvander::app {

@@ -11,7 +11,7 @@
 #include "TolvanderApp/Concurrency/Subscription.h"
 #include "TolvanderApp/Platform/NotificationDelivery.h"
 #include "TolvanderApp/Presentation/RunResult.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::app {
 

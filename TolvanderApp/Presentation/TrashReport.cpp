@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "TolvanderApp/Presentation/Wording.h"
-#include "TolvanderCore/ISO8601.h"
-#include "TolvanderCore/JSONWriter.h"
+#include "TolvanderCore/Foundation/ISO8601.h"
+#include "TolvanderCore/JSON/JSONWriter.h"
 #include "TolvanderCore/Platform/FileSystem.h"
 
 namespace tolvander::app {

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "TolvanderApp/Platform/Dialogs.h"
-#include "TolvanderApp/TrashService.h"
-#include "TolvanderCore/Date.h"
+#include "TolvanderApp/Trash/TrashService.h"
+#include "TolvanderCore/Foundation/Date.h"
 #include "TolvanderCore/ManagedTrashRecord.h"
 #include "TolvanderCore/TrashIntent.h"
 

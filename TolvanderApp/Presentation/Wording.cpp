@@ -4,7 +4,7 @@
 #include <array>
 #include <cmath>
 
-#include "TolvanderCore/UTF8.h"
+#include "TolvanderCore/Foundation/UTF8.h"
 
 namespace tolvander::app {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "TolvanderCore/Date.h"
-#include "TolvanderCore/WallClock.h"
+#include "TolvanderCore/Foundation/Date.h"
+#include "TolvanderCore/Foundation/WallClock.h"
 
 namespace tolvander {
 

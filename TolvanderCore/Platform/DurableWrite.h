@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <span>
 
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander {
 

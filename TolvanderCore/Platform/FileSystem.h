@@ -6,10 +6,10 @@
 #include <optional>
 #include <vector>
 
-#include "TolvanderCore/Date.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/Date.h"
+#include "TolvanderCore/Foundation/FileURL.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/Platform/Calendar.h"
-#include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander {
 

@@ -5,7 +5,7 @@
 #include <span>
 #include <string>
 
-#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
 
 namespace tolvander {
 

@@ -10,10 +10,10 @@
 #include <string_view>
 #include <vector>
 
-#include "TolvanderCore/Cancellation.h"
-#include "TolvanderCore/Date.h"
-#include "TolvanderCore/Error.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
+#include "TolvanderCore/Foundation/Date.h"
+#include "TolvanderCore/Foundation/Error.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander {
 

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander {
 

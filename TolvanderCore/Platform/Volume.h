@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander {
 

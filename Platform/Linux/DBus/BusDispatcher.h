@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "Platform/Linux/DBus/BusConnection.h"
-#include "Platform/Linux/DescriptorWatcher.h"
+#include "Platform/Linux/System/DescriptorWatcher.h"
 #include "TolvanderApp/Concurrency/Subscription.h"
 
 namespace tolvander::platform::linux_ {

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-#include "TolvanderCore/Error.h"
+#include "TolvanderCore/Foundation/Error.h"
 
 namespace tolvander::platform::linux_ {
 

@@ -4,7 +4,7 @@
 
 #include <type_traits>
 
-#include "TolvanderCore/UTF8.h"
+#include "TolvanderCore/Foundation/UTF8.h"
 
 namespace tolvander::platform::linux_ {
 

@@ -3,8 +3,8 @@
 #include <optional>
 
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
-#include "TolvanderCore/DailyBackups.h"
-#include "TolvanderCore/Date.h"
+#include "TolvanderCore/Files/DailyBackups.h"
+#include "TolvanderCore/Foundation/Date.h"
 
 namespace tolvander::platform::linux_ {
 

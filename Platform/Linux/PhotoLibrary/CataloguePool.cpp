@@ -6,7 +6,7 @@
 
 #include "Platform/Linux/PhotoLibrary/LibraryLock.h"
 #include "Platform/Linux/PhotoLibrary/LostCatalogue.h"
-#include "TolvanderCore/SystemErrors.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
 

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "TolvanderCore/FileReader.h"
+#include "TolvanderCore/Files/FileReader.h"
+#include "TolvanderCore/Foundation/UUID.h"
 #include "TolvanderCore/Platform/FileSystem.h"
-#include "TolvanderCore/UUID.h"
 
 namespace tolvander::platform::linux_ {
 

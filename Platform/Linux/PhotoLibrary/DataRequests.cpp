@@ -10,7 +10,7 @@
 
 #include "Platform/Linux/PhotoLibrary/LibraryErrors.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
-#include "TolvanderCore/SystemErrors.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
 

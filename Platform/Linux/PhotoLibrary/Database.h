@@ -8,8 +8,8 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "TolvanderCore/Error.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/Error.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 struct sqlite3;
 struct sqlite3_stmt;

@@ -8,9 +8,9 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "Platform/Linux/Descriptor.h"
-#include "Platform/Linux/FileWriting.h"
-#include "TolvanderCore/SystemErrors.h"
+#include "Platform/Linux/Files/FileWriting.h"
+#include "Platform/Linux/System/Descriptor.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
 

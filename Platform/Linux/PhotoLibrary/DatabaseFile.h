@@ -3,7 +3,7 @@
 #include <string>
 #include <utility>
 
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::platform::linux_ {
 

@@ -14,7 +14,7 @@
 #include "Platform/Linux/PhotoLibrary/LostCatalogue.h"
 #include "Platform/Linux/PhotoLibrary/OriginalContent.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
-#include "TolvanderCore/SystemErrors.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
 

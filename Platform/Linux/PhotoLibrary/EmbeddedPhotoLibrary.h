@@ -12,7 +12,7 @@
 #include "Platform/Linux/PhotoLibrary/LibraryThread.h"
 #include "Platform/Linux/PhotoLibrary/LibraryWriter.h"
 #include "TolvanderApp/Platform/PhotoLibrary.h"
-#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
 #include "TolvanderCore/Platform/StandardDirectories.h"
 
 namespace tolvander::platform::linux_ {

@@ -10,9 +10,9 @@
 #include <cerrno>
 #include <span>
 
-#include "Platform/Linux/FileWriting.h"
+#include "Platform/Linux/Files/FileWriting.h"
 #include "Platform/Linux/PhotoLibrary/OriginalContent.h"
-#include "TolvanderCore/SystemErrors.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
 

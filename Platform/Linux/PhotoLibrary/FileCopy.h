@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "Platform/Linux/Descriptor.h"
-#include "TolvanderCore/FileURL.h"
+#include "Platform/Linux/System/Descriptor.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::platform::linux_ {
 

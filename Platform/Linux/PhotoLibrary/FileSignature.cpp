@@ -5,7 +5,7 @@
 #include <span>
 #include <string_view>
 
-#include "TolvanderCore/FileReader.h"
+#include "TolvanderCore/Files/FileReader.h"
 
 namespace tolvander::platform::linux_ {
 

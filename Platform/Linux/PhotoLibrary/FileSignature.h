@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::platform::linux_ {
 

@@ -7,7 +7,7 @@
 
 #include "Platform/Linux/PhotoLibrary/OriginalContent.h"
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
-#include "TolvanderCore/SystemErrors.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
 

@@ -9,7 +9,7 @@
 #include "Platform/Linux/PhotoLibrary/LibraryListing.h"
 #include "Platform/Linux/PhotoLibrary/OriginalFiles.h"
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
-#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
 
 namespace tolvander::platform::linux_ {
 

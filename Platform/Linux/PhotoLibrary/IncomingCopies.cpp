@@ -8,13 +8,13 @@
 #include <exception>
 #include <utility>
 
-#include "Platform/Linux/FileWriting.h"
+#include "Platform/Linux/Files/FileWriting.h"
 #include "Platform/Linux/PhotoLibrary/FileCopy.h"
 #include "Platform/Linux/PhotoLibrary/OriginalNames.h"
 #include "Platform/Linux/PhotoLibrary/OriginalProperties.h"
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
-#include "TolvanderCore/SystemErrors.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
 

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <utility>
 
-#include "Platform/Linux/FileWriting.h"
+#include "Platform/Linux/Files/FileWriting.h"
 #include "Platform/Linux/PhotoLibrary/IncomingCopies.h"
 #include "Platform/Linux/PhotoLibrary/OriginalContent.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPlacement.h"
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
-#include "TolvanderCore/SystemErrors.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
 

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "Platform/Linux/PhotoLibrary/Database.h"
-#include "TolvanderCore/SystemErrors.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
 

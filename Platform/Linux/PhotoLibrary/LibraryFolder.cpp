@@ -6,9 +6,9 @@
 
 #include <cerrno>
 
-#include "Platform/Linux/FileWriting.h"
-#include "TolvanderCore/DayText.h"
-#include "TolvanderCore/SystemErrors.h"
+#include "Platform/Linux/Files/FileWriting.h"
+#include "TolvanderCore/Files/DayText.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
 

@@ -4,9 +4,9 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Linux/Descriptor.h"
-#include "TolvanderCore/Date.h"
-#include "TolvanderCore/FileURL.h"
+#include "Platform/Linux/System/Descriptor.h"
+#include "TolvanderCore/Foundation/Date.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/Platform/Calendar.h"
 
 namespace tolvander::platform::linux_ {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "TolvanderApp/Platform/PhotoLibrary.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::platform::linux_ {
 

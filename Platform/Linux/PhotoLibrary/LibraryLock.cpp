@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
-#include "TolvanderCore/SystemErrors.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
 

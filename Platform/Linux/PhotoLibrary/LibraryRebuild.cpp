@@ -10,9 +10,9 @@
 #include "Platform/Linux/PhotoLibrary/LostCatalogue.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
-#include "TolvanderCore/DayText.h"
+#include "TolvanderCore/Files/DayText.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/Platform/FileSystem.h"
-#include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
 

@@ -10,7 +10,7 @@
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
 #include "Platform/Linux/PhotoLibrary/LibraryLock.h"
 #include "Platform/Linux/PhotoLibrary/RebuiltContents.h"
-#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
 
 namespace tolvander::platform::linux_ {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Linux/FileWriting.h"
+#include "Platform/Linux/Files/FileWriting.h"
 #include "Platform/Linux/PhotoLibrary/IncomingCopies.h"
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 

@@ -9,8 +9,8 @@
 #include "Platform/Linux/PhotoLibrary/OriginalContent.h"
 #include "Platform/Linux/PhotoLibrary/OriginalFiles.h"
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/Platform/FileSystem.h"
-#include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
 

@@ -9,7 +9,7 @@
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
 #include "Platform/Linux/PhotoLibrary/LibraryListing.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
-#include "TolvanderCore/Cancellation.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
 
 namespace tolvander::platform::linux_ {
 

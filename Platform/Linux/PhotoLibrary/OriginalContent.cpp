@@ -5,9 +5,9 @@
 #include <cerrno>
 #include <memory>
 
-#include "TolvanderCore/FileFingerprinter.h"
+#include "TolvanderCore/Files/FileFingerprinter.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/Platform/SHA256.h"
-#include "TolvanderCore/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
 

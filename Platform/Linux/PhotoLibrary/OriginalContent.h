@@ -5,9 +5,9 @@
 #include <span>
 #include <string>
 
-#include "Platform/Linux/Descriptor.h"
-#include "TolvanderCore/Cancellation.h"
-#include "TolvanderCore/FileURL.h"
+#include "Platform/Linux/System/Descriptor.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::platform::linux_ {
 

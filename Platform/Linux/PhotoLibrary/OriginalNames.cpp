@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "TolvanderCore/Foundation/UTF8.h"
 #include "TolvanderCore/Platform/Text.h"
-#include "TolvanderCore/UTF8.h"
 
 namespace tolvander::platform::linux_ {
 

@@ -9,11 +9,11 @@
 #include <optional>
 #include <utility>
 
-#include "Platform/Linux/FileSystemKind.h"
-#include "Platform/Linux/FileWriting.h"
+#include "Platform/Linux/Files/FileSystemKind.h"
+#include "Platform/Linux/Files/FileWriting.h"
 #include "Platform/Linux/PhotoLibrary/FileCopy.h"
 #include "Platform/Linux/PhotoLibrary/OriginalNames.h"
-#include "TolvanderCore/SystemErrors.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
 

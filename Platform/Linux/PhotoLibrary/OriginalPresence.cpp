@@ -6,7 +6,7 @@
 #include <cerrno>
 
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
-#include "TolvanderCore/SystemErrors.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
 

@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <string>
 
-#include "Platform/Linux/Descriptor.h"
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
-#include "TolvanderCore/Date.h"
+#include "Platform/Linux/System/Descriptor.h"
+#include "TolvanderCore/Foundation/Date.h"
 
 namespace tolvander::platform::linux_ {
 

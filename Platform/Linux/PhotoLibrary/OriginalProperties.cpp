@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "TolvanderCore/CharmeraVideoProcessingError.h"
-#include "TolvanderCore/FileReader.h"
+#include "TolvanderCore/Files/FileReader.h"
 #include "TolvanderCore/PictureHead.h"
 #include "TolvanderCore/Platform/ImageProperties.h"
 #include "TolvanderCore/Platform/Movie.h"

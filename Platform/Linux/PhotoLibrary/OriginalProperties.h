@@ -4,8 +4,8 @@
 #include <optional>
 
 #include "TolvanderApp/Platform/PhotoLibrary.h"
-#include "TolvanderCore/Date.h"
-#include "TolvanderCore/FileURL.h"
+#include "TolvanderCore/Foundation/Date.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/Platform/Calendar.h"
 
 namespace tolvander::platform::linux_ {

@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "TolvanderCore/SystemErrors.h"
-#include "TolvanderCore/UUID.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
+#include "TolvanderCore/Foundation/UUID.h"
 
 namespace tolvander::platform::linux_ {
 

@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Linux/Descriptor.h"
-#include "TolvanderCore/Date.h"
-#include "TolvanderCore/FileURL.h"
+#include "Platform/Linux/System/Descriptor.h"
+#include "TolvanderCore/Foundation/Date.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::platform::linux_ {
 

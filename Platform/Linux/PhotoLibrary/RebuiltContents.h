@@ -8,7 +8,7 @@
 #include "Platform/Linux/PhotoLibrary/CatalogueContents.h"
 #include "Platform/Linux/PhotoLibrary/FoundOriginals.h"
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
-#include "TolvanderCore/UUID.h"
+#include "TolvanderCore/Foundation/UUID.h"
 
 namespace tolvander::platform::linux_ {
 

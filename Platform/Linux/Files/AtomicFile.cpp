@@ -1,0 +1,377 @@
+#include "TolvanderCore/Platform/AtomicFile.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <exception>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Platform/Linux/Files/FileSystemKind.h"
+#include "Platform/Linux/Files/FileWriting.h"
+#include "Platform/Linux/System/Descriptor.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
+#include "TolvanderCore/Foundation/UUID.h"
+
+namespace tolvander {
+
+using platform::linux_::Descriptor;
+using platform::linux_::isInUserSpace;
+using platform::linux_::makeDurable;
+using platform::linux_::makeFolderDurable;
+using platform::linux_::uninterrupted;
+using platform::linux_::writeAll;
+
+namespace {
+
+constexpr std::string_view auxiliaryExtension = ".tmp";
+constexpr std::size_t randomTextLength = 36;  // of a UUID
+
+// What the names of all auxiliary files of a target begin with. Of a long name only as much stays as leaves
+// room for the rest.
+std::string auxiliaryPrefix(const FileURL& target) {
+  constexpr std::size_t longestName = NAME_MAX - 2 - randomTextLength - auxiliaryExtension.size();
+  std::string prefix(".");
+  prefix += target.lastPathComponent().substr(0, longestName);
+  return prefix + ".";
+}
+
+std::string newAuxiliaryName(const FileURL& target) {
+  return auxiliaryPrefix(target) + UUID::random().text() + std::string(auxiliaryExtension);
+}
+
+bool isAuxiliaryName(std::string_view name, std::string_view prefix) {
+  return name.size() == prefix.size() + randomTextLength + auxiliaryExtension.size() &&
+         name.starts_with(prefix) && name.ends_with(auxiliaryExtension) &&
+         UUID::fromText(name.substr(prefix.size(), randomTextLength));
+}
+
+std::optional<struct stat> statusOf(const FileURL& url) {
+  struct stat status {};
+  if (lstat(url.path().c_str(), &status) == 0) {
+    return status;
+  }
+  if (errno == ENOENT) {
+    return std::nullopt;
+  }
+  throw PosixError(errno, "look at", url);
+}
+
+FileURL destinationOfLink(const FileURL& link) {
+  std::string destination(PATH_MAX, '\0');
+  const ssize_t length = readlink(link.path().c_str(), destination.data(), destination.size());
+  if (length <= 0) {
+    throw PosixError(length < 0 ? errno : ENOENT, "read the link", link);
+  }
+  destination.resize(static_cast<std::size_t>(length));
+  return destination.starts_with('/') ? FileURL(destination)
+                                      : link.deletingLastPathComponent().appending(destination);
+}
+
+// The file that `url` leads to when it is a link, whether that file exists or not.
+FileURL followingLinks(FileURL url) {
+  constexpr int mostLinks = 40;  // as the kernel has it (path_resolution(7))
+  for (int links = 0; links < mostLinks; ++links) {
+    const auto status = statusOf(url);
+    if (!status || !S_ISLNK(status->st_mode)) {
+      return url;
+    }
+    url = destinationOfLink(url);
+  }
+  throw PosixError(ELOOP, "follow the link", url);
+}
+
+Descriptor openFolder(const FileURL& folder) {
+  Descriptor descriptor(
+      uninterrupted([&] { return open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+  if (!descriptor) {
+    throw PosixError(errno, "open the folder", folder);
+  }
+  return descriptor;
+}
+
+bool isFolder(const FileURL& url) {
+  struct stat status {};
+  return stat(url.path().c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// One folder, in a parent that exists.
+void createDirectory(const FileURL& directory, Durability durability) {
+  if (mkdir(directory.path().c_str(), 0777) != 0) {
+    const int failure = errno;
+    if (failure == EEXIST && isFolder(directory)) {
+      return;  // somebody else was faster
+    }
+    throw PosixError(failure == EEXIST ? ENOTDIR : failure, "create the folder", directory);
+  }
+  if (durability == Durability::survivesProcess) {
+    return;
+  }
+  try {
+    makeFolderDurable(directory.deletingLastPathComponent());
+  } catch (const PosixError&) {
+    rmdir(directory.path().c_str());  // or the next call would take it for a durable one
+    throw;
+  }
+}
+
+}  // namespace
+
+void createDirectories(const FileURL& directory, Durability durability) {
+  struct stat status {};
+  if (stat(directory.path().c_str(), &status) == 0) {
+    if (!S_ISDIR(status.st_mode)) {
+      throw PosixError(ENOTDIR, "create the folder", directory);
+    }
+    return;
+  }
+  if (errno != ENOENT) {
+    throw PosixError(errno, "create the folder", directory);
+  }
+  createDirectories(directory.deletingLastPathComponent(), durability);
+  createDirectory(directory, durability);
+}
+
+struct AtomicFile::Replacement {
+  FileURL target;
+  FileURL folder;
+  FileURL auxiliary;
+  Durability durability;
+  Descriptor file;                // the auxiliary file, locked for as long as this process works on it
+  bool auxiliaryIsThere = false;  // and is to be removed
+
+  Replacement(const FileURL& requestedTarget, Durability requestedDurability)
+      : target(followingLinks(requestedTarget)),
+        folder(target.deletingLastPathComponent()),
+        auxiliary(target),
+        durability(requestedDurability) {
+    try {
+      createAuxiliaryFile();
+      takeOverPermissions();
+    } catch (...) {
+      removeAuxiliaryFile();
+      throw;
+    }
+  }
+
+  ~Replacement() { removeAuxiliaryFile(); }
+
+  Replacement(const Replacement&) = delete;
+  Replacement& operator=(const Replacement&) = delete;
+
+  // A sweep in another process can find the file in the moment before it is locked and remove it. Then a new
+  // one is made; that this happens many times in a row means that something else is wrong.
+  void createAuxiliaryFile() {
+    constexpr int mostAttempts = 16;
+    for (int attempt = 0; attempt < mostAttempts; ++attempt) {
+      auxiliary = folder.appending(newAuxiliaryName(target));
+      file = Descriptor(uninterrupted(
+          [this] { return open(auxiliary.path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666); }));
+      if (!file) {
+        throw PosixError(errno, "create", auxiliary);
+      }
+      auxiliaryIsThere = true;
+      const bool sweepHoldsIt = flock(file.number(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+      if (!sweepHoldsIt && statusOf(auxiliary)) {
+        return;
+      }
+      removeAuxiliaryFile();
+    }
+    throw PosixError(EAGAIN, "create", auxiliary);
+  }
+
+  void removeAuxiliaryFile() {
+    if (auxiliaryIsThere) {
+      unlink(auxiliary.path().c_str());
+      auxiliaryIsThere = false;
+    }
+  }
+
+  // Before the first byte is written, so that nobody can read the new content who could not read the old.
+  // File systems without permissions give all files the same ones and refuse to change them.
+  void takeOverPermissions() {
+    constexpr mode_t permissionBits = 0777;
+    const auto previous = statusOf(target);
+    const auto created = statusOf(auxiliary);
+    if (!previous || !created || ((previous->st_mode ^ created->st_mode) & permissionBits) == 0) {
+      return;
+    }
+    if (uninterrupted([&] { return fchmod(file.number(), previous->st_mode & permissionBits); }) != 0) {
+      throw PosixError(errno, "set the permissions of", auxiliary);
+    }
+  }
+
+  void write(std::span<const std::byte> bytes) {
+    writeAll(file, bytes, auxiliary);
+    if (durability == Durability::survivesPowerLoss) {
+      // Lets the device begin while the caller makes the next bytes. A hint: fsync alone counts, and tells of
+      // failures.
+      sync_file_range(file.number(), 0, 0, SYNC_FILE_RANGE_WRITE);
+    }
+  }
+
+  // Network file systems report some failures of writing only when a file is closed. Closing a duplicate asks
+  // for them and keeps the lock.
+  void reportLateFailures() {
+    const int duplicate = fcntl(file.number(), F_DUPFD_CLOEXEC, 0);
+    if (duplicate < 0 || (close(duplicate) != 0 && errno != EINTR)) {
+      throw PosixError(errno, "finish writing", auxiliary);
+    }
+  }
+
+  void commit() {
+    if (durability == Durability::survivesPowerLoss) {
+      makeDurable(file, auxiliary);
+    }
+    reportLateFailures();
+    if (durability == Durability::survivesPowerLoss) {
+      replaceDurably();
+    } else {
+      rename();
+    }
+    removeAuxiliaryFile();  // which has the old content by now; should that fail, the change is made all the
+                            // same
+  }
+
+  void rename() {
+    if (::rename(auxiliary.path().c_str(), target.path().c_str()) != 0) {
+      throw PosixError(errno, "replace", target);
+    }
+    auxiliaryIsThere = false;
+  }
+
+  // False where the file system doesn't offer it. Those in user space aren't asked: exfat-fuse 1.4 takes it
+  // for a plain rename, loses the other file, and ends when that file is asked for.
+  bool exchange() {
+    if (isInUserSpace(file.number())) {
+      return false;
+    }
+    if (renameat2(AT_FDCWD, auxiliary.path().c_str(), AT_FDCWD, target.path().c_str(), RENAME_EXCHANGE) ==
+        0) {
+      return true;
+    }
+    if (errno == EINVAL || errno == ENOSYS) {
+      return false;
+    }
+    throw PosixError(errno, "replace", target);
+  }
+
+  // How the target got its new content decides how it gets the old one back.
+  enum class Step { created, exchanged, overwritten };
+
+  void replaceDurably() {
+    const Descriptor openedFolder = openFolder(folder);
+    const Descriptor previous = lockedPrevious();
+    const Step step = takeThePlace();
+    try {
+      makeDurable(openedFolder, folder);
+    } catch (const PosixError&) {
+      undo(step);
+      throw;
+    }
+  }
+
+  // After the exchange the old content has the auxiliary name, and until the change is durable no sweep may
+  // take it away. A file that its user may not read can't be locked and goes without.
+  Descriptor lockedPrevious() const {
+    Descriptor previous(open(target.path().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (previous) {
+      flock(previous.number(), LOCK_SH | LOCK_NB);
+    }
+    return previous;
+  }
+
+  Step takeThePlace() {
+    const auto existing = statusOf(target);
+    if (existing && S_ISDIR(existing->st_mode)) {
+      throw PosixError(EISDIR, "replace", target);  // which an exchange would do
+    }
+    if (existing && exchange()) {
+      return Step::exchanged;
+    }
+    rename();
+    return existing ? Step::overwritten : Step::created;
+  }
+
+  void undo(Step step) {
+    if (!targetIsTheNewFile()) {
+      return;  // another process has replaced it in the meantime, and what it wrote stays
+    }
+    switch (step) {
+      case Step::created:
+        unlink(target.path().c_str());
+        break;
+      case Step::exchanged:
+        renameat2(AT_FDCWD, auxiliary.path().c_str(), AT_FDCWD, target.path().c_str(), RENAME_EXCHANGE);
+        break;
+      case Step::overwritten:
+        break;
+    }
+  }
+
+  bool targetIsTheNewFile() const {
+    struct stat current {};
+    struct stat written {};
+    return lstat(target.path().c_str(), &current) == 0 && fstat(file.number(), &written) == 0 &&
+           current.st_dev == written.st_dev && current.st_ino == written.st_ino;
+  }
+};
+
+AtomicFile::AtomicFile(const FileURL& target, Durability durability)
+    : replacement_(std::make_unique<Replacement>(target, durability)) {}
+
+AtomicFile::~AtomicFile() = default;
+
+void AtomicFile::write(std::span<const std::byte> bytes) { replacement_->write(bytes); }
+
+void AtomicFile::commit() { replacement_->commit(); }
+
+namespace {
+
+struct ClosingFolder {
+  void operator()(DIR* folder) const { closedir(folder); }
+};
+
+void removeUnlessInUse(int folder, const char* name) {
+  const Descriptor file(openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  struct stat status {};
+  if (file && fstat(file.number(), &status) == 0 && S_ISREG(status.st_mode) &&
+      flock(file.number(), LOCK_EX | LOCK_NB) == 0) {
+    unlinkat(folder, name, 0);
+  }
+}
+
+void removeLeftoversOf(const FileURL& target) {
+  Descriptor descriptor = openFolder(target.deletingLastPathComponent());
+  const std::unique_ptr<DIR, ClosingFolder> folder(fdopendir(descriptor.number()));
+  if (!folder) {
+    return;
+  }
+  descriptor.release();  // the stream closes it
+  const std::string prefix = auxiliaryPrefix(target);
+  while (const dirent* entry = readdir(folder.get())) {
+    if (isAuxiliaryName(entry->d_name, prefix)) {
+      removeUnlessInUse(dirfd(folder.get()), entry->d_name);
+    }
+  }
+}
+
+}  // namespace
+
+void AtomicFile::removeLeftovers(const FileURL& target) noexcept {
+  try {
+    removeLeftoversOf(followingLinks(target));
+  } catch (const std::exception&) {
+    return;  // the folder can't be read, and the leftovers stay for another time
+  }
+}
+
+}  // namespace tolvander

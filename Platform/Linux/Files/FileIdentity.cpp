@@ -1,0 +1,123 @@
+#include "Platform/Linux/Files/FileIdentity.h"
+
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/stat.h>
+#include <sys/statfs.h>
+#include <sys/statvfs.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <memory>
+#include <span>
+#include <string_view>
+
+#include "Platform/Linux/System/Descriptor.h"
+#include "TolvanderCore/Platform/SHA256.h"
+
+namespace tolvander::platform::linux_ {
+
+namespace {
+
+// Numbers of file systems that <linux/magic.h> doesn't have (statfs(2)).
+constexpr std::uint32_t zfsMagic = 0x2FC1'2FC1;
+
+// File systems whose inode numbers are on the disk. Those of the FAT family and most that run in a user's
+// process count inodes up anew at every mount.
+constexpr std::array fileSystemsKeepingNumbers = std::to_array<std::uint32_t>(
+    {EXT4_SUPER_MAGIC, BTRFS_SUPER_MAGIC, XFS_SUPER_MAGIC, F2FS_SUPER_MAGIC, TMPFS_MAGIC, zfsMagic});
+
+bool keepsNumbers(std::uint32_t fileSystem) {
+  return std::ranges::find(fileSystemsKeepingNumbers, fileSystem) != fileSystemsKeepingNumbers.end();
+}
+
+app::FileStatus::Kind kindOf(mode_t mode) {
+  using Kind = app::FileStatus::Kind;
+  return S_ISREG(mode)   ? Kind::regularFile
+         : S_ISDIR(mode) ? Kind::directory
+         : S_ISLNK(mode) ? Kind::symbolicLink
+                         : Kind::other;
+}
+
+// How the file begins; absent where it can't be read. The position in the file stays.
+std::optional<SHA256::Digest> digestOfBeginning(int descriptor) {
+  constexpr std::size_t sampleSize = 65'536;
+  const std::unique_ptr<std::byte[]> memory(new std::byte[sampleSize]);
+  std::size_t size = 0;
+  while (size < sampleSize) {
+    const ssize_t count = uninterrupted(
+        [&] { return pread(descriptor, memory.get() + size, sampleSize - size, static_cast<off_t>(size)); });
+    if (count < 0) {
+      return std::nullopt;
+    }
+    if (count == 0) {
+      break;
+    }
+    size += static_cast<std::size_t>(count);
+  }
+  return SHA256::hash(std::span(memory.get(), size));
+}
+
+std::optional<std::uint64_t> numberOfContent(int descriptor, const app::FileStatus& status) {
+  // FAT keeps every second second; what is in memory before a remount can be finer.
+  constexpr std::int64_t coarsestStep = 2;
+  const auto beginning = digestOfBeginning(descriptor);
+  if (!beginning) {
+    return std::nullopt;
+  }
+  const std::array fields{status.birthSeconds, status.birthNanoseconds,
+                          status.modificationSeconds / coarsestStep, status.size};
+  SHA256 hash;
+  hash.update(std::as_bytes(std::span(fields)));
+  hash.update(*beginning);
+  const SHA256::Digest digest = hash.finish();
+  std::uint64_t number = 0;
+  std::memcpy(&number, digest.data(), sizeof number);
+  return number;
+}
+
+}  // namespace
+
+std::optional<app::FileStatus> fileStatus(int descriptor, const std::string& name) {
+  struct statx status {};
+  const int flags = AT_SYMLINK_NOFOLLOW | (name.empty() ? AT_EMPTY_PATH : 0);
+  if (statx(descriptor, name.c_str(), flags, STATX_BASIC_STATS | STATX_BTIME, &status) != 0) {
+    return std::nullopt;
+  }
+  const bool hasBirth = (status.stx_mask & STATX_BTIME) != 0;
+  return app::FileStatus{.kind = kindOf(status.stx_mode),
+                         .device = makedev(status.stx_dev_major, status.stx_dev_minor),
+                         .inode = status.stx_ino,
+                         .linkCount = status.stx_nlink,
+                         .size = static_cast<std::int64_t>(status.stx_size),
+                         .modificationSeconds = status.stx_mtime.tv_sec,
+                         .modificationNanoseconds = status.stx_mtime.tv_nsec,
+                         .birthSeconds = hasBirth ? status.stx_btime.tv_sec : 0,
+                         .birthNanoseconds = hasBirth ? status.stx_btime.tv_nsec : 0};
+}
+
+std::optional<std::uint64_t> lastingFileNumber(int descriptor) {
+  struct statfs fileSystem {};
+  const auto status = fileStatus(descriptor, "");
+  if (!status || fstatfs(descriptor, &fileSystem) != 0) {
+    return std::nullopt;
+  }
+  return keepsNumbers(static_cast<std::uint32_t>(fileSystem.f_type)) ? status->inode
+                                                                     : numberOfContent(descriptor, *status);
+}
+
+std::optional<std::string> lastingFileSystemNumber(const FileURL& directory) {
+  struct statfs fileSystem {};
+  struct statvfs status {};
+  if (statfs(directory.path().c_str(), &fileSystem) != 0 || statvfs(directory.path().c_str(), &status) != 0 ||
+      status.f_fsid == 0 || !keepsNumbers(static_cast<std::uint32_t>(fileSystem.f_type))) {
+    return std::nullopt;
+  }
+  return "file system " + std::to_string(status.f_fsid);
+}
+
+}  // namespace tolvander::platform::linux_

@@ -1,0 +1,333 @@
+#include "TolvanderCore/Platform/FileSystem.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/msdos_fs.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "Platform/Linux/Files/FATClock.h"
+#include "Platform/Linux/Files/FileSystemKind.h"
+#include "Platform/Linux/System/Descriptor.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
+
+namespace tolvander {
+
+using platform::linux_::dateOfFATClock;
+using platform::linux_::Descriptor;
+using platform::linux_::FATClocks;
+using platform::linux_::isOnFAT;
+using platform::linux_::uninterrupted;
+
+namespace {
+
+// The extensions of the folders that the Finder shows as one document: Apple's bundle types and those of the
+// applications that people keep pictures, films and projects in. In the order of their bytes, for the search.
+constexpr std::array packageExtensions = std::to_array<std::string_view>({
+    "action",
+    "aplibrary",
+    "app",
+    "appex",
+    "band",
+    "bundle",
+    "caction",
+    "clr",
+    "cocoatouchtestbundle",
+    "colorpicker",
+    "component",
+    "definition",
+    "dictionary",
+    "docset",
+    "download",
+    "driver",
+    "dsym",
+    "dvdproj",
+    "fcpbundle",
+    "fcpproject",
+    "framework",
+    "garageband",
+    "graffle",
+    "imovielibrary",
+    "imovieproject",
+    "imovietheater",
+    "kext",
+    "key",
+    "keynote",
+    "kth",
+    "logic",
+    "logicx",
+    "mdimporter",
+    "menu",
+    "migratedaperturelibrary",
+    "migratedphotolibrary",
+    "mlmodelc",
+    "mlpackage",
+    "monitorpanel",
+    "mpkg",
+    "musiclibrary",
+    "nib",
+    "numbers",
+    "osax",
+    "pages",
+    "photolibrary",
+    "photoslibrary",
+    "pkg",
+    "playground",
+    "playgroundbook",
+    "plugin",
+    "prefpane",
+    "qlgenerator",
+    "rcproject",
+    "rtfd",
+    "safariextension",
+    "saver",
+    "scptd",
+    "screenflow",
+    "service",
+    "slidesaver",
+    "sparsebundle",
+    "spotlight",
+    "swiftpm",
+    "systemextension",
+    "theater",
+    "tvlibrary",
+    "vst",
+    "vst3",
+    "wdgt",
+    "webplugin",
+    "workflow",
+    "xcappdata",
+    "xcarchive",
+    "xcassets",
+    "xcdatamodel",
+    "xcdatamodeld",
+    "xcframework",
+    "xcodeproj",
+    "xcplugin",
+    "xcresult",
+    "xctest",
+    "xcworkspace",
+    "xpc",
+});
+static_assert(std::ranges::is_sorted(packageExtensions), "the search needs the table in order");
+
+std::string lowercasedASCII(std::string_view text) {
+  std::string lower(text);
+  for (char& character : lower) {
+    if (character >= 'A' && character <= 'Z') {
+      character = static_cast<char>(character - 'A' + 'a');
+    }
+  }
+  return lower;
+}
+
+// Folders that file systems and other systems keep at the root of a volume. ".Trash-1000" and the like are
+// hidden by their dot.
+bool isSystemFolder(std::string_view name) {
+  constexpr std::array names =
+      std::to_array<std::string_view>({"$recycle.bin", "lost+found", "system volume information"});
+  return std::ranges::find(names, lowercasedASCII(name)) != names.end();
+}
+
+// FAT's hidden attribute of an entry of an open folder (ioctl_fat(2)). False where the driver doesn't tell
+// it, as exFAT's doesn't before Linux 6.9, or the entry can't be opened.
+bool hasHiddenAttribute(int folder, const char* name) {
+  const Descriptor entry(uninterrupted(
+      [&] { return openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
+  std::uint32_t attributes = 0;
+  return entry && ioctl(entry.number(), FAT_IOCTL_GET_ATTRIBUTES, &attributes) == 0 &&
+         (attributes & ATTR_HIDDEN) != 0;
+}
+
+struct NamedEntry {
+  std::string name;
+  bool isDirectory = false;
+};
+
+// The entries of one folder that are not hidden. When reading fails half-way, what was read until then and
+// the errno value that ended it.
+struct FolderContents {
+  std::vector<NamedEntry> entries;
+  int failure = 0;
+};
+
+bool isDirectory(DIR* folder, const dirent& entry) {
+  if (entry.d_type != DT_UNKNOWN) {
+    return entry.d_type == DT_DIR;
+  }
+  struct stat status {};
+  return fstatat(dirfd(folder), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
+}
+
+// Reads the folder to its end and closes it. `additionalFlags` are those of open(2).
+FolderContents readFolder(const FileURL& directory, int additionalFlags) {
+  const char* path = directory.path().c_str();
+  Descriptor descriptor(
+      uninterrupted([&] { return open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC | additionalFlags); }));
+  struct Closing {
+    void operator()(DIR* folder) const { closedir(folder); }
+  };
+  const std::unique_ptr<DIR, Closing> folder(descriptor ? fdopendir(descriptor.number()) : nullptr);
+  if (!folder) {
+    return {{}, errno};
+  }
+  descriptor.release();  // the stream closes it
+  const bool hasAttributes = isOnFAT(dirfd(folder.get()));
+
+  FolderContents contents;
+  while (true) {
+    errno = 0;
+    const dirent* entry = readdir(folder.get());
+    if (entry == nullptr) {
+      contents.failure = errno;
+      return contents;
+    }
+    const std::string_view name(entry->d_name);
+    if (!name.starts_with('.') &&
+        !(hasAttributes && hasHiddenAttribute(dirfd(folder.get()), entry->d_name))) {
+      contents.entries.push_back({entry->d_name, isDirectory(folder.get(), *entry)});
+    }
+  }
+}
+
+struct stat statusOf(const FileURL& url) {
+  struct stat status {};
+  if (lstat(url.path().c_str(), &status) != 0) {
+    throw PosixError(errno, "look at", url);
+  }
+  return status;
+}
+
+FileResourceValues valuesOf(const struct stat& status) {
+  FileResourceValues values;
+  values.isRegularFile = S_ISREG(status.st_mode);
+  values.isDirectory = S_ISDIR(status.st_mode);
+  values.isSymbolicLink = S_ISLNK(status.st_mode);
+  if (values.isRegularFile) {
+    values.fileSize = status.st_size;
+  }
+  values.contentModificationDate = dateSince1970(status.st_mtim.tv_sec, status.st_mtim.tv_nsec);
+  return values;
+}
+
+}  // namespace
+
+FileResourceValues fileResourceValues(const FileURL& url) { return valuesOf(statusOf(url)); }
+
+FileResourceValues cameraFileResourceValues(const FileURL& url, const TimeZone& zone) {
+  const struct stat status = statusOf(url);
+  FileResourceValues values = valuesOf(status);
+  if (values.isRegularFile && values.contentModificationDate) {
+    if (const auto clockOffset = FATClocks::ofThisProcess().offsetOf(status.st_dev)) {
+      values.contentModificationDate = dateOfFATClock(*values.contentModificationDate, *clockOffset, zone);
+    }
+  }
+  return values;
+}
+
+bool fileExists(const FileURL& url) {
+  struct stat status {};
+  return stat(url.path().c_str(), &status) == 0;
+}
+
+bool isPackage(const FileURL& directory) {
+  return std::ranges::binary_search(packageExtensions, lowercasedASCII(directory.pathExtension()));
+}
+
+std::vector<FileURL> contentsOfDirectory(const FileURL& directory) {
+  const FolderContents contents = readFolder(directory, 0);
+  if (contents.failure != 0) {
+    throw PosixError(contents.failure, "read the folder", directory);
+  }
+  std::vector<FileURL> urls;
+  urls.reserve(contents.entries.size());
+  for (const NamedEntry& entry : contents.entries) {
+    urls.push_back(directory.appending(entry.name));
+  }
+  return urls;
+}
+
+struct DirectoryEnumerator::Walk {
+  // A folder that has been read, and how many of its entries have been given.
+  struct Level {
+    FileURL directory;
+    std::vector<NamedEntry> entries;
+    std::size_t given = 0;
+  };
+
+  ErrorHandler handler;
+  std::vector<Level> levels;
+  bool isVolume = false;                 // the root is
+  std::optional<FileURL> folderToEnter;  // before the next entry is given
+  int flagsToEnter = 0;                  // for open(2)
+
+  // False when the handler ends the walk.
+  bool enter(const FileURL& directory) {
+    FolderContents contents = readFolder(directory, flagsToEnter);
+    if (contents.failure != 0 && handler &&
+        !handler(directory, PosixError(contents.failure, "read the folder", directory))) {
+      return false;
+    }
+    if (isVolume && levels.empty()) {
+      std::erase_if(contents.entries,
+                    [](const NamedEntry& entry) { return entry.isDirectory && isSystemFolder(entry.name); });
+    }
+    levels.push_back({directory, std::move(contents.entries)});
+    // Below the root no link is followed, also where one has taken a folder's place since its name was read.
+    flagsToEnter = O_NOFOLLOW;
+    return true;
+  }
+
+  std::optional<FileURL> next() {
+    if (const auto directory = std::exchange(folderToEnter, std::nullopt)) {
+      if (!enter(*directory)) {
+        levels.clear();
+      }
+    }
+    while (!levels.empty() && levels.back().given == levels.back().entries.size()) {
+      levels.pop_back();
+    }
+    if (levels.empty()) {
+      return std::nullopt;
+    }
+    Level& level = levels.back();
+    const NamedEntry& entry = level.entries[level.given++];
+    FileURL url = level.directory.appending(entry.name);
+    if (entry.isDirectory && !isPackage(url)) {
+      folderToEnter = url;
+    }
+    return url;
+  }
+};
+
+std::optional<DirectoryEnumerator> DirectoryEnumerator::at(const FileURL& root, ErrorHandler handler,
+                                                           Root kind) {
+  struct stat status {};
+  const bool found = stat(root.path().c_str(), &status) == 0;
+  if (found ? !S_ISDIR(status.st_mode) : errno == ENOENT || errno == ENOTDIR) {
+    return std::nullopt;
+  }
+  auto walk = std::make_unique<Walk>();
+  walk->handler = std::move(handler);
+  walk->isVolume = kind == Root::volume;
+  walk->folderToEnter = root;
+  return DirectoryEnumerator(std::move(walk));
+}
+
+DirectoryEnumerator::DirectoryEnumerator(std::unique_ptr<Walk> walk) : walk_(std::move(walk)) {}
+DirectoryEnumerator::~DirectoryEnumerator() = default;
+DirectoryEnumerator::DirectoryEnumerator(DirectoryEnumerator&&) noexcept = default;
+DirectoryEnumerator& DirectoryEnumerator::operator=(DirectoryEnumerator&&) noexcept = default;
+
+std::optional<FileURL> DirectoryEnumerator::next() { return walk_->next(); }
+
+}  // namespace tolvander

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "Platform/Linux/Movies/LibAV.h"
+#include "Platform/Linux/Movies/MovieDemuxer.h"
+#include "Platform/Linux/Movies/MovieFile.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
+
+namespace tolvander::platform::linux_ {
+
+enum class EditLists {
+  ignored,  // every sample that is in the file
+  applied,  // what a player would show, at its time
+};
+
+// QuickTime and MPEG-4, read by libavformat.
+class QuickTimeDemuxer final : public MovieDemuxer {
+ public:
+  QuickTimeDemuxer(const MovieFile& file, EditLists editLists, const CancellationToken& token);
+
+  bool read(AVPacket& packet) override;
+
+ private:
+  static int isInterrupted(void* self);
+
+  [[noreturn]] void fail(const char* reason) const;
+
+  const MovieFile& file_;
+  CancellationToken token_;
+  MovieFileIO io_;
+};
+
+}  // namespace tolvander::platform::linux_

@@ -1,0 +1,119 @@
+#include "Platform/Linux/System/HomeLock.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <fstream>
+#include <string>
+#include <string_view>
+
+#include "Platform/Linux/System/LockedFile.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
+#include "TolvanderCore/Platform/AtomicFile.h"
+
+namespace tolvander::platform::linux_ {
+
+namespace {
+
+struct flock wholeFile() {
+  struct flock lock {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  return lock;
+}
+
+std::string nameOfThisProcess() {
+  std::ifstream file("/proc/self/comm");
+  std::string name;
+  std::getline(file, name);
+  return name.empty() ? "tolvander" : name;
+}
+
+Descriptor openOrMake(const FileURL& file) {
+  // The history lies in the same folder, and takes one that is there for durable.
+  createDirectories(file.deletingLastPathComponent(), Durability::survivesPowerLoss);
+  Descriptor descriptor(uninterrupted(
+      [&] { return open(file.path().c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644); }));
+  if (!descriptor) {
+    throw PosixError(errno, "open", file);
+  }
+  return descriptor;
+}
+
+// Absent where the owner hasn't written its name yet.
+std::optional<app::HomeHolder> writtenHolder(const Descriptor& file) {
+  std::array<char, 256> buffer{};
+  const ssize_t size = uninterrupted([&] { return pread(file.number(), buffer.data(), buffer.size(), 0); });
+  std::string_view text(buffer.data(), size > 0 ? static_cast<std::size_t>(size) : 0);
+  const std::size_t end = text.find('\n');
+  if (end == std::string_view::npos) {
+    return std::nullopt;
+  }
+  text = text.substr(0, end);
+  app::HomeHolder holder;
+  const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), holder.process);
+  if (error != std::errc() || rest == text.data() + text.size() || *rest != ' ') {
+    return std::nullopt;
+  }
+  holder.command.assign(rest + 1, text.data() + text.size());
+  return holder;
+}
+
+void writeHolder(const Descriptor& descriptor, const FileURL& file) {
+  const std::string text = std::to_string(getpid()) + " " + nameOfThisProcess() + "\n";
+  if (ftruncate(descriptor.number(), 0) != 0 ||
+      uninterrupted([&] { return pwrite(descriptor.number(), text.data(), text.size(), 0); }) !=
+          static_cast<ssize_t>(text.size())) {
+    throw PosixError(errno, "write", file);
+  }
+}
+
+// Throws HomeInUseError and PosixError.
+Descriptor lockedFile(const FileURL& url) {
+  const auto lock = [&](const Descriptor& file) {
+    struct flock whole = wholeFile();
+    if (uninterrupted([&] { return fcntl(file.number(), F_OFD_SETLK, &whole); }) == 0) {
+      return true;
+    }
+    if (errno == EAGAIN || errno == EACCES) {
+      throw app::HomeInUseError(writtenHolder(file));
+    }
+    throw PosixError(errno, "lock", url);
+  };
+  Descriptor file = openAndLock(
+      url, [&] { return openOrMake(url); }, lock);
+  writeHolder(file, url);
+  return file;
+}
+
+}  // namespace
+
+std::optional<FileURL> HomeLock::standardFile(const StandardDirectories& directories) {
+  return directories.applicationSupport
+             ? std::optional(directories.applicationSupport->appending("Tolvander").appending("lock"))
+             : std::nullopt;
+}
+
+HomeLock::HomeLock(const FileURL& file) : url_(file), file_(lockedFile(file)) {}
+
+void HomeLock::require() {
+  if (!isStillNamed(file_, url_)) {
+    file_ = lockedFile(url_);
+  }
+}
+
+std::optional<app::HomeHolder> HomeLock::holder(const FileURL& file) {
+  const Descriptor descriptor(
+      uninterrupted([&] { return open(file.path().c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC); }));
+  struct flock lock = wholeFile();
+  if (!descriptor || fcntl(descriptor.number(), F_OFD_GETLK, &lock) != 0 || lock.l_type == F_UNLCK) {
+    return std::nullopt;
+  }
+  return writtenHolder(descriptor);
+}
+
+}  // namespace tolvander::platform::linux_

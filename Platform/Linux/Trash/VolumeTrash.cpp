@@ -1,0 +1,183 @@
+#include "Platform/Linux/Trash/VolumeTrash.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "Platform/Linux/Files/FileIdentity.h"
+#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/System/PathDescriptor.h"
+#include "Platform/Linux/Trash/TrashFolder.h"
+#include "Platform/Linux/Trash/TrashInfo.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
+#include "TolvanderCore/Platform/Volume.h"
+
+namespace tolvander::platform::linux_ {
+
+namespace {
+
+class ReadingFile final : public app::FileDescriptor {
+ public:
+  ReadingFile(Descriptor descriptor, FileURL url)
+      : descriptor_(std::move(descriptor)), url_(std::move(url)) {}
+
+  app::FileStatus status() override {
+    const auto status = fileStatus(descriptor_.number(), "");
+    require(status.has_value(), "look at");
+    return *status;
+  }
+
+  std::uint64_t fileNumber() override {
+    const auto number = lastingFileNumber(descriptor_.number());
+    require(number.has_value(), "identify");
+    return *number;
+  }
+
+  void seekToStart() override { require(lseek(descriptor_.number(), 0, SEEK_SET) == 0, "rewind"); }
+
+  std::size_t read(std::span<std::byte> buffer) override {
+    std::size_t filled = 0;
+    while (filled < buffer.size()) {
+      const ssize_t count = uninterrupted(
+          [&] { return ::read(descriptor_.number(), buffer.data() + filled, buffer.size() - filled); });
+      require(count >= 0, "read");
+      if (count == 0) {
+        break;
+      }
+      filled += static_cast<std::size_t>(count);
+    }
+    return filled;
+  }
+
+ private:
+  void require(bool success, std::string_view operation) const {
+    if (!success) {
+      throw PosixError(errno, operation, url_);
+    }
+  }
+
+  Descriptor descriptor_;
+  FileURL url_;
+};
+
+bool isMountPoint(const FileURL& directory) {
+  struct statx status {};
+  if (statx(AT_FDCWD, directory.path().c_str(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &status) != 0) {
+    throw PosixError(errno, "look at", directory);
+  }
+  return (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+}
+
+}  // namespace
+
+std::unique_ptr<app::DirectoryDescriptor> VolumeTrash::openRootDirectory() {
+  return std::make_unique<PathDescriptor>(PathDescriptor::open(AT_FDCWD, "/", FileURL("/")));
+}
+
+std::unique_ptr<app::DirectoryDescriptor> VolumeTrash::openDirectory(const app::DirectoryDescriptor& parent,
+                                                                     const std::string& name) {
+  return std::make_unique<PathDescriptor>(PathDescriptor::of(parent).openDirectory(name));
+}
+
+std::unique_ptr<app::FileDescriptor> VolumeTrash::openFile(const app::DirectoryDescriptor& parent,
+                                                           const std::string& name) {
+  const PathDescriptor& folder = PathDescriptor::of(parent);
+  FileURL url = folder.url().appending(name);
+  Descriptor file(uninterrupted([&] {
+    return openat(folder.number(), name.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
+  }));
+  if (!file) {
+    throw PosixError(errno, "open", url);
+  }
+  return std::make_unique<ReadingFile>(std::move(file), std::move(url));
+}
+
+app::FileStatus VolumeTrash::status(const app::DirectoryDescriptor& parent, const std::string& name) {
+  const PathDescriptor& folder = PathDescriptor::of(parent);
+  const auto status = fileStatus(folder.number(), name);
+  if (!status) {
+    throw PosixError(errno, "look at", folder.url().appending(name));
+  }
+  return *status;
+}
+
+void VolumeTrash::renameExclusively(const app::DirectoryDescriptor& from, const std::string& name,
+                                    const app::DirectoryDescriptor& to, const std::string& newName) {
+  const PathDescriptor& source = PathDescriptor::of(from);
+  const PathDescriptor& target = PathDescriptor::of(to);
+  auto trash = TrashFolder::ofFiles(source);
+  auto otherTrash = TrashFolder::ofFiles(target);
+  if (trash && otherTrash && trash->isSameAs(*otherTrash)) {
+    trash->rename(name, newName);
+  } else if (trash) {
+    trash->giveOut(name, target, newName);
+  } else if (otherTrash) {
+    if (!otherTrash->takeIn(source, name, newName)) {
+      throw PosixError(EEXIST, "rename without replacing", source.url().appending(name));
+    }
+  } else {
+    renameWithoutReplacing(source.number(), name, target.number(), newName, source.url().appending(name));
+  }
+}
+
+void VolumeTrash::remove(const app::DirectoryDescriptor& parent, const std::string& name) {
+  const PathDescriptor& folder = PathDescriptor::of(parent);
+  if (auto trash = TrashFolder::ofFiles(folder)) {
+    trash->remove(name);
+  } else if (unlinkat(folder.number(), name.c_str(), 0) != 0) {
+    throw PosixError(errno, "remove", folder.url().appending(name));
+  }
+}
+
+FileURL VolumeTrash::trashDirectory(const FileURL& place, bool create) {
+  if (auto files = TrashFolder::filesFolderAround(place)) {
+    return *std::move(files);
+  }
+  return TrashFolder::filesFolderAt(place, create);
+}
+
+std::optional<FileURL> VolumeTrash::trashItem(const app::DirectoryDescriptor& parent, const std::string& name,
+                                              const app::DirectoryDescriptor& trash) {
+  constexpr unsigned mostAttempts = 10'000;
+  const PathDescriptor& source = PathDescriptor::of(parent);
+  const PathDescriptor& files = PathDescriptor::of(trash);
+  auto folder = TrashFolder::ofFiles(files);
+  if (!folder) {
+    throw PosixError(EPERM, "use the Trash", files.url());
+  }
+  for (unsigned attempt = 1; attempt <= mostAttempts; ++attempt) {
+    const std::string newName = nameInTrash(name, attempt);
+    if (folder->takeIn(source, name, newName)) {
+      return files.url().appending(newName);
+    }
+  }
+  throw PosixError(EEXIST, "find a free name in the Trash for", source.url().appending(name));
+}
+
+std::vector<app::TrashedItem> VolumeTrash::trashedItems(const app::DirectoryDescriptor& trash) {
+  const PathDescriptor& files = PathDescriptor::of(trash);
+  const auto folder = TrashFolder::ofFiles(files);
+  if (!folder) {
+    throw PosixError(EPERM, "use the Trash", files.url());
+  }
+  return folder->items();
+}
+
+std::optional<std::string> VolumeTrash::volumeUUIDString(const FileURL& directory) {
+  FileURL mountPoint = directory.standardized();
+  while (!isMountPoint(mountPoint)) {
+    if (mountPoint.path() == "/") {  // a process that was shut into a folder
+      return lastingFileSystemNumber(directory);
+    }
+    mountPoint = mountPoint.deletingLastPathComponent();
+  }
+  if (auto uuid = volumeResourceValues(mountPoint).uuid) {
+    return uuid;
+  }
+  return mountPoint == directory.standardized() ? std::nullopt : lastingFileSystemNumber(directory);
+}
+
+}  // namespace tolvander::platform::linux_

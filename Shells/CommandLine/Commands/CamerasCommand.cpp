@@ -1,0 +1,135 @@
+#include <CLI/CLI.hpp>
+#include <iostream>
+
+#include "Shells/CommandLine/Arguments.h"
+#include "Shells/CommandLine/Command.h"
+#include "Shells/CommandLine/Failure.h"
+#include "Shells/CommandLine/Session/HomeView.h"
+#include "Shells/CommandLine/Session/Session.h"
+#include "Shells/CommandLine/Session/SetupFlow.h"
+#include "TolvanderApp/Presentation/CamerasReport.h"
+#include "TolvanderApp/Presentation/SyncReport.h"
+
+namespace tolvander::shell {
+
+namespace {
+
+using app::Task;
+
+class CamerasCommand final : public Command {
+ public:
+  CLI::App* declare(CLI::App& application) override {
+    CLI::App* command = application.add_subcommand("cameras", "List, add and forget saved cameras");
+    list_ = command->add_subcommand("list", "Show the saved cameras, and where they are now");
+    add_ = command->add_subcommand("add", "Remember a volume as a camera");
+    add_->add_option("VOLUME", volume_, "A mount point, or any folder")->required();
+    forget_ = command->add_subcommand("forget", "Forget a camera; its files and the history stay");
+    forget_->add_option("CAMERA", camera_, "Its name or its identity")->required();
+    forget_->add_flag("--yes", agrees_, "Without asking");
+    command->require_subcommand(1);
+    return command;
+  }
+
+  ExitStatus run(const Context& context) override {
+    if (add_->parsed()) {
+      return add(context);
+    }
+    if (forget_->parsed()) {
+      return forget(context);
+    }
+    show(context);
+    return ExitStatus::done;
+  }
+
+ private:
+  static void show(const Context& context) {
+    const auto report = HomeView(context).cameras();
+    std::cout << (context.json ? report.json() + "\n" : report.text());
+  }
+
+  ExitStatus add(const Context& context) const {
+    const FileURL volume = existingFolder(volume_);
+    ExitStatus status = ExitStatus::failed;
+    {
+      Session session(
+          context,
+          {.volumes = {volume}, .settings = {}, .answers = {.agreesToFolder = true}, .notified = {}});
+      status = session.run([&](Session& running) { return addWithoutSync(&running, volume); });
+    }
+    if (status == ExitStatus::done) {
+      showOutcome(context, app::cameraSavedText(volume));
+    }
+    return status;
+  }
+
+  // The model would sync the camera next; that is another command's business, and ends with the loop.
+  static Task<ExitStatus> addWithoutSync(Session* session, FileURL volume) {
+    app::AppModel& model = session->model();
+    session->dialogs().offerFolder(volume);
+    model.addDevice();
+    auto closing = session->until([&model] { return !model.isRequestingCameraAccess; });
+    co_await closing;
+    if (model.lastError->has_value()) {
+      showFailure(*model.lastError.value());
+      co_return ExitStatus::failed;
+    }
+    co_return ExitStatus::done;
+  }
+
+  ExitStatus forget(const Context& context) const {
+    const auto id = HomeView(context).cameras().named(camera_);
+    if (!id) {
+      showFailure(app::noSuchCameraText(camera_));
+      return ExitStatus::failed;
+    }
+    ExitStatus status = ExitStatus::failed;
+    {
+      Session session(context, {.volumes = {},
+                                .settings = {},
+                                .answers = {.agreesToAlerts = agrees_, .optionForAlerts = "--yes"},
+                                .notified = {}});
+      status = session.run([&](Session& running) { return forgetInModel(&running, *id); });
+    }
+    if (status == ExitStatus::done) {
+      showOutcome(context, app::cameraForgottenText(camera_));
+    }
+    return status;
+  }
+
+  static Task<ExitStatus> forgetInModel(Session* session, UUID id) {
+    app::AppModel& model = session->model();
+    const auto before = model.settings().cameraGrants();
+    auto answering = session->untilAnswered([&model, id] { model.removeDevice(id); });
+    const std::size_t answer = co_await answering;
+    if (answer != 0) {
+      co_return session->isInterrupted() ? ExitStatus::stopped : ExitStatus::failed;
+    }
+    auto ending = session->until([&model] { return !model.isRefreshingDevices; });
+    co_await ending;
+    if (model.lastError->has_value()) {
+      showFailure(*model.lastError.value());
+    }
+    co_return model.settings().cameraGrants() != before ? ExitStatus::done : ExitStatus::failed;
+  }
+
+  static void showOutcome(const Context& context, const std::string& words) {
+    if (context.json) {
+      show(context);
+    } else {
+      std::cout << words;
+    }
+  }
+
+  CLI::App* list_ = nullptr;
+  CLI::App* add_ = nullptr;
+  CLI::App* forget_ = nullptr;
+  std::string volume_;
+  std::string camera_;
+  bool agrees_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeCamerasCommand() { return std::make_unique<CamerasCommand>(); }
+
+}  // namespace tolvander::shell

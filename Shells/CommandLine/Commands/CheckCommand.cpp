@@ -1,0 +1,237 @@
+#include <CLI/CLI.hpp>
+#include <iostream>
+
+#include "Shells/CommandLine/Arguments.h"
+#include "Shells/CommandLine/Command.h"
+#include "Shells/CommandLine/Conclusion.h"
+#include "Shells/CommandLine/Session/Session.h"
+#include "Shells/CommandLine/Session/SetupFlow.h"
+#include "Shells/CommandLine/Session/SyncDisplay.h"
+#include "TolvanderApp/Presentation/CheckReport.h"
+#include "TolvanderApp/Presentation/SyncReport.h"
+
+namespace tolvander::shell {
+
+namespace {
+
+using app::AppModel;
+using app::CheckReport;
+using app::RunOutcome;
+using app::RunResult;
+using app::Task;
+using Failure = std::optional<app::RunFailure>;
+using Volumes = std::vector<FileURL>;
+
+bool goesOn(Session& session) {
+  const AppModel& model = session.model();
+  return !model.lastError->has_value() && !model.cameraWentAway && !session.isInterrupted();
+}
+
+// Checks the chosen cameras, and gives why it couldn't, where the model doesn't know that.
+Task<Failure> check(Session* session, Volumes volumes, AppModel::CheckPurpose purpose) {
+  AppModel& model = session->model();
+  const bool isDenied = model.removableVolumeAccessIssue->has_value();
+  if (isDenied && (!model.settings().onboardingCompleted() || model.connectedDevices->empty())) {
+    co_return std::nullopt;
+  }
+  if (auto reason = app::reasonAgainstWork(model)) {
+    const bool hasCamera = !model.settings().authorizedDeviceProfiles().empty();
+    co_return app::RunFailure{std::move(*reason), hasCamera ? RunOutcome::failed : RunOutcome::noCamera};
+  }
+  for (const FileURL& volume : volumes) {
+    if (!isConnected(model, volume)) {
+      co_return app::RunFailure{app::notASavedCameraText(volume)};
+    }
+  }
+  if (model.connectedDevices->empty()) {
+    co_return app::noCameraConnected();
+  }
+  model.verifyCameraInPhotos(purpose);
+  auto checking = session->until([&model] { return model.isIdle(); });
+  co_await checking;
+  co_return std::nullopt;
+}
+
+// A check, and what the user wants to follow it.
+class CheckingCommand : public Command {
+ public:
+  ExitStatus run(const Context& context) override {
+    Volumes volumes;
+    for (const std::string& volume : volumes_) {
+      volumes.push_back(existingFolder(volume));
+    }
+    Session session(context, options(volumes));
+    return session.run([&](Session& running) { return checkAndGoOn(this, &running, volumes, context.json); });
+  }
+
+ protected:
+  struct Next {
+    Failure failure;
+    std::int64_t imported = 0;
+  };
+
+  void declareVolumes(CLI::App& command) {
+    command.add_option("VOLUME", volumes_,
+                       "Mount points, or folders, of saved cameras (default: all that are connected)");
+  }
+
+  virtual Session::Options options(const Volumes& volumes) const {
+    return {.volumes = volumes, .settings = {}, .answers = {}, .notified = {}};
+  }
+
+  virtual AppModel::CheckPurpose purpose() const { return AppModel::CheckPurpose::beforeChange; }
+
+  // After a check that the model has ended well.
+  virtual Task<Next> goOn(Session* /*session*/, CheckReport /*report*/, bool /*json*/) const {
+    co_return Next();
+  }
+
+ private:
+  static Task<ExitStatus> checkAndGoOn(const CheckingCommand* self, Session* session, Volumes volumes,
+                                       bool json) {
+    AppModel& model = session->model();
+    const SyncDisplay display(model, json);
+    auto starting = startUp(session);
+    co_await starting;
+    Next next;
+    CheckReport report;
+    if (!session->isInterrupted()) {
+      auto checking = check(session, std::move(volumes), self->purpose());
+      next.failure = co_await checking;
+      report = CheckReport::of(model.libraryReviews);
+      std::cout << (json ? "" : report.text()) << std::flush;
+    }
+    if (!next.failure && goesOn(*session)) {
+      auto going = self->goOn(session, report, json);
+      next = co_await going;
+    }
+    const auto result =
+        RunResult::of(model, session->files().library, session->isInterrupted(), std::move(next.failure));
+    std::cout << (json ? report.json(result, next.imported) + "\n" : "");
+    co_return conclude(result.outcome, result.failure);
+  }
+
+  std::vector<std::string> volumes_;
+};
+
+class CheckCommand final : public CheckingCommand {
+ public:
+  CLI::App* declare(CLI::App& application) override {
+    CLI::App* command = application.add_subcommand(
+        "check", "Compare cameras with the photo library, without changing anything");
+    declareVolumes(*command);
+    return command;
+  }
+
+ private:
+  AppModel::CheckPurpose purpose() const override { return AppModel::CheckPurpose::look; }
+};
+
+class RememberCommand final : public CheckingCommand {
+ public:
+  CLI::App* declare(CLI::App& application) override {
+    CLI::App* command = application.add_subcommand(
+        "remember", "Check cameras, and save in the history what is in the photo library already");
+    declareVolumes(*command);
+    return command;
+  }
+
+ private:
+  Task<Next> goOn(Session* session, CheckReport /*report*/, bool /*json*/) const override {
+    AppModel& model = session->model();
+    const auto reviews = model.libraryReviews.value();
+    for (const auto& review : reviews) {
+      model.rememberVerifiedMatches(review);
+      auto remembering = session->until([&model] { return model.isIdle(); });
+      co_await remembering;
+      if (!goesOn(*session)) {
+        break;
+      }
+    }
+    co_return Next();
+  }
+};
+
+class RestoreCommand final : public CheckingCommand {
+ public:
+  CLI::App* declare(CLI::App& application) override {
+    CLI::App* command = application.add_subcommand(
+        "restore", "Check cameras, and import what is missing in the photo library, also what was removed");
+    declareVolumes(*command);
+    command->add_option("--album", album_, "Put the items into this album")->type_name("NAME");
+    command->add_flag("--yes", agrees_, "Import without asking");
+    return command;
+  }
+
+ private:
+  Session::Options options(const Volumes& volumes) const override {
+    return {.volumes = volumes,
+            .settings = album_ ? RunDefaults::Values{{"addToAlbum", true}, {"albumName", *album_}}
+                               : RunDefaults::Values(),
+            .answers = {.agreesToAlerts = agrees_, .optionForAlerts = "--yes"},
+            .notified = {}};
+  }
+
+  Task<Next> goOn(Session* session, CheckReport report, bool json) const override {
+    AppModel& model = session->model();
+    const auto reviews = model.libraryReviews.value();
+    Next next;
+    bool wasNeeded = false;
+    for (std::size_t index = 0; index < reviews.size(); ++index) {
+      const CheckReport::Camera& camera = report.cameras.at(index);
+      if (!camera.isComplete()) {
+        next.failure = app::RunFailure{app::cannotImportText(camera)};
+      }
+      if (!camera.isComplete() || camera.importable() == 0) {
+        wasNeeded = wasNeeded || !camera.isComplete();
+        continue;
+      }
+      wasNeeded = true;
+      auto restoring = restore(session, reviews.at(index), json);
+      const std::optional<std::int64_t> imported = co_await restoring;
+      if (!imported) {
+        next.failure = app::RunFailure{app::nothingImportedText()};
+      }
+      next.imported += imported.value_or(0);
+      if (!goesOn(*session) || !model.settings().onboardingCompleted()) {
+        break;
+      }
+    }
+    std::cout << (wasNeeded || json ? "" : app::nothingMissingText());
+    co_return next;
+  }
+
+  // How many items were imported; absent where the user doesn't want that.
+  static Task<std::optional<std::int64_t>> restore(Session* session, app::DeviceLibraryReview review,
+                                                   bool json) {
+    AppModel& model = session->model();
+    auto answering = session->untilAnswered([&] { model.restoreMissingImports(std::move(review)); });
+    const std::size_t answer = co_await answering;
+    if (answer != 0) {
+      co_return std::nullopt;
+    }
+    auto beginning = session->untilBegun();
+    co_await beginning;
+    auto restoring = session->until([&model] { return model.isIdle(); });
+    co_await restoring;
+    if (model.cameraRuns->empty()) {
+      co_return 0;
+    }
+    const app::CameraRun& run = model.cameraRuns->back();
+    if (!json && run.end != app::CameraRun::End::done) {
+      std::cout << app::runText(run);
+    }
+    co_return run.imported.total();
+  }
+
+  std::optional<std::string> album_;
+  bool agrees_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeCheckCommand() { return std::make_unique<CheckCommand>(); }
+std::unique_ptr<Command> makeRememberCommand() { return std::make_unique<RememberCommand>(); }
+std::unique_ptr<Command> makeRestoreCommand() { return std::make_unique<RestoreCommand>(); }
+
+}  // namespace tolvander::shell

@@ -1,0 +1,85 @@
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <iostream>
+
+#include "Shells/CommandLine/Arguments.h"
+#include "Shells/CommandLine/Command.h"
+#include "Shells/CommandLine/Conclusion.h"
+#include "Shells/CommandLine/Session/Session.h"
+#include "Shells/CommandLine/Session/SetupFlow.h"
+#include "Shells/CommandLine/Session/SyncDisplay.h"
+#include "TolvanderApp/Presentation/RunResult.h"
+
+namespace tolvander::shell {
+
+namespace {
+
+using app::AppModel;
+using app::RunOutcome;
+using app::RunResult;
+using app::Task;
+
+class EjectCommand final : public Command {
+ public:
+  CLI::App* declare(CLI::App& application) override {
+    CLI::App* command =
+        application.add_subcommand("eject", "Let go of a camera, so that it can be pulled out");
+    command->add_option("VOLUME", volume_, "The mount point of a saved camera")->required();
+    return command;
+  }
+
+  ExitStatus run(const Context& context) override {
+    const FileURL volume = existingFolder(volume_);
+    Session session(context, {.volumes = {}, .settings = {}, .answers = {}, .notified = {}});
+    return session.run([&](Session& running) { return eject(&running, volume, context.json); });
+  }
+
+ private:
+  static Task<ExitStatus> eject(Session* session, FileURL volume, bool json) {
+    const SyncDisplay display(session->model(), json);
+    auto starting = startUp(session);
+    co_await starting;
+    auto ejecting = ejectVolume(session, std::move(volume));
+    const RunResult result = co_await ejecting;
+    std::cout << (json ? result.json() + "\n" : "");
+    co_return conclude(result.outcome, result.failure);
+  }
+
+  static Task<RunResult> ejectVolume(Session* session, FileURL volume) {
+    AppModel& model = session->model();
+    RunResult result{.outcome = RunOutcome::failed,
+                     .status = model.statusMessage,
+                     .failure = app::reasonAgainstWork(model)};
+    if (session->isInterrupted()) {
+      result.outcome = RunOutcome::stopped;
+    }
+    if (result.failure || session->isInterrupted()) {
+      co_return result;
+    }
+    const auto device = connectedDevice(model, volume);
+    if (!device) {
+      result.failure = app::notASavedCameraText(volume);
+      co_return result;
+    }
+    model.ejectDevice(*device);
+    auto beginning = session->untilBegun();
+    co_await beginning;
+    auto ending = session->until([&model] { return model.isIdle(); });
+    co_await ending;
+    result.status = model.statusMessage;
+    if (isConnected(model, volume)) {
+      result.failure = model.lastError;
+    } else {
+      result.outcome = RunOutcome::done;
+    }
+    co_return result;
+  }
+
+  std::string volume_;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeEjectCommand() { return std::make_unique<EjectCommand>(); }
+
+}  // namespace tolvander::shell

@@ -1,0 +1,39 @@
+#include <CLI/CLI.hpp>
+#include <iostream>
+
+#include "Shells/CommandLine/Command.h"
+#include "Shells/CommandLine/Session/HomeFiles.h"
+#include "TolvanderApp/Presentation/LogReport.h"
+
+namespace tolvander::shell {
+
+namespace {
+
+class LogCommand final : public Command {
+ public:
+  CLI::App* declare(CLI::App& application) override {
+    CLI::App* command = application.add_subcommand("log", "Show the diagnostic log");
+    command->add_flag("--files", showsFiles_, "Show where it is kept instead");
+    return command;
+  }
+
+  ExitStatus run(const Context& context) override {
+    const DiagnosticLog log(HomeFiles::of(context).log);
+    const auto report = app::LogReport::of(log);
+    if (context.json) {
+      std::cout << (showsFiles_ ? report.jsonOfFiles() : report.json()) << "\n";
+    } else {
+      std::cout << (showsFiles_ ? report.textOfFiles() : report.text());
+    }
+    return ExitStatus::done;
+  }
+
+ private:
+  bool showsFiles_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeLogCommand() { return std::make_unique<LogCommand>(); }
+
+}  // namespace tolvander::shell

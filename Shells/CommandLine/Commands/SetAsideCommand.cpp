@@ -1,0 +1,123 @@
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <iostream>
+
+#include "Platform/Linux/System/HomeLock.h"
+#include "Shells/CommandLine/Arguments.h"
+#include "Shells/CommandLine/Command.h"
+#include "Shells/CommandLine/Failure.h"
+#include "Shells/CommandLine/Session/HomeView.h"
+#include "TolvanderApp/Presentation/ScanReport.h"
+#include "TolvanderApp/Presentation/SetAsideReport.h"
+#include "TolvanderCore/Platform/Volume.h"
+
+namespace tolvander::shell {
+
+using namespace platform::linux_;
+
+namespace {
+
+using app::SetAsideFile;
+using app::SetAsideFiles;
+
+// A name is the path below the volume, or the file's name where one file alone has it.
+bool isMeantBy(const std::string& relativePath, const std::string& name) {
+  return relativePath == name || FileURL("/" + relativePath).lastPathComponent() == name;
+}
+
+// The settings of a home that belongs to this process while it lives.
+struct OwnedSettings {
+  explicit OwnedSettings(const Context& context) : files(HomeFiles::of(context)) {}
+
+  const HomeFiles files;
+  const HomeLock lock{files.lock};
+  EventLoop loop;  // never runs
+  FileUserDefaults stored{files.settings};
+  app::AppSettings settings{stored, loop};
+};
+
+class SetAsideCommand final : public Command {
+ public:
+  CLI::App* declare(CLI::App& application) override {
+    CLI::App* command = application.add_subcommand(
+        "set-aside", "Leave damaged files of a card out, so that its other files can be imported");
+    command->add_option("VOLUME", volume_, "Where the card is mounted, or a folder");
+    command->add_option("FILE", names_, "Paths below the volume, or names of files");
+    list_ = command->add_flag("--list")->description("Show the files that are set aside");
+    undo_ = command->add_flag("--undo")->description("Import these files again");
+    list_->excludes(undo_);
+    command->final_callback([this] {
+      const bool isList = list_->count() > 0;
+      if (isList ? !volume_.empty() : volume_.empty() || names_.empty()) {
+        throw CLI::ValidationError("set-aside", "give VOLUME and FILE, or --list");
+      }
+    });
+    return command;
+  }
+
+  ExitStatus run(const Context& context) override {
+    if (list_->count() > 0) {
+      show(context, HomeView(context).settings().setAsideFiles());
+      return ExitStatus::done;
+    }
+    OwnedSettings owned(context);
+    SetAsideFiles files = owned.settings.setAsideFiles();
+    const bool isKnown = undo_->count() > 0 ? remove(files) : add(files, owned.settings, context);
+    if (!isKnown) {
+      return ExitStatus::failed;
+    }
+    owned.settings.setSetAsideFiles(files);
+    show(context, files);
+    return ExitStatus::done;
+  }
+
+ private:
+  static void show(const Context& context, const SetAsideFiles& files) {
+    std::cout << (context.json ? app::setAsideJSON(files) + "\n" : app::setAsideText(files));
+  }
+
+  bool remove(SetAsideFiles& files) const {
+    for (const std::string& name : names_) {
+      const auto removed =
+          std::erase_if(files, [&](const SetAsideFile& file) { return isMeantBy(file.relativePath, name); });
+      if (removed == 0) {
+        showFailure(app::notSetAsideText(name));
+        return false;
+      }
+    }
+    return true;
+  }
+
+  bool add(SetAsideFiles& files, const app::AppSettings& settings, const Context& context) const {
+    const FileURL volume = existingFolder(volume_);
+    const auto scanned = app::ScanReport::of(volume, {.savedProfiles = settings.authorizedDeviceProfiles()},
+                                             context.cancellation);
+    const std::string uuid = volumeResourceValues(volume).uuid.value_or("");
+    for (const std::string& name : names_) {
+      const auto isMeant = [&](const app::ScanReport::File& entry) {
+        return isMeantBy(entry.file.relativePath, name);
+      };
+      if (std::ranges::count_if(scanned.files, isMeant) != 1) {
+        showFailure(app::noSuchMediaFileText(name));
+        return false;
+      }
+      const auto found = std::ranges::find_if(scanned.files, isMeant);
+      const auto file = SetAsideFile::of(found->file, uuid, context.cancellation);
+      if (std::ranges::find(files, file) == files.end()) {
+        files.push_back(file);
+      }
+    }
+    return true;
+  }
+
+  std::string volume_;
+  std::vector<std::string> names_;
+  CLI::Option* list_ = nullptr;
+  CLI::Option* undo_ = nullptr;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeSetAsideCommand() { return std::make_unique<SetAsideCommand>(); }
+
+}  // namespace tolvander::shell

@@ -1,0 +1,150 @@
+#include <CLI/CLI.hpp>
+#include <iostream>
+
+#include "Platform/Linux/PhotoLibrary/EmbeddedPhotoLibrary.h"
+#include "Platform/Linux/System/HomeLock.h"
+#include "Shells/CommandLine/Command.h"
+#include "Shells/CommandLine/Session/HomeView.h"
+#include "TolvanderApp/PausedImports.h"
+#include "TolvanderApp/Platform/PhotosPlatformError.h"
+#include "TolvanderApp/Presentation/FailureText.h"
+#include "TolvanderApp/Presentation/StatusReport.h"
+#include "TolvanderCore/MountedVolumeMediaSource.h"
+#include "TolvanderCore/Platform/Text.h"
+#include "TolvanderCore/SyncHistoryStore.h"
+
+namespace tolvander::shell {
+
+using namespace platform::linux_;
+
+namespace {
+
+struct History {
+  std::optional<ImportHistorySummary> summary;  // absent where it can't be read
+  app::PausedImports interrupted;
+  std::vector<app::StatusReport::PausedFile> pausedFiles;  // those of `interrupted` that are found
+};
+
+// Where the library can't be read, no import is known to be finished by the next sync.
+app::PausedImports interruptedImports(SyncHistoryStore& store, app::PhotoLibrary& library) {
+  try {
+    return app::PausedImports::of(store, library);
+  } catch (const app::PhotosPlatformError&) {
+    return {.finishedByNextSync = {}, .paused = store.pendingImportSources()};
+  }
+}
+
+// The media files of a saved camera that is connected; none where it can't be read.
+std::optional<DetectedDevice> deviceAt(const FileURL& volume, const app::AppSettings& settings,
+                                       const CancellationToken& token) {
+  try {
+    return MountedVolumeMediaSource().detect(volume, settings.authorizedDeviceProfiles(), token);
+  } catch (const CancellationError&) {
+    throw;
+  } catch (const Error&) {
+    return std::nullopt;
+  }
+}
+
+// Takes the files of connected cameras out of `paused`.
+std::vector<app::StatusReport::PausedFile> takePausedFiles(HomeView& view, SyncHistoryStore& store,
+                                                           std::set<std::string>& paused,
+                                                           const CancellationToken& token) {
+  std::vector<app::StatusReport::PausedFile> found;
+  for (const app::CamerasReport::Camera& camera : view.cameras().cameras) {
+    if (paused.empty() || !camera.volume) {
+      continue;
+    }
+    const auto device = deviceAt(*camera.volume, view.settings(), token);
+    if (!device) {
+      continue;
+    }
+    for (const CameraMediaFile& file : app::takePausedFiles(device->files, paused, store.records(), token)) {
+      found.push_back({.camera = device->displayName, .relativePath = file.relativePath});
+    }
+  }
+  return found;
+}
+
+History historyOf(HomeView& view, app::PhotoLibrary& library, const CancellationToken& token) {
+  SyncHistoryStore store(view.files().history);
+  try {
+    History history{.summary = store.historySummary(),
+                    .interrupted = interruptedImports(store, library),
+                    .pausedFiles = {}};
+    for (const app::SetAsideFile& file : view.settings().setAsideFiles()) {
+      history.interrupted.paused.erase(file.sha256.value_or(""));  // it doesn't hold up its card
+    }
+    history.pausedFiles = takePausedFiles(view, store, history.interrupted.paused, token);
+    return history;
+  } catch (const CancellationError&) {
+    throw;
+  } catch (const Error&) {
+    return {};
+  }
+}
+
+std::optional<std::string> problemOf(EmbeddedPhotoLibrary& library) {
+  try {
+    library.requireCatalogue();
+    return std::nullopt;
+  } catch (const Error& error) {
+    return app::failureText(error);
+  }
+}
+
+std::vector<std::string> pathsOf(const app::SetAsideFiles& files) {
+  std::vector<std::string> paths;
+  for (const app::SetAsideFile& file : files) {
+    paths.push_back(file.relativePath);
+  }
+  return paths;
+}
+
+std::optional<std::string> albumOf(const app::AppSettings& settings) {
+  const std::string name(trimmingWhitespaceAndNewlines(settings.albumName()));
+  return settings.addToAlbum() && !name.empty() ? std::optional(name) : std::nullopt;
+}
+
+class StatusCommand final : public Command {
+ public:
+  CLI::App* declare(CLI::App& application) override {
+    return application.add_subcommand("status", "Show how everything stands, and where it is kept");
+  }
+
+  ExitStatus run(const Context& context) override {
+    HomeView view(context);
+    const HomeFiles& files = view.files();
+    const app::AppSettings& settings = view.settings();
+    EmbeddedPhotoLibrary library(files.library);
+    const History history = historyOf(view, library, context.cancellation);
+    const app::StatusReport report{
+        .isSetUp = settings.onboardingCompleted(),
+        .holder = HomeLock::holder(files.lock),
+        .photos = app::photosPermissionStatus(library.authorizationStatus()),
+        .cameras = view.cameras(),
+        .history = history.summary,
+        .finishedByNextSync = std::ssize(history.interrupted.finishedByNextSync),
+        .pausedFiles = history.pausedFiles,
+        .pausedElsewhere = std::ssize(history.interrupted.paused),
+        .setAside = pathsOf(settings.setAsideFiles()),
+        .lastSync = settings.lastSyncReceipt(),
+        .album = albumOf(settings),
+        .movesToTrash = settings.deleteAfterSync(),
+        .ejects = settings.autoEjectAfterSync(),
+        .historyFile = files.history,
+        .settingsFile = files.settings,
+        .libraryFolder = files.library,
+        .libraryProblem = problemOf(library),
+        .logFolder = files.log,
+    };
+    std::cout << (context.json ? report.json() + "\n" : report.text());
+    return ExitStatus::done;
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeStatusCommand() { return std::make_unique<StatusCommand>(); }
+
+}  // namespace tolvander::shell

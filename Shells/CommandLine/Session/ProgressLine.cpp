@@ -1,0 +1,32 @@
+#include "Shells/CommandLine/Session/ProgressLine.h"
+
+#include <unistd.h>
+
+#include <iostream>
+
+#include "TolvanderApp/Presentation/LibraryReport.h"
+
+namespace tolvander::shell {
+
+ProgressLine::ProgressLine(bool isWanted) : isShown_(isWanted && isatty(STDOUT_FILENO) == 1) {}
+
+ProgressLine::~ProgressLine() {
+  if (shown_) {
+    std::cout << "\r\x1b[K" << std::flush;
+  }
+}
+
+void ProgressLine::show(const platform::linux_::VerificationProgress& progress) {
+  using Clock = std::chrono::steady_clock;
+  constexpr std::chrono::milliseconds pause(100);
+  const Clock::time_point now = Clock::now();
+  if (!isShown_ || (shown_ && now - *shown_ < pause)) {
+    return;
+  }
+  shown_ = now;
+  std::cout << "\r\x1b[K"
+            << app::verificationProgressText(progress.originals, progress.bytes, progress.bytesInAll)
+            << std::flush;
+}
+
+}  // namespace tolvander::shell

@@ -1,0 +1,113 @@
+#pragma once
+
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "Platform/Linux/PhotoLibrary/EmbeddedPhotoLibrary.h"
+#include "Platform/Linux/Settings/FileUserDefaults.h"
+#include "Platform/Linux/System/EventLoop.h"
+#include "Platform/Linux/System/HomeLock.h"
+#include "Platform/Linux/Trash/VolumeTrash.h"
+#include "Platform/Linux/Volumes/LinuxVolumes.h"
+#include "Platform/Linux/Volumes/UDisksEjector.h"
+#include "Platform/Linux/Volumes/VolumeBookmarks.h"
+#include "Shells/CommandLine/Command.h"
+#include "Shells/CommandLine/Session/ChosenVolumes.h"
+#include "Shells/CommandLine/Session/HeadlessApplication.h"
+#include "Shells/CommandLine/Session/HomeBackups.h"
+#include "Shells/CommandLine/Session/HomeFiles.h"
+#include "Shells/CommandLine/Session/RunDefaults.h"
+#include "Shells/CommandLine/Session/TerminalDialogs.h"
+#include "TolvanderApp/AppModel.h"
+#include "TolvanderApp/Concurrency/TimerQueue.h"
+
+namespace tolvander::shell {
+
+// The application at work on one home, and all that it stands on. A process has one, on its main thread, and
+// the home is its own while it lives.
+class Session {
+ public:
+  struct Options {
+    std::vector<FileURL> volumes;  // only these are cameras; without any, every volume may be one
+    RunDefaults::Values settings;  // of this run
+    TerminalDialogs::Answers answers;
+    // Told of every notification, title and text, besides the desktop.
+    std::function<void(const app::NotificationRequest&)> notified;
+  };
+
+  using Flow = std::function<app::Task<ExitStatus>(Session&)>;
+
+  // Throws app::HomeInUseError, and other errors where the home can't be used.
+  Session(const Context& context, Options options);
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  app::AppModel& model() { return *model_; }
+  TerminalDialogs& dialogs() { return dialogs_; }
+  platform::linux_::EmbeddedPhotoLibrary& library() { return library_; }
+  SyncHistoryStore& history() { return *history_; }
+  const HomeFiles& files() const { return files_; }
+  // Whether setup was complete when the session began.
+  bool wasSetUp() const { return wasSetUp_; }
+
+  // Runs the application until the flow has ended; once. At Ctrl-C it stops what the model does at the next
+  // safe point, which ends the flow's waits. Throws what the flow throws.
+  ExitStatus run(const Flow& flow);
+
+  // Ctrl-C was pressed.
+  bool isInterrupted() const { return interruption_.isCancelled(); }
+
+  // For flows.
+
+  // Lets the model see what the user may have changed elsewhere, as a program does that comes to the front.
+  void lookAgain() const { application_.becomeActive(); }
+
+  // Waits until the condition holds. It is looked at after every change of the model.
+  app::Task<> until(std::function<bool()> condition);
+  // Waits until what was started before has begun.
+  app::Task<> untilBegun();
+  // Calls `start`, which makes the model ask something, and waits for the answer: the chosen button.
+  app::Task<std::size_t> untilAnswered(std::function<void()> start);
+  // Waits for Ctrl-C.
+  app::Task<> untilInterrupted();
+
+ private:
+  class Notifications;
+
+  static app::Task<> runFlow(Session* self, Flow flow);
+  app::Platform platform();
+  void stop();
+
+  const CancellationToken interruption_;
+  const HomeFiles files_;
+  platform::linux_::HomeLock lock_;
+  platform::linux_::EventLoop loop_;
+  app::TimerQueue timer_;
+  platform::linux_::FileUserDefaults storedDefaults_;
+  RunDefaults defaults_;
+  const std::shared_ptr<app::AppSettings> settings_;
+  const bool wasSetUp_;
+  const std::shared_ptr<SyncHistoryStore> history_;
+  const std::shared_ptr<DiagnosticLog> log_;
+  HomeBackups backups_;
+  platform::linux_::EmbeddedPhotoLibrary library_;
+  platform::linux_::LinuxVolumes volumes_;
+  ChosenVolumes chosenVolumes_;
+  platform::linux_::VolumeBookmarks bookmarks_;
+  std::unique_ptr<Notifications> notifications_;
+  platform::linux_::VolumeTrash trash_;
+  platform::linux_::UDisksEjector ejector_;
+  TerminalDialogs dialogs_;
+  HeadlessApplication application_;
+  NoLoginItem loginItem_;
+  std::shared_ptr<app::AppModel> model_;  // after all that it uses
+
+  ExitStatus status_ = ExitStatus::failed;
+  std::exception_ptr failure_;
+};
+
+}  // namespace tolvander::shell

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "TolvanderApp/Platform/Dialogs.h"
+#include "TolvanderCore/Concurrency/Cancellation.h"
+#include "TolvanderCore/Foundation/FileURL.h"
+
+namespace tolvander::shell {
+
+// Asks at the terminal, in the words of the screens. A worker waits for the line, so that everything else
+// goes on meanwhile.
+//
+// Where the options of the command have answered already, nobody is asked. Without a terminal, at the end of
+// the input, and when the command is being stopped the answer is the one that changes nothing, and the user
+// is told which option would have given the other.
+class TerminalDialogs final : public app::Dialogs {
+ public:
+  // What the options say.
+  struct Answers {
+    bool agreesToAlerts = false;    // the first button of every alert
+    std::string optionForAlerts{};  // the option that would have said so: "--yes"
+    bool agreesToFolder = false;    // the folder may be used
+    std::string optionForFolder = "--yes";
+  };
+
+  // Open descriptors of the caller's, where answers are read and questions are put.
+  struct Streams {
+    int input;
+    int output;
+  };
+
+  TerminalDialogs(Answers answers, CancellationToken stop);
+  TerminalDialogs(Answers answers, CancellationToken stop, Streams streams);
+
+  // The folder that panels are about from now on. Without one they are cancelled.
+  void offerFolder(std::optional<FileURL> folder) { folder_ = std::move(folder); }
+
+  // Told of every answer, before whoever asked is.
+  std::function<void(std::size_t button)> answered;
+
+  app::Task<std::size_t> ask(app::Alert alert) override;
+  app::Task<std::optional<std::string>> askForText(app::TextPrompt prompt) override;
+  app::Task<std::optional<FileURL>> chooseDirectory(app::DirectoryPanel panel) override;
+
+  // As `ask`, for a question that another option answers.
+  app::Task<std::size_t> ask(app::Alert alert, bool agrees, std::string option);
+
+ private:
+  app::Task<std::size_t> answerTo(app::Alert alert, bool agrees, std::string option) const;
+  bool canAsk() const;
+  void write(const std::string& text) const;
+
+  const Answers answers_;
+  const CancellationToken stop_;
+  const Streams streams_;
+  std::optional<FileURL> folder_;
+};
+
+}  // namespace tolvander::shell

@@ -1,0 +1,475 @@
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "TolvanderApp/AppModel.h"
+#include "TolvanderApp/CameraVolumeDiscovery.h"
+#include "TolvanderApp/Concurrency/Background.h"
+#include "TolvanderApp/Trash/CleanupProof.h"
+#include "TolvanderCore/Foundation/AbsolutePath.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
+#include "TolvanderCore/Platform/Volume.h"
+
+// Everything here is destructive and guarded alike: the user is asked, access to the right volume is proven
+// again, and every file must be shown to be in the library at that very moment.
+namespace tolvander::app {
+
+namespace {
+
+using Records = std::vector<ManagedTrashRecord>;
+
+std::string files(std::size_t count) { return std::to_string(count) + (count == 1 ? " file" : " files"); }
+
+std::string plural(std::size_t count) { return count == 1 ? "" : "s"; }
+
+std::string recoveryNeeded(std::size_t count) {
+  return files(count) +
+         (count == 1 ? " is in macOS Trash but could not be safely tracked. Restore it with Finder."
+                     : " are in macOS Trash but could not be safely tracked. Restore them with Finder.") +
+         " The camera was not automatically ejected.";
+}
+
+std::string movedButNotRecorded(std::size_t remaining) {
+  if (remaining == 0) {
+    return "Cleanup history could not be saved. Moved files were restored to the camera; cleanup stopped.";
+  }
+  return "Cleanup history could not be saved. " + files(remaining) +
+         (remaining == 1 ? " remains" : " remain") +
+         " in macOS Trash and can be restored with Finder. Cleanup stopped.";
+}
+
+std::string deletedButNotRecorded(std::size_t deleted) {
+  return "Trash history could not be saved. " + files(deleted) + (deleted == 1 ? " was" : " were") +
+         " permanently deleted; remaining files are still in macOS Trash. Manage remaining items in Finder "
+         "before retrying.";
+}
+
+std::string noLongerInLibrary(std::size_t deleted) {
+  const std::string text = "Some of these items no longer appear in Photos. ";
+  if (deleted == 0) {
+    return text + "Nothing was permanently deleted; keep the copies in Trash or restore them in Finder.";
+  }
+  return text + files(deleted) + (deleted == 1 ? " was" : " were") +
+         " permanently deleted; keep the remaining copies in Trash or restore them in Finder.";
+}
+
+Alert moveQuestion(std::size_t count, const std::string& deviceName) {
+  return {.style = Alert::Style::informational,
+          .message = "Move " + std::to_string(count) + " synced file" + plural(count) + " to macOS Trash?",
+          .informativeText = "Files from “" + deviceName +
+                             "” can be restored in Finder until Trash is emptied. Keep on Camera changes "
+                             "nothing.",
+          .buttons = {"Move to Trash", "Keep on Camera"}};
+}
+
+Alert deleteQuestion(std::size_t count, const std::string& deviceName) {
+  return {.style = Alert::Style::critical,
+          .message = "Permanently delete " + std::to_string(count) + " trashed file" + plural(count) + "?",
+          .informativeText = "Only files Tolvander moved from “" + deviceName +
+                             "” will be deleted. Other items in macOS Trash are untouched. This cannot be "
+                             "undone.",
+          .buttons = {"Clear Trash", "Cancel"}};
+}
+
+// A volume without a UUID is imported from and never managed in the Trash.
+std::optional<std::string> volumeUUID(const FileURL& volume) {
+  try {
+    return volumeResourceValues(volume).uuid;
+  } catch (const Error&) {
+    return std::nullopt;
+  }
+}
+
+// The volume that holds a file of the history; absent where it isn't mounted, and for a path that is none.
+std::optional<FileURL> volumeAround(const std::string& recordedPath, const std::vector<FileURL>& mounted) {
+  const auto url = urlOfAbsolutePath(recordedPath);
+  return url ? CameraVolumeDiscovery::containingVolume(*url, mounted) : std::nullopt;
+}
+
+// Intents that stay are dropped at the next start, for their files are on the camera.
+void forgetIntents(SyncHistoryStore& history, const std::set<UUID>& ids) {
+  try {
+    history.forgetTrashIntents(ids);
+  } catch (const Error&) {
+    return;
+  }
+}
+
+[[noreturn]] void throwNoPermission() { throw CocoaError(CocoaError::Code::fileReadNoPermission); }
+
+}  // namespace
+
+// MARK: Access
+
+// The volume around a recorded path where it is mounted, is the device that was recorded, and may be used.
+std::optional<FileURL> AppModel::authorizedVolume(const std::optional<std::string>& deviceIdentifier,
+                                                  const std::string& trashedPath,
+                                                  const std::vector<FileURL>& mounted) const {
+  if (!deviceIdentifier) {
+    return std::nullopt;
+  }
+  const auto volume = volumeAround(trashedPath, mounted);
+  if (!volume || volumeUUID(*volume) != deviceIdentifier ||
+      securityScopedAccess_.authorizedProfiles(*volume, settings().authorizedDeviceProfiles()).empty()) {
+    return std::nullopt;
+  }
+  return volume;
+}
+
+Records AppModel::authorizedTrashRecords(const Records& records) const {
+  const auto mounted = CameraVolumeDiscovery::mountedURLs(platform_.volumes);
+  Records authorized;
+  std::ranges::copy_if(records, std::back_inserter(authorized), [&](const ManagedTrashRecord& record) {
+    return authorizedVolume(record.deviceIdentifier, record.trashedPath, mounted).has_value();
+  });
+  return authorized;
+}
+
+void AppModel::requireCleanupAccess(const FileURL& volume, const CancellationToken& token) const {
+  token.throwIfCancelled();
+  if (!isSyncing || syncCancellationRequested_ || !isStillMounted(volume)) {
+    throw CancellationError();
+  }
+  const auto uuid = volumeUUID(volume);
+  const auto profiles =
+      securityScopedAccess_.authorizedProfiles(volume, settings().authorizedDeviceProfiles());
+  const bool isTheSame = uuid && std::ranges::any_of(profiles, [&](const DeviceProfile& profile) {
+                           return profile.matchRules.volumeUUID == uuid;
+                         });
+  if (!isTheSame) {
+    throwNoPermission();
+  }
+}
+
+void AppModel::requireCleanupAccess(const Records& records, const CancellationToken& token) {
+  refreshSecurityScopedAccess();
+  const auto mounted = CameraVolumeDiscovery::mountedURLs(platform_.volumes);
+  for (const auto& record : records) {
+    const auto volume = volumeAround(record.trashedPath, mounted);
+    if (!volume) {
+      throw CancellationError();
+    }
+    requireCleanupAccess(*volume, token);
+  }
+  if (authorizedTrashRecords(records).size() != records.size()) {
+    throwNoPermission();
+  }
+}
+
+// MARK: What an earlier run left
+
+// Before anything is shown of the Trash: a process that died while it moved files has not recorded them, and
+// the user may have emptied the Trash since. What can't be looked at or saved now is settled another time.
+Task<> AppModel::settleTrash() {
+  if (photosPermissionStatus != PhotosPermissionStatus::authorized || isSyncing) {
+    co_return;
+  }
+  refreshSecurityScopedAccess();
+  const auto cleanupsBefore = cleanupsBegun_;
+  try {
+    auto reading = background([history = services_.history] {
+      return std::pair(history->trashRecords(), history->unsettledTrashIntents());
+    });
+    auto [records, intents] = co_await reading;
+    records = authorizedTrashRecords(records);
+    const auto mounted = CameraVolumeDiscovery::mountedURLs(platform_.volumes);
+    std::erase_if(intents, [&](const TrashIntent& intent) {
+      return !authorizedVolume(intent.deviceIdentifier, intent.trashDirectoryPath, mounted);
+    });
+    auto looking =
+        background([trash = trash_, records = std::move(records), intents = std::move(intents)](
+                       const CancellationToken& stop) { return trash.settlement(records, intents, stop); });
+    auto settlement = co_await looking;
+    // What a cleanup does in the meantime makes the look out of date.
+    if (!settlement.changesNothing() && cleanupsBegun_ == cleanupsBefore) {
+      auto recording = background([history = services_.history, settlement = std::move(settlement)] {
+        history->settleTrash(settlement);
+      });
+      co_await recording;
+    }
+  } catch (const Error&) {
+  }
+}
+
+// MARK: Moving to the Trash
+
+void AppModel::showCleanupFailure(std::string message) {
+  showFailure(std::move(message));
+  statusMessage = "Cleanup needs attention";
+}
+
+Task<AppModel::CleanupOutcome> AppModel::offerToTrash(std::vector<FingerprintedMediaFile> files,
+                                                      DetectedDevice device) {
+  isCleaningUp_ = true;
+  ++cleanupsBegun_;
+  CleanupOutcome outcome;
+  std::exception_ptr failure;
+  try {
+    auto question = platform_.dialogs.ask(moveQuestion(files.size(), device.displayName));
+    const auto answer = co_await question;
+    if (answer == 0) {
+      auto moving = moveToTrash(std::move(files), std::move(device));
+      outcome = co_await moving;
+    } else {
+      outcome.safeToEject = true;
+    }
+  } catch (const std::exception&) {
+    failure = std::current_exception();
+  }
+  if (failure) {
+    showStoppedOrFailure(failure, "Cleanup stopped");
+  }
+  isCleaningUp_ = false;
+  co_return outcome;
+}
+
+Task<AppModel::CleanupOutcome> AppModel::moveToTrash(std::vector<FingerprintedMediaFile> files,
+                                                     DetectedDevice device) {
+  auto current = currentToken();
+  const CancellationToken token = co_await current;
+  refreshSecurityScopedAccess();
+  requireCleanupAccess(device.volumeURL, token);
+  auto proving =
+      background([history = services_.history, photos = photos_, files](const CancellationToken& stop) {
+        auto assets = CleanupProof::recordedAssets(files, history->records());
+        const auto existing = photos->existingAssetIdentifiers(CleanupProof::identifiers(assets), stop);
+        return CleanupProof::allExist(files, assets, existing) ? std::optional(std::move(assets))
+                                                               : std::nullopt;
+      });
+  auto assets = co_await proving;
+  if (!assets) {
+    showCleanupFailure(
+        "Some newly imported items no longer appear in Photos. The camera originals were kept.");
+    co_return CleanupOutcome();
+  }
+  requireCleanupAccess(device.volumeURL, token);
+  statusMessage = "Moving synced files to Trash…";
+  auto moving = background([trash = trash_, files = std::move(files), device, assets = std::move(*assets),
+                            intents = TrashIntentLog::of(services_.history)](const CancellationToken& stop) {
+    return trash.moveToTrash(files, device.volumeURL, volumeUUID(device.volumeURL).value_or(""),
+                             device.displayName, assets, intents, stop);
+  });
+  const TrashMoveResult result = co_await moving;
+  record(DiagnosticLog::Event::cleanupFinished,
+         {{"moved_to_trash", static_cast<std::int64_t>(result.records.size())},
+          {"failures", static_cast<std::int64_t>(result.failures.size())},
+          {"recovery_needed", static_cast<std::int64_t>(result.recoveryPaths.size())}});
+  auto finishing = finishMove(result, device.displayName, token);
+  co_return co_await finishing;
+}
+
+Task<AppModel::CleanupOutcome> AppModel::finishMove(TrashMoveResult result, std::string deviceName,
+                                                    CancellationToken token) {
+  bool isRecorded = true;
+  auto recording = background([history = services_.history, result] { history->addTrash(result.records); });
+  try {
+    co_await recording;
+  } catch (const Error&) {
+    isRecorded = false;
+  }
+  if (!isRecorded) {
+    auto undoing = undoMove(std::move(result));
+    co_await undoing;
+    co_return CleanupOutcome();
+  }
+  auto trashCount = refreshTrashCount();
+  co_await trashCount;
+  CleanupOutcome outcome;
+  if (!result.recoveryPaths.empty()) {
+    showCleanupFailure(recoveryNeeded(result.recoveryPaths.size()));
+  } else if (!result.failures.empty()) {
+    showCleanupFailure(
+        "Some synced files could not be moved to macOS Trash. The camera was not automatically ejected.");
+  } else if (result.cancelled || syncCancellationRequested_ || token.isCancelled()) {
+    showStopped("Cleanup stopped");
+  } else {
+    outcome.safeToEject = true;
+  }
+  if (!result.records.empty()) {
+    auto notifying =
+        notifications_.sendMovedToTrash(static_cast<std::int64_t>(result.records.size()), deviceName);
+    co_await notifying;
+    outcome.didNotify = true;
+  }
+  co_return outcome;
+}
+
+// What can't be tracked goes back. Files that the move itself could not put back remain as well.
+Task<> AppModel::undoMove(TrashMoveResult result) {
+  auto restoring = background([trash = trash_, history = services_.history, records = result.records] {
+    const TrashRestoreResult restored = trash.restoreToOriginalLocations(records);
+    forgetIntents(*history, restored.restored);
+    return restored;
+  });
+  const TrashRestoreResult restored = co_await restoring;
+  const std::size_t remaining =
+      result.records.size() - restored.restored.size() + result.recoveryPaths.size();
+  showCleanupFailure(movedButNotRecorded(remaining));
+  auto trashCount = refreshTrashCount();
+  co_await trashCount;
+}
+
+// MARK: Deleting for good, and putting back
+
+void AppModel::clearManagedTrash(DeviceTrashSummary device) {
+  if (canStartFlow()) {
+    startCleanup(clearTrash(std::move(device)));
+  }
+}
+
+void AppModel::restoreManagedTrash(DeviceTrashSummary device,
+                                   std::optional<std::set<std::string>> filenames) {
+  if (canStartFlow()) {
+    startCleanup(restoreTrash(std::move(device), std::move(filenames)));
+  }
+}
+
+void AppModel::startCleanup(Task<> cleanup) {
+  isSyncing = true;
+  isCleaningUp_ = true;
+  ++cleanupsBegun_;
+  beginFlow();
+  activeSyncTask_ = tasks_.start(runCleanup(std::move(cleanup)));
+}
+
+Task<> AppModel::runCleanup(Task<> cleanup) {
+  std::exception_ptr failure;
+  try {
+    co_await cleanup;
+  } catch (const std::exception&) {
+    failure = std::current_exception();
+  }
+  if (failure) {
+    showStoppedOrFailure(failure, "Cleanup stopped");
+    if (lastError->has_value()) {
+      statusMessage = "Cleanup needs attention";
+    }
+  }
+  isCleaningUp_ = false;
+  finishAuxiliaryCheck();
+}
+
+// The files of one device that still lie in the Trash and whose volume may be used.
+Task<Records> AppModel::managedTrash(DeviceTrashSummary device) {
+  refreshSecurityScopedAccess();
+  auto reading = background([history = services_.history] { return history->trashRecords(); });
+  auto records = co_await reading;
+  std::erase_if(records, [&](const ManagedTrashRecord& record) {
+    return record.deviceIdentifier.value_or(record.volumeName) != device.id;
+  });
+  auto checking = background([trash = trash_, authorized = authorizedTrashRecords(records)] {
+    return trash.availableRecords(authorized);
+  });
+  co_return co_await checking;
+}
+
+Task<> AppModel::clearTrash(DeviceTrashSummary device) {
+  auto current = currentToken();
+  const CancellationToken token = co_await current;
+  auto reading = managedTrash(device);
+  auto records = co_await reading;
+  if (records.empty()) {
+    auto trashCount = refreshTrashCount();
+    co_await trashCount;
+    statusMessage = "No tracked camera files to clear";
+    co_return;
+  }
+  token.throwIfCancelled();
+  auto question = platform_.dialogs.ask(deleteQuestion(records.size(), device.displayName));
+  const auto answer = co_await question;
+  if (answer != 0) {
+    statusMessage = "Camera files kept in Trash";
+    co_return;
+  }
+  requireCleanupAccess(records, token);
+  auto proving = background([photos = photos_, records](const CancellationToken& stop) {
+    const auto existing = photos->existingAssetIdentifiers(CleanupProof::identifiers(records), stop);
+    return CleanupProof::allExist(records, existing);
+  });
+  const bool areAllInLibrary = co_await proving;
+  if (!areAllInLibrary) {
+    showCleanupFailure(noLongerInLibrary(0));
+    co_return;
+  }
+  requireCleanupAccess(records, token);
+  statusMessage = "Clearing camera files from Trash…";
+  auto deleting = background([trash = trash_, photos = photos_, history = services_.history,
+                              records = std::move(records)](const CancellationToken& stop) {
+    const auto imported = history->records();
+    const auto isInLibrary = [&](const ManagedTrashRecord& record, const CancellationToken& cancellation) {
+      const auto content = CleanupProof::contentInLibrary(record, imported);
+      return content && record.photosAssetIdentifier &&
+             photos->proveOriginal(*record.photosAssetIdentifier, *content, cancellation);
+    };
+    return trash.permanentlyDelete(records, isInLibrary, stop);
+  });
+  TrashDeleteResult result = co_await deleting;
+  auto finishing = finishDelete(std::move(result), device.displayName, token);
+  co_await finishing;
+}
+
+Task<> AppModel::finishDelete(TrashDeleteResult result, std::string deviceName, CancellationToken token) {
+  record(DiagnosticLog::Event::cleanupFinished,
+         {{"deleted", static_cast<std::int64_t>(result.deleted.size())},
+          {"failures", static_cast<std::int64_t>(result.failures.size() + result.unproven.size())}});
+  auto recording = background(
+      [history = services_.history, result] { history->updateTrash(result.deleted, result.relocated); });
+  try {
+    co_await recording;
+  } catch (const Error&) {
+    showFailure(deletedButNotRecorded(result.deleted.size()));
+  }
+  auto trashCount = refreshTrashCount();
+  co_await trashCount;
+  if (!result.unproven.empty()) {
+    showCleanupFailure(noLongerInLibrary(result.deleted.size()));
+  } else if (!result.failures.empty()) {
+    showCleanupFailure(
+        "Some tracked files could not be cleared. Remaining files are still in macOS Trash and can be "
+        "managed in Finder.");
+  } else if (result.cancelled || syncCancellationRequested_ || token.isCancelled()) {
+    showStopped("Cleanup stopped");
+  } else {
+    auto notifying =
+        notifications_.sendTrashCleared(static_cast<std::int64_t>(result.deleted.size()), deviceName);
+    co_await notifying;
+    statusMessage = std::to_string(result.deleted.size()) + " camera files cleared from Trash";
+  }
+}
+
+Task<> AppModel::restoreTrash(DeviceTrashSummary device, std::optional<std::set<std::string>> filenames) {
+  auto current = currentToken();
+  const CancellationToken token = co_await current;
+  auto reading = managedTrash(device);
+  auto records = co_await reading;
+  if (filenames) {
+    std::erase_if(records, [&](const ManagedTrashRecord& record) {
+      return !filenames->contains(record.originalFilename);
+    });
+  }
+  if (records.empty()) {
+    auto trashCount = refreshTrashCount();
+    co_await trashCount;
+    statusMessage = "No tracked camera files to restore";
+    co_return;
+  }
+  requireCleanupAccess(records, token);
+  statusMessage = "Restoring camera files from Trash…";
+  auto restoring = background(
+      [trash = trash_, records = std::move(records)] { return trash.restoreToOriginalLocations(records); });
+  const TrashRestoreResult result = co_await restoring;
+  auto recording = background(
+      [history = services_.history, restored = result.restored] { history->removeTrash(restored); });
+  co_await recording;
+  auto trashCount = refreshTrashCount();
+  co_await trashCount;
+  if (!result.failures.empty()) {
+    showCleanupFailure(
+        "Some tracked files could not be restored. Remaining files are still in macOS Trash and can be "
+        "managed in Finder.");
+  } else {
+    statusMessage = files(result.restored.size()) + " restored to the camera";
+  }
+}
+
+}  // namespace tolvander::app

@@ -1,0 +1,516 @@
+#include <algorithm>
+#include <utility>
+
+#include "TolvanderApp/AppDiagnostics.h"
+#include "TolvanderApp/AppModel.h"
+#include "TolvanderApp/CameraVolumeDiscovery.h"
+#include "TolvanderApp/Concurrency/Background.h"
+#include "TolvanderApp/Import/CameraImport.h"
+#include "TolvanderApp/Import/MediaFingerprintStage.h"
+#include "TolvanderApp/PausedImports.h"
+#include "TolvanderApp/Permissions/PermissionService.h"
+#include "TolvanderApp/Platform/PhotoLibraryError.h"
+#include "TolvanderCore/MediaImportError.h"
+#include "TolvanderCore/Platform/Text.h"
+#include "TolvanderCore/SyncHistoryError.h"
+
+namespace tolvander::app {
+
+namespace {
+
+bool isCharmera(const DetectedDevice& device) { return device.profile.kind == DeviceProfile::Kind::charmera; }
+
+std::string importingStatus(std::int64_t completed, std::int64_t total) {
+  return std::to_string(completed) + " of " + std::to_string(total) + " synced…";
+}
+
+// Absent where the phase leaves the status line as it is.
+std::optional<std::string> statusOf(const SyncPhase& phase) {
+  switch (phase.kind) {
+    case SyncPhase::Kind::checkingAccess:
+      return "Checking access…";
+    case SyncPhase::Kind::fingerprinting:
+      return "Reading camera files…";
+    case SyncPhase::Kind::recognizing:
+      return "Checking Photos…";
+    case SyncPhase::Kind::preparing:
+      return "Preparing imports…";
+    case SyncPhase::Kind::importing:
+      return importingStatus(phase.completed, phase.total);
+    case SyncPhase::Kind::album:
+      return "Checking album…";
+    case SyncPhase::Kind::finished:
+      break;
+  }
+  return std::nullopt;
+}
+
+// Throws where the history can't be read, since nothing of it is known then.
+std::set<std::string> completeImports(PhotoLibraryService& photos, SyncHistoryStore& history) {
+  return photos.completeInterruptedImports(interruptedImports(history, history.identity()));
+}
+
+// Does what reads the camera. What fails for want of the camera is a stop and not a failure; what the library
+// and the history say holds without it too.
+template <typename Work>
+auto stoppingWithTheCamera(const Volumes& volumes, const FileURL& volumeURL, Work work) {
+  try {
+    return work();
+  } catch (const PhotoLibraryError&) {
+    throw;
+  } catch (const SyncHistoryError&) {
+    throw;
+  } catch (const MediaImportError&) {
+    throw;
+  } catch (const std::exception&) {
+    if (CameraVolumeDiscovery::isStillMounted(volumeURL, volumes)) {
+      throw;
+    }
+  }
+  throw CancellationError();
+}
+
+}  // namespace
+
+// MARK: The one way in
+
+Task<> AppModel::syncAllConnected(bool notifyWhenStarting) {
+  if (!settings().onboardingCompleted()) {
+    co_return;
+  }
+  if (activeSyncTask_ || isSyncing) {
+    pendingSyncRequested_ = true;
+    co_return;
+  }
+  activeSyncTask_ = tasks_.start(performSyncAllConnected(notifyWhenStarting));
+  auto running = activeSyncTask_->join();
+  co_await running;
+  activeSyncTask_.reset();
+  changes.changed();  // isIdle
+  if (pendingSyncRequested_ && !syncCancellationRequested_) {
+    pendingSyncRequested_ = false;
+    auto pending = syncAllConnected(false);
+    co_await pending;
+  }
+}
+
+void AppModel::checkNow() {
+  if (!settings().onboardingCompleted() || isSyncing || isEjecting) {
+    return;
+  }
+  statusMessage = "Checking for your Charmera…";
+  tasks_.start(lookForVolumesAndSync());
+}
+
+Task<> AppModel::lookForVolumesAndSync() {
+  refreshMountedVolumes();
+  auto sync = syncAllConnected(false);
+  co_await sync;
+}
+
+void AppModel::completeOnboardingAndSync() {
+  applyPhotosPermissionStatus(app::photosPermissionStatus(platform_.photoLibrary.authorizationStatus()));
+  if (!canStartFirstSync()) {
+    return;
+  }
+  storeSettings([&] { settings().setOnboardingCompleted(true); });
+  if (!settings().onboardingCompleted()) {
+    return;
+  }
+  record(DiagnosticLog::Event::setupCompleted);
+  statusMessage = "Starting sync…";
+  tasks_.start(syncAllConnected(true));
+}
+
+void AppModel::stopCheck() {
+  record(DiagnosticLog::Event::syncCancelled);
+  syncCancellationRequested_ = true;
+  pendingSyncRequested_ = false;
+  if (activeSyncTask_) {
+    activeSyncTask_->cancel();
+  }
+  statusMessage = isCleaningUp_ ? "Stopping cleanup…" : "Finishing the current import before stopping…";
+}
+
+// MARK: One run over all cameras
+
+Task<> AppModel::performSyncAllConnected(bool notifyWhenStarting) {
+  if (!settings().onboardingCompleted()) {
+    co_return;
+  }
+  if (isSyncing) {
+    pendingSyncRequested_ = true;
+    co_return;
+  }
+  if (isEjecting) {
+    co_return;
+  }
+  libraryReviews = {};
+  libraryReviewCompletedAt = std::nullopt;
+  if (settings().authorizedDeviceProfiles().empty()) {
+    statusMessage = statusWithoutProfiles();
+    co_return;
+  }
+  if (photosPermissionStatus != PhotosPermissionStatus::authorized) {
+    requireSetupAfterAccessLoss();
+    statusMessage = "Photos access needed";
+    co_return;
+  }
+  isSyncing = true;
+  beginFlow();
+  statusMessage = "Scanning camera…";
+  std::exception_ptr failure;
+  try {
+    auto syncing = syncMountedVolumes(notifyWhenStarting);
+    co_await syncing;
+  } catch (const std::exception&) {
+    failure = std::current_exception();
+  }
+  if (failure) {
+    show(failure);
+  }
+  isSyncing = false;
+  startDeferredEject();
+}
+
+// Where no camera is connected, whose run would do so first. A failure is shown by the next run of a camera,
+// which completes first.
+Task<> AppModel::completeInterruptedImports() {
+  auto completing = background([photos = photos_, history = services_.history] {
+    if (history->knownIdentity()) {  // nothing was prepared before it was made
+      completeImports(*photos, *history);
+    }
+  });
+  try {
+    co_await completing;
+  } catch (const std::exception&) {
+  }
+}
+
+Task<> AppModel::syncMountedVolumes(bool notifyWhenStarting) {
+  refreshSecurityScopedAccess();
+  bool foundDevice = false;
+  for (const auto& url : CameraVolumeDiscovery::mountedURLs(platform_.volumes)) {
+    if (syncCancellationRequested_) {
+      break;
+    }
+    std::optional<FoundCamera> device;
+    std::exception_ptr failure;
+    try {
+      auto detecting = detectConnectedCamera(url, settings().authorizedDeviceProfiles());
+      device = co_await detecting;
+    } catch (const std::exception&) {
+      failure = std::current_exception();
+    }
+    if (failure) {
+      foundDevice = true;
+      showStoppedOrFailure(failure, "Check stopped");
+    }
+    if (device) {
+      foundDevice = true;
+      auto syncing = synchronize(std::move(*device), notifyWhenStarting);
+      co_await syncing;
+    }
+  }
+  if (cameraRuns->empty() && !syncCancellationRequested_) {
+    auto completing = completeInterruptedImports();
+    co_await completing;
+  }
+  if (syncCancellationRequested_) {
+    showStopped("Check stopped");
+    co_return;
+  }
+  auto devices = refreshConnectedDevices();
+  co_await devices;
+  auto trashCount = refreshTrashCount();
+  co_await trashCount;
+  if (!foundDevice && !lastError->has_value() && !statusReceipt->has_value()) {
+    statusMessage = idleStatus();
+  }
+}
+
+// MARK: One camera
+
+Task<> AppModel::synchronize(FoundCamera camera, bool notifyWhenStarting) {
+  if (syncCancellationRequested_) {
+    co_return;
+  }
+  DetectedDevice& device = camera.device;
+  record(DiagnosticLog::Event::syncStarted,
+         {{"camera_files", static_cast<std::int64_t>(device.files.size())}});
+  cameraCheckReceipts.update([&](auto& receipts) { receipts.erase(device.volumeURL.standardized()); });
+  showsCompletionCheckmark = false;
+  statusMessage = isCharmera(device) ? "Scanning Charmera…" : "Scanning " + device.displayName + "…";
+  if (notifyWhenStarting) {
+    auto notifying = notifications_.sendSyncStarted(isCharmera(device));
+    co_await notifying;
+  }
+  auto current = currentToken();
+  const CancellationToken token = co_await current;
+  beginRun(device, camera.setAside);
+  auto running = background([coordinator = coordinator(device, token), device,
+                             album = albumForSync()](const CancellationToken& runToken) {
+    return coordinator.run(device.files, isCharmera(device), album, runToken);
+  });
+  std::optional<SyncResult> result;
+  std::exception_ptr failure;
+  try {
+    result = co_await running;
+  } catch (const std::exception&) {
+    failure = std::current_exception();
+  }
+  endRun(failure);
+  if (failure) {
+    showStoppedOrFailure(failure, "Check stopped");
+  }
+  if (result) {
+    auto presenting = presentSyncResult(std::move(device), std::move(*result));
+    co_await presenting;
+  }
+  auto historyCount = refreshPhotoHistoryCount();
+  co_await historyCount;
+}
+
+Task<> AppModel::presentSyncResult(DetectedDevice device, SyncResult result) {
+  record(DiagnosticLog::Event::syncFinished,
+         {{"scanned", result.scannedCount},
+          {"recognized", result.recognizedCount},
+          {"metadata_skipped", result.metadataMatchedCount},
+          {"imported", static_cast<std::int64_t>(result.imported.size())}});
+  if (syncCancellationRequested_ || lastError->has_value()) {
+    co_return;
+  }
+  const LastSyncReceipt receipt = saveReceipt(device, result.imported);
+  cameraCheckReceipts.update(
+      [&](auto& receipts) { receipts.insert_or_assign(device.volumeURL.standardized(), receipt); });
+  statusMessage = syncStatus(receipt, false);
+
+  CleanupOutcome cleanup{.safeToEject = true, .didNotify = false};
+  if (!result.imported.empty() && settings().deleteAfterSync()) {
+    auto offering = offerToTrash(result.imported, device);
+    cleanup = co_await offering;
+  }
+  auto current = currentToken();
+  const CancellationToken token = co_await current;
+  if (syncCancellationRequested_ || token.isCancelled()) {
+    showStopped("Check stopped");
+    co_return;
+  }
+  bool ejected = false;
+  if (settings().autoEjectAfterSync() && cleanup.safeToEject && !lastError->has_value()) {
+    auto ejecting = ejectVolume(device.volumeURL, device.displayName, isCharmera(device), false);
+    ejected = co_await ejecting;
+  }
+  if (!lastError->has_value()) {
+    if (receipt.count == 0) {
+      auto notifying = notifications_.sendNoNewFiles(isCharmera(device), ejected);
+      co_await notifying;
+    } else if (!cleanup.didNotify) {
+      auto notifying = notifications_.sendSyncFinished(receipt.count, receipt.videoCount.value_or(0),
+                                                       isCharmera(device), ejected);
+      co_await notifying;
+    }
+  }
+  if (!lastError->has_value()) {
+    showReceipt(syncReceipt(receipt, result, ejected));
+  }
+  auto permissions = refreshPermissionStatuses();
+  co_await permissions;
+  if (settings().onboardingCompleted() && !lastError->has_value()) {
+    showCompletionIndicator(ejected ? std::optional(StatusReceipt::afterEject) : std::nullopt);
+  }
+}
+
+StatusReceipt AppModel::syncReceipt(const LastSyncReceipt& receipt, const SyncResult& result,
+                                    bool ejected) const {
+  std::vector<std::string> skippedNames;
+  for (const auto& file : result.metadataMatchedFiles) {
+    skippedNames.push_back(file.filename);
+  }
+  return {.message = syncStatus(receipt, ejected),
+          .completedAt = platform_.mainThread.wallNow(),
+          .metadataSkippedCount = result.metadataMatchedCount,
+          .metadataSkippedFiles = std::move(skippedNames),
+          .minimumDisplayDuration = ejected ? StatusReceipt::afterEject : StatusReceipt::whileMounted,
+          .id = UUID::random()};
+}
+
+LastSyncReceipt AppModel::saveReceipt(const DetectedDevice& device,
+                                      const std::vector<FingerprintedMediaFile>& imported) {
+  LastSyncReceipt receipt{
+      .count = static_cast<std::int64_t>(imported.size()),
+      .deviceName = device.displayName,
+      .completedAt = platform_.mainThread.wallNow(),
+      .videoCount = std::ranges::count_if(imported, [](const auto& file) { return file.file.isVideo(); })};
+  storeSettings([&] { settings().setLastSyncReceipt(receipt); });
+  return receipt;
+}
+
+std::optional<std::string> AppModel::albumForSync() const {
+  const std::string name(trimmingWhitespaceAndNewlines(settings().albumName()));
+  return settings().addToAlbum() && !name.empty() ? std::optional(name) : std::nullopt;
+}
+
+// MARK: What the engine is given
+
+SyncCoordinator AppModel::coordinator(const DetectedDevice& device, const CancellationToken& token) {
+  const auto requireLibraryAccess = [&library = platform_.photoLibrary] {
+    if (library.authorizationStatus() != PhotosAuthorizationStatus::authorized) {
+      throw PhotoLibraryError(PhotoLibraryError::Case::accessDenied);
+    }
+  };
+  // A camera that was pulled out is a stop and not a failure.
+  const auto checkAccess = [&volumes = platform_.volumes, volumeURL = device.volumeURL, token,
+                            requireLibraryAccess] {
+    token.throwIfCancelled();
+    if (!CameraVolumeDiscovery::isStillMounted(volumeURL, volumes)) {
+      throw CancellationError();
+    }
+    requireLibraryAccess();
+  };
+  const auto clock = [&mainThread = platform_.mainThread] { return mainThread.wallNow(); };
+  const auto whileMounted = [&volumes = platform_.volumes, volumeURL = device.volumeURL](auto work) {
+    return stoppingWithTheCamera(volumes, volumeURL, work);
+  };
+  const auto import = std::make_shared<CameraImport>(
+      CameraImport::Services{
+          .mediaStaging = services_.mediaStaging, .photos = photos_, .history = services_.history},
+      importObserver(), requireLibraryAccess, clock);
+  return SyncCoordinator(
+      services_.history,
+      {.checkAccess = checkAccess,
+       .fingerprint =
+           [token, whileMounted, failedFile = failedFileObserver()](const std::vector<CameraMediaFile>& files,
+                                                                    bool confidentlyRecognizedAsCharmera) {
+             return whileMounted([&] {
+               return MediaFingerprintStage::fingerprint(files, confidentlyRecognizedAsCharmera, token,
+                                                         TimeZone::current(), failedFile);
+             });
+           },
+       .reconcile =
+           [photos = photos_, history = services_.history, token](
+               const std::vector<FingerprintedMediaFile>& files, bool broader) {
+             return photos->reconcileExisting(files, broader, token, history->records());
+           },
+       .existingIdentifiers =
+           [photos = photos_, token](const std::vector<std::string>& identifiers) {
+             return photos->existingAssetIdentifiers(identifiers, token);
+           },
+       // The album is filled once, at the end of the run, with every recorded item of the card.
+       .importFiles =
+           [import, token, whileMounted](const std::vector<FingerprintedMediaFile>& files,
+                                         bool confidentlyRecognizedAsCharmera) {
+             return whileMounted([&] {
+               return import->importNewFiles(files, confidentlyRecognizedAsCharmera, std::nullopt, token);
+             });
+           },
+       .addToAlbum = [photos = photos_, token](
+                         const std::vector<std::string>& identifiers,
+                         const std::string& album) { photos->addAssets(identifiers, album, token); },
+       .phase =
+           [weak = weak_from_this(), &mainThread = platform_.mainThread](const SyncPhase& phase) {
+             mainThread.post([weak, phase] {
+               if (const auto model = weak.lock()) {
+                 model->setSyncPhase(phase);
+               }
+             });
+           },
+       .completeInterruptedImports =
+           [photos = photos_, history = services_.history] { return completeImports(*photos, *history); }},
+      clock);
+}
+
+CameraImport::Observer AppModel::importObserver() {
+  const auto callModel = [weak = weak_from_this(), &mainThread = platform_.mainThread](auto function) {
+    return mainThread.call([&] {
+      const auto model = weak.lock();
+      return model ? function(*model) : false;
+    });
+  };
+  return {.mayGoOn =
+              [callModel] {
+                return callModel([](const AppModel& model) { return !model.syncCancellationRequested_; });
+              },
+          .progress =
+              [callModel](std::int64_t completed, std::int64_t total) {
+                return callModel([completed, total](AppModel& model) {
+                  return model.showImportProgress(completed, total);
+                });
+              },
+          .imported =
+              [callModel](const MediaCounts& counts) {
+                callModel([counts](AppModel& model) {
+                  model.changeRun([counts](CameraRun& run) {
+                    run.imported.photos += counts.photos;
+                    run.imported.videos += counts.videos;
+                  });
+                  return true;
+                });
+              },
+          .failedFile = failedFileObserver()};
+}
+
+std::function<void(const CameraMediaFile& file)> AppModel::failedFileObserver() {
+  failedFile_ = std::nullopt;
+  return [weak = weak_from_this(), &mainThread = platform_.mainThread](const CameraMediaFile& file) {
+    mainThread.call([&] {
+      if (const auto model = weak.lock()) {
+        model->failedFile_ = file.filename;
+      }
+    });
+  };
+}
+
+void AppModel::beginRun(const DetectedDevice& device, const std::vector<std::string>& setAside) {
+  cameraRuns.update([&](auto& runs) {
+    runs.push_back({.volumeURL = device.volumeURL,
+                    .name = device.displayName,
+                    .fileCount = static_cast<std::int64_t>(device.files.size()),
+                    .newCount = std::nullopt,
+                    .imported = {},
+                    .setAside = setAside,
+                    .end = CameraRun::End::running});
+  });
+}
+
+void AppModel::changeRun(const std::function<void(CameraRun& run)>& change) {
+  cameraRuns.update([&](auto& runs) {
+    if (!runs.empty()) {
+      change(runs.back());
+    }
+  });
+}
+
+void AppModel::endRun(const std::exception_ptr& failure) {
+  CameraRun::End end = syncCancellationRequested_ ? CameraRun::End::stopped : CameraRun::End::done;
+  try {
+    if (failure) {
+      std::rethrow_exception(failure);
+    }
+  } catch (const CancellationError&) {
+    end = syncCancellationRequested_ ? CameraRun::End::stopped : CameraRun::End::cameraWentAway;
+  } catch (const std::exception&) {
+    end = CameraRun::End::failed;
+  }
+  changeRun([end](CameraRun& run) { run.end = end; });
+}
+
+bool AppModel::showImportProgress(std::int64_t completed, std::int64_t total) {
+  syncPhase = SyncPhase::importing(completed, total);
+  changeRun([total](CameraRun& run) { run.newCount = total; });
+  statusMessage = syncCancellationRequested_ ? "Finishing before eject…" : importingStatus(completed, total);
+  return !syncCancellationRequested_;
+}
+
+void AppModel::setSyncPhase(const SyncPhase& phase) {
+  record(DiagnosticLog::Event::syncPhaseChanged, AppDiagnostics::phaseMetrics(phase));
+  syncPhase = phase;
+  if (phase.kind == SyncPhase::Kind::album) {
+    changeRun([](CameraRun& run) { run.newCount = run.newCount.value_or(0); });  // nothing was new
+  }
+  if (auto status = statusOf(phase)) {
+    statusMessage = std::move(*status);
+  }
+}
+
+}  // namespace tolvander::app

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+#include "TolvanderCore/Foundation/Date.h"
+#include "TolvanderCore/Platform/Calendar.h"
+
+namespace tolvander {
+
+// The day of `date` in `zone`, as names of files and folders have it: "2026-11-20".
+std::string dayText(Date date, const TimeZone& zone);
+
+}  // namespace tolvander

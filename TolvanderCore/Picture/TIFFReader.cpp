@@ -1,0 +1,114 @@
+#include "TolvanderCore/Picture/TIFFReader.h"
+
+#include <algorithm>
+
+#include "TolvanderCore/Foundation/Precondition.h"
+#include "TolvanderCore/MediaProcessingError.h"
+
+namespace tolvander {
+
+namespace {
+
+constexpr std::size_t headerSize = 8;
+constexpr std::size_t entrySize = 12;
+constexpr std::size_t nextDirectorySize = 4;
+constexpr std::size_t valueFieldSize = 4;
+constexpr std::uint16_t maximumEntries = 256;
+constexpr std::uint32_t maximumTextSize = 128;
+
+bool twoCharacters(std::span<const std::byte> bytes, char both) {
+  return std::ranges::all_of(bytes.first(2), [both](std::byte byte) { return byte == std::byte(both); });
+}
+
+TIFFReader::ByteOrder byteOrderOf(std::span<const std::byte> block) {
+  return block.size() >= 2 && twoCharacters(block, 'I') ? TIFFReader::ByteOrder::little
+                                                        : TIFFReader::ByteOrder::big;
+}
+
+template <typename Integer>
+Integer integer(std::span<const std::byte> bytes, TIFFReader::ByteOrder byteOrder) {
+  std::uint32_t value = 0;
+  for (std::size_t index = 0; index < sizeof(Integer); ++index) {
+    const std::size_t mostSignificantFirst =
+        byteOrder == TIFFReader::ByteOrder::big ? index : sizeof(Integer) - 1 - index;
+    value = value << 8U | std::to_integer<std::uint32_t>(bytes[mostSignificantFirst]);
+  }
+  return static_cast<Integer>(value);
+}
+
+}  // namespace
+
+TIFFReader::TIFFReader(std::span<const std::byte> bytes, std::size_t blockStart, std::size_t blockEnd)
+    : data(bytes), start(blockStart), end(blockEnd) {
+  precondition(start <= end && end <= data.size(), "a TIFF block lies in its bytes");
+  byteOrder = byteOrderOf(data.subspan(start, end - start));
+}
+
+bool TIFFReader::magicIsValid() const {
+  const auto block = data.subspan(start, end - start);
+  return block.size() >= headerSize && (twoCharacters(block, 'I') || twoCharacters(block, 'M')) &&
+         uint16Absolute(start + 2) == 42;
+}
+
+std::vector<TIFFReader::Entry> TIFFReader::entries(std::uint32_t offset) const {
+  const std::size_t directory = start + offset;
+  const std::uint16_t count = uint16Absolute(directory);
+  if (count > maximumEntries) {
+    throwMalformedJPEG();
+  }
+  const std::size_t firstOffset = directory + 2;
+  bytesAbsolute(firstOffset, count * entrySize + nextDirectorySize);
+
+  std::vector<Entry> entries;
+  entries.reserve(count);
+  for (std::size_t index = 0; index < count; ++index) {
+    const std::size_t entry = firstOffset + index * entrySize;
+    entries.push_back({.tag = uint16Absolute(entry),
+                       .type = uint16Absolute(entry + 2),
+                       .count = uint32Absolute(entry + 4),
+                       .valueFieldOffset = entry + 8});
+  }
+  return entries;
+}
+
+std::optional<std::string> TIFFReader::asciiValue(std::uint16_t tag, std::span<const Entry> entries) const {
+  const Entry* const entry = firstEntry(tag, entries);
+  if (entry == nullptr || entry->type != asciiType || entry->count == 0 || entry->count > maximumTextSize) {
+    return std::nullopt;
+  }
+  const std::size_t offset = entry->count > valueFieldSize ? start + uint32Absolute(entry->valueFieldOffset)
+                                                           : entry->valueFieldOffset;
+  std::string text;
+  for (const std::byte byte : bytesAbsolute(offset, entry->count)) {
+    if (byte == std::byte{0}) {
+      break;
+    }
+    if (byte > std::byte{0x7F}) {
+      return std::nullopt;
+    }
+    text += std::to_integer<char>(byte);
+  }
+  return text;
+}
+
+std::uint16_t TIFFReader::uint16Absolute(std::size_t offset) const {
+  return integer<std::uint16_t>(bytesAbsolute(offset, 2), byteOrder);
+}
+
+std::uint32_t TIFFReader::uint32Absolute(std::size_t offset) const {
+  return integer<std::uint32_t>(bytesAbsolute(offset, 4), byteOrder);
+}
+
+std::span<const std::byte> TIFFReader::bytesAbsolute(std::size_t offset, std::size_t count) const {
+  if (offset < start || offset > end || count > end - offset) {
+    throwMalformedJPEG();
+  }
+  return data.subspan(offset, count);
+}
+
+const TIFFReader::Entry* firstEntry(std::uint16_t tag, std::span<const TIFFReader::Entry> entries) {
+  const auto found = std::ranges::find(entries, tag, &TIFFReader::Entry::tag);
+  return found == entries.end() ? nullptr : &*found;
+}
+
+}  // namespace tolvander

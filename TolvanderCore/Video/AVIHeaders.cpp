@@ -1,0 +1,258 @@
+#include "TolvanderCore/Video/AVIHeaders.h"
+
+#include <algorithm>
+#include <array>
+
+#include "TolvanderCore/Platform/Movie.h"
+
+namespace tolvander {
+
+namespace {
+
+constexpr std::uint64_t listHeadSize = 12;  // name, size, the list's type
+
+// As far as they are read: the standard header of each chunk, without what its writer appended.
+constexpr std::size_t mainHeaderSize = 20;        // of MainAVIHeader, to dwTotalFrames
+constexpr std::size_t streamHeaderSize = 36;      // of AVIStreamHeader, to dwLength
+constexpr std::size_t pictureFormatSize = 20;     // of BITMAPINFOHEADER, to biCompression
+constexpr std::size_t soundFormatSize = 16;       // of WAVEFORMAT with wBitsPerSample
+constexpr std::size_t extensibleFormatSize = 40;  // of WAVEFORMATEXTENSIBLE
+constexpr std::size_t extendedHeaderSize = 4;     // of dmlh
+
+bool isMotionJPEG(std::string_view encoding) {
+  std::string upper(encoding);
+  std::ranges::transform(upper, upper.begin(), [](char character) {
+    return character >= 'a' && character <= 'z' ? static_cast<char>(character - 'a' + 'A') : character;
+  });
+  constexpr std::array<std::string_view, 3> names = {"MJPG", "JPEG", "DMB1"};
+  return std::ranges::find(names, upper) != names.end();
+}
+
+// Bytes and samples that the head of an ADPCM block holds of each channel. 4 bits follow for each further
+// sample (Microsoft, Multimedia Standards Update 3.0).
+struct BlockHead {
+  std::uint32_t bytes = 0;
+  std::uint32_t samples = 0;
+};
+
+class HeaderReader {
+ public:
+  HeaderReader(AVIBytes& bytes, const FileURL& url) : bytes_(bytes), url_(url) {}
+
+  AVIHeaders read() {
+    std::size_t chunks = 0;
+    std::uint64_t offset = listHeadSize;
+    while (true) {
+      offset = bytes_.skipZeros(offset);
+      const auto head = bytes_.chunkHead(offset);
+      require(head.has_value(), "the headers are damaged");
+      require(++chunks <= AVIReading::maximumChunks, "it has too many chunks");
+      const std::string type(bytes_.at(offset + AVIChunkHead::size, 4));
+      if (head->name() == "LIST" && type == "movi") {
+        break;
+      }
+      if (head->name() == "LIST" && (type == "hdrl" || type == "strl" || type == "odml")) {
+        beginList(type);
+        offset += listHeadSize;
+        continue;
+      }
+      require(bytes_.holds(offset, head->dataSize), "the headers are damaged");
+      take(*head, offset);
+      offset = bytes_.behind(offset + AVIChunkHead::size, head->dataSize);
+    }
+    endStream();
+    headers_.movie = offset;
+    headers_.totalFrames = extendedFrames_ ? extendedFrames_ : mainFrames_;
+    return std::move(headers_);
+  }
+
+ private:
+  void require(bool holds, std::string_view otherwise) const {
+    if (!holds) {
+      refuseAVI(url_, otherwise);
+    }
+  }
+
+  void beginList(std::string_view type) {
+    if (type == "strl") {
+      endStream();
+      isInStream_ = true;
+    }
+  }
+
+  void take(const AVIChunkHead& head, std::uint64_t offset) {
+    if (head.name() == "avih") {
+      const std::string data = dataOf(head, offset, mainHeaderSize);
+      microsecondsPerFrame_ = little32(data, 0);
+      mainFrames_ = little32(data, 16);
+    } else if (head.name() == "dmlh") {
+      extendedFrames_ = little32(dataOf(head, offset, extendedHeaderSize), 0);
+    } else if (head.name() == "strh") {
+      require(isInStream_ && streamHeader_.empty(), "a stream has two headers");
+      streamHeader_ = dataOf(head, offset, streamHeaderSize);
+    } else if (head.name() == "strf") {
+      require(isInStream_ && !hasFormat_, "a stream has two formats");
+      hasFormat_ = true;
+      format_ =
+          bytes_.at(offset + AVIChunkHead::size, std::min<std::size_t>(head.dataSize, extensibleFormatSize));
+    } else if (head.name() == "indx" && isInStream_) {
+      index_ = offset;
+    }
+  }
+
+  std::string dataOf(const AVIChunkHead& head, std::uint64_t offset, std::size_t count) {
+    const std::string data(bytes_.at(offset + AVIChunkHead::size, count));
+    require(head.dataSize >= count && data.size() == count, "the headers are damaged");
+    return data;
+  }
+
+  void endStream() {
+    if (!isInStream_) {
+      return;
+    }
+    constexpr std::size_t mostStreams = 100;  // that two digits can number
+    require(headers_.streams.size() < mostStreams, "it has too many streams");
+    require(!streamHeader_.empty(), "a stream has no header");
+    const std::string_view type = std::string_view(streamHeader_).substr(0, 4);
+    AVIStream stream{.length = little32(streamHeader_, 32), .index = index_};
+    if (type == "vids") {
+      stream.kind = AVIStream::Kind::video;
+      stream.video = video();
+    } else if (type == "auds") {
+      stream.kind = AVIStream::Kind::sound;
+      stream.sound = sound();
+      stream.soundSeconds = claimedSeconds();
+    } else {
+      require(type == "txts" || type == "mids" || type == "dats", "a stream is of an unknown type");
+    }
+    headers_.streams.push_back(std::move(stream));
+    isInStream_ = false;
+    hasFormat_ = false;
+    streamHeader_.clear();
+    format_.clear();
+    index_.reset();
+  }
+
+  AVIVideoTrack video() const {
+    require(format_.size() >= pictureFormatSize, "a video stream has no format");
+    const std::string_view handler = std::string_view(streamHeader_).substr(4, 4);
+    const std::string_view compression = std::string_view(format_).substr(16, 4);
+    AVIVideoTrack video{.rate = little32(streamHeader_, 24), .scale = little32(streamHeader_, 20)};
+    video.isMotionJPEG = isMotionJPEG(little32(compression, 0) == 0 ? handler : compression);
+    if (video.rate == 0 || video.scale == 0) {
+      constexpr std::uint32_t microseconds = 1'000'000;
+      require(microsecondsPerFrame_ != 0, "a video stream has no rate");
+      video.rate = microseconds;
+      video.scale = microsecondsPerFrame_;
+    }
+    return video;
+  }
+
+  // How long the header says that the stream is.
+  double claimedSeconds() const {
+    const std::uint32_t rate = little32(streamHeader_, 24);
+    return rate == 0 ? 0
+                     : static_cast<double>(little32(streamHeader_, 32)) * little32(streamHeader_, 20) / rate;
+  }
+
+  AVISoundFormat sound() const {
+    constexpr std::uint32_t extensible = 0xFFFE;
+    require(format_.size() >= soundFormatSize, "a sound stream has no format");
+    std::uint32_t tag = little16(format_, 0);
+    if (tag == extensible && format_.size() == extensibleFormatSize) {
+      tag = little16(format_, 24);
+    }
+    AVISoundFormat sound;
+    sound.sampleRate = little32(format_, 4);
+    sound.bitsPerSample = little16(format_, 14);
+    require(little16(format_, 2) != 0 && sound.sampleRate != 0, "the format of a sound stream is damaged");
+    switch (tag) {
+      case 1:
+        return pcm(sound, AVISoundEncoding::pcm);
+      case 6:
+        return pcm(sound, AVISoundEncoding::aLaw);
+      case 7:
+        return pcm(sound, AVISoundEncoding::muLaw);
+      case 2:
+        return adpcm(sound, AVISoundEncoding::microsoftADPCM, {.bytes = 7, .samples = 2});
+      case 0x11:
+        return adpcm(sound, AVISoundEncoding::imaADPCM, {.bytes = 4, .samples = 1});
+      default:
+        refuseAVI(url_, "the format of a sound stream is unknown");
+    }
+  }
+
+  AVISoundFormat pcm(AVISoundFormat sound, AVISoundEncoding encoding) const {
+    sound.encoding = encoding;
+    sound.unitBytes = little16(format_, 2) * sound.bitsPerSample / 8;
+    sound.samplesPerUnit = 1;
+    const bool isLinear = encoding == AVISoundEncoding::pcm;
+    require(sound.bitsPerSample == 8 || (isLinear && sound.bitsPerSample == 16),
+            "the format of a sound stream is unknown");
+    require(!isLinear || rateIsConfirmed(sound), "the sample rate of a sound stream is damaged");
+    return sound;
+  }
+
+  // A damaged rate would play the sound too fast or too slow, and nothing else in the file would show it.
+  bool rateIsConfirmed(const AVISoundFormat& sound) const {
+    const std::uint64_t scale = little32(streamHeader_, 20);
+    const std::uint64_t rate = little32(streamHeader_, 24);
+    const std::uint64_t bytesPerSecond = little32(format_, 8);
+    return (scale != 0 && rate == sound.sampleRate * scale) ||
+           bytesPerSecond == std::uint64_t{sound.sampleRate} * sound.unitBytes;
+  }
+
+  AVISoundFormat adpcm(AVISoundFormat sound, AVISoundEncoding encoding, BlockHead head) const {
+    const std::uint32_t channels = little16(format_, 2);
+    sound.encoding = encoding;
+    sound.unitBytes = little16(format_, 12);
+    require(sound.unitBytes >= head.bytes * channels && sound.unitBytes > 0,
+            "the block size of a sound stream is damaged");
+    sound.samplesPerUnit = (sound.unitBytes - head.bytes * channels) * 2 / channels + head.samples;
+    return sound;
+  }
+
+  AVIBytes& bytes_;
+  const FileURL& url_;
+  AVIHeaders headers_;
+  std::uint32_t microsecondsPerFrame_ = 0;
+  std::optional<std::uint32_t> mainFrames_;
+  std::optional<std::uint32_t> extendedFrames_;
+  bool isInStream_ = false;  // from here on, of the stream list that is open
+  bool hasFormat_ = false;
+  std::string streamHeader_;
+  std::string format_;
+  std::optional<std::uint64_t> index_;
+};
+
+}  // namespace
+
+void refuseAVI(const FileURL& url, std::string_view reason) {
+  throw MovieError(MovieError::Case::unreadable, url, reason);
+}
+
+AVIChunkRole AVIHeaders::roleOf(std::string_view chunkName) const {
+  using Kind = AVIChunkRole::Kind;
+  const auto number = streamNumber(chunkName);
+  if (!number) {
+    return {};
+  }
+  const std::string_view data = chunkName.substr(2);
+  const bool isPicture = data == "dc" || data == "db";
+  const bool isSound = data == "wb";
+  if (*number < streams.size() && streams[*number].kind == AVIStream::Kind::ignored) {
+    return {.kind = data == "ix" ? Kind::noData : Kind::ignored};
+  }
+  if (!isPicture && !isSound && data != "pc") {
+    return {};
+  }
+  if (*number >= streams.size()) {
+    return {.kind = Kind::contradiction};
+  }
+  const bool fits = streams[*number].kind == AVIStream::Kind::video ? isPicture : isSound;
+  return {.kind = fits ? Kind::sample : Kind::contradiction, .stream = *number};
+}
+
+AVIHeaders readAVIHeaders(AVIBytes& bytes, const FileURL& url) { return HeaderReader(bytes, url).read(); }
+
+}  // namespace tolvander
