@@ -9,11 +9,11 @@
 #include <utility>
 #include <vector>
 
+#include "Shells/CommandLine/Reports/CheckReport.h"
+#include "Shells/CommandLine/Reports/HistoryReport.h"
+#include "Shells/CommandLine/Reports/TrashReport.h"
 #include "Tests/Support/Fixtures/AppModelWorld.h"
 #include "Tests/Support/Fixtures/TrashScene.h"
-#include "TolvanderApp/Presentation/CheckReport.h"
-#include "TolvanderApp/Presentation/HistoryReport.h"
-#include "TolvanderApp/Presentation/TrashReport.h"
 #include "TolvanderApp/Trash/TrashService.h"
 #include "TolvanderCore/Foundation/Precondition.h"
 #include "TolvanderCore/JSON/DecodingError.h"

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "Shells/CommandLine/Command.h"
-#include "TolvanderApp/Presentation/RunResult.h"
+#include "Shells/CommandLine/Reports/RunResult.h"
 
 namespace tolvander::shell {
 

@@ -4,11 +4,11 @@
 #include "Shells/CommandLine/Arguments.h"
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Failure.h"
+#include "Shells/CommandLine/Reports/CamerasReport.h"
+#include "Shells/CommandLine/Reports/SyncReport.h"
 #include "Shells/CommandLine/Session/HomeView.h"
 #include "Shells/CommandLine/Session/Session.h"
 #include "Shells/CommandLine/Session/SetupFlow.h"
-#include "TolvanderApp/Presentation/CamerasReport.h"
-#include "TolvanderApp/Presentation/SyncReport.h"
 
 namespace tolvander::shell {
 

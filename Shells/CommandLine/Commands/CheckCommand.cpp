@@ -4,11 +4,11 @@
 #include "Shells/CommandLine/Arguments.h"
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Conclusion.h"
+#include "Shells/CommandLine/Reports/CheckReport.h"
+#include "Shells/CommandLine/Reports/SyncReport.h"
 #include "Shells/CommandLine/Session/Session.h"
 #include "Shells/CommandLine/Session/SetupFlow.h"
 #include "Shells/CommandLine/Session/SyncDisplay.h"
-#include "TolvanderApp/Presentation/CheckReport.h"
-#include "TolvanderApp/Presentation/SyncReport.h"
 
 namespace tolvander::shell {
 

@@ -6,12 +6,12 @@
 #include "Shells/CommandLine/Arguments.h"
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Failure.h"
+#include "Shells/CommandLine/Reports/LibraryRemedies.h"
+#include "Shells/CommandLine/Reports/LibraryReport.h"
 #include "Shells/CommandLine/Session/HomeFiles.h"
 #include "Shells/CommandLine/Session/ProgressLine.h"
 #include "Shells/CommandLine/Session/RebuildFlow.h"
 #include "Shells/CommandLine/Session/Session.h"
-#include "TolvanderApp/Presentation/LibraryRemedies.h"
-#include "TolvanderApp/Presentation/LibraryReport.h"
 #include "TolvanderCore/SyncHistoryStore.h"
 
 namespace tolvander::shell {

@@ -2,8 +2,8 @@
 #include <iostream>
 
 #include "Shells/CommandLine/Command.h"
+#include "Shells/CommandLine/Reports/LogReport.h"
 #include "Shells/CommandLine/Session/HomeFiles.h"
-#include "TolvanderApp/Presentation/LogReport.h"
 
 namespace tolvander::shell {
 

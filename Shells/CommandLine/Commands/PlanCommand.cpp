@@ -3,7 +3,7 @@
 
 #include "Shells/CommandLine/Arguments.h"
 #include "Shells/CommandLine/Command.h"
-#include "TolvanderApp/Presentation/PlanReport.h"
+#include "Shells/CommandLine/Reports/PlanReport.h"
 
 namespace tolvander::shell {
 

@@ -3,7 +3,7 @@
 
 #include "Shells/CommandLine/Arguments.h"
 #include "Shells/CommandLine/Command.h"
-#include "TolvanderApp/Presentation/RewrapReport.h"
+#include "Shells/CommandLine/Reports/RewrapReport.h"
 
 namespace tolvander::shell {
 

@@ -3,8 +3,8 @@
 
 #include "Shells/CommandLine/Arguments.h"
 #include "Shells/CommandLine/Command.h"
+#include "Shells/CommandLine/Reports/ScanReport.h"
 #include "Shells/CommandLine/Session/HomeView.h"
-#include "TolvanderApp/Presentation/ScanReport.h"
 
 namespace tolvander::shell {
 

@@ -6,9 +6,9 @@
 #include "Shells/CommandLine/Arguments.h"
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Failure.h"
+#include "Shells/CommandLine/Reports/ScanReport.h"
+#include "Shells/CommandLine/Reports/SetAsideReport.h"
 #include "Shells/CommandLine/Session/HomeView.h"
-#include "TolvanderApp/Presentation/ScanReport.h"
-#include "TolvanderApp/Presentation/SetAsideReport.h"
 #include "TolvanderCore/Platform/Volume.h"
 
 namespace tolvander::shell {

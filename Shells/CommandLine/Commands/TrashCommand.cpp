@@ -4,12 +4,12 @@
 
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Conclusion.h"
+#include "Shells/CommandLine/Reports/RunResult.h"
+#include "Shells/CommandLine/Reports/TrashReport.h"
 #include "Shells/CommandLine/Session/HomeFiles.h"
 #include "Shells/CommandLine/Session/Session.h"
 #include "Shells/CommandLine/Session/SetupFlow.h"
 #include "Shells/CommandLine/Session/SyncDisplay.h"
-#include "TolvanderApp/Presentation/RunResult.h"
-#include "TolvanderApp/Presentation/TrashReport.h"
 
 namespace tolvander::shell {
 

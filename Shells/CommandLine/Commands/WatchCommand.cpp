@@ -3,10 +3,10 @@
 
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Failure.h"
+#include "Shells/CommandLine/Reports/RunResult.h"
 #include "Shells/CommandLine/Session/Session.h"
 #include "Shells/CommandLine/Session/SetupFlow.h"
 #include "Shells/CommandLine/Session/SyncDisplay.h"
-#include "TolvanderApp/Presentation/RunResult.h"
 
 namespace tolvander::shell {
 

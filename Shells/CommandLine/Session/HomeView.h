@@ -5,10 +5,10 @@
 #include "Platform/Linux/Volumes/LinuxVolumes.h"
 #include "Platform/Linux/Volumes/VolumeBookmarks.h"
 #include "Shells/CommandLine/Command.h"
+#include "Shells/CommandLine/Reports/CamerasReport.h"
 #include "Shells/CommandLine/Session/HomeFiles.h"
 #include "Shells/CommandLine/Session/RunDefaults.h"
 #include "TolvanderApp/AppSettings.h"
-#include "TolvanderApp/Presentation/CamerasReport.h"
 
 namespace tolvander::shell {
 

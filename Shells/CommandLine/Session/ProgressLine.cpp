@@ -4,7 +4,7 @@
 
 #include <iostream>
 
-#include "TolvanderApp/Presentation/LibraryReport.h"
+#include "Shells/CommandLine/Reports/LibraryReport.h"
 
 namespace tolvander::shell {
 

@@ -6,9 +6,9 @@
 
 #include "Platform/Linux/PhotoLibrary/LibraryErrors.h"
 #include "Platform/Linux/PhotoLibrary/LibraryRebuild.h"
+#include "Shells/CommandLine/Reports/RebuildReport.h"
 #include "Shells/CommandLine/Session/ProgressLine.h"
 #include "TolvanderApp/Concurrency/Background.h"
-#include "TolvanderApp/Presentation/RebuildReport.h"
 
 namespace tolvander::shell {
 

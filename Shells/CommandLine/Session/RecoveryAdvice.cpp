@@ -3,7 +3,7 @@
 #include "Platform/Linux/PhotoLibrary/CatalogueBackups.h"
 #include "Platform/Linux/PhotoLibrary/EmbeddedPhotoLibrary.h"
 #include "Platform/Linux/PhotoLibrary/LostCatalogue.h"
-#include "TolvanderApp/Presentation/RecoveryText.h"
+#include "Shells/CommandLine/Reports/RecoveryText.h"
 #include "TolvanderCore/SyncHistoryStore.h"
 
 namespace tolvander::shell {

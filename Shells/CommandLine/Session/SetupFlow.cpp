@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "Shells/CommandLine/Reports/QuestionText.h"
 #include "TolvanderApp/Concurrency/Callback.h"
-#include "TolvanderApp/Presentation/QuestionText.h"
 
 namespace tolvander::shell {
 

@@ -4,7 +4,7 @@
 
 #include <iostream>
 
-#include "TolvanderApp/Presentation/SyncReport.h"
+#include "Shells/CommandLine/Reports/SyncReport.h"
 #include "TolvanderApp/Presentation/Wording.h"
 
 namespace tolvander::shell {

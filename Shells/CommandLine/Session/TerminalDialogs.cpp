@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "Platform/Linux/System/Descriptor.h"
+#include "Shells/CommandLine/Reports/QuestionText.h"
 #include "TolvanderApp/Concurrency/Background.h"
-#include "TolvanderApp/Presentation/QuestionText.h"
 
 namespace tolvander::shell {
 

@@ -10,8 +10,8 @@
 #include <system_error>
 #include <vector>
 
+#include "Shells/CommandLine/Reports/PlanReport.h"
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
-#include "TolvanderApp/Presentation/PlanReport.h"
 #include "TolvanderCore/CharmeraVideoProcessingError.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/MediaProcessingError.h"

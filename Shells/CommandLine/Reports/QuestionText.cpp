@@ -1,0 +1,73 @@
+#include "Shells/CommandLine/Reports/QuestionText.h"
+
+#include <algorithm>
+
+#include "TolvanderApp/Presentation/Wording.h"
+#include "TolvanderCore/Platform/Text.h"
+
+namespace tolvander::app {
+
+namespace {
+
+std::string lowerCased(std::string_view text) {
+  std::string result(text);
+  std::ranges::transform(result, result.begin(), [](char character) {
+    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
+  });
+  return result;
+}
+
+}  // namespace
+
+std::string questionText(const Alert& alert) {
+  std::string text = printable(alert.message) + "\n" + printable(alert.informativeText) + "\n";
+  for (std::size_t index = 0; index < alert.buttons.size(); ++index) {
+    text += std::to_string(index + 1) + "  " + printable(alert.buttons[index]) + "\n";
+  }
+  return text + "Answer [" + std::to_string(alert.buttons.size()) + "]: ";
+}
+
+std::optional<std::size_t> chosenButton(const Alert& alert, std::string_view line) {
+  const std::string answer = lowerCased(trimmingWhitespaceAndNewlines(line));
+  if (answer.empty()) {
+    return alert.buttons.size() - 1;
+  }
+  for (std::size_t index = 0; index < alert.buttons.size(); ++index) {
+    if (answer == std::to_string(index + 1) || answer == lowerCased(alert.buttons[index])) {
+      return index;
+    }
+  }
+  return std::nullopt;
+}
+
+std::string unansweredText(const Alert& alert, std::string_view option) {
+  return printable(alert.message) + " Nobody can be asked here, so the answer is “" +
+         printable(alert.buttons.back()) + "”." +
+         (option.empty()
+              ? " No option answers it; run the command at a terminal.\n"
+              : " Pass " + std::string(option) + " for “" + printable(alert.buttons.front()) + "”.\n");
+}
+
+Alert questionAbout(const DirectoryPanel& panel, const FileURL& folder) {
+  return {.style = Alert::Style::informational,
+          .message = "Use “" + folder.path() + "” as a camera?",
+          .informativeText = panel.message,
+          .buttons = {panel.prompt, "Cancel"}};
+}
+
+Alert libraryQuestion(const FileURL& folder) {
+  return {.style = Alert::Style::informational,
+          .message = "Make a photo library in “" + folder.path() + "”?",
+          .informativeText = "Photos and videos from your cameras will be kept there as ordinary files.",
+          .buttons = {"Make Photo Library", "Cancel"}};
+}
+
+Alert replacedLibraryQuestion(const FileURL& folder) {
+  return {.style = Alert::Style::warning,
+          .message = "The photo library in “" + folder.path() +
+                     "” is not here: its disk may not be connected. Make a new, empty one in its place?",
+          .informativeText = "Connect the disk instead, if the photo library is on one.",
+          .buttons = {"Make New Photo Library", "Cancel"}};
+}
+
+}  // namespace tolvander::app
