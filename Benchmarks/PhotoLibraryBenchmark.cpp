@@ -9,7 +9,7 @@
 
 #include "Benchmarks/Measuring.h"
 #include "Platform/Linux/PhotoLibrary/CatalogueSchema.h"
-#include "Tests/Support/Fixtures/EmbeddedLibrary.h"
+#include "Tests/Support/Application/EmbeddedLibrary.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
 #include "Tests/Support/Machine/Tool.h"
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "Benchmarks/Measuring.h"
-#include "Tests/Support/Fixtures/TrashScene.h"
+#include "Tests/Support/Application/TrashScene.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
 

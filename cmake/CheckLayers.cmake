@@ -4,7 +4,7 @@
 #
 # Allowed in every layer: the C++ standard library (a header with neither slash nor dot) and the layers it stands on.
 # Anything else has to be named here, which makes a new dependency of the engine a decision and not an accident.
-# The platform's layer may use every header of the system, in angle brackets; of ours, only what it answers to.
+# The platform's layers may use every header of the system, in angle brackets; of ours, only what it answers to.
 
 cmake_minimum_required(VERSION 3.25)  # a script sets its own policies
 
@@ -19,7 +19,11 @@ if(LAYER STREQUAL "TolvanderCore")
 elseif(LAYER STREQUAL "TolvanderApp")
   set(own_layers "TolvanderCore/|TolvanderApp/")
   set(named_headers)
-elseif(LAYER STREQUAL "TolvanderPlatform")
+elseif(LAYER STREQUAL "LinuxEngine")
+  set(layer_directory "Platform/Linux")
+  set(own_layers "TolvanderCore/|Platform/Linux/")
+  set(named_headers)
+elseif(LAYER STREQUAL "LinuxApplication")
   set(layer_directory "Platform/Linux")
   set(own_layers "TolvanderCore/|TolvanderApp/Platform/|TolvanderApp/Concurrency/|Platform/Linux/")
   set(named_headers)
@@ -65,7 +69,7 @@ foreach(source IN LISTS SOURCES)
       set(bracket "${CMAKE_MATCH_1}")
       set(header "${CMAKE_MATCH_2}")
     endif()
-    if(LAYER STREQUAL "TolvanderPlatform" AND bracket STREQUAL "<" AND
+    if(LAYER MATCHES "^Linux" AND bracket STREQUAL "<" AND
        NOT header MATCHES "^(${our_folders})|\\.\\.")
       continue()
     endif()
@@ -78,7 +82,7 @@ endforeach()
 
 if(offences)
   list(JOIN offences "\n  " text)
-  if(LAYER STREQUAL "TolvanderPlatform")
+  if(LAYER MATCHES "^Linux")
     set(advice "It answers contracts, and what the application decides is not its business")
   elseif(LAYER STREQUAL "CommandLineReports")
     set(advice "Reports make text of what the application says, and do nothing else")

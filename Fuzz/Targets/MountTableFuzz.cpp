@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Linux/Volumes/MountTable.h"
+#include "Platform/Linux/Mounts/MountTable.h"
 #include "TolvanderCore/Foundation/Precondition.h"
 
 using namespace tolvander;

@@ -11,7 +11,7 @@
 
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 #include "Tests/Fault/PowerCut.h"
-#include "Tests/Support/Fixtures/EmbeddedLibrary.h"
+#include "Tests/Support/Application/EmbeddedLibrary.h"
 #include "Tests/Support/Machine/FaultInjection.h"
 #include "Tests/Support/Machine/Thoroughness.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"

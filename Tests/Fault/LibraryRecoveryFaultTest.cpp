@@ -6,8 +6,8 @@
 
 #include "Platform/Linux/PhotoLibrary/CatalogueBackups.h"
 #include "Platform/Linux/PhotoLibrary/LibraryRebuild.h"
-#include "Tests/Support/Fixtures/CatalogueFiles.h"
-#include "Tests/Support/Fixtures/EmbeddedLibrary.h"
+#include "Tests/Support/Application/CatalogueFiles.h"
+#include "Tests/Support/Application/EmbeddedLibrary.h"
 #include "Tests/Support/Machine/FaultInjection.h"
 #include "Tests/Support/Machine/Thoroughness.h"
 #include "TolvanderCore/HistoryBackup.h"

@@ -12,7 +12,7 @@
 
 #include "Platform/Linux/Settings/FileUserDefaults.h"
 #include "Tests/Fault/PowerCut.h"
-#include "Tests/Support/Fixtures/TrashScene.h"
+#include "Tests/Support/Application/TrashScene.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
 #include "TolvanderCore/Foundation/ISO8601.h"
 #include "TolvanderCore/Platform/DurableWrite.h"

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "Tests/Support/Fixtures/TrashScene.h"
+#include "Tests/Support/Application/TrashScene.h"
 #include "Tests/Support/Machine/FaultInjection.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
 #include "Tests/Support/Machine/Thoroughness.h"

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Linux/Mounts/MountTable.h"
 #include "Platform/Linux/System/EventLoop.h"
 #include "Platform/Linux/Volumes/LinuxVolumes.h"
-#include "Platform/Linux/Volumes/MountTable.h"
 #include "Platform/Linux/Volumes/UDisksEjector.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
 #include "Tests/Support/Machine/VolumeRig.h"

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "Samples/SampleCard.h"
-#include "Tests/Support/Fixtures/LibraryEdits.h"
-#include "Tests/Support/Fixtures/TrashScene.h"
+#include "Tests/Support/Application/LibraryEdits.h"
+#include "Tests/Support/Application/TrashScene.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
 #include "Tests/Support/Machine/Tool.h"
 #include "Tests/Support/Machine/VolumeRig.h"

@@ -12,8 +12,8 @@
 #include <tuple>
 #include <vector>
 
+#include "Tests/Support/Application/SyncedHome.h"
 #include "Tests/Support/Fixtures/SmallCard.h"
-#include "Tests/Support/Fixtures/SyncedHome.h"
 #include "Tests/Support/Machine/ChildProcess.h"
 #include "Tests/Support/Machine/OpenGate.h"
 #include "Tests/Support/Machine/RunningTool.h"

@@ -8,7 +8,7 @@
 #include "Samples/Bytes.h"
 #include "Samples/SampleCard.h"
 #include "Tests/Shells/CommandLine.h"
-#include "Tests/Support/Fixtures/LibraryEdits.h"
+#include "Tests/Support/Application/LibraryEdits.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/JSON/JSONReader.h"
 #include "TolvanderCore/SyncHistoryStore.h"

@@ -7,8 +7,8 @@
 
 #include "Samples/SampleCard.h"
 #include "Tests/Shells/CommandLine.h"
-#include "Tests/Support/Fixtures/CatalogueFiles.h"
-#include "Tests/Support/Fixtures/SyncedHome.h"
+#include "Tests/Support/Application/CatalogueFiles.h"
+#include "Tests/Support/Application/SyncedHome.h"
 #include "TolvanderCore/SyncHistoryStore.h"
 
 namespace tolvander::tests {

@@ -13,8 +13,8 @@
 #include "Samples/Bytes.h"
 #include "Samples/SampleCard.h"
 #include "Tests/Shells/CommandLine.h"
+#include "Tests/Support/Application/SyncedHome.h"
 #include "Tests/Support/Fixtures/SmallCard.h"
-#include "Tests/Support/Fixtures/SyncedHome.h"
 #include "Tests/Support/Machine/RunningTool.h"
 #include "TolvanderCore/JSON/JSONReader.h"
 

@@ -9,9 +9,9 @@
 #include <array>
 #include <string>
 
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
+#include "Tests/Support/Application/TaskResult.h"
 #include "Tests/Support/Doubles/VirtualMainThread.h"
-#include "Tests/Support/Fixtures/TaskResult.h"
 
 namespace tolvander::shell {
 namespace {

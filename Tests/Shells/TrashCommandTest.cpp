@@ -7,8 +7,8 @@
 #include "Samples/Bytes.h"
 #include "Samples/SampleCard.h"
 #include "Tests/Shells/CommandLine.h"
-#include "Tests/Support/Fixtures/LibraryEdits.h"
-#include "Tests/Support/Fixtures/TrashScene.h"
+#include "Tests/Support/Application/LibraryEdits.h"
+#include "Tests/Support/Application/TrashScene.h"
 #include "TolvanderCore/JSON/JSONReader.h"
 
 namespace tolvander::tests {

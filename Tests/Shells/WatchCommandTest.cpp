@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Samples/SampleCard.h"
 #include "Tests/Shells/CommandLine.h"
 

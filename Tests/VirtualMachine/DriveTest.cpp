@@ -18,15 +18,15 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
+#include "Platform/Linux/Mounts/MountTable.h"
 #include "Platform/Linux/System/EventLoop.h"
 #include "Platform/Linux/Volumes/LinuxVolumes.h"
-#include "Platform/Linux/Volumes/MountTable.h"
 #include "Platform/Linux/Volumes/UDisksEjector.h"
 #include "Samples/Bytes.h"
+#include "Tests/Support/Application/SyncedHome.h"
+#include "Tests/Support/Application/TrashScene.h"
 #include "Tests/Support/Fixtures/SmallCard.h"
-#include "Tests/Support/Fixtures/SyncedHome.h"
-#include "Tests/Support/Fixtures/TrashScene.h"
 #include "Tests/Support/Machine/OpenGate.h"
 #include "Tests/Support/Machine/RunningTool.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"

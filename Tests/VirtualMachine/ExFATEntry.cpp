@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <stdexcept>
 
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 
 namespace tolvander::tests {
 

@@ -10,8 +10,8 @@
 #include <map>
 #include <stdexcept>
 
-#include "Platform/Linux/System/Descriptor.h"
-#include "Platform/Linux/Volumes/MountTable.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
+#include "Platform/Linux/Mounts/MountTable.h"
 #include "Tests/Support/Machine/Tool.h"
 
 namespace tolvander::tests {

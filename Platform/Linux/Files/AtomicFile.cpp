@@ -17,7 +17,7 @@
 
 #include "Platform/Linux/Files/FileSystemKind.h"
 #include "Platform/Linux/Files/FileWriting.h"
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/Foundation/UUID.h"
 

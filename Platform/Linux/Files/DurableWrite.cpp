@@ -7,7 +7,7 @@
 #include <cerrno>
 
 #include "Platform/Linux/Files/FileWriting.h"
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander {

@@ -8,8 +8,8 @@
 #include <optional>
 #include <utility>
 
-#include "Platform/Linux/System/Descriptor.h"
-#include "Platform/Linux/Volumes/MountTable.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
+#include "Platform/Linux/Mounts/MountTable.h"
 #include "TolvanderCore/Foundation/Date.h"
 #include "TolvanderCore/Platform/Calendar.h"
 

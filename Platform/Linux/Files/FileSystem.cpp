@@ -17,7 +17,7 @@
 
 #include "Platform/Linux/Files/FATClock.h"
 #include "Platform/Linux/Files/FileSystemKind.h"
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander {

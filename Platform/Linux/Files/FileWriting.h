@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <span>
 
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::platform::linux_ {

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Platform/Linux/Movies/LibAV.h"
-#include "Platform/Linux/System/Descriptor.h"
 #include "TolvanderCore/Concurrency/Cancellation.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 

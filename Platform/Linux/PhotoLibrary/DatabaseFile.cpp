@@ -9,7 +9,7 @@
 #include <cstdio>
 
 #include "Platform/Linux/Files/FileWriting.h"
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "TolvanderCore/Foundation/Date.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/Platform/Calendar.h"

@@ -3,8 +3,8 @@
 #include <chrono>
 #include <optional>
 
+#include "Platform/Linux/Files/LockedFile.h"
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
-#include "Platform/Linux/System/LockedFile.h"
 
 namespace tolvander::platform::linux_ {
 

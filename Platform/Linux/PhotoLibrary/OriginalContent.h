@@ -5,7 +5,7 @@
 #include <span>
 #include <string>
 
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "TolvanderCore/Concurrency/Cancellation.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 

@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Platform/Linux/PhotoLibrary/Catalogue.h"
 #include "Platform/Linux/PhotoLibrary/FreeOriginalPaths.h"
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
-#include "Platform/Linux/System/Descriptor.h"
 
 namespace tolvander::platform::linux_ {
 

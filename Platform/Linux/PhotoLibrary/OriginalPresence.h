@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <string>
 
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
-#include "Platform/Linux/System/Descriptor.h"
 #include "TolvanderCore/Foundation/Date.h"
 
 namespace tolvander::platform::linux_ {

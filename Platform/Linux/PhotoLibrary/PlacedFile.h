@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "TolvanderCore/Foundation/Date.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 

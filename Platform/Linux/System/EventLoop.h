@@ -7,7 +7,7 @@
 #include <optional>
 #include <thread>
 
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Platform/Linux/System/DescriptorWatcher.h"
 #include "TolvanderApp/Concurrency/MainQueue.h"
 #include "TolvanderApp/Concurrency/MainThread.h"

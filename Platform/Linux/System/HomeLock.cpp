@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Linux/System/LockedFile.h"
+#include "Platform/Linux/Files/LockedFile.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/Platform/AtomicFile.h"
 

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "TolvanderApp/Platform/HomeInUseError.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/Platform/StandardDirectories.h"

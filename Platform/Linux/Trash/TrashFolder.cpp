@@ -16,7 +16,7 @@
 
 #include "Platform/Linux/Files/FileSystemKind.h"
 #include "Platform/Linux/Files/FileWriting.h"
-#include "Platform/Linux/System/Releasing.h"
+#include "Platform/Linux/Foundation/Releasing.h"
 #include "Platform/Linux/Trash/TrashInfo.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Linux/System/Descriptor.h"
-#include "Platform/Linux/System/PathDescriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
+#include "Platform/Linux/Trash/PathDescriptor.h"
 #include "TolvanderApp/Platform/TrashOperations.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 

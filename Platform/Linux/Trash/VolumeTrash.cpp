@@ -7,9 +7,9 @@
 #include <cerrno>
 #include <utility>
 
-#include "Platform/Linux/Files/FileIdentity.h"
-#include "Platform/Linux/System/Descriptor.h"
-#include "Platform/Linux/System/PathDescriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
+#include "Platform/Linux/Trash/FileIdentity.h"
+#include "Platform/Linux/Trash/PathDescriptor.h"
 #include "Platform/Linux/Trash/TrashFolder.h"
 #include "Platform/Linux/Trash/TrashInfo.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"

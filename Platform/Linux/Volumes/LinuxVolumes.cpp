@@ -12,7 +12,7 @@
 #include <set>
 #include <utility>
 
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/Platform/Volume.h"
 

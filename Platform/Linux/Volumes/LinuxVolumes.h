@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Linux/Mounts/Drive.h"
+#include "Platform/Linux/Mounts/MountTable.h"
 #include "Platform/Linux/System/DescriptorWatcher.h"
-#include "Platform/Linux/Volumes/Drive.h"
-#include "Platform/Linux/Volumes/MountTable.h"
 #include "TolvanderApp/Platform/Volumes.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 

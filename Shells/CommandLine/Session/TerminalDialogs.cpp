@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Shells/CommandLine/Reports/QuestionText.h"
 #include "TolvanderApp/Concurrency/Background.h"
 

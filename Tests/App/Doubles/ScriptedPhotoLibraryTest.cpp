@@ -1,6 +1,6 @@
 #include "Tests/Support/Doubles/ScriptedPhotoLibrary.h"
 
-#include "Tests/Support/Fixtures/PhotoLibraryContractTests.h"
+#include "Tests/Support/Application/PhotoLibraryContractTests.h"
 
 namespace tolvander::tests {
 namespace {

@@ -2,7 +2,7 @@
 #include <filesystem>
 
 #include "Tests/App/Model/AppModelFlowTest.h"
-#include "Tests/Support/Fixtures/TrashScene.h"
+#include "Tests/Support/Application/TrashScene.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/Platform/Volume.h"
 

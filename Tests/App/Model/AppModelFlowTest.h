@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "Samples/Bytes.h"
-#include "Tests/Support/Fixtures/AppModelWorld.h"
+#include "Tests/Support/Application/AppModelWorld.h"
 #include "TolvanderCore/MediaStagingService.h"
 
 namespace tolvander::tests {

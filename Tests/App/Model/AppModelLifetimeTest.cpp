@@ -5,8 +5,8 @@
 #include <memory>
 #include <optional>
 
-#include "Tests/Support/Fixtures/AppModelValues.h"
-#include "Tests/Support/Fixtures/AppModelWorld.h"
+#include "Tests/Support/Application/AppModelValues.h"
+#include "Tests/Support/Application/AppModelWorld.h"
 
 namespace tolvander::tests {
 namespace {

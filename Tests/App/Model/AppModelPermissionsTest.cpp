@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "Tests/Support/Fixtures/AppModelValues.h"
-#include "Tests/Support/Fixtures/AppModelWorld.h"
+#include "Tests/Support/Application/AppModelValues.h"
+#include "Tests/Support/Application/AppModelWorld.h"
 #include "TolvanderApp/Platform/PhotoLibraryError.h"
 
 namespace tolvander::tests {

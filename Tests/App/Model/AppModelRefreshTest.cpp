@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "Tests/Support/Fixtures/AppModelValues.h"
-#include "Tests/Support/Fixtures/AppModelWorld.h"
-#include "Tests/Support/Fixtures/TrashScene.h"
+#include "Tests/Support/Application/AppModelValues.h"
+#include "Tests/Support/Application/AppModelWorld.h"
+#include "Tests/Support/Application/TrashScene.h"
 #include "TolvanderCore/MediaSourceError.h"
 #include "TolvanderCore/Platform/Volume.h"
 

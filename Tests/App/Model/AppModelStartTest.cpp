@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "Tests/Support/Fixtures/AppModelWorld.h"
+#include "Tests/Support/Application/AppModelWorld.h"
 
 namespace tolvander::tests {
 namespace {

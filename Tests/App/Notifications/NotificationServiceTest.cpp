@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "Tests/Support/Application/TaskResult.h"
 #include "Tests/Support/Doubles/RecordedNotifications.h"
 #include "Tests/Support/Doubles/VirtualMainThread.h"
-#include "Tests/Support/Fixtures/TaskResult.h"
 #include "TolvanderCore/Foundation/UUID.h"
 
 namespace tolvander::tests {

@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
+#include "Tests/Support/Application/TaskResult.h"
 #include "Tests/Support/Doubles/RecordedNotifications.h"
 #include "Tests/Support/Doubles/VirtualMainThread.h"
-#include "Tests/Support/Fixtures/TaskResult.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
 
 namespace tolvander::tests {

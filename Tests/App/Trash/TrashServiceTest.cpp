@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "Tests/Support/Fixtures/TrashScene.h"
+#include "Tests/Support/Application/TrashScene.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 

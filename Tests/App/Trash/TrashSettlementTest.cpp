@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Platform/Linux/Trash/TrashInfo.h"
-#include "Tests/Support/Fixtures/TrashScene.h"
+#include "Tests/Support/Application/TrashScene.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
 #include "TolvanderApp/Trash/TrashService.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"

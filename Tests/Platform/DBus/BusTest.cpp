@@ -17,9 +17,9 @@
 #include "Platform/Linux/DBus/BusDispatcher.h"
 #include "Platform/Linux/DBus/BusError.h"
 #include "Platform/Linux/DBus/BusObject.h"
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
+#include "Tests/Support/Doubles/BusThread.h"
 #include "Tests/Support/Doubles/ManualDescriptorWatcher.h"
-#include "Tests/Support/Machine/BusThread.h"
 #include "Tests/Support/Machine/PrivateBus.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
 

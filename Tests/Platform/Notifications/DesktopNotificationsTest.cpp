@@ -8,9 +8,9 @@
 #include <string>
 
 #include "Platform/Linux/Notifications/DesktopNotificationError.h"
+#include "Tests/Support/Application/TaskResult.h"
 #include "Tests/Support/Doubles/FakeDesktop.h"
 #include "Tests/Support/Doubles/VirtualMainThread.h"
-#include "Tests/Support/Fixtures/TaskResult.h"
 #include "Tests/Support/Machine/ChildProcess.h"
 #include "Tests/Support/Machine/PrivateBus.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"

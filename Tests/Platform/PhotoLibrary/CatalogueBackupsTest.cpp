@@ -6,8 +6,8 @@
 #include <set>
 
 #include "Platform/Linux/PhotoLibrary/LibraryLock.h"
-#include "Tests/Support/Fixtures/CatalogueFiles.h"
-#include "Tests/Support/Fixtures/EmbeddedLibrary.h"
+#include "Tests/Support/Application/CatalogueFiles.h"
+#include "Tests/Support/Application/EmbeddedLibrary.h"
 #include "TolvanderCore/Files/DayText.h"
 #include "TolvanderCore/Files/FileOperations.h"
 

@@ -6,7 +6,7 @@
 
 #include "Platform/Linux/PhotoLibrary/CatalogueSchema.h"
 #include "Platform/Linux/PhotoLibrary/Database.h"
-#include "Tests/Support/Fixtures/EmbeddedLibrary.h"
+#include "Tests/Support/Application/EmbeddedLibrary.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/Files/FileOperations.h"
 

@@ -1,5 +1,5 @@
-#include "Tests/Support/Fixtures/EmbeddedLibrary.h"
-#include "Tests/Support/Fixtures/PhotoLibraryContractTests.h"
+#include "Tests/Support/Application/EmbeddedLibrary.h"
+#include "Tests/Support/Application/PhotoLibraryContractTests.h"
 
 namespace tolvander::tests {
 namespace {

@@ -17,7 +17,7 @@
 #include "Platform/Linux/PhotoLibrary/LibraryLock.h"
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 #include "Samples/JPEGBuilder.h"
-#include "Tests/Support/Fixtures/EmbeddedLibrary.h"
+#include "Tests/Support/Application/EmbeddedLibrary.h"
 #include "Tests/Support/Machine/ChildProcess.h"
 #include "Tests/Support/Machine/LoopVolume.h"
 #include "Tests/Support/Machine/OtherUser.h"

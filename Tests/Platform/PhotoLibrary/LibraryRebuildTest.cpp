@@ -8,8 +8,8 @@
 
 #include "Platform/Linux/PhotoLibrary/CatalogueBackups.h"
 #include "Platform/Linux/PhotoLibrary/CatalogueSchema.h"
-#include "Tests/Support/Fixtures/CatalogueFiles.h"
-#include "Tests/Support/Fixtures/EmbeddedLibrary.h"
+#include "Tests/Support/Application/CatalogueFiles.h"
+#include "Tests/Support/Application/EmbeddedLibrary.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/Files/FileOperations.h"
 

@@ -7,8 +7,8 @@
 
 #include "Platform/Linux/PhotoLibrary/LostCatalogue.h"
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
-#include "Tests/Support/Fixtures/CatalogueFiles.h"
-#include "Tests/Support/Fixtures/EmbeddedLibrary.h"
+#include "Tests/Support/Application/CatalogueFiles.h"
+#include "Tests/Support/Application/EmbeddedLibrary.h"
 
 namespace tolvander::tests {
 namespace {

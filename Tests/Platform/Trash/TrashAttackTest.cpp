@@ -16,8 +16,8 @@
 #include <thread>
 #include <vector>
 
-#include "Platform/Linux/System/Descriptor.h"
-#include "Tests/Support/Fixtures/TrashScene.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
+#include "Tests/Support/Application/TrashScene.h"
 #include "Tests/Support/Machine/ChildProcess.h"
 #include "Tests/Support/Machine/LoopVolume.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "Tests/Support/Fixtures/TrashScene.h"
+#include "Tests/Support/Application/TrashScene.h"
 #include "Tests/Support/Machine/ChildProcess.h"
 #include "Tests/Support/Machine/LoopVolume.h"
 #include "Tests/Support/Machine/OtherUser.h"

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "Samples/Bytes.h"
-#include "Tests/Support/Fixtures/AppModelWorld.h"
+#include "Tests/Support/Application/AppModelWorld.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/JSON/JSONReader.h"
 

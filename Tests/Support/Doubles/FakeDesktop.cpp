@@ -8,7 +8,7 @@
 #include "Platform/Linux/DBus/BusConnection.h"
 #include "Platform/Linux/DBus/BusError.h"
 #include "Platform/Linux/DBus/BusObject.h"
-#include "Tests/Support/Machine/BusThread.h"
+#include "Tests/Support/Doubles/BusThread.h"
 
 namespace tolvander::tests {
 

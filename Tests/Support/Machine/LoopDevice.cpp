@@ -13,7 +13,7 @@
 #include <system_error>
 #include <utility>
 
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 
 namespace tolvander::tests {
 

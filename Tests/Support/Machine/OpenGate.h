@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::tests {

@@ -5,7 +5,7 @@
 #include <string>
 #include <thread>
 
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::tests {

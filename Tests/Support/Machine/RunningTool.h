@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
 
 namespace tolvander::tests {

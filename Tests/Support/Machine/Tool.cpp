@@ -17,7 +17,7 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
 
 namespace tolvander::tests {

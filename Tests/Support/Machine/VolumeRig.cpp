@@ -18,7 +18,7 @@
 #include <system_error>
 #include <vector>
 
-#include "Platform/Linux/Volumes/MountTable.h"
+#include "Platform/Linux/Mounts/MountTable.h"
 #include "Tests/Support/Machine/ChildProcess.h"
 #include "Tests/Support/Machine/Tool.h"
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "Platform/Linux/PhotoLibrary/EmbeddedPhotoLibrary.h"
-#include "Tests/Support/Fixtures/PhotoLibraryCalls.h"
+#include "Tests/Support/Application/PhotoLibraryCalls.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
 
 namespace tolvander::tests {

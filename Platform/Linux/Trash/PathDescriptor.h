@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "TolvanderApp/Platform/TrashOperations.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"

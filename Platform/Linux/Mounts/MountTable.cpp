@@ -1,4 +1,4 @@
-#include "Platform/Linux/Volumes/MountTable.h"
+#include "Platform/Linux/Mounts/MountTable.h"
 
 #include <libmount/libmount.h>
 #include <sys/stat.h>
@@ -14,7 +14,7 @@
 #include <tuple>
 #include <utility>
 
-#include "Platform/Linux/System/Releasing.h"
+#include "Platform/Linux/Foundation/Releasing.h"
 #include "TolvanderCore/Files/FileReader.h"
 
 namespace tolvander::platform::linux_ {

@@ -14,9 +14,9 @@
 #include <string_view>
 #include <utility>
 
-#include "Platform/Linux/System/Releasing.h"
-#include "Platform/Linux/Volumes/Drive.h"
-#include "Platform/Linux/Volumes/MountTable.h"
+#include "Platform/Linux/Foundation/Releasing.h"
+#include "Platform/Linux/Mounts/Drive.h"
+#include "Platform/Linux/Mounts/MountTable.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/Foundation/UUID.h"
 #include "TolvanderCore/Platform/SHA256.h"

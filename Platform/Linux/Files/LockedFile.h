@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::platform::linux_ {

@@ -1,4 +1,4 @@
-#include "Tests/Support/Machine/BusThread.h"
+#include "Tests/Support/Doubles/BusThread.h"
 
 #include <future>
 

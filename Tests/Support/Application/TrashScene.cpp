@@ -1,4 +1,4 @@
-#include "Tests/Support/Fixtures/TrashScene.h"
+#include "Tests/Support/Application/TrashScene.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "Platform/Linux/Volumes/Drive.h"
+#include "Platform/Linux/Mounts/Drive.h"
 
 #include <gtest/gtest.h>
 #include <stdlib.h>

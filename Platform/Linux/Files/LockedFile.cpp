@@ -1,4 +1,4 @@
-#include "Platform/Linux/System/LockedFile.h"
+#include "Platform/Linux/Files/LockedFile.h"
 
 #include <sys/stat.h>
 

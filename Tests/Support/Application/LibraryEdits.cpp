@@ -1,4 +1,4 @@
-#include "Tests/Support/Fixtures/LibraryEdits.h"
+#include "Tests/Support/Application/LibraryEdits.h"
 
 #include <chrono>
 #include <filesystem>

@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "Tests/Support/Fixtures/PhotoLibraryCalls.h"
+#include "Tests/Support/Application/PhotoLibraryCalls.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
 #include "TolvanderApp/Platform/PhotoLibrary.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"

@@ -1,4 +1,4 @@
-#include "Platform/Linux/Volumes/Drive.h"
+#include "Platform/Linux/Mounts/Drive.h"
 
 #include <libudev.h>
 #include <sys/stat.h>
@@ -13,7 +13,7 @@
 #include <memory>
 #include <string_view>
 
-#include "Platform/Linux/System/Releasing.h"
+#include "Platform/Linux/Foundation/Releasing.h"
 #include "TolvanderCore/Platform/FileSystem.h"
 
 namespace tolvander::platform::linux_ {

@@ -1,4 +1,4 @@
-#include "Platform/Linux/Files/FileIdentity.h"
+#include "Platform/Linux/Trash/FileIdentity.h"
 
 #include <fcntl.h>
 #include <linux/magic.h>
@@ -16,7 +16,7 @@
 #include <span>
 #include <string_view>
 
-#include "Platform/Linux/System/Descriptor.h"
+#include "Platform/Linux/Foundation/Descriptor.h"
 #include "TolvanderCore/Platform/SHA256.h"
 
 namespace tolvander::platform::linux_ {

@@ -1,4 +1,4 @@
-#include "Platform/Linux/Volumes/MountTable.h"
+#include "Platform/Linux/Mounts/MountTable.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

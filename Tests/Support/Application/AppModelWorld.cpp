@@ -1,4 +1,4 @@
-#include "Tests/Support/Fixtures/AppModelWorld.h"
+#include "Tests/Support/Application/AppModelWorld.h"
 
 #include <filesystem>
 #include <sstream>

@@ -1,4 +1,4 @@
-#include "Tests/Support/Fixtures/SyncedHome.h"
+#include "Tests/Support/Application/SyncedHome.h"
 
 #include <gtest/gtest.h>
 
