@@ -12,6 +12,8 @@ set(posix_headers
     dirent.h errno.h fcntl.h limits.h poll.h signal.h stdlib.h string.h sys/file.h sys/stat.h sys/types.h
     sys/statvfs.h time.h unistd.h)
 
+include(${CMAKE_CURRENT_LIST_DIR}/FolderArrows.cmake)
+
 set(layer_directory "${LAYER}")
 if(LAYER STREQUAL "TolvanderCore")
   set(own_layers "TolvanderCore/")
@@ -38,8 +40,43 @@ endif()
 # What is ours and is named in angle brackets is no header of the system.
 set(our_folders "TolvanderCore/|TolvanderApp/|Platform/|Shells/|Samples/|Tests/|Benchmarks/|Fuzz/")
 
+# Reads the list of folders, in which each comes after those that it includes.
+set(folders)
+string(REPLACE "/" "_" folder_list "${layer_directory}_folders")
+foreach(entry IN LISTS ${folder_list})
+  string(REGEX MATCH "^([A-Za-z]+):(.*)$" _ "${entry}")
+  set(folder "${CMAKE_MATCH_1}")
+  separate_arguments(allowed_in_${folder} UNIX_COMMAND "${CMAKE_MATCH_2}")
+  foreach(earlier IN LISTS allowed_in_${folder})
+    if(NOT earlier IN_LIST folders)
+      message(FATAL_ERROR "FolderArrows.cmake: ${layer_directory}/${folder} comes before ${earlier}, which it includes")
+    endif()
+  endforeach()
+  list(APPEND folders ${folder})
+endforeach()
+
+# The folder of a file whose path is given relative to the layer; none for a header at the top without a source file.
+function(get_folder path result)
+  cmake_path(GET path PARENT_PATH folder)
+  if(folder STREQUAL "")
+    cmake_path(GET path STEM unit)
+    file(GLOB sources RELATIVE ${layer_root} ${layer_root}/*/${unit}.cpp)
+    cmake_path(GET sources PARENT_PATH folder)
+  endif()
+  set(${result} "${folder}" PARENT_SCOPE)
+endfunction()
+
 set(offences)
 foreach(source IN LISTS SOURCES)
+  # A file outside of the layer is a test of this check.
+  set(folder)
+  if(source MATCHES "^(.*/${layer_directory})/(.*)$")
+    set(layer_root "${CMAKE_MATCH_1}")
+    get_folder("${CMAKE_MATCH_2}" folder)
+    if(folder AND NOT folder IN_LIST folders)
+      list(APPEND offences "${source}: the folder ${folder} is not in FolderArrows.cmake")
+    endif()
+  endif()
   # A source file includes its header first, which shows that the header compiles alone. The header is beside it or at
   # the top of the layer.
   cmake_path(REPLACE_EXTENSION source .h OUTPUT_VARIABLE own_header)
@@ -76,6 +113,12 @@ foreach(source IN LISTS SOURCES)
     if(header MATCHES "\\.\\." OR
        (NOT header MATCHES "^(${own_layers})" AND NOT header MATCHES "^[a-z_0-9]+$" AND NOT header IN_LIST named_headers))
       list(APPEND offences "${source}: <${header}>")
+    elseif(folder AND header MATCHES "^${layer_directory}/(.*)$")
+      get_folder("${CMAKE_MATCH_1}" other_folder)
+      if(other_folder AND NOT other_folder STREQUAL folder AND
+         NOT other_folder IN_LIST allowed_in_${folder})
+        list(APPEND offences "${source}: <${header}>, since ${folder} may not include ${other_folder}")
+      endif()
     endif()
   endforeach()
 endforeach()

@@ -1,0 +1,1 @@
+// Never compiled: tells the check of the folders' includes to which folder TolvanderCore/SyncCoordinator.h belongs.
