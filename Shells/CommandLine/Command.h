@@ -3,13 +3,10 @@
 #include <memory>
 #include <optional>
 
+#include "Shells/CommandLine/Syntax.h"
 #include "TolvanderCore/Concurrency/Cancellation.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/Platform/StandardDirectories.h"
-
-namespace CLI {
-class App;
-}
 
 namespace tolvander::shell {
 
@@ -40,8 +37,8 @@ class Command {
  public:
   virtual ~Command() = default;
 
-  // Declares the command with its arguments as a subcommand of `application`, and returns it.
-  virtual CLI::App* declare(CLI::App& application) = 0;
+  // Declares the command with its arguments as one of `program`, and returns it.
+  virtual CommandSyntax declare(const CommandSyntax& program) = 0;
 
   // Does it, after the arguments have been parsed. What it throws is shown as a failure.
   virtual ExitStatus run(const Context& context) = 0;

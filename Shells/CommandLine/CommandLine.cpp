@@ -1,6 +1,5 @@
 #include "Shells/CommandLine/CommandLine.h"
 
-#include <CLI/CLI.hpp>
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -13,6 +12,7 @@
 #include "Shells/CommandLine/Interruption.h"
 #include "Shells/CommandLine/Session/HomeFiles.h"
 #include "Shells/CommandLine/Session/RecoveryAdvice.h"
+#include "Shells/CommandLine/Syntax.h"
 #include "TolvanderApp/Presentation/FailureText.h"
 
 namespace tolvander::shell {
@@ -53,36 +53,38 @@ ExitStatus runReportingFailure(Command& command, Context& context, const std::st
 }  // namespace
 
 ExitStatus runCommandLine(int argumentCount, const char* const* arguments) {
-  CLI::App application("Tolvander takes photos and videos off a camera into your photo library, each once.",
-                       "tolvanderctl");
+  ProgramSyntax syntax("tolvanderctl",
+                       "Tolvander takes photos and videos off a camera into your photo library, each once.",
+                       "tolvanderctl " TOLVANDER_VERSION);
   std::string home;
   Context context;
-  application.set_version_flag("--version", "tolvanderctl " TOLVANDER_VERSION);
-  application.add_option("--home", home, "Keep every file of ours below this folder")
-      ->type_name("DIR")
-      ->check([](const std::string& given) { return std::string(given.empty() ? "it is empty" : ""); });
-  application.add_flag("--json", context.json, "Print one JSON document, for programs");
-  application.require_subcommand(1);
-  application.fallthrough();
+  const CommandSyntax program = syntax.program();
+  program.value("--home", home, "Keep every file of ours below this folder")
+      .typeName("DIR")
+      .check([](const std::string& given) { return std::string(given.empty() ? "it is empty" : ""); });
+  program.flag("--json", context.json, "Print one JSON document, for programs");
 
-  std::vector<std::pair<CLI::App*, std::unique_ptr<Command>>> commands;
+  std::vector<std::pair<CommandSyntax, std::unique_ptr<Command>>> commands;
   for (auto& command : {&makeScanCommand, &makeSetAsideCommand, &makePlanCommand, &makeRewrapCommand,
                         &makeHistoryCommand, &makeSyncCommand, &makeWatchCommand, &makeCheckCommand,
                         &makeRememberCommand, &makeRestoreCommand, &makeTrashCommand, &makeEjectCommand,
                         &makeCamerasCommand, &makeStatusCommand, &makeLibraryCommand, &makeLogCommand}) {
     auto made = command();
-    CLI::App* declared = made->declare(application);
+    const CommandSyntax declared = made->declare(program);
     commands.emplace_back(declared, std::move(made));
   }
-  try {
-    application.parse(argumentCount, arguments);
-  } catch (const CLI::ParseError& error) {
-    return application.exit(error) == 0 ? ExitStatus::done : ExitStatus::wrongUsage;
+  switch (syntax.parse(argumentCount, arguments)) {
+    case ProgramSyntax::Parsed::command:
+      break;
+    case ProgramSyntax::Parsed::help:
+      return ExitStatus::done;
+    case ProgramSyntax::Parsed::wrongUsage:
+      return ExitStatus::wrongUsage;
   }
   const Interruption interruption;
   context.cancellation = interruption.token();
   for (const auto& [declared, command] : commands) {
-    if (declared->parsed()) {
+    if (declared.wasGiven()) {
       const ExitStatus status = runReportingFailure(*command, context, home);
       if (status == ExitStatus::failed) {
         showRecoveryAdvice(context);

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <iostream>
 
 #include "Shells/CommandLine/Arguments.h"
@@ -9,6 +8,7 @@
 #include "Shells/CommandLine/Session/HomeView.h"
 #include "Shells/CommandLine/Session/Session.h"
 #include "Shells/CommandLine/Session/SetupFlow.h"
+#include "Shells/CommandLine/Syntax.h"
 
 namespace tolvander::shell {
 
@@ -18,23 +18,23 @@ using app::Task;
 
 class CamerasCommand final : public Command {
  public:
-  CLI::App* declare(CLI::App& application) override {
-    CLI::App* command = application.add_subcommand("cameras", "List, add and forget saved cameras");
-    list_ = command->add_subcommand("list", "Show the saved cameras, and where they are now");
-    add_ = command->add_subcommand("add", "Remember a volume as a camera");
-    add_->add_option("VOLUME", volume_, "A mount point, or any folder")->required();
-    forget_ = command->add_subcommand("forget", "Forget a camera; its files and the history stay");
-    forget_->add_option("CAMERA", camera_, "Its name or its identity")->required();
-    forget_->add_flag("--yes", agrees_, "Without asking");
-    command->require_subcommand(1);
+  CommandSyntax declare(const CommandSyntax& program) override {
+    const CommandSyntax command = program.command("cameras", "List, add and forget saved cameras");
+    list_ = command.command("list", "Show the saved cameras, and where they are now");
+    add_ = command.command("add", "Remember a volume as a camera");
+    add_.value("VOLUME", volume_, "A mount point, or any folder").required();
+    forget_ = command.command("forget", "Forget a camera; its files and the history stay");
+    forget_.value("CAMERA", camera_, "Its name or its identity").required();
+    forget_.flag("--yes", agrees_, "Without asking");
+    command.requireCommand();
     return command;
   }
 
   ExitStatus run(const Context& context) override {
-    if (add_->parsed()) {
+    if (add_.wasGiven()) {
       return add(context);
     }
-    if (forget_->parsed()) {
+    if (forget_.wasGiven()) {
       return forget(context);
     }
     show(context);
@@ -120,9 +120,9 @@ class CamerasCommand final : public Command {
     }
   }
 
-  CLI::App* list_ = nullptr;
-  CLI::App* add_ = nullptr;
-  CLI::App* forget_ = nullptr;
+  CommandSyntax list_;
+  CommandSyntax add_;
+  CommandSyntax forget_;
   std::string volume_;
   std::string camera_;
   bool agrees_ = false;

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <iostream>
 
 #include "Shells/CommandLine/Arguments.h"
@@ -9,6 +8,7 @@
 #include "Shells/CommandLine/Session/Session.h"
 #include "Shells/CommandLine/Session/SetupFlow.h"
 #include "Shells/CommandLine/Session/SyncDisplay.h"
+#include "Shells/CommandLine/Syntax.h"
 
 namespace tolvander::shell {
 
@@ -70,9 +70,9 @@ class CheckingCommand : public Command {
     std::int64_t imported = 0;
   };
 
-  void declareVolumes(CLI::App& command) {
-    command.add_option("VOLUME", volumes_,
-                       "Mount points, or folders, of saved cameras (default: all that are connected)");
+  void declareVolumes(const CommandSyntax& command) {
+    command.values("VOLUME", volumes_,
+                   "Mount points, or folders, of saved cameras (default: all that are connected)");
   }
 
   virtual Session::Options options(const Volumes& volumes) const {
@@ -116,10 +116,10 @@ class CheckingCommand : public Command {
 
 class CheckCommand final : public CheckingCommand {
  public:
-  CLI::App* declare(CLI::App& application) override {
-    CLI::App* command = application.add_subcommand(
-        "check", "Compare cameras with the photo library, without changing anything");
-    declareVolumes(*command);
+  CommandSyntax declare(const CommandSyntax& program) override {
+    const CommandSyntax command =
+        program.command("check", "Compare cameras with the photo library, without changing anything");
+    declareVolumes(command);
     return command;
   }
 
@@ -129,10 +129,10 @@ class CheckCommand final : public CheckingCommand {
 
 class RememberCommand final : public CheckingCommand {
  public:
-  CLI::App* declare(CLI::App& application) override {
-    CLI::App* command = application.add_subcommand(
+  CommandSyntax declare(const CommandSyntax& program) override {
+    const CommandSyntax command = program.command(
         "remember", "Check cameras, and save in the history what is in the photo library already");
-    declareVolumes(*command);
+    declareVolumes(command);
     return command;
   }
 
@@ -154,12 +154,12 @@ class RememberCommand final : public CheckingCommand {
 
 class RestoreCommand final : public CheckingCommand {
  public:
-  CLI::App* declare(CLI::App& application) override {
-    CLI::App* command = application.add_subcommand(
+  CommandSyntax declare(const CommandSyntax& program) override {
+    const CommandSyntax command = program.command(
         "restore", "Check cameras, and import what is missing in the photo library, also what was removed");
-    declareVolumes(*command);
-    command->add_option("--album", album_, "Put the items into this album")->type_name("NAME");
-    command->add_flag("--yes", agrees_, "Import without asking");
+    declareVolumes(command);
+    command.value("--album", album_, "Put the items into this album").typeName("NAME");
+    command.flag("--yes", agrees_, "Import without asking");
     return command;
   }
 

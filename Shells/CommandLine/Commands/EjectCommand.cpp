@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
 
@@ -9,6 +8,7 @@
 #include "Shells/CommandLine/Session/Session.h"
 #include "Shells/CommandLine/Session/SetupFlow.h"
 #include "Shells/CommandLine/Session/SyncDisplay.h"
+#include "Shells/CommandLine/Syntax.h"
 
 namespace tolvander::shell {
 
@@ -21,10 +21,10 @@ using app::Task;
 
 class EjectCommand final : public Command {
  public:
-  CLI::App* declare(CLI::App& application) override {
-    CLI::App* command =
-        application.add_subcommand("eject", "Let go of a camera, so that it can be pulled out");
-    command->add_option("VOLUME", volume_, "The mount point of a saved camera")->required();
+  CommandSyntax declare(const CommandSyntax& program) override {
+    const CommandSyntax command =
+        program.command("eject", "Let go of a camera, so that it can be pulled out");
+    command.value("VOLUME", volume_, "The mount point of a saved camera").required();
     return command;
   }
 

@@ -1,9 +1,9 @@
-#include <CLI/CLI.hpp>
 #include <iostream>
 
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Reports/HistoryReport.h"
 #include "Shells/CommandLine/Session/HomeFiles.h"
+#include "Shells/CommandLine/Syntax.h"
 
 namespace tolvander::shell {
 
@@ -11,8 +11,8 @@ namespace {
 
 class HistoryCommand final : public Command {
  public:
-  CLI::App* declare(CLI::App& application) override {
-    return application.add_subcommand("history", "Show what has been imported and what is unresolved");
+  CommandSyntax declare(const CommandSyntax& program) override {
+    return program.command("history", "Show what has been imported and what is unresolved");
   }
 
   ExitStatus run(const Context& context) override {

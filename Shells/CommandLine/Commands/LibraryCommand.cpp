@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <set>
 
@@ -12,6 +11,7 @@
 #include "Shells/CommandLine/Session/ProgressLine.h"
 #include "Shells/CommandLine/Session/RebuildFlow.h"
 #include "Shells/CommandLine/Session/Session.h"
+#include "Shells/CommandLine/Syntax.h"
 #include "TolvanderCore/SyncHistoryStore.h"
 
 namespace tolvander::shell {
@@ -97,39 +97,38 @@ std::string dateProblem(const std::string& text) {
 
 class LibraryCommand final : public Command {
  public:
-  CLI::App* declare(CLI::App& application) override {
-    CLI::App* command = application.add_subcommand("library", "Show what is in the photo library");
-    assets_ = command->add_subcommand("assets", "List its photos and videos, the newest first");
-    assets_->add_option("--from", from_, "Taken then or later")->type_name("DATE")->check(dateProblem);
-    assets_->add_option("--to", to_, "Taken then or earlier")->type_name("DATE")->check(dateProblem);
-    assets_->add_option("--album", album_, "Only those in this album")->type_name("NAME");
-    assets_->add_option("--limit", limit_, "At most so many")->type_name("N")->check(CLI::PositiveNumber);
-    albums_ = command->add_subcommand("albums", "List its albums");
-    verify_ =
-        command->add_subcommand("verify", "Read every file, and say what is wrong and what can mend it");
-    verify_->add_flag("--quick", isQuick_, "Compare sizes only, and read nothing");
-    rebuild_ = command->add_subcommand(
+  CommandSyntax declare(const CommandSyntax& program) override {
+    const CommandSyntax command = program.command("library", "Show what is in the photo library");
+    assets_ = command.command("assets", "List its photos and videos, the newest first");
+    assets_.value("--from", from_, "Taken then or later").typeName("DATE").check(dateProblem);
+    assets_.value("--to", to_, "Taken then or earlier").typeName("DATE").check(dateProblem);
+    assets_.value("--album", album_, "Only those in this album").typeName("NAME");
+    assets_.value("--limit", limit_, "At most so many").typeName("N").positive();
+    albums_ = command.command("albums", "List its albums");
+    verify_ = command.command("verify", "Read every file, and say what is wrong and what can mend it");
+    verify_.flag("--quick", isQuick_, "Compare sizes only, and read nothing");
+    rebuild_ = command.command(
         "rebuild", "Make its catalogue anew from the pictures and the import history; changes no picture");
-    rebuild_->add_flag("--yes", agrees_, "Without asking");
-    command->require_subcommand(0, 1);
+    rebuild_.flag("--yes", agrees_, "Without asking");
+    command.allowCommand();
     return command;
   }
 
   ExitStatus run(const Context& context) override {
-    if (rebuild_->parsed()) {
+    if (rebuild_.wasGiven()) {
       return rebuild(context);
     }
     const FileURL folder = HomeFiles::of(context).library;
     EmbeddedPhotoLibrary library(folder);
     library.requireCatalogue();
-    if (verify_->parsed()) {
+    if (verify_.wasGiven()) {
       return verify(library, context);
     }
     LibraryReport report = reportOf(library, folder, context.cancellation);
-    if (assets_->parsed()) {
+    if (assets_.wasGiven()) {
       return showAssets(library, report, context);
     }
-    if (albums_->parsed()) {
+    if (albums_.wasGiven()) {
       std::cout << (context.json ? report.jsonOfAlbums() + "\n" : report.textOfAlbums());
     } else {
       std::cout << (context.json ? report.json() + "\n" : report.text());
@@ -188,10 +187,10 @@ class LibraryCommand final : public Command {
     });
   }
 
-  CLI::App* assets_ = nullptr;
-  CLI::App* albums_ = nullptr;
-  CLI::App* verify_ = nullptr;
-  CLI::App* rebuild_ = nullptr;
+  CommandSyntax assets_;
+  CommandSyntax albums_;
+  CommandSyntax verify_;
+  CommandSyntax rebuild_;
   bool agrees_ = false;
   bool isQuick_ = false;
   std::optional<std::string> from_;

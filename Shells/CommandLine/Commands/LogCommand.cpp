@@ -1,9 +1,9 @@
-#include <CLI/CLI.hpp>
 #include <iostream>
 
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Reports/LogReport.h"
 #include "Shells/CommandLine/Session/HomeFiles.h"
+#include "Shells/CommandLine/Syntax.h"
 
 namespace tolvander::shell {
 
@@ -11,9 +11,9 @@ namespace {
 
 class LogCommand final : public Command {
  public:
-  CLI::App* declare(CLI::App& application) override {
-    CLI::App* command = application.add_subcommand("log", "Show the diagnostic log");
-    command->add_flag("--files", showsFiles_, "Show where it is kept instead");
+  CommandSyntax declare(const CommandSyntax& program) override {
+    const CommandSyntax command = program.command("log", "Show the diagnostic log");
+    command.flag("--files", showsFiles_, "Show where it is kept instead");
     return command;
   }
 

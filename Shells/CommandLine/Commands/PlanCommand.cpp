@@ -1,9 +1,9 @@
-#include <CLI/CLI.hpp>
 #include <iostream>
 
 #include "Shells/CommandLine/Arguments.h"
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Reports/PlanReport.h"
+#include "Shells/CommandLine/Syntax.h"
 
 namespace tolvander::shell {
 
@@ -11,22 +11,22 @@ namespace {
 
 class PlanCommand final : public Command {
  public:
-  CLI::App* declare(CLI::App& application) override {
-    CLI::App* command =
-        application.add_subcommand("plan", "Tell what is to happen to a file before it is imported");
-    command->add_option("FILE", file_, "A photo or a video")->required();
-    command->add_flag("--not-charmera", isFromAnotherCamera_, "Plan it as a file of another camera");
-    command->add_option("--zone", zone_, "The camera’s time zone, such as Europe/Berlin (default: yours)")
-        ->type_name("ZONE")
-        ->check([](const std::string& name) { return TimeZone::named(name) ? "" : "no such time zone"; });
+  CommandSyntax declare(const CommandSyntax& program) override {
+    const CommandSyntax command =
+        program.command("plan", "Tell what is to happen to a file before it is imported");
+    command.value("FILE", file_, "A photo or a video").required();
+    command.flag("--not-charmera", isFromAnotherCamera_, "Plan it as a file of another camera");
+    command.value("--zone", zone_, "The camera’s time zone, such as Europe/Berlin (default: yours)")
+        .typeName("ZONE")
+        .check([](const std::string& name) { return TimeZone::named(name) ? "" : "no such time zone"; });
     command
-        ->add_option("--modified", modified_,
-                     "When the file was modified, such as 2026-11-15T19:13:17Z (default: as the file says)")
-        ->type_name("DATE")
-        ->check([](const std::string& text) {
+        .value("--modified", modified_,
+               "When the file was modified, such as 2026-11-15T19:13:17Z (default: as the file says)")
+        .typeName("DATE")
+        .check([](const std::string& text) {
           return dateFromArgument(text) ? "" : "no date such as 2026-11-15T19:13:17Z or …+01:00";
         });
-    command->add_option("--output", output_, "Write what would be imported to a new file")->type_name("OUT");
+    command.value("--output", output_, "Write what would be imported to a new file").typeName("OUT");
     return command;
   }
 

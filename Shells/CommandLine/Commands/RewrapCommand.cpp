@@ -1,9 +1,9 @@
-#include <CLI/CLI.hpp>
 #include <iostream>
 
 #include "Shells/CommandLine/Arguments.h"
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Reports/RewrapReport.h"
+#include "Shells/CommandLine/Syntax.h"
 
 namespace tolvander::shell {
 
@@ -11,11 +11,11 @@ namespace {
 
 class RewrapCommand final : public Command {
  public:
-  CLI::App* declare(CLI::App& application) override {
-    CLI::App* command = application.add_subcommand(
-        "rewrap", "Rewrap a video as a QuickTime movie, and prove that they hold the same");
-    command->add_option("AVI", source_, "The video")->required();
-    command->add_option("MOV", movie_, "The movie to make, where nothing is yet")->required();
+  CommandSyntax declare(const CommandSyntax& program) override {
+    const CommandSyntax command =
+        program.command("rewrap", "Rewrap a video as a QuickTime movie, and prove that they hold the same");
+    command.value("AVI", source_, "The video").required();
+    command.value("MOV", movie_, "The movie to make, where nothing is yet").required();
     return command;
   }
 

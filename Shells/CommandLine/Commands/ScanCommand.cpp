@@ -1,10 +1,10 @@
-#include <CLI/CLI.hpp>
 #include <iostream>
 
 #include "Shells/CommandLine/Arguments.h"
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Reports/ScanReport.h"
 #include "Shells/CommandLine/Session/HomeView.h"
+#include "Shells/CommandLine/Syntax.h"
 
 namespace tolvander::shell {
 
@@ -12,11 +12,11 @@ namespace {
 
 class ScanCommand final : public Command {
  public:
-  CLI::App* declare(CLI::App& application) override {
-    CLI::App* command = application.add_subcommand("scan", "Tell what a volume is, and list its media files");
-    command->add_option("VOLUME", volume_, "Where the volume is mounted, or any folder")->required();
-    command->add_flag("--fingerprints", withFingerprints_, "Read every file and give its SHA-256");
-    command->add_flag("--verify", verifies_, "Prepare every file as for an import, and tell which can’t be");
+  CommandSyntax declare(const CommandSyntax& program) override {
+    const CommandSyntax command = program.command("scan", "Tell what a volume is, and list its media files");
+    command.value("VOLUME", volume_, "Where the volume is mounted, or any folder").required();
+    command.flag("--fingerprints", withFingerprints_, "Read every file and give its SHA-256");
+    command.flag("--verify", verifies_, "Prepare every file as for an import, and tell which can’t be");
     return command;
   }
 

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
 
@@ -9,6 +8,7 @@
 #include "Shells/CommandLine/Reports/ScanReport.h"
 #include "Shells/CommandLine/Reports/SetAsideReport.h"
 #include "Shells/CommandLine/Session/HomeView.h"
+#include "Shells/CommandLine/Syntax.h"
 #include "TolvanderCore/Platform/Volume.h"
 
 namespace tolvander::shell {
@@ -38,31 +38,31 @@ struct OwnedSettings {
 
 class SetAsideCommand final : public Command {
  public:
-  CLI::App* declare(CLI::App& application) override {
-    CLI::App* command = application.add_subcommand(
+  CommandSyntax declare(const CommandSyntax& program) override {
+    const CommandSyntax command = program.command(
         "set-aside", "Leave damaged files of a card out, so that its other files can be imported");
-    command->add_option("VOLUME", volume_, "Where the card is mounted, or a folder");
-    command->add_option("FILE", names_, "Paths below the volume, or names of files");
-    list_ = command->add_flag("--list")->description("Show the files that are set aside");
-    undo_ = command->add_flag("--undo")->description("Import these files again");
-    list_->excludes(undo_);
-    command->final_callback([this] {
-      const bool isList = list_->count() > 0;
-      if (isList ? !volume_.empty() : volume_.empty() || names_.empty()) {
-        throw CLI::ValidationError("set-aside", "give VOLUME and FILE, or --list");
+    command.value("VOLUME", volume_, "Where the card is mounted, or a folder");
+    command.values("FILE", names_, "Paths below the volume, or names of files");
+    list_ = command.flag("--list", "Show the files that are set aside");
+    undo_ = command.flag("--undo", "Import these files again");
+    list_->excludes(*undo_);
+    command.check([this]() -> std::optional<std::string> {
+      if (list_->wasGiven() ? !volume_.empty() : volume_.empty() || names_.empty()) {
+        return "give VOLUME and FILE, or --list";
       }
+      return std::nullopt;
     });
     return command;
   }
 
   ExitStatus run(const Context& context) override {
-    if (list_->count() > 0) {
+    if (list_->wasGiven()) {
       show(context, HomeView(context).settings().setAsideFiles());
       return ExitStatus::done;
     }
     OwnedSettings owned(context);
     SetAsideFiles files = owned.settings.setAsideFiles();
-    const bool isKnown = undo_->count() > 0 ? remove(files) : add(files, owned.settings, context);
+    const bool isKnown = undo_->wasGiven() ? remove(files) : add(files, owned.settings, context);
     if (!isKnown) {
       return ExitStatus::failed;
     }
@@ -112,8 +112,8 @@ class SetAsideCommand final : public Command {
 
   std::string volume_;
   std::vector<std::string> names_;
-  CLI::Option* list_ = nullptr;
-  CLI::Option* undo_ = nullptr;
+  std::optional<Option> list_;
+  std::optional<Option> undo_;
 };
 
 }  // namespace

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <iostream>
 
 #include "Platform/Linux/PhotoLibrary/EmbeddedPhotoLibrary.h"
@@ -6,6 +5,7 @@
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Reports/StatusReport.h"
 #include "Shells/CommandLine/Session/HomeView.h"
+#include "Shells/CommandLine/Syntax.h"
 #include "TolvanderApp/PausedImports.h"
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderApp/Presentation/FailureText.h"
@@ -108,8 +108,8 @@ std::optional<std::string> albumOf(const app::AppSettings& settings) {
 
 class StatusCommand final : public Command {
  public:
-  CLI::App* declare(CLI::App& application) override {
-    return application.add_subcommand("status", "Show how everything stands, and where it is kept");
+  CommandSyntax declare(const CommandSyntax& program) override {
+    return program.command("status", "Show how everything stands, and where it is kept");
   }
 
   ExitStatus run(const Context& context) override {

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <iostream>
 
 #include "Shells/CommandLine/Arguments.h"
@@ -8,6 +7,7 @@
 #include "Shells/CommandLine/Session/Session.h"
 #include "Shells/CommandLine/Session/SetupFlow.h"
 #include "Shells/CommandLine/Session/SyncDisplay.h"
+#include "Shells/CommandLine/Syntax.h"
 
 namespace tolvander::shell {
 
@@ -84,17 +84,17 @@ Task<Failure> syncIfPossible(SyncRun run) {
 
 class SyncCommand final : public Command {
  public:
-  CLI::App* declare(CLI::App& application) override {
-    CLI::App* command =
-        application.add_subcommand("sync", "Bring new photos and videos from cameras into the photo library");
-    command->add_option("VOLUME", volumes_,
-                        "Mount points, or any folders, of cameras (default: all saved cameras)");
-    command->add_option("--album", album_, "Put the items into this album")->type_name("NAME");
-    command->add_option("--trash", trash_, "Whether synced files are moved to the Trash (default: as set)")
-        ->type_name("ask|yes|no")
-        ->check(CLI::IsMember({"ask", "yes", "no"}));
-    command->add_flag("--eject", ejects_, "Eject each camera after its sync");
-    command->add_flag("--yes", agrees_, "Remember new cameras, and make the photo library, without asking");
+  CommandSyntax declare(const CommandSyntax& program) override {
+    const CommandSyntax command =
+        program.command("sync", "Bring new photos and videos from cameras into the photo library");
+    command.values("VOLUME", volumes_,
+                   "Mount points, or any folders, of cameras (default: all saved cameras)");
+    command.value("--album", album_, "Put the items into this album").typeName("NAME");
+    command.value("--trash", trash_, "Whether synced files are moved to the Trash (default: as set)")
+        .typeName("ask|yes|no")
+        .oneOf({"ask", "yes", "no"});
+    command.flag("--eject", ejects_, "Eject each camera after its sync");
+    command.flag("--yes", agrees_, "Remember new cameras, and make the photo library, without asking");
     return command;
   }
 

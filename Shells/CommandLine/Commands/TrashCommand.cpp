@@ -1,4 +1,4 @@
-#include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iostream>
 #include <iterator>
 
@@ -10,6 +10,7 @@
 #include "Shells/CommandLine/Session/Session.h"
 #include "Shells/CommandLine/Session/SetupFlow.h"
 #include "Shells/CommandLine/Session/SyncDisplay.h"
+#include "Shells/CommandLine/Syntax.h"
 
 namespace tolvander::shell {
 
@@ -85,20 +86,20 @@ Task<Outcome> putBack(Session* session, std::optional<TrashReport::Filenames> fi
 
 class TrashCommand final : public Command {
  public:
-  CLI::App* declare(CLI::App& application) override {
-    CLI::App* command = application.add_subcommand("trash", "Camera files that were moved to the Trash");
-    list_ = command->add_subcommand("list", "Show them");
-    restore_ = command->add_subcommand("restore", "Put them back on their camera");
-    restore_->add_option("FILE", filenames_, "Only files of these names");
-    restore_->add_flag("--yes", agrees_, "Without asking");
-    clear_ = command->add_subcommand("clear", "Delete them for good");
-    clear_->add_flag("--yes", agrees_, "Without asking");
-    command->require_subcommand(1);
+  CommandSyntax declare(const CommandSyntax& program) override {
+    const CommandSyntax command = program.command("trash", "Camera files that were moved to the Trash");
+    list_ = command.command("list", "Show them");
+    restore_ = command.command("restore", "Put them back on their camera");
+    restore_.values("FILE", filenames_, "Only files of these names");
+    restore_.flag("--yes", agrees_, "Without asking");
+    clear_ = command.command("clear", "Delete them for good");
+    clear_.flag("--yes", agrees_, "Without asking");
+    command.requireCommand();
     return command;
   }
 
   ExitStatus run(const Context& context) override {
-    if (list_->parsed()) {
+    if (list_.wasGiven()) {
       const TrashReport report = reportOf(HomeFiles::of(context));
       std::cout << (context.json ? report.json() + "\n" : report.text());
       return ExitStatus::done;
@@ -123,7 +124,7 @@ class TrashCommand final : public Command {
     const bool isEmpty = model.deviceTrashSummaries->empty();
     if (!outcome.failure && goesOn(*session) && (!isEmpty || !self->filenames_.empty())) {
       auto working =
-          self->restore_->parsed() ? putBack(session, self->chosenFilenames()) : clearTrash(session);
+          self->restore_.wasGiven() ? putBack(session, self->chosenFilenames()) : clearTrash(session);
       outcome = co_await working;
     }
     RunResult result =
@@ -144,9 +145,9 @@ class TrashCommand final : public Command {
                               : std::optional(TrashReport::Filenames(filenames_.begin(), filenames_.end()));
   }
 
-  CLI::App* list_ = nullptr;
-  CLI::App* restore_ = nullptr;
-  CLI::App* clear_ = nullptr;
+  CommandSyntax list_;
+  CommandSyntax restore_;
+  CommandSyntax clear_;
   std::vector<std::string> filenames_;
   bool agrees_ = false;
 };

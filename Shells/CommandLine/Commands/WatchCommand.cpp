@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <utility>
 
 #include "Shells/CommandLine/Command.h"
@@ -7,6 +6,7 @@
 #include "Shells/CommandLine/Session/Session.h"
 #include "Shells/CommandLine/Session/SetupFlow.h"
 #include "Shells/CommandLine/Session/SyncDisplay.h"
+#include "Shells/CommandLine/Syntax.h"
 
 namespace tolvander::shell {
 
@@ -16,10 +16,10 @@ using app::Task;
 
 class WatchCommand final : public Command {
  public:
-  CLI::App* declare(CLI::App& application) override {
-    CLI::App* command =
-        application.add_subcommand("watch", "Sync saved cameras whenever they are plugged in, until Ctrl-C");
-    command->add_flag("--yes", agrees_, "Make the photo library without asking");
+  CommandSyntax declare(const CommandSyntax& program) override {
+    const CommandSyntax command =
+        program.command("watch", "Sync saved cameras whenever they are plugged in, until Ctrl-C");
+    command.flag("--yes", agrees_, "Make the photo library without asking");
     return command;
   }
 
