@@ -10,7 +10,6 @@
 #include <system_error>
 #include <vector>
 
-#include "Shells/CommandLine/Reports/PlanReport.h"
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderCore/CharmeraVideoProcessingError.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
@@ -80,7 +79,6 @@ TEST(FailureJSON, knowsEveryCaseOfPlanningAndRewrapping) {
   EXPECT_EQ(nameOf(MediaStagingError::sourceChanged()), "sourceChanged");
   EXPECT_EQ(nameOf(MediaStagingError::invalidStagingLocation()), "invalidStagingLocation");
   EXPECT_EQ(nameOf(MediaStagingError::unsupportedCharmeraVideo("a")), "unsupportedCharmeraVideo");
-  EXPECT_EQ(nameOf(NoPlannedOutputError()), "noPlannedOutput");
 }
 
 TEST(FailureText, givesTheDiagnosticTextOtherwise) {

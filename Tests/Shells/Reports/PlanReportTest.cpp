@@ -169,6 +169,7 @@ TEST(PlanReport, stopsWhenCancelled) {
 TEST(PlanReport, hasNothingToWriteForAVideoThatIsYetToBeRewrapped) {
   const tests::TemporaryFolder folder;
   EXPECT_THROW(smallestReport().writeOutput(folder / "output", {}), NoPlannedOutputError);
+  EXPECT_EQ(NoPlannedOutputError().caseName(), "noPlannedOutput");
 }
 
 }  // namespace
