@@ -4,6 +4,8 @@
 #include <concepts>
 #include <stdexcept>
 
+#include "TolvanderCore/Foundation/Endian.h"
+
 namespace tolvander::tests {
 
 namespace {
@@ -14,9 +16,7 @@ constexpr std::size_t superIndexSize = 24 + 16 * superIndexEntries;
 template <std::unsigned_integral Number>
 std::string little(Number value) {
   std::string bytes;
-  for (std::size_t index = 0; index < sizeof(Number); ++index) {
-    bytes += static_cast<char>(static_cast<std::uint64_t>(value) >> 8 * index & 0xFFU);
-  }
+  appendLittleEndian(bytes, value);
   return bytes;
 }
 

@@ -4,6 +4,8 @@
 #include <array>
 #include <cstdint>
 
+#include "TolvanderCore/Foundation/Endian.h"
+
 namespace tolvander::tests {
 
 namespace {
@@ -13,22 +15,11 @@ bool holdsAtoms(std::string_view type) {
   return std::ranges::find(types, type) != types.end();
 }
 
-std::uint32_t bigEndian32(std::string_view bytes) {
-  std::uint32_t value = 0;
-  for (const char byte : bytes.substr(0, 4)) {
-    value = value << 8U | static_cast<unsigned char>(byte);
-  }
-  return value;
-}
-
 }  // namespace
 
 std::string atom(std::string_view type, std::string_view content) {
-  const std::size_t size = content.size() + 8;
   std::string bytes;
-  for (const unsigned shift : {24U, 16U, 8U, 0U}) {
-    bytes += static_cast<char>(size >> shift & 0xFFU);
-  }
+  appendBigEndian(bytes, static_cast<std::uint32_t>(content.size() + 8));
   return bytes.append(type).append(content);
 }
 
@@ -36,7 +27,7 @@ std::string replacingAtoms(std::string_view file, std::string_view type,
                            const std::function<std::string(std::string_view content)>& replacement) {
   std::string result;
   while (file.size() >= 8) {
-    const std::size_t size = std::clamp<std::size_t>(bigEndian32(file), 8, file.size());
+    const std::size_t size = std::clamp<std::size_t>(bigEndian32(file, 0), 8, file.size());
     const std::string_view found = file.substr(4, 4);
     const std::string_view content = file.substr(8, size - 8);
     if (found == type) {

@@ -5,15 +5,13 @@
 #include <random>
 #include <utility>
 
+#include "TolvanderCore/Foundation/Endian.h"
+
 namespace tolvander::tests {
 
 namespace {
 
 constexpr std::uint16_t exifPointerTag = 34665;
-
-Bytes bigEndian16(std::size_t value) {
-  return {static_cast<std::byte>(value >> 8U & 0xFFU), static_cast<std::byte>(value & 0xFFU)};
-}
 
 void append(Bytes& output, std::span<const std::byte> bytes) {
   output.insert(output.end(), bytes.begin(), bytes.end());
@@ -34,6 +32,12 @@ Bytes bytes(std::string_view text) {
   for (const char character : text) {
     result.push_back(static_cast<std::byte>(character));
   }
+  return result;
+}
+
+Bytes bigEndian16(std::size_t value) {
+  Bytes result;
+  appendBigEndian(result, static_cast<std::uint16_t>(value));
   return result;
 }
 

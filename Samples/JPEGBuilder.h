@@ -15,6 +15,7 @@ using Bytes = std::vector<std::byte>;
 
 Bytes bytes(std::initializer_list<int> values);
 Bytes bytes(std::string_view text);
+Bytes bigEndian16(std::size_t value);
 Bytes operator+(Bytes left, std::span<const std::byte> right);
 Bytes repeated(const Bytes& unit, std::size_t count);
 

@@ -4,6 +4,8 @@
 #include <random>
 #include <string_view>
 
+#include "TolvanderCore/Foundation/Endian.h"
+
 namespace tolvander::tests {
 
 namespace {
@@ -37,13 +39,15 @@ class BitWriter {
   unsigned pendingBits_ = 0;
 };
 
-std::string bigEndian16(unsigned value) {
-  return {static_cast<char>(value >> 8U & 0xFFU), static_cast<char>(value & 0xFFU)};
+std::string bigEndian16(std::size_t value) {
+  std::string bytes;
+  appendBigEndian(bytes, static_cast<std::uint16_t>(value));
+  return bytes;
 }
 
 std::string segment(unsigned char marker, std::string_view content) {
   std::string bytes = {'\xFF', static_cast<char>(marker)};
-  bytes += bigEndian16(static_cast<unsigned>(content.size()) + 2);
+  bytes += bigEndian16(content.size() + 2);
   bytes += content;
   return bytes;
 }

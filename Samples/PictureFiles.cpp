@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "TolvanderCore/Foundation/Endian.h"
+
 namespace tolvander::tests {
 
 namespace {
@@ -28,11 +30,11 @@ Bytes join(const std::vector<Bytes>& parts) {
 
 }  // namespace
 
-Bytes bigEndian16(std::size_t value) {
-  return bytes({static_cast<int>(value >> 8U & 0xFFU), static_cast<int>(value & 0xFFU)});
+Bytes bigEndian32(std::size_t value) {
+  Bytes result;
+  appendBigEndian(result, static_cast<std::uint32_t>(value));
+  return result;
 }
-
-Bytes bigEndian32(std::size_t value) { return bigEndian16(value >> 16U) + bigEndian16(value & 0xFFFFU); }
 
 Bytes chunk(std::string_view type, const Bytes& content) {
   const Bytes typeAndContent = bytes(type) + content;

@@ -10,7 +10,6 @@ namespace tolvander::tests {
 
 // PNG and HEIC files whose headers are sound and whose pictures are made up.
 
-Bytes bigEndian16(std::size_t value);
 Bytes bigEndian32(std::size_t value);
 
 // PNG (PNG third edition, section 5)

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 
+#include "TolvanderCore/Foundation/Endian.h"
 #include "TolvanderCore/MediaProcessingError.h"
 
 namespace tolvander {
@@ -32,10 +33,6 @@ bool standsAlone(std::uint8_t marker) { return marker == temporary || (marker >=
 bool isFrameHeader(std::uint8_t marker) {
   return marker >= 0xC0 && marker <= 0xCF && marker != huffmanTables && marker != extension &&
          marker != arithmeticConditioning;
-}
-
-int bigEndian16(Bytes data, std::size_t offset) {
-  return std::to_integer<int>(data[offset]) << 8 | std::to_integer<int>(data[offset + 1]);
 }
 
 bool beginsWith(Bytes bytes, Bytes prefix) {
@@ -78,7 +75,7 @@ std::size_t segmentEnd(Bytes data, std::size_t markerOffset) {
   if (data.size() - lengthOffset < 2) {
     throwMalformedJPEG();
   }
-  const auto length = static_cast<std::size_t>(bigEndian16(data, lengthOffset));
+  const std::size_t length = bigEndian16(data, lengthOffset);
   if (length < 2 || length > data.size() - lengthOffset) {
     throwMalformedJPEG();
   }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "TolvanderCore/Foundation/Endian.h"
 #include "TolvanderCore/Foundation/Precondition.h"
 #include "TolvanderCore/MediaProcessingError.h"
 
@@ -23,17 +24,6 @@ bool twoCharacters(std::span<const std::byte> bytes, char both) {
 TIFFReader::ByteOrder byteOrderOf(std::span<const std::byte> block) {
   return block.size() >= 2 && twoCharacters(block, 'I') ? TIFFReader::ByteOrder::little
                                                         : TIFFReader::ByteOrder::big;
-}
-
-template <typename Integer>
-Integer integer(std::span<const std::byte> bytes, TIFFReader::ByteOrder byteOrder) {
-  std::uint32_t value = 0;
-  for (std::size_t index = 0; index < sizeof(Integer); ++index) {
-    const std::size_t mostSignificantFirst =
-        byteOrder == TIFFReader::ByteOrder::big ? index : sizeof(Integer) - 1 - index;
-    value = value << 8U | std::to_integer<std::uint32_t>(bytes[mostSignificantFirst]);
-  }
-  return static_cast<Integer>(value);
 }
 
 }  // namespace
@@ -92,11 +82,13 @@ std::optional<std::string> TIFFReader::asciiValue(std::uint16_t tag, std::span<c
 }
 
 std::uint16_t TIFFReader::uint16Absolute(std::size_t offset) const {
-  return integer<std::uint16_t>(bytesAbsolute(offset, 2), byteOrder);
+  const auto bytes = bytesAbsolute(offset, 2);
+  return byteOrder == ByteOrder::big ? bigEndian16(bytes, 0) : littleEndian16(bytes, 0);
 }
 
 std::uint32_t TIFFReader::uint32Absolute(std::size_t offset) const {
-  return integer<std::uint32_t>(bytesAbsolute(offset, 4), byteOrder);
+  const auto bytes = bytesAbsolute(offset, 4);
+  return byteOrder == ByteOrder::big ? bigEndian32(bytes, 0) : littleEndian32(bytes, 0);
 }
 
 std::span<const std::byte> TIFFReader::bytesAbsolute(std::size_t offset, std::size_t count) const {

@@ -4,20 +4,14 @@
 #include <span>
 #include <utility>
 
+#include "TolvanderCore/Foundation/Endian.h"
+
 namespace tolvander {
 
 namespace {
 
 // Chunk headers are far apart, so more would be read for nothing.
 constexpr std::size_t windowSize = 4096;
-
-std::uint64_t little(std::string_view bytes, std::size_t offset, std::size_t count) {
-  std::uint64_t value = 0;
-  for (std::size_t index = count; index > 0; --index) {
-    value = value << 8U | static_cast<unsigned char>(bytes[offset + index - 1]);
-  }
-  return value;
-}
 
 bool isPrintable(char character) { return character >= ' ' && character <= '~'; }
 
@@ -32,16 +26,6 @@ bool isKnownName(std::string_view name) {
 }
 
 }  // namespace
-
-std::uint16_t little16(std::string_view bytes, std::size_t offset) {
-  return static_cast<std::uint16_t>(little(bytes, offset, 2));
-}
-
-std::uint32_t little32(std::string_view bytes, std::size_t offset) {
-  return static_cast<std::uint32_t>(little(bytes, offset, 4));
-}
-
-std::uint64_t little64(std::string_view bytes, std::size_t offset) { return little(bytes, offset, 8); }
 
 std::optional<std::size_t> streamNumber(std::string_view name) {
   const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
@@ -80,7 +64,7 @@ std::optional<AVIChunkHead> AVIBytes::chunkHead(std::uint64_t offset) {
   if (bytes.size() < AVIChunkHead::size || !std::ranges::all_of(bytes.substr(0, 4), isPrintable)) {
     return std::nullopt;
   }
-  AVIChunkHead head{.dataSize = little32(bytes, 4)};
+  AVIChunkHead head{.dataSize = littleEndian32(bytes, 4)};
   std::ranges::copy(bytes.substr(0, 4), head.characters.begin());
   return head;
 }

@@ -14,11 +14,6 @@ namespace tolvander {
 
 // Private to AVIReading: the bytes of an AVI and how its chunks follow each other.
 
-// Little-endian numbers at a place that must be within the bytes.
-std::uint16_t little16(std::string_view bytes, std::size_t offset);
-std::uint32_t little32(std::string_view bytes, std::size_t offset);
-std::uint64_t little64(std::string_view bytes, std::size_t offset);
-
 // A chunk's header: a name of four characters and the size of the data that follow.
 struct AVIChunkHead {
   static constexpr std::uint64_t size = 8;  // bytes of the header itself

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "TolvanderCore/Foundation/Endian.h"
 #include "TolvanderCore/Platform/Movie.h"
 
 namespace tolvander {
@@ -83,10 +84,10 @@ class HeaderReader {
   void take(const AVIChunkHead& head, std::uint64_t offset) {
     if (head.name() == "avih") {
       const std::string data = dataOf(head, offset, mainHeaderSize);
-      microsecondsPerFrame_ = little32(data, 0);
-      mainFrames_ = little32(data, 16);
+      microsecondsPerFrame_ = littleEndian32(data, 0);
+      mainFrames_ = littleEndian32(data, 16);
     } else if (head.name() == "dmlh") {
-      extendedFrames_ = little32(dataOf(head, offset, extendedHeaderSize), 0);
+      extendedFrames_ = littleEndian32(dataOf(head, offset, extendedHeaderSize), 0);
     } else if (head.name() == "strh") {
       require(isInStream_ && streamHeader_.empty(), "a stream has two headers");
       streamHeader_ = dataOf(head, offset, streamHeaderSize);
@@ -114,7 +115,7 @@ class HeaderReader {
     require(headers_.streams.size() < mostStreams, "it has too many streams");
     require(!streamHeader_.empty(), "a stream has no header");
     const std::string_view type = std::string_view(streamHeader_).substr(0, 4);
-    AVIStream stream{.length = little32(streamHeader_, 32), .index = index_};
+    AVIStream stream{.length = littleEndian32(streamHeader_, 32), .index = index_};
     if (type == "vids") {
       stream.kind = AVIStream::Kind::video;
       stream.video = video();
@@ -137,8 +138,9 @@ class HeaderReader {
     require(format_.size() >= pictureFormatSize, "a video stream has no format");
     const std::string_view handler = std::string_view(streamHeader_).substr(4, 4);
     const std::string_view compression = std::string_view(format_).substr(16, 4);
-    AVIVideoTrack video{.rate = little32(streamHeader_, 24), .scale = little32(streamHeader_, 20)};
-    video.isMotionJPEG = isMotionJPEG(little32(compression, 0) == 0 ? handler : compression);
+    AVIVideoTrack video{.rate = littleEndian32(streamHeader_, 24),
+                        .scale = littleEndian32(streamHeader_, 20)};
+    video.isMotionJPEG = isMotionJPEG(littleEndian32(compression, 0) == 0 ? handler : compression);
     if (video.rate == 0 || video.scale == 0) {
       constexpr std::uint32_t microseconds = 1'000'000;
       require(microsecondsPerFrame_ != 0, "a video stream has no rate");
@@ -150,22 +152,24 @@ class HeaderReader {
 
   // How long the header says that the stream is.
   double claimedSeconds() const {
-    const std::uint32_t rate = little32(streamHeader_, 24);
+    const std::uint32_t rate = littleEndian32(streamHeader_, 24);
     return rate == 0 ? 0
-                     : static_cast<double>(little32(streamHeader_, 32)) * little32(streamHeader_, 20) / rate;
+                     : static_cast<double>(littleEndian32(streamHeader_, 32)) *
+                           littleEndian32(streamHeader_, 20) / rate;
   }
 
   AVISoundFormat sound() const {
     constexpr std::uint32_t extensible = 0xFFFE;
     require(format_.size() >= soundFormatSize, "a sound stream has no format");
-    std::uint32_t tag = little16(format_, 0);
+    std::uint32_t tag = littleEndian16(format_, 0);
     if (tag == extensible && format_.size() == extensibleFormatSize) {
-      tag = little16(format_, 24);
+      tag = littleEndian16(format_, 24);
     }
     AVISoundFormat sound;
-    sound.sampleRate = little32(format_, 4);
-    sound.bitsPerSample = little16(format_, 14);
-    require(little16(format_, 2) != 0 && sound.sampleRate != 0, "the format of a sound stream is damaged");
+    sound.sampleRate = littleEndian32(format_, 4);
+    sound.bitsPerSample = littleEndian16(format_, 14);
+    require(littleEndian16(format_, 2) != 0 && sound.sampleRate != 0,
+            "the format of a sound stream is damaged");
     switch (tag) {
       case 1:
         return pcm(sound, AVISoundEncoding::pcm);
@@ -184,7 +188,7 @@ class HeaderReader {
 
   AVISoundFormat pcm(AVISoundFormat sound, AVISoundEncoding encoding) const {
     sound.encoding = encoding;
-    sound.unitBytes = little16(format_, 2) * sound.bitsPerSample / 8;
+    sound.unitBytes = littleEndian16(format_, 2) * sound.bitsPerSample / 8;
     sound.samplesPerUnit = 1;
     const bool isLinear = encoding == AVISoundEncoding::pcm;
     require(sound.bitsPerSample == 8 || (isLinear && sound.bitsPerSample == 16),
@@ -195,17 +199,17 @@ class HeaderReader {
 
   // A damaged rate would play the sound too fast or too slow, and nothing else in the file would show it.
   bool rateIsConfirmed(const AVISoundFormat& sound) const {
-    const std::uint64_t scale = little32(streamHeader_, 20);
-    const std::uint64_t rate = little32(streamHeader_, 24);
-    const std::uint64_t bytesPerSecond = little32(format_, 8);
+    const std::uint64_t scale = littleEndian32(streamHeader_, 20);
+    const std::uint64_t rate = littleEndian32(streamHeader_, 24);
+    const std::uint64_t bytesPerSecond = littleEndian32(format_, 8);
     return (scale != 0 && rate == sound.sampleRate * scale) ||
            bytesPerSecond == std::uint64_t{sound.sampleRate} * sound.unitBytes;
   }
 
   AVISoundFormat adpcm(AVISoundFormat sound, AVISoundEncoding encoding, BlockHead head) const {
-    const std::uint32_t channels = little16(format_, 2);
+    const std::uint32_t channels = littleEndian16(format_, 2);
     sound.encoding = encoding;
-    sound.unitBytes = little16(format_, 12);
+    sound.unitBytes = littleEndian16(format_, 12);
     require(sound.unitBytes >= head.bytes * channels && sound.unitBytes > 0,
             "the block size of a sound stream is damaged");
     sound.samplesPerUnit = (sound.unitBytes - head.bytes * channels) * 2 / channels + head.samples;

@@ -7,6 +7,8 @@
 #include <string>
 #include <utility>
 
+#include "TolvanderCore/Foundation/Endian.h"
+
 namespace tolvander {
 
 namespace {
@@ -163,8 +165,8 @@ class IndexReader {
       return entry;  // the file has become shorter
     }
     entry.name = bytes.substr(0, 4);
-    entry.offset = little32(bytes, 8);
-    entry.size = little32(bytes, 12);
+    entry.offset = littleEndian32(bytes, 8);
+    entry.size = littleEndian32(bytes, 12);
     const AVIChunkRole role = headers_.roleOf(entry.name);
     entry.stream = role.stream;
     if (role.kind == AVIChunkRole::Kind::sample) {
@@ -206,12 +208,12 @@ class IndexReader {
       return std::nullopt;
     }
     NewIndex index{.entries = offset + AVIChunkHead::size + indexHeadSize,
-                   .count = little32(bytes, 4),
+                   .count = littleEndian32(bytes, 4),
                    .type = bytes[3],
                    .chunkName = std::string(bytes.substr(8, 4)),
-                   .base = little64(bytes, 12)};
-    const bool isKnown = bytes[2] == 0 && ((index.type == indexOfIndexes && little16(bytes, 0) == 4) ||
-                                           (index.type == indexOfChunks && little16(bytes, 0) == 2));
+                   .base = littleEndian64(bytes, 12)};
+    const bool isKnown = bytes[2] == 0 && ((index.type == indexOfIndexes && littleEndian16(bytes, 0) == 4) ||
+                                           (index.type == indexOfChunks && littleEndian16(bytes, 0) == 2));
     const std::uint64_t entrySize = index.type == indexOfIndexes ? 16 : 8;
     if (!isKnown || index.count * entrySize + indexHeadSize > head->dataSize) {
       return std::nullopt;
@@ -233,7 +235,7 @@ class IndexReader {
       if (entry.size() < 16) {
         return false;
       }
-      const std::uint64_t place = little64(entry, 0);
+      const std::uint64_t place = littleEndian64(entry, 0);
       const auto part = isIndexOf(stream, place) ? newIndex(place) : std::nullopt;
       if (!part || part->type != indexOfChunks || !addChunks(*part, stream, entries, count)) {
         return false;
@@ -261,8 +263,8 @@ class IndexReader {
       if (entry.size() < 8) {
         return false;
       }
-      const std::uint64_t data = index.base + little32(entry, 0);
-      const std::uint32_t size = little32(entry, 4) & sizeMask;
+      const std::uint64_t data = index.base + littleEndian32(entry, 0);
+      const std::uint32_t size = littleEndian32(entry, 4) & sizeMask;
       if ((size > 0 && data < AVIChunkHead::size) ||
           !entries.add(stream, index.chunkName, data - AVIChunkHead::size, size)) {
         return false;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Platform/Linux/Images/ImageHeaders.h"
+#include "TolvanderCore/Foundation/Endian.h"
 
 namespace tolvander::platform::linux_ {
 

@@ -31,12 +31,4 @@ std::optional<ImageProperties> heicProperties(Bytes data);
 // `tiffBlock`, up to its first NUL byte. Absent where the block is damaged or has none.
 std::optional<std::string> exifDateTimeOriginal(Bytes tiffBlock);
 
-inline std::size_t bigEndian32(Bytes data, std::size_t offset) {
-  std::size_t value = 0;
-  for (const std::byte byte : data.subspan(offset, 4)) {
-    value = value << 8U | std::to_integer<std::size_t>(byte);
-  }
-  return value;
-}
-
 }  // namespace tolvander::platform::linux_

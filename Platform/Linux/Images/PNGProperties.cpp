@@ -4,6 +4,7 @@
 #include <array>
 
 #include "Platform/Linux/Images/ImageHeaders.h"
+#include "TolvanderCore/Foundation/Endian.h"
 
 namespace tolvander::platform::linux_ {
 
