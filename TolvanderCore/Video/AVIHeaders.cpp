@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "TolvanderCore/Foundation/ASCII.h"
 #include "TolvanderCore/Foundation/Endian.h"
 #include "TolvanderCore/Platform/Movie.h"
 
@@ -21,12 +22,8 @@ constexpr std::size_t extensibleFormatSize = 40;  // of WAVEFORMATEXTENSIBLE
 constexpr std::size_t extendedHeaderSize = 4;     // of dmlh
 
 bool isMotionJPEG(std::string_view encoding) {
-  std::string upper(encoding);
-  std::ranges::transform(upper, upper.begin(), [](char character) {
-    return character >= 'a' && character <= 'z' ? static_cast<char>(character - 'a' + 'A') : character;
-  });
-  constexpr std::array<std::string_view, 3> names = {"MJPG", "JPEG", "DMB1"};
-  return std::ranges::find(names, upper) != names.end();
+  constexpr std::array<std::string_view, 3> names = {"mjpg", "jpeg", "dmb1"};
+  return std::ranges::find(names, lowercasedASCII(encoding)) != names.end();
 }
 
 // Bytes and samples that the head of an ADPCM block holds of each channel. 4 bits follow for each further

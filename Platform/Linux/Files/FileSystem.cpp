@@ -18,6 +18,7 @@
 #include "Platform/Linux/Files/FATClock.h"
 #include "Platform/Linux/Files/FileSystemKind.h"
 #include "Platform/Linux/Foundation/Descriptor.h"
+#include "TolvanderCore/Foundation/ASCII.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander {
@@ -119,16 +120,6 @@ constexpr std::array packageExtensions = std::to_array<std::string_view>({
     "xpc",
 });
 static_assert(std::ranges::is_sorted(packageExtensions), "the search needs the table in order");
-
-std::string lowercasedASCII(std::string_view text) {
-  std::string lower(text);
-  for (char& character : lower) {
-    if (character >= 'A' && character <= 'Z') {
-      character = static_cast<char>(character - 'A' + 'a');
-    }
-  }
-  return lower;
-}
 
 // Folders that file systems and other systems keep at the root of a volume. ".Trash-1000" and the like are
 // hidden by their dot.

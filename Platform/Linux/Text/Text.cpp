@@ -13,6 +13,7 @@
 #include <optional>
 #include <utility>
 
+#include "TolvanderCore/Foundation/ASCII.h"
 #include "TolvanderCore/Foundation/Precondition.h"
 
 namespace tolvander {
@@ -30,10 +31,6 @@ icu::UnicodeString utf16(std::string_view text) { return icu::UnicodeString::fro
 
 bool isASCII(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char character) { return (character & 0x80) == 0; });
-}
-
-char lowercasedASCII(char character) {
-  return character >= 'A' && character <= 'Z' ? static_cast<char>(character + ('a' - 'A')) : character;
 }
 
 // The user's locale for one category of things ("LC_COLLATE"), by the environment's order of precedence
@@ -153,12 +150,10 @@ bool equalIgnoringCase(std::string_view left, std::string_view right) {
 }
 
 std::string lowercased(std::string_view text) {
-  std::string lower;
   if (isASCII(text)) {
-    lower.resize(text.size());
-    std::transform(text.begin(), text.end(), lower.begin(), lowercasedASCII);
-    return lower;
+    return lowercasedASCII(text);
   }
+  std::string lower;
   return utf16(text).toLower(icu::Locale::getRoot()).toUTF8String(lower);
 }
 

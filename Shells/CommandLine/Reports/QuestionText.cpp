@@ -1,23 +1,10 @@
 #include "Shells/CommandLine/Reports/QuestionText.h"
 
-#include <algorithm>
-
 #include "TolvanderApp/Presentation/Wording.h"
+#include "TolvanderCore/Foundation/ASCII.h"
 #include "TolvanderCore/Platform/Text.h"
 
 namespace tolvander::app {
-
-namespace {
-
-std::string lowerCased(std::string_view text) {
-  std::string result(text);
-  std::ranges::transform(result, result.begin(), [](char character) {
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
-  });
-  return result;
-}
-
-}  // namespace
 
 std::string questionText(const Alert& alert) {
   std::string text = printable(alert.message) + "\n" + printable(alert.informativeText) + "\n";
@@ -28,12 +15,12 @@ std::string questionText(const Alert& alert) {
 }
 
 std::optional<std::size_t> chosenButton(const Alert& alert, std::string_view line) {
-  const std::string answer = lowerCased(trimmingWhitespaceAndNewlines(line));
+  const std::string answer = lowercasedASCII(trimmingWhitespaceAndNewlines(line));
   if (answer.empty()) {
     return alert.buttons.size() - 1;
   }
   for (std::size_t index = 0; index < alert.buttons.size(); ++index) {
-    if (answer == std::to_string(index + 1) || answer == lowerCased(alert.buttons[index])) {
+    if (answer == std::to_string(index + 1) || answer == lowercasedASCII(alert.buttons[index])) {
       return index;
     }
   }
