@@ -13,10 +13,11 @@
 #include "TolvanderCore/CharmeraMediaProcessor.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/Files/WholeFile.h"
+#include "TolvanderCore/MediaKind.h"
+#include "TolvanderCore/MediaProcessingError.h"
 #include "TolvanderCore/MediaStagingService.h"
 #include "TolvanderCore/PictureHead.h"
 #include "TolvanderCore/Platform/ImageProperties.h"
-#include "TolvanderCore/Platform/Text.h"
 #include "TolvanderCore/VideoMediaMetadata.h"
 
 namespace tolvander::app {
@@ -25,9 +26,7 @@ namespace {
 
 using Result = Outcome<FingerprintedMediaFile>;
 
-std::string lowercasedExtension(const CameraMediaFile& file) {
-  return lowercased(std::string(file.url.pathExtension()));
-}
+FileType fileType(const CameraMediaFile& file) { return fileTypeOfExtension(file.url.pathExtension()); }
 
 FingerprintedMediaFile withSource(const CameraMediaFile& file, std::string sourceFingerprint) {
   return {.file = file,
@@ -53,11 +52,8 @@ std::optional<MediaMetadata> pictureMetadata(std::span<const std::byte> bytes,
 // A picture whose structure can't be read is still known by its bytes.
 std::optional<std::string> payloadFingerprint(std::span<const std::byte> bytes,
                                               const CancellationToken& token) {
-  try {
-    return CharmeraMediaProcessor::jpegMediaPayloadFingerprint(bytes, token);
-  } catch (const MediaProcessingError&) {
-    return std::nullopt;
-  }
+  return unlessMalformed(
+      [&] { return std::optional(CharmeraMediaProcessor::jpegMediaPayloadFingerprint(bytes, token)); });
 }
 
 // The payload is looked for in the whole picture, which is kept where its size allows a repair. One that is
@@ -99,7 +95,7 @@ std::optional<VideoMediaMetadata> videoMetadata(const CameraMediaFile& file, boo
 }
 
 FingerprintedMediaFile fingerprintVideo(const CameraMediaFile& file, const CancellationToken& token) {
-  const bool isAVI = lowercasedExtension(file) == "avi";
+  const bool isAVI = fileType(file) == FileType::avi;
   const auto movie = videoMetadata(file, isAVI, token);
   auto result = withSource(file, FileFingerprinter::sha256(file.url, token));
   if (movie) {
@@ -166,8 +162,7 @@ std::vector<FingerprintedMediaFile> MediaFingerprintStage::fingerprint(
   const auto fingerprintOne = [&](std::size_t index) {
     token.throwIfCancelled();
     const CameraMediaFile& file = files[index];
-    const std::string extension = lowercasedExtension(file);
-    if (extension == "jpg" || extension == "jpeg") {
+    if (fileType(file) == FileType::jpeg) {
       return fingerprintJPEG(file, confidentlyRecognizedAsCharmera, timeZone, token);
     }
     return file.isVideo() ? fingerprintVideo(file, token)

@@ -6,7 +6,7 @@
 #include "TolvanderApp/Library/PhotoLibraryChangeExecutor.h"
 #include "TolvanderApp/Platform/PhotoLibraryError.h"
 #include "TolvanderCore/MediaImportCommitFailure.h"
-#include "TolvanderCore/Platform/Text.h"
+#include "TolvanderCore/MediaKind.h"
 
 namespace tolvander::app {
 
@@ -21,8 +21,9 @@ struct ImportPlan {
 };
 
 PhotosMediaType mediaType(const FileURL& file) {
-  const std::string extension = lowercased(file.pathExtension());
-  return extension == "mov" || extension == "mp4" ? PhotosMediaType::video : PhotosMediaType::image;
+  const FileType type = fileTypeOfExtension(file.pathExtension());
+  return type == FileType::quickTime || type == FileType::mpeg4 ? PhotosMediaType::video
+                                                                : PhotosMediaType::image;
 }
 
 PhotosAssetCreationRequest* creationRequest(PhotosChanges& changes, const FileURL& file) {
@@ -32,7 +33,8 @@ PhotosAssetCreationRequest* creationRequest(PhotosChanges& changes, const FileUR
 
 // A picture brings its date along in its Exif block; a rewrapped AVI has no place for one.
 std::optional<Date> creationDate(const PreparedMediaFile& file) {
-  return lowercased(file.sourceFile.url.pathExtension()) == "avi" ? file.captureDate : std::nullopt;
+  const bool isAVI = fileTypeOfExtension(file.sourceFile.url.pathExtension()) == FileType::avi;
+  return isAVI ? file.captureDate : std::nullopt;
 }
 
 void addCreations(PhotosChanges& changes, const MediaImportTransaction::Batch& batch, ImportPlan& plan) {

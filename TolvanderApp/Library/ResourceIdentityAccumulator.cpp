@@ -5,7 +5,8 @@
 #include "TolvanderCore/CharmeraMediaProcessor.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/Foundation/FileURL.h"
-#include "TolvanderCore/Platform/Text.h"
+#include "TolvanderCore/MediaKind.h"
+#include "TolvanderCore/MediaProcessingError.h"
 
 namespace tolvander::app {
 
@@ -16,18 +17,14 @@ std::optional<std::string> payloadFingerprint(const std::optional<std::vector<st
   if (!data) {
     return std::nullopt;
   }
-  try {
-    return CharmeraMediaProcessor::jpegMediaPayloadFingerprint(*data, token);
-  } catch (const MediaProcessingError&) {
-    return std::nullopt;
-  }
+  return unlessMalformed(
+      [&] { return std::optional(CharmeraMediaProcessor::jpegMediaPayloadFingerprint(*data, token)); });
 }
 
 }  // namespace
 
 bool ResourceIdentityAccumulator::isJPEG(std::string_view filename) {
-  const std::string extension = lowercased(pathExtension(filename));
-  return extension == "jpg" || extension == "jpeg";
+  return fileTypeOfExtension(pathExtension(filename)) == FileType::jpeg;
 }
 
 bool ResourceIdentityAccumulator::hasPayload(std::string_view filename, std::int64_t byteCount) {

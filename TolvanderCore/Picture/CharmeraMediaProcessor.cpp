@@ -6,6 +6,7 @@
 
 #include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/Foundation/Precondition.h"
+#include "TolvanderCore/MediaKind.h"
 #include "TolvanderCore/Picture/JPEGLayout.h"
 #include "TolvanderCore/Platform/Text.h"
 
@@ -243,14 +244,17 @@ void CharmeraMediaProcessor::requireRepairableSize(std::uint64_t byteCount) {
 }
 
 Action CharmeraMediaProcessor::action(std::string_view fileExtension, bool confidentlyRecognizedAsCharmera) {
-  const std::string extension = lowercased(fileExtension);
   if (!confidentlyRecognizedAsCharmera) {
     return Action::passthrough;
   }
-  if (extension == "avi") {
-    return Action::transcodeCharmeraVideo;
+  switch (fileTypeOfExtension(fileExtension)) {
+    case FileType::avi:
+      return Action::transcodeCharmeraVideo;
+    case FileType::jpeg:
+      return Action::repairJPEG;
+    default:
+      return Action::passthrough;
   }
-  return extension == "jpg" || extension == "jpeg" ? Action::repairJPEG : Action::passthrough;
 }
 
 MediaProcessingPlan CharmeraMediaProcessor::plan(std::vector<std::byte> data, std::string_view fileExtension,

@@ -1,14 +1,12 @@
 #include "Platform/Linux/PhotoLibrary/OriginalFiles.h"
 
 #include <algorithm>
-#include <array>
 #include <string_view>
 #include <unordered_set>
 #include <utility>
 
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 #include "TolvanderCore/MediaKind.h"
-#include "TolvanderCore/Platform/Text.h"
 
 namespace tolvander::platform::linux_ {
 
@@ -71,13 +69,12 @@ std::string originalPath(const LibraryFolder& folder, const FileURL& file) {
 }
 
 std::optional<app::PhotosMediaType> mediaTypeByExtension(const FileURL& file) {
-  constexpr std::array<std::string_view, 5> pictures = {"jpg", "jpeg", "png", "heic", "heif"};
   if (isVideoExtension(file.pathExtension())) {
     return app::PhotosMediaType::video;
   }
-  const std::string extension = lowercased(file.pathExtension());
-  return std::ranges::find(pictures, extension) != pictures.end() ? std::optional(app::PhotosMediaType::image)
-                                                                  : std::nullopt;
+  return fileTypeOfExtension(file.pathExtension()) == FileType::other
+             ? std::nullopt
+             : std::optional(app::PhotosMediaType::image);
 }
 
 }  // namespace tolvander::platform::linux_
