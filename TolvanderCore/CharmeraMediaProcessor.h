@@ -74,8 +74,8 @@ class CharmeraMediaProcessor {
   // and for a date or time of day that doesn't exist.
   static std::optional<std::string> normalizedExifDate(std::optional<std::string_view> text);
 
-  // Whether text of the proper form names a day of the Gregorian calendar, from the year 1 on, and a time of
-  // day without leap seconds. Text of another form is a programming error.
+  // Whether the text has the form "yyyy:MM:dd HH:mm:ss" and names a day of the Gregorian calendar, from the
+  // year 1 on, and a time of day without leap seconds.
   static bool isValidExifDate(std::string_view text);
 
   // The wall-clock time of `date` in `timeZone`, as the camera would have stamped it.

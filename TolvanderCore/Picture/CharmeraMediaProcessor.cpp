@@ -6,6 +6,7 @@
 
 #include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/Foundation/Precondition.h"
+#include "TolvanderCore/Foundation/WallClock.h"
 #include "TolvanderCore/MediaKind.h"
 #include "TolvanderCore/Picture/JPEGLayout.h"
 #include "TolvanderCore/Platform/Text.h"
@@ -98,17 +99,9 @@ MediaProcessingPlan repairPlan(std::string sourceFingerprint, std::span<const st
   return plan;
 }
 
-// The proper form of Exif date text. Digits stand where it has zeros.
+// The form of Exif date text (Exif 2.32, 4.6.5, DateTimeOriginal).
 constexpr std::string_view dateForm = "0000:00:00 00:00:00";
 constexpr std::size_t placeBetweenDateAndTime = 10;
-
-bool isDigit(char character) { return character >= '0' && character <= '9'; }
-
-bool hasDateForm(std::string_view text) {
-  return std::ranges::equal(text, dateForm, [](char character, char form) {
-    return form == '0' ? isDigit(character) : character == form;
-  });
-}
 
 std::string_view trimmingNULs(std::string_view text) {
   while (text.starts_with('\0')) {
@@ -118,14 +111,6 @@ std::string_view trimmingNULs(std::string_view text) {
     text.remove_suffix(1);
   }
   return text;
-}
-
-unsigned number(std::string_view digits) {
-  unsigned value = 0;
-  for (const char digit : digits) {
-    value = value * 10 + static_cast<unsigned>(digit - '0');
-  }
-  return value;
 }
 
 // Field types of TIFF 6.0.
@@ -306,20 +291,13 @@ std::optional<std::string> CharmeraMediaProcessor::normalizedExifDate(std::optio
   if (date.size() == dateForm.size() && date[placeBetweenDateAndTime] == ':') {
     date[placeBetweenDateAndTime] = ' ';
   }
-  if (!hasDateForm(date) || !isValidExifDate(date)) {
-    return std::nullopt;
-  }
-  return date;
+  return isValidExifDate(date) ? std::optional(std::move(date)) : std::nullopt;
 }
 
 bool CharmeraMediaProcessor::isValidExifDate(std::string_view text) {
-  precondition(hasDateForm(text), "only text of the proper form is a date or not");
-  const auto year = static_cast<int>(number(text.substr(0, 4)));
-  const std::chrono::year_month_day day{std::chrono::year(year),
-                                        std::chrono::month(number(text.substr(5, 2))),
-                                        std::chrono::day(number(text.substr(8, 2)))};
-  return year >= 1 && day.ok() && number(text.substr(11, 2)) <= 23 && number(text.substr(14, 2)) <= 59 &&
-         number(text.substr(17, 2)) <= 59;
+  constexpr std::chrono::sys_days firstDay = std::chrono::year(1) / 1 / 1;
+  const auto date = wallClockTimeFromText(text, dateForm);
+  return date && *date >= firstDay;
 }
 
 std::string CharmeraMediaProcessor::fallbackDateString(Date date, const TimeZone& timeZone) {
