@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "TolvanderCore/Foundation/Error.h"
+#include "TolvanderCore/Foundation/CaseError.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/Platform/StandardDirectories.h"
 
@@ -61,24 +61,18 @@ class DiagnosticLog {
 
   using Metrics = std::map<std::string, std::int64_t>;
 
-  class StorageError final : public Error {
-   public:
-    enum class Case { unavailable, unsafeLocation };
+  enum class StorageErrorCase { unavailable, unsafeLocation };
 
+  class StorageError final : public CaseError<StorageErrorCase> {
+   public:
     explicit StorageError(Case kind);
 
-    Case kind() const { return kind_; }
-
     std::string_view domain() const override { return "TolvanderCore.DiagnosticLog.StorageError"; }
-    std::int64_t code() const override { return static_cast<std::int64_t>(kind_); }
     std::optional<std::string> description() const override;
 
     friend bool operator==(const StorageError& left, const StorageError& right) {
-      return left.kind_ == right.kind_;
+      return left.kind() == right.kind();
     }
-
-   private:
-    Case kind_;
   };
 
   static constexpr std::int64_t standardMaximumFileBytes = 512 * 1024;

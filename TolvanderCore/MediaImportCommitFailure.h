@@ -3,30 +3,29 @@
 #include <exception>
 #include <utility>
 
-#include "TolvanderCore/Foundation/Error.h"
+#include "TolvanderCore/Foundation/CaseError.h"
 
 namespace tolvander {
 
+enum class MediaImportCommitFailureCase { definiteFailure };
+
 // A commit of which it is certain that the library has taken no file of the batch. Every other failure of a
 // commit leaves the outcome unknown, and its marks may not be taken back.
-class MediaImportCommitFailure final : public Error {
+class MediaImportCommitFailure final : public CaseError<MediaImportCommitFailureCase> {
  public:
-  enum class Case { definiteFailure };
-
   // `underlying` is the failure that the caller of the import is to see; not null.
   static MediaImportCommitFailure definiteFailure(std::exception_ptr underlying) {
     return MediaImportCommitFailure(std::move(underlying));
   }
 
-  Case kind() const { return Case::definiteFailure; }
   const std::exception_ptr& underlying() const { return underlying_; }
 
   std::string_view domain() const override { return "TolvanderCore.MediaImportCommitFailure"; }
-  std::int64_t code() const override { return static_cast<std::int64_t>(kind()); }
 
  private:
   explicit MediaImportCommitFailure(std::exception_ptr underlying)
-      : Error("the library took no file of the batch"), underlying_(std::move(underlying)) {}
+      : CaseError(Case::definiteFailure, "the library took no file of the batch"),
+        underlying_(std::move(underlying)) {}
 
   std::exception_ptr underlying_;
 };

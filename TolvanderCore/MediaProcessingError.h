@@ -3,28 +3,26 @@
 #include <array>
 #include <cstddef>
 
-#include "TolvanderCore/Foundation/Error.h"
+#include "TolvanderCore/Foundation/CaseError.h"
 
 namespace tolvander {
 
+enum class MediaProcessingErrorCase {
+  malformedJPEG,           // the bytes do not have the structure of a JPEG
+  missingImageDimensions,  // no frame header gives a width and a height of at least 1
+  missingCaptureDate,      // neither the picture nor the file says when it was taken
+  exifBlockTooLarge,       // the new Exif block doesn't fit into one segment
+  pictureTooLarge,         // more bytes than are repaired in memory
+};
+
 // Why a picture can't be planned or repaired. There are no words for the user: what a failure means for the
 // file is decided where the file is imported.
-class MediaProcessingError final : public Error {
+class MediaProcessingError final : public CaseError<MediaProcessingErrorCase> {
  public:
-  enum class Case {
-    malformedJPEG,           // the bytes do not have the structure of a JPEG
-    missingImageDimensions,  // no frame header gives a width and a height of at least 1
-    missingCaptureDate,      // neither the picture nor the file says when it was taken
-    exifBlockTooLarge,       // the new Exif block doesn't fit into one segment
-    pictureTooLarge,         // more bytes than are repaired in memory
-  };
+  explicit MediaProcessingError(Case errorCase) : CaseError(errorCase, std::string(rawText(errorCase))) {}
 
-  explicit MediaProcessingError(Case errorCase) : Error(std::string(rawText(errorCase))), case_(errorCase) {}
-
-  Case kind() const { return case_; }
   std::string_view domain() const override { return "TolvanderCore.MediaProcessingError"; }
-  std::int64_t code() const override { return static_cast<std::int64_t>(case_); }
-  std::string_view caseName() const override { return rawText(case_); }
+  std::string_view caseName() const override { return rawText(kind()); }
 
  private:
   static std::string_view rawText(Case errorCase) {
@@ -33,8 +31,6 @@ class MediaProcessingError final : public Error {
                                                     "pictureTooLarge"};
     return texts.at(static_cast<std::size_t>(errorCase));
   }
-
-  Case case_;
 };
 
 [[noreturn]] inline void throwMalformedJPEG() {

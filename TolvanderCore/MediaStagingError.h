@@ -4,20 +4,20 @@
 #include <cstddef>
 #include <string>
 
-#include "TolvanderCore/Foundation/Error.h"
+#include "TolvanderCore/Foundation/CaseError.h"
 
 namespace tolvander {
 
-// A batch that could not be staged. There are no words for the user; whoever staged decides what it means.
-class MediaStagingError final : public Error {
- public:
-  enum class Case {
-    unsupportedCharmeraVideo,  // of the file that filename() names
-    invalidStagingLocation,    // a link or no folder where staged files should lie, or a batch that lies
-                               // elsewhere
-    sourceChanged,             // the camera file isn't what was examined, or has not the size that it said
-  };
+enum class MediaStagingErrorCase {
+  unsupportedCharmeraVideo,  // of the file that filename() names
+  invalidStagingLocation,    // a link or no folder where staged files should lie, or a batch that lies
+                             // elsewhere
+  sourceChanged,             // the camera file isn't what was examined, or has not the size that it said
+};
 
+// A batch that could not be staged. There are no words for the user; whoever staged decides what it means.
+class MediaStagingError final : public CaseError<MediaStagingErrorCase> {
+ public:
   static MediaStagingError unsupportedCharmeraVideo(std::string filename) {
     return {Case::unsupportedCharmeraVideo, "a video of this camera can't be staged", std::move(filename)};
   }
@@ -28,22 +28,19 @@ class MediaStagingError final : public Error {
     return {Case::sourceChanged, "the camera file has changed", ""};
   }
 
-  Case kind() const { return kind_; }
   const std::string& filename() const { return filename_; }
 
   std::string_view domain() const override { return "TolvanderCore.MediaStagingError"; }
-  std::int64_t code() const override { return static_cast<std::int64_t>(kind_); }
   std::string_view caseName() const override {
     constexpr std::array<std::string_view, 3> texts{"unsupportedCharmeraVideo", "invalidStagingLocation",
                                                     "sourceChanged"};
-    return texts.at(static_cast<std::size_t>(kind_));
+    return texts.at(static_cast<std::size_t>(kind()));
   }
 
  private:
   MediaStagingError(Case kind, std::string_view diagnostic, std::string filename)
-      : Error(std::string(diagnostic)), kind_(kind), filename_(std::move(filename)) {}
+      : CaseError(kind, std::string(diagnostic)), filename_(std::move(filename)) {}
 
-  Case kind_;
   std::string filename_;
 };
 

@@ -2,29 +2,23 @@
 
 #include <functional>
 
-#include "TolvanderCore/Foundation/Error.h"
+#include "TolvanderCore/Foundation/CaseError.h"
 
 namespace tolvander {
 
-// A comparison with the library that came to no verdict.
-class RecognitionError final : public Error {
- public:
-  enum class Case { budgetExceeded, resourceUnavailable };
+enum class RecognitionErrorCase { budgetExceeded, resourceUnavailable };
 
+// A comparison with the library that came to no verdict.
+class RecognitionError final : public CaseError<RecognitionErrorCase> {
+ public:
   explicit RecognitionError(Case kind);
 
-  Case kind() const { return kind_; }
-
   std::string_view domain() const override { return "TolvanderCore.RecognitionError"; }
-  std::int64_t code() const override { return static_cast<std::int64_t>(kind_); }
   std::optional<std::string> description() const override;
 
   friend bool operator==(const RecognitionError& left, const RecognitionError& right) {
-    return left.kind_ == right.kind_;
+    return left.kind() == right.kind();
   }
-
- private:
-  Case kind_;
 };
 
 }  // namespace tolvander

@@ -3,7 +3,7 @@
 namespace tolvander::app {
 
 std::optional<std::string> EjectError::description() const {
-  switch (case_) {
+  switch (kind()) {
     case Case::busy:
       return "A file on it is still in use. Close it and try again.";
     case Case::notRemovable:

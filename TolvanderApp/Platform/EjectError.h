@@ -5,31 +5,26 @@
 #include <string>
 #include <string_view>
 
-#include "TolvanderCore/Foundation/Error.h"
+#include "TolvanderCore/Foundation/CaseError.h"
 
 namespace tolvander::app {
 
+enum class EjectErrorCase {
+  busy,          // a program still uses a volume of the drive
+  notRemovable,  // the volume isn't on a drive that can be let go
+  notPermitted,
+  unavailable,  // the system offers no way to eject, or did not answer
+  failed
+};
+
 // Why a drive could not be let go.
-class EjectError final : public Error {
+class EjectError final : public CaseError<EjectErrorCase> {
  public:
-  enum class Case {
-    busy,          // a program still uses a volume of the drive
-    notRemovable,  // the volume isn't on a drive that can be let go
-    notPermitted,
-    unavailable,  // the system offers no way to eject, or did not answer
-    failed
-  };
-
   // `detail` is for developers.
-  explicit EjectError(Case which, std::string detail = {}) : Error(std::move(detail)), case_(which) {}
+  explicit EjectError(Case which, std::string detail = {}) : CaseError(which, std::move(detail)) {}
 
-  Case kind() const { return case_; }
   std::string_view domain() const override { return "TolvanderApp.EjectError"; }
-  std::int64_t code() const override { return static_cast<std::int64_t>(case_); }
   std::optional<std::string> description() const override;
-
- private:
-  Case case_;
 };
 
 }  // namespace tolvander::app

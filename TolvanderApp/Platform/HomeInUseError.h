@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "TolvanderCore/Foundation/Error.h"
+#include "TolvanderCore/Foundation/CaseError.h"
 
 namespace tolvander::app {
 
@@ -20,20 +20,18 @@ struct HomeHolder {
   friend bool operator==(const HomeHolder&, const HomeHolder&) = default;
 };
 
-// Another process works on the same files.
-class HomeInUseError final : public Error {
- public:
-  enum class Case { heldByAnotherProcess };
+enum class HomeInUseErrorCase { heldByAnotherProcess };
 
+// Another process works on the same files.
+class HomeInUseError final : public CaseError<HomeInUseErrorCase> {
+ public:
   // Without a holder where it can't be told.
   explicit HomeInUseError(std::optional<HomeHolder> holder)
-      : Error("another process owns the home"), holder_(std::move(holder)) {}
+      : CaseError(Case::heldByAnotherProcess, "another process owns the home"), holder_(std::move(holder)) {}
 
-  Case kind() const { return Case::heldByAnotherProcess; }
   const std::optional<HomeHolder>& holder() const { return holder_; }
 
   std::string_view domain() const override { return "TolvanderApp.HomeInUseError"; }
-  std::int64_t code() const override { return static_cast<std::int64_t>(kind()); }
   std::optional<std::string> description() const override;
 
  private:

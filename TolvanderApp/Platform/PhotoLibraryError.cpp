@@ -21,8 +21,8 @@ std::string textOf(PhotoLibraryError::Case kind) {
 
 }  // namespace
 
-PhotoLibraryError::PhotoLibraryError(Case kind) : Error(textOf(kind)), kind_(kind) {}
+PhotoLibraryError::PhotoLibraryError(Case kind) : CaseError(kind, textOf(kind)) {}
 
-std::optional<std::string> PhotoLibraryError::description() const { return textOf(kind_); }
+std::optional<std::string> PhotoLibraryError::description() const { return textOf(kind()); }
 
 }  // namespace tolvander::app

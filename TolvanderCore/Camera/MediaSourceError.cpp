@@ -7,7 +7,8 @@ MediaSourceError MediaSourceError::volumeAccessDenied(std::string volumeName) {
 }
 
 MediaSourceError::MediaSourceError(std::string volumeName)
-    : Error("no permission to read the volume"), volumeName_(std::move(volumeName)) {}
+    : CaseError(Case::volumeAccessDenied, "no permission to read the volume"),
+      volumeName_(std::move(volumeName)) {}
 
 std::optional<std::string> MediaSourceError::description() const {
   return "Tolvander cannot read " + volumeName_ + ". Allow removable-volume access in System Settings.";

@@ -390,13 +390,12 @@ std::string_view DiagnosticLog::rawValue(Event event) {
 }
 
 DiagnosticLog::StorageError::StorageError(Case kind)
-    : Error(kind == Case::unavailable ? "the log can't be written"
-                                      : "something foreign lies among the log's files"),
-      kind_(kind) {}
+    : CaseError(kind, kind == Case::unavailable ? "the log can't be written"
+                                                : "something foreign lies among the log's files") {}
 
 std::optional<std::string> DiagnosticLog::StorageError::description() const {
-  return kind_ == Case::unavailable ? "Local diagnostics could not be saved."
-                                    : "The diagnostics folder contains an unexpected file or link.";
+  return kind() == Case::unavailable ? "Local diagnostics could not be saved."
+                                     : "The diagnostics folder contains an unexpected file or link.";
 }
 
 DiagnosticLog::DiagnosticLog(FileURL directory, std::int64_t maximumFileBytes, std::int64_t retainedFileCount)

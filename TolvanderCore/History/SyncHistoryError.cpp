@@ -3,11 +3,11 @@
 namespace tolvander {
 
 SyncHistoryError::SyncHistoryError(Case kind)
-    : Error(kind == Case::unreadableHistory ? "the import history is unreadable" : "an import is unresolved"),
-      kind_(kind) {}
+    : CaseError(kind, kind == Case::unreadableHistory ? "the import history is unreadable"
+                                                      : "an import is unresolved") {}
 
 std::optional<std::string> SyncHistoryError::description() const {
-  return kind_ == Case::unreadableHistory
+  return kind() == Case::unreadableHistory
              ? "Tolvander couldn’t read its import history. Sync is paused to prevent duplicates. "
                "Contact " TOLVANDER_SUPPORT_EMAIL " for help."
              : "A previous import was interrupted. Check Photos to recover its result; unresolved items stay "

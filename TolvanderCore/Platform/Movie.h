@@ -11,28 +11,22 @@
 #include <vector>
 
 #include "TolvanderCore/Concurrency/Cancellation.h"
+#include "TolvanderCore/Foundation/CaseError.h"
 #include "TolvanderCore/Foundation/Date.h"
-#include "TolvanderCore/Foundation/Error.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander {
 
-// The platform could not read or write a movie.
-class MovieError final : public Error {
- public:
-  enum class Case { unreadable, exportFailed, destinationExists };
+enum class MovieErrorCase { unreadable, exportFailed, destinationExists };
 
+// The platform could not read or write a movie.
+class MovieError final : public CaseError<MovieErrorCase> {
+ public:
   MovieError(Case what, const FileURL& url, std::string_view reason)
-      : Error("cannot " + std::string(what == Case::unreadable ? "read " : "write ") + url.path() +
-              " as a movie: " + std::string(reason)),
-        case_(what) {}
+      : CaseError(what, "cannot " + std::string(what == Case::unreadable ? "read " : "write ") + url.path() +
+                            " as a movie: " + std::string(reason)) {}
 
   std::string_view domain() const override { return "TolvanderCore.MovieError"; }
-  std::int64_t code() const override { return static_cast<std::int64_t>(case_); }
-  Case kind() const { return case_; }
-
- private:
-  Case case_;
 };
 
 enum class MediaType { video, audio };

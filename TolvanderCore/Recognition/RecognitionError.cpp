@@ -3,12 +3,11 @@
 namespace tolvander {
 
 RecognitionError::RecognitionError(Case kind)
-    : Error(kind == Case::budgetExceeded ? "the recognition budget is used up"
-                                         : "a library resource is unavailable"),
-      kind_(kind) {}
+    : CaseError(kind, kind == Case::budgetExceeded ? "the recognition budget is used up"
+                                                   : "a library resource is unavailable") {}
 
 std::optional<std::string> RecognitionError::description() const {
-  return kind_ == Case::budgetExceeded
+  return kind() == Case::budgetExceeded
              ? "The camera check reached its limit. No unchecked files were imported."
              : "Some files couldn’t be compared with originals on this Mac. No unchecked files were "
                "imported.";

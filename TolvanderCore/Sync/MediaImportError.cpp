@@ -3,7 +3,7 @@
 namespace tolvander {
 
 MediaImportError::MediaImportError(Case kind)
-    : Error("the library did not take every file of a batch"), kind_(kind) {}
+    : CaseError(kind, "the library did not take every file of a batch") {}
 
 std::optional<std::string> MediaImportError::description() const {
   return "Photos did not import every file. Check the camera and try again.";

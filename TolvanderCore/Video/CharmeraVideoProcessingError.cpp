@@ -33,15 +33,15 @@ constexpr std::array<Texts, 7> texts{{
 }  // namespace
 
 CharmeraVideoProcessingError::CharmeraVideoProcessingError(Case what)
-    : Error("video processing failed: " + std::string(texts.at(static_cast<std::size_t>(what)).name)),
-      case_(what) {}
+    : CaseError(what,
+                "video processing failed: " + std::string(texts.at(static_cast<std::size_t>(what)).name)) {}
 
 std::string_view CharmeraVideoProcessingError::caseName() const {
-  return texts.at(static_cast<std::size_t>(case_)).name;
+  return texts.at(static_cast<std::size_t>(kind())).name;
 }
 
 std::optional<std::string> CharmeraVideoProcessingError::description() const {
-  return std::string(texts.at(static_cast<std::size_t>(case_)).description);
+  return std::string(texts.at(static_cast<std::size_t>(kind())).description);
 }
 
 }  // namespace tolvander
