@@ -1,6 +1,9 @@
 #include "TolvanderCore/JSON/JSONReader.h"
 
+#include <simdjson.h>
+
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <concepts>
@@ -21,12 +24,12 @@ constexpr std::size_t maximumDepth = 512;
 // Up to here every whole double is exactly the number that was written.
 constexpr double largestExactDouble = 9'007'199'254'740'992.0;
 
-// Of the text that is left, the number at its start (RFC 8259, section 6), with its parts.
+// The number at the start of a text, with its parts (RFC 8259, section 6).
 struct NumberText {
   std::string_view whole;  // sign and digits before the point
   std::string_view exponentDigits;
   bool isInteger = true;
-  std::size_t length = 0;  // 0 where no well-formed number stands
+  std::size_t length = 0;  // 0 without a well-formed number
 };
 
 std::size_t digitsAt(std::string_view text, std::size_t position) {
@@ -64,7 +67,7 @@ bool fits(std::string_view digits) {
   return std::from_chars(digits.data(), digits.data() + digits.size(), value).ec == std::errc();
 }
 
-// Whether no 64-bit number comes near the one that stands there.
+// Whether the number is far beyond the range of every 64-bit number.
 bool isHuge(const NumberText& number) {
   constexpr std::size_t mostDigits = 300;  // of a double before the point, about
   constexpr std::size_t exponentDigits = 3;
@@ -85,8 +88,9 @@ std::size_t stringLengthAtStart(std::string_view text) {
   return std::min(end + 1, text.size());
 }
 
-// Puts 1e308 in the same length in the place of every huge number, since the library gives a whole document
-// up for one of them. No key wants so large a number any more than it wants the larger one.
+// Overwrites every huge number with 1e308, padded to the same length: simdjson refuses a whole document for
+// one huge number, even under a key that is never read. No key of this system takes so large a number, so
+// either of the two is refused where it is read.
 void replaceHugeNumbers(std::span<char> text) {
   constexpr std::string_view mantissa = "1e";
   constexpr std::string_view exponent = "308";  // of the largest double; a huge number is at least as long
@@ -108,6 +112,25 @@ void replaceHugeNumbers(std::span<char> text) {
   }
 }
 
+// The positions of simdjson are a pointer and an index too. bit_cast compiles only while they are as large
+// and can be copied bytewise.
+simdjson::dom::element elementAt(JSONPosition position) {
+  return std::bit_cast<simdjson::dom::element>(position);
+}
+
+simdjson::dom::object objectAt(JSONPosition position) {
+  return std::bit_cast<simdjson::dom::object>(position);
+}
+
+template <typename Element>
+JSONPosition positionOf(const Element& element) {
+  return std::bit_cast<JSONPosition>(element);
+}
+
+[[noreturn]] void failAtTop(std::string_view debugDescription) {
+  throw DecodingError(DecodingError::Case::dataCorrupted, "", debugDescription);
+}
+
 }  // namespace
 
 void JSONValue::fail(DecodingError::Case kind, std::string_view debugDescription) const {
@@ -116,27 +139,27 @@ void JSONValue::fail(DecodingError::Case kind, std::string_view debugDescription
 
 JSONObject JSONValue::object() const {
   simdjson::dom::object object;
-  if (element_.get(object) != simdjson::SUCCESS) {
+  if (elementAt(position_).get(object) != simdjson::SUCCESS) {
     fail(DecodingError::Case::typeMismatch, "not an object");
   }
-  return JSONObject(object);
+  return JSONObject(positionOf(object));
 }
 
 std::vector<JSONValue> JSONValue::array() const {
   simdjson::dom::array array;
-  if (element_.get(array) != simdjson::SUCCESS) {
+  if (elementAt(position_).get(array) != simdjson::SUCCESS) {
     fail(DecodingError::Case::typeMismatch, "not an array");
   }
   std::vector<JSONValue> values;
   for (const auto element : array) {
-    values.emplace_back(element, key_);
+    values.emplace_back(positionOf(element), key_);
   }
   return values;
 }
 
 std::string JSONValue::string() const {
   std::string_view text;
-  if (element_.get(text) != simdjson::SUCCESS) {
+  if (elementAt(position_).get(text) != simdjson::SUCCESS) {
     fail(DecodingError::Case::typeMismatch, "not a string");
   }
   return std::string(text);
@@ -144,14 +167,15 @@ std::string JSONValue::string() const {
 
 template <typename Integer>
 Integer JSONValue::wholeNumber() const {
+  const simdjson::dom::element element = elementAt(position_);
   Integer number = 0;
-  const bool isSpeltAsFraction = element_.type() == simdjson::dom::element_type::DOUBLE;
-  if (!isSpeltAsFraction && element_.get(number) == simdjson::SUCCESS) {
+  const bool hasFractionOrExponent = element.type() == simdjson::dom::element_type::DOUBLE;
+  if (!hasFractionOrExponent && element.get(number) == simdjson::SUCCESS) {
     return number;
   }
   double real = 0;
-  if (!isSpeltAsFraction || element_.get(real) != simdjson::SUCCESS) {
-    fail(element_.is_number() ? DecodingError::Case::dataCorrupted : DecodingError::Case::typeMismatch,
+  if (!hasFractionOrExponent || element.get(real) != simdjson::SUCCESS) {
+    fail(element.is_number() ? DecodingError::Case::dataCorrupted : DecodingError::Case::typeMismatch,
          "not a number of this size");
   }
   const bool isWhole = std::trunc(real) == real && std::abs(real) <= largestExactDouble;
@@ -167,7 +191,7 @@ std::uint64_t JSONValue::unsignedInteger() const { return wholeNumber<std::uint6
 
 bool JSONValue::boolean() const {
   bool value = false;
-  if (element_.get(value) != simdjson::SUCCESS) {
+  if (elementAt(position_).get(value) != simdjson::SUCCESS) {
     fail(DecodingError::Case::typeMismatch, "not a boolean");
   }
   return value;
@@ -175,7 +199,7 @@ bool JSONValue::boolean() const {
 
 double JSONValue::number() const {
   double value = 0;
-  if (element_.get(value) != simdjson::SUCCESS) {
+  if (elementAt(position_).get(value) != simdjson::SUCCESS) {
     fail(DecodingError::Case::typeMismatch, "not a number");
   }
   return value;
@@ -205,16 +229,31 @@ std::vector<std::byte> JSONValue::base64Bytes() const {
   return *std::move(bytes);
 }
 
+bool JSONValue::isNull() const { return elementAt(position_).is_null(); }
+
+bool JSONValue::isBoolean() const { return elementAt(position_).is_bool(); }
+
+bool JSONValue::isString() const { return elementAt(position_).is_string(); }
+
+void JSONObject::forEach(
+    const std::function<void(std::string_view key, const JSONValue& value)>& visit) const {
+  for (const auto field : objectAt(position_)) {
+    visit(field.key, JSONValue(positionOf(field.value), field.key));
+  }
+}
+
+std::size_t JSONObject::size() const { return objectAt(position_).size(); }
+
 std::optional<JSONValue> JSONObject::find(std::string_view key) const {
   std::optional<JSONValue> found;
-  for (const auto field : object_) {
+  for (const auto field : objectAt(position_)) {
     if (field.key != key) {
       continue;
     }
     if (found) {
-      throw DecodingError(DecodingError::Case::dataCorrupted, key, "the key stands twice");
+      throw DecodingError(DecodingError::Case::dataCorrupted, key, "the object has the key twice");
     }
-    found.emplace(field.value, field.key);
+    found.emplace(positionOf(field.value), field.key);
   }
   return found;
 }
@@ -242,40 +281,51 @@ std::optional<std::int64_t> JSONObject::optionalInteger(std::string_view key) co
   return value ? std::optional(value->integer()) : std::nullopt;
 }
 
-JSONDocument::JSONDocument(std::span<const std::byte> bytes) {
-  parse(simdjson::padded_string(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
-}
+struct JSONDocument::Parsed {
+  simdjson::dom::parser parser;
+  simdjson::dom::element root;
+
+  explicit Parsed(simdjson::padded_string text) {
+    if (parser.allocate(std::max<std::size_t>(text.size(), 1), maximumDepth) != simdjson::SUCCESS) {
+      failAtTop("too large to be read");
+    }
+    // Newer versions of simdjson pass over a byte order mark.
+    if (std::string_view(text).starts_with("\xEF\xBB\xBF")) {
+      failAtTop("a byte order mark");
+    }
+    simdjson::error_code failure = parser.parse(text).get(root);
+    // Which error a huge number is differs among the versions of simdjson.
+    if (failure != simdjson::SUCCESS) {
+      replaceHugeNumbers({text.data(), text.size()});
+      failure = parser.parse(text).get(root);
+    }
+    if (failure != simdjson::SUCCESS) {
+      failAtTop("not JSON");
+    }
+  }
+};
+
+JSONDocument::JSONDocument(std::span<const std::byte> bytes)
+    : parsed_(std::make_unique<Parsed>(
+          simdjson::padded_string(reinterpret_cast<const char*>(bytes.data()), bytes.size()))) {}
 
 JSONDocument::JSONDocument(const FileURL& file) {
   FileReader reader(file);
   const std::size_t size = reader.size();
   if (size > simdjson::SIMDJSON_MAXSIZE_BYTES) {
-    throw DecodingError(DecodingError::Case::dataCorrupted, "", "larger than any document of ours");
+    failAtTop("larger than any document of ours");
   }
   simdjson::padded_string text(size);
   if (reader.read(std::as_writable_bytes(std::span(text.data(), size))) != size) {
-    throw DecodingError(DecodingError::Case::dataCorrupted, "", "the file became shorter while it was read");
+    failAtTop("the file became shorter while it was read");
   }
-  parse(std::move(text));
+  parsed_ = std::make_unique<Parsed>(std::move(text));
 }
 
-void JSONDocument::parse(simdjson::padded_string text) {
-  if (parser_.allocate(std::max<std::size_t>(text.size(), 1), maximumDepth) != simdjson::SUCCESS) {
-    throw DecodingError(DecodingError::Case::dataCorrupted, "", "too large to be read");
-  }
-  // Newer versions of simdjson pass over a byte order mark.
-  if (std::string_view(text).starts_with("\xEF\xBB\xBF")) {
-    throw DecodingError(DecodingError::Case::dataCorrupted, "", "a byte order mark");
-  }
-  simdjson::error_code failure = parser_.parse(text).get(root_);
-  // Which error a huge number is differs among the versions of simdjson.
-  if (failure != simdjson::SUCCESS) {
-    replaceHugeNumbers({text.data(), text.size()});
-    failure = parser_.parse(text).get(root_);
-  }
-  if (failure != simdjson::SUCCESS) {
-    throw DecodingError(DecodingError::Case::dataCorrupted, "", "not JSON");
-  }
-}
+JSONDocument::~JSONDocument() = default;
+JSONDocument::JSONDocument(JSONDocument&&) noexcept = default;
+JSONDocument& JSONDocument::operator=(JSONDocument&&) noexcept = default;
+
+JSONValue JSONDocument::root() const { return {positionOf(parsed_->root), ""}; }
 
 }  // namespace tolvander

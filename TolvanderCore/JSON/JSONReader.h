@@ -1,9 +1,9 @@
 #pragma once
 
-#include <simdjson.h>
-
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -17,24 +17,33 @@
 
 namespace tolvander {
 
-// Reads JSON (RFC 8259) into the system's values, strictly: a wrong type, a missing key, or anything that two
-// readers could take differently fails with DecodingError, since a record that is silently dropped would be
-// imported again.
-//  - The text is UTF-8 without a byte order mark, at most 4 GiB, nested at most 512 levels deep. Text after
-//  the
-//    value and a lone surrogate make the whole document unreadable.
-//  - A key that an object has twice fails where it is asked for. Keys that nobody asks for are ignored.
-//  - An integer may be spelt with a fraction or an exponent (5.0, 1e3) if it is whole and at most 2^53. A
-//  number that
-//    no 64-bit number can hold fails where it is asked for, like any other that isn't what the key needs.
-//  - null for an optional key counts as absent.
+// Reads JSON (RFC 8259) into the system's values. A wrong type, a missing key, and anything that two readers
+// could take differently fail with DecodingError: a record that is silently dropped would be imported again.
+//
+// - The text is UTF-8 without a byte order mark, at most 4 GiB long and nested at most 512 levels deep. Text
+//   after the value, or a lone surrogate, makes the whole document unreadable.
+// - A key that an object has twice fails when it is asked for. Keys that are never asked for are ignored.
+// - An integer may be written with a fraction or an exponent (5.0, 1e3) if it is whole and at most 2^53. A
+//   number too large for 64 bits fails when it is asked for, like any value of another type.
+// - null for an optional key counts as absent.
+//
+// Values and objects are positions in their document: cheap to copy, and valid while the document exists.
+
+// A position in a parsed document, in the form of the library that parsed it, which only JSONReader.cpp
+// knows.
+struct JSONPosition {
+  const void* document = nullptr;
+  std::size_t index = 0;
+};
 
 class JSONObject;
 
-// One value of a document; valid while the document lives.
+// One value of a document. Each of the operations that read it throws DecodingError where the value is
+// another one.
 class JSONValue {
  public:
-  JSONValue(simdjson::dom::element element, std::string_view key) : element_(element), key_(key) {}
+  // `key` is for error messages; it must be valid as long as the document.
+  JSONValue(JSONPosition position, std::string_view key) : position_(position), key_(key) {}
 
   JSONObject object() const;
   std::vector<JSONValue> array() const;
@@ -42,50 +51,51 @@ class JSONValue {
   std::int64_t integer() const;
   std::uint64_t unsignedInteger() const;
   bool boolean() const;
-  double number() const;     // the nearest to what is written; a whole number up to 64 bits wide is one too
-  Date iso8601Date() const;  // the form of ISO8601.h; the nearest date that a Date can reach
+
+  // Any number, rounded to the nearest double.
+  double number() const;
+
+  // Text of the form of ISO8601.h. A date beyond the range of Date gives the nearest one within.
+  Date iso8601Date() const;
+
   UUID uuid() const;
   std::vector<std::byte> base64Bytes() const;
 
-  bool isNull() const { return element_.is_null(); }
-  bool isBoolean() const { return element_.is_bool(); }
-  bool isString() const { return element_.is_string(); }
+  bool isNull() const;
+  bool isBoolean() const;
+  bool isString() const;
 
  private:
   template <typename Integer>
   Integer wholeNumber() const;
   [[noreturn]] void fail(DecodingError::Case kind, std::string_view debugDescription) const;
 
-  simdjson::dom::element element_;
-  std::string_view key_;  // for error messages
+  JSONPosition position_;
+  std::string_view key_;
 };
 
 class JSONObject {
  public:
-  explicit JSONObject(simdjson::dom::object object) : object_(object) {}
+  explicit JSONObject(JSONPosition position) : position_(position) {}
 
-  // The value of a key that has to be there.
+  // The value of a key. Throws DecodingError without one, and where the object has the key twice.
   JSONValue required(std::string_view key) const;
 
-  // The value of a key that may be missing or null, both of which give absent.
+  // The same for a key that may be missing or null, both of which give absent.
   std::optional<JSONValue> optional(std::string_view key) const;
   std::optional<std::string> optionalString(std::string_view key) const;
   std::optional<std::int64_t> optionalInteger(std::string_view key) const;
 
   // Calls `visit` with each key and value, in the document's order.
-  template <typename Visit>
-  void forEach(Visit visit) const {
-    for (const auto field : object_) {
-      visit(field.key, JSONValue(field.value, field.key));
-    }
-  }
+  void forEach(const std::function<void(std::string_view key, const JSONValue& value)>& visit) const;
 
-  std::size_t size() const { return object_.size(); }
+  // How many keys there are.
+  std::size_t size() const;
 
  private:
   std::optional<JSONValue> find(std::string_view key) const;
 
-  simdjson::dom::object object_;
+  JSONPosition position_;
 };
 
 // A whole document, parsed on construction, which throws DecodingError.
@@ -96,13 +106,16 @@ class JSONDocument {
   // Reads a file. Throws PosixError as well.
   explicit JSONDocument(const FileURL& file);
 
-  JSONValue root() const { return {root_, ""}; }
+  ~JSONDocument();
+  JSONDocument(JSONDocument&&) noexcept;
+  JSONDocument& operator=(JSONDocument&&) noexcept;
+
+  JSONValue root() const;
 
  private:
-  void parse(simdjson::padded_string text);
+  struct Parsed;
 
-  simdjson::dom::parser parser_;
-  simdjson::dom::element root_;
+  std::unique_ptr<Parsed> parsed_;
 };
 
 }  // namespace tolvander
