@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -82,7 +83,8 @@ constexpr std::uint8_t application15 = 0xEF;
 constexpr std::uint8_t comment = 0xFE;
 }  // namespace jpegMarker
 
-// What stands before the TIFF header in the payload of an Exif segment (Exif 2.32, section 4.7.2).
-inline constexpr std::size_t exifPrefixSize = 6;
+// What precedes the TIFF header in the payload of an Exif segment (Exif 2.32, section 4.7.2).
+inline constexpr std::array exifPrefix{std::byte{'E'}, std::byte{'x'}, std::byte{'i'},
+                                       std::byte{'f'}, std::byte{0},   std::byte{0}};
 
 }  // namespace tolvander

@@ -5,10 +5,13 @@
 #include <utility>
 
 #include "TolvanderCore/Files/FileFingerprinter.h"
+#include "TolvanderCore/Foundation/Endian.h"
 #include "TolvanderCore/Foundation/Precondition.h"
 #include "TolvanderCore/Foundation/WallClock.h"
 #include "TolvanderCore/MediaKind.h"
 #include "TolvanderCore/Picture/JPEGLayout.h"
+#include "TolvanderCore/Picture/TIFF.h"
+#include "TolvanderCore/Picture/TIFFWriter.h"
 #include "TolvanderCore/Platform/Text.h"
 
 namespace tolvander {
@@ -18,6 +21,8 @@ namespace {
 using Action = MediaProcessingPlan::Action;
 using CaptureDateSource = MediaProcessingPlan::CaptureDateSource;
 using Case = MediaProcessingError::Case;
+
+namespace tag = tiff::tag;
 
 constexpr int jpegRepairVersion = 1;
 constexpr int videoVersion = 2;
@@ -113,110 +118,31 @@ std::string_view trimmingNULs(std::string_view text) {
   return text;
 }
 
-// Field types of TIFF 6.0.
-enum class FieldType : std::uint16_t { ascii = 2, shortInteger = 3, longInteger = 4, rational = 5 };
+// The camera's constants and what is known of the picture, as Exif 2.32, sections 4.6.4 and 4.6.5, lays it out.
+TIFFWriter minimalExifBlock(std::string_view captureDate, int width, int height, std::uint16_t orientation) {
+  const std::array exifFields{
+      TIFFField::rational(tag::fNumber, 24, 10),
+      TIFFField::ascii(tag::dateTimeOriginal, captureDate),
+      TIFFField::ascii(tag::dateTimeDigitized, captureDate),
+      TIFFField::longInteger(tag::pixelXDimension, static_cast<std::uint32_t>(width)),
+      TIFFField::longInteger(tag::pixelYDimension, static_cast<std::uint32_t>(height)),
+      TIFFField::shortInteger(tag::focalLengthIn35mmFilm, 35),
+      TIFFField::ascii(tag::lensModel, "35mm f/2.4"),
+  };
+  std::array firstFields{
+      TIFFField::ascii(tag::make, "KODAK"),
+      TIFFField::ascii(tag::model, "Charmera"),
+      TIFFField::shortInteger(tag::orientation, orientation),
+      TIFFField::ascii(tag::dateTime, captureDate),
+      TIFFField::longInteger(tag::exifDirectory, 0),
+  };
+  const std::size_t exifOffset = tiff::headerSize + TIFFWriter::directorySize(firstFields);
+  firstFields.back() =
+      TIFFField::longInteger(tag::exifDirectory, static_cast<std::uint32_t>(exifOffset));
 
-// A TIFF block in the making. Little-endian.
-class TIFFBlock {
- public:
-  void append16(std::uint16_t value) { appendLittleEndian(value, 2); }
-  void append32(std::uint32_t value) { appendLittleEndian(value, 4); }
-
-  // One entry of a directory; `value` is the value itself or the offset at which it stands.
-  void appendEntry(std::uint16_t tag, FieldType type, std::size_t count, std::size_t value) {
-    append16(tag);
-    append16(static_cast<std::uint16_t>(type));
-    append32(static_cast<std::uint32_t>(count));
-    append32(static_cast<std::uint32_t>(value));
-  }
-
-  void padTo(std::size_t offset) {
-    precondition(bytes_.size() <= offset, "values of a TIFF block don't overlap");
-    bytes_.resize(offset);
-  }
-
-  // Text at an offset, with one more byte where the block would otherwise end at an odd one.
-  void appendAt(std::size_t offset, std::string_view text) {
-    padTo(offset);
-    for (const char character : text) {
-      bytes_.push_back(static_cast<std::byte>(character));
-    }
-    padTo(bytes_.size() + bytes_.size() % 2);
-  }
-
-  std::span<const std::byte> bytes() const { return bytes_; }
-
- private:
-  void appendLittleEndian(std::uint32_t value, std::size_t size) {
-    for (; size > 0; --size, value >>= 8U) {
-      bytes_.push_back(static_cast<std::byte>(value & 0xFFU));
-    }
-  }
-
-  std::vector<std::byte> bytes_;
-};
-
-constexpr std::size_t directorySize(std::size_t entries) { return 2 + entries * 12 + 4; }
-
-constexpr std::size_t evenEnd(std::size_t offset, std::size_t size) {
-  const std::size_t end = offset + size;
-  return end + end % 2;
-}
-
-std::string terminated(std::string_view text) { return std::string(text) + '\0'; }
-
-TIFFBlock minimalExifBlock(std::string_view captureDate, int width, int height, std::uint16_t orientation) {
-  const std::string make = terminated("KODAK");
-  const std::string model = terminated("Charmera");
-  const std::string date = terminated(captureDate);
-  const std::string lensModel = terminated("35mm f/2.4");
-  constexpr std::size_t focalLengthIn35mmFilm = 35;
-  constexpr std::size_t fNumberSize = 8;
-  constexpr std::size_t firstEntries = 5;
-  constexpr std::size_t exifEntries = 7;
-
-  constexpr std::size_t firstOffset = 8;
-  constexpr std::size_t makeOffset = firstOffset + directorySize(firstEntries);
-  const std::size_t modelOffset = evenEnd(makeOffset, make.size());
-  const std::size_t dateOffset = evenEnd(modelOffset, model.size());
-  const std::size_t exifOffset = evenEnd(dateOffset, date.size());
-  const std::size_t fNumberOffset = exifOffset + directorySize(exifEntries);
-  const std::size_t originalOffset = fNumberOffset + fNumberSize;
-  const std::size_t digitizedOffset = evenEnd(originalOffset, date.size());
-  const std::size_t lensModelOffset = evenEnd(digitizedOffset, date.size());
-
-  TIFFBlock block;
-  block.appendAt(0, "II");
-  block.append16(42);
-  block.append32(firstOffset);
-
-  block.append16(firstEntries);
-  block.appendEntry(271, FieldType::ascii, make.size(), makeOffset);
-  block.appendEntry(272, FieldType::ascii, model.size(), modelOffset);
-  block.appendEntry(274, FieldType::shortInteger, 1, orientation);
-  block.appendEntry(306, FieldType::ascii, date.size(), dateOffset);
-  block.appendEntry(34665, FieldType::longInteger, 1, exifOffset);
-  block.append32(0);
-  block.appendAt(makeOffset, make);
-  block.appendAt(modelOffset, model);
-  block.appendAt(dateOffset, date);
-
-  block.padTo(exifOffset);
-  block.append16(exifEntries);
-  block.appendEntry(33437, FieldType::rational, 1, fNumberOffset);
-  block.appendEntry(36867, FieldType::ascii, date.size(), originalOffset);
-  block.appendEntry(36868, FieldType::ascii, date.size(), digitizedOffset);
-  block.appendEntry(40962, FieldType::longInteger, 1, static_cast<std::size_t>(width));
-  block.appendEntry(40963, FieldType::longInteger, 1, static_cast<std::size_t>(height));
-  block.appendEntry(41989, FieldType::shortInteger, 1, focalLengthIn35mmFilm);
-  block.appendEntry(42036, FieldType::ascii, lensModel.size(), lensModelOffset);
-  block.append32(0);
-  block.padTo(fNumberOffset);
-  block.append32(24);
-  block.append32(10);
-  block.appendAt(originalOffset, date);
-  block.appendAt(digitizedOffset, date);
-  block.appendAt(lensModelOffset, lensModel);
+  TIFFWriter block;
+  block.appendDirectory(firstFields);
+  block.appendDirectory(exifFields);
   return block;
 }
 
@@ -307,20 +233,17 @@ std::string CharmeraMediaProcessor::fallbackDateString(Date date, const TimeZone
 std::vector<std::byte> CharmeraMediaProcessor::minimalExifSegment(std::string_view captureDate, int width,
                                                                   int height, std::uint16_t orientation) {
   constexpr std::size_t lengthFieldSize = 2;
-  constexpr std::size_t maximumLength = 65535;
-  constexpr std::array prefix{std::byte{'E'}, std::byte{'x'}, std::byte{'i'},
-                              std::byte{'f'}, std::byte{0},   std::byte{0}};
-  const TIFFBlock block = minimalExifBlock(captureDate, width, height, orientation);
-  const std::size_t length = lengthFieldSize + prefix.size() + block.bytes().size();
+  constexpr std::size_t maximumLength = 0xFFFF;
+  const TIFFWriter block = minimalExifBlock(captureDate, width, height, orientation);
+  const std::size_t length = lengthFieldSize + exifPrefix.size() + block.bytes().size();
   if (length > maximumLength) {
     throw MediaProcessingError(Case::exifBlockTooLarge);
   }
-  const std::array head{std::byte{0xFF}, std::byte{0xE1}, static_cast<std::byte>(length >> 8U),
-                        static_cast<std::byte>(length & 0xFFU)};
-  std::vector<std::byte> segment(head.size() + length - lengthFieldSize);
-  auto place = std::ranges::copy(head, segment.begin()).out;
-  place = std::ranges::copy(prefix, place).out;
-  std::ranges::copy(block.bytes(), place);
+  std::vector<std::byte> segment{std::byte{0xFF}, std::byte{jpegMarker::application1}};
+  segment.reserve(segment.size() + length);
+  appendBigEndian(segment, static_cast<std::uint16_t>(length));
+  segment.insert(segment.end(), exifPrefix.begin(), exifPrefix.end());
+  segment.insert(segment.end(), block.bytes().begin(), block.bytes().end());
   return segment;
 }
 

@@ -3,24 +3,19 @@
 #include <vector>
 
 #include "TolvanderCore/MediaProcessingError.h"
+#include "TolvanderCore/Picture/TIFF.h"
 #include "TolvanderCore/Picture/TIFFReader.h"
 
 namespace tolvander {
 
 namespace {
 
-namespace tag {
-constexpr std::uint16_t orientation = 274;
-constexpr std::uint16_t dateTime = 306;
-constexpr std::uint16_t exifDirectory = 34665;
-constexpr std::uint16_t dateTimeOriginal = 36867;
-constexpr std::uint16_t dateTimeDigitized = 36868;
-}  // namespace tag
+namespace tag = tiff::tag;
 
 std::optional<std::uint16_t> readOrientation(const TIFFReader& reader,
                                              std::span<const TIFFReader::Entry> entries) {
   const TIFFReader::Entry* const entry = firstEntry(tag::orientation, entries);
-  if (entry == nullptr || entry->type != TIFFReader::shortType || entry->count != 1) {
+  if (entry == nullptr || entry->type != tiff::type::shortInteger || entry->count != 1) {
     return std::nullopt;
   }
   return reader.uint16Absolute(entry->valueFieldOffset);
@@ -29,7 +24,7 @@ std::optional<std::uint16_t> readOrientation(const TIFFReader& reader,
 std::vector<TIFFReader::Entry> exifEntries(const TIFFReader& reader,
                                            std::span<const TIFFReader::Entry> entries) {
   const TIFFReader::Entry* const entry = firstEntry(tag::exifDirectory, entries);
-  if (entry == nullptr || entry->type != TIFFReader::longType || entry->count != 1) {
+  if (entry == nullptr || entry->type != tiff::type::longInteger || entry->count != 1) {
     return {};
   }
   return reader.entries(reader.uint32Absolute(entry->valueFieldOffset));

@@ -50,7 +50,7 @@ JPEGLayout JPEGLayout::parse(std::span<const std::byte> data, const Cancellation
     }
     if (reader.segment().isExif) {
       fillIn(layout.exifMetadata,
-             unlessMalformed([&] { return ExifMetadata::parse(reader.payload().subspan(exifPrefixSize)); }));
+             unlessMalformed([&] { return ExifMetadata::parse(reader.payload().subspan(exifPrefix.size())); }));
     }
   }
   const Range scanHeader = reader.segment().range;

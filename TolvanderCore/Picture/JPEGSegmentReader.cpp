@@ -15,9 +15,6 @@ using Bytes = std::span<const std::byte>;
 
 constexpr std::byte markerPrefix{0xFF};
 constexpr std::array startOfImage{std::byte{0xFF}, std::byte{0xD8}};
-constexpr std::array exifPrefix{std::byte{'E'}, std::byte{'x'}, std::byte{'i'},
-                                std::byte{'f'}, std::byte{0},   std::byte{0}};
-static_assert(exifPrefix.size() == exifPrefixSize);
 
 constexpr std::uint8_t stuffedZero = 0x00;
 constexpr std::uint8_t temporary = 0x01;

@@ -5,15 +5,12 @@
 #include "TolvanderCore/Foundation/Endian.h"
 #include "TolvanderCore/Foundation/Precondition.h"
 #include "TolvanderCore/MediaProcessingError.h"
+#include "TolvanderCore/Picture/TIFF.h"
 
 namespace tolvander {
 
 namespace {
 
-constexpr std::size_t headerSize = 8;
-constexpr std::size_t entrySize = 12;
-constexpr std::size_t nextDirectorySize = 4;
-constexpr std::size_t valueFieldSize = 4;
 constexpr std::uint16_t maximumEntries = 256;
 constexpr std::uint32_t maximumTextSize = 128;
 
@@ -36,8 +33,8 @@ TIFFReader::TIFFReader(std::span<const std::byte> bytes, std::size_t blockStart,
 
 bool TIFFReader::magicIsValid() const {
   const auto block = data.subspan(start, end - start);
-  return block.size() >= headerSize && (twoCharacters(block, 'I') || twoCharacters(block, 'M')) &&
-         uint16Absolute(start + 2) == 42;
+  return block.size() >= tiff::headerSize && (twoCharacters(block, 'I') || twoCharacters(block, 'M')) &&
+         uint16Absolute(start + 2) == tiff::magicNumber;
 }
 
 std::vector<TIFFReader::Entry> TIFFReader::entries(std::uint32_t offset) const {
@@ -46,13 +43,13 @@ std::vector<TIFFReader::Entry> TIFFReader::entries(std::uint32_t offset) const {
   if (count > maximumEntries) {
     throwMalformedJPEG();
   }
-  const std::size_t firstOffset = directory + 2;
-  bytesAbsolute(firstOffset, count * entrySize + nextDirectorySize);
+  const std::size_t firstOffset = directory + tiff::entryCountSize;
+  bytesAbsolute(firstOffset, count * tiff::entrySize + tiff::nextDirectorySize);
 
   std::vector<Entry> entries;
   entries.reserve(count);
   for (std::size_t index = 0; index < count; ++index) {
-    const std::size_t entry = firstOffset + index * entrySize;
+    const std::size_t entry = firstOffset + index * tiff::entrySize;
     entries.push_back({.tag = uint16Absolute(entry),
                        .type = uint16Absolute(entry + 2),
                        .count = uint32Absolute(entry + 4),
@@ -63,10 +60,10 @@ std::vector<TIFFReader::Entry> TIFFReader::entries(std::uint32_t offset) const {
 
 std::optional<std::string> TIFFReader::asciiValue(std::uint16_t tag, std::span<const Entry> entries) const {
   const Entry* const entry = firstEntry(tag, entries);
-  if (entry == nullptr || entry->type != asciiType || entry->count == 0 || entry->count > maximumTextSize) {
+  if (entry == nullptr || entry->type != tiff::type::ascii || entry->count == 0 || entry->count > maximumTextSize) {
     return std::nullopt;
   }
-  const std::size_t offset = entry->count > valueFieldSize ? start + uint32Absolute(entry->valueFieldOffset)
+  const std::size_t offset = entry->count > tiff::valueFieldSize ? start + uint32Absolute(entry->valueFieldOffset)
                                                            : entry->valueFieldOffset;
   std::string text;
   for (const std::byte byte : bytesAbsolute(offset, entry->count)) {

@@ -27,10 +27,6 @@ struct TIFFReader {
     friend bool operator==(const Entry&, const Entry&) = default;
   };
 
-  static constexpr std::uint16_t asciiType = 2;
-  static constexpr std::uint16_t shortType = 3;
-  static constexpr std::uint16_t longType = 4;
-
   // A reader of the block that lies in `bytes` from the offset `blockStart`, where its header stands, to
   // `blockEnd`. The bytes must outlive the reader. A block that doesn't lie in the bytes is a programming
   // error.

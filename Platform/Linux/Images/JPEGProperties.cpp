@@ -15,7 +15,7 @@ std::optional<ImageProperties> jpegProperties(Bytes data, const CancellationToke
         properties.pixelHeight = size->height;
       }
       if (reader.segment().isExif && !properties.exifDateTimeOriginal && exifBlocksLeft > 0) {
-        properties.exifDateTimeOriginal = exifDateTimeOriginal(reader.payload().subspan(exifPrefixSize));
+        properties.exifDateTimeOriginal = exifDateTimeOriginal(reader.payload().subspan(exifPrefix.size()));
         --exifBlocksLeft;
       }
     }
