@@ -118,7 +118,8 @@ std::string_view trimmingNULs(std::string_view text) {
   return text;
 }
 
-// The camera's constants and what is known of the picture, as Exif 2.32, sections 4.6.4 and 4.6.5, lays it out.
+// The camera's constants and what is known of the picture, as Exif 2.32, sections 4.6.4 and 4.6.5, lays it
+// out.
 TIFFWriter minimalExifBlock(std::string_view captureDate, int width, int height, std::uint16_t orientation) {
   const std::array exifFields{
       TIFFField::rational(tag::fNumber, 24, 10),
@@ -137,8 +138,7 @@ TIFFWriter minimalExifBlock(std::string_view captureDate, int width, int height,
       TIFFField::longInteger(tag::exifDirectory, 0),
   };
   const std::size_t exifOffset = tiff::headerSize + TIFFWriter::directorySize(firstFields);
-  firstFields.back() =
-      TIFFField::longInteger(tag::exifDirectory, static_cast<std::uint32_t>(exifOffset));
+  firstFields.back() = TIFFField::longInteger(tag::exifDirectory, static_cast<std::uint32_t>(exifOffset));
 
   TIFFWriter block;
   block.appendDirectory(firstFields);

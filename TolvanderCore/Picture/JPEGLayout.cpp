@@ -49,8 +49,9 @@ JPEGLayout JPEGLayout::parse(std::span<const std::byte> data, const Cancellation
       layout.height = size->height;
     }
     if (reader.segment().isExif) {
-      fillIn(layout.exifMetadata,
-             unlessMalformed([&] { return ExifMetadata::parse(reader.payload().subspan(exifPrefix.size())); }));
+      fillIn(layout.exifMetadata, unlessMalformed([&] {
+               return ExifMetadata::parse(reader.payload().subspan(exifPrefix.size()));
+             }));
     }
   }
   const Range scanHeader = reader.segment().range;

@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// The numbers of the TIFF structure (TIFF 6.0, section 2) and the tags of an Exif block (Exif 2.32, section 4.6)
-// that are read or written.
+// The numbers of the TIFF structure (TIFF 6.0, section 2) and the tags of an Exif block (Exif 2.32,
+// section 4.6) that are read or written.
 namespace tolvander::tiff {
 
 constexpr std::uint16_t magicNumber = 42;  // behind the byte order

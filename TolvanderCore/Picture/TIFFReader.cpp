@@ -60,11 +60,13 @@ std::vector<TIFFReader::Entry> TIFFReader::entries(std::uint32_t offset) const {
 
 std::optional<std::string> TIFFReader::asciiValue(std::uint16_t tag, std::span<const Entry> entries) const {
   const Entry* const entry = firstEntry(tag, entries);
-  if (entry == nullptr || entry->type != tiff::type::ascii || entry->count == 0 || entry->count > maximumTextSize) {
+  if (entry == nullptr || entry->type != tiff::type::ascii || entry->count == 0 ||
+      entry->count > maximumTextSize) {
     return std::nullopt;
   }
-  const std::size_t offset = entry->count > tiff::valueFieldSize ? start + uint32Absolute(entry->valueFieldOffset)
-                                                           : entry->valueFieldOffset;
+  const std::size_t offset = entry->count > tiff::valueFieldSize
+                                 ? start + uint32Absolute(entry->valueFieldOffset)
+                                 : entry->valueFieldOffset;
   std::string text;
   for (const std::byte byte : bytesAbsolute(offset, entry->count)) {
     if (byte == std::byte{0}) {

@@ -8,9 +8,9 @@
 #include <utility>
 
 #include "TolvanderCore/Platform/Text.h"
-#include "TolvanderCore/Recognition/BudgetedReads.h"
-#include "TolvanderCore/Recognition/CandidateNeighbourhood.h"
-#include "TolvanderCore/Recognition/NamedCandidates.h"
+#include "TolvanderCore/Recognition/CandidatesByDate.h"
+#include "TolvanderCore/Recognition/CandidatesByName.h"
+#include "TolvanderCore/Recognition/ReadBudget.h"
 
 namespace tolvander {
 
@@ -20,36 +20,36 @@ using Candidate = OfflinePhotoRecognizer::Candidate;
 using Identity = OfflinePhotoRecognizer::Identity;
 using ReadResult = OfflinePhotoRecognizer::ReadResult;
 
-// How far apart the dates of a camera file and of its own item in the library may lie.
+// The dates of a camera file and of its own item in the library differ by at most this much.
 constexpr std::chrono::seconds sameMoment{2};
 
-// A camera file while it is searched for.
-struct Wanted {
+// A camera file that is being searched for.
+struct Target {
   const FingerprintedMediaFile& file;
-  NamedCandidates::Name name;
+  CandidatesByName::Name name;
   std::optional<Date> date;  // its capture date, or else its modification date
 
-  // Why it may remain without a verdict.
-  bool isUnchecked = false;      // some candidate could not be compared with it
-  bool isBudgetBlocked = false;  // and a limit was the reason
+  // Why it remains without a verdict, unless a later candidate settles it.
+  bool isUnchecked = false;   // some candidate could not be compared with it
+  bool isOverBudget = false;  // and a limit was a reason
 
-  void block() { isUnchecked = isBudgetBlocked = true; }
+  void markOverBudget() { isUnchecked = isOverBudget = true; }
 
-  // Takes in how one or several candidates that proved nothing stand.
-  void doubt(unsigned states) {
-    if ((states & (BudgetedReads::unread | BudgetedReads::budgetExceeded)) != 0) {
-      block();
+  // Records why candidates that didn't match leave the file without a verdict, if they do.
+  void noteUnsettled(ReadStates states) {
+    if (states.contains(ReadState::unread) || states.contains(ReadState::budgetExceeded)) {
+      markOverBudget();
     }
-    const bool hasCloudDoubt = file.requiresExactReconciliation && (states & BudgetedReads::notLocal) != 0;
-    if ((states & BudgetedReads::unavailable) != 0 || hasCloudDoubt) {
+    const bool mayBeRemote = file.requiresExactReconciliation && states.contains(ReadState::notLocal);
+    if (states.contains(ReadState::unavailable) || mayBeRemote) {
       isUnchecked = true;
     }
   }
 };
 
-bool haveEqualDates(const Wanted& wanted, const Candidate& candidate) {
-  return wanted.date && candidate.creationDate &&
-         distanceBetween(*wanted.date, *candidate.creationDate) <= sameMoment;
+bool haveEqualDates(const Target& target, const Candidate& candidate) {
+  return target.date && candidate.creationDate &&
+         distanceBetween(*target.date, *candidate.creationDate) <= sameMoment;
 }
 
 bool isVideo(const std::optional<MediaMetadata>& metadata) {
@@ -62,8 +62,8 @@ bool identityAgrees(const FingerprintedMediaFile& file, const Identity& identity
          (file.mediaPayloadFingerprint && file.mediaPayloadFingerprint == identity.mediaPayloadFingerprint);
 }
 
-// The candidates of known identity by what identifies them. Of several with the same content the first one
-// counts. `candidates` must outlive it.
+// The candidates of known identity by their fingerprints. Of several with the same content, the first in the
+// list counts. `candidates` must outlive the object.
 class KnownCandidates {
  public:
   explicit KnownCandidates(const std::vector<Candidate>& candidates) {
@@ -78,7 +78,7 @@ class KnownCandidates {
     }
   }
 
-  // Null where none has one of the file's identities.
+  // Null if none has one of the file's identities.
   const Candidate* find(const FingerprintedMediaFile& file) const {
     if (file.pendingProcessedFingerprint) {
       if (const Candidate* known = find(bySource_, *file.pendingProcessedFingerprint)) {
@@ -121,24 +121,24 @@ class Search {
     for (const FingerprintedMediaFile& file : files_) {
       if (truncatedSources.contains(file.sourceFingerprint)) {
         result_.unchecked.insert(file.sourceFingerprint);
-        budgetBlocked_.insert(file.sourceFingerprint);
+        overBudget_.insert(file.sourceFingerprint);
       }
     }
     for (const FingerprintedMediaFile& file : files_) {
       search(file, &Search::isSettledByKnownContentOrNamesakes);
     }
     for (const FingerprintedMediaFile& file : files_) {
-      search(file, &Search::isSettledByNeighbours);
+      search(file, &Search::isSettledByNearest);
     }
-    std::ranges::set_intersection(result_.unchecked, budgetBlocked_,
+    std::ranges::set_intersection(result_.unchecked, overBudget_,
                                   std::inserter(result_.limited, result_.limited.end()));
     result_.budgetExceeded = !result_.limited.empty();
     return std::move(result_);
   }
 
  private:
-  // One way through the candidates for a file; returns whether it settled the file.
-  using Pass = bool (Search::*)(Wanted&);
+  // One part of the search for a file. Returns whether it settled the file.
+  using Pass = bool (Search::*)(Target&);
 
   void search(const FingerprintedMediaFile& file, Pass pass) {
     if (result_.matches.contains(file.sourceFingerprint) ||
@@ -147,18 +147,18 @@ class Search {
     }
     token_.throwIfCancelled();
     const auto kind = file.metadata ? std::optional(file.metadata->kind) : std::nullopt;
-    Wanted wanted{.file = file,
+    Target target{.file = file,
                   .name = names_.name(file.file.filename, kind),
                   .date = file.captureDate ? file.captureDate : file.file.modifiedAt};
-    if ((this->*pass)(wanted)) {
+    if ((this->*pass)(target)) {
       result_.unchecked.erase(file.sourceFingerprint);
       return;
     }
-    if (wanted.isUnchecked) {
+    if (target.isUnchecked) {
       result_.unchecked.insert(file.sourceFingerprint);
     }
-    if (wanted.isBudgetBlocked) {
-      budgetBlocked_.insert(file.sourceFingerprint);
+    if (target.isOverBudget) {
+      overBudget_.insert(file.sourceFingerprint);
     }
   }
 
@@ -178,130 +178,130 @@ class Search {
                                                .mediaPayloadFingerprint = identity.mediaPayloadFingerprint};
   }
 
-  bool isSettledByKnownContentOrNamesakes(Wanted& wanted) {
-    if (isSettledByKnownContent(wanted.file)) {
+  bool isSettledByKnownContentOrNamesakes(Target& target) {
+    if (isSettledByKnownContent(target.file)) {
       return true;
     }
-    const auto namesakes = names_.named(wanted.name);
+    const auto namesakes = names_.named(target.name);
     return std::any_of(namesakes.begin(), namesakes.end(),
-                       [&](CandidateIndex namesake) { return isSettledBy(namesake, wanted); });
+                       [&](CandidateIndex namesake) { return isSettledBy(namesake, target); });
   }
 
-  bool isSettledByNeighbours(Wanted& wanted) {
-    Neighbours neighbours = neighboursOf(wanted);
-    const auto count = static_cast<std::int64_t>(neighbours.count());
+  bool isSettledByNearest(Target& target) {
+    NearestFirst nearest = nearestTo(target);
+    const auto count = static_cast<std::int64_t>(nearest.count());
     const bool isCut = count > policy_.nearbyCandidatesPerFile;
     if (isCut) {
-      wanted.block();
+      target.markOverBudget();
     }
-    if (storedResultsMayTell(wanted) || (isCut && !reads_.isExhausted())) {
-      return isSettledByNext(std::min(count, policy_.nearbyCandidatesPerFile), neighbours, wanted,
+    if (storedResultsMaySettle(target) || (isCut && !reads_.isExhausted())) {
+      return isSettledByNext(std::min(count, policy_.nearbyCandidatesPerFile), nearest, target,
                              [](CandidateIndex) { return true; });
     }
-    // What is read already can't settle the file, it can only leave doubts, and their order doesn't matter.
-    // To judge each of thousands anew for every file would take most of the search's time.
+    // No stored result can settle the file; it can only be a reason to leave it unchecked, and the order of
+    // such reasons doesn't matter. Comparing thousands of them again for every file would take most of the
+    // time.
     if (!reads_.isExhausted()) {
-      Neighbours remaining = neighbours;
-      const std::size_t known = reads_.count();
-      if (isSettledByNext(count, remaining, wanted,
-                          [&](CandidateIndex candidate) { return !reads_.isAmongFirst(known, candidate); })) {
+      NearestFirst remaining = nearest;
+      const std::size_t known = reads_.resultCount();
+      if (isSettledByNext(count, remaining, target, [&](CandidateIndex candidate) {
+            return !reads_.isAmongFirstResults(known, candidate);
+          })) {
         return true;
       }
     }
     if (!isCut) {
-      wanted.doubt(statesOf(neighbours));
+      target.noteUnsettled(statesOf(nearest));
     }
     return false;
   }
 
-  // Compares the file with the first `count` neighbours for which `isWanted` holds.
+  // Compares the file with the first `count` of the nearest candidates for which `isWanted` holds.
   template <typename Predicate>
-  bool isSettledByNext(std::int64_t count, Neighbours& neighbours, Wanted& wanted,
-                       const Predicate& isWanted) {
+  bool isSettledByNext(std::int64_t count, NearestFirst& nearest, Target& target, const Predicate& isWanted) {
     for (; count > 0; --count) {
-      const std::optional<CandidateIndex> neighbour = neighbours.next(isWanted);
-      if (!neighbour) {
+      const std::optional<CandidateIndex> candidate = nearest.next(isWanted);
+      if (!candidate) {
         return false;
       }
-      if (isSettledBy(*neighbour, wanted)) {
+      if (isSettledBy(*candidate, target)) {
         return true;
       }
     }
     return false;
   }
 
-  Neighbours neighboursOf(const Wanted& wanted) {
-    if (!neighbourhood_) {
-      neighbourhood_.emplace(candidates_, names_);
+  NearestFirst nearestTo(const Target& target) {
+    if (!byDate_) {
+      byDate_.emplace(candidates_, names_);
     }
-    const std::vector<Date> dates = RecognitionPolicy::searchDates(wanted.file);
-    return broader_ && dates.empty() ? neighbourhood_->all(wanted.name)
-                                     : neighbourhood_->around(dates, wanted.name);
+    const std::vector<Date> dates = RecognitionPolicy::searchDates(target.file);
+    return broader_ && dates.empty() ? byDate_->all(target.name) : byDate_->around(dates, target.name);
   }
 
-  // The states of them all, or at least `unread` if that is among them.
-  unsigned statesOf(const Neighbours& neighbours) const {
-    unsigned states = 0;
-    neighbours.any([&](CandidateIndex candidate) {
-      states |= reads_.state(candidate);
-      return (states & BudgetedReads::unread) != 0;
+  // The states of all these candidates; incomplete if one of them is `unread`, which decides alone.
+  ReadStates statesOf(const NearestFirst& candidates) const {
+    ReadStates states;
+    candidates.any([&](CandidateIndex candidate) {
+      states.insert(reads_.state(candidate));
+      return states.contains(ReadState::unread);
     });
     return states;
   }
 
-  // Whether a result at hand can tell more of a file than that some candidate could not be compared with it.
-  bool storedResultsMayTell(const Wanted& wanted) const {
-    if (reads_.haveFound(wanted.file)) {
+  // Whether a stored result could settle the file.
+  bool storedResultsMaySettle(const Target& target) const {
+    if (reads_.hasResultFor(target.file)) {
       return true;
     }
-    if (wanted.file.requiresExactReconciliation || !wanted.date) {
+    if (target.file.requiresExactReconciliation || !target.date) {
       return false;
     }
-    const auto sameDate = neighbourhood_->within(sameMoment, *wanted.date);
-    return std::any_of(sameDate.begin(), sameDate.end(), [&](const Neighbour& neighbour) {
-      return reads_.state(neighbour.candidate) == BudgetedReads::notLocal &&
-             equalIgnoringCase(wanted.file.file.filename, candidates_[neighbour.candidate].filename);
+    const auto sameDate = byDate_->within(sameMoment, *target.date);
+    return std::any_of(sameDate.begin(), sameDate.end(), [&](const DatedCandidate& dated) {
+      return reads_.state(dated.candidate) == ReadState::notLocal &&
+             equalIgnoringCase(target.file.file.filename, candidates_[dated.candidate].filename);
     });
   }
 
-  bool isSettledBy(CandidateIndex index, Wanted& wanted) {
+  bool isSettledBy(CandidateIndex index, Target& target) {
     token_.throwIfCancelled();
     const Candidate& candidate = candidates_[index];
     const ReadResult* const result = reads_.result(index);
     if (result != nullptr && result->kind == ReadResult::Case::available &&
-        identityAgrees(wanted.file, result->identity)) {
-      recordMatch(wanted.file, candidate.assetIdentifier, result->identity);
+        identityAgrees(target.file, result->identity)) {
+      recordMatch(target.file, candidate.assetIdentifier, result->identity);
       return true;
     }
-    if (metadataAgrees(wanted, index)) {
-      result_.metadataMatches[wanted.file.sourceFingerprint] = candidate.assetIdentifier;
+    if (metadataAgrees(target, index)) {
+      result_.metadataMatches[target.file.sourceFingerprint] = candidate.assetIdentifier;
       return true;
     }
     if (result != nullptr && result->kind == ReadResult::Case::notLocal &&
-        !wanted.file.requiresExactReconciliation) {
-      return isSettledByCloudItem(candidate, wanted);
+        !target.file.requiresExactReconciliation) {
+      return isSettledByCloudItem(candidate, target);
     }
-    wanted.doubt(reads_.state(index));
+    target.noteUnsettled(ReadStates(reads_.state(index)));
     return false;
   }
 
-  // Of videos alone: one that was rewrapped on import has other bytes than the camera's file.
-  bool metadataAgrees(const Wanted& wanted, CandidateIndex index) const {
-    const FingerprintedMediaFile& file = wanted.file;
+  // For videos only: a video that was rewrapped on import has other bytes than the camera's file.
+  bool metadataAgrees(const Target& target, CandidateIndex index) const {
+    const FingerprintedMediaFile& file = target.file;
     const Candidate& candidate = candidates_[index];
     return !file.requiresExactReconciliation && isVideo(file.metadata) && isVideo(candidate.metadata) &&
-           names_.nameOf(index) == wanted.name && haveEqualDates(wanted, candidate) &&
+           names_.nameOf(index) == target.name && haveEqualDates(target, candidate) &&
            file.metadata->matches(*candidate.metadata);
   }
 
-  // Its bytes are out of reach, so name, date and appearance have to do.
-  bool isSettledByCloudItem(const Candidate& candidate, Wanted& wanted) {
-    const FingerprintedMediaFile& file = wanted.file;
-    if (!haveEqualDates(wanted, candidate) || !equalIgnoringCase(file.file.filename, candidate.filename)) {
+  // The item's bytes are not on this computer, so name, date, size and duration decide.
+  bool isSettledByCloudItem(const Candidate& candidate, Target& target) {
+    const FingerprintedMediaFile& file = target.file;
+    if (!haveEqualDates(target, candidate) || !equalIgnoringCase(file.file.filename, candidate.filename)) {
       return false;
     }
     if (!file.metadata || !candidate.metadata) {
-      wanted.isUnchecked = true;
+      target.isUnchecked = true;
       return false;
     }
     if (!file.metadata->matches(*candidate.metadata)) {
@@ -316,13 +316,13 @@ class Search {
   const RecognitionPolicy& policy_;
   const bool broader_;
   const CancellationToken& token_;
-  NamedCandidates names_;
+  CandidatesByName names_;
   KnownCandidates known_;
-  BudgetedReads reads_;
-  std::optional<CandidateNeighbourhood> neighbourhood_;  // once a file is looked for by its dates
+  ReadBudget reads_;
+  std::optional<CandidatesByDate> byDate_;  // made when the first file is searched for by its dates
   LibraryReconciliation result_;
-  // Files for which a limit was a reason to be unchecked; they may have been settled since.
-  std::set<std::string> budgetBlocked_;
+  // Files that a limit left unchecked. Some of them may have been settled since.
+  std::set<std::string> overBudget_;
 };
 
 }  // namespace

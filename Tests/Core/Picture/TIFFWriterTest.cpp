@@ -13,10 +13,10 @@ namespace {
 TIFFReader readerOf(const TIFFWriter& writer) { return {writer.bytes(), 0, writer.bytes().size()}; }
 
 TEST(TIFFWriter, writesWhatTheReaderReads) {
-  const std::array fields{TIFFField::ascii(tiff::tag::make, "maker"), TIFFField::ascii(tiff::tag::model, "abc"),
-                          TIFFField::shortInteger(tiff::tag::orientation, 6),
-                          TIFFField::rational(tiff::tag::fNumber, 24, 10),
-                          TIFFField::longInteger(tiff::tag::pixelXDimension, 0xFEDCBA98U)};
+  const std::array fields{
+      TIFFField::ascii(tiff::tag::make, "maker"), TIFFField::ascii(tiff::tag::model, "abc"),
+      TIFFField::shortInteger(tiff::tag::orientation, 6), TIFFField::rational(tiff::tag::fNumber, 24, 10),
+      TIFFField::longInteger(tiff::tag::pixelXDimension, 0xFEDCBA98U)};
   TIFFWriter writer;
   writer.appendDirectory(fields);
 

@@ -1,4 +1,4 @@
-#include "TolvanderCore/Recognition/NamedCandidates.h"
+#include "TolvanderCore/Recognition/CandidatesByName.h"
 
 #include <limits>
 #include <numeric>
@@ -25,18 +25,18 @@ std::string nameKey(std::string_view filename, std::optional<MediaMetadata::Kind
   return "video:" + key;
 }
 
-std::optional<MediaMetadata::Kind> kindOf(const OfflinePhotoRecognizer::Candidate& candidate) {
+std::optional<MediaMetadata::Kind> kindOf(const RecognitionCandidate& candidate) {
   return candidate.metadata ? std::optional(candidate.metadata->kind) : std::nullopt;
 }
 
 }  // namespace
 
-NamedCandidates::NamedCandidates(const std::vector<OfflinePhotoRecognizer::Candidate>& candidates) {
+CandidatesByName::CandidatesByName(const std::vector<RecognitionCandidate>& candidates) {
   precondition(candidates.size() < std::numeric_limits<CandidateIndex>::max(),
                "a search has fewer than 2^32 candidates");
   numbers_.reserve(candidates.size());
   names_.reserve(candidates.size());
-  for (const OfflinePhotoRecognizer::Candidate& candidate : candidates) {
+  for (const RecognitionCandidate& candidate : candidates) {
     const auto unused = static_cast<Name>(numbers_.size());
     names_.push_back(
         numbers_.try_emplace(nameKey(candidate.filename, kindOf(candidate)), unused).first->second);
@@ -54,13 +54,13 @@ NamedCandidates::NamedCandidates(const std::vector<OfflinePhotoRecognizer::Candi
   }
 }
 
-NamedCandidates::Name NamedCandidates::name(std::string_view filename,
-                                            std::optional<MediaMetadata::Kind> kind) const {
+CandidatesByName::Name CandidatesByName::name(std::string_view filename,
+                                              std::optional<MediaMetadata::Kind> kind) const {
   const auto found = numbers_.find(nameKey(filename, kind));
   return found == numbers_.end() ? static_cast<Name>(numbers_.size()) : found->second;
 }
 
-std::span<const CandidateIndex> NamedCandidates::named(Name name) const {
+std::span<const CandidateIndex> CandidatesByName::named(Name name) const {
   if (name >= numbers_.size()) {
     return {};
   }
