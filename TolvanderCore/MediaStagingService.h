@@ -13,7 +13,7 @@
 #include "TolvanderCore/CameraMediaFile.h"
 #include "TolvanderCore/CharmeraVideoProcessing.h"
 #include "TolvanderCore/Concurrency/Cancellation.h"
-#include "TolvanderCore/Concurrency/Turn.h"
+#include "TolvanderCore/Concurrency/FairMutex.h"
 #include "TolvanderCore/FingerprintedMediaFile.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/MediaStagingError.h"
@@ -103,7 +103,7 @@ class MediaStagingService {
   PreparedMediaFile prepareVideo(Batch& batch, const CameraMediaFile& file) const;
   void cleanupIgnoringErrors(const PreparedMediaBatch& batch) noexcept;
 
-  Turn turn_;
+  FairMutex mutex_;
   const FileURL rootDirectory_;
   const std::shared_ptr<const CharmeraVideoProcessing> videoProcessor_;
   const std::int64_t maximumVideoBytes_;

@@ -9,7 +9,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "TolvanderCore/Concurrency/Turn.h"
+#include "TolvanderCore/Concurrency/FairMutex.h"
 #include "TolvanderCore/FingerprintedMediaFile.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/Foundation/UUID.h"
@@ -115,12 +115,12 @@ class SyncHistoryStore {
   FileURL identityFile() const;
   void requireRight() const;
   void change(const std::function<void(HistoryDatabase&)>& edit);
-  void changeHoldingTurn(const std::function<void(HistoryDatabase&)>& edit);
+  void changeLocked(const std::function<void(HistoryDatabase&)>& edit);
   void removeIntents(const std::set<UUID>& ids);
   void forgetRecordedIntents(const std::set<UUID>& ids) noexcept;
   void save(HistoryDatabase next);
 
-  Turn turn_;
+  FairMutex mutex_;
   const FileURL fileURL_;
   const std::function<void()> requireRight_;
   bool loadFailed_ = false;

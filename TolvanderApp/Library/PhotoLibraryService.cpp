@@ -68,7 +68,7 @@ PhotoImportOutcome PhotoLibraryService::importFiles(const std::vector<PreparedMe
   if (files.empty()) {
     return {};
   }
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAccess();
   const std::optional<PhotosAlbum> target = resolvedAlbum(album, token);
   const MediaImportTransaction::Steps steps{
@@ -103,7 +103,7 @@ void PhotoLibraryService::prepare(const MediaImportTransaction::Batch& batch,
 
 std::set<std::string> PhotoLibraryService::completeInterruptedImports(
     const PhotosInterruptedImports& imports) {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAccess();
   held_ = library_.completeImports(imports);
   std::set<std::string> fingerprints;

@@ -13,7 +13,7 @@
 #include "TolvanderApp/Library/LibrarySearchLimits.h"
 #include "TolvanderApp/Platform/PhotoLibrary.h"
 #include "TolvanderCore/Concurrency/Cancellation.h"
-#include "TolvanderCore/Concurrency/Turn.h"
+#include "TolvanderCore/Concurrency/FairMutex.h"
 #include "TolvanderCore/DiagnosticLog.h"
 #include "TolvanderCore/FingerprintedMediaFile.h"
 #include "TolvanderCore/Foundation/UUID.h"
@@ -137,7 +137,7 @@ class PhotoLibraryService {
                                            const CancellationToken& token);
   std::vector<std::string> inOrderOfCapture(std::vector<PhotosAsset> assets);
 
-  Turn turn_;  // public operations take it, private ones run under it
+  FairMutex mutex_;  // public operations lock it, private ones run under the lock
   PhotoLibrary& library_;
   MonotonicTimer& timer_;
   const DiagnosticRecorder recorder_;

@@ -21,7 +21,7 @@ std::vector<std::string> withoutDuplicates(std::vector<std::string> texts) {
 }  // namespace
 
 std::vector<std::string> PhotoLibraryService::albumNames() {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAccess();
   std::vector<std::string> titles;
   for (PhotosAlbum& album : library_.fetchAlbums(std::nullopt)) {
@@ -36,7 +36,7 @@ std::vector<std::string> PhotoLibraryService::albumNames() {
 }
 
 std::set<std::string> PhotoLibraryService::assetIdentifiers(const std::string& albumName) {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAccess();
   std::set<std::string> identifiers;
   if (const auto album = existingAlbum(albumName)) {
@@ -48,7 +48,7 @@ std::set<std::string> PhotoLibraryService::assetIdentifiers(const std::string& a
 }
 
 void PhotoLibraryService::createAlbum(const std::string& name, const CancellationToken& token) {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAccess();
   if (!resolvedAlbum(name, token)) {
     throw PhotoLibraryError(PhotoLibraryError::Case::albumCouldNotBeCreated);
@@ -60,7 +60,7 @@ std::int64_t PhotoLibraryService::addAssets(const std::vector<std::string>& iden
   if (identifiers.empty()) {
     return 0;
   }
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAccess();
   const std::optional<PhotosAlbum> album = resolvedAlbum(albumName, token);
   if (!album) {

@@ -215,7 +215,7 @@ LibraryReconciliation PhotoLibraryService::reconcileExisting(const Files& files,
   if (files.empty()) {
     return {};
   }
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAccess();
   const RecognitionPolicy policy = (broader ? limits_.broader : limits_.automatic).scaled(std::ssize(files));
   const MonotonicTimer::Instant start = timer_.now();
@@ -286,7 +286,7 @@ std::optional<LibraryMatch> PhotoLibraryService::matchAmong(const std::string& f
 
 std::set<std::string> PhotoLibraryService::existingAssetIdentifiers(
     const std::vector<std::string>& identifiers, const CancellationToken& token) {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAccess();
   std::set<std::string> existing;
   for (auto run = identifiers.begin(); run != identifiers.end();) {
@@ -303,7 +303,7 @@ std::set<std::string> PhotoLibraryService::existingAssetIdentifiers(
 
 bool PhotoLibraryService::proveOriginal(const std::string& identifier, const std::string& sha256,
                                         const CancellationToken& token) {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAccess();
   return library_.proveOriginal(identifier, sha256, token);
 }

@@ -6,11 +6,11 @@ Deadline::Deadline(const CancellationToken& task, std::chrono::nanoseconds allow
     : taskCancelled_(task, [this] { work_.cancel(); }), timer_([this, allowed] { wait(allowed); }) {}
 
 Deadline::~Deadline() {
-  metByEndingNow();
+  stop();
   timer_.join();
 }
 
-bool Deadline::metByEndingNow() {
+bool Deadline::stop() {
   const std::lock_guard lock(mutex_);
   if (state_ == State::running) {
     state_ = State::met;

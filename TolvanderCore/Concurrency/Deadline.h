@@ -9,23 +9,23 @@
 
 namespace tolvander {
 
-// A timer beside a piece of work that watches a token: cancels the work when its time is up, and when the
-// task that it belongs to is cancelled. Measures time that doesn't follow the wall clock. Made, asked and
-// destroyed on the thread that does the work.
+// A time limit for a piece of work. Cancels the work when the time is up, and when the task that the work belongs
+// to is cancelled. The time is measured by a clock that is never set. Each object runs a thread. To be
+// constructed, used and destroyed on the thread that does the work.
 class Deadline {
  public:
-  // Nothing left of the time from the start (0 or less) is a time that is up at once.
+  // The time starts now. A duration of 0 or less expires immediately.
   Deadline(const CancellationToken& task, std::chrono::nanoseconds allowed);
   ~Deadline();
   Deadline(const Deadline&) = delete;
   Deadline& operator=(const Deadline&) = delete;
 
-  // For the work to watch.
+  // The token that the work checks.
   CancellationToken token() const { return work_.token(); }
 
-  // The work has ended: stops the timer. Returns whether that came before the timer's end. May be called
-  // again with the same answer.
-  bool metByEndingNow();
+  // To be called when the work has ended: stops the timer. Returns whether the deadline was met. Further calls
+  // return the same answer.
+  bool stop();
 
  private:
   enum class State { running, met, missed };

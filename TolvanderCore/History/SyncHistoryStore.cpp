@@ -151,7 +151,7 @@ SyncHistoryStore::SyncHistoryStore(FileURL fileURL, std::function<void()> requir
 }
 
 void SyncHistoryStore::ensureAvailable() {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAvailable();
 }
 
@@ -160,7 +160,7 @@ FileURL SyncHistoryStore::identityFile() const {
 }
 
 std::optional<UUID> SyncHistoryStore::knownIdentity() {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAvailable();
   if (!identity_) {
     identity_ = readIdentity(identityFile());
@@ -172,7 +172,7 @@ UUID SyncHistoryStore::identity() {
   if (const auto known = knownIdentity()) {
     return *known;
   }
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   if (!identity_) {
     requireRight();
     identity_ = makeIdentity(identityFile());
@@ -189,13 +189,13 @@ bool SyncHistoryStore::containsSourceFingerprint(std::string_view sourceFingerpr
 }
 
 bool SyncHistoryStore::containsMediaPayloadFingerprint(std::string_view mediaPayloadFingerprint) {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAvailable();
   return payloadFingerprints_.contains(mediaPayloadFingerprint);
 }
 
 bool SyncHistoryStore::containsProcessedFingerprint(std::string_view processedFingerprint) {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAvailable();
   return std::ranges::any_of(database_.imports, [&](const ImportRecord& record) {
     return record.processedFingerprint == processedFingerprint;
@@ -204,7 +204,7 @@ bool SyncHistoryStore::containsProcessedFingerprint(std::string_view processedFi
 
 bool SyncHistoryStore::contains(std::string_view sourceFingerprint,
                                 const std::optional<std::string>& mediaPayloadFingerprint) {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAvailable();
   return database_.imports.contains(sourceFingerprint) ||
          (mediaPayloadFingerprint && payloadFingerprints_.contains(*mediaPayloadFingerprint));
@@ -241,19 +241,19 @@ void SyncHistoryStore::abandonFailedImport(const std::vector<std::string>& sourc
 }
 
 std::set<std::string> SyncHistoryStore::pendingImportSources() {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAvailable();
   return database_.pendingImports;
 }
 
 std::map<std::string, std::string> SyncHistoryStore::pendingProcessedFingerprints() {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAvailable();
   return database_.pendingProcessedFingerprints;
 }
 
 ImportRecords SyncHistoryStore::records() {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAvailable();
   return database_.imports;
 }
@@ -261,7 +261,7 @@ ImportRecords SyncHistoryStore::records() {
 ImportHistorySummary SyncHistoryStore::historySummary() { return ImportHistorySummary::of(records()); }
 
 void SyncHistoryStore::upgradePayloadIdentities(const std::vector<FingerprintedMediaFile>& files) {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAvailable();
   std::vector<ImportRecord> upgraded;
   for (const FingerprintedMediaFile& file : files) {
@@ -280,7 +280,7 @@ void SyncHistoryStore::upgradePayloadIdentities(const std::vector<FingerprintedM
 }
 
 void SyncHistoryStore::beginTrashMove(const TrashIntent& intent) {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAvailable();
   requireRight();
   trashIntents_.add(intent);
@@ -288,7 +288,7 @@ void SyncHistoryStore::beginTrashMove(const TrashIntent& intent) {
 }
 
 void SyncHistoryStore::forgetTrashIntents(const std::set<UUID>& ids) {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAvailable();
   removeIntents(ids);
 }
@@ -299,7 +299,7 @@ void SyncHistoryStore::removeIntents(const std::set<UUID>& ids) {
 }
 
 std::vector<TrashIntent> SyncHistoryStore::unsettledTrashIntents() {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAvailable();
   const std::set<UUID> recorded = identitiesOf(database_.trash);
   std::vector<TrashIntent> unsettled = trashIntents_.intents();
@@ -310,12 +310,12 @@ std::vector<TrashIntent> SyncHistoryStore::unsettledTrashIntents() {
 }
 
 void SyncHistoryStore::settleTrash(const TrashSettlement& settlement) {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAvailable();
   const bool changesRecords =
       !settlement.found.empty() || !settlement.relocated.empty() || !settlement.emptied.empty();
   if (changesRecords) {
-    changeHoldingTurn([&](HistoryDatabase& next) {
+    changeLocked([&](HistoryDatabase& next) {
       update(next.trash, settlement.emptied, settlement.relocated);
       next.trash.insert(next.trash.end(), settlement.found.begin(), settlement.found.end());
     });
@@ -324,9 +324,9 @@ void SyncHistoryStore::settleTrash(const TrashSettlement& settlement) {
 }
 
 void SyncHistoryStore::addTrash(const std::vector<ManagedTrashRecord>& records) {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAvailable();
-  changeHoldingTurn(
+  changeLocked(
       [&](HistoryDatabase& next) { next.trash.insert(next.trash.end(), records.begin(), records.end()); });
   forgetRecordedIntents(identitiesOf(records));
 }
@@ -341,7 +341,7 @@ void SyncHistoryStore::forgetRecordedIntents(const std::set<UUID>& ids) noexcept
 }
 
 std::vector<ManagedTrashRecord> SyncHistoryStore::trashRecords() {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAvailable();
   return database_.trash;
 }
@@ -350,12 +350,12 @@ void SyncHistoryStore::removeTrash(const std::set<UUID>& ids) { updateTrash(ids,
 
 void SyncHistoryStore::updateTrash(const std::set<UUID>& deleted,
                                    const std::vector<ManagedTrashRecord>& relocated) {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAvailable();
   // An intent that outlived the recording of its move goes before the record does: alone, it would claim what
   // the user moves to the Trash later.
   removeIntents(deleted);
-  changeHoldingTurn([&](HistoryDatabase& next) { update(next.trash, deleted, relocated); });
+  changeLocked([&](HistoryDatabase& next) { update(next.trash, deleted, relocated); });
 }
 
 void SyncHistoryStore::requireAvailable() const {
@@ -371,12 +371,12 @@ void SyncHistoryStore::requireRight() const {
 }
 
 void SyncHistoryStore::change(const std::function<void(HistoryDatabase&)>& edit) {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAvailable();
-  changeHoldingTurn(edit);
+  changeLocked(edit);
 }
 
-void SyncHistoryStore::changeHoldingTurn(const std::function<void(HistoryDatabase&)>& edit) {
+void SyncHistoryStore::changeLocked(const std::function<void(HistoryDatabase&)>& edit) {
   HistoryDatabase next = database_;
   edit(next);
   save(std::move(next));

@@ -25,7 +25,7 @@ struct MediaStagingService::Batch {
   bool confidentlyRecognizedAsCharmera;
   const TimeZone& timeZone;
   const CancellationToken& token;
-  Turn::Holder& turn;
+  std::unique_lock<FairMutex>& lock;
   PreparedMediaBatch prepared;
 };
 
@@ -194,14 +194,14 @@ PreparedMediaBatch MediaStagingService::prepare(const std::vector<CameraMediaFil
                                                 bool confidentlyRecognizedAsCharmera,
                                                 const TimeZone& timeZone, const CancellationToken& token,
                                                 const FailedFile& failedFile) {
-  Turn::Holder turn(turn_);
+  std::unique_lock lock(mutex_);
   token.throwIfCancelled();
   ensureRootDirectory();
   const UUID id = UUID::random();
   Batch batch{.confidentlyRecognizedAsCharmera = confidentlyRecognizedAsCharmera,
               .timeZone = timeZone,
               .token = token,
-              .turn = turn,
+              .lock = lock,
               .prepared = {.id = id, .files = {}, .directoryURL = rootDirectory_.appending(id.text())}};
   createPrivateDirectory(batch.prepared.directoryURL);
   try {
@@ -214,7 +214,7 @@ PreparedMediaBatch MediaStagingService::prepare(const std::vector<CameraMediaFil
 }
 
 void MediaStagingService::cleanup(const PreparedMediaBatch& batch) {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   const FileURL directory = batch.directoryURL.standardized();
   if (!directory.isBelow(rootDirectory_)) {
     throw MediaStagingError::invalidStagingLocation();
@@ -223,7 +223,7 @@ void MediaStagingService::cleanup(const PreparedMediaBatch& batch) {
 }
 
 int MediaStagingService::cleanupAbandoned(std::chrono::seconds age, Date now) {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   if (!isThere(rootDirectory_)) {
     return 0;
   }
@@ -333,7 +333,7 @@ PreparedMediaFile MediaStagingService::prepareVideo(Batch& batch, const CameraMe
 
   const FileURL movie = folder.appending(std::string(file.url.stem()) + ".mov");
   {
-    const Turn::Pause openToOthers(batch.turn);
+    const ReverseLock unlocked(batch.lock);
     videoProcessor_->transcode(copy, movie, batch.token);
   }
   batch.token.throwIfCancelled();

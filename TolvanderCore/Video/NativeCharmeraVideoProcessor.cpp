@@ -85,10 +85,10 @@ void runExport(const MovieExporter& exporter, const Movie& source, const MovieEx
   try {
     exporter.exportMovie(source, request, deadline.token());
   } catch (...) {
-    require(isDestinationOfAnother() || deadline.metByEndingNow(), Case::exportTimedOut);
+    require(isDestinationOfAnother() || deadline.stop(), Case::exportTimedOut);
     throw;
   }
-  require(deadline.metByEndingNow(), Case::exportTimedOut);
+  require(deadline.stop(), Case::exportTimedOut);
 }
 
 std::vector<PayloadIdentity> proveTracks(MediaType type, const Movie& source,
