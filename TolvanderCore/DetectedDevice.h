@@ -7,7 +7,7 @@
 #include "TolvanderCore/CameraMediaFile.h"
 #include "TolvanderCore/DeviceProfile.h"
 #include "TolvanderCore/Foundation/FileURL.h"
-#include "TolvanderCore/Foundation/Hashing.h"
+#include "TolvanderCore/Foundation/HashCombine.h"
 
 namespace tolvander {
 

@@ -1,6 +1,6 @@
 #include "TolvanderCore/CameraAccessGrant.h"
 
-#include "TolvanderCore/Foundation/Hashing.h"
+#include "TolvanderCore/Foundation/HashCombine.h"
 
 namespace tolvander {
 

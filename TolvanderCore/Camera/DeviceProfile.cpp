@@ -3,7 +3,7 @@
 #include <array>
 #include <utility>
 
-#include "TolvanderCore/Foundation/Hashing.h"
+#include "TolvanderCore/Foundation/HashCombine.h"
 
 namespace tolvander {
 

@@ -9,9 +9,9 @@
 
 namespace tolvander {
 
-// A time limit for a piece of work. Cancels the work when the time is up, and when the task that the work belongs
-// to is cancelled. The time is measured by a clock that is never set. Each object runs a thread. To be
-// constructed, used and destroyed on the thread that does the work.
+// A time limit for a piece of work. Cancels the work when the time is up, and when the task that the work
+// belongs to is cancelled. The time is measured by a clock that is never set. Each object runs a thread. To
+// be constructed, used and destroyed on the thread that does the work.
 class Deadline {
  public:
   // The time starts now. A duration of 0 or less expires immediately.
@@ -23,8 +23,8 @@ class Deadline {
   // The token that the work checks.
   CancellationToken token() const { return work_.token(); }
 
-  // To be called when the work has ended: stops the timer. Returns whether the deadline was met. Further calls
-  // return the same answer.
+  // To be called when the work has ended: stops the timer. Returns whether the deadline was met. Further
+  // calls return the same answer.
   bool stop();
 
  private:

@@ -19,7 +19,7 @@
 #include <variant>
 
 #include "TolvanderCore/Foundation/Date.h"
-#include "TolvanderCore/Foundation/WallClock.h"
+#include "TolvanderCore/Foundation/LocalDateTime.h"
 #include "TolvanderCore/JSON/JSONWriter.h"
 
 namespace tolvander {
@@ -89,7 +89,7 @@ std::string timeText(Date date) {
   constexpr std::size_t digits = 3;
   const auto second = floor<seconds>(date);
   const std::string fraction = std::to_string(floor<milliseconds>(date - second).count());
-  return wallClockText(second, "0000-00-00T00:00:00.") + std::string(digits - fraction.size(), '0') +
+  return localDateTimeText(second, "0000-00-00T00:00:00.") + std::string(digits - fraction.size(), '0') +
          fraction + "Z";
 }
 

@@ -7,8 +7,8 @@
 
 #include "TolvanderCore/Files/DayText.h"
 #include "TolvanderCore/Files/FileOperations.h"
+#include "TolvanderCore/Foundation/LocalDateTime.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
-#include "TolvanderCore/Foundation/WallClock.h"
 #include "TolvanderCore/Platform/FileSystem.h"
 
 namespace tolvander {
@@ -16,7 +16,7 @@ namespace tolvander {
 namespace {
 
 bool isDay(std::string_view text) {
-  return wallClockTimeFromText(std::string(text) + "T00:00:00Z", "0000-00-00T00:00:00Z").has_value();
+  return localDateTimeFromText(std::string(text) + "T00:00:00Z", "0000-00-00T00:00:00Z").has_value();
 }
 
 // That of a file that is gone by now is as old as can be.

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <chrono>
 
-#include "TolvanderCore/Foundation/WallClock.h"
+#include "TolvanderCore/Foundation/LocalDateTime.h"
 
 namespace tolvander {
 
@@ -14,17 +14,17 @@ constexpr std::string_view form = "0000-00-00T00:00:00Z";
 }  // namespace
 
 std::string iso8601Text(Date date) {
-  return wallClockText(std::chrono::floor<std::chrono::seconds>(date), form);
+  return localDateTimeText(std::chrono::floor<std::chrono::seconds>(date), form);
 }
 
 std::optional<Date> dateFromISO8601(std::string_view text) {
-  const auto time = wallClockTimeFromText(text, form);
+  const auto time = localDateTimeFromText(text, form);
   return time ? dateSince1970(time->time_since_epoch().count()) : std::nullopt;
 }
 
 std::optional<Date> nearestDateFromISO8601(std::string_view text) {
   using std::chrono::seconds;
-  const auto time = wallClockTimeFromText(text, form);
+  const auto time = localDateTimeFromText(text, form);
   if (!time) {
     return std::nullopt;
   }

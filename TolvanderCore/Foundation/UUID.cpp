@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include "TolvanderCore/Foundation/Hashing.h"
+#include "TolvanderCore/Foundation/HashCombine.h"
 #include "TolvanderCore/Foundation/Precondition.h"
 
 namespace tolvander {

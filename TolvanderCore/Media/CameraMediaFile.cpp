@@ -1,6 +1,6 @@
 #include "TolvanderCore/CameraMediaFile.h"
 
-#include "TolvanderCore/Foundation/Hashing.h"
+#include "TolvanderCore/Foundation/HashCombine.h"
 #include "TolvanderCore/MediaKind.h"
 
 namespace tolvander {

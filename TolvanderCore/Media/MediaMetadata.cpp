@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "TolvanderCore/Foundation/Hashing.h"
+#include "TolvanderCore/Foundation/HashCombine.h"
 
 namespace tolvander {
 

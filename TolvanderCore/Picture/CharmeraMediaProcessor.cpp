@@ -6,8 +6,8 @@
 
 #include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/Foundation/Endian.h"
+#include "TolvanderCore/Foundation/LocalDateTime.h"
 #include "TolvanderCore/Foundation/Precondition.h"
-#include "TolvanderCore/Foundation/WallClock.h"
 #include "TolvanderCore/MediaKind.h"
 #include "TolvanderCore/Picture/JPEGLayout.h"
 #include "TolvanderCore/Picture/TIFF.h"
@@ -222,7 +222,7 @@ std::optional<std::string> CharmeraMediaProcessor::normalizedExifDate(std::optio
 
 bool CharmeraMediaProcessor::isValidExifDate(std::string_view text) {
   constexpr std::chrono::sys_days firstDay = std::chrono::year(1) / 1 / 1;
-  const auto date = wallClockTimeFromText(text, dateForm);
+  const auto date = localDateTimeFromText(text, dateForm);
   return date && *date >= firstDay;
 }
 

@@ -6,24 +6,24 @@
 #include <string_view>
 
 #include "TolvanderCore/Foundation/Date.h"
-#include "TolvanderCore/Foundation/WallClock.h"
+#include "TolvanderCore/Foundation/LocalDateTime.h"
 
 namespace tolvander {
 
 // A time zone of the IANA database. A value: copies are cheap and safe on every thread.
 class TimeZone {
  public:
-  // By its name ("Europe/Berlin"), or absent when the database has no such zone.
+  // The zone with this name ("Europe/Berlin"). Absent if the database has no such zone.
   static std::optional<TimeZone> named(std::string_view name);
 
-  // The user's zone at the time of the call; UTC where the system doesn't say.
+  // The user's zone at the time of the call; UTC if the system has none set.
   static TimeZone current();
 
   static TimeZone utc();
 
   const std::string& name() const;
 
-  // What the calendar's answer keeps about the zone.
+  // The zone's data, defined by the platform's implementation.
   struct Rules;
   const Rules& rules() const { return *rules_; }
 
@@ -34,17 +34,16 @@ class TimeZone {
 
 // Exif 2.32 date text, "yyyy:MM:dd HH:mm:ss", in the proleptic Gregorian calendar.
 
-// The wall-clock time of `date` in `zone`. Fractions of a second are cut off towards the past.
+// The local time of `date` in `zone`. Fractions of a second are rounded down.
 std::string exifDateText(Date date, const TimeZone& zone);
 
-// The instant at which a clock in `zone` shows `reading`. A reading that the zone skips (the hour lost when
-// daylight saving begins) counts with the offset from before the change, as on a clock that was not set
-// forward yet; of a reading that the zone has twice (the hour won when it ends), the first is taken. Absent
-// outside the reach of Date.
-std::optional<Date> dateFromWallClock(WallClockTime reading, const TimeZone& zone);
+// The instant at which a clock in `zone` shows `time`. A time that the zone skips (the hour lost when
+// daylight saving begins) is taken with the offset from before the change. Of a time that occurs twice (the
+// hour gained when it ends), the first is taken. Absent outside the range of Date.
+std::optional<Date> dateFromLocalDateTime(LocalDateTime time, const TimeZone& zone);
 
-// The same for a reading as text. Absent also when the text has another form or names a day or time that
-// exists nowhere.
+// The same for text of the form above. Absent also if the text has another form, or names a day or a time of
+// day that doesn't exist.
 std::optional<Date> dateFromExifText(std::string_view text, const TimeZone& zone);
 
 }  // namespace tolvander

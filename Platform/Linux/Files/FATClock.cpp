@@ -70,7 +70,7 @@ std::chrono::minutes kernelZoneOffset() {
 
 std::optional<Date> dateOfFATClock(Date instant, std::chrono::minutes clockOffset, const TimeZone& zone) {
   const auto seconds = std::chrono::floor<std::chrono::seconds>(instant);
-  const auto date = dateFromWallClock(seconds + clockOffset, zone);
+  const auto date = dateFromLocalDateTime(seconds + clockOffset, zone);
   return date ? std::optional(*date + (instant - seconds)) : std::nullopt;
 }
 

@@ -9,8 +9,8 @@
 #include <fstream>
 #include <utility>
 
+#include "TolvanderCore/Foundation/LocalDateTime.h"
 #include "TolvanderCore/Foundation/Precondition.h"
-#include "TolvanderCore/Foundation/WallClock.h"
 
 namespace tolvander {
 
@@ -56,7 +56,7 @@ std::chrono::seconds offsetAt(std::chrono::sys_seconds instant, const icu::Basic
 
 // The same for a reading of the clock. For a reading that the clock shows twice or never, the offset that is
 // in force before the change.
-std::chrono::seconds offsetAtReading(WallClockTime reading, const icu::BasicTimeZone& zone) {
+std::chrono::seconds offsetAtReading(LocalDateTime reading, const icu::BasicTimeZone& zone) {
   std::int32_t rawOffset = 0;
   std::int32_t daylightSaving = 0;
   UErrorCode status = U_ZERO_ERROR;
@@ -125,17 +125,17 @@ const std::string& TimeZone::name() const { return rules_->name; }
 
 std::string exifDateText(Date date, const TimeZone& zone) {
   const auto instant = std::chrono::floor<std::chrono::seconds>(date);
-  return wallClockText(instant + offsetAt(instant, zone.rules().zone), exifForm);
+  return localDateTimeText(instant + offsetAt(instant, zone.rules().zone), exifForm);
 }
 
-std::optional<Date> dateFromWallClock(WallClockTime reading, const TimeZone& zone) {
+std::optional<Date> dateFromLocalDateTime(LocalDateTime reading, const TimeZone& zone) {
   const std::chrono::sys_seconds instant = reading - offsetAtReading(reading, zone.rules().zone);
   return dateSince1970(instant.time_since_epoch().count());
 }
 
 std::optional<Date> dateFromExifText(std::string_view text, const TimeZone& zone) {
-  const auto reading = wallClockTimeFromText(text, exifForm);
-  return reading ? dateFromWallClock(*reading, zone) : std::nullopt;
+  const auto reading = localDateTimeFromText(text, exifForm);
+  return reading ? dateFromLocalDateTime(*reading, zone) : std::nullopt;
 }
 
 }  // namespace tolvander

@@ -6,7 +6,7 @@
 #include <cstddef>
 
 #include "TolvanderCore/Foundation/FileURL.h"
-#include "TolvanderCore/Foundation/WallClock.h"
+#include "TolvanderCore/Foundation/LocalDateTime.h"
 
 namespace tolvander::platform::linux_ {
 
@@ -76,7 +76,7 @@ std::string localTimeText(std::time_t time) {
 
 // The latest instant at which this machine's clock shows that.
 std::optional<Date> latestInstantAt(std::string_view text) {
-  const auto reading = wallClockTimeFromText(text, dateForm);
+  const auto reading = localDateTimeFromText(text, dateForm);
   if (!reading) {
     return std::nullopt;
   }

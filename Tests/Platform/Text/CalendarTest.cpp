@@ -224,12 +224,12 @@ TEST(Calendar, countsOnThroughSkippedTimes) {
     const TimeZone place = zone(name);
     const auto begin = std::chrono::sys_days(std::chrono::year(years) / 1 / 2);
     int skipped = 0;
-    std::pair<WallClockTime, Date> lastShown;
-    for (WallClockTime reading = begin; reading < begin + std::chrono::days(363);
+    std::pair<LocalDateTime, Date> lastShown;
+    for (LocalDateTime reading = begin; reading < begin + std::chrono::days(363);
          reading += std::chrono::minutes(15)) {
-      const auto date = dateFromWallClock(reading, place);
+      const auto date = dateFromLocalDateTime(reading, place);
       ASSERT_TRUE(date) << name;
-      if (exifDateText(*date, place) == wallClockText(reading, "0000:00:00 00:00:00")) {
+      if (exifDateText(*date, place) == localDateTimeText(reading, "0000:00:00 00:00:00")) {
         lastShown = {reading, *date};
         continue;
       }

@@ -1,4 +1,4 @@
-#include "TolvanderCore/Foundation/Hashing.h"
+#include "TolvanderCore/Foundation/HashCombine.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 
 namespace tolvander::tests {
 
-TEST(Hashing, givesEqualValuesEqualHashes) {
+TEST(HashCombine, givesEqualValuesEqualHashes) {
   EXPECT_EQ(hashOfFields(std::string("a"), 1, std::optional<int>()),
             hashOfFields(std::string("a"), 1, std::optional<int>()));
   EXPECT_EQ(hashOfFields(std::vector<std::string>{"a", "b"}),
@@ -15,7 +15,7 @@ TEST(Hashing, givesEqualValuesEqualHashes) {
   EXPECT_EQ(hashOfFields(std::set<int>{2, 1}), hashOfFields(std::set<int>{1, 2}));
 }
 
-TEST(Hashing, mindsOrderAndPlace) {
+TEST(HashCombine, mindsOrderAndPlace) {
   EXPECT_NE(hashOfFields(1, 2), hashOfFields(2, 1));
   EXPECT_NE(hashOfFields(std::string("a"), std::string()), hashOfFields(std::string(), std::string("a")));
   EXPECT_NE(hashOfFields(std::vector{1, 2}), hashOfFields(std::vector{2, 1}));
@@ -23,13 +23,13 @@ TEST(Hashing, mindsOrderAndPlace) {
             hashOfFields(std::vector<int>{}, std::vector{1}));
 }
 
-TEST(Hashing, takesListsOfLists) {
+TEST(HashCombine, takesListsOfLists) {
   const std::vector<std::vector<int>> one{{1, 2}, {3}};
   const std::vector<std::vector<int>> other{{1}, {2, 3}};
   EXPECT_NE(hashOfFields(one), hashOfFields(other));
 }
 
-TEST(Hashing, spreadsNeighbouringValues) {
+TEST(HashCombine, spreadsNeighbouringValues) {
   std::unordered_set<std::size_t> hashes;
   for (int x = 0; x < 200; ++x) {
     for (int y = 0; y < 200; ++y) {

@@ -10,7 +10,9 @@
 
 namespace tolvander {
 
-// One hash value over all fields of a value type, in their order.
+// hashOfFields combines the hashes of all fields of a value type into one, in the order of the fields:
+//
+//   std::size_t hash = hashOfFields(value.name, value.dates);
 
 template <typename Value>
 std::size_t hashOfField(const Value& value) {
@@ -37,15 +39,15 @@ std::size_t hashOfField(const std::set<Element>& set) {
 
 template <typename Value>
 std::size_t hashOfField(const std::optional<Value>& value) {
-  // Apart from any one value's hash by its own constant, so that absent and default differ.
+  // An arbitrary constant, so that an absent value and a default one have different hashes.
   return value ? hashOfField(*value) : 0x5bd1e995U;
 }
 
 template <typename... Fields>
 std::size_t hashOfFields(const Fields&... fields) {
   std::uint64_t seed = sizeof...(Fields);
-  // SplitMix64 (Steele, Lea, Flood 2014): std::hash leaves whole numbers as they are, and a plain sum and
-  // shift would put two thirds of neighbouring pairs onto each other.
+  // SplitMix64 (Steele, Lea, Flood 2014): std::hash returns whole numbers unchanged, and with a plain sum and
+  // shift two thirds of all neighbouring pairs of numbers would have the same hash.
   const auto mix = [&seed](std::uint64_t hash) {
     seed += hash + 0x9e3779b97f4a7c15ULL;
     seed = (seed ^ (seed >> 30U)) * 0xbf58476d1ce4e5b9ULL;

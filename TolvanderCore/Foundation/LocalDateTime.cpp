@@ -1,4 +1,4 @@
-#include "TolvanderCore/Foundation/WallClock.h"
+#include "TolvanderCore/Foundation/LocalDateTime.h"
 
 #include <cstddef>
 
@@ -36,7 +36,7 @@ void put(char* last, std::size_t count, unsigned value) {
 
 }  // namespace
 
-std::string wallClockText(WallClockTime time, std::string_view form) {
+std::string localDateTimeText(LocalDateTime time, std::string_view form) {
   const auto midnight = std::chrono::floor<std::chrono::days>(time);
   const std::chrono::year_month_day day(midnight);
   const std::chrono::hh_mm_ss<std::chrono::seconds> timeOfDay(time - midnight);
@@ -51,7 +51,7 @@ std::string wallClockText(WallClockTime time, std::string_view form) {
   return text;
 }
 
-std::optional<WallClockTime> wallClockTimeFromText(std::string_view text, std::string_view form) {
+std::optional<LocalDateTime> localDateTimeFromText(std::string_view text, std::string_view form) {
   if (!hasForm(text, form)) {
     return std::nullopt;
   }
