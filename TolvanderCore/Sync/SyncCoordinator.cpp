@@ -13,7 +13,7 @@ namespace {
 
 using Files = std::vector<FingerprintedMediaFile>;
 
-// Whether the library holds what an interrupted import of the file began.
+// Whether the library holds the file's item from an interrupted import.
 bool isHeld(const FingerprintedMediaFile& file, const std::set<std::string>& heldFingerprints) {
   return file.requiresExactReconciliation && file.pendingProcessedFingerprint &&
          heldFingerprints.contains(*file.pendingProcessedFingerprint);
@@ -29,7 +29,7 @@ std::set<std::string> unresolvedSources(const LibraryReconciliation& found) {
   return unresolved;
 }
 
-// The record of a library item that was recognised, with what both kinds of evidence can carry.
+// The record of a recognised library item, with the fields that both kinds of evidence have.
 ImportRecord recordOf(const FingerprintedMediaFile& file, std::string assetIdentifier, Date now,
                       ImportEvidence evidence) {
   ImportRecord record;
@@ -53,19 +53,19 @@ SyncCoordinator::SyncCoordinator(std::shared_ptr<SyncHistoryStore> history, Depe
 SyncResult SyncCoordinator::run(const std::vector<CameraMediaFile>& files, bool isCharmera,
                                 const std::optional<std::string>& album,
                                 const CancellationToken& token) const {
-  passGate(token);
+  checkpoint(token);
   report(SyncPhase::Kind::checkingAccess);
   history_->ensureAvailable();
   const std::set<std::string> heldFingerprints = completeInterruptedImports();
 
-  passGate(token);
+  checkpoint(token);
   report(SyncPhase::Kind::fingerprinting);
   const Files scanned = withPendingIdentities(dependencies_.fingerprint(files, isCharmera));
   history_->upgradePayloadIdentities(scanned);
-  const Files unique = undecided(scanned, history_->records(), heldFingerprints);
+  const Files unique = needingSearch(scanned, history_->records(), heldFingerprints);
 
   const LibraryReconciliation found = recognize(unique, token);
-  // One file without a verdict holds up the whole card: the search's limit is a limit on certainty.
+  // If any file is undecided, import nothing: a search that stopped at its limits can't rule out a duplicate.
   requireVerdicts(unresolvedSources(found).empty(), found.budgetExceeded);
   requireNoInterruptedImport(scanned, found.matches);
   const Files importable = filesWhere(
@@ -89,10 +89,10 @@ SyncResult SyncCoordinator::run(const std::vector<CameraMediaFile>& files, bool 
   return result;
 }
 
-// The files that have to be looked for in the library. A file of an interrupted import is looked for even if
-// it has a record, and that record doesn't hide another file with the same payload.
-SyncCoordinator::Files SyncCoordinator::undecided(const Files& scanned, const ImportRecords& records,
-                                                  const std::set<std::string>& heldFingerprints) {
+// A file of an interrupted import is searched for even if it has a record, and that record doesn't exclude
+// another file with the same payload.
+SyncCoordinator::Files SyncCoordinator::needingSearch(const Files& scanned, const ImportRecords& records,
+                                                      const std::set<std::string>& heldFingerprints) {
   MediaIdentityMatcher::Fingerprints interrupted;
   for (const FingerprintedMediaFile& file : scanned) {
     if (file.requiresExactReconciliation) {
@@ -137,7 +137,7 @@ SyncCoordinator::Files SyncCoordinator::uniqueFiles(const Files& scanned,
     sources.insert(file.sourceFingerprint);
   }
   return filesWhere(scanned, [&](const FingerprintedMediaFile& file) {
-    return sources.erase(file.sourceFingerprint) > 0;  // the first one of its source
+    return sources.erase(file.sourceFingerprint) > 0;  // true for the first file of each source
   });
 }
 
@@ -160,7 +160,7 @@ void SyncCoordinator::requireVerdicts(bool areAllThere, bool budgetExceeded) {
   }
 }
 
-void SyncCoordinator::passGate(const CancellationToken& token) const {
+void SyncCoordinator::checkpoint(const CancellationToken& token) const {
   token.throwIfCancelled();
   dependencies_.checkAccess();
 }
@@ -229,7 +229,7 @@ LibraryReconciliation SyncCoordinator::recognize(const Files& files, const Cance
 
 LibraryReconciliation SyncCoordinator::recognizeOnce(const Files& files, bool broader,
                                                      const CancellationToken& token) const {
-  passGate(token);
+  checkpoint(token);
   report(SyncPhase::Kind::recognizing);
   LibraryReconciliation found = dependencies_.reconcile(files, broader);
   recordMatches(files, found.matches);
@@ -240,9 +240,9 @@ LibraryReconciliation SyncCoordinator::recognizeOnce(const Files& files, bool br
 void SyncCoordinator::requireNoInterruptedImport(const Files& scanned,
                                                  const std::map<std::string, LibraryMatch>& matches) const {
   const std::set<std::string> pending = history_->pendingImportSources();
-  // A mark can vanish without content, by the upgrade of an old record. That proves nothing about what the
-  // interrupted import left in the library, so what counts is also whether there was a mark when this run
-  // looked.
+  // Upgrading an old record also removes the mark of its source, and proves nothing about what the
+  // interrupted import left in the library. So a mark counts too if it was there when this run read the
+  // marks.
   const bool isInterrupted = std::ranges::any_of(scanned, [&](const FingerprintedMediaFile& file) {
     return pending.contains(file.sourceFingerprint) ||
            (file.requiresExactReconciliation && !matches.contains(file.sourceFingerprint));
@@ -254,17 +254,17 @@ void SyncCoordinator::requireNoInterruptedImport(const Files& scanned,
 
 SyncCoordinator::Files SyncCoordinator::importMissing(const Files& files, bool isCharmera,
                                                       const CancellationToken& token) const {
-  passGate(token);
+  checkpoint(token);
   report(SyncPhase::Kind::preparing);
   return files.empty() ? Files() : dependencies_.importFiles(files, isCharmera);
 }
 
 void SyncCoordinator::completeAlbum(const Files& scanned, const std::optional<std::string>& album,
                                     const CancellationToken& token) const {
-  passGate(token);
+  checkpoint(token);
   report(SyncPhase::Kind::album);
   if (album) {
-    // Read afresh, so that the album also gets what this sync recorded.
+    // Reads the records again, so that the album also gets the assets that this sync recorded.
     dependencies_.addToAlbum(MediaIdentityMatcher::recordedAssetIdentifiers(scanned, history_->records()),
                              *album);
   }

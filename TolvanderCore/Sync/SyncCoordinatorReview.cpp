@@ -13,7 +13,7 @@ namespace {
 
 using Files = std::vector<FingerprintedMediaFile>;
 
-// The records of a file, found without walking all of them for each file.
+// Finds the records of a file in constant time.
 class RecordIndex {
  public:
   // `records` must outlive the index.
@@ -26,8 +26,8 @@ class RecordIndex {
     }
   }
 
-  // Those of the same source or the same payload. A record on metadata alone has no payload and is found by
-  // its source only.
+  // The records with the file's source or payload. A record on metadata only has no payload and is found by
+  // its source.
   std::vector<const ImportRecord*> matching(const FingerprintedMediaFile& file) const {
     std::vector<const ImportRecord*> found;
     if (const ImportRecord* record = records_.find(file.sourceFingerprint)) {
@@ -49,8 +49,8 @@ class RecordIndex {
 
 void append(Files& files, const Files& others) { files.insert(files.end(), others.begin(), others.end()); }
 
-// Whether importing the files could repeat an interrupted import. A picture that is on the card twice stands
-// for both its files, and the mark may be on the one that isn't looked at.
+// Whether importing the files could repeat an interrupted import. Of a picture that is on the card twice only
+// one file is examined, and the mark of the interrupted import may be on the other one.
 bool couldRepeatInterruptedImport(const Files& importable, const Files& scanned) {
   MediaIdentityMatcher::Fingerprints interruptedPayloads;
   for (const FingerprintedMediaFile& file : scanned) {
@@ -64,7 +64,7 @@ bool couldRepeatInterruptedImport(const Files& importable, const Files& scanned)
   });
 }
 
-// The sources of the files that are in the library by metadata.
+// The sources of the files that were found in the library by metadata only.
 std::unordered_set<std::string_view> metadataSources(const Files& recorded,
                                                      const std::map<std::string, std::string>& recognized,
                                                      const std::set<std::string>& pending) {
@@ -83,20 +83,20 @@ std::unordered_set<std::string_view> metadataSources(const Files& recorded,
 
 }  // namespace
 
-struct SyncCoordinator::Standing {
-  Files represented;  // by a confirmed record whose asset exists
-  Files metadata;     // by a metadata record whose asset exists
-  Files missing;      // recorded, but no asset exists
+struct SyncCoordinator::RecordedState {
+  Files represented;  // with a confirmed record whose asset exists
+  Files metadata;     // with a metadata record whose asset exists
+  Files missing;      // with a record, but no asset exists
   Files newFiles;     // not recorded
 
-  Standing(const Files& files, const ImportRecords& records, const std::set<std::string>& liveAssets) {
+  RecordedState(const Files& files, const ImportRecords& records, const std::set<std::string>& liveAssets) {
     const RecordIndex index(records);
     for (const FingerprintedMediaFile& file : files) {
       listFor(index.matching(file), liveAssets).push_back(file);
     }
   }
 
-  // What the library is to be searched for.
+  // The files to search the library for.
   Files candidates() const {
     Files files = missing;
     append(files, newFiles);
@@ -128,7 +128,7 @@ CameraLibraryReview SyncCoordinator::review(const std::vector<CameraMediaFile>& 
 CameraLibraryReview SyncCoordinator::reviewBeforeChange(const std::vector<CameraMediaFile>& files,
                                                         bool isCharmera,
                                                         const CancellationToken& token) const {
-  passGate(token);
+  checkpoint(token);
   history_->ensureAvailable();
   return review(files, isCharmera, true, completeInterruptedImports(), token);
 }
@@ -136,7 +136,7 @@ CameraLibraryReview SyncCoordinator::reviewBeforeChange(const std::vector<Camera
 CameraLibraryReview SyncCoordinator::review(const std::vector<CameraMediaFile>& files, bool isCharmera,
                                             bool broader, const std::set<std::string>& heldFingerprints,
                                             const CancellationToken& token) const {
-  passGate(token);
+  checkpoint(token);
   report(SyncPhase::Kind::fingerprinting);
   history_->ensureAvailable();
   CameraLibraryReview review;
@@ -145,17 +145,18 @@ CameraLibraryReview SyncCoordinator::review(const std::vector<CameraMediaFile>& 
   const std::set<std::string> liveAssets = dependencies_.existingIdentifiers(
       MediaIdentityMatcher::recordedAssetIdentifiers(review.files, records));
   const std::set<std::string> pending = history_->pendingImportSources();
-  const Standing recorded(uniqueFiles(review.files, {}, {}, heldFingerprints), records, liveAssets);
+  const RecordedState recorded(uniqueFiles(review.files, {}, {}, heldFingerprints), records, liveAssets);
 
-  passGate(token);
+  checkpoint(token);
   report(SyncPhase::Kind::recognizing);
   const Files candidates = recorded.candidates();
-  settle(review, recorded, candidates, dependencies_.reconcile(candidates, broader), pending);
+  fillVerdicts(review, recorded, candidates, dependencies_.reconcile(candidates, broader), pending);
   return review;
 }
 
-void SyncCoordinator::settle(CameraLibraryReview& review, const Standing& recorded, const Files& candidates,
-                             LibraryReconciliation found, const std::set<std::string>& pending) {
+void SyncCoordinator::fillVerdicts(CameraLibraryReview& review, const RecordedState& recorded,
+                                   const Files& candidates, LibraryReconciliation found,
+                                   const std::set<std::string>& pending) {
   review.budgetExceeded = found.budgetExceeded;
   review.recognized = std::move(found.matches);
   review.metadataRecognized = std::move(found.metadataMatches);
@@ -179,7 +180,7 @@ void SyncCoordinator::settle(CameraLibraryReview& review, const Standing& record
   const auto isUnchecked = [&](const FingerprintedMediaFile& file) {
     return isOpen(file) && found.unchecked.contains(file.sourceFingerprint);
   };
-  const auto isLacking = [&](const FingerprintedMediaFile& file) {
+  const auto isMissing = [&](const FingerprintedMediaFile& file) {
     return isOpen(file) && !found.unchecked.contains(file.sourceFingerprint);
   };
 
@@ -188,13 +189,13 @@ void SyncCoordinator::settle(CameraLibraryReview& review, const Standing& record
   review.metadataRepresented = filesWhere(candidates, isByMetadata);
   review.uncertain = filesWhere(candidates, isUncertain);
   review.unchecked = filesWhere(candidates, isUnchecked);
-  review.missingRecorded = filesWhere(recorded.missing, isLacking);
-  review.newFiles = filesWhere(recorded.newFiles, isLacking);
+  review.missingRecorded = filesWhere(recorded.missing, isMissing);
+  review.newFiles = filesWhere(recorded.newFiles, isMissing);
 }
 
 void SyncCoordinator::rememberRecognizedImports(const CameraLibraryReview& review,
                                                 const CancellationToken& token) const {
-  passGate(token);
+  checkpoint(token);
   report(SyncPhase::Kind::checkingAccess);
   completeInterruptedImports();
   remember(review);
@@ -208,7 +209,7 @@ void SyncCoordinator::remember(const CameraLibraryReview& review) const {
   for (const auto& [source, asset] : review.metadataRecognized) {
     assets.push_back(asset);
   }
-  // The review may be old by now; what has left the library since isn't to be recorded.
+  // The review may be old. Items that have been removed from the library since then are not recorded.
   const std::set<std::string> liveAssets = dependencies_.existingIdentifiers(assets);
   std::map<std::string, LibraryMatch> matches = review.recognized;
   std::erase_if(matches,
@@ -222,7 +223,7 @@ void SyncCoordinator::remember(const CameraLibraryReview& review) const {
 SyncResult SyncCoordinator::restore(const CameraLibraryReview& review, bool isCharmera,
                                     const std::optional<std::string>& album,
                                     const CancellationToken& token) const {
-  passGate(token);
+  checkpoint(token);
   report(SyncPhase::Kind::checkingAccess);
   const std::set<std::string> heldFingerprints = completeInterruptedImports();
   remember(review);
@@ -232,7 +233,7 @@ SyncResult SyncCoordinator::restore(const CameraLibraryReview& review, bool isCh
     cameraFiles.push_back(file.file);
   }
   const CameraLibraryReview fresh = this->review(cameraFiles, isCharmera, true, heldFingerprints, token);
-  // Clears the marks of interrupted imports whose items were found.
+  // Also removes the marks of interrupted imports whose items were found.
   recordMatches(fresh.files, fresh.recognized);
   recordMetadataMatches(fresh.files, fresh.metadataRecognized);
 
