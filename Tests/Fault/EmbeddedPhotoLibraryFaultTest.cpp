@@ -287,10 +287,10 @@ TEST_F(EmbeddedLibraryFaults, aFileOfTheUserUnderTheNameOfOneIsNotTakenBack) {
 TEST_F(EmbeddedLibraryFaults, renamingReplacesNothingWhereItKnowsNoFlags) {
   writeFile(root.appending("a"), "new");
   writeFile(root.appending("b"), "the user's");
-  const platform::linux_::Descriptor open(::open(root.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const OwnedDescriptor open(::open(root.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   bool isRenamed = true;
   const FaultOutcome outcome = runWithFault(Fault::failing(EINVAL), 1, [&] {
-    isRenamed = platform::linux_::renameWithoutReplacing(open, "a", open, "b", root);
+    isRenamed = platform::linux_::renameToFreeName(open, "a", open, "b", root);
   });
   EXPECT_EQ(outcome.call, "renameat2");
   EXPECT_FALSE(isRenamed);

@@ -9,14 +9,12 @@
 #include <array>
 #include <string>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Tests/Support/Application/TaskResult.h"
 #include "Tests/Support/Doubles/VirtualMainThread.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 
 namespace tolvander::shell {
 namespace {
-
-using platform::linux_::Descriptor;
 
 // A terminal at which somebody sits.
 class TerminalDialogsTest : public testing::Test {
@@ -30,8 +28,8 @@ class TerminalDialogsTest : public testing::Test {
     if (openpty(&user, &program, nullptr, &quiet, nullptr) != 0) {
       throw std::runtime_error("no terminal");
     }
-    user_ = Descriptor(user);
-    program_ = Descriptor(program);
+    user_ = OwnedDescriptor(user);
+    program_ = OwnedDescriptor(program);
     fcntl(user, F_SETFL, O_NONBLOCK);
   }
 
@@ -61,8 +59,8 @@ class TerminalDialogsTest : public testing::Test {
                                   .directory = FileURL("/Volumes")};
 
  private:
-  Descriptor user_;
-  Descriptor program_;
+  OwnedDescriptor user_;
+  OwnedDescriptor program_;
 };
 
 TEST_F(TerminalDialogsTest, asksInTheWordsOfTheAlert) {
@@ -162,8 +160,8 @@ TEST_F(TerminalDialogsTest, takesTheProposedText) {
 TEST(TerminalDialogs, changeNothingWithoutATerminalAndSayWhichOptionWould) {
   std::array<int, 2> ends{};
   ASSERT_EQ(pipe(ends.data()), 0);
-  const Descriptor output(ends[0]);
-  const Descriptor input(ends[1]);
+  const OwnedDescriptor output(ends[0]);
+  const OwnedDescriptor input(ends[1]);
   tests::VirtualMainThread mainThread;
   TerminalDialogs dialogs({.optionForAlerts = "--trash yes"}, {},
                           {.input = output.number(), .output = input.number()});

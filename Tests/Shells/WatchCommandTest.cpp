@@ -10,14 +10,12 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Samples/SampleCard.h"
 #include "Tests/Shells/CommandLine.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 
 namespace tolvander::tests {
 namespace {
-
-using platform::linux_::Descriptor;
 
 // The program while it runs.
 class RunningProgram {
@@ -27,8 +25,8 @@ class RunningProgram {
     if (pipe2(ends.data(), O_CLOEXEC) != 0) {
       throw std::runtime_error("no pipe");
     }
-    output_ = Descriptor(ends[0]);
-    const Descriptor input(ends[1]);
+    output_ = OwnedDescriptor(ends[0]);
+    const OwnedDescriptor input(ends[1]);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
@@ -81,7 +79,7 @@ class RunningProgram {
 
  private:
   pid_t process_ = 0;
-  Descriptor output_;
+  OwnedDescriptor output_;
   std::string text_;
 };
 

@@ -18,7 +18,6 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Platform/Linux/Mounts/MountTable.h"
 #include "Platform/Linux/System/EventLoop.h"
 #include "Platform/Linux/Volumes/LinuxVolumes.h"
@@ -33,6 +32,7 @@
 #include "Tests/Support/Machine/Tool.h"
 #include "Tests/VirtualMachine/ExFATEntry.h"
 #include "Tests/VirtualMachine/Stick.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 #include "TolvanderCore/Foundation/ISO8601.h"
 #include "TolvanderCore/MountedVolumeMediaSource.h"
 #include "TolvanderCore/Platform/FileSystem.h"
@@ -44,7 +44,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using platform::linux_::Descriptor;
 using platform::linux_::EventLoop;
 using platform::linux_::LinuxVolumes;
 using platform::linux_::Mount;
@@ -261,7 +260,7 @@ TEST_P(Drive, hidesWhatHasTheHiddenAttribute) {
   fs::create_directory(place.appending("DCIM/HIDDEN").path());
   writeFile(place.appending("DCIM/HIDDEN/PICT0009.JPG"), "x");
   for (const FileURL& hidden : {onSmallCard(place, names[1]), place.appending("DCIM/HIDDEN")}) {
-    const Descriptor entry(open(hidden.path().c_str(), O_RDONLY | O_CLOEXEC));
+    const OwnedDescriptor entry(open(hidden.path().c_str(), O_RDONLY | O_CLOEXEC));
     std::uint32_t attributes = 0;
     if (ioctl(entry.number(), FAT_IOCTL_GET_ATTRIBUTES, &attributes) != 0) {
       ASSERT_FALSE(isVfat());

@@ -9,11 +9,9 @@
 #include <cstdint>
 #include <stdexcept>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 
 namespace tolvander::tests {
-
-using platform::linux_::Descriptor;
 
 namespace {
 
@@ -47,7 +45,7 @@ std::uint16_t checksumOf(const EntrySet& entries) {
 }  // namespace
 
 void clearOwnOffsets(const FileURL& device, const std::string& name) {
-  const Descriptor disk(open(device.path().c_str(), O_RDWR | O_CLOEXEC));
+  const OwnedDescriptor disk(open(device.path().c_str(), O_RDWR | O_CLOEXEC));
   ioctl(disk.number(), BLKFLSBUF, 0);
   EntrySet entries{};
   for (off_t offset = 0;

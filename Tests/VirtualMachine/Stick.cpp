@@ -10,13 +10,12 @@
 #include <map>
 #include <stdexcept>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Platform/Linux/Mounts/MountTable.h"
 #include "Tests/Support/Machine/Tool.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 
 namespace tolvander::tests {
 
-using platform::linux_::Descriptor;
 using platform::linux_::Mount;
 using platform::linux_::MountTable;
 
@@ -96,7 +95,7 @@ class Monitor {
     }
   }
 
-  Descriptor port_;
+  OwnedDescriptor port_;
   std::string read_;
 };
 

@@ -14,12 +14,15 @@
 #include <exception>
 #include <iterator>
 #include <mutex>
+#include <span>
 #include <thread>
 #include <utility>
 #include <variant>
 
+#include "TolvanderCore/Files/DescriptorIO.h"
 #include "TolvanderCore/Foundation/Date.h"
 #include "TolvanderCore/Foundation/LocalDateTime.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/JSON/JSONWriter.h"
 
 namespace tolvander {
@@ -123,36 +126,6 @@ std::string fittingLine(Event event, Metrics metrics, std::size_t mostBytes) {
   return line;
 }
 
-template <typename Call>
-auto uninterrupted(Call call) {
-  auto result = call();
-  while (result < 0 && errno == EINTR) {
-    result = call();
-  }
-  return result;
-}
-
-// Owns one open descriptor.
-class Handle {
- public:
-  explicit Handle(int number) : number_(number) {}
-  ~Handle() {
-    if (number_ >= 0) {
-      close(number_);
-    }
-  }
-  Handle(Handle&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-  Handle(const Handle&) = delete;
-  Handle& operator=(const Handle&) = delete;
-  Handle& operator=(Handle&&) = delete;
-
-  explicit operator bool() const { return number_ >= 0; }
-  int number() const { return number_; }
-
- private:
-  int number_;
-};
-
 std::string nameOf(std::int64_t index) {
   return index == 0 ? "Tolvander.log" : "Tolvander." + std::to_string(index) + ".log";
 }
@@ -208,12 +181,12 @@ class LogFolder {
   }
 
   // The active file, for appending; made where it isn't there.
-  Handle openActive() const {
+  OwnedDescriptor openActive() const {
     constexpr mode_t thisUserAlone = 0600;
     constexpr int flags = O_WRONLY | O_NONBLOCK | O_APPEND | O_NOFOLLOW | O_CLOEXEC | O_CREAT;
     validateExisting(0);
-    Handle file(
-        uninterrupted([this] { return openat(folder_.number(), nameOf(0).c_str(), flags, thisUserAlone); }));
+    OwnedDescriptor file(
+        retryOnEINTR([this] { return openat(folder_.number(), nameOf(0).c_str(), flags, thisUserAlone); }));
     if (!file) {
       throw StorageError(Case::unavailable);
     }
@@ -240,7 +213,7 @@ class LogFolder {
   }
 
  private:
-  static Handle opened(const FileURL& directory) {
+  static OwnedDescriptor opened(const FileURL& directory) {
     constexpr mode_t thisUserAlone = 0700;
     struct stat status {};
     if (lstat(directory.path().c_str(), &status) != 0) {
@@ -251,7 +224,7 @@ class LogFolder {
     } else if (!S_ISDIR(status.st_mode)) {
       throw StorageError(Case::unsafeLocation);
     }
-    Handle folder(uninterrupted(
+    OwnedDescriptor folder(retryOnEINTR(
         [&] { return open(directory.path().c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); }));
     if (!folder || fstat(folder.number(), &status) != 0 || status.st_uid != geteuid() ||
         fchmod(folder.number(), thisUserAlone) != 0) {
@@ -274,23 +247,22 @@ class LogFolder {
     throw StorageError(Case::unavailable);
   }
 
-  Handle folder_;
+  OwnedDescriptor folder_;
   std::int64_t retainedFileCount_;
 };
 
 // Appends the line as a whole. Of one that breaks off (on a full disk) no part stays, or the next line would
 // stand in its middle.
-void appendLine(const Handle& file, std::string_view line) {
+void appendLine(const OwnedDescriptor& file, std::string_view line, const FileURL& url) {
   struct stat before {};
   const bool isSizeKnown = fstat(file.number(), &before) == 0;
-  while (!line.empty()) {
-    const ssize_t count = uninterrupted([&] { return write(file.number(), line.data(), line.size()); });
-    if (count <= 0) {
-      const bool isUndone = isSizeKnown && ftruncate(file.number(), before.st_size) == 0;
-      static_cast<void>(isUndone);  // or the part stays: there is nobody to tell
-      throw StorageError(Case::unavailable);
-    }
-    line.remove_prefix(static_cast<std::size_t>(count));
+  try {
+    writeAll(file, std::as_bytes(std::span(line)), url);
+  } catch (const PosixError&) {
+    // Where this fails too, the part of the line remains.
+    const bool isUndone = isSizeKnown && ftruncate(file.number(), before.st_size) == 0;
+    static_cast<void>(isUndone);
+    throw StorageError(Case::unavailable);
   }
 }
 
@@ -304,7 +276,7 @@ void append(const FileURL& directory, std::int64_t maximumFileBytes, std::int64_
   if (active && active->st_size > maximumFileBytes - static_cast<std::int64_t>(line.size())) {
     folder.rotate();
   }
-  appendLine(folder.openActive(), line);
+  appendLine(folder.openActive(), line, directory.appending(nameOf(0)));
 }
 
 std::vector<FileURL> existingFiles(const FileURL& directory, std::int64_t retainedFileCount) {

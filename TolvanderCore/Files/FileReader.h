@@ -5,6 +5,7 @@
 #include <span>
 #include <vector>
 
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander {
@@ -16,9 +17,6 @@ class FileReader {
   // Throws PosixError when the file can't be opened; EINVAL for a pipe, a socket or a device, on which
   // opening or reading could wait for ever.
   explicit FileReader(const FileURL& url);
-  ~FileReader();
-  FileReader(const FileReader&) = delete;
-  FileReader& operator=(const FileReader&) = delete;
 
   // How many bytes the file has at this moment. Throws PosixError.
   std::size_t size() const;
@@ -37,11 +35,8 @@ class FileReader {
   std::vector<std::byte> readToEnd();
 
  private:
-  template <typename ReadSome>
-  std::size_t fill(std::span<std::byte> buffer, const ReadSome& readSome) const;
-
   FileURL url_;
-  int descriptor_;
+  OwnedDescriptor file_;
 };
 
 }  // namespace tolvander

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <span>
 
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander {
@@ -14,9 +15,6 @@ class FileWriter {
   // Creates the file. Throws PosixError, with EEXIST where there is something of this name already, be it a
   // link.
   explicit FileWriter(const FileURL& url);
-  ~FileWriter();
-  FileWriter(const FileWriter&) = delete;
-  FileWriter& operator=(const FileWriter&) = delete;
 
   // Appends all of the bytes. Throws PosixError.
   void write(std::span<const std::byte> bytes);
@@ -26,7 +24,7 @@ class FileWriter {
 
  private:
   FileURL url_;
-  int descriptor_;
+  OwnedDescriptor file_;
 };
 
 }  // namespace tolvander

@@ -1,6 +1,5 @@
 #include "TolvanderCore/Platform/AtomicFile.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -15,20 +14,23 @@
 #include <string>
 #include <string_view>
 
+#include "Platform/Linux/Files/Durable.h"
 #include "Platform/Linux/Files/FileSystemKind.h"
-#include "Platform/Linux/Files/FileWriting.h"
-#include "Platform/Linux/Foundation/Descriptor.h"
+#include "Platform/Linux/Files/LockedFile.h"
+#include "Platform/Linux/Files/OpenFolder.h"
+#include "TolvanderCore/Files/DescriptorIO.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/Foundation/UUID.h"
 
 namespace tolvander {
 
-using platform::linux_::Descriptor;
+using platform::linux_::FolderStream;
+using platform::linux_::folderStream;
 using platform::linux_::isInUserSpace;
+using platform::linux_::isStillNamed;
 using platform::linux_::makeDurable;
 using platform::linux_::makeFolderDurable;
-using platform::linux_::uninterrupted;
-using platform::linux_::writeAll;
+using platform::linux_::openFolder;
 
 namespace {
 
@@ -89,15 +91,6 @@ FileURL followingLinks(FileURL url) {
   throw PosixError(ELOOP, "follow the link", url);
 }
 
-Descriptor openFolder(const FileURL& folder) {
-  Descriptor descriptor(
-      uninterrupted([&] { return open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
-  if (!descriptor) {
-    throw PosixError(errno, "open the folder", folder);
-  }
-  return descriptor;
-}
-
 bool isFolder(const FileURL& url) {
   struct stat status {};
   return stat(url.path().c_str(), &status) == 0 && S_ISDIR(status.st_mode);
@@ -145,7 +138,7 @@ struct AtomicFile::Replacement {
   FileURL folder;
   FileURL auxiliary;
   Durability durability;
-  Descriptor file;                // the auxiliary file, locked for as long as this process works on it
+  OwnedDescriptor file;           // the auxiliary file, locked for as long as this process works on it
   bool auxiliaryIsThere = false;  // and is to be removed
 
   Replacement(const FileURL& requestedTarget, Durability requestedDurability)
@@ -173,7 +166,7 @@ struct AtomicFile::Replacement {
     constexpr int mostAttempts = 16;
     for (int attempt = 0; attempt < mostAttempts; ++attempt) {
       auxiliary = folder.appending(newAuxiliaryName(target));
-      file = Descriptor(uninterrupted(
+      file = OwnedDescriptor(retryOnEINTR(
           [this] { return open(auxiliary.path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666); }));
       if (!file) {
         throw PosixError(errno, "create", auxiliary);
@@ -204,7 +197,7 @@ struct AtomicFile::Replacement {
     if (!previous || !created || ((previous->st_mode ^ created->st_mode) & permissionBits) == 0) {
       return;
     }
-    if (uninterrupted([&] { return fchmod(file.number(), previous->st_mode & permissionBits); }) != 0) {
+    if (retryOnEINTR([&] { return fchmod(file.number(), previous->st_mode & permissionBits); }) != 0) {
       throw PosixError(errno, "set the permissions of", auxiliary);
     }
   }
@@ -221,9 +214,9 @@ struct AtomicFile::Replacement {
   // Network file systems report some failures of writing only when a file is closed. Closing a duplicate asks
   // for them and keeps the lock.
   void reportLateFailures() {
-    const int duplicate = fcntl(file.number(), F_DUPFD_CLOEXEC, 0);
-    if (duplicate < 0 || (close(duplicate) != 0 && errno != EINTR)) {
-      throw PosixError(errno, "finish writing", auxiliary);
+    OwnedDescriptor duplicate(fcntl(file.number(), F_DUPFD_CLOEXEC, 0));
+    if (const int failure = duplicate ? duplicate.close() : errno; failure != 0) {
+      throw PosixError(failure, "finish writing", auxiliary);
     }
   }
 
@@ -268,8 +261,8 @@ struct AtomicFile::Replacement {
   enum class Step { created, exchanged, overwritten };
 
   void replaceDurably() {
-    const Descriptor openedFolder = openFolder(folder);
-    const Descriptor previous = lockedPrevious();
+    const OwnedDescriptor openedFolder = openFolder(folder);
+    const OwnedDescriptor previous = lockedPrevious();
     const Step step = takeThePlace();
     try {
       makeDurable(openedFolder, folder);
@@ -281,8 +274,8 @@ struct AtomicFile::Replacement {
 
   // After the exchange the old content has the auxiliary name, and until the change is durable no sweep may
   // take it away. A file that its user may not read can't be locked and goes without.
-  Descriptor lockedPrevious() const {
-    Descriptor previous(open(target.path().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  OwnedDescriptor lockedPrevious() const {
+    OwnedDescriptor previous(open(target.path().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (previous) {
       flock(previous.number(), LOCK_SH | LOCK_NB);
     }
@@ -302,7 +295,7 @@ struct AtomicFile::Replacement {
   }
 
   void undo(Step step) {
-    if (!targetIsTheNewFile()) {
+    if (!isStillNamed(file, target)) {
       return;  // another process has replaced it in the meantime, and what it wrote stays
     }
     switch (step) {
@@ -315,13 +308,6 @@ struct AtomicFile::Replacement {
       case Step::overwritten:
         break;
     }
-  }
-
-  bool targetIsTheNewFile() const {
-    struct stat current {};
-    struct stat written {};
-    return lstat(target.path().c_str(), &current) == 0 && fstat(file.number(), &written) == 0 &&
-           current.st_dev == written.st_dev && current.st_ino == written.st_ino;
   }
 };
 
@@ -336,12 +322,8 @@ void AtomicFile::commit() { replacement_->commit(); }
 
 namespace {
 
-struct ClosingFolder {
-  void operator()(DIR* folder) const { closedir(folder); }
-};
-
 void removeUnlessInUse(int folder, const char* name) {
-  const Descriptor file(openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  const OwnedDescriptor file(openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat status {};
   if (file && fstat(file.number(), &status) == 0 && S_ISREG(status.st_mode) &&
       flock(file.number(), LOCK_EX | LOCK_NB) == 0) {
@@ -350,12 +332,10 @@ void removeUnlessInUse(int folder, const char* name) {
 }
 
 void removeLeftoversOf(const FileURL& target) {
-  Descriptor descriptor = openFolder(target.deletingLastPathComponent());
-  const std::unique_ptr<DIR, ClosingFolder> folder(fdopendir(descriptor.number()));
+  const FolderStream folder = folderStream(openFolder(target.deletingLastPathComponent()));
   if (!folder) {
     return;
   }
-  descriptor.release();  // the stream closes it
   const std::string prefix = auxiliaryPrefix(target);
   while (const dirent* entry = readdir(folder.get())) {
     if (isAuxiliaryName(entry->d_name, prefix)) {

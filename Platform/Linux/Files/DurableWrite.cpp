@@ -6,23 +6,21 @@
 
 #include <cerrno>
 
-#include "Platform/Linux/Files/FileWriting.h"
-#include "Platform/Linux/Foundation/Descriptor.h"
+#include "Platform/Linux/Files/Durable.h"
+#include "TolvanderCore/Files/DescriptorIO.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander {
 
-using platform::linux_::Descriptor;
 using platform::linux_::makeDurable;
 using platform::linux_::makeFolderDurable;
-using platform::linux_::uninterrupted;
 
 namespace {
 
-Descriptor openForWriting(const FileURL& url) {
+OwnedDescriptor openForWriting(const FileURL& url) {
   constexpr int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
   constexpr mode_t permissions = 0600;
-  Descriptor descriptor(uninterrupted([&] { return open(url.path().c_str(), flags, permissions); }));
+  OwnedDescriptor descriptor(retryOnEINTR([&] { return open(url.path().c_str(), flags, permissions); }));
   if (!descriptor) {
     throw PosixError(errno, "open", url);
   }
@@ -32,18 +30,10 @@ Descriptor openForWriting(const FileURL& url) {
 }  // namespace
 
 void writeDurably(const FileURL& url, std::uint64_t offset, std::span<const std::byte> bytes) {
-  const Descriptor file = openForWriting(url);
-  auto position = static_cast<off_t>(offset);
-  while (!bytes.empty()) {
-    const ssize_t count =
-        uninterrupted([&] { return pwrite(file.number(), bytes.data(), bytes.size(), position); });
-    if (count < 0) {
-      throw PosixError(errno, "write", url);
-    }
-    bytes = bytes.subspan(static_cast<std::size_t>(count));
-    position += count;
-  }
-  if (uninterrupted([&] { return ftruncate(file.number(), position); }) != 0) {
+  const OwnedDescriptor file = openForWriting(url);
+  writeAllAt(file, offset, bytes, url);
+  const auto end = static_cast<off_t>(offset + bytes.size());
+  if (retryOnEINTR([&] { return ftruncate(file.number(), end); }) != 0) {
     throw PosixError(errno, "set the size of", url);
   }
   makeDurable(file, url);

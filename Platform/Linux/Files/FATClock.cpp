@@ -93,7 +93,7 @@ std::optional<std::chrono::minutes> FATClocks::offsetOf(dev_t device) {
 bool FATClocks::hasTableChanged() {
   if (!changes_) {
     changes_ =
-        Descriptor(uninterrupted([&] { return open(mountTable_.path().c_str(), O_RDONLY | O_CLOEXEC); }));
+        OwnedDescriptor(retryOnEINTR([&] { return open(mountTable_.path().c_str(), O_RDONLY | O_CLOEXEC); }));
     return true;
   }
   pollfd change{.fd = changes_.number(), .events = POLLPRI, .revents = 0};
@@ -110,7 +110,7 @@ void FATClocks::readTable() {
       }
     }
   } catch (const PosixError&) {
-    changes_ = Descriptor();  // tried again for the next file
+    changes_ = OwnedDescriptor();  // tried again for the next file
   }
 }
 

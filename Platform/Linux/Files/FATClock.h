@@ -8,8 +8,8 @@
 #include <optional>
 #include <utility>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Platform/Linux/Mounts/MountTable.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 #include "TolvanderCore/Foundation/Date.h"
 #include "TolvanderCore/Platform/Calendar.h"
 
@@ -59,7 +59,7 @@ class FATClocks {
 
   const FileURL mountTable_;
   std::mutex mutex_;
-  Descriptor changes_;  // the mount table, open: poll(2) reports each change once
+  OwnedDescriptor changes_;  // the mount table, open: poll(2) reports each change once
   std::map<dev_t, Mount> fats_;
 };
 

@@ -17,17 +17,18 @@
 
 #include "Platform/Linux/Files/FATClock.h"
 #include "Platform/Linux/Files/FileSystemKind.h"
-#include "Platform/Linux/Foundation/Descriptor.h"
+#include "Platform/Linux/Files/OpenFolder.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 #include "TolvanderCore/Foundation/ASCII.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander {
 
 using platform::linux_::dateOfFATClock;
-using platform::linux_::Descriptor;
 using platform::linux_::FATClocks;
+using platform::linux_::FolderStream;
+using platform::linux_::folderStream;
 using platform::linux_::isOnFAT;
-using platform::linux_::uninterrupted;
 
 namespace {
 
@@ -132,7 +133,7 @@ bool isSystemFolder(std::string_view name) {
 // FAT's hidden attribute of an entry of an open folder (ioctl_fat(2)). False where the driver doesn't tell
 // it, as exFAT's doesn't before Linux 6.9, or the entry can't be opened.
 bool hasHiddenAttribute(int folder, const char* name) {
-  const Descriptor entry(uninterrupted(
+  const OwnedDescriptor entry(retryOnEINTR(
       [&] { return openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
   std::uint32_t attributes = 0;
   return entry && ioctl(entry.number(), FAT_IOCTL_GET_ATTRIBUTES, &attributes) == 0 &&
@@ -162,16 +163,12 @@ bool isDirectory(DIR* folder, const dirent& entry) {
 // Reads the folder to its end and closes it. `additionalFlags` are those of open(2).
 FolderContents readFolder(const FileURL& directory, int additionalFlags) {
   const char* path = directory.path().c_str();
-  Descriptor descriptor(
-      uninterrupted([&] { return open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC | additionalFlags); }));
-  struct Closing {
-    void operator()(DIR* folder) const { closedir(folder); }
-  };
-  const std::unique_ptr<DIR, Closing> folder(descriptor ? fdopendir(descriptor.number()) : nullptr);
+  OwnedDescriptor descriptor(
+      retryOnEINTR([&] { return open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC | additionalFlags); }));
+  const FolderStream folder = folderStream(std::move(descriptor));
   if (!folder) {
     return {{}, errno};
   }
-  descriptor.release();  // the stream closes it
   const bool hasAttributes = isOnFAT(dirfd(folder.get()));
 
   FolderContents contents;

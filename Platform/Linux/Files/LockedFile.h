@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::platform::linux_ {
@@ -12,12 +12,12 @@ namespace tolvander::platform::linux_ {
 // functions find that out.
 
 // Whether an open file is the one that `url` names now. False where it can't be told.
-bool isStillNamed(const Descriptor& file, const FileURL& url);
+bool isStillNamed(const OwnedDescriptor& file, const FileURL& url);
 
 // Opens the file and locks it, once more for as long as the file that was locked is no longer the one that
 // `url` names. `lock` answers false where another one has the lock; then there is no file. Throws what `open`
 // and `lock` throw.
-Descriptor openAndLock(const FileURL& url, const std::function<Descriptor()>& open,
-                       const std::function<bool(const Descriptor&)>& lock);
+OwnedDescriptor openAndLock(const FileURL& url, const std::function<OwnedDescriptor()>& open,
+                            const std::function<bool(const OwnedDescriptor&)>& lock);
 
 }  // namespace tolvander::platform::linux_

@@ -40,7 +40,7 @@ std::string_view AVIBytes::at(std::int64_t offset, std::size_t count) {
   if (offset < bufferOffset_ ||
       !holds({buffer_.data(), bufferedCount_}, static_cast<std::size_t>(offset - bufferOffset_), count)) {
     const ssize_t read =
-        uninterrupted([&] { return pread(file_.descriptor(), buffer_.data(), buffer_.size(), offset); });
+        retryOnEINTR([&] { return pread(file_.descriptor(), buffer_.data(), buffer_.size(), offset); });
     if (read < static_cast<ssize_t>(count)) {
       fail("its bytes can't be read");
     }

@@ -69,7 +69,7 @@ bool AVIDemuxer::read(AVPacket& packet) {
     throw std::bad_alloc();
   }
   const auto count = static_cast<std::size_t>(size);
-  const ssize_t read = uninterrupted(
+  const ssize_t read = retryOnEINTR(
       [&] { return pread(file_.descriptor(), packet.data, count, current_->chunk.offset + taken_); });
   if (read != size) {
     fail("a sample can't be read");

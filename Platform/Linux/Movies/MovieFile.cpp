@@ -23,7 +23,7 @@ constexpr int writeBufferSize = 262'144;
 
 MovieFile MovieFile::openForReading(const FileURL& url) {
   // Without waiting for a writer, where somebody put a pipe in the file's place.
-  Descriptor descriptor(open(url.path().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  OwnedDescriptor descriptor(open(url.path().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (!descriptor) {
     throw PosixError(errno, "open", url);
   }
@@ -32,7 +32,8 @@ MovieFile MovieFile::openForReading(const FileURL& url) {
 
 MovieFile MovieFile::create(const FileURL& url) {
   constexpr mode_t readableAndWritable = 0666;
-  Descriptor descriptor(open(url.path().c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, readableAndWritable));
+  OwnedDescriptor descriptor(
+      open(url.path().c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, readableAndWritable));
   if (!descriptor) {
     throw PosixError(errno, "create", url);
   }
@@ -40,8 +41,8 @@ MovieFile MovieFile::create(const FileURL& url) {
 }
 
 void MovieFile::close() {
-  if (::close(descriptor_.release()) != 0) {
-    throw PosixError(errno, "close", url_);
+  if (const int failure = descriptor_.close(); failure != 0) {
+    throw PosixError(failure, "close", url_);
   }
 }
 
@@ -74,7 +75,7 @@ int MovieFileIO::read(void* self, std::uint8_t* buffer, int size) {
   if (io.token_.isCancelled()) {
     return AVERROR_EXIT;
   }
-  const ssize_t count = uninterrupted(
+  const ssize_t count = retryOnEINTR(
       [&] { return pread(io.descriptor_, buffer, static_cast<std::size_t>(size), io.position_); });
   if (count < 0) {
     return AVERROR(errno);
@@ -93,7 +94,7 @@ int MovieFileIO::write(void* self, LibAVOutputByte* buffer, int size) {
     if (io.token_.isCancelled()) {
       return AVERROR_EXIT;
     }
-    const ssize_t count = uninterrupted([&] {
+    const ssize_t count = retryOnEINTR([&] {
       return pwrite(io.descriptor_, buffer + written, static_cast<std::size_t>(size - written), io.position_);
     });
     if (count < 0) {

@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <utility>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Platform/Linux/Movies/LibAV.h"
 #include "TolvanderCore/Concurrency/Cancellation.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::platform::linux_ {
@@ -25,10 +25,11 @@ class MovieFile {
   void close();
 
  private:
-  MovieFile(FileURL url, Descriptor descriptor) : url_(std::move(url)), descriptor_(std::move(descriptor)) {}
+  MovieFile(FileURL url, OwnedDescriptor descriptor)
+      : url_(std::move(url)), descriptor_(std::move(descriptor)) {}
 
   FileURL url_;
-  Descriptor descriptor_;
+  OwnedDescriptor descriptor_;
 };
 
 // libav's view of a file, with a position of its own: several of them may read one file. Every read and write

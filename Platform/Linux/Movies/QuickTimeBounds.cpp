@@ -97,7 +97,7 @@ class TableScan {
   std::string bytesAt(std::int64_t offset, std::int64_t count) const {
     std::string bytes(static_cast<std::size_t>(count), '\0');
     const ssize_t read =
-        uninterrupted([&] { return pread(file_.descriptor(), bytes.data(), bytes.size(), offset); });
+        retryOnEINTR([&] { return pread(file_.descriptor(), bytes.data(), bytes.size(), offset); });
     bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(read, 0)));
     return bytes;
   }

@@ -1,42 +1,18 @@
 #include "Platform/Linux/PhotoLibrary/DataRequests.h"
 
-#include <unistd.h>
-
-#include <cerrno>
 #include <limits>
-#include <span>
 #include <utility>
 #include <vector>
 
 #include "Platform/Linux/PhotoLibrary/LibraryErrors.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
-#include "TolvanderCore/Foundation/SystemErrors.h"
+#include "TolvanderCore/Files/DescriptorIO.h"
 
 namespace tolvander::platform::linux_ {
 
 using app::PhotoLibrary;
 using app::PhotosAssetResource;
 using app::PhotosPlatformError;
-
-namespace {
-
-std::size_t fill(const Descriptor& file, std::span<std::byte> buffer, const FileURL& library) {
-  std::size_t size = 0;
-  while (size < buffer.size()) {
-    const ssize_t count =
-        uninterrupted([&] { return read(file.number(), buffer.data() + size, buffer.size() - size); });
-    if (count < 0) {
-      throw PosixError(errno, "read an original in", library);
-    }
-    if (count == 0) {
-      break;
-    }
-    size += static_cast<std::size_t>(count);
-  }
-  return size;
-}
-
-}  // namespace
 
 DataRequests::DataRequests(LibraryFolder folder, CataloguePool& catalogues)
     : folder_(std::move(folder)), catalogues_(&catalogues) {}
@@ -93,7 +69,7 @@ std::exception_ptr DataRequests::answer(const PhotosAssetResource& resource,
   return originalError(error);
 }
 
-Descriptor DataRequests::open(const PhotosAssetResource& resource) {
+std::string DataRequests::pathOf(const PhotosAssetResource& resource) {
   const auto catalogued = withLibraryErrors(
       [&] { return catalogues_->take()->resource(resource.assetLocalIdentifier, resource.index); });
   if (!catalogued || OriginalPresence(folder_).stateOf(catalogued->path, catalogued->byteCount) ==
@@ -101,7 +77,7 @@ Descriptor DataRequests::open(const PhotosAssetResource& resource) {
     throw PhotosPlatformError(PhotosPlatformError::Case::identifierNotFound,
                               "the original is not in the library");
   }
-  return folder_.openFile(catalogued->path, LibraryFolder::Links::followed);
+  return catalogued->path;
 }
 
 void DataRequests::stream(const PhotosAssetResource& resource, const std::atomic<bool>& isCancelled,
@@ -112,9 +88,10 @@ void DataRequests::stream(const PhotosAssetResource& resource, const std::atomic
     }
   };
   throwIfCancelled();
-  const Descriptor file = open(resource);
+  const std::string path = pathOf(resource);
+  const OwnedDescriptor file = folder_.openFile(path, LibraryFolder::Links::followed);
   std::vector<std::byte> buffer(chunkSize);
-  while (const std::size_t size = fill(file, buffer, folder_.url())) {
+  while (const std::size_t size = readFully(file, buffer, folder_.url().appending(path))) {
     throwIfCancelled();
     dataReceived({buffer.data(), size});
   }

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <string>
 
 #include "Platform/Linux/PhotoLibrary/CataloguePool.h"
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
@@ -31,7 +32,8 @@ class DataRequests {
  private:
   using Flag = std::shared_ptr<std::atomic<bool>>;
 
-  Descriptor open(const app::PhotosAssetResource& resource);
+  // Throws PhotosPlatformError where the library doesn't have the original.
+  std::string pathOf(const app::PhotosAssetResource& resource);
   void stream(const app::PhotosAssetResource& resource, const std::atomic<bool>& isCancelled,
               const app::PhotoLibrary::DataHandler& dataReceived);
   std::exception_ptr answer(const app::PhotosAssetResource& resource, const std::atomic<bool>& isCancelled,

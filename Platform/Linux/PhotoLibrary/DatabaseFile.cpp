@@ -8,8 +8,8 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "Platform/Linux/Files/FileWriting.h"
-#include "Platform/Linux/Foundation/Descriptor.h"
+#include "Platform/Linux/Files/Durable.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
@@ -36,8 +36,8 @@ void DatabaseFile::finish() const {
   }
   unlink(logPath.c_str());
   unlink((url_.path() + "-shm").c_str());
-  const Descriptor database(
-      uninterrupted([&] { return open(url_.path().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC); }));
+  const OwnedDescriptor database(
+      retryOnEINTR([&] { return open(url_.path().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC); }));
   if (!database) {
     throw PosixError(errno, "open", url_);
   }

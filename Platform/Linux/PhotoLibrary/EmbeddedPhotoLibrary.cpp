@@ -210,7 +210,7 @@ bool EmbeddedPhotoLibrary::proveOriginal(const std::string& localIdentifier, con
                                          const CancellationToken& token) {
   const auto holdsContent = [&](const CataloguedResource& original) {
     try {
-      const Descriptor file = folder_.openFile(original.path, LibraryFolder::Links::refused);
+      const OwnedDescriptor file = folder_.openFile(original.path, LibraryFolder::Links::refused);
       return sha256Of(file, folder_.url().appending(original.path), token) == sha256;
     } catch (const PosixError&) {
       return false;

@@ -10,14 +10,14 @@
 #include <cerrno>
 #include <span>
 
-#include "Platform/Linux/Files/FileWriting.h"
+#include "Platform/Linux/Files/Durable.h"
 #include "Platform/Linux/PhotoLibrary/OriginalContent.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
 
-Descriptor newFile(const Descriptor& folder, const std::string& name, const FileURL& url) {
-  Descriptor file(uninterrupted(
+OwnedDescriptor newFile(const OwnedDescriptor& folder, const std::string& name, const FileURL& url) {
+  OwnedDescriptor file(retryOnEINTR(
       [&] { return openat(folder.number(), name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666); }));
   if (!file) {
     throw PosixError(errno, "create", url);
@@ -25,7 +25,7 @@ Descriptor newFile(const Descriptor& folder, const std::string& name, const File
   return file;
 }
 
-std::string copyContent(const Descriptor& source, const Descriptor& copy, const FileURL& url) {
+std::string copyContent(const OwnedDescriptor& source, const OwnedDescriptor& copy, const FileURL& url) {
   const bool isShared = ioctl(copy.number(), FICLONE, source.number()) == 0;
   const auto write = [&](std::span<const std::byte> chunk) {
     if (!isShared) {
@@ -38,7 +38,7 @@ std::string copyContent(const Descriptor& source, const Descriptor& copy, const 
   return sha256;
 }
 
-void takeOverDate(const Descriptor& source, const Descriptor& copy, const FileURL& url) {
+void takeOverDate(const OwnedDescriptor& source, const OwnedDescriptor& copy, const FileURL& url) {
   struct stat status {};
   if (fstat(source.number(), &status) != 0) {
     throw PosixError(errno, "look at", url);

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::platform::linux_ {
@@ -10,14 +10,14 @@ namespace tolvander::platform::linux_ {
 // Copies of originals. `url` names the copy in errors. Everything throws PosixError.
 
 // Makes a file that is not there yet.
-Descriptor newFile(const Descriptor& folder, const std::string& name, const FileURL& url);
+OwnedDescriptor newFile(const OwnedDescriptor& folder, const std::string& name, const FileURL& url);
 
 // Shares the source's blocks where the file system can do that, or else copies them. Both are read and
 // written from where they are. Returns the SHA-256 of the copy, as FileFingerprinter writes it: of the bytes
 // that are written, or, where none are, of those that the copy shares.
-std::string copyContent(const Descriptor& source, const Descriptor& copy, const FileURL& url);
+std::string copyContent(const OwnedDescriptor& source, const OwnedDescriptor& copy, const FileURL& url);
 
 // Gives the copy the modification date of its source.
-void takeOverDate(const Descriptor& source, const Descriptor& copy, const FileURL& url);
+void takeOverDate(const OwnedDescriptor& source, const OwnedDescriptor& copy, const FileURL& url);
 
 }  // namespace tolvander::platform::linux_

@@ -82,7 +82,7 @@ std::vector<FoundOriginal> FoundOriginals::incoming() {
 FoundOriginal FoundOriginals::read(const std::string& path, Links links) {
   token_.throwIfCancelled();
   const FileURL url = folder_->url().appending(path);
-  const Descriptor file = folder_->openFile(path, links);
+  const OwnedDescriptor file = folder_->openFile(path, links);
   const FileIdentity before = identityOf(file, url);
   std::string sha256 = sha256Of(file, url, token_, [&](std::span<const std::byte> chunk) {
     soFar_.bytes += static_cast<std::int64_t>(chunk.size());

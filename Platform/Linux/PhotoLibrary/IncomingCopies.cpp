@@ -8,7 +8,7 @@
 #include <exception>
 #include <utility>
 
-#include "Platform/Linux/Files/FileWriting.h"
+#include "Platform/Linux/Files/Durable.h"
 #include "Platform/Linux/PhotoLibrary/FileCopy.h"
 #include "Platform/Linux/PhotoLibrary/OriginalNames.h"
 #include "Platform/Linux/PhotoLibrary/OriginalProperties.h"
@@ -27,8 +27,8 @@ namespace {
 // Files that are open at once. The system allows a process some hundreds.
 constexpr std::size_t mostOpenCopies = 128;
 
-Descriptor openSource(const FileURL& source) {
-  Descriptor file(uninterrupted(
+OwnedDescriptor openSource(const FileURL& source) {
+  OwnedDescriptor file(retryOnEINTR(
       [&] { return open(source.path().c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
   struct stat status {};
   if (!file || fstat(file.number(), &status) != 0) {
@@ -42,15 +42,15 @@ Descriptor openSource(const FileURL& source) {
 
 }  // namespace
 
-bool removeWaitingCopies(const Intent& intent, const LibraryFolder& folder, const Descriptor& incoming) {
-  const auto remove = [](const Descriptor& from, const std::string& name) {
+bool removeWaitingCopies(const Intent& intent, const LibraryFolder& folder, const OwnedDescriptor& incoming) {
+  const auto remove = [](const OwnedDescriptor& from, const std::string& name) {
     return unlinkat(from.number(), name.c_str(), 0) == 0 || errno == ENOENT;
   };
   if (!remove(incoming, intent.temporaryName)) {
     return false;
   }
   try {
-    const Descriptor final =
+    const OwnedDescriptor final =
         folder.openFolder(folderOf(intent.original.path), LibraryFolder::Links::followed);
     return remove(final, carriedName(intent.temporaryName));
   } catch (const PosixError&) {
@@ -79,7 +79,7 @@ std::vector<Intent> IncomingCopies::make(const std::vector<NewOriginal>& origina
     return {};
   }
   std::vector<std::string> madeFolders;
-  const Descriptor incoming = folder_->makeFolder(LibraryFolder::incoming, madeFolders);
+  const OwnedDescriptor incoming = folder_->makeFolder(LibraryFolder::incoming, madeFolders);
   intents_.reserve(originals.size());
   for (const NewOriginal& original : originals) {
     intents_.push_back(intentFor(original));
@@ -94,7 +94,7 @@ std::vector<Intent> IncomingCopies::make(const std::vector<NewOriginal>& origina
 
 // Everything but the copy itself, from the source.
 Intent IncomingCopies::intentFor(const NewOriginal& original) {
-  const Descriptor source = openSource(original.source);
+  const OwnedDescriptor source = openSource(original.source);
   const FileIdentity identity = identityOf(source, original.source);
   const OriginalProperties properties = originalProperties(original.source, original.type, zone_);
   const Date created = original.creationDate.value_or(properties.creationDate.value_or(identity.modified));
@@ -127,11 +127,11 @@ void IncomingCopies::announce() {
   transaction.commit();
 }
 
-void IncomingCopies::copyAll(const std::vector<NewOriginal>& originals, const Descriptor& incoming) {
+void IncomingCopies::copyAll(const std::vector<NewOriginal>& originals, const OwnedDescriptor& incoming) {
   const FileURL folder = folder_->url().appending(LibraryFolder::incoming);
-  std::vector<Descriptor> open;
+  std::vector<OwnedDescriptor> open;
   const auto makeThemDurable = [&] {
-    for (const Descriptor& copy : open) {
+    for (const OwnedDescriptor& copy : open) {
       makeDurable(copy, folder);
     }
     open.clear();
@@ -139,8 +139,8 @@ void IncomingCopies::copyAll(const std::vector<NewOriginal>& originals, const De
   for (std::size_t index = 0; index < originals.size(); ++index) {
     Intent& intent = intents_[index];
     const FileURL url = folder.appending(intent.temporaryName);
-    const Descriptor source = openSource(originals[index].source);
-    Descriptor copy = newFile(incoming, intent.temporaryName, url);
+    const OwnedDescriptor source = openSource(originals[index].source);
+    OwnedDescriptor copy = newFile(incoming, intent.temporaryName, url);
     std::string sha256 = copyContent(source, copy, url);
     if (originals[index].sha256 && sha256 != *originals[index].sha256) {
       throw PhotosPlatformError(PhotosPlatformError::Case::invalidResource,
@@ -162,7 +162,8 @@ void IncomingCopies::discard() {
   if (intents_.empty()) {
     return;
   }
-  const Descriptor incoming = folder_->openFolder(LibraryFolder::incoming, LibraryFolder::Links::refused);
+  const OwnedDescriptor incoming =
+      folder_->openFolder(LibraryFolder::incoming, LibraryFolder::Links::refused);
   std::vector<std::string> removed;
   for (const Intent& intent : intents_) {
     if (removeWaitingCopies(intent, *folder_, incoming)) {

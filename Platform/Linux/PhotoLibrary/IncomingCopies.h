@@ -13,7 +13,7 @@ namespace tolvander::platform::linux_ {
 
 // Removes the copies of an intent that haven't got the final name: the incoming file, and the one that was
 // carried to the disk of its folder. Whether none is left as far as can be seen. Needs the library's lock.
-bool removeWaitingCopies(const Intent& intent, const LibraryFolder& folder, const Descriptor& incoming);
+bool removeWaitingCopies(const Intent& intent, const LibraryFolder& folder, const OwnedDescriptor& incoming);
 
 // Takes files into the library's folder for incoming files. The catalogue's intents name each copy before it
 // is made, so that none is there that nothing names. Needs the library's lock; one object for one change.
@@ -37,7 +37,7 @@ class IncomingCopies {
  private:
   Intent intentFor(const NewOriginal& original);
   void announce();
-  void copyAll(const std::vector<NewOriginal>& originals, const Descriptor& incoming);
+  void copyAll(const std::vector<NewOriginal>& originals, const OwnedDescriptor& incoming);
   void discard();
 
   const LibraryFolder* folder_;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "Platform/Linux/Files/FileWriting.h"
+#include "Platform/Linux/Files/Durable.h"
 #include "Platform/Linux/PhotoLibrary/IncomingCopies.h"
 #include "Platform/Linux/PhotoLibrary/OriginalContent.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPlacement.h"
@@ -96,7 +96,7 @@ bool InterruptedImports::isHeld(const std::string& sha256) {
 
 bool InterruptedImports::holds(const std::string& path, Links links, const std::string& sha256) const {
   try {
-    const Descriptor file = folder_->openFile(path, links);
+    const OwnedDescriptor file = folder_->openFile(path, links);
     return sha256Of(file, folder_->url().appending(path), {}) == sha256;
   } catch (const PosixError&) {
     return false;
@@ -121,7 +121,7 @@ void InterruptedImports::makeNameDurable(const Intent& intent) const {
 }
 
 void InterruptedImports::drop(const Intent& intent) {
-  const Descriptor incoming = folder_->openFolder(LibraryFolder::incoming, Links::refused);
+  const OwnedDescriptor incoming = folder_->openFolder(LibraryFolder::incoming, Links::refused);
   if (!removeWaitingCopies(intent, *folder_, incoming)) {
     return;
   }

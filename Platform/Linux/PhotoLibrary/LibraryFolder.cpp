@@ -6,7 +6,8 @@
 
 #include <cerrno>
 
-#include "Platform/Linux/Files/FileWriting.h"
+#include "Platform/Linux/Files/Durable.h"
+#include "Platform/Linux/Files/OpenFolder.h"
 #include "TolvanderCore/Files/DayText.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 
@@ -45,8 +46,8 @@ int folderFlags(const std::string& component, Links links) {
   return O_RDONLY | O_DIRECTORY | O_CLOEXEC | (isIncoming || links == Links::refused ? O_NOFOLLOW : 0);
 }
 
-Descriptor openBelow(const Descriptor& folder, const std::string& name, int flags) {
-  return Descriptor(uninterrupted([&] { return openat(folder.number(), name.c_str(), flags); }));
+OwnedDescriptor openBelow(const OwnedDescriptor& folder, const std::string& name, int flags) {
+  return OwnedDescriptor(retryOnEINTR([&] { return openat(folder.number(), name.c_str(), flags); }));
 }
 
 }  // namespace
@@ -89,17 +90,10 @@ bool LibraryFolder::isWritable() const {
   return allows(url_, W_OK | X_OK) && allows(catalogueFile(), R_OK | W_OK);
 }
 
-Descriptor LibraryFolder::open() const {
-  Descriptor folder(
-      uninterrupted([&] { return ::open(url_.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
-  if (!folder) {
-    throw PosixError(errno, "open", url_);
-  }
-  return folder;
-}
+OwnedDescriptor LibraryFolder::open() const { return linux_::openFolder(url_); }
 
-Descriptor LibraryFolder::openFolder(std::string_view path, Links links) const {
-  Descriptor folder = open();
+OwnedDescriptor LibraryFolder::openFolder(std::string_view path, Links links) const {
+  OwnedDescriptor folder = open();
   for (const std::string& component : componentsOf(path, url_)) {
     folder = openBelow(folder, component, folderFlags(component, links));
     if (!folder) {
@@ -109,11 +103,11 @@ Descriptor LibraryFolder::openFolder(std::string_view path, Links links) const {
   return folder;
 }
 
-Descriptor LibraryFolder::openFile(std::string_view path, Links links) const {
+OwnedDescriptor LibraryFolder::openFile(std::string_view path, Links links) const {
   const std::vector<std::string> components = componentsOf(path, url_);
-  const Descriptor folder = openFolder(folderOf(path), links);
+  const OwnedDescriptor folder = openFolder(folderOf(path), links);
   const int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | (links == Links::refused ? O_NOFOLLOW : 0);
-  Descriptor file = openBelow(folder, components.back(), flags);
+  OwnedDescriptor file = openBelow(folder, components.back(), flags);
   struct stat status {};
   if (!file || fstat(file.number(), &status) != 0) {
     throw PosixError(errno, "open", url_.appending(path));
@@ -124,12 +118,12 @@ Descriptor LibraryFolder::openFile(std::string_view path, Links links) const {
   return file;
 }
 
-Descriptor LibraryFolder::makeFolder(std::string_view path, std::vector<std::string>& made) const {
-  Descriptor folder = open();
+OwnedDescriptor LibraryFolder::makeFolder(std::string_view path, std::vector<std::string>& made) const {
+  OwnedDescriptor folder = open();
   std::string soFar;
   for (const std::string& component : componentsOf(path, url_)) {
     soFar += (soFar.empty() ? "" : "/") + component;
-    Descriptor next = openBelow(folder, component, folderFlags(component, Links::followed));
+    OwnedDescriptor next = openBelow(folder, component, folderFlags(component, Links::followed));
     if (!next && errno == ENOENT) {
       if (mkdirat(folder.number(), component.c_str(), 0777) == 0) {
         made.push_back(soFar);

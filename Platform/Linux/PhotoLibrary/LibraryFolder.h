@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 #include "TolvanderCore/Foundation/Date.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/Platform/Calendar.h"
@@ -39,14 +39,14 @@ class LibraryFolder {
   enum class Links { followed, refused };
 
   // For use with the *at calls.
-  Descriptor open() const;
-  Descriptor openFolder(std::string_view path, Links links = Links::followed) const;
+  OwnedDescriptor open() const;
+  OwnedDescriptor openFolder(std::string_view path, Links links = Links::followed) const;
 
   // A regular file, for reading.
-  Descriptor openFile(std::string_view path, Links links) const;
+  OwnedDescriptor openFile(std::string_view path, Links links) const;
 
   // Opens a folder, making it and the missing ones above it durably. Adds the paths of those that it made.
-  Descriptor makeFolder(std::string_view path, std::vector<std::string>& made) const;
+  OwnedDescriptor makeFolder(std::string_view path, std::vector<std::string>& made) const;
 
  private:
   FileURL url_;

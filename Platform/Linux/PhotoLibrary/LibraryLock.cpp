@@ -16,8 +16,8 @@ using app::PhotosPlatformError;
 
 namespace {
 
-Descriptor openLockFile(const FileURL& file) {
-  Descriptor descriptor(uninterrupted([&] {
+OwnedDescriptor openLockFile(const FileURL& file) {
+  OwnedDescriptor descriptor(retryOnEINTR([&] {
     return open(file.path().c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666);
   }));
   if (!descriptor) {
@@ -27,9 +27,9 @@ Descriptor openLockFile(const FileURL& file) {
 }
 
 // None where another one has it. Throws PosixError where the file system has no such locks.
-Descriptor lockedFile(const FileURL& url) {
-  const auto lock = [&](const Descriptor& file) {
-    if (uninterrupted([&] { return flock(file.number(), LOCK_EX | LOCK_NB); }) == 0) {
+OwnedDescriptor lockedFile(const FileURL& url) {
+  const auto lock = [&](const OwnedDescriptor& file) {
+    if (retryOnEINTR([&] { return flock(file.number(), LOCK_EX | LOCK_NB); }) == 0) {
       return true;
     }
     if (errno != EWOULDBLOCK) {
@@ -62,7 +62,7 @@ LibraryLock::LibraryLock(const LibraryFolder& folder, std::chrono::milliseconds 
 
 std::optional<LibraryLock> LibraryLock::ifFree(const LibraryFolder& folder) {
   try {
-    if (Descriptor file = lockedFile(folder.lockFile())) {
+    if (OwnedDescriptor file = lockedFile(folder.lockFile())) {
       return LibraryLock(std::move(file), folder.lockFile());
     }
   } catch (const PosixError&) {

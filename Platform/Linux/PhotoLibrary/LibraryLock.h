@@ -27,8 +27,8 @@ class LibraryLock {
   static std::optional<LibraryLock> ifFree(const LibraryFolder& folder);
 
  private:
-  LibraryLock(Descriptor file, FileURL url) : file_(std::move(file)), url_(std::move(url)) {}
-  Descriptor file_;
+  LibraryLock(OwnedDescriptor file, FileURL url) : file_(std::move(file)), url_(std::move(url)) {}
+  OwnedDescriptor file_;
   FileURL url_;
 };
 

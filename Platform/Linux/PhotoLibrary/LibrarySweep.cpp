@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Linux/Files/FileWriting.h"
+#include "Platform/Linux/Files/Durable.h"
 #include "Platform/Linux/PhotoLibrary/IncomingCopies.h"
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 
@@ -15,7 +15,7 @@ namespace tolvander::platform::linux_ {
 namespace {
 
 // Whether nothing of the change is left.
-bool sweep(const Intent& intent, const LibraryFolder& folder, const Descriptor& incoming,
+bool sweep(const Intent& intent, const LibraryFolder& folder, const OwnedDescriptor& incoming,
            Catalogue& catalogue) {
   if (!removeWaitingCopies(intent, folder, incoming)) {
     return false;
@@ -36,7 +36,8 @@ void sweepLeftovers(const LibraryFolder& folder, Catalogue& catalogue) noexcept 
     if (intents.empty()) {
       return;
     }
-    const Descriptor incoming = folder.openFolder(LibraryFolder::incoming, LibraryFolder::Links::refused);
+    const OwnedDescriptor incoming =
+        folder.openFolder(LibraryFolder::incoming, LibraryFolder::Links::refused);
     std::erase_if(intents, [&](const Intent& intent) { return !sweep(intent, folder, incoming, catalogue); });
     makeDurable(incoming, folder.url().appending(LibraryFolder::incoming));
     Transaction transaction = catalogue.change();

@@ -32,7 +32,7 @@ std::optional<std::string> whatIsThereInstead(const FileURL& file, std::int64_t 
   return S_ISREG(status.st_mode) ? sizesText(status.st_size, expectedSize) : "not a file";
 }
 
-Date modificationDate(const Descriptor& file) {
+Date modificationDate(const OwnedDescriptor& file) {
   struct stat status {};
   if (fstat(file.number(), &status) != 0) {
     return {};
@@ -102,7 +102,7 @@ void LibraryVerifier::examine(const CataloguedOriginal& original) {
 
 void LibraryVerifier::examineContent(const CataloguedOriginal& original, const FaultyOriginal& fault) {
   try {
-    const Descriptor file = folder_->openFile(original.resource.path, LibraryFolder::Links::followed);
+    const OwnedDescriptor file = folder_->openFile(original.resource.path, LibraryFolder::Links::followed);
     const Date modified = modificationDate(file);
     std::string sha256 = sha256Of(file, fault.file, token_, [&](std::span<const std::byte> chunk) {
       progress_.bytes += static_cast<std::int64_t>(chunk.size());

@@ -8,7 +8,7 @@
 #include <map>
 #include <utility>
 
-#include "Platform/Linux/Files/FileWriting.h"
+#include "Platform/Linux/Files/Durable.h"
 #include "Platform/Linux/PhotoLibrary/DatabaseFile.h"
 #include "Platform/Linux/PhotoLibrary/IncomingCopies.h"
 #include "Platform/Linux/PhotoLibrary/InterruptedImports.h"

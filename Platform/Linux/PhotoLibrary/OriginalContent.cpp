@@ -11,11 +11,11 @@
 
 namespace tolvander::platform::linux_ {
 
-void forEachChunk(const Descriptor& file, const FileURL& url, const ChunkHandler& handle) {
+void forEachChunk(const OwnedDescriptor& file, const FileURL& url, const ChunkHandler& handle) {
   constexpr std::size_t bufferSize = std::size_t{1} << 20U;
   const std::unique_ptr<std::byte[]> buffer(new std::byte[bufferSize]);
   while (true) {
-    const ssize_t count = uninterrupted([&] { return read(file.number(), buffer.get(), bufferSize); });
+    const ssize_t count = retryOnEINTR([&] { return read(file.number(), buffer.get(), bufferSize); });
     if (count < 0) {
       throw PosixError(errno, "read", url);
     }
@@ -26,7 +26,7 @@ void forEachChunk(const Descriptor& file, const FileURL& url, const ChunkHandler
   }
 }
 
-std::string sha256Of(const Descriptor& file, const FileURL& url, const CancellationToken& token,
+std::string sha256Of(const OwnedDescriptor& file, const FileURL& url, const CancellationToken& token,
                      const ChunkHandler& handle) {
   SHA256 hash;
   forEachChunk(file, url, [&](std::span<const std::byte> chunk) {

@@ -9,8 +9,8 @@
 #include <optional>
 #include <utility>
 
+#include "Platform/Linux/Files/Durable.h"
 #include "Platform/Linux/Files/FileSystemKind.h"
-#include "Platform/Linux/Files/FileWriting.h"
 #include "Platform/Linux/PhotoLibrary/FileCopy.h"
 #include "Platform/Linux/PhotoLibrary/OriginalNames.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
@@ -19,12 +19,13 @@ namespace tolvander::platform::linux_ {
 
 namespace {
 
-Descriptor openIncoming(const LibraryFolder& folder) {
+OwnedDescriptor openIncoming(const LibraryFolder& folder) {
   return folder.openFolder(LibraryFolder::incoming, LibraryFolder::Links::refused);
 }
 
-Descriptor openIncomingFile(const Descriptor& incoming, const std::string& name, const FileURL& url) {
-  Descriptor file(uninterrupted([&] {
+OwnedDescriptor openIncomingFile(const OwnedDescriptor& incoming, const std::string& name,
+                                 const FileURL& url) {
+  OwnedDescriptor file(retryOnEINTR([&] {
     return openat(incoming.number(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
   }));
   if (!file) {
@@ -34,7 +35,7 @@ Descriptor openIncomingFile(const Descriptor& incoming, const std::string& name,
 }
 
 // Unless its name leads to another file by now.
-void removeCopy(const Descriptor& copy, const Descriptor& folder, const std::string& name,
+void removeCopy(const OwnedDescriptor& copy, const OwnedDescriptor& folder, const std::string& name,
                 const FileURL& url) noexcept {
   try {
     if (isFile(identityOf(copy, url), folder, name)) {
@@ -61,7 +62,7 @@ OriginalPlacement::~OriginalPlacement() {
 void OriginalPlacement::place(std::vector<Intent>& intents) {
   mark(intents);
   named_.reserve(intents.size());  // none may be lost between its naming and its being remembered
-  const Descriptor incoming = openIncoming(*folder_);
+  const OwnedDescriptor incoming = openIncoming(*folder_);
   for (Intent& intent : intents) {
     placeOne(intent, incoming);
   }
@@ -86,7 +87,7 @@ void OriginalPlacement::mark(std::vector<Intent>& intents) {
   transaction.commit();
 }
 
-void OriginalPlacement::placeOne(Intent& intent, const Descriptor& incoming) {
+void OriginalPlacement::placeOne(Intent& intent, const OwnedDescriptor& incoming) {
   bool isCopy = isOnFAT(folderFor(std::string(folderOf(intent.original.path))).number());
   FileIdentity identity;
   try {
@@ -107,12 +108,12 @@ void OriginalPlacement::placeOne(Intent& intent, const Descriptor& incoming) {
 }
 
 // Another file may have got the name that was meant.
-FileIdentity OriginalPlacement::giveName(Intent& intent, const Descriptor& from, const std::string& name) {
+FileIdentity OriginalPlacement::giveName(Intent& intent, const OwnedDescriptor& from,
+                                         const std::string& name) {
   const FileURL url = folder_->url().appending(intent.original.path);
-  const Descriptor file = openIncomingFile(from, name, url);
+  const OwnedDescriptor file = openIncomingFile(from, name, url);
   const std::string folder(folderOf(intent.original.path));
-  while (!renameWithoutReplacing(from, name, folderFor(folder), std::string(nameIn(intent.original.path)),
-                                 url)) {
+  while (!renameToFreeName(from, name, folderFor(folder), std::string(nameIn(intent.original.path)), url)) {
     chooseAnotherName(intent);
   }
   return identityOf(file, url);
@@ -128,15 +129,15 @@ void OriginalPlacement::chooseAnotherName(Intent& intent) {
 
 // People move a year to another disk, and leave a link in its place. A file gets its name there from a copy
 // that is on that disk already, so that it is never seen in part.
-FileIdentity OriginalPlacement::carryOver(Intent& intent, const Descriptor& incoming) {
+FileIdentity OriginalPlacement::carryOver(Intent& intent, const OwnedDescriptor& incoming) {
   const std::string folderPath(folderOf(intent.original.path));
-  const Descriptor& folder = folderFor(folderPath);
+  const OwnedDescriptor& folder = folderFor(folderPath);
   const std::string name = carriedName(intent.temporaryName);
   const FileURL url = folder_->url().appending(folderPath).appending(name);
   unlinkat(folder.number(), name.c_str(), 0);  // an earlier attempt's
-  const Descriptor source = openIncomingFile(incoming, intent.temporaryName, url);
+  const OwnedDescriptor source = openIncomingFile(incoming, intent.temporaryName, url);
   try {
-    const Descriptor copy = newFile(folder, name, url);
+    const OwnedDescriptor copy = newFile(folder, name, url);
     copyContent(source, copy, url);
     takeOverDate(source, copy, url);
     makeDurable(copy, url);
@@ -149,10 +150,10 @@ FileIdentity OriginalPlacement::carryOver(Intent& intent, const Descriptor& inco
 
 // Others can see the file before it is whole. After a kill or a power cut a part of it can be left under
 // this name, and the incoming file is whole.
-FileIdentity OriginalPlacement::copyToName(Intent& intent, const Descriptor& incoming) {
-  const Descriptor source = openIncomingFile(incoming, intent.temporaryName, folder_->url());
-  const Descriptor& folder = folderFor(std::string(folderOf(intent.original.path)));
-  const auto newFileOrNone = [&]() -> std::optional<Descriptor> {
+FileIdentity OriginalPlacement::copyToName(Intent& intent, const OwnedDescriptor& incoming) {
+  const OwnedDescriptor source = openIncomingFile(incoming, intent.temporaryName, folder_->url());
+  const OwnedDescriptor& folder = folderFor(std::string(folderOf(intent.original.path)));
+  const auto newFileOrNone = [&]() -> std::optional<OwnedDescriptor> {
     try {
       return newFile(folder, std::string(nameIn(intent.original.path)), folder_->url());
     } catch (const PosixError& error) {
@@ -162,7 +163,7 @@ FileIdentity OriginalPlacement::copyToName(Intent& intent, const Descriptor& inc
       return std::nullopt;
     }
   };
-  std::optional<Descriptor> copy = newFileOrNone();
+  std::optional<OwnedDescriptor> copy = newFileOrNone();
   while (!copy) {
     chooseAnotherName(intent);
     copy = newFileOrNone();
@@ -179,7 +180,7 @@ FileIdentity OriginalPlacement::copyToName(Intent& intent, const Descriptor& inc
   }
 }
 
-const Descriptor& OriginalPlacement::folderFor(const std::string& path) {
+const OwnedDescriptor& OriginalPlacement::folderFor(const std::string& path) {
   const auto known = folders_.find(path);
   return known != folders_.end()
              ? known->second
@@ -201,7 +202,7 @@ void OriginalPlacement::removeIncoming() noexcept {
     return;
   }
   try {
-    const Descriptor incoming = openIncoming(*folder_);
+    const OwnedDescriptor incoming = openIncoming(*folder_);
     std::vector<std::string> removed;
     for (const Named& file : named_) {
       if (file.isCopy && unlinkat(incoming.number(), file.temporaryName.c_str(), 0) == 0) {
@@ -223,14 +224,14 @@ void OriginalPlacement::takeBack() {
   if (named_.empty() && markedAssets_.empty()) {
     return;
   }
-  const Descriptor incoming = openIncoming(*folder_);
+  const OwnedDescriptor incoming = openIncoming(*folder_);
   bool isDone = true;
   for (const Named& file : named_) {
     isDone = takeBack(file, incoming) && isDone;
   }
   makeDurable(incoming, folder_->url().appending(LibraryFolder::incoming));
   makeFoldersDurable();
-  const Descriptor library = folder_->open();
+  const OwnedDescriptor library = folder_->open();
   for (auto made = madeFolders_.rbegin(); made != madeFolders_.rend(); ++made) {
     unlinkat(library.number(), made->c_str(), AT_REMOVEDIR);  // unless there is something in it by now
   }
@@ -243,15 +244,15 @@ void OriginalPlacement::takeBack() {
   }
 }
 
-bool OriginalPlacement::takeBack(const Named& file, const Descriptor& incoming) {
-  const Descriptor& folder = folderFor(std::string(folderOf(file.path)));
+bool OriginalPlacement::takeBack(const Named& file, const OwnedDescriptor& incoming) {
+  const OwnedDescriptor& folder = folderFor(std::string(folderOf(file.path)));
   const std::string name(nameIn(file.path));
   if (!isFile(file.identity, folder, name)) {
     return false;  // it was moved, changed or replaced
   }
   return file.isCopy ? unlinkat(folder.number(), name.c_str(), 0) == 0
-                     : renameWithoutReplacing(folder, name, incoming, file.temporaryName,
-                                              folder_->url().appending(file.path));
+                     : renameToFreeName(folder, name, incoming, file.temporaryName,
+                                        folder_->url().appending(file.path));
 }
 
 }  // namespace tolvander::platform::linux_

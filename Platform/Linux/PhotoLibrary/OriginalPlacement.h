@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Platform/Linux/PhotoLibrary/Catalogue.h"
 #include "Platform/Linux/PhotoLibrary/FreeOriginalPaths.h"
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
 #include "Platform/Linux/PhotoLibrary/PlacedFile.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 
 namespace tolvander::platform::linux_ {
 
@@ -57,20 +57,20 @@ class OriginalPlacement {
   };
 
   void mark(std::vector<Intent>& intents);
-  void placeOne(Intent& intent, const Descriptor& incoming);
-  FileIdentity giveName(Intent& intent, const Descriptor& from, const std::string& name);
-  FileIdentity carryOver(Intent& intent, const Descriptor& incoming);
-  FileIdentity copyToName(Intent& intent, const Descriptor& incoming);
+  void placeOne(Intent& intent, const OwnedDescriptor& incoming);
+  FileIdentity giveName(Intent& intent, const OwnedDescriptor& from, const std::string& name);
+  FileIdentity carryOver(Intent& intent, const OwnedDescriptor& incoming);
+  FileIdentity copyToName(Intent& intent, const OwnedDescriptor& incoming);
   void chooseAnotherName(Intent& intent);
-  const Descriptor& folderFor(const std::string& path);
+  const OwnedDescriptor& folderFor(const std::string& path);
   void makeFoldersDurable();
   void takeBack();
-  bool takeBack(const Named& file, const Descriptor& incoming);
+  bool takeBack(const Named& file, const OwnedDescriptor& incoming);
 
   const LibraryFolder* folder_;
   Catalogue* catalogue_;
   FreeOriginalPaths paths_;
-  std::map<std::string, Descriptor> folders_;  // that get files, by their paths
+  std::map<std::string, OwnedDescriptor> folders_;  // that get files, by their paths
   std::vector<std::string> madeFolders_;
   std::vector<std::string> markedAssets_;
   std::vector<Named> named_;

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <string>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 #include "TolvanderCore/Foundation/Date.h"
 
 namespace tolvander::platform::linux_ {
@@ -39,7 +39,7 @@ class OriginalPresence {
   State stateOfUnreachable(const std::string& below) const;
 
   const LibraryFolder* folder_;
-  Descriptor originals_;
+  OwnedDescriptor originals_;
 };
 
 }  // namespace tolvander::platform::linux_

@@ -34,7 +34,7 @@ bool isIncomingName(std::string_view name) {
 
 std::string carriedName(std::string_view incomingName) { return "." + std::string(incomingName); }
 
-FileIdentity identityOf(const Descriptor& file, const FileURL& url) {
+FileIdentity identityOf(const OwnedDescriptor& file, const FileURL& url) {
   struct stat status {};
   if (fstat(file.number(), &status) != 0) {
     throw PosixError(errno, "look at", url);
@@ -42,14 +42,14 @@ FileIdentity identityOf(const Descriptor& file, const FileURL& url) {
   return identityIn(status);
 }
 
-bool isFile(const FileIdentity& identity, const Descriptor& folder, const std::string& name) {
+bool isFile(const FileIdentity& identity, const OwnedDescriptor& folder, const std::string& name) {
   struct stat status {};
   return fstatat(folder.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
          S_ISREG(status.st_mode) && identityIn(status) == identity;
 }
 
-bool renameWithoutReplacing(const Descriptor& fromFolder, const std::string& from, const Descriptor& toFolder,
-                            const std::string& to, const FileURL& folder) {
+bool renameToFreeName(const OwnedDescriptor& fromFolder, const std::string& from,
+                      const OwnedDescriptor& toFolder, const std::string& to, const FileURL& folder) {
   if (renameat2(fromFolder.number(), from.c_str(), toFolder.number(), to.c_str(), RENAME_NOREPLACE) == 0) {
     return true;
   }
@@ -59,7 +59,7 @@ bool renameWithoutReplacing(const Descriptor& fromFolder, const std::string& fro
   if (errno != EINVAL && errno != ENOSYS) {
     throw PosixError(errno, "name an original in", folder);
   }
-  const Descriptor kept(uninterrupted(
+  const OwnedDescriptor kept(retryOnEINTR(
       [&] { return openat(toFolder.number(), to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666); }));
   if (!kept) {
     if (errno == EEXIST) {

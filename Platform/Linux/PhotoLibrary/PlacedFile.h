@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 #include "TolvanderCore/Foundation/Date.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 
@@ -32,16 +32,16 @@ struct FileIdentity {
 };
 
 // Throws PosixError.
-FileIdentity identityOf(const Descriptor& file, const FileURL& url);
+FileIdentity identityOf(const OwnedDescriptor& file, const FileURL& url);
 
 // Whether the entry of this name in an open folder is that regular file. False for what can't be looked at.
-bool isFile(const FileIdentity& identity, const Descriptor& folder, const std::string& name);
+bool isFile(const FileIdentity& identity, const OwnedDescriptor& folder, const std::string& name);
 
 // Gives a file another name, which nothing may have yet: false where something has it. Throws PosixError.
 //
 // Where the file system has no such renaming, an empty file is made to keep the name, and then replaced; in
 // between, that is what others see.
-bool renameWithoutReplacing(const Descriptor& fromFolder, const std::string& from, const Descriptor& toFolder,
-                            const std::string& to, const FileURL& folder);
+bool renameToFreeName(const OwnedDescriptor& fromFolder, const std::string& from,
+                      const OwnedDescriptor& toFolder, const std::string& to, const FileURL& folder);
 
 }  // namespace tolvander::platform::linux_

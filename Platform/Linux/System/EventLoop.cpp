@@ -24,11 +24,11 @@ using namespace std::chrono_literals;
 // Goes on while the machine sleeps, unlike CLOCK_MONOTONIC.
 constexpr clockid_t continuousClock = CLOCK_BOOTTIME;
 
-Descriptor checked(int descriptor, const char* operation) {
+OwnedDescriptor checked(int descriptor, const char* operation) {
   if (descriptor < 0) {
     throw PosixError(errno, operation, FileURL("/proc/self/fd"));
   }
-  return Descriptor(descriptor);
+  return OwnedDescriptor(descriptor);
 }
 
 timespec timespecOf(std::chrono::nanoseconds time) {
@@ -37,9 +37,9 @@ timespec timespecOf(std::chrono::nanoseconds time) {
 }
 
 // An eventfd or a timerfd counts until it is read.
-void clearCount(const Descriptor& descriptor) {
+void clearCount(const OwnedDescriptor& descriptor) {
   std::uint64_t count = 0;
-  static_cast<void>(uninterrupted([&] { return read(descriptor.number(), &count, sizeof count); }));
+  static_cast<void>(retryOnEINTR([&] { return read(descriptor.number(), &count, sizeof count); }));
 }
 
 }  // namespace
@@ -103,7 +103,7 @@ void EventLoop::setAlarm() {
 void EventLoop::waitForEvents() {
   std::array<epoll_event, 16> events{};
   const int timeout = queue_.hasPosted() ? 0 : -1;
-  const int count = uninterrupted([&] {
+  const int count = retryOnEINTR([&] {
     return epoll_wait(watches_->poll.number(), events.data(), static_cast<int>(events.size()), timeout);
   });
   ++wakeUpCount_;
@@ -137,7 +137,7 @@ app::Subscription EventLoop::watch(int descriptor, std::uint32_t events, ReadyFu
 
 void EventLoop::wake() const {
   const std::uint64_t one = 1;
-  static_cast<void>(uninterrupted([&] { return write(woken_.number(), &one, sizeof one); }));
+  static_cast<void>(retryOnEINTR([&] { return write(woken_.number(), &one, sizeof one); }));
 }
 
 void EventLoop::post(std::function<void()> function) { queue_.post(std::move(function)); }

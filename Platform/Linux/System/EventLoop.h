@@ -7,11 +7,11 @@
 #include <optional>
 #include <thread>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Platform/Linux/System/DescriptorWatcher.h"
 #include "TolvanderApp/Concurrency/MainQueue.h"
 #include "TolvanderApp/Concurrency/MainThread.h"
 #include "TolvanderApp/Concurrency/Workers.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 
 namespace tolvander::platform::linux_ {
 
@@ -51,7 +51,7 @@ class EventLoop final : public app::MainThread, public DescriptorWatcher {
   using WatchNumber = std::uint64_t;
   using ReadyFunction = std::function<void(std::uint32_t)>;
   struct Watches {
-    Descriptor poll;
+    OwnedDescriptor poll;
     std::map<WatchNumber, std::shared_ptr<const ReadyFunction>> functions;
     WatchNumber made = 0;
   };
@@ -64,8 +64,8 @@ class EventLoop final : public app::MainThread, public DescriptorWatcher {
 
   const std::thread::id thread_ = std::this_thread::get_id();
   std::shared_ptr<Watches> watches_ = std::make_shared<Watches>();  // a subscription may outlive the loop
-  Descriptor woken_;                                                // an eventfd
-  Descriptor alarm_;                                                // a timerfd
+  OwnedDescriptor woken_;                                           // an eventfd
+  OwnedDescriptor alarm_;                                           // a timerfd
   app::Subscription wokenWatch_;
   app::Subscription alarmWatch_;
   std::optional<Instant> alarmAt_;

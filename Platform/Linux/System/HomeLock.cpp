@@ -33,10 +33,10 @@ std::string nameOfThisProcess() {
   return name.empty() ? "tolvander" : name;
 }
 
-Descriptor openOrMake(const FileURL& file) {
+OwnedDescriptor openOrMake(const FileURL& file) {
   // The history lies in the same folder, and takes one that is there for durable.
   createDirectories(file.deletingLastPathComponent(), Durability::survivesPowerLoss);
-  Descriptor descriptor(uninterrupted(
+  OwnedDescriptor descriptor(retryOnEINTR(
       [&] { return open(file.path().c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644); }));
   if (!descriptor) {
     throw PosixError(errno, "open", file);
@@ -45,9 +45,9 @@ Descriptor openOrMake(const FileURL& file) {
 }
 
 // Absent where the owner hasn't written its name yet.
-std::optional<app::HomeHolder> writtenHolder(const Descriptor& file) {
+std::optional<app::HomeHolder> writtenHolder(const OwnedDescriptor& file) {
   std::array<char, 256> buffer{};
-  const ssize_t size = uninterrupted([&] { return pread(file.number(), buffer.data(), buffer.size(), 0); });
+  const ssize_t size = retryOnEINTR([&] { return pread(file.number(), buffer.data(), buffer.size(), 0); });
   std::string_view text(buffer.data(), size > 0 ? static_cast<std::size_t>(size) : 0);
   const std::size_t end = text.find('\n');
   if (end == std::string_view::npos) {
@@ -63,20 +63,20 @@ std::optional<app::HomeHolder> writtenHolder(const Descriptor& file) {
   return holder;
 }
 
-void writeHolder(const Descriptor& descriptor, const FileURL& file) {
+void writeHolder(const OwnedDescriptor& descriptor, const FileURL& file) {
   const std::string text = std::to_string(getpid()) + " " + nameOfThisProcess() + "\n";
   if (ftruncate(descriptor.number(), 0) != 0 ||
-      uninterrupted([&] { return pwrite(descriptor.number(), text.data(), text.size(), 0); }) !=
+      retryOnEINTR([&] { return pwrite(descriptor.number(), text.data(), text.size(), 0); }) !=
           static_cast<ssize_t>(text.size())) {
     throw PosixError(errno, "write", file);
   }
 }
 
 // Throws HomeInUseError and PosixError.
-Descriptor lockedFile(const FileURL& url) {
-  const auto lock = [&](const Descriptor& file) {
+OwnedDescriptor lockedFile(const FileURL& url) {
+  const auto lock = [&](const OwnedDescriptor& file) {
     struct flock whole = wholeFile();
-    if (uninterrupted([&] { return fcntl(file.number(), F_OFD_SETLK, &whole); }) == 0) {
+    if (retryOnEINTR([&] { return fcntl(file.number(), F_OFD_SETLK, &whole); }) == 0) {
       return true;
     }
     if (errno == EAGAIN || errno == EACCES) {
@@ -84,7 +84,7 @@ Descriptor lockedFile(const FileURL& url) {
     }
     throw PosixError(errno, "lock", url);
   };
-  Descriptor file = openAndLock(
+  OwnedDescriptor file = openAndLock(
       url, [&] { return openOrMake(url); }, lock);
   writeHolder(file, url);
   return file;
@@ -107,8 +107,8 @@ void HomeLock::require() {
 }
 
 std::optional<app::HomeHolder> HomeLock::holder(const FileURL& file) {
-  const Descriptor descriptor(
-      uninterrupted([&] { return open(file.path().c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC); }));
+  const OwnedDescriptor descriptor(
+      retryOnEINTR([&] { return open(file.path().c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC); }));
   struct flock lock = wholeFile();
   if (!descriptor || fcntl(descriptor.number(), F_OFD_GETLK, &lock) != 0 || lock.l_type == F_UNLCK) {
     return std::nullopt;

@@ -2,8 +2,8 @@
 
 #include <optional>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
 #include "TolvanderApp/Platform/HomeInUseError.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/Platform/StandardDirectories.h"
 
@@ -34,7 +34,7 @@ class HomeLock {
 
  private:
   FileURL url_;
-  Descriptor file_;
+  OwnedDescriptor file_;
 };
 
 }  // namespace tolvander::platform::linux_

@@ -10,13 +10,15 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <cstring>
 #include <memory>
 #include <span>
 #include <string_view>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
+#include "TolvanderCore/Files/DescriptorIO.h"
+#include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/Platform/SHA256.h"
 
 namespace tolvander::platform::linux_ {
@@ -43,37 +45,23 @@ app::FileStatus::Kind kindOf(mode_t mode) {
                          : Kind::other;
 }
 
-// How the file begins; absent where it can't be read. The position in the file stays.
-std::optional<SHA256::Digest> digestOfBeginning(int descriptor) {
+// The SHA-256 of the file's first 64 KiB, or of all of a smaller file.
+SHA256::Digest digestOfBeginning(const OwnedDescriptor& file, const FileURL& url) {
   constexpr std::size_t sampleSize = 65'536;
   const std::unique_ptr<std::byte[]> memory(new std::byte[sampleSize]);
-  std::size_t size = 0;
-  while (size < sampleSize) {
-    const ssize_t count = uninterrupted(
-        [&] { return pread(descriptor, memory.get() + size, sampleSize - size, static_cast<off_t>(size)); });
-    if (count < 0) {
-      return std::nullopt;
-    }
-    if (count == 0) {
-      break;
-    }
-    size += static_cast<std::size_t>(count);
-  }
+  const std::size_t size = readFullyAt(file, 0, {memory.get(), sampleSize}, url);
   return SHA256::hash(std::span(memory.get(), size));
 }
 
-std::optional<std::uint64_t> numberOfContent(int descriptor, const app::FileStatus& status) {
+std::uint64_t numberOfContent(const OwnedDescriptor& file, const app::FileStatus& status,
+                              const FileURL& url) {
   // FAT keeps every second second; what is in memory before a remount can be finer.
   constexpr std::int64_t coarsestStep = 2;
-  const auto beginning = digestOfBeginning(descriptor);
-  if (!beginning) {
-    return std::nullopt;
-  }
   const std::array fields{status.birthSeconds, status.birthNanoseconds,
                           status.modificationSeconds / coarsestStep, status.size};
   SHA256 hash;
   hash.update(std::as_bytes(std::span(fields)));
-  hash.update(*beginning);
+  hash.update(digestOfBeginning(file, url));
   const SHA256::Digest digest = hash.finish();
   std::uint64_t number = 0;
   std::memcpy(&number, digest.data(), sizeof number);
@@ -100,14 +88,14 @@ std::optional<app::FileStatus> fileStatus(int descriptor, const std::string& nam
                          .birthNanoseconds = hasBirth ? status.stx_btime.tv_nsec : 0};
 }
 
-std::optional<std::uint64_t> lastingFileNumber(int descriptor) {
+std::uint64_t lastingFileNumber(const OwnedDescriptor& file, const FileURL& url) {
   struct statfs fileSystem {};
-  const auto status = fileStatus(descriptor, "");
-  if (!status || fstatfs(descriptor, &fileSystem) != 0) {
-    return std::nullopt;
+  const auto status = fileStatus(file.number(), "");
+  if (!status || fstatfs(file.number(), &fileSystem) != 0) {
+    throw PosixError(errno, "identify", url);
   }
   return keepsNumbers(static_cast<std::uint32_t>(fileSystem.f_type)) ? status->inode
-                                                                     : numberOfContent(descriptor, *status);
+                                                                     : numberOfContent(file, *status, url);
 }
 
 std::optional<std::string> lastingFileSystemNumber(const FileURL& directory) {

@@ -5,6 +5,8 @@
 #include <string>
 
 #include "TolvanderApp/Platform/TrashOperations.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
+#include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::platform::linux_ {
 
@@ -14,8 +16,9 @@ std::optional<app::FileStatus> fileStatus(int descriptor, const std::string& nam
 
 // What identifies an open regular file on its volume for good: the inode number where the file system keeps
 // it, and otherwise 64 bits of the SHA-256 of what outlasts a remount (the times of birth and modification,
-// the size, the first 64 KiB). Absent where the file can't be read, with errno set.
-std::optional<std::uint64_t> lastingFileNumber(int descriptor);
+// the size, the first 64 KiB). `url` names the file in errors. Throws PosixError where the file can't be
+// read.
+std::uint64_t lastingFileNumber(const OwnedDescriptor& file, const FileURL& url);
 
 // The number that tells a file system from others, where it has one that outlasts a remount; text without a
 // given form. For volumes whose UUID nobody knows.

@@ -7,8 +7,8 @@
 #include <string>
 #include <utility>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
 #include "TolvanderApp/Platform/TrashOperations.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 
@@ -18,7 +18,7 @@ namespace tolvander::platform::linux_ {
 // messages; what the descriptor leads to doesn't depend on it.
 class PathDescriptor final : public app::DirectoryDescriptor {
  public:
-  PathDescriptor(Descriptor descriptor, FileURL url)
+  PathDescriptor(OwnedDescriptor descriptor, FileURL url)
       : descriptor_(std::move(descriptor)), url_(std::move(url)) {}
 
   int number() const { return descriptor_.number(); }
@@ -26,7 +26,7 @@ class PathDescriptor final : public app::DirectoryDescriptor {
 
   // Throws PosixError for anything but a directory, a link to one among them.
   static PathDescriptor open(int parent, const std::string& name, FileURL url) {
-    Descriptor descriptor(uninterrupted(
+    OwnedDescriptor descriptor(retryOnEINTR(
         [&] { return openat(parent, name.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); }));
     if (!descriptor) {
       throw PosixError(errno, "open the folder", url);
@@ -44,7 +44,7 @@ class PathDescriptor final : public app::DirectoryDescriptor {
   }
 
  private:
-  Descriptor descriptor_;
+  OwnedDescriptor descriptor_;
   FileURL url_;
 };
 

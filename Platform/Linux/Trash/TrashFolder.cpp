@@ -14,10 +14,11 @@
 #include <string_view>
 #include <utility>
 
+#include "Platform/Linux/Files/Durable.h"
 #include "Platform/Linux/Files/FileSystemKind.h"
-#include "Platform/Linux/Files/FileWriting.h"
-#include "Platform/Linux/Foundation/Releasing.h"
+#include "Platform/Linux/Files/OpenFolder.h"
 #include "Platform/Linux/Trash/TrashInfo.h"
+#include "TolvanderCore/Files/DescriptorIO.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
@@ -61,13 +62,9 @@ bool isEntry(const PathDescriptor& folder, const PathDescriptor& parent, const s
   return fstat(folder.number(), &status) == 0 && entry && isSame(status, *entry);
 }
 
-Descriptor openReadable(int parent, const char* name) {
-  return Descriptor(
-      uninterrupted([&] { return openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); }));
-}
-
-bool isMadeDurable(const Descriptor& descriptor) {
-  return descriptor && uninterrupted([&] { return fsync(descriptor.number()); }) == 0;
+OwnedDescriptor openReadable(int parent, const char* name) {
+  return OwnedDescriptor(
+      retryOnEINTR([&] { return openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); }));
 }
 
 // FAT has no atomic rename. vfat writes the new entry with size 0 and without a place and puts both in when
@@ -76,15 +73,15 @@ bool isMadeDurable(const Descriptor& descriptor) {
 // fsync of file and folders would miss the first blocks of a folder that was made since the volume was
 // mounted, which the driver keeps with those of the folder above. The fsync is for the drive's own cache.
 bool isRenameWritten(int to) {
-  const Descriptor folder = openReadable(to, ".");
-  return folder && syncfs(folder.number()) == 0 && isMadeDurable(folder);
+  const OwnedDescriptor folder = openReadable(to, ".");
+  return folder && syncfs(folder.number()) == 0 && tryMakeDurable(folder);
 }
 
 // A folder of this user, and the descriptor to it. Absent where there is none and none is to be made.
 std::optional<PathDescriptor> ownFolder(const PathDescriptor& parent, const std::string& name, bool create) {
   const FileURL url = parent.url().appending(name);
   if (create && mkdirat(parent.number(), name.c_str(), S_IRWXU) == 0) {
-    if (!isMadeDurable(openReadable(parent.number(), "."))) {
+    if (!tryMakeDurable(openReadable(parent.number(), "."))) {
       const int failure = errno;
       unlinkat(parent.number(), name.c_str(), AT_REMOVEDIR);
       throw PosixError(failure, "make durable", url);
@@ -121,8 +118,8 @@ PathDescriptor openPath(const FileURL& url) {
 
 }  // namespace
 
-void renameWithoutReplacing(int from, const std::string& name, int to, const std::string& newName,
-                            const FileURL& url) {
+void moveExclusively(int from, const std::string& name, int to, const std::string& newName,
+                       const FileURL& url) {
   if (renameat2(from, name.c_str(), to, newName.c_str(), RENAME_NOREPLACE) != 0) {
     throw PosixError(errno, "rename without replacing", url);
   }
@@ -182,8 +179,8 @@ std::optional<TrashFolder> TrashFolder::ofFiles(const PathDescriptor& files) {
       !isOwnFolder(status)) {
     return std::nullopt;
   }
-  Descriptor filesFolder = openReadable(files.number(), ".");
-  Descriptor infoFolder = openReadable(trash.number(), infoName);
+  OwnedDescriptor filesFolder = openReadable(files.number(), ".");
+  OwnedDescriptor infoFolder = openReadable(trash.number(), infoName);
   if (!filesFolder || !infoFolder) {
     return std::nullopt;
   }
@@ -209,7 +206,7 @@ bool TrashFolder::takeIn(const PathDescriptor& from, const std::string& name, co
     throw;
   }
   try {
-    renameWithoutReplacing(from.number(), name, files_.number(), newName, item);
+    moveExclusively(from.number(), name, files_.number(), newName, item);
   } catch (const PosixError& error) {
     removeInfo(newName);
     if (error.code() == EEXIST) {
@@ -224,7 +221,7 @@ void TrashFolder::rename(const std::string& name, const std::string& newName) {
   const FileURL item = filesURL_.appending(name);
   const bool hasInfo = statusOf(info_.number(), infoFileName(name)).has_value();
   if (hasInfo) {
-    renameWithoutReplacing(info_.number(), infoFileName(name), info_.number(), infoFileName(newName), item);
+    moveExclusively(info_.number(), infoFileName(name), info_.number(), infoFileName(newName), item);
   }
   if (renameat2(files_.number(), name.c_str(), files_.number(), newName.c_str(), RENAME_NOREPLACE) != 0) {
     const int failure = errno;
@@ -238,8 +235,8 @@ void TrashFolder::rename(const std::string& name, const std::string& newName) {
 
 // The info file goes last: a power loss that takes the change back must find it there.
 void TrashFolder::giveOut(const std::string& name, const PathDescriptor& to, const std::string& newName) {
-  renameWithoutReplacing(files_.number(), name, to.number(), newName, filesURL_.appending(name));
-  if (isMadeDurable(openReadable(to.number(), "."))) {
+  moveExclusively(files_.number(), name, to.number(), newName, filesURL_.appending(name));
+  if (tryMakeDurable(openReadable(to.number(), "."))) {
     removeInfo(name);
   }
 }
@@ -248,18 +245,16 @@ void TrashFolder::remove(const std::string& name) {
   if (unlinkat(files_.number(), name.c_str(), 0) != 0) {
     throw PosixError(errno, "remove", filesURL_.appending(name));
   }
-  if (isMadeDurable(files_)) {
+  if (tryMakeDurable(files_)) {
     removeInfo(name);
   }
 }
 
 std::vector<app::TrashedItem> TrashFolder::items() const {
-  Descriptor folder = openReadable(info_.number(), ".");
-  const std::unique_ptr<DIR, Releasing<closedir>> entries(folder ? fdopendir(folder.number()) : nullptr);
+  const FolderStream entries = folderStream(openReadable(info_.number(), "."));
   if (!entries) {
     throw PosixError(errno, "read the Trash", filesURL_);
   }
-  folder.release();  // closed with `entries`
   std::vector<app::TrashedItem> items;
   errno = 0;
   while (const dirent* const entry = readdir(entries.get())) {
@@ -280,7 +275,7 @@ std::optional<app::TrashedItem> TrashFolder::itemOfInfo(const std::string& infoF
   if (!infoFileName.ends_with(trashInfoExtension)) {
     return std::nullopt;
   }
-  const Descriptor file(uninterrupted([&] {
+  const OwnedDescriptor file(retryOnEINTR([&] {
     return openat(info_.number(), infoFileName.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
   }));
   struct stat status {};
@@ -294,19 +289,7 @@ std::optional<app::TrashedItem> TrashFolder::itemOfInfo(const std::string& infoF
     return std::nullopt;
   }
   std::string text(largestInfo, '\0');
-  std::size_t size = 0;
-  while (size < text.size()) {
-    const ssize_t count =
-        uninterrupted([&] { return read(file.number(), text.data() + size, text.size() - size); });
-    if (count < 0) {
-      throw PosixError(errno, "read the Trash", filesURL_);
-    }
-    if (count == 0) {
-      break;
-    }
-    size += static_cast<std::size_t>(count);
-  }
-  text.resize(size);
+  text.resize(readFully(file, std::as_writable_bytes(std::span(text)), filesURL_));
   const auto info = trashInfoFromText(text);
   if (!info) {
     return std::nullopt;
@@ -321,7 +304,7 @@ std::optional<app::TrashedItem> TrashFolder::itemOfInfo(const std::string& infoF
 void TrashFolder::writeInfo(const std::string& name, const FileURL& item) {
   const FileURL url = filesURL_.appending("../info").appending(infoFileName(name)).standardized();
   const std::string fileName = infoFileName(name);
-  const Descriptor file(uninterrupted([&] {
+  const OwnedDescriptor file(retryOnEINTR([&] {
     return openat(info_.number(), fileName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                   S_IRUSR | S_IWUSR);
   }));
@@ -333,7 +316,7 @@ void TrashFolder::writeInfo(const std::string& name, const FileURL& item) {
     const std::string& path = item.path();
     const std::string text = trashInfoText(path.starts_with(top) ? path.substr(top.size()) : path, now());
     writeAll(file, std::as_bytes(std::span(text)), url);
-    if (!isMadeDurable(file) || !isMadeDurable(info_)) {
+    if (!tryMakeDurable(file) || !tryMakeDurable(info_)) {
       throw PosixError(errno, "make durable", url);
     }
   } catch (...) {
@@ -346,7 +329,7 @@ void TrashFolder::writeInfo(const std::string& name, const FileURL& item) {
 // item has left already.
 void TrashFolder::removeInfo(const std::string& name) {
   const std::string fileName = infoFileName(name);
-  const Descriptor file(uninterrupted([&] {
+  const OwnedDescriptor file(retryOnEINTR([&] {
     return openat(info_.number(), fileName.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
   }));
   std::array<char, 32> beginning{};
@@ -354,7 +337,7 @@ void TrashFolder::removeInfo(const std::string& name) {
   if (!file || fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode)) {
     return;
   }
-  const ssize_t size = uninterrupted([&] { return read(file.number(), beginning.data(), beginning.size()); });
+  const ssize_t size = retryOnEINTR([&] { return read(file.number(), beginning.data(), beginning.size()); });
   const auto entry = statusOf(info_.number(), fileName);
   if (size > 0 && isTrashInfo({beginning.data(), static_cast<std::size_t>(size)}) && entry &&
       isSame(status, *entry)) {

@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Platform/Linux/Trash/PathDescriptor.h"
 #include "TolvanderApp/Platform/TrashOperations.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::platform::linux_ {
@@ -50,7 +50,7 @@ class TrashFolder {
   std::vector<app::TrashedItem> items() const;
 
  private:
-  TrashFolder(Descriptor files, Descriptor info, FileURL filesURL, FileURL top)
+  TrashFolder(OwnedDescriptor files, OwnedDescriptor info, FileURL filesURL, FileURL top)
       : files_(std::move(files)),
         info_(std::move(info)),
         filesURL_(std::move(filesURL)),
@@ -60,15 +60,15 @@ class TrashFolder {
   void removeInfo(const std::string& name);
   std::optional<app::TrashedItem> itemOfInfo(const std::string& infoFileName) const;
 
-  Descriptor files_;  // both for reading, so that they can be made durable
-  Descriptor info_;
+  OwnedDescriptor files_;  // both for reading, so that they can be made durable
+  OwnedDescriptor info_;
   FileURL filesURL_;
   FileURL top_;  // what the paths in the info files are relative to
 };
 
 // Renames where nothing bears the new name; on FAT, so that it lasts when the card is pulled out. Throws
 // PosixError: EEXIST, EINVAL where the file system can't rename that way, and others.
-void renameWithoutReplacing(int from, const std::string& name, int to, const std::string& newName,
-                            const FileURL& url);
+void moveExclusively(int from, const std::string& name, int to, const std::string& newName,
+                       const FileURL& url);
 
 }  // namespace tolvander::platform::linux_

@@ -7,11 +7,12 @@
 #include <cerrno>
 #include <utility>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Platform/Linux/Trash/FileIdentity.h"
 #include "Platform/Linux/Trash/PathDescriptor.h"
 #include "Platform/Linux/Trash/TrashFolder.h"
 #include "Platform/Linux/Trash/TrashInfo.h"
+#include "TolvanderCore/Files/DescriptorIO.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/Platform/Volume.h"
 
@@ -21,7 +22,7 @@ namespace {
 
 class ReadingFile final : public app::FileDescriptor {
  public:
-  ReadingFile(Descriptor descriptor, FileURL url)
+  ReadingFile(OwnedDescriptor descriptor, FileURL url)
       : descriptor_(std::move(descriptor)), url_(std::move(url)) {}
 
   app::FileStatus status() override {
@@ -30,27 +31,11 @@ class ReadingFile final : public app::FileDescriptor {
     return *status;
   }
 
-  std::uint64_t fileNumber() override {
-    const auto number = lastingFileNumber(descriptor_.number());
-    require(number.has_value(), "identify");
-    return *number;
-  }
+  std::uint64_t fileNumber() override { return lastingFileNumber(descriptor_, url_); }
 
   void seekToStart() override { require(lseek(descriptor_.number(), 0, SEEK_SET) == 0, "rewind"); }
 
-  std::size_t read(std::span<std::byte> buffer) override {
-    std::size_t filled = 0;
-    while (filled < buffer.size()) {
-      const ssize_t count = uninterrupted(
-          [&] { return ::read(descriptor_.number(), buffer.data() + filled, buffer.size() - filled); });
-      require(count >= 0, "read");
-      if (count == 0) {
-        break;
-      }
-      filled += static_cast<std::size_t>(count);
-    }
-    return filled;
-  }
+  std::size_t read(std::span<std::byte> buffer) override { return readFully(descriptor_, buffer, url_); }
 
  private:
   void require(bool success, std::string_view operation) const {
@@ -59,7 +44,7 @@ class ReadingFile final : public app::FileDescriptor {
     }
   }
 
-  Descriptor descriptor_;
+  OwnedDescriptor descriptor_;
   FileURL url_;
 };
 
@@ -86,7 +71,7 @@ std::unique_ptr<app::FileDescriptor> VolumeTrash::openFile(const app::DirectoryD
                                                            const std::string& name) {
   const PathDescriptor& folder = PathDescriptor::of(parent);
   FileURL url = folder.url().appending(name);
-  Descriptor file(uninterrupted([&] {
+  OwnedDescriptor file(retryOnEINTR([&] {
     return openat(folder.number(), name.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
   }));
   if (!file) {
@@ -119,7 +104,7 @@ void VolumeTrash::renameExclusively(const app::DirectoryDescriptor& from, const 
       throw PosixError(EEXIST, "rename without replacing", source.url().appending(name));
     }
   } else {
-    renameWithoutReplacing(source.number(), name, target.number(), newName, source.url().appending(name));
+    moveExclusively(source.number(), name, target.number(), newName, source.url().appending(name));
   }
 }
 

@@ -12,7 +12,7 @@
 #include <set>
 #include <utility>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/Platform/Volume.h"
 
@@ -259,7 +259,7 @@ class LinuxVolumes::Observation {
   const LinuxVolumes& volumes_;
   Observer onMount_;
   Observer onUnmount_;
-  Descriptor changes_;
+  OwnedDescriptor changes_;
   std::vector<ListedVolume> known_;
   bool hasEnded_ = false;
 };

@@ -9,22 +9,20 @@
 #include <cstdint>
 #include <utility>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Shells/CommandLine/Reports/QuestionText.h"
 #include "TolvanderApp/Concurrency/Background.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 
 namespace tolvander::shell {
 
 using app::Alert;
 using app::Task;
-using platform::linux_::Descriptor;
-using platform::linux_::uninterrupted;
 
 namespace {
 
 // One line from the terminal, without its end. Absent at the end of the input, and when `stop` comes first.
 std::optional<std::string> readLine(int input, const CancellationToken& stop) {
-  const Descriptor stopped(eventfd(0, EFD_CLOEXEC));
+  const OwnedDescriptor stopped(eventfd(0, EFD_CLOEXEC));
   const CancellationCallback wake(stop, [&stopped] {
     const std::uint64_t one = 1;
     static_cast<void>(::write(stopped.number(), &one, sizeof one));
@@ -33,11 +31,11 @@ std::optional<std::string> readLine(int input, const CancellationToken& stop) {
   while (true) {
     std::array<pollfd, 2> events{{{.fd = input, .events = POLLIN, .revents = 0},
                                   {.fd = stopped.number(), .events = POLLIN, .revents = 0}}};
-    if (uninterrupted([&] { return poll(events.data(), events.size(), -1); }) < 0 || events[1].revents != 0) {
+    if (retryOnEINTR([&] { return poll(events.data(), events.size(), -1); }) < 0 || events[1].revents != 0) {
       return std::nullopt;
     }
     char character = 0;
-    if (uninterrupted([&] { return read(input, &character, 1); }) <= 0) {
+    if (retryOnEINTR([&] { return read(input, &character, 1); }) <= 0) {
       return std::nullopt;
     }
     if (character == '\n') {
@@ -59,7 +57,7 @@ TerminalDialogs::TerminalDialogs(Answers answers, CancellationToken stop, Stream
 bool TerminalDialogs::canAsk() const { return isatty(streams_.input) == 1 && isatty(streams_.output) == 1; }
 
 void TerminalDialogs::write(const std::string& text) const {
-  static_cast<void>(uninterrupted([&] { return ::write(streams_.output, text.data(), text.size()); }));
+  static_cast<void>(retryOnEINTR([&] { return ::write(streams_.output, text.data(), text.size()); }));
 }
 
 Task<std::size_t> TerminalDialogs::ask(Alert alert) {

@@ -17,11 +17,11 @@
 #include "Platform/Linux/DBus/BusDispatcher.h"
 #include "Platform/Linux/DBus/BusError.h"
 #include "Platform/Linux/DBus/BusObject.h"
-#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Tests/Support/Doubles/BusThread.h"
 #include "Tests/Support/Doubles/ManualDescriptorWatcher.h"
 #include "Tests/Support/Machine/PrivateBus.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 
 namespace tolvander::tests {
 
@@ -33,7 +33,6 @@ using platform::linux_::BusMethod;
 using platform::linux_::busMethod;
 using platform::linux_::BusObject;
 using platform::linux_::BusVariant;
-using platform::linux_::Descriptor;
 using platform::linux_::ObjectPath;
 using namespace std::chrono_literals;
 
@@ -275,7 +274,7 @@ TEST(BusConnection, waitsForABusThatAcceptsNothingAsLongAsItIsToldTo) {
   place.sun_family = AF_UNIX;
   ASSERT_LT(path.size(), sizeof place.sun_path);
   std::memcpy(place.sun_path, path.data(), path.size());
-  const Descriptor listening(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const OwnedDescriptor listening(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   ASSERT_EQ(bind(listening.number(), reinterpret_cast<const sockaddr*>(&place), sizeof place), 0);
   ASSERT_EQ(listen(listening.number(), 1), 0);
   const auto start = Clock::now();

@@ -14,8 +14,8 @@ namespace fs = std::filesystem;
 
 class LockedFileTest : public testing::Test {
  protected:
-  Descriptor open() const {
-    return Descriptor(::open(file.path().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  OwnedDescriptor open() const {
+    return OwnedDescriptor(::open(file.path().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
   }
 
   tests::TemporaryFolder folder;
@@ -23,20 +23,20 @@ class LockedFileTest : public testing::Test {
 };
 
 TEST_F(LockedFileTest, isStillNamedUntilItIsDeletedOrReplaced) {
-  const Descriptor opened = open();
+  const OwnedDescriptor opened = open();
   EXPECT_TRUE(isStillNamed(opened, file));
   fs::rename(file.path(), (folder / "moved").path());
   EXPECT_FALSE(isStillNamed(opened, file));
-  const Descriptor other = open();
+  const OwnedDescriptor other = open();
   EXPECT_FALSE(isStillNamed(opened, file));
   EXPECT_TRUE(isStillNamed(other, file));
 }
 
 TEST_F(LockedFileTest, isLockedAnewWhereItWasReplacedBetweenOpeningAndLocking) {
   int locked = 0;
-  const Descriptor result = openAndLock(
+  const OwnedDescriptor result = openAndLock(
       file, [&] { return open(); },
-      [&](const Descriptor&) {
+      [&](const OwnedDescriptor&) {
         if (++locked == 1) {
           fs::remove(file.path());
         }
@@ -48,7 +48,7 @@ TEST_F(LockedFileTest, isLockedAnewWhereItWasReplacedBetweenOpeningAndLocking) {
 
 TEST_F(LockedFileTest, isNoneWhereAnotherOneHasTheLock) {
   EXPECT_FALSE(openAndLock(
-      file, [&] { return open(); }, [](const Descriptor&) { return false; }));
+      file, [&] { return open(); }, [](const OwnedDescriptor&) { return false; }));
 }
 
 }  // namespace

@@ -33,7 +33,6 @@ namespace fs = std::filesystem;
 using app::PhotosAuthorizationStatus;
 using platform::linux_::Catalogue;
 using platform::linux_::Database;
-using platform::linux_::Descriptor;
 using platform::linux_::LibraryFolder;
 using platform::linux_::LibraryLock;
 using Case = app::PhotosPlatformError::Case;

@@ -25,7 +25,6 @@ namespace tolvander::tests {
 
 using app::Subscription;
 using app::Task;
-using platform::linux_::Descriptor;
 using platform::linux_::EventLoop;
 using namespace std::chrono_literals;
 
@@ -37,8 +36,8 @@ struct Pipe {
   Pipe() {
     std::array<int, 2> ends{};
     EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
-    readEnd = Descriptor(ends[0]);
-    writeEnd = Descriptor(ends[1]);
+    readEnd = OwnedDescriptor(ends[0]);
+    writeEnd = OwnedDescriptor(ends[1]);
   }
   void put() const { EXPECT_EQ(write(writeEnd.number(), "x", 1), 1); }
   void take() const {
@@ -46,8 +45,8 @@ struct Pipe {
     EXPECT_EQ(read(readEnd.number(), &byte, 1), 1);
   }
 
-  Descriptor readEnd;
-  Descriptor writeEnd;
+  OwnedDescriptor readEnd;
+  OwnedDescriptor writeEnd;
 };
 
 }  // namespace
@@ -208,7 +207,7 @@ TEST(EventLoop, tellsTheWatcherOfAHangUp) {
     watch.end();
     loop.stop();
   });
-  pipe->writeEnd = Descriptor();
+  pipe->writeEnd = OwnedDescriptor();
   loop.run();
 }
 
@@ -243,7 +242,7 @@ TEST(EventLoop, watchesADescriptorAgainAfterTheFormerWatchEnded) {
 
 TEST(EventLoop, refusesToWatchWhatCannotBeWatched) {
   EventLoop loop;
-  const Descriptor regular(open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
+  const OwnedDescriptor regular(open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
   try {
     const Subscription watch = loop.watch(regular.number(), EPOLLIN, [](std::uint32_t) {});
     ADD_FAILURE();
@@ -255,7 +254,7 @@ TEST(EventLoop, refusesToWatchWhatCannotBeWatched) {
 
 TEST(EventLoop, canWatchTheMountTable) {
   EventLoop loop;
-  const Descriptor mounts(open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC));
+  const OwnedDescriptor mounts(open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC));
   const Subscription watch = loop.watch(mounts.number(), EPOLLPRI, [](std::uint32_t) {});
   loop.stop();
   loop.run();

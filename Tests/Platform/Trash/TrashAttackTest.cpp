@@ -16,12 +16,12 @@
 #include <thread>
 #include <vector>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Tests/Support/Application/TrashScene.h"
 #include "Tests/Support/Machine/ChildProcess.h"
 #include "Tests/Support/Machine/LoopVolume.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
 #include "Tests/Support/Machine/Thoroughness.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 
 // Somebody changes the volume just before each single call that moving, restoring and deleting are made of.
 // Never may a file but the recorded one be removed, or come to lie anywhere but where it was put.
@@ -145,7 +145,7 @@ struct Battlefield {
   TrashScene scene;
   FingerprintedMediaFile photo = scene.addPhoto("PICT0001.JPG", photoContent);
   const FileURL original = photo.file.url;
-  const platform::linux_::Descriptor editor{open(original.path().c_str(), O_WRONLY | O_CLOEXEC)};
+  const OwnedDescriptor editor{open(original.path().c_str(), O_WRONLY | O_CLOEXEC)};
   const FileURL trashed = scene.inTrash("PICT0001.JPG");
   const FileURL aside = scene.volume.appending("aside");
   const FileURL outside = scene.volume.appending("outside");

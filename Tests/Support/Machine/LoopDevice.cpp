@@ -13,11 +13,9 @@
 #include <system_error>
 #include <utility>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 
 namespace tolvander::tests {
-
-using platform::linux_::Descriptor;
 
 namespace {
 
@@ -27,8 +25,8 @@ constexpr const char* controlDevice = "/dev/loop-control";
   throw std::runtime_error(step + ": " + std::generic_category().message(errno));
 }
 
-Descriptor opened(const std::string& path) {
-  Descriptor file(open(path.c_str(), O_RDWR | O_CLOEXEC));
+OwnedDescriptor opened(const std::string& path) {
+  OwnedDescriptor file(open(path.c_str(), O_RDWR | O_CLOEXEC));
   if (!file) {
     fail("open " + path);
   }
@@ -38,7 +36,7 @@ Descriptor opened(const std::string& path) {
 FileURL deviceNumbered(int number) { return FileURL("/dev/loop" + std::to_string(number)); }
 
 void detachDevice(const FileURL& device) {
-  const Descriptor file(open(device.path().c_str(), O_RDONLY | O_CLOEXEC));
+  const OwnedDescriptor file(open(device.path().c_str(), O_RDONLY | O_CLOEXEC));
   ioctl(file.number(), LOOP_CLR_FD);
 }
 
@@ -55,7 +53,7 @@ std::optional<std::string> LoopDevice::reasonAgainst() {
 }
 
 LoopDevice::LoopDevice(const FileURL& image) : url_(controlDevice) {
-  const Descriptor control = opened(controlDevice);
+  const OwnedDescriptor control = opened(controlDevice);
   do {
     const int number = ioctl(control.number(), LOOP_CTL_GET_FREE);
     if (number < 0) {
@@ -66,7 +64,7 @@ LoopDevice::LoopDevice(const FileURL& image) : url_(controlDevice) {
 }
 
 LoopDevice::LoopDevice(const FileURL& image, int first) : url_(controlDevice) {
-  const Descriptor control = opened(controlDevice);
+  const OwnedDescriptor control = opened(controlDevice);
   for (int number = first; !madeNumber_; ++number) {
     if (ioctl(control.number(), LOOP_CTL_ADD, number) >= 0) {
       madeNumber_ = number;
@@ -88,7 +86,7 @@ LoopDevice::~LoopDevice() {
 }
 
 void LoopDevice::removeNumbered(int number) {
-  const Descriptor control(open(controlDevice, O_RDWR | O_CLOEXEC));
+  const OwnedDescriptor control(open(controlDevice, O_RDWR | O_CLOEXEC));
   detachDevice(deviceNumbered(number));
   // A file system in a user's process lets go of its device only after it is unmounted.
   const auto isBusy = [&] { return ioctl(control.number(), LOOP_CTL_REMOVE, number) < 0 && errno == EBUSY; };
@@ -100,7 +98,7 @@ void LoopDevice::removeNumbered(int number) {
 
 // Whether it was still free.
 bool LoopDevice::attach(const FileURL& image) {
-  const Descriptor backing = opened(image.path());
+  const OwnedDescriptor backing = opened(image.path());
   loop_config configuration{};
   configuration.fd = static_cast<std::uint32_t>(backing.number());
   isAttached_ = ioctl(opened(url_.path()).number(), LOOP_CONFIGURE, &configuration) == 0;

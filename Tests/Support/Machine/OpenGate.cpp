@@ -12,8 +12,6 @@
 
 namespace tolvander::tests {
 
-using platform::linux_::Descriptor;
-
 namespace {
 
 constexpr int longestWaitMilliseconds = 120'000;
@@ -24,7 +22,7 @@ constexpr int longestWaitMilliseconds = 120'000;
 
 int newGroup() { return fanotify_init(FAN_CLASS_CONTENT | FAN_CLOEXEC, O_RDONLY | O_CLOEXEC | O_LARGEFILE); }
 
-FileURL urlOfOpenFile(const Descriptor& file) {
+FileURL urlOfOpenFile(const OwnedDescriptor& file) {
   const std::filesystem::path link = "/proc/self/fd/" + std::to_string(file.number());
   return FileURL(std::filesystem::read_symlink(link).string());
 }
@@ -32,7 +30,7 @@ FileURL urlOfOpenFile(const Descriptor& file) {
 }  // namespace
 
 std::optional<std::string> OpenGate::reasonAgainst() {
-  if (Descriptor(newGroup()).number() < 0) {
+  if (OwnedDescriptor(newGroup()).number() < 0) {
     return "holding who opens a file needs root and a kernel with fanotify's permission events";
   }
   return std::nullopt;
@@ -63,7 +61,7 @@ FileURL OpenGate::holdNext(const std::function<bool(const FileURL&)>& isMeant) {
     if (ready < 0 || read(group_.number(), &metadata, sizeof metadata) != sizeof metadata) {
       fail("wait at the gate");
     }
-    held_ = Descriptor(metadata.fd);
+    held_ = OwnedDescriptor(metadata.fd);
     const FileURL url = urlOfOpenFile(held_);
     if (isMeant(url)) {
       return url;
@@ -80,7 +78,7 @@ void OpenGate::letIn() {
   if (write(group_.number(), &response, sizeof response) != sizeof response) {
     fail("let somebody in");
   }
-  held_ = Descriptor();
+  held_ = OwnedDescriptor();
 }
 
 }  // namespace tolvander::tests

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::tests {
@@ -31,8 +31,8 @@ class OpenGate {
   void letIn();
 
  private:
-  platform::linux_::Descriptor group_;
-  platform::linux_::Descriptor held_;
+  OwnedDescriptor group_;
+  OwnedDescriptor held_;
 };
 
 }  // namespace tolvander::tests

@@ -16,8 +16,6 @@
 
 namespace tolvander::tests {
 
-using platform::linux_::Descriptor;
-
 namespace {
 
 int newGroup() { return fanotify_init(FAN_CLASS_CONTENT | FAN_CLOEXEC, O_RDONLY | O_CLOEXEC | O_LARGEFILE); }
@@ -53,7 +51,7 @@ void OpenHook::answer() {
     if (read(group_.number(), &event, sizeof event) != sizeof event) {
       return;
     }
-    const Descriptor opened(event.fd);
+    const OwnedDescriptor opened(event.fd);
     function_();
     const fanotify_response response{.fd = event.fd, .response = FAN_ALLOW};
     static_cast<void>(write(group_.number(), &response, sizeof response));

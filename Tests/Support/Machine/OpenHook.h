@@ -5,7 +5,7 @@
 #include <string>
 #include <thread>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::tests {
@@ -28,8 +28,8 @@ class OpenHook {
  private:
   void answer();
 
-  platform::linux_::Descriptor group_;
-  platform::linux_::Descriptor end_;  // readable once the thread is to end
+  OwnedDescriptor group_;
+  OwnedDescriptor end_;  // readable once the thread is to end
   std::function<void()> function_;
   std::thread thread_;
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::tests {
@@ -8,14 +9,11 @@ namespace tolvander::tests {
 class OpenWatch {
  public:
   explicit OpenWatch(const FileURL& url);
-  ~OpenWatch();
-  OpenWatch(const OpenWatch&) = delete;
-  OpenWatch& operator=(const OpenWatch&) = delete;
 
   bool wasOpened() const;
 
  private:
-  int descriptor_;
+  OwnedDescriptor events_;  // of inotify
 };
 
 }  // namespace tolvander::tests

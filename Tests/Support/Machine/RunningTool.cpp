@@ -15,8 +15,6 @@
 
 namespace tolvander::tests {
 
-using platform::linux_::Descriptor;
-
 namespace {
 
 constexpr std::chrono::seconds longestWait(120);
@@ -28,8 +26,8 @@ RunningTool::RunningTool(const std::vector<std::string>& arguments) {
   if (pipe2(ends.data(), O_CLOEXEC) != 0) {
     throw std::runtime_error("no pipe");
   }
-  output_ = Descriptor(ends[0]);
-  const Descriptor input(ends[1]);
+  output_ = OwnedDescriptor(ends[0]);
+  const OwnedDescriptor input(ends[1]);
 
   std::vector<char*> pointers;
   for (const std::string& argument : arguments) {

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 
 namespace tolvander::tests {
 
@@ -46,7 +46,7 @@ class RunningTool {
   TemporaryFolder folder_;
   const FileURL errors_ = folder_ / "errors";
   pid_t process_ = 0;
-  platform::linux_::Descriptor output_;
+  OwnedDescriptor output_;
   std::string read_;  // and not yet passed
   std::string passed_;
 };

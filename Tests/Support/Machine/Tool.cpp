@@ -17,12 +17,10 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "Platform/Linux/Foundation/Descriptor.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
+#include "TolvanderCore/Files/OwnedDescriptor.h"
 
 namespace tolvander::tests {
-
-using platform::linux_::Descriptor;
 
 bool toolExists(const std::string& name) {
   const char* const searchPath = std::getenv("PATH");
@@ -77,7 +75,7 @@ ToolResult runTool(const std::vector<std::string>& arguments,
 }
 
 void interruptWhenItMakes(const FileURL& file, int folderWatch, pid_t process) {
-  const Descriptor end(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
+  const OwnedDescriptor end(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
   std::array<pollfd, 2> events{{{.fd = folderWatch, .events = POLLIN, .revents = 0},
                                 {.fd = end.number(), .events = POLLIN, .revents = 0}}};
   while (access(file.path().c_str(), F_OK) != 0) {
@@ -97,7 +95,7 @@ ToolResult runTool(const std::vector<std::string>& arguments) {
 }
 
 ToolResult runToolInterruptedWhenItMakes(const FileURL& file, const std::vector<std::string>& arguments) {
-  const Descriptor watch(inotify_init1(IN_CLOEXEC));
+  const OwnedDescriptor watch(inotify_init1(IN_CLOEXEC));
   const std::string folder = file.deletingLastPathComponent().path();
   if (inotify_add_watch(watch.number(), folder.c_str(), IN_CREATE) < 0) {
     throw std::runtime_error("the folder can't be watched");
