@@ -16,6 +16,8 @@
 
 namespace tolvander {
 
+class SerialQueue;
+
 // A small local log of what the application did, in which nothing about the user's pictures can stand: a line
 // holds one event of a closed list and at most eight integers under short validated keys. There is no field
 // for a file name, a path, an identifier or the text of an error, so that nobody has to take care at a call.
@@ -108,13 +110,11 @@ class DiagnosticLog {
   std::optional<StorageError> storageFailure() const;
 
  private:
-  class Queue;
-
   FileURL directory_;
   std::int64_t maximumFileBytes_;
   std::int64_t retainedFileCount_;
   std::optional<StorageError> storageFailure_;  // of the queue's thread alone
-  std::unique_ptr<Queue> queue_;                // last: ends before what its blocks use
+  std::unique_ptr<SerialQueue> queue_;          // last: ends before what its jobs use
 };
 
 }  // namespace tolvander

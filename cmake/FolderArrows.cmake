@@ -8,7 +8,7 @@ set(TolvanderCore_folders
   "Platform: Concurrency Foundation"
   "Files: Concurrency Foundation Platform"
   "JSON: Files Foundation"
-  "Diagnostics: Files Foundation JSON Platform"
+  "Diagnostics: Concurrency Files Foundation JSON Platform"
   "Media: Foundation Platform"
   "Camera: Files Foundation JSON Platform"
   "Picture: Concurrency Files Foundation Platform"

@@ -9,16 +9,14 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <condition_variable>
-#include <deque>
 #include <exception>
 #include <iterator>
-#include <mutex>
 #include <span>
 #include <thread>
 #include <utility>
 #include <variant>
 
+#include "TolvanderCore/Concurrency/SerialQueue.h"
 #include "TolvanderCore/Files/DescriptorIO.h"
 #include "TolvanderCore/Foundation/Date.h"
 #include "TolvanderCore/Foundation/LocalDateTime.h"
@@ -293,70 +291,6 @@ std::vector<FileURL> existingFiles(const FileURL& directory, std::int64_t retain
 
 }  // namespace
 
-// Runs blocks one after another, in the order in which they came, on a thread of its own.
-class DiagnosticLog::Queue {
- public:
-  using Block = std::function<void()>;
-
-  Queue() : thread_([this] { run(); }) {}
-
-  // Runs what is left.
-  ~Queue() {
-    {
-      const std::lock_guard lock(mutex_);
-      isEnding_ = true;
-    }
-    changed_.notify_all();
-    thread_.join();
-  }
-
-  Queue(const Queue&) = delete;
-  Queue& operator=(const Queue&) = delete;
-
-  void async(Block block) {
-    {
-      const std::lock_guard lock(mutex_);
-      blocks_.push_back(std::move(block));
-    }
-    changed_.notify_all();
-  }
-
-  // Returns when the block has run.
-  void sync(const Block& block) {
-    bool isDone = false;
-    async([&] {
-      block();
-      const std::lock_guard lock(mutex_);
-      isDone = true;
-      changed_.notify_all();
-    });
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [&] { return isDone; });
-  }
-
- private:
-  void run() {
-    std::unique_lock lock(mutex_);
-    while (true) {
-      changed_.wait(lock, [this] { return isEnding_ || !blocks_.empty(); });
-      if (blocks_.empty()) {
-        return;
-      }
-      const Block block = std::move(blocks_.front());
-      blocks_.pop_front();
-      lock.unlock();
-      block();
-      lock.lock();
-    }
-  }
-
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::deque<Block> blocks_;
-  bool isEnding_ = false;
-  std::thread thread_;  // last: sees the others whole
-};
-
 std::string_view DiagnosticLog::rawValue(Event event) {
   return eventNames.at(static_cast<std::size_t>(event));
 }
@@ -374,7 +308,7 @@ DiagnosticLog::DiagnosticLog(FileURL directory, std::int64_t maximumFileBytes, s
     : directory_(std::move(directory)),
       maximumFileBytes_(std::clamp<std::int64_t>(maximumFileBytes, 256, 16 * 1024 * 1024)),
       retainedFileCount_(std::clamp<std::int64_t>(retainedFileCount, 1, 16)),
-      queue_(std::make_unique<Queue>()) {}
+      queue_(std::make_unique<SerialQueue>()) {}
 
 DiagnosticLog::~DiagnosticLog() = default;
 
@@ -384,7 +318,7 @@ std::optional<FileURL> DiagnosticLog::standardDirectory(const StandardDirectorie
 
 void DiagnosticLog::record(Event event, const Metrics& metrics) noexcept {
   try {
-    queue_->async([this, event, kept = keptMetrics(metrics)] {
+    queue_->post([this, event, kept = keptMetrics(metrics)] {
       try {
         append(directory_, maximumFileBytes_, retainedFileCount_, event, kept);
         storageFailure_.reset();
@@ -401,7 +335,7 @@ void DiagnosticLog::record(Event event, const Metrics& metrics) noexcept {
 
 std::vector<FileURL> DiagnosticLog::files() const {
   std::variant<std::vector<FileURL>, StorageError> outcome;
-  queue_->sync([&] {
+  queue_->runAndWait([&] {
     try {
       outcome = existingFiles(directory_, retainedFileCount_);
     } catch (const StorageError& failure) {
@@ -418,7 +352,7 @@ std::vector<FileURL> DiagnosticLog::files() const {
 
 std::optional<DiagnosticLog::StorageError> DiagnosticLog::storageFailure() const {
   std::optional<StorageError> failure;
-  queue_->sync([&] { failure = storageFailure_; });
+  queue_->runAndWait([&] { failure = storageFailure_; });
   return failure;
 }
 

@@ -35,7 +35,7 @@ PhotoLibrary::RequestID DataRequests::add(const PhotosAssetResource& resource,
     request = lastRequest_;
     cancelled_[request] = isCancelled;
   }
-  thread_.run([this, request, resource, isCancelled, dataReceived = std::move(dataReceived),
+  queue_.post([this, request, resource, isCancelled, dataReceived = std::move(dataReceived),
                completion = std::move(completion)] {
     std::exception_ptr error = answer(resource, *isCancelled, dataReceived);
     forget(request);

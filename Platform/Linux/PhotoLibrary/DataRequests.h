@@ -8,8 +8,8 @@
 
 #include "Platform/Linux/PhotoLibrary/CataloguePool.h"
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
-#include "Platform/Linux/PhotoLibrary/LibraryThread.h"
 #include "TolvanderApp/Platform/PhotoLibrary.h"
+#include "TolvanderCore/Concurrency/SerialQueue.h"
 
 namespace tolvander::platform::linux_ {
 
@@ -45,7 +45,7 @@ class DataRequests {
   std::mutex mutex_;
   app::PhotoLibrary::RequestID lastRequest_ = 0;
   std::map<app::PhotoLibrary::RequestID, Flag> cancelled_;  // of the requests that are open
-  LibraryThread thread_;                                    // last, because its jobs need the others
+  SerialQueue queue_;                                       // last, because its jobs need the others
 };
 
 }  // namespace tolvander::platform::linux_

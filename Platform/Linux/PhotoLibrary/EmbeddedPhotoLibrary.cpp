@@ -61,7 +61,7 @@ PhotosAuthorizationStatus EmbeddedPhotoLibrary::authorizationStatus() {
 }
 
 void EmbeddedPhotoLibrary::requestAuthorization(std::function<void(PhotosAuthorizationStatus)> handler) {
-  changes_.run([this, handler = std::move(handler)] {
+  changes_.post([this, handler = std::move(handler)] {
     const PhotosAuthorizationStatus status = authorizationStatus();
     handler(status == PhotosAuthorizationStatus::notDetermined ? makeLibrary() : status);
   });
@@ -122,7 +122,7 @@ std::exception_ptr EmbeddedPhotoLibrary::requestFailure() {
 }
 
 void EmbeddedPhotoLibrary::performChanges(ChangeBlock block, ChangeCompletion completion) {
-  changes_.run([this, block = std::move(block), completion = std::move(completion)] {
+  changes_.post([this, block = std::move(block), completion = std::move(completion)] {
     ChangeOutcome outcome = change(block);
     completion(outcome.success, std::move(outcome.error));
   });

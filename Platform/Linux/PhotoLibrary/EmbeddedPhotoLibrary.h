@@ -9,10 +9,10 @@
 #include "Platform/Linux/PhotoLibrary/DataRequests.h"
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
 #include "Platform/Linux/PhotoLibrary/LibraryListing.h"
-#include "Platform/Linux/PhotoLibrary/LibraryThread.h"
 #include "Platform/Linux/PhotoLibrary/LibraryWriter.h"
 #include "TolvanderApp/Platform/PhotoLibrary.h"
 #include "TolvanderCore/Concurrency/Cancellation.h"
+#include "TolvanderCore/Concurrency/SerialQueue.h"
 #include "TolvanderCore/Platform/StandardDirectories.h"
 
 namespace tolvander::platform::linux_ {
@@ -112,7 +112,7 @@ class EmbeddedPhotoLibrary final : public app::PhotoLibrary {
   DataRequests requests_;
   std::mutex requestFailureLock_;
   std::exception_ptr requestFailure_;
-  LibraryThread changes_;  // last, because its jobs need the others
+  SerialQueue changes_;  // last, because its jobs need the others
 };
 
 }  // namespace tolvander::platform::linux_

@@ -38,44 +38,6 @@ bool contains(const std::vector<Value>& values, const Value& value) {
 
 }  // namespace
 
-// A thread of the library's own.
-
-ScriptedPhotoLibrary::SerialThread::SerialThread() : thread_([this] { run(); }) {}
-
-ScriptedPhotoLibrary::SerialThread::~SerialThread() {
-  {
-    const std::lock_guard lock(mutex_);
-    isStopping_ = true;
-  }
-  changed_.notify_one();
-  thread_.join();
-}
-
-void ScriptedPhotoLibrary::SerialThread::post(std::function<void()> function) {
-  {
-    const std::lock_guard lock(mutex_);
-    waiting_.push_back(std::move(function));
-  }
-  changed_.notify_one();
-}
-
-void ScriptedPhotoLibrary::SerialThread::run() {
-  std::unique_lock lock(mutex_);
-  while (true) {
-    changed_.wait(lock, [this] { return isStopping_ || !waiting_.empty(); });
-    if (waiting_.empty()) {
-      return;
-    }
-    {
-      const std::function<void()> function = std::move(waiting_.front());
-      waiting_.pop_front();
-      lock.unlock();
-      function();
-    }
-    lock.lock();
-  }
-}
-
 // One change while its block runs.
 
 class ScriptedPhotoLibrary::AssetCreation final : public PhotosAssetCreationRequest {
@@ -218,7 +180,7 @@ class ScriptedPhotoLibrary::Change final : public PhotosChanges {
 };
 
 void ScriptedPhotoLibrary::performChanges(ChangeBlock block, ChangeCompletion completion) {
-  changeThread_.post([this, block = std::move(block), completion = std::move(completion)] {
+  changes_.post([this, block = std::move(block), completion = std::move(completion)] {
     makeChange(block, completion);
   });
 }
@@ -679,7 +641,7 @@ PhotoLibrary::RequestID ScriptedPhotoLibrary::requestData(const PhotosAssetResou
     scripted(request, dataReceived, completion);
     return request;
   }
-  dataThread_.post(
+  deliveries_.post(
       [this, request, resource, dataReceived = std::move(dataReceived), completion = std::move(completion)] {
         deliver(request, resource, dataReceived, completion);
       });

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -11,11 +10,11 @@
 #include <optional>
 #include <set>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "TolvanderApp/Platform/PhotoLibrary.h"
+#include "TolvanderCore/Concurrency/SerialQueue.h"
 
 namespace tolvander::tests {
 
@@ -147,23 +146,6 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
     std::vector<std::string> members;
   };
 
-  // Runs functions one after the other on a thread of its own, and at its end those that are left.
-  class SerialThread {
-   public:
-    SerialThread();
-    ~SerialThread();
-    void post(std::function<void()> function);
-
-   private:
-    void run();
-
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::deque<std::function<void()>> waiting_;
-    bool isStopping_ = false;
-    std::thread thread_;
-  };
-
   class Change;
   class AssetCreation;
   class AlbumCreation;
@@ -214,8 +196,8 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
   std::vector<RequestID> cancelledRequests_;
   RequestID lastRequest_ = 0;
 
-  SerialThread changeThread_;  // last: use all of the above
-  SerialThread dataThread_;
+  SerialQueue changes_;  // last: use all of the above
+  SerialQueue deliveries_;
 };
 
 }  // namespace tolvander::tests
