@@ -18,23 +18,23 @@ namespace tolvander {
 
 class SerialQueue;
 
-// A small local log of what the application did, in which nothing about the user's pictures can stand: a line
-// holds one event of a closed list and at most eight integers under short validated keys. There is no field
-// for a file name, a path, an identifier or the text of an error, so that nobody has to take care at a call.
+// A small local log of what the application did that cannot contain user data: a line holds one event of a
+// closed list and at most eight integers with short validated keys. No field can hold a file name, a path, an
+// identifier or the text of an error.
 //
 // A line is a JSON object with sorted keys, in UTF-8, ended by a line feed:
 //   {"event":"syncStarted","metrics":{"camera_files":12},"time":"2026-03-14T09:26:53.589Z"}
 //
-// Best effort: a failure to write never disturbs the application, it is remembered in `storageFailure` and
-// the line is lost. The files are made, rotated and written on a thread of the log's own, and nothing is
-// buffered: a crash loses at most what that thread had not come to. Several processes may write to one
-// folder. What is no plain file of this user's is never written to, replaced or removed.
+// Best effort: after a failure to write, the line is lost and `storageFailure` returns the error; the
+// application goes on. The log's thread creates, rotates and writes the files without buffering: a crash
+// loses at most the lines that this thread had not written yet. Several processes may write to one folder.
+// Only regular files that belong to this user are written to, replaced or removed.
 //
-// There is none for the whole process. A shell makes one for the home that it runs in and passes it to
-// whoever records, so that a process with a home of its own (a test, `--home`) leaves the user's log alone.
+// There is no global log. A shell makes one for its home and passes it on, so that a process with another
+// home (a test, `--home`) doesn't write to the user's log.
 class DiagnosticLog {
  public:
-  // In the order of the flows that record them. The name in a line is the case's name.
+  // In the order of the flows that record them. A line has the name of the enumerator.
   enum class Event : std::uint8_t {
     appLaunched,
     appTerminated,
@@ -80,41 +80,42 @@ class DiagnosticLog {
   static constexpr std::int64_t standardMaximumFileBytes = 512 * 1024;
   static constexpr std::int64_t standardRetainedFileCount = 4;
 
-  // Touches no file. `maximumFileBytes`, the most that one file holds, counts as at least 256 and at most 16
-  // MiB; `retainedFileCount`, the number of files kept, the active one included, as 1 to 16.
+  // Accesses no file. `maximumFileBytes`, the largest size of one file, is clamped to 256 bytes to 16 MiB;
+  // `retainedFileCount`, the number of files kept, including the active one, to 1 to 16.
   explicit DiagnosticLog(FileURL directory, std::int64_t maximumFileBytes = standardMaximumFileBytes,
                          std::int64_t retainedFileCount = standardRetainedFileCount);
 
-  // Writes what has been recorded, and waits for it.
+  // Waits until all recorded lines are written.
   ~DiagnosticLog();
   DiagnosticLog(const DiagnosticLog&) = delete;
   DiagnosticLog& operator=(const DiagnosticLog&) = delete;
 
-  // Where the log of a home belongs; absent where the user has no home.
+  // The folder of the log in the user's home; absent if the user has no home.
   static std::optional<FileURL> standardDirectory(const StandardDirectories& directories);
 
   const FileURL& directory() const { return directory_; }
   std::int64_t maximumFileBytes() const { return maximumFileBytes_; }
   std::int64_t retainedFileCount() const { return retainedFileCount_; }
 
-  // Leaves a line, in the order of the calls. On any thread; returns at once and can't fail. A metric whose
-  // key is not an ASCII letter followed by up to 31 ASCII letters, digits or "_" is dropped in silence; of
-  // the others the eight that sort first are kept.
+  // Adds a line; lines are written in the order of the calls. On any thread; returns at once. Metrics whose
+  // key isn't an ASCII letter followed by up to 31 ASCII letters, digits or "_" are dropped silently; of the
+  // others, the eight whose keys sort first are kept.
   void record(Event event, const Metrics& metrics = {}) noexcept;
 
-  // The log's files, the newest first, the active one among them in any case. Waits for every line recorded
-  // before. On any thread. Throws StorageError.
+  // The log's files, the newest first, including the active one, which is created if it is missing. Waits
+  // for every line recorded before. On any thread. Throws StorageError.
   std::vector<FileURL> files() const;
 
-  // Why the last line was not written; absent after one that was. Waits for every line recorded before.
+  // Why the last line could not be written; absent if it was. Waits for every line recorded before. On any
+  // thread.
   std::optional<StorageError> storageFailure() const;
 
  private:
   FileURL directory_;
   std::int64_t maximumFileBytes_;
   std::int64_t retainedFileCount_;
-  std::optional<StorageError> storageFailure_;  // of the queue's thread alone
-  std::unique_ptr<SerialQueue> queue_;          // last: ends before what its jobs use
+  std::optional<StorageError> storageFailure_;  // used on the queue's thread only
+  std::unique_ptr<SerialQueue> queue_;          // declared last: its jobs use the others
 };
 
 }  // namespace tolvander

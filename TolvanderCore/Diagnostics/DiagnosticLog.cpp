@@ -34,7 +34,7 @@ using Case = StorageError::Case;
 
 constexpr std::size_t largestKey = 32;  // bytes
 constexpr std::size_t mostMetrics = 8;
-constexpr std::size_t largestLine = 2048;  // bytes, the line feed among them
+constexpr std::size_t largestLine = 2048;  // bytes, including the line feed
 
 constexpr std::array<std::string_view, 21> eventNames = {"appLaunched",
                                                          "appTerminated",
@@ -84,7 +84,7 @@ Metrics keptMetrics(const Metrics& metrics) {
   return kept;
 }
 
-// "2026-03-14T09:26:53.589Z": ISO 8601 with milliseconds, cut off towards the past.
+// "2026-03-14T09:26:53.589Z": ISO 8601 with milliseconds, rounded down.
 std::string timeText(Date date) {
   using namespace std::chrono;
   constexpr std::size_t digits = 3;
@@ -111,8 +111,8 @@ std::string lineText(Event event, const Metrics& metrics, const std::string& tim
          "\n";
 }
 
-// With as many of the metrics, in the order of their keys, as fit into `mostBytes`. One without any is as
-// long as it is.
+// With as many of the metrics, in the order of their keys, as fit into `mostBytes`. A line without metrics is
+// never shortened.
 std::string fittingLine(Event event, Metrics metrics, std::size_t mostBytes) {
   const std::string time =
       timeText(std::chrono::time_point_cast<Date::duration>(std::chrono::system_clock::now()));
@@ -132,7 +132,7 @@ bool isPlainFileOfThisUser(const struct stat& status) {
   return S_ISREG(status.st_mode) && status.st_nlink == 1 && status.st_uid == geteuid();
 }
 
-// With the folders above it. All of them are for this user alone.
+// Creates the folder and the missing ones above it. Only this user may enter them.
 void createPrivateDirectories(const FileURL& directory) {
   constexpr mode_t thisUserAlone = 0700;
   if (mkdir(directory.path().c_str(), thisUserAlone) == 0 || errno == EEXIST) {
@@ -147,8 +147,8 @@ void createPrivateDirectories(const FileURL& directory) {
   }
 }
 
-// The log's folder for one write or one look, held against other processes: the others wait, so that none
-// rotates between this one's look at a size and its write. A file system without locks goes without.
+// The log's folder, locked for one write or one listing, so that no other process rotates the files between
+// this one's check of a size and its write. On a file system without locks it isn't locked.
 class LogFolder {
  public:
   LogFolder(const FileURL& directory, std::int64_t retainedFileCount)
@@ -156,14 +156,14 @@ class LogFolder {
     takeLock();
   }
 
-  // Every file that may be there is one of the log's own, or nothing is written at all.
+  // Throws unless every file with a name of the log is a regular file of this user.
   void validateAll() const {
     for (std::int64_t index = 0; index < retainedFileCount_; ++index) {
       validateExisting(index);
     }
   }
 
-  // Absent where there is no such file.
+  // The status of one file; absent if there is none. Throws like validateAll.
   std::optional<struct stat> validateExisting(std::int64_t index) const {
     struct stat status {};
     if (fstatat(folder_.number(), nameOf(index).c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
@@ -178,7 +178,7 @@ class LogFolder {
     return status;
   }
 
-  // The active file, for appending; made where it isn't there.
+  // Opens the active file for appending; creates it if it is missing.
   OwnedDescriptor openActive() const {
     constexpr mode_t thisUserAlone = 0600;
     constexpr int flags = O_WRONLY | O_NONBLOCK | O_APPEND | O_NOFOLLOW | O_CLOEXEC | O_CREAT;
@@ -196,7 +196,7 @@ class LogFolder {
     return file;
   }
 
-  // Every file gets the next higher number, and the last one goes.
+  // Renames every file to the next higher number, and removes the last one.
   void rotate() const {
     const std::int64_t last = retainedFileCount_ - 1;
     if (validateExisting(last) && unlinkat(folder_.number(), nameOf(last).c_str(), 0) != 0) {
@@ -231,8 +231,8 @@ class LogFolder {
     return folder;
   }
 
-  // Waits for another process's write, which takes a moment, but not for ever: one that was stopped in the
-  // middle must not keep this one from ending.
+  // Waits at most a second for another process: one that was suspended while it had the lock must not keep
+  // this one from ending.
   void takeLock() const {
     constexpr int mostAttempts = 200;
     constexpr auto pause = std::chrono::milliseconds(5);
@@ -249,8 +249,8 @@ class LogFolder {
   std::int64_t retainedFileCount_;
 };
 
-// Appends the line as a whole. Of one that breaks off (on a full disk) no part stays, or the next line would
-// stand in its middle.
+// Appends the whole line, or nothing: a part of a line (on a full disk) is removed again, because the next
+// line would be appended to it.
 void appendLine(const OwnedDescriptor& file, std::string_view line, const FileURL& url) {
   struct stat before {};
   const bool isSizeKnown = fstat(file.number(), &before) == 0;
@@ -329,7 +329,7 @@ void DiagnosticLog::record(Event event, const Metrics& metrics) noexcept {
       }
     });
   } catch (const std::exception&) {
-    return;  // no memory for a line, which is then lost
+    return;  // out of memory: the line is lost
   }
 }
 

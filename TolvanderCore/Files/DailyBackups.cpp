@@ -19,7 +19,7 @@ bool isDay(std::string_view text) {
   return localDateTimeFromText(std::string(text) + "T00:00:00Z", "0000-00-00T00:00:00Z").has_value();
 }
 
-// That of a file that is gone by now is as old as can be.
+// The earliest date for a file that was removed in the meantime.
 Date modificationDate(const FileURL& file) {
   try {
     return fileResourceValues(file).contentModificationDate.value_or(Date());

@@ -12,13 +12,13 @@ namespace tolvander {
 
 // When a backup of a file is made.
 enum class BackupRule {
-  onceADay,      // where its day has none
-  afterChanges,  // also in place of its day's, where the file was changed after that was made
+  onceADay,      // if the day has no backup yet
+  afterChanges,  // also if the file changed after the backup of the day was made, which is then replaced
 };
 
-// Where the daily copies of one file lie: in the folder "Backups" beside it, under its name with the day in
-// the user's zone, such as "history 2026-11-20.json". Other files there are left alone. A value; safe on
-// every thread.
+// The daily backups of one file: in the folder "Backups" beside it, named after the file with the day in the
+// user's time zone, such as "history 2026-11-20.json". Other files in that folder are left alone. A value;
+// safe on every thread.
 class DailyBackups {
  public:
   static constexpr std::size_t mostKept = 7;
@@ -27,18 +27,19 @@ class DailyBackups {
 
   const FileURL& folder() const { return folder_; }
 
-  // The copy of that day, whether it is there or not.
+  // The path of the backup of that day, whether it exists or not.
   FileURL ofDay(Date date) const;
 
-  // The newest first, by modification date and then by name. None where the folder can't be read.
+  // The existing backups, newest first, by modification date and then by name. Empty if the folder can't be
+  // read.
   std::vector<FileURL> all() const;
   std::optional<FileURL> newest() const;
 
-  // Whether the backup of that day is to be made of a file that was changed at `changed`.
+  // Whether the backup of `day` is to be made, given when the file was last changed.
   bool isDue(Date day, Date changed, BackupRule rule) const;
 
-  // Removes all but the newest seven, of which `made`, just made, is the newest. Those that are dated later
-  // come from a time when the clock was ahead, and count as the oldest. One that can't be removed stays.
+  // Removes all backups but `made`, which was just made, and the newest six others. Backups dated after
+  // `made` were made while the clock was wrong, and count as the oldest. Ignores failures to remove one.
   void removeOldOnes(const FileURL& made) const;
 
  private:

@@ -7,7 +7,7 @@
 
 namespace tolvander {
 
-// The day of `date` in `zone`, as names of files and folders have it: "2026-11-20".
+// The day of `date` in `zone` for names of files and folders: "2026-11-20".
 std::string dayText(Date date, const TimeZone& zone);
 
 }  // namespace tolvander

@@ -11,24 +11,24 @@
 
 namespace tolvander {
 
-// Fingerprints decide whether a file has been imported; names and dates never do. A fingerprint is the
-// SHA-256 of bytes as 64 lower-case hexadecimal digits, compared as plain text. Stateless and safe on every
-// thread.
+// Fingerprints, not names or dates, decide whether a file was imported before. A fingerprint is the SHA-256
+// (RFC 6234) of bytes as 64 lower-case hexadecimal digits, compared as text. Stateless; safe on every thread.
 class FileFingerprinter {
  public:
   FileFingerprinter() = delete;
 
-  // Of bytes in memory. Throws CancellationError, looked for before every mebibyte.
+  // Of bytes in memory. Throws CancellationError, checked before every mebibyte.
   static std::string sha256(std::span<const std::byte> bytes, const CancellationToken& token = {});
 
-  // Of a whole file, in memory of one chunk (WholeFile's part) whatever its size. Blocks. Throws PosixError
-  // where the file can't be opened or read, MediaStagingError::sourceChanged where it hasn't as many bytes as
-  // it said when it was opened, and CancellationError, looked for after each chunk.
+  // Of a whole file; a file of any size needs the memory of one part of WholeFile. Blocks. Throws PosixError
+  // if the file can't be opened or read, MediaStagingError::sourceChanged if its size changed after it was
+  // opened, and CancellationError, checked before each part.
   static std::string sha256(const FileURL& url, const CancellationToken& token = {});
 
-  // The same of a file that is open and has not been read.
+  // Of an open file that has not been read yet. Throws as above.
   static std::string sha256(WholeFile& file, const CancellationToken& token = {});
 
+  // A digest as 64 lower-case hexadecimal digits.
   static std::string text(const SHA256::Digest& digest);
 };
 

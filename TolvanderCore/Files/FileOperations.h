@@ -7,26 +7,26 @@
 
 namespace tolvander {
 
-// Changes to the file tree that need no power-loss promise. All throw PosixError and are safe on every
+// Changes to the file tree that needn't survive a power loss. All throw PosixError, and are safe on every
 // thread.
 
-// Creates one folder that only this user may enter, in a folder that exists. EEXIST where there is something
-// already.
+// Creates one folder that only this user may enter. The folder above it must exist. EEXIST if the name is
+// taken.
 void createPrivateDirectory(const FileURL& directory);
 
-// Removes a file, a link (and not what it leads to), or a folder with everything in it. Nothing there is no
-// error.
+// Removes a file, a symbolic link (not its target), or a folder with everything in it. Does nothing if there
+// is nothing of this name.
 void removeItem(const FileURL& url);
 
-// The same where a failure is no matter, because another one is on its way or because what stays is swept
-// later.
+// The same for callers that can ignore a failure: because they report an earlier one, or because leftovers
+// are removed later.
 void removeItemIgnoringErrors(const FileURL& url) noexcept;
 
 void setContentModificationDate(const FileURL& url, Date date);
 
-// Throws PosixError ENOSPC where the file system of an existing folder says that it has not room for so many
-// bytes. Some file systems don't say it, and quotas don't show: writing can fail for want of room all the
-// same.
+// Throws PosixError ENOSPC if the file system of an existing folder reports less free space than `byteCount`
+// bytes. Some file systems report nothing, and quotas aren't included, so that writing can still fail for
+// lack of space.
 void requireFreeSpace(const FileURL& folder, std::uint64_t byteCount);
 
 }  // namespace tolvander

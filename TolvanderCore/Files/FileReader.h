@@ -10,28 +10,29 @@
 
 namespace tolvander {
 
-// Reads one regular file from its start. Follows symbolic links. The descriptor is not inherited by child
-// processes.
+// Reads one regular file from its start. Follows symbolic links. Child processes don't inherit the
+// descriptor. For one thread at a time, except readAt.
 class FileReader {
  public:
-  // Throws PosixError when the file can't be opened; EINVAL for a pipe, a socket or a device, on which
-  // opening or reading could wait for ever.
+  // Throws PosixError: that of open(2), or EINVAL for a pipe, a socket or a device, because opening or
+  // reading one could block forever.
   explicit FileReader(const FileURL& url);
 
-  // How many bytes the file has at this moment. Throws PosixError.
+  // The size of the file at this moment, in bytes. Throws PosixError.
   std::size_t size() const;
 
   const FileURL& url() const { return url_; }
 
   // Reads into `buffer` until it is full or the file ends, and returns the number of bytes read: 0 only at
-  // the end of the file (or for an empty buffer). Throws PosixError. Never maps the file: a camera that is
-  // pulled out has to end in an error and not in a signal.
+  // the end of the file (or for an empty buffer). Throws PosixError. Doesn't map the file into memory: then
+  // unplugging the camera would end the process with a signal instead of an error.
   std::size_t read(std::span<std::byte> buffer);
 
-  // The same from `offset` on, a place of its own that read() doesn't move. Safe on several threads at once.
+  // The same from `offset` on, in bytes from the start. Neither uses nor changes the position of read(). Safe
+  // on several threads at once.
   std::size_t readAt(std::uint64_t offset, std::span<std::byte> buffer) const;
 
-  // Everything from here to the end, in memory. Throws PosixError.
+  // Reads everything from the current position to the end into memory. Throws PosixError.
   std::vector<std::byte> readToEnd();
 
  private:

@@ -8,18 +8,19 @@
 
 namespace tolvander {
 
-// Writes one new file from its start. The descriptor is not inherited by child processes. Nothing is promised
-// about power loss.
+// Writes one new file from its start. Child processes don't inherit the descriptor. The file may be lost or
+// incomplete after a power loss. For one thread at a time.
 class FileWriter {
  public:
-  // Creates the file. Throws PosixError, with EEXIST where there is something of this name already, be it a
-  // link.
+  // Creates the file. Throws PosixError; EEXIST if anything has this name already, including a dangling
+  // symbolic link.
   explicit FileWriter(const FileURL& url);
 
   // Appends all of the bytes. Throws PosixError.
   void write(std::span<const std::byte> bytes);
 
-  // To be called once, after the last write: some failures of writing are only told then. Throws PosixError.
+  // To be called once, after the last write: the system reports some failed writes only then. Throws
+  // PosixError.
   void close();
 
  private:

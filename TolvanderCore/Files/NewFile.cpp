@@ -1,10 +1,9 @@
 #include "TolvanderCore/Files/NewFile.h"
 
-#include <algorithm>
-
 #include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/Files/FileOperations.h"
 #include "TolvanderCore/Files/FileWriter.h"
+#include "TolvanderCore/Files/Pieces.h"
 #include "TolvanderCore/Files/WholeFile.h"
 #include "TolvanderCore/MediaStagingError.h"
 
@@ -12,18 +11,7 @@ namespace tolvander {
 
 namespace {
 
-constexpr std::size_t chunkSize = 1'048'576;
-
-void writeInChunks(FileWriter& file, std::span<const std::byte> bytes, const CancellationToken& token) {
-  while (!bytes.empty()) {
-    token.throwIfCancelled();
-    const auto chunk = bytes.first(std::min(bytes.size(), chunkSize));
-    file.write(chunk);
-    bytes = bytes.subspan(chunk.size());
-  }
-}
-
-// Makes a file of what `write` puts into it, or none.
+// Creates a file and calls `write` to fill it. Removes the file if that fails.
 template <typename Write>
 void makeNewFile(const FileURL& url, const Write& write) {
   FileWriter file(url);
@@ -39,7 +27,9 @@ void makeNewFile(const FileURL& url, const Write& write) {
 }  // namespace
 
 void writeNewFile(const FileURL& url, std::span<const std::byte> bytes, const CancellationToken& token) {
-  makeNewFile(url, [&](FileWriter& file) { writeInChunks(file, bytes, token); });
+  makeNewFile(url, [&](FileWriter& file) {
+    forEachPiece(bytes, token, [&](std::span<const std::byte> piece) { file.write(piece); });
+  });
 }
 
 void copyToNewFile(const FileURL& source, const FileURL& url, std::string_view expectedFingerprint,

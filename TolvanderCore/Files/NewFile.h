@@ -9,14 +9,15 @@
 
 namespace tolvander {
 
-// Makes a file of `bytes` where nothing is yet: whatever has that name already, a link that leads nowhere
-// among it, stays as it is. Others may see the file grow; when it can't be completed, it is gone again. Not
-// made durable. Throws PosixError (EEXIST where something is there), and CancellationError, looked for before
-// every mebibyte.
+// Creates a file with the content `bytes`. Anything that has this name already, including a dangling symbolic
+// link, stays as it is. Other processes may see the file while it grows; if it can't be completed, it is
+// removed. Not made durable. Throws PosixError (EEXIST if the name is taken), and CancellationError, checked
+// before every mebibyte.
 void writeNewFile(const FileURL& url, std::span<const std::byte> bytes, const CancellationToken& token = {});
 
-// Makes a copy of a file of any size in the same way. Throws also MediaStagingError::sourceChanged where the
-// file's SHA-256 isn't `expectedFingerprint`, and what WholeFile throws.
+// Creates a copy of a file of any size in the same way. Also throws MediaStagingError::sourceChanged if the
+// file's SHA-256 isn't `expectedFingerprint` (64 lower-case hexadecimal digits), PosixError ENOSPC if the
+// copy doesn't fit, and what WholeFile throws.
 void copyToNewFile(const FileURL& source, const FileURL& url, std::string_view expectedFingerprint,
                    const CancellationToken& token = {});
 

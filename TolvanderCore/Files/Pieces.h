@@ -8,8 +8,8 @@
 
 namespace tolvander {
 
-// Calls `use` with one piece of `bytes` after the other, and looks for a cancellation before each. A piece is
-// at most a mebibyte, which takes a few milliseconds to hash or copy. Throws CancellationError.
+// Calls `use` with one piece of `bytes` after the other. A piece has at most 1 MiB, which takes a few
+// milliseconds to hash or copy. Throws CancellationError, checked before each piece, and what `use` throws.
 template <typename Use>
 void forEachPiece(std::span<const std::byte> bytes, const CancellationToken& token, Use use) {
   constexpr std::size_t pieceSize = 1'048'576;

@@ -12,12 +12,12 @@
 
 namespace tolvander {
 
-// A file that is read once, from its start to its end, and that has to have as many bytes as it said when it
-// was opened. One that grows or shrinks meanwhile, or that doesn't tell its true size, is an error and no
-// endless read. For one thread at a time.
+// A file that is read once, from its start to its end, and must have exactly the size that it had when it was
+// opened. If it grows or shrinks while it is read, or reports a wrong size, that is an error; so a file that
+// grows without end is not read without end. For one thread at a time.
 class WholeFile {
  public:
-  // Follows links. Throws PosixError where it can't be opened; EINVAL for a pipe, a socket or a device.
+  // Follows symbolic links. Throws PosixError: that of open(2), or EINVAL for a pipe, a socket or a device.
   explicit WholeFile(const FileURL& url);
 
   // The size in bytes when the file was opened.
@@ -25,14 +25,14 @@ class WholeFile {
 
   using PartHandler = std::function<void(std::span<const std::byte> part)>;
 
-  // Gives the bytes in their order, in parts of at most 256 KiB that are valid during the call, so that a
-  // file of any size takes the memory of one part. To be called once. Throws
-  // MediaStagingError::sourceChanged, PosixError where the file can't be read (EISDIR for a folder),
-  // CancellationError, looked for before each part is given, and what the handler throws.
+  // Calls `handle` with the bytes in their order, in parts of at most 256 KiB that are valid during the call,
+  // so that a file of any size needs the memory of one part. To be called once. Throws
+  // MediaStagingError::sourceChanged if the size changed, PosixError if the file can't be read (EISDIR for a
+  // folder), CancellationError, checked before each part, and what the handler throws.
   void forEachPart(const PartHandler& handle, const CancellationToken& token);
 
-  // All of the bytes in memory. The caller makes sure that they fit there. Instead of forEachPart, which says
-  // what is thrown.
+  // Reads all of the bytes into memory; the caller makes sure that they fit. To be called once, instead of
+  // forEachPart. Throws what forEachPart throws.
   std::vector<std::byte> contents(const CancellationToken& token);
 
  private:
