@@ -31,7 +31,7 @@ class GreatLibrary {
  public:
   GreatLibrary() {
     std::filesystem::create_directories(root.path());
-    Database database(file, Database::Opening::existingOrNew, std::chrono::milliseconds(0));
+    Database database(file, Database::OpenMode::existingOrNew, std::chrono::milliseconds(0));
     platform::linux_::upgradeCatalogue(database);
     database.run("PRAGMA synchronous=OFF; PRAGMA foreign_keys=OFF");
     platform::linux_::Transaction transaction(database, platform::linux_::Transaction::Kind::writing);
@@ -55,7 +55,7 @@ class GreatLibrary {
                  std::string(inSixDays));
     transaction.commit();
     writeOriginals(database);
-    database.takeLogOverWhenClosed();
+    database.checkpointOnClose();
   }
 
   // Six days in the middle have 751 assets.
@@ -89,7 +89,7 @@ const GreatLibrary& greatLibrary() {
 void compare(benchmark::State& state, const std::function<std::size_t(EmbeddedPhotoLibrary&)>& fetch,
              const std::function<std::size_t(Database&)>& plain) {
   EmbeddedPhotoLibrary library(greatLibrary().root);
-  Database database(greatLibrary().file, Database::Opening::existing, std::chrono::milliseconds(0));
+  Database database(greatLibrary().file, Database::OpenMode::existing, std::chrono::milliseconds(0));
   if (fetch(library) != plain(database)) {
     state.SkipWithError("the two found different things");
     return;
@@ -167,7 +167,7 @@ void fetchNewest3000OfAMillion(benchmark::State& state) {
 BENCHMARK(fetchNewest3000OfAMillion)->UseManualTime()->Unit(benchmark::kMicrosecond);
 
 std::vector<std::string> fiveThousandIdentifiers() {
-  Database database(greatLibrary().file, Database::Opening::existing, std::chrono::milliseconds(0));
+  Database database(greatLibrary().file, Database::OpenMode::existing, std::chrono::milliseconds(0));
   std::vector<std::string> identifiers;
   Rows rows = database.query("SELECT identifier FROM assets WHERE id % 200 = 1");
   while (rows.next()) {

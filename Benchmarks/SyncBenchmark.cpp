@@ -197,7 +197,7 @@ constexpr std::int64_t recordsOfHistory = 20'000;
 // Pictures of the years before the card's, of another camera: none has to be read to know that it is another
 // one.
 void fillLibrary(const FileURL& file) {
-  Database database(file, Database::Opening::existing, std::chrono::milliseconds(0));
+  Database database(file, Database::OpenMode::existing, std::chrono::milliseconds(0));
   database.run("PRAGMA synchronous=OFF");
   Transaction transaction(database, Transaction::Kind::writing);
   const std::string numbers =

@@ -11,6 +11,6 @@
 #include "TolvanderApp/Concurrency/Task.h"
 #include "Samples/Bytes.h"
 #include "Descriptor.h"
-#include "Platform/Linux/Foundation/Releasing.h"
+#include "Platform/Linux/Foundation/CHandleDeleter.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 #include "TolvanderApp/Platform/../AppModel.h"

@@ -9,7 +9,7 @@
 #include <set>
 #include <string>
 
-#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
+#include "Platform/Linux/PhotoLibrary/RenameToFreeName.h"
 #include "Tests/Fault/PowerCut.h"
 #include "Tests/Support/Application/EmbeddedLibrary.h"
 #include "Tests/Support/Machine/FaultInjection.h"

@@ -22,7 +22,7 @@ using platform::linux_::CatalogueContents;
 using platform::linux_::LibraryRebuild;
 using platform::linux_::RebuildPlan;
 
-constexpr std::chrono::seconds patience(5);
+constexpr std::chrono::seconds busyTimeout(5);
 
 class LibraryRecoveryFaults : public testing::Test {
  protected:
@@ -53,7 +53,7 @@ class LibraryRecoveryFaults : public testing::Test {
   }
 
   RebuildPlan rebuild() const {
-    LibraryRebuild rebuild(root, {}, patience);
+    LibraryRebuild rebuild(root, {}, busyTimeout);
     const RebuildPlan plan = rebuild.plan({}, [](const auto&) {});
     if (plan.isNeeded) {
       rebuild.carryOut(day(1));

@@ -16,9 +16,9 @@ std::uint64_t microseconds(Clock::duration duration) {
 }
 
 // sd-bus itself would wait for minutes for a bus that accepts nothing.
-void waitUntilAccepted(sd_bus* bus, std::chrono::milliseconds patience) {
+void waitUntilAccepted(sd_bus* bus, std::chrono::milliseconds timeout) {
   constexpr const char* step = "connect to the bus";
-  const auto deadline = Clock::now() + patience;
+  const auto deadline = Clock::now() + timeout;
   while (checkedBusResult(sd_bus_is_ready(bus), step) == 0) {
     const bool hasAdvanced = checkedBusResult(sd_bus_process(bus, nullptr), step) > 0;
     const auto left = deadline - Clock::now();
@@ -48,33 +48,33 @@ class ErrorReply {
 
 }  // namespace
 
-void BusConnection::Closing::operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
+void BusConnection::Deleter::operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
 
-BusConnection::BusConnection(sd_bus* bus, std::chrono::milliseconds patience) : bus_(bus) {
-  waitUntilAccepted(bus, patience);
+BusConnection::BusConnection(sd_bus* bus, std::chrono::milliseconds timeout) : bus_(bus) {
+  waitUntilAccepted(bus, timeout);
 }
 
-BusConnection BusConnection::toSystemBus(std::chrono::milliseconds patience) {
+BusConnection BusConnection::toSystemBus(std::chrono::milliseconds timeout) {
   sd_bus* bus = nullptr;
   checkedBusResult(sd_bus_open_system(&bus), "open the system bus");
-  return {bus, patience};
+  return {bus, timeout};
 }
 
-BusConnection BusConnection::toSessionBus(std::chrono::milliseconds patience) {
+BusConnection BusConnection::toSessionBus(std::chrono::milliseconds timeout) {
   sd_bus* bus = nullptr;
   checkedBusResult(sd_bus_open_user(&bus), "open the session bus");
-  return {bus, patience};
+  return {bus, timeout};
 }
 
-BusConnection BusConnection::toBusAt(const std::string& address, std::chrono::milliseconds patience) {
+BusConnection BusConnection::toBusAt(const std::string& address, std::chrono::milliseconds timeout) {
   const std::string step = "open the bus at " + address;
   sd_bus* made = nullptr;
   checkedBusResult(sd_bus_new(&made), step);
-  std::unique_ptr<sd_bus, Closing> bus(made);
+  std::unique_ptr<sd_bus, Deleter> bus(made);
   checkedBusResult(sd_bus_set_address(bus.get(), address.c_str()), step);
   checkedBusResult(sd_bus_set_bus_client(bus.get(), 1), step);
   checkedBusResult(sd_bus_start(bus.get()), step);
-  return {bus.release(), patience};
+  return {bus.release(), timeout};
 }
 
 BusMessage BusConnection::makeMessage(const BusCall& call) const {
@@ -86,10 +86,10 @@ BusMessage BusConnection::makeMessage(const BusCall& call) const {
   return BusMessage(message);
 }
 
-BusMessage BusConnection::send(const BusMessage& message, std::chrono::milliseconds patience) {
+BusMessage BusConnection::send(const BusMessage& message, std::chrono::milliseconds timeout) {
   ErrorReply error;
   sd_bus_message* reply = nullptr;
-  const int result = sd_bus_call(handle(), message.handle(), microseconds(patience), error.get(), &reply);
+  const int result = sd_bus_call(handle(), message.handle(), microseconds(timeout), error.get(), &reply);
   if (result < 0) {
     throw error.isSet() ? error.toThrow() : BusError::ofResult(result, "call a method");
   }

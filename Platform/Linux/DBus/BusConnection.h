@@ -18,7 +18,7 @@ struct BusCall {
   ObjectPath path;
   std::string interface;
   std::string method;
-  std::chrono::milliseconds patience{};
+  std::chrono::milliseconds timeout{};
 };
 
 // A connection to a message bus, through libsystemd's sd-bus. All operations block and throw BusError. Any
@@ -29,12 +29,12 @@ struct BusCall {
 // hasn't taken yet are lost.
 class BusConnection {
  public:
-  // Connects, and waits until the bus has accepted the connection, for no longer than `patience`. The system
+  // Connects, and waits until the bus has accepted the connection, for no longer than `timeout`. The system
   // bus is at $DBUS_SYSTEM_BUS_ADDRESS or its standard place, the session's at $DBUS_SESSION_BUS_ADDRESS or
   // $XDG_RUNTIME_DIR/bus. An address is such as in these variables, "unix:path=/run/user/1000/bus".
-  static BusConnection toSystemBus(std::chrono::milliseconds patience);
-  static BusConnection toSessionBus(std::chrono::milliseconds patience);
-  static BusConnection toBusAt(const std::string& address, std::chrono::milliseconds patience);
+  static BusConnection toSystemBus(std::chrono::milliseconds timeout);
+  static BusConnection toSessionBus(std::chrono::milliseconds timeout);
+  static BusConnection toBusAt(const std::string& address, std::chrono::milliseconds timeout);
 
   // Calls a method and returns its result; the service is started where the bus can. `Result` is void, which
   // ignores what is answered, or the one type that the method returns. Besides the errors of services there
@@ -44,7 +44,7 @@ class BusConnection {
   Result call(const BusCall& call, const Arguments&... arguments) {
     BusMessage message = makeMessage(call);
     message.append(arguments...);
-    BusMessage reply = send(message, call.patience);
+    BusMessage reply = send(message, call.timeout);
     if constexpr (!std::is_void_v<Result>) {
       reply.expectSignature(BusType<Result>::signature());
       return reply.take<Result>();
@@ -58,17 +58,17 @@ class BusConnection {
   sd_bus* handle() const { return bus_.get(); }
 
  private:
-  struct Closing {
+  struct Deleter {
     void operator()(sd_bus* bus) const;
   };
 
   // Takes the reference over.
-  BusConnection(sd_bus* bus, std::chrono::milliseconds patience);
+  BusConnection(sd_bus* bus, std::chrono::milliseconds timeout);
 
   BusMessage makeMessage(const BusCall& call) const;
-  BusMessage send(const BusMessage& message, std::chrono::milliseconds patience);
+  BusMessage send(const BusMessage& message, std::chrono::milliseconds timeout);
 
-  std::unique_ptr<sd_bus, Closing> bus_;
+  std::unique_ptr<sd_bus, Deleter> bus_;
 };
 
 }  // namespace tolvander::platform::linux_

@@ -33,7 +33,7 @@ const char* checkedText(const std::string& text) {
 
 }  // namespace
 
-void BusMessage::Releasing::operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
+void BusMessage::Deleter::operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
 
 void BusMessage::expectSignature(const std::string& signature) const {
   const char* actual = sd_bus_message_get_signature(handle(), 1);

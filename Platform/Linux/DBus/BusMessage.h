@@ -42,7 +42,7 @@ class BusMessage {
   void expectSignature(const std::string& signature) const;
 
  private:
-  struct Releasing {
+  struct Deleter {
     void operator()(sd_bus_message* message) const;
   };
 
@@ -112,7 +112,7 @@ class BusMessage {
   template <typename T>
   bool readIfOfType(std::string_view signature, BusVariant& variant);
 
-  std::unique_ptr<sd_bus_message, Releasing> message_;
+  std::unique_ptr<sd_bus_message, Deleter> message_;
 };
 
 }  // namespace tolvander::platform::linux_

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "Platform/Linux/Foundation/Releasing.h"
+#include "Platform/Linux/Foundation/CHandleDeleter.h"
 #include "TolvanderCore/Files/OwnedDescriptor.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 
@@ -13,7 +13,7 @@ namespace tolvander::platform::linux_ {
 // Opens a folder for reading; links are followed. Throws PosixError.
 OwnedDescriptor openFolder(const FileURL& folder);
 
-using FolderStream = std::unique_ptr<DIR, Releasing<closedir>>;
+using FolderStream = std::unique_ptr<DIR, CHandleDeleter<closedir>>;
 
 // A stream of the entries of an open folder, for readdir(3). It starts at the descriptor's position and takes
 // the descriptor over. Null where `folder` is no descriptor, with errno as before the call, and where no

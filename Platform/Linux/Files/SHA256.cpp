@@ -20,7 +20,7 @@ const EVP_MD* algorithm() {
 // OpenSSL's digests fail for want of memory or by misuse only, and no fingerprint may come out of either.
 void require(int success) { precondition(success == 1, "OpenSSL computes SHA-256"); }
 
-struct Freeing {
+struct Deleter {
   void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
 };
 
@@ -30,7 +30,7 @@ struct SHA256::Context {
   Context() : evp(EVP_MD_CTX_new()) { begin(); }
   void begin() const { require(EVP_DigestInit_ex2(evp.get(), algorithm(), nullptr)); }
 
-  std::unique_ptr<EVP_MD_CTX, Freeing> evp;
+  std::unique_ptr<EVP_MD_CTX, Deleter> evp;
 };
 
 SHA256::SHA256() : context_(std::make_unique<Context>()) {}

@@ -13,15 +13,15 @@
 #include <memory>
 #include <string_view>
 
-#include "Platform/Linux/Foundation/Releasing.h"
+#include "Platform/Linux/Foundation/CHandleDeleter.h"
 #include "TolvanderCore/Platform/FileSystem.h"
 
 namespace tolvander::platform::linux_ {
 
 namespace {
 
-using Udev = std::unique_ptr<udev, Releasing<udev_unref>>;
-using UdevDevice = std::unique_ptr<udev_device, Releasing<udev_device_unref>>;
+using Udev = std::unique_ptr<udev, CHandleDeleter<udev_unref>>;
+using UdevDevice = std::unique_ptr<udev_device, CHandleDeleter<udev_device_unref>>;
 
 std::optional<unsigned> hexadecimalDigit(char character) {
   constexpr std::string_view digits = "0123456789abcdef";

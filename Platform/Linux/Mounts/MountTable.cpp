@@ -14,16 +14,16 @@
 #include <tuple>
 #include <utility>
 
-#include "Platform/Linux/Foundation/Releasing.h"
+#include "Platform/Linux/Foundation/CHandleDeleter.h"
 #include "TolvanderCore/Files/FileReader.h"
 
 namespace tolvander::platform::linux_ {
 
 namespace {
 
-using Table = std::unique_ptr<libmnt_table, Releasing<mnt_unref_table>>;
-using Iterator = std::unique_ptr<libmnt_iter, Releasing<mnt_free_iter>>;
-using Stream = std::unique_ptr<std::FILE, Releasing<std::fclose>>;
+using Table = std::unique_ptr<libmnt_table, CHandleDeleter<mnt_unref_table>>;
+using Iterator = std::unique_ptr<libmnt_iter, CHandleDeleter<mnt_free_iter>>;
+using Stream = std::unique_ptr<std::FILE, CHandleDeleter<std::fclose>>;
 
 std::string textOf(const char* text) { return text != nullptr ? text : ""; }
 

@@ -14,7 +14,7 @@
 #include <string_view>
 #include <utility>
 
-#include "Platform/Linux/Foundation/Releasing.h"
+#include "Platform/Linux/Foundation/CHandleDeleter.h"
 #include "Platform/Linux/Mounts/Drive.h"
 #include "Platform/Linux/Mounts/MountTable.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
@@ -25,13 +25,13 @@ namespace tolvander {
 
 namespace {
 
+using platform::linux_::CHandleDeleter;
 using platform::linux_::Drive;
 using platform::linux_::Mount;
 using platform::linux_::MountTable;
-using platform::linux_::Releasing;
 
 FileURL resolved(const FileURL& url) {
-  const std::unique_ptr<char, Releasing<std::free>> path(realpath(url.path().c_str(), nullptr));
+  const std::unique_ptr<char, CHandleDeleter<std::free>> path(realpath(url.path().c_str(), nullptr));
   if (!path) {
     throw PosixError(errno, "resolve", url);
   }

@@ -66,7 +66,7 @@ std::string escapingMarkup(std::string_view text) {
 // The conversation with the desktop. Blocks; safe on every thread.
 class DesktopNotifications::Service {
  public:
-  explicit Service(std::chrono::milliseconds patience) : patience_(patience) {}
+  explicit Service(std::chrono::milliseconds timeout) : timeout_(timeout) {}
 
   bool answers() {
     try {
@@ -88,7 +88,7 @@ class DesktopNotifications::Service {
     const std::lock_guard lock(mutex_);
     try {
       if (!connection_) {
-        connection_ = BusConnection::toSessionBus(patience_);
+        connection_ = BusConnection::toSessionBus(timeout_);
       }
       talk();
     } catch (const BusError& error) {
@@ -103,7 +103,7 @@ class DesktopNotifications::Service {
                                       .path = {objectPath},
                                       .interface = serviceName,
                                       .method = method,
-                                      .patience = patience_},
+                                      .timeout = timeout_},
                                      arguments...);
   }
 
@@ -123,13 +123,13 @@ class DesktopNotifications::Service {
                         std::vector<std::string>(), hints, standardTime);
   }
 
-  const std::chrono::milliseconds patience_;
+  const std::chrono::milliseconds timeout_;
   std::mutex mutex_;
   std::optional<BusConnection> connection_;
 };
 
-DesktopNotifications::DesktopNotifications(std::chrono::milliseconds patience)
-    : service_(std::make_shared<Service>(patience)) {}
+DesktopNotifications::DesktopNotifications(std::chrono::milliseconds timeout)
+    : service_(std::make_shared<Service>(timeout)) {}
 
 DesktopNotifications::~DesktopNotifications() = default;
 

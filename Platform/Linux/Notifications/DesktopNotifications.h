@@ -15,14 +15,14 @@ namespace tolvander::platform::linux_ {
 // while it doesn't answer. Nothing is remembered of that, so a service that comes later is found.
 //
 // The bus is spoken to on workers of the main thread, one at a time, and no call waits for longer than
-// `patience`. `add` throws DesktopNotificationError. Identifiers are not passed on: every notification is a
+// `timeout`. `add` throws DesktopNotificationError. Identifiers are not passed on: every notification is a
 // new one.
 class DesktopNotifications final : public app::NotificationDelivery {
  public:
-  static constexpr std::chrono::milliseconds standardPatience = std::chrono::seconds(5);
+  static constexpr std::chrono::milliseconds standardTimeout = std::chrono::seconds(5);
 
   // Connects to the bus when it is needed for the first time.
-  explicit DesktopNotifications(std::chrono::milliseconds patience = standardPatience);
+  explicit DesktopNotifications(std::chrono::milliseconds timeout = standardTimeout);
   ~DesktopNotifications() override;
 
   app::Task<app::NotificationAuthorizationStatus> authorizationStatus() override;

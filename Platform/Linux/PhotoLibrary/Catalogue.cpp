@@ -138,44 +138,44 @@ void forEachIdentifier(Database& database, const std::vector<std::string>& ident
 
 }  // namespace
 
-Catalogue::Catalogue(const FileURL& file, std::chrono::milliseconds patience)
-    : database_(file, Database::Opening::existing, patience) {
+Catalogue::Catalogue(const FileURL& file, std::chrono::milliseconds busyTimeout)
+    : database_(file, Database::OpenMode::existing, busyTimeout) {
   const int version = catalogueVersion(database_);
   if (version == 0) {
     throw PhotosPlatformError(PhotosPlatformError::Case::internalError,
                               "the catalogue of the photo library is not complete");
   }
   readAsNewest(database_, version);
-  database_.takeLogOverWhenClosed();
+  database_.checkpointOnClose();
 }
 
-void Catalogue::createOrUpgrade(const FileURL& file, std::chrono::milliseconds patience) {
-  Database database(file, Database::Opening::existingOrNew, patience);
+void Catalogue::createOrUpgrade(const FileURL& file, std::chrono::milliseconds busyTimeout) {
+  Database database(file, Database::OpenMode::existingOrNew, busyTimeout);
   if (catalogueVersion(database) != newestCatalogueVersion) {
     upgradeCatalogue(database);
-    database.takeLogOverWhenClosed();
+    database.checkpointOnClose();
   }
 }
 
-bool Catalogue::isUnmade(const FileURL& file, std::chrono::milliseconds patience) {
-  Database database(file, Database::Opening::existing, patience);
+bool Catalogue::isUnmade(const FileURL& file, std::chrono::milliseconds busyTimeout) {
+  Database database(file, Database::OpenMode::existing, busyTimeout);
   return catalogueVersion(database) == 0;
 }
 
-bool Catalogue::isOfNewerVersion(const FileURL& file, std::chrono::milliseconds patience) {
+bool Catalogue::isOfNewerVersion(const FileURL& file, std::chrono::milliseconds busyTimeout) {
   try {
-    Database database(file, Database::Opening::existing, patience);
+    Database database(file, Database::OpenMode::existing, busyTimeout);
     return isNewerCatalogue(database);
   } catch (const DatabaseError&) {
     return false;
   }
 }
 
-void Catalogue::copyWithoutIntents(const FileURL& file, std::chrono::milliseconds patience) {
-  Database copy(file, Database::Opening::existingOrNew, patience);
+void Catalogue::copyWithoutIntents(const FileURL& file, std::chrono::milliseconds busyTimeout) {
+  Database copy(file, Database::OpenMode::existingOrNew, busyTimeout);
   database_.copyTo(copy);
   removeIntents(copy);
-  copy.takeLogOverWhenClosed();
+  copy.checkpointOnClose();
 }
 
 std::vector<PhotosAsset> Catalogue::assets(const PhotosFetchOptions& options, const OriginalTest& isThere) {
@@ -484,7 +484,7 @@ void Catalogue::removeIntent(const std::string& assetIdentifier) {
 }
 
 // Writing the version that the file has already writes its first page.
-void Catalogue::settle() {
+void Catalogue::commitBarrier() {
   Transaction transaction = change();
   database_.run("PRAGMA user_version=" + std::to_string(newestCatalogueVersion));
   transaction.commit();

@@ -73,21 +73,21 @@ class Catalogue {
   // Opens the catalogue. One of an older version is left as it is: it answers questions as if it were of the
   // newest one, and can't be changed. Throws PhotosPlatformError of one that this program doesn't know, and
   // of one in which nothing is yet.
-  Catalogue(const FileURL& file, std::chrono::milliseconds patience);
+  Catalogue(const FileURL& file, std::chrono::milliseconds busyTimeout);
 
   // Makes it where there is none, and takes an older one to the newest form. Throws PhotosPlatformError of
   // one that this program doesn't know, and leaves that as it is.
-  static void createOrUpgrade(const FileURL& file, std::chrono::milliseconds patience);
+  static void createOrUpgrade(const FileURL& file, std::chrono::milliseconds busyTimeout);
 
   // Whether nothing is in the file yet, so that it has to be made before it can be opened. Throws as above.
-  static bool isUnmade(const FileURL& file, std::chrono::milliseconds patience);
+  static bool isUnmade(const FileURL& file, std::chrono::milliseconds busyTimeout);
 
   // Whether it is a catalogue of this program, of a version that comes after all that it knows. False where
   // there is none, or none that can be read.
-  static bool isOfNewerVersion(const FileURL& file, std::chrono::milliseconds patience);
+  static bool isOfNewerVersion(const FileURL& file, std::chrono::milliseconds busyTimeout);
 
   // Makes a copy without the intents, in a file that isn't there yet, with no log beside it.
-  void copyWithoutIntents(const FileURL& file, std::chrono::milliseconds patience);
+  void copyWithoutIntents(const FileURL& file, std::chrono::milliseconds busyTimeout);
 
   // Answers whether an original is where the catalogue says, and of the catalogued size.
   using OriginalTest = std::function<bool(const std::string& path, std::int64_t byteCount)>;
@@ -148,7 +148,7 @@ class Catalogue {
 
   // Commits a transaction that says nothing. When it returns, no transaction whose commit failed before it
   // comes back after a crash.
-  void settle();
+  void commitBarrier();
 
  private:
   std::optional<std::int64_t> rowOfAlbum(const std::string& identifier);

@@ -17,10 +17,10 @@ using app::PhotosPlatformError;
 
 namespace {
 
-constexpr std::chrono::seconds patience(5);
+constexpr std::chrono::seconds busyTimeout(5);
 
 void requireSound(const FileURL& file) {
-  const std::vector<std::string> problems = Catalogue(file, patience).problems();
+  const std::vector<std::string> problems = Catalogue(file, busyTimeout).problems();
   if (!problems.empty()) {
     throw PhotosPlatformError(PhotosPlatformError::Case::internalError,
                               "the catalogue of the photo library is damaged: " + problems.front());
@@ -56,7 +56,7 @@ Date CatalogueBackups::dateOfLastChange() const {
 }
 
 void CatalogueBackups::make(const FileURL& backup) const {
-  Catalogue catalogue(folder_.catalogueFile(), patience);
+  Catalogue catalogue(folder_.catalogueFile(), busyTimeout);
   if (catalogue.isEmpty()) {
     return;
   }
@@ -64,7 +64,7 @@ void CatalogueBackups::make(const FileURL& backup) const {
   const DatabaseFile copy(backups_.folder().appending(".Library.sqlite.part"));
   copy.remove();  // what a process that was killed has left
   try {
-    catalogue.copyWithoutIntents(copy.url(), patience);
+    catalogue.copyWithoutIntents(copy.url(), busyTimeout);
     requireSound(copy.url());
     copy.moveTo(backup);
   } catch (const std::exception&) {

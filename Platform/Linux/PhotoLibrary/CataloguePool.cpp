@@ -16,8 +16,8 @@ constexpr std::size_t mostIdle = 4;
 
 }  // namespace
 
-CataloguePool::CataloguePool(LibraryFolder folder, std::chrono::milliseconds patience)
-    : folder_(std::move(folder)), patience_(patience) {}
+CataloguePool::CataloguePool(LibraryFolder folder, std::chrono::milliseconds busyTimeout)
+    : folder_(std::move(folder)), busyTimeout_(busyTimeout) {}
 
 CataloguePool::Lease::~Lease() {
   if (catalogue_) {
@@ -37,11 +37,11 @@ CataloguePool::Identity CataloguePool::identityOfFile() const {
 // Throws where the catalogue is not that of the pictures that are there.
 CataloguePool::State CataloguePool::requireCatalogue() const {
   const FileURL file = folder_.catalogueFile();
-  if (Catalogue::isUnmade(file, patience_)) {
+  if (Catalogue::isUnmade(file, busyTimeout_)) {
     requireNoPictures(folder_, "empty");
     return State::unmade;
   }
-  Catalogue catalogue(file, patience_);
+  Catalogue catalogue(file, busyTimeout_);
   requireCatalogueOfPictures(folder_, catalogue);
   return State::made;
 }
@@ -51,8 +51,8 @@ CataloguePool::Lease CataloguePool::take() {
   const std::lock_guard guard(mutex_);
   if (identity_ != identity) {
     if (requireCatalogue() == State::unmade) {
-      const LibraryLock lock(folder_, patience_);
-      Catalogue::createOrUpgrade(folder_.catalogueFile(), patience_);
+      const LibraryLock lock(folder_, busyTimeout_);
+      Catalogue::createOrUpgrade(folder_.catalogueFile(), busyTimeout_);
     }
     startAnew(identity, false);
   }
@@ -66,7 +66,7 @@ CataloguePool::Lease CataloguePool::takeForChange(const LibraryLock&) {
     requireCatalogue();
   }
   if (identity_ != identity || !isUpgraded_) {
-    Catalogue::createOrUpgrade(folder_.catalogueFile(), patience_);
+    Catalogue::createOrUpgrade(folder_.catalogueFile(), busyTimeout_);
     startAnew(identity, true);
   }
   return lease();
@@ -74,7 +74,7 @@ CataloguePool::Lease CataloguePool::takeForChange(const LibraryLock&) {
 
 CataloguePool::Lease CataloguePool::lease() {
   if (idle_.empty()) {
-    return {*this, generation_, std::make_unique<Catalogue>(folder_.catalogueFile(), patience_)};
+    return {*this, generation_, std::make_unique<Catalogue>(folder_.catalogueFile(), busyTimeout_)};
   }
   Lease lease(*this, generation_, std::move(idle_.back()));
   idle_.pop_back();

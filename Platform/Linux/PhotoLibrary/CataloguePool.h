@@ -24,7 +24,7 @@ namespace tolvander::platform::linux_ {
 // that names nothing although there are pictures is refused (LostCatalogue.h).
 class CataloguePool {
  public:
-  CataloguePool(LibraryFolder folder, std::chrono::milliseconds patience);
+  CataloguePool(LibraryFolder folder, std::chrono::milliseconds busyTimeout);
 
   // Returns the connection to the pool when it is gone.
   class Lease {
@@ -61,7 +61,7 @@ class CataloguePool {
   void giveBack(std::uint64_t generation, std::unique_ptr<Catalogue> catalogue);
 
   const LibraryFolder folder_;
-  const std::chrono::milliseconds patience_;
+  const std::chrono::milliseconds busyTimeout_;
   std::mutex mutex_;                  // guards all below
   std::optional<Identity> identity_;  // of the catalogue's file; another one may be put in its place
   bool isUpgraded_ = false;           // by this object, or nothing was to be done

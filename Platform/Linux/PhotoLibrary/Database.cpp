@@ -84,11 +84,11 @@ std::string Statement::text(int column) const {
   return {text, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))};
 }
 
-void Database::Closing::operator()(sqlite3* database) const { sqlite3_close_v2(database); }
+void Database::Deleter::operator()(sqlite3* database) const { sqlite3_close_v2(database); }
 
-Database::Database(const FileURL& file, Opening opening, std::chrono::milliseconds patience) {
+Database::Database(const FileURL& file, OpenMode mode, std::chrono::milliseconds busyTimeout) {
   int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_EXRESCODE;
-  if (opening == Opening::existingOrNew) {
+  if (mode == OpenMode::existingOrNew) {
     flags |= SQLITE_OPEN_CREATE;
   }
   sqlite3* database = nullptr;
@@ -97,19 +97,19 @@ Database::Database(const FileURL& file, Opening opening, std::chrono::millisecon
   if (result != SQLITE_OK) {
     fail(database, result);
   }
-  configure(patience);
+  configure(busyTimeout);
 }
 
 Database::~Database() = default;
 
-void Database::configure(std::chrono::milliseconds patience) {
+void Database::configure(std::chrono::milliseconds busyTimeout) {
   sqlite3* database = database_.get();
   sqlite3_db_config(database, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
   sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
   sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
   sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
   sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
-  sqlite3_busy_timeout(database, static_cast<int>(patience.count()));
+  sqlite3_busy_timeout(database, static_cast<int>(busyTimeout.count()));
   run("PRAGMA synchronous=FULL; PRAGMA foreign_keys=ON; PRAGMA cell_size_check=ON; PRAGMA "
       "temp_store=MEMORY;");
 }
@@ -127,7 +127,7 @@ void Database::copyTo(Database& target) {
   }
 }
 
-void Database::takeLogOverWhenClosed() {
+void Database::checkpointOnClose() {
   sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
 }
 

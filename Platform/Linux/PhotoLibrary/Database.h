@@ -98,11 +98,11 @@ class Rows {
 // function.
 class Database {
  public:
-  enum class Opening { existing, existingOrNew };
+  enum class OpenMode { existing, existingOrNew };
 
-  // `patience` is how long a statement waits for another connection's lock. The file is left exactly as it is
-  // until a statement changes it, also where its log is waiting to be taken over.
-  Database(const FileURL& file, Opening opening, std::chrono::milliseconds patience);
+  // `busyTimeout` is how long a statement waits for another connection's lock. The file is left exactly as it
+  // is until a statement changes it, also where its log is waiting to be taken over.
+  Database(const FileURL& file, OpenMode mode, std::chrono::milliseconds busyTimeout);
   ~Database();
   Database(const Database&) = delete;
   Database& operator=(const Database&) = delete;
@@ -128,7 +128,7 @@ class Database {
   void copyTo(Database& target);
 
   // From now on the connection that closes last takes the log over into the file.
-  void takeLogOverWhenClosed();
+  void checkpointOnClose();
 
  private:
   friend class Transaction;
@@ -136,11 +136,11 @@ class Database {
     using is_transparent = void;
     std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
   };
-  struct Closing {
+  struct Deleter {
     void operator()(sqlite3* database) const;
   };
 
-  void configure(std::chrono::milliseconds patience);
+  void configure(std::chrono::milliseconds busyTimeout);
   Statement& prepared(std::string_view sql);
 
   template <typename... Values>
@@ -152,7 +152,7 @@ class Database {
     return statement;
   }
 
-  std::unique_ptr<sqlite3, Closing> database_;
+  std::unique_ptr<sqlite3, Deleter> database_;
   std::unordered_map<std::string, Statement, TextHash, std::equal_to<>> statements_;
 };
 

@@ -40,10 +40,10 @@ bool isAccessRestricted(const std::exception_ptr& failure) {
 
 }  // namespace
 
-EmbeddedPhotoLibrary::EmbeddedPhotoLibrary(const FileURL& folder, std::chrono::milliseconds patience)
+EmbeddedPhotoLibrary::EmbeddedPhotoLibrary(const FileURL& folder, std::chrono::milliseconds busyTimeout)
     : folder_(folder),
-      catalogues_(folder_, patience),
-      writer_(folder_, catalogues_, patience),
+      catalogues_(folder_, busyTimeout),
+      writer_(folder_, catalogues_, busyTimeout),
       requests_(folder_, catalogues_) {}
 
 EmbeddedPhotoLibrary::~EmbeddedPhotoLibrary() = default;

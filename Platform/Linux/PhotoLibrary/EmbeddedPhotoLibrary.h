@@ -36,7 +36,7 @@ namespace tolvander::platform::linux_ {
 //
 // Changes are durable when their completion says so. They are made one after the other on one thread, data
 // requests are answered on another one, and fetches on the caller's; none waits for the others. One process
-// on the machine changes the library at a time: another one waits for its turn, and after `patience` its
+// on the machine changes the library at a time: another one waits for its turn, and after `busyTimeout` its
 // change has failed. After a crash the library is true: what was not completed is in no fetch. What was
 // prepared for a history is completed or dropped when that history asks (completeImports), and the incoming
 // files of other changes are swept when the library is next changed. What only looks changes nothing, and
@@ -49,10 +49,11 @@ namespace tolvander::platform::linux_ {
 // for and cancels the data requests.
 class EmbeddedPhotoLibrary final : public app::PhotoLibrary {
  public:
-  static constexpr std::chrono::seconds defaultPatience{5};
+  static constexpr std::chrono::seconds defaultBusyTimeout{5};
 
   // Nothing is opened or made yet.
-  explicit EmbeddedPhotoLibrary(const FileURL& folder, std::chrono::milliseconds patience = defaultPatience);
+  explicit EmbeddedPhotoLibrary(const FileURL& folder,
+                                std::chrono::milliseconds busyTimeout = defaultBusyTimeout);
   ~EmbeddedPhotoLibrary() override;
 
   // Where the user's library is: "Tolvander" among the pictures. Absent where the user has no place for them.

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <utility>
 
+#include "Platform/Linux/PhotoLibrary/FileIdentity.h"
 #include "Platform/Linux/PhotoLibrary/OriginalContent.h"
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"

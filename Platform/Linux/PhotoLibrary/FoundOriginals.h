@@ -8,7 +8,6 @@
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
 #include "Platform/Linux/PhotoLibrary/LibraryListing.h"
 #include "Platform/Linux/PhotoLibrary/OriginalFiles.h"
-#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 #include "TolvanderCore/Concurrency/Cancellation.h"
 
 namespace tolvander::platform::linux_ {

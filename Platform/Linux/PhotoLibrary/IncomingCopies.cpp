@@ -10,9 +10,10 @@
 
 #include "Platform/Linux/Files/Durable.h"
 #include "Platform/Linux/PhotoLibrary/FileCopy.h"
+#include "Platform/Linux/PhotoLibrary/FileIdentity.h"
+#include "Platform/Linux/PhotoLibrary/IncomingName.h"
 #include "Platform/Linux/PhotoLibrary/OriginalNames.h"
 #include "Platform/Linux/PhotoLibrary/OriginalProperties.h"
-#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 
@@ -62,7 +63,7 @@ IncomingCopies::IncomingCopies(const LibraryFolder& folder, Catalogue& catalogue
     : folder_(&folder), catalogue_(&catalogue), zone_(TimeZone::current()), paths_(folder, catalogue) {}
 
 IncomingCopies::~IncomingCopies() {
-  if (isKept_) {
+  if (isCommitted_) {
     return;
   }
   try {
@@ -86,7 +87,7 @@ std::vector<Intent> IncomingCopies::make(const std::vector<NewOriginal>& origina
     intents_.back().history = history;
     intents_.back().album = album;
   }
-  announce();
+  recordIntents();
   copyAll(originals, incoming);
   makeDurable(incoming, folder_->url().appending(LibraryFolder::incoming));
   return intents_;
@@ -119,7 +120,7 @@ Intent IncomingCopies::intentFor(const NewOriginal& original) {
                                       : std::nullopt}};
 }
 
-void IncomingCopies::announce() {
+void IncomingCopies::recordIntents() {
   Transaction transaction = catalogue_->change();
   for (const Intent& intent : intents_) {
     catalogue_->insertIntent(intent);

@@ -32,11 +32,11 @@ class IncomingCopies {
                            const std::optional<std::string>& history,
                            const std::optional<std::string>& album);
 
-  void keep() { isKept_ = true; }
+  void commit() { isCommitted_ = true; }
 
  private:
   Intent intentFor(const NewOriginal& original);
-  void announce();
+  void recordIntents();
   void copyAll(const std::vector<NewOriginal>& originals, const OwnedDescriptor& incoming);
   void discard();
 
@@ -45,7 +45,7 @@ class IncomingCopies {
   const TimeZone zone_;
   FreeOriginalPaths paths_;
   std::vector<Intent> intents_;
-  bool isKept_ = false;
+  bool isCommitted_ = false;
 };
 
 }  // namespace tolvander::platform::linux_

@@ -5,9 +5,9 @@
 
 #include "Platform/Linux/Files/Durable.h"
 #include "Platform/Linux/PhotoLibrary/IncomingCopies.h"
+#include "Platform/Linux/PhotoLibrary/IncomingName.h"
 #include "Platform/Linux/PhotoLibrary/OriginalContent.h"
-#include "Platform/Linux/PhotoLibrary/OriginalPlacement.h"
-#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
+#include "Platform/Linux/PhotoLibrary/OriginalsImport.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
@@ -69,10 +69,10 @@ void InterruptedImports::completeOne(Intent intent) {
     catalogue(intent);
     drop(intent);
   } else if (waits(intent)) {
-    OriginalPlacement placement(*folder_, *catalogue_);
+    OriginalsImport originals(*folder_, *catalogue_);
     std::vector<Intent> intents = {std::move(intent)};
-    placement.place(intents);
-    placement.keep();  // it is found under its name if it can't be catalogued now
+    originals.moveIntoPlace(intents);
+    originals.commit();  // it is found under its name if it can't be catalogued now
     catalogue(intents.front());
     drop(intents.front());
   }

@@ -43,11 +43,11 @@ OwnedDescriptor lockedFile(const FileURL& url) {
 
 }  // namespace
 
-LibraryLock::LibraryLock(const LibraryFolder& folder, std::chrono::milliseconds patience)
+LibraryLock::LibraryLock(const LibraryFolder& folder, std::chrono::milliseconds busyTimeout)
     : file_(lockedFile(folder.lockFile())), url_(folder.lockFile()) {
   using Clock = std::chrono::steady_clock;
   constexpr std::chrono::milliseconds longestPause(50);
-  const Clock::time_point end = Clock::now() + patience;
+  const Clock::time_point end = Clock::now() + busyTimeout;
   std::chrono::milliseconds pause(1);
   while (!file_) {
     if (Clock::now() >= end) {

@@ -16,9 +16,9 @@ namespace tolvander::platform::linux_ {
 // (requireHeld) before each step that could destroy the other process's work.
 class LibraryLock {
  public:
-  // Waits for at most `patience`. Throws PhotosPlatformError when another one had it all that time, and
+  // Waits for at most `busyTimeout`. Throws PhotosPlatformError when another one had it all that time, and
   // PosixError.
-  LibraryLock(const LibraryFolder& folder, std::chrono::milliseconds patience);
+  LibraryLock(const LibraryFolder& folder, std::chrono::milliseconds busyTimeout);
 
   // Throws PhotosPlatformError when the locked file no longer has its name.
   void requireHeld() const;

@@ -49,12 +49,12 @@ FileURL asideName(const LibraryFolder& folder, Date now) {
 
 // Absent where there is none, or a damaged one. Throws DatabaseError of one that may be good and can't be
 // read now: the new catalogue would be made without what it knows.
-std::optional<CatalogueContents> readContents(const FileURL& file, std::chrono::milliseconds patience) {
+std::optional<CatalogueContents> readContents(const FileURL& file, std::chrono::milliseconds busyTimeout) {
   if (!fileExists(file)) {
     return std::nullopt;
   }
   try {
-    Catalogue catalogue(file, patience);
+    Catalogue catalogue(file, busyTimeout);
     return contentsOf(catalogue);
   } catch (const DatabaseError& error) {
     if (!isDamage(error)) {
@@ -66,9 +66,9 @@ std::optional<CatalogueContents> readContents(const FileURL& file, std::chrono::
   return std::nullopt;
 }
 
-bool isSound(const FileURL& file, std::chrono::milliseconds patience) {
+bool isSound(const FileURL& file, std::chrono::milliseconds busyTimeout) {
   try {
-    return Catalogue(file, patience).problems().empty();
+    return Catalogue(file, busyTimeout).problems().empty();
   } catch (const DatabaseError& error) {
     if (!isDamage(error)) {
       throw;
@@ -93,21 +93,21 @@ std::vector<FileURL> keptCatalogues(const LibraryFolder& folder) {
 
 // Takes the log over into the database, so that the file doesn't depend on its log. Throws DatabaseError;
 // closing the database alone wouldn't say that it failed.
-void takeLogOver(const FileURL& file, std::chrono::milliseconds patience) {
-  Database database(file, Database::Opening::existing, patience);
-  database.takeLogOverWhenClosed();
+void checkpoint(const FileURL& file, std::chrono::milliseconds busyTimeout) {
+  Database database(file, Database::OpenMode::existing, busyTimeout);
+  database.checkpointOnClose();
   database.run("PRAGMA wal_checkpoint(TRUNCATE)");
 }
 
 }  // namespace
 
 LibraryRebuild::LibraryRebuild(const FileURL& folder, KnownImports imports,
-                               std::chrono::milliseconds patience)
+                               std::chrono::milliseconds busyTimeout)
     : folder_(folderWithOriginals(folder)),
       imports_(std::move(imports)),
-      patience_(patience),
-      lock_(folder_, patience) {
-  if (Catalogue::isOfNewerVersion(folder_.catalogueFile(), patience_)) {
+      busyTimeout_(busyTimeout),
+      lock_(folder_, busyTimeout) {
+  if (Catalogue::isOfNewerVersion(folder_.catalogueFile(), busyTimeout_)) {
     throw PhotosPlatformError(PhotosPlatformError::Case::internalError,
                               "a newer version of this program made the catalogue of the photo library");
   }
@@ -135,7 +135,7 @@ void LibraryRebuild::readFormerCatalogue() {
   std::vector<FileURL> catalogues = keptCatalogues(folder_);
   catalogues.insert(catalogues.begin(), folder_.catalogueFile());
   for (const FileURL& file : catalogues) {
-    auto contents = readContents(file, patience_);
+    auto contents = readContents(file, busyTimeout_);
     if (contents && !contents->isEmpty() && (!source_ || !contents->items.empty())) {
       former_ = std::move(*contents);
       source_ = file;
@@ -147,8 +147,8 @@ void LibraryRebuild::readFormerCatalogue() {
 }
 
 bool LibraryRebuild::isCatalogueAsPlanned() const {
-  return readContents(folder_.catalogueFile(), patience_) == planned_ &&
-         isSound(folder_.catalogueFile(), patience_);
+  return readContents(folder_.catalogueFile(), busyTimeout_) == planned_ &&
+         isSound(folder_.catalogueFile(), busyTimeout_);
 }
 
 std::optional<FileURL> LibraryRebuild::carryOut(Date now) {
@@ -180,13 +180,13 @@ std::optional<FileURL> LibraryRebuild::putInPlace(const DatabaseFile& made, Date
 
 void LibraryRebuild::makeNewCatalogue() const {
   const FileURL file = newCatalogueFile(folder_).url();
-  Catalogue::createOrUpgrade(file, patience_);
+  Catalogue::createOrUpgrade(file, busyTimeout_);
   {
-    Catalogue catalogue(file, patience_);
+    Catalogue catalogue(file, busyTimeout_);
     fill(catalogue, planned_);
   }
-  takeLogOver(file, patience_);
-  if (readContents(file, patience_) != planned_) {
+  checkpoint(file, busyTimeout_);
+  if (readContents(file, busyTimeout_) != planned_) {
     throw PhotosPlatformError(PhotosPlatformError::Case::internalError,
                               "the new catalogue of the photo library was not written as planned");
   }
@@ -196,7 +196,7 @@ void LibraryRebuild::makeNewCatalogue() const {
 void LibraryRebuild::setOldCatalogueAside(const FileURL& aside) const {
   const FileURL old = folder_.catalogueFile();
   try {
-    takeLogOver(old, patience_);
+    checkpoint(old, busyTimeout_);
   } catch (const DatabaseError&) {
     // It is damaged or missing; what there is of its log goes with it.
   }

@@ -35,7 +35,7 @@ class LibraryRebuild {
  public:
   // Throws PhotosPlatformError where another process is changing the library, where its pictures are not
   // here, and where its catalogue is of a newer version; and PosixError.
-  LibraryRebuild(const FileURL& folder, KnownImports imports, std::chrono::milliseconds patience);
+  LibraryRebuild(const FileURL& folder, KnownImports imports, std::chrono::milliseconds busyTimeout);
 
   // Reads every file and changes nothing. Throws what FoundOriginals throws, and PhotosPlatformError where
   // the catalogue names pictures and none is there: then the disk with them is missing.
@@ -56,7 +56,7 @@ class LibraryRebuild {
 
   const LibraryFolder folder_;
   const KnownImports imports_;
-  const std::chrono::milliseconds patience_;
+  const std::chrono::milliseconds busyTimeout_;
   const LibraryLock lock_;
   CatalogueContents former_;
   std::optional<FileURL> source_;

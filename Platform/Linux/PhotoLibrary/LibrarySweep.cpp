@@ -8,7 +8,7 @@
 
 #include "Platform/Linux/Files/Durable.h"
 #include "Platform/Linux/PhotoLibrary/IncomingCopies.h"
-#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
+#include "Platform/Linux/PhotoLibrary/IncomingName.h"
 
 namespace tolvander::platform::linux_ {
 

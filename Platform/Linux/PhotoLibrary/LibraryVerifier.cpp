@@ -5,10 +5,10 @@
 #include <optional>
 #include <utility>
 
+#include "Platform/Linux/PhotoLibrary/IncomingName.h"
 #include "Platform/Linux/PhotoLibrary/LibraryLock.h"
 #include "Platform/Linux/PhotoLibrary/OriginalContent.h"
 #include "Platform/Linux/PhotoLibrary/OriginalFiles.h"
-#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/Platform/FileSystem.h"
 

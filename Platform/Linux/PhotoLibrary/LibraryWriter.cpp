@@ -14,8 +14,8 @@
 #include "Platform/Linux/PhotoLibrary/InterruptedImports.h"
 #include "Platform/Linux/PhotoLibrary/LibrarySweep.h"
 #include "Platform/Linux/PhotoLibrary/LostCatalogue.h"
-#include "Platform/Linux/PhotoLibrary/OriginalPlacement.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
+#include "Platform/Linux/PhotoLibrary/OriginalsImport.h"
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderCore/Platform/AtomicFile.h"
 
@@ -51,10 +51,10 @@ std::vector<Intent> preparedIntents(const RecordedChange& change, Catalogue& cat
 }
 
 void record(const RecordedChange& change, const std::vector<Intent>& intents,
-            const OriginalPlacement& placement, Catalogue& catalogue) {
+            const OriginalsImport& originals, Catalogue& catalogue) {
   for (const Intent& intent : intents) {
     catalogue.insertAsset(intent.asset, intent.original);
-    if (!placement.isCopied(intent.asset.localIdentifier)) {
+    if (!originals.isCopied(intent.asset.localIdentifier)) {
       catalogue.removeIntent(intent.asset.localIdentifier);
     }
   }
@@ -72,7 +72,7 @@ void record(const RecordedChange& change, const std::vector<Intent>& intents,
 // A commit that failed may come back after a crash all the same, unless another one has taken its place.
 bool isCertainlyUndone(Catalogue& catalogue) {
   try {
-    catalogue.settle();
+    catalogue.commitBarrier();
     return true;
   } catch (const DatabaseError&) {
     return false;
@@ -83,7 +83,7 @@ bool isCertainlyUndone(Catalogue& catalogue) {
 
 void LibraryWriter::createLibrary() const {
   createDirectories(folder_.url(), Durability::survivesPowerLoss);
-  const LibraryLock lock(folder_, patience_);
+  const LibraryLock lock(folder_, busyTimeout_);
   const FileURL catalogue = folder_.catalogueFile();
   struct stat status {};
   const bool isNew = lstat(catalogue.path().c_str(), &status) != 0 && errno == ENOENT;
@@ -93,7 +93,7 @@ void LibraryWriter::createLibrary() const {
   std::vector<std::string> made;
   folder_.makeFolder(LibraryFolder::incoming, made);
   try {
-    Catalogue::createOrUpgrade(catalogue, patience_);
+    Catalogue::createOrUpgrade(catalogue, busyTimeout_);
   } catch (const std::exception&) {
     if (isNew) {
       DatabaseFile(catalogue).remove();  // what is left of it, on a full disk say, would count as a library
@@ -111,13 +111,13 @@ void LibraryWriter::requireOriginals(Catalogue& catalogue) const {
 
 void LibraryWriter::prepare(const std::vector<NewOriginal>& originals, const UUID& history,
                             const std::optional<std::string>& album) const {
-  const LibraryLock lock(folder_, patience_);
+  const LibraryLock lock(folder_, busyTimeout_);
   const CataloguePool::Lease catalogue = catalogues_->takeForChange(lock);
   requireOriginals(*catalogue);
   IncomingCopies copies(folder_, *catalogue);
   copies.make(originals, history.text(), album);
   lock.requireHeld();
-  copies.keep();
+  copies.commit();
 }
 
 std::vector<app::PhotosHeldContent> LibraryWriter::complete(
@@ -129,7 +129,7 @@ std::vector<app::PhotosHeldContent> LibraryWriter::complete(
   };
   // Nearly always there is nothing to do, and no other process to wait for.
   if (isAny(*catalogues_->take())) {
-    const LibraryLock lock(folder_, patience_);
+    const LibraryLock lock(folder_, busyTimeout_);
     const CataloguePool::Lease catalogue = catalogues_->takeForChange(lock);
     requireOriginals(*catalogue);
     InterruptedImports(folder_, *catalogue).complete(imports, lock);
@@ -147,7 +147,7 @@ std::vector<app::PhotosHeldContent> LibraryWriter::complete(
 ChangeOutcome LibraryWriter::carryOut(const RecordedChange& change) const {
   std::exception_ptr error;
   try {
-    const LibraryLock lock(folder_, patience_);
+    const LibraryLock lock(folder_, busyTimeout_);
     const CataloguePool::Lease catalogue = catalogues_->takeForChange(lock);
     sweepLeftovers(folder_, *catalogue);
     return carryOut(change, *catalogue, lock);
@@ -163,26 +163,26 @@ ChangeOutcome LibraryWriter::carryOut(const RecordedChange& change, Catalogue& c
     requireOriginals(catalogue);
   }
   IncomingCopies copies(folder_, catalogue);
-  OriginalPlacement placement(folder_, catalogue);
+  OriginalsImport originals(folder_, catalogue);
   std::vector<NewOriginal> unprepared;
   std::vector<Intent> intents = preparedIntents(change, catalogue, unprepared);
   std::ranges::move(copies.make(unprepared, std::nullopt, std::nullopt), std::back_inserter(intents));
   lock.requireHeld();
-  placement.place(intents);
-  const auto keep = [&] {
-    placement.keep();
-    copies.keep();
+  originals.moveIntoPlace(intents);
+  const auto commit = [&] {
+    originals.commit();
+    copies.commit();
   };
   std::exception_ptr error;
   {
     Transaction transaction = catalogue.change();
-    record(change, intents, placement, catalogue);
+    record(change, intents, originals, catalogue);
     // Another process that found no lock may have changed the same.
     lock.requireHeld();
     try {
       transaction.commit();
-      keep();
-      placement.removeIncoming();
+      commit();
+      originals.removeIncoming();
       return {true, nullptr};
     } catch (const DatabaseError&) {
       error = std::current_exception();
@@ -191,7 +191,7 @@ ChangeOutcome LibraryWriter::carryOut(const RecordedChange& change, Catalogue& c
   if (isCertainlyUndone(catalogue)) {
     return {false, std::move(error)};
   }
-  keep();
+  commit();
   return {true, std::move(error)};
 }
 

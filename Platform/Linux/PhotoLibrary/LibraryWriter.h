@@ -23,14 +23,14 @@ struct ChangeOutcome {
 // the catalogue's transaction is committed, and until then its intents tell which files a crash left.
 class LibraryWriter {
  public:
-  LibraryWriter(LibraryFolder folder, CataloguePool& catalogues, std::chrono::milliseconds patience)
-      : folder_(std::move(folder)), catalogues_(&catalogues), patience_(patience) {}
+  LibraryWriter(LibraryFolder folder, CataloguePool& catalogues, std::chrono::milliseconds busyTimeout)
+      : folder_(std::move(folder)), catalogues_(&catalogues), busyTimeout_(busyTimeout) {}
 
   // Makes the library, durably, where there is none. Throws PosixError, DatabaseError and
   // PhotosPlatformError, that one also where there are pictures without a catalogue.
   void createLibrary() const;
 
-  // All of these block on the disk, and for at most the patience on another process that is writing.
+  // All of these block on the disk, and for at most the busyTimeout on another process that is writing.
 
   // Takes the files in, for the change that is to follow. Throws PosixError, DatabaseError and
   // PhotosPlatformError.
@@ -49,7 +49,7 @@ class LibraryWriter {
 
   LibraryFolder folder_;
   CataloguePool* catalogues_;
-  std::chrono::milliseconds patience_;
+  std::chrono::milliseconds busyTimeout_;
 };
 
 }  // namespace tolvander::platform::linux_

@@ -73,13 +73,13 @@ void requireCatalogueOfPictures(const LibraryFolder& folder, Catalogue& catalogu
   }
 }
 
-bool isCatalogueLost(const LibraryFolder& folder, std::chrono::milliseconds patience) {
+bool isCatalogueLost(const LibraryFolder& folder, std::chrono::milliseconds busyTimeout) {
   const FileURL file = folder.catalogueFile();
   try {
-    if (!isThere(file) || Catalogue::isUnmade(file, patience)) {
+    if (!isThere(file) || Catalogue::isUnmade(file, busyTimeout)) {
       return mayHavePictures(folder);
     }
-    Catalogue catalogue(file, patience);
+    Catalogue catalogue(file, busyTimeout);
     return namesNoneOfThePictures(folder, catalogue);
   } catch (const DatabaseError& error) {
     return isDamage(error);

@@ -24,7 +24,7 @@ void requireCatalogueOfPictures(const LibraryFolder& folder, Catalogue& catalogu
 // there. Making it anew helps then. False where it is sound, and of every other failure: of a disk that is
 // full, gone or can't be read, of a file that is in use, of a catalogue of another program or version. Throws
 // nothing but std::bad_alloc.
-bool isCatalogueLost(const LibraryFolder& folder, std::chrono::milliseconds patience);
+bool isCatalogueLost(const LibraryFolder& folder, std::chrono::milliseconds busyTimeout);
 
 // What the file itself is, as opposed to a disk that is full or a file that is in use.
 bool isDamage(const DatabaseError& error);

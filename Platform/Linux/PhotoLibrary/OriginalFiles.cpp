@@ -5,7 +5,7 @@
 #include <unordered_set>
 #include <utility>
 
-#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
+#include "Platform/Linux/PhotoLibrary/IncomingName.h"
 #include "TolvanderCore/MediaKind.h"
 
 namespace tolvander::platform::linux_ {

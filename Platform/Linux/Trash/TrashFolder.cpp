@@ -119,7 +119,7 @@ PathDescriptor openPath(const FileURL& url) {
 }  // namespace
 
 void moveExclusively(int from, const std::string& name, int to, const std::string& newName,
-                       const FileURL& url) {
+                     const FileURL& url) {
   if (renameat2(from, name.c_str(), to, newName.c_str(), RENAME_NOREPLACE) != 0) {
     throw PosixError(errno, "rename without replacing", url);
   }
@@ -147,7 +147,7 @@ FileURL TrashFolder::filesFolderAt(const FileURL& top, bool create) {
   throw PosixError(ENOENT, "find the Trash of", top);
 }
 
-std::optional<FileURL> TrashFolder::filesFolderAround(const FileURL& place) {
+std::optional<FileURL> TrashFolder::enclosingFilesFolder(const FileURL& place) {
   for (FileURL url = place.standardized(); url.path() != "/"; url = url.deletingLastPathComponent()) {
     const FileURL trash = url.deletingLastPathComponent();
     const bool isShared = trash.lastPathComponent() == userName() &&
@@ -195,7 +195,7 @@ bool TrashFolder::isSameAs(const TrashFolder& other) const {
          isSame(one, another);
 }
 
-bool TrashFolder::takeIn(const PathDescriptor& from, const std::string& name, const std::string& newName) {
+bool TrashFolder::moveIn(const PathDescriptor& from, const std::string& name, const std::string& newName) {
   const FileURL item = from.url().appending(name);
   try {
     writeInfo(newName, item);
@@ -234,7 +234,7 @@ void TrashFolder::rename(const std::string& name, const std::string& newName) {
 }
 
 // The info file goes last: a power loss that takes the change back must find it there.
-void TrashFolder::giveOut(const std::string& name, const PathDescriptor& to, const std::string& newName) {
+void TrashFolder::moveOut(const std::string& name, const PathDescriptor& to, const std::string& newName) {
   moveExclusively(files_.number(), name, to.number(), newName, filesURL_.appending(name));
   if (tryMakeDurable(openReadable(to.number(), "."))) {
     removeInfo(name);

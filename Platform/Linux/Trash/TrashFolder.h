@@ -27,19 +27,19 @@ class TrashFolder {
   static FileURL filesFolderAt(const FileURL& top, bool create);
 
   // The path of the "files" folder that `place` is or lies in, going by its text; absent where there is none.
-  static std::optional<FileURL> filesFolderAround(const FileURL& place);
+  static std::optional<FileURL> enclosingFilesFolder(const FileURL& place);
 
   // The Trash whose "files" folder this is; absent when it is no user's Trash, or not this user's.
   static std::optional<TrashFolder> ofFiles(const PathDescriptor& files);
 
   // Moves an entry into the Trash under a new name. False when that name is taken.
-  bool takeIn(const PathDescriptor& from, const std::string& name, const std::string& newName);
+  bool moveIn(const PathDescriptor& from, const std::string& name, const std::string& newName);
 
   // Gives an item another name.
   void rename(const std::string& name, const std::string& newName);
 
   // Moves an item out of the Trash; durable when it returns, where the volume lets it be.
-  void giveOut(const std::string& name, const PathDescriptor& to, const std::string& newName);
+  void moveOut(const std::string& name, const PathDescriptor& to, const std::string& newName);
 
   // Removes an item for good.
   void remove(const std::string& name);
@@ -69,6 +69,6 @@ class TrashFolder {
 // Renames where nothing bears the new name; on FAT, so that it lasts when the card is pulled out. Throws
 // PosixError: EEXIST, EINVAL where the file system can't rename that way, and others.
 void moveExclusively(int from, const std::string& name, int to, const std::string& newName,
-                       const FileURL& url);
+                     const FileURL& url);
 
 }  // namespace tolvander::platform::linux_

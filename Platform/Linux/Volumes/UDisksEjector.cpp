@@ -30,7 +30,7 @@ constexpr const char* driveInterface = "org.freedesktop.UDisks2.Drive";
 constexpr const char* filesystemInterface = "org.freedesktop.UDisks2.Filesystem";
 const ObjectPath noObject{"/"};
 
-constexpr std::chrono::minutes patience(5);
+constexpr std::chrono::minutes timeout(5);
 
 EjectError::Case caseOf(std::string_view errorName) {
   if (errorName == "org.freedesktop.UDisks2.Error.DeviceBusy") {
@@ -109,7 +109,7 @@ class Conversation {
   Result call(const ObjectPath& object, const char* interface, const char* method,
               const Arguments&... arguments) {
     return connection_.call<Result>(
-        {.service = service, .path = object, .interface = interface, .method = method, .patience = patience},
+        {.service = service, .path = object, .interface = interface, .method = method, .timeout = timeout},
         arguments...);
   }
 
@@ -125,7 +125,7 @@ class Conversation {
     return !property<MountPoints>(filesystem, filesystemInterface, "MountPoints").empty();
   }
 
-  BusConnection connection_ = BusConnection::toSystemBus(patience);
+  BusConnection connection_ = BusConnection::toSystemBus(timeout);
 };
 
 }  // namespace

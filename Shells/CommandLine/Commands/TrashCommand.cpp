@@ -23,7 +23,7 @@ using app::Task;
 using app::TrashReport;
 
 TrashReport reportOf(const HomeFiles& files) {
-  platform::linux_::VolumeTrash trash;
+  platform::linux_::FreedesktopTrash trash;
   SyncHistoryStore history(files.history);
   return TrashReport::of(history.trashRecords(), history.unsettledTrashIntents(), app::TrashService(trash));
 }

@@ -69,7 +69,7 @@ Task<ExitStatus> rebuildLibrary(Session* session, bool agrees, bool json, Cancel
   const FileURL folder = session->files().library;
   const auto rebuild = withLibraryErrors([&] {
     return std::make_shared<LibraryRebuild>(folder, knownImports(session->history()),
-                                            EmbeddedPhotoLibrary::defaultPatience);
+                                            EmbeddedPhotoLibrary::defaultBusyTimeout);
   });
   auto planning = planInBackground(rebuild, json, std::move(stop));
   const RebuildPlan plan = co_await planning;

@@ -30,7 +30,7 @@ std::vector<std::string> recoveryAdvice(const HomeFiles& files) {
       advice.push_back(app::historyBackupText(*newest));
     }
   }
-  if (isCatalogueLost(LibraryFolder(files.library), EmbeddedPhotoLibrary::defaultPatience)) {
+  if (isCatalogueLost(LibraryFolder(files.library), EmbeddedPhotoLibrary::defaultBusyTimeout)) {
     advice.push_back(app::catalogueRebuildText(CatalogueBackups(files.library).newest()));
   }
   return advice;

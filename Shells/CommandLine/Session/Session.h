@@ -10,7 +10,7 @@
 #include "Platform/Linux/Settings/FileUserDefaults.h"
 #include "Platform/Linux/System/EventLoop.h"
 #include "Platform/Linux/System/HomeLock.h"
-#include "Platform/Linux/Trash/VolumeTrash.h"
+#include "Platform/Linux/Trash/FreedesktopTrash.h"
 #include "Platform/Linux/Volumes/LinuxVolumes.h"
 #include "Platform/Linux/Volumes/UDisksEjector.h"
 #include "Platform/Linux/Volumes/VolumeBookmarks.h"
@@ -99,7 +99,7 @@ class Session {
   ChosenVolumes chosenVolumes_;
   platform::linux_::VolumeBookmarks bookmarks_;
   std::unique_ptr<Notifications> notifications_;
-  platform::linux_::VolumeTrash trash_;
+  platform::linux_::FreedesktopTrash trash_;
   platform::linux_::UDisksEjector ejector_;
   TerminalDialogs dialogs_;
   HeadlessApplication application_;

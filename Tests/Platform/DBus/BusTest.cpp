@@ -64,7 +64,7 @@ BusMethod echo(const std::string& method) {
 }
 
 BusCall callOf(const std::string& method) {
-  return {.service = name, .path = {"/object"}, .interface = name, .method = method, .patience = longEnough};
+  return {.service = name, .path = {"/object"}, .interface = name, .method = method, .timeout = longEnough};
 }
 
 // A service with one object.
@@ -152,7 +152,7 @@ TEST_F(BusTest, passesOverValuesOfOtherTypes) {
                                                         .path = {"/org/freedesktop/DBus"},
                                                         .interface = "org.freedesktop.DBus",
                                                         .method = "GetConnectionCredentials",
-                                                        .patience = longEnough},
+                                                        .timeout = longEnough},
                                                        std::string("org.freedesktop.DBus"));
   const BusVariant& user = credentials.at("UnixUserID");  // an integer
   EXPECT_TRUE(std::holds_alternative<std::monostate>(user.value()));
@@ -257,10 +257,10 @@ TEST_F(BusTest, givesANameToOneOwnerOnly) {
 TEST_F(BusTest, waitsForAnAnswerAsLongAsItIsToldTo) {
   Service silent(address(), {busMethod("Nothing", [] {})});
   BusConnection connection = connect();
-  BusCall impatient = callOf("Nothing");
-  impatient.patience = 20ms;
+  BusCall hurried = callOf("Nothing");
+  hurried.timeout = 20ms;
   const auto start = Clock::now();
-  EXPECT_EQ(errorOf([&] { connection.call(impatient); }), standardError("Timeout"));
+  EXPECT_EQ(errorOf([&] { connection.call(hurried); }), standardError("Timeout"));
   EXPECT_LT(Clock::now() - start, muchShorter);
   silent.beginToAnswer();
   EXPECT_EQ(errorOf([&] { connection.call(callOf("Nothing")); }), "")

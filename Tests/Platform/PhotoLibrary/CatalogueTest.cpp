@@ -17,13 +17,13 @@ namespace fs = std::filesystem;
 using namespace platform::linux_;
 using Case = app::PhotosPlatformError::Case;
 
-constexpr std::chrono::milliseconds noPatience(0);
+constexpr std::chrono::milliseconds noTimeout(0);
 
 class CatalogueFile : public testing::Test {
  protected:
   // What a fetch says; empty where it fails without the library's own error.
   std::string refusal() {
-    EmbeddedPhotoLibrary library(root, noPatience);
+    EmbeddedPhotoLibrary library(root, noTimeout);
     EXPECT_EQ(library.authorizationStatus(), app::PhotosAuthorizationStatus::authorized);
     try {
       library.fetchAssets(app::PhotosFetchOptions{});
@@ -40,15 +40,15 @@ class CatalogueFile : public testing::Test {
 
   void make(int version) {
     fs::create_directories(root.path());
-    Database database(file, Database::Opening::existingOrNew, noPatience);
+    Database database(file, Database::OpenMode::existingOrNew, noTimeout);
     upgradeCatalogue(database, version);
-    database.takeLogOverWhenClosed();
+    database.checkpointOnClose();
   }
 
   void change(const std::string& sql) {
-    Database database(file, Database::Opening::existing, noPatience);
+    Database database(file, Database::OpenMode::existing, noTimeout);
     database.run(sql);
-    database.takeLogOverWhenClosed();
+    database.checkpointOnClose();
   }
 
   CatalogueFile() { writeFile(picture, "picture"); }
@@ -67,7 +67,7 @@ TEST_F(CatalogueFile, ofTheFirstVersionIsUpgradedWithAllItHolds) {
       "INSERT INTO albums VALUES (3, 'album', 'Album'); INSERT INTO memberships VALUES (1, 3, 7);");
   writeFile(root.appending("Originals/a.jpg"), "12345");
   const std::string before = readFile(file);
-  EmbeddedPhotoLibrary library(root, noPatience);
+  EmbeddedPhotoLibrary library(root, noTimeout);
   const app::PhotosAsset expected{.localIdentifier = "asset",
                                   .creationDate = dateSince1970(1),
                                   .mediaType = app::PhotosMediaType::image,
@@ -78,7 +78,7 @@ TEST_F(CatalogueFile, ofTheFirstVersionIsUpgradedWithAllItHolds) {
   EXPECT_EQ(readAndWait(library, library.assetResources(expected).at(0)).bytes, "12345");
   EXPECT_EQ(readFile(file), before) << "looking changes nothing";
   EXPECT_TRUE(importPictures(library, {picture}).success);
-  Database database(file, Database::Opening::existing, noPatience);
+  Database database(file, Database::OpenMode::existing, noTimeout);
   EXPECT_EQ(catalogueVersion(database), newestCatalogueVersion);
 }
 
@@ -88,9 +88,9 @@ TEST_F(CatalogueFile, ofTheSecondVersionIsUpgradedWithoutHashesOfItsOriginals) {
       "INSERT INTO assets VALUES (7, 'asset', 1, 1000000000, 640, 480, 0.0);"
       "INSERT INTO resources VALUES (7, 0, 0, 'b.jpg', 'Originals/b.jpg', 'originals/b.jpg', 5);");
   writeFile(root.appending("Originals/b.jpg"), "12345");
-  EmbeddedPhotoLibrary library(root, noPatience);
+  EmbeddedPhotoLibrary library(root, noTimeout);
   ASSERT_TRUE(importPictures(library, {picture}).success);
-  Catalogue catalogue(file, noPatience);
+  Catalogue catalogue(file, noTimeout);
   EXPECT_EQ(catalogue.resource("asset", 0), (CataloguedResource{.type = app::PhotosResourceType::photo,
                                                                 .originalFilename = "b.jpg",
                                                                 .path = "Originals/b.jpg",
@@ -99,20 +99,20 @@ TEST_F(CatalogueFile, ofTheSecondVersionIsUpgradedWithoutHashesOfItsOriginals) {
 
 TEST_F(CatalogueFile, keepsTheHashOfEachOriginalAndItsDateAtThatTime) {
   make(newestCatalogueVersion);
-  EmbeddedPhotoLibrary library(root, noPatience);
+  EmbeddedPhotoLibrary library(root, noTimeout);
   // Longer than what is copied at a time.
   writeFile(picture, std::string(3'000'000, 'x') + "end");
   setContentModificationDate(picture, day(-100));
   ASSERT_TRUE(importPictures(library, {picture}).success);
   const auto asset = library.fetchAssets(app::PhotosFetchOptions{}).at(0);
-  Catalogue catalogue(file, noPatience);
+  Catalogue catalogue(file, noTimeout);
   EXPECT_EQ(catalogue.resource(asset.localIdentifier, 0).value().content,
             (CataloguedContent{.sha256 = FileFingerprinter::sha256(picture), .modified = day(-100)}));
 }
 
 TEST_F(CatalogueFile, thatIsEmptyIsMade) {
   writeFile(file, "");
-  EmbeddedPhotoLibrary library(root, noPatience);
+  EmbeddedPhotoLibrary library(root, noTimeout);
   EXPECT_TRUE(library.fetchAssets(app::PhotosFetchOptions{}).empty());
   EXPECT_TRUE(importPictures(library, {picture}).success);
 }
@@ -129,7 +129,7 @@ TEST_F(CatalogueFile, ofANewerVersionIsRefusedAndLeftAsItIs) {
 TEST_F(CatalogueFile, ofANewerVersionKeepsItsLog) {
   make(newestCatalogueVersion);
   {
-    Database database(file, Database::Opening::existing, noPatience);
+    Database database(file, Database::OpenMode::existing, noTimeout);
     database.run("PRAGMA user_version=17");
   }
   const std::string before = readFile(file);
@@ -143,7 +143,7 @@ TEST_F(CatalogueFile, ofANewerVersionKeepsItsLog) {
 TEST_F(CatalogueFile, ofAnotherProgramIsRefusedAndLeftAsItIs) {
   fs::create_directories(root.path());
   {
-    Database database(file, Database::Opening::existingOrNew, noPatience);
+    Database database(file, Database::OpenMode::existingOrNew, noTimeout);
     database.run("CREATE TABLE assets (name); PRAGMA user_version=1");
   }
   const std::string before = readFile(file);
@@ -176,13 +176,13 @@ TEST_F(CatalogueFile, thatIsALinkIsNotFollowed) {
 TEST_F(CatalogueFile, withDamagedPagesFailsWhereTheyAreRead) {
   make(newestCatalogueVersion);
   {
-    EmbeddedPhotoLibrary library(root, noPatience);
+    EmbeddedPhotoLibrary library(root, noTimeout);
     importPictures(library, {picture});
   }
   std::string bytes = readFile(file);
   std::fill(bytes.begin() + 8192, bytes.end(), '\xA5');
   writeFile(file, bytes);
-  EmbeddedPhotoLibrary library(root, noPatience);
+  EmbeddedPhotoLibrary library(root, noTimeout);
   try {
     EXPECT_FALSE(library.verify().isSound());
   } catch (const app::PhotosPlatformError& error) {
@@ -204,7 +204,7 @@ TEST_F(CatalogueFile, keepsNamesThatAreNoText) {
 
 TEST_F(CatalogueFile, assetsWithoutADateAreOlderThanAllOthersAndInNoWindow) {
   make(newestCatalogueVersion);
-  Catalogue catalogue(file, noPatience);
+  Catalogue catalogue(file, noTimeout);
   auto transaction = catalogue.change();
   for (const auto& [identifier, date] : std::vector<std::pair<std::string, std::optional<Date>>>{
            {"first", Date::min()}, {"none", std::nullopt}, {"last", Date::max()}}) {
@@ -232,7 +232,7 @@ class CatalogueOfDays : public CatalogueFile {
  protected:
   CatalogueOfDays() {
     make(newestCatalogueVersion);
-    catalogue.emplace(file, noPatience);
+    catalogue.emplace(file, noTimeout);
     auto transaction = catalogue->change();
     for (int number = 0; number < 6; ++number) {
       const std::string name = std::to_string(number);

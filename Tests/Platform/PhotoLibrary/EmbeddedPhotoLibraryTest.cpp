@@ -14,8 +14,8 @@
 #include <set>
 
 #include "Platform/Linux/PhotoLibrary/Database.h"
+#include "Platform/Linux/PhotoLibrary/IncomingName.h"
 #include "Platform/Linux/PhotoLibrary/LibraryLock.h"
-#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 #include "Samples/JPEGBuilder.h"
 #include "Tests/Support/Application/EmbeddedLibrary.h"
 #include "Tests/Support/Machine/ChildProcess.h"
@@ -37,7 +37,7 @@ using platform::linux_::LibraryFolder;
 using platform::linux_::LibraryLock;
 using Case = app::PhotosPlatformError::Case;
 
-constexpr std::chrono::milliseconds noPatience(0);
+constexpr std::chrono::milliseconds noTimeout(0);
 
 template <typename Operation>
 std::optional<Case> caseOfThrown(Operation operation) {
@@ -92,8 +92,8 @@ class EmbeddedLibrary : public testing::Test {
 
   // The folder is made with the first one.
   std::unique_ptr<EmbeddedPhotoLibrary> open(
-      std::chrono::milliseconds patience = EmbeddedPhotoLibrary::defaultPatience) {
-    auto library = std::make_unique<EmbeddedPhotoLibrary>(root, patience);
+      std::chrono::milliseconds busyTimeout = EmbeddedPhotoLibrary::defaultBusyTimeout) {
+    auto library = std::make_unique<EmbeddedPhotoLibrary>(root, busyTimeout);
     EXPECT_EQ(requestAndWait(*library), PhotosAuthorizationStatus::authorized);
     return library;
   }
@@ -111,7 +111,7 @@ class EmbeddedLibrary : public testing::Test {
   }
 
   void changeCatalogue(const std::string& sql) const {
-    Database database(root.appending("Library.sqlite"), Database::Opening::existing, noPatience);
+    Database database(root.appending("Library.sqlite"), Database::OpenMode::existing, noTimeout);
     database.run(sql);
   }
 
@@ -658,7 +658,7 @@ class IntentLeft : public EmbeddedLibrary {
  protected:
   IntentLeft() {
     open();
-    Catalogue catalogue(root.appending("Library.sqlite"), noPatience);
+    Catalogue catalogue(root.appending("Library.sqlite"), noTimeout);
     auto transaction = catalogue.change();
     catalogue.insertIntent({.history = std::nullopt,
                             .temporaryName = std::string(incoming.lastPathComponent()),
@@ -669,7 +669,7 @@ class IntentLeft : public EmbeddedLibrary {
   }
 
   std::size_t intents() const {
-    return Catalogue(root.appending("Library.sqlite"), noPatience).intents().size();
+    return Catalogue(root.appending("Library.sqlite"), noTimeout).intents().size();
   }
 
   const std::string path = "Originals/2026/2026-11-20/PICT0001.JPG";
@@ -754,15 +754,15 @@ TEST_F(EmbeddedLibrary, aSecondProcessReadsWhileAnotherOneWritesAndIsRefusedToWr
   const Signal done;
   inTwoChildProcesses(
       [&] {
-        const LibraryLock lock{LibraryFolder(root), noPatience};
-        Catalogue catalogue(root.appending("Library.sqlite"), noPatience);
+        const LibraryLock lock{LibraryFolder(root), noTimeout};
+        Catalogue catalogue(root.appending("Library.sqlite"), noTimeout);
         const auto transaction = catalogue.change();
         writing.give();
         done.await();
       },
       [&] {
         writing.await();
-        EmbeddedPhotoLibrary library(root, noPatience);
+        EmbeddedPhotoLibrary library(root, noTimeout);
         EXPECT_TRUE(library.fetchAssets(app::PhotosFetchOptions{}).empty());
         const ChangeResult result = importPictures(library, {url});
         EXPECT_FALSE(result.success);
@@ -778,7 +778,7 @@ TEST_F(EmbeddedLibrary, aSecondProcessWaitsForItsTurn) {
   const Signal writing;
   inTwoChildProcesses(
       [&] {
-        const LibraryLock lock{LibraryFolder(root), noPatience};
+        const LibraryLock lock{LibraryFolder(root), noTimeout};
         writing.give();
       },
       [&] {
@@ -791,21 +791,21 @@ TEST_F(EmbeddedLibrary, aSecondProcessWaitsForItsTurn) {
 
 TEST_F(EmbeddedLibrary, aLockWhoseFileWasDeletedIsNoLongerHeld) {
   open();
-  const LibraryLock first{LibraryFolder(root), noPatience};
+  const LibraryLock first{LibraryFolder(root), noTimeout};
   EXPECT_NO_THROW(first.requireHeld());
   fs::remove(root.appending("Library.lock").path());
   EXPECT_THROW(first.requireHeld(), app::PhotosPlatformError);
-  const LibraryLock second{LibraryFolder(root), noPatience};
+  const LibraryLock second{LibraryFolder(root), noTimeout};
   EXPECT_NO_THROW(second.requireHeld());
   EXPECT_THROW(first.requireHeld(), app::PhotosPlatformError);
 }
 
 TEST_F(EmbeddedLibrary, aSecondProcessWaitsForTheHolderOfTheNewLockFile) {
   open();
-  const LibraryLock first{LibraryFolder(root), noPatience};
+  const LibraryLock first{LibraryFolder(root), noTimeout};
   fs::remove(root.appending("Library.lock").path());
-  const LibraryLock second{LibraryFolder(root), noPatience};
-  EXPECT_THROW((LibraryLock{LibraryFolder(root), noPatience}), app::PhotosPlatformError);
+  const LibraryLock second{LibraryFolder(root), noTimeout};
+  EXPECT_THROW((LibraryLock{LibraryFolder(root), noTimeout}), app::PhotosPlatformError);
 }
 
 TEST_F(EmbeddedLibrary, twoProcessesImportAtTheSameTime) {
@@ -825,8 +825,8 @@ TEST_F(EmbeddedLibrary, twoProcessesImportAtTheSameTime) {
 }
 
 TEST_F(EmbeddedLibrary, anotherProgramThatLocksTheCatalogueIsADefiniteFailure) {
-  const auto library = open(noPatience);
-  Database other(root.appending("Library.sqlite"), Database::Opening::existing, noPatience);
+  const auto library = open(noTimeout);
+  Database other(root.appending("Library.sqlite"), Database::OpenMode::existing, noTimeout);
   other.run("BEGIN IMMEDIATE");
   const ChangeResult result = importPictures(*library, {file("a.jpg")});
   EXPECT_FALSE(result.success);
@@ -966,7 +966,7 @@ class Verifying : public EmbeddedLibrary {
 
   // What the catalogue knows of the content of the first picture.
   std::optional<platform::linux_::CataloguedContent> content() {
-    Catalogue catalogue(root.appending("Library.sqlite"), noPatience);
+    Catalogue catalogue(root.appending("Library.sqlite"), noTimeout);
     return catalogue.originals(asset).at(0).content;
   }
 
@@ -1033,7 +1033,7 @@ TEST_F(Verifying, keepsTheNewDateOfAnOriginalThatHoldsWhatItDid) {
 
 TEST_F(Verifying, keepsNothingWhileAnotherProcessChangesTheLibrary) {
   forgetContents();
-  const LibraryLock lock{LibraryFolder(root), noPatience};
+  const LibraryLock lock{LibraryFolder(root), noTimeout};
   EXPECT_EQ(library->verify().hashedForTheFirstTime, 2);
   EXPECT_EQ(content(), std::nullopt);
 }

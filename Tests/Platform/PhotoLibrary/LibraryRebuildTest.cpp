@@ -27,7 +27,7 @@ using platform::linux_::LibraryRebuild;
 using platform::linux_::RebuildCounts;
 using platform::linux_::RebuildPlan;
 
-constexpr std::chrono::seconds patience(5);
+constexpr std::chrono::seconds busyTimeout(5);
 
 // A library with three pictures, the last two of one content, all in an album.
 class Rebuilding : public testing::Test {
@@ -51,11 +51,11 @@ class Rebuilding : public testing::Test {
   static void ignore(const platform::linux_::VerificationProgress&) {}
 
   RebuildPlan plan(const KnownImports& imports = {}) const {
-    return LibraryRebuild(root, imports, patience).plan({}, ignore);
+    return LibraryRebuild(root, imports, busyTimeout).plan({}, ignore);
   }
 
   RebuildPlan rebuild(const KnownImports& imports = {}) const {
-    LibraryRebuild rebuild(root, imports, patience);
+    LibraryRebuild rebuild(root, imports, busyTimeout);
     const RebuildPlan plan = rebuild.plan({}, ignore);
     rebuild.carryOut(day(0));
     return plan;
@@ -234,7 +234,7 @@ TEST_F(Rebuilding, takesAlbumsAndDatesFromTheNewestBackupWhereTheCatalogueIsLost
 TEST_F(Rebuilding, keepsTheFormerCatalogueUnderAnotherName) {
   breakCatalogue(root);
   const std::string broken = readFile(catalogueFile(root));
-  LibraryRebuild rebuild(root, {}, patience);
+  LibraryRebuild rebuild(root, {}, busyTimeout);
   rebuild.plan({}, ignore);
   const auto aside = rebuild.carryOut(day(0));
   ASSERT_TRUE(aside.has_value());
@@ -253,7 +253,7 @@ TEST_F(Rebuilding, usesWhatAnEarlierRebuildHasSetAside) {
 TEST_F(Rebuilding, takesNoLogOfTheFormerCatalogueIntoTheNewOne) {
   fs::create_directories((folder / "saved").path());
   {
-    Database database(catalogueFile(root), Database::Opening::existing, patience);
+    Database database(catalogueFile(root), Database::OpenMode::existing, busyTimeout);
     database.run("DELETE FROM assets");
     fs::copy(catalogueFile(root).path() + "-wal", (folder / "saved/wal").path());
   }
@@ -267,14 +267,14 @@ TEST_F(Rebuilding, takesNoLogOfTheFormerCatalogueIntoTheNewOne) {
 
 TEST_F(Rebuilding, replacesACatalogueWithDamagedIndexes) {
   {
-    Database database(catalogueFile(root), Database::Opening::existing, patience);
+    Database database(catalogueFile(root), Database::OpenMode::existing, busyTimeout);
     database.run("PRAGMA writable_schema=ON");
     EXPECT_EQ(contents(), before);
   }
   std::string bytes;
   {
-    Database database(catalogueFile(root), Database::Opening::existing, patience);
-    database.takeLogOverWhenClosed();
+    Database database(catalogueFile(root), Database::OpenMode::existing, busyTimeout);
+    database.checkpointOnClose();
     database.run("PRAGMA wal_checkpoint(TRUNCATE)");
     auto rows = database.query("SELECT rootpage FROM sqlite_schema WHERE name = 'resources_by_sha256'");
     ASSERT_TRUE(rows.next());
@@ -324,7 +324,7 @@ class RebuildingInterrupted : public Rebuilding {
 
   // As on a FAT, where the incoming files and their intents are removed after the import is catalogued.
   void importWithoutRemovingTheIncomingFiles() const {
-    Catalogue catalogue(catalogueFile(root), patience);
+    Catalogue catalogue(catalogueFile(root), busyTimeout);
     auto transaction = catalogue.change();
     for (const auto& intent : before.intents) {
       const FileURL placed = root.appending(intent.original.path);
@@ -448,21 +448,21 @@ TEST_F(Rebuilding, followsLinksToFolders) {
 
 TEST_F(Rebuilding, isRefusedWhereANewerVersionMadeTheCatalogue) {
   {
-    Database database(catalogueFile(root), Database::Opening::existing, patience);
+    Database database(catalogueFile(root), Database::OpenMode::existing, busyTimeout);
     database.run("PRAGMA user_version=17");
   }
   EXPECT_THROW(plan(), PhotosPlatformError);
 }
 
 TEST_F(Rebuilding, isRefusedWhileAnotherProcessChangesTheLibrary) {
-  const LibraryRebuild other(root, {}, patience);
+  const LibraryRebuild other(root, {}, busyTimeout);
   EXPECT_THROW(LibraryRebuild(root, {}, std::chrono::milliseconds(0)), PhotosPlatformError);
 }
 
 TEST_F(Rebuilding, canBeCancelled) {
   CancellationSource source;
   source.cancel();
-  EXPECT_THROW(LibraryRebuild(root, {}, patience).plan(source.token(), ignore), CancellationError);
+  EXPECT_THROW(LibraryRebuild(root, {}, busyTimeout).plan(source.token(), ignore), CancellationError);
 }
 
 }  // namespace

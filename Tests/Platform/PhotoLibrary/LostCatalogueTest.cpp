@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <functional>
 
+#include "Platform/Linux/PhotoLibrary/IncomingName.h"
 #include "Platform/Linux/PhotoLibrary/LostCatalogue.h"
-#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 #include "Tests/Support/Application/CatalogueFiles.h"
 #include "Tests/Support/Application/EmbeddedLibrary.h"
 

@@ -7,7 +7,7 @@
 
 #include "Platform/Linux/PhotoLibrary/Catalogue.h"
 #include "Platform/Linux/PhotoLibrary/Database.h"
-#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
+#include "Platform/Linux/PhotoLibrary/IncomingName.h"
 #include "Tests/Support/Application/EmbeddedLibrary.h"
 #include "Tests/Support/Doubles/ManualTimer.h"
 #include "TolvanderApp/Library/PhotoLibraryService.h"
@@ -434,7 +434,7 @@ TEST_F(PreparedImport, waitsAgainAfterAChangeThatFailed) {
     changes.changeRequest(library.fetchAlbums("Trip").at(0), {})
         ->addAssets({*request->placeholderForCreatedAsset()});
     platform::linux_::Database(root.appending("Library.sqlite"),
-                               platform::linux_::Database::Opening::existing, std::chrono::seconds(5))
+                               platform::linux_::Database::OpenMode::existing, std::chrono::seconds(5))
         .run("DELETE FROM albums");
   });
   EXPECT_FALSE(result.success);

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Linux/Trash/VolumeTrash.h"
+#include "Platform/Linux/Trash/FreedesktopTrash.h"
 #include "Tests/Support/Doubles/FakeBookmarks.h"
 #include "Tests/Support/Doubles/FakeVolumes.h"
 #include "Tests/Support/Doubles/ManualTimer.h"
@@ -96,7 +96,7 @@ class AppModelWorld {
   FakeVolumes volumes;
   FakeBookmarks bookmarks;
   RecordedNotifications notifications;
-  platform::linux_::VolumeTrash volumeTrash;
+  platform::linux_::FreedesktopTrash volumeTrash;
   WatchedTrash trash{volumeTrash};
   ScriptedEjector ejector;
   ScriptedDialogs dialogs;

@@ -12,7 +12,7 @@ namespace tolvander::tests {
 using platform::linux_::Database;
 
 std::vector<FileURL> originalsInLibrary(const FileURL& library, const std::string& originalFilename) {
-  Database database(library.appending("Library.sqlite"), Database::Opening::existing,
+  Database database(library.appending("Library.sqlite"), Database::OpenMode::existing,
                     std::chrono::seconds(5));
   std::vector<FileURL> originals;
   auto rows = database.query("SELECT path FROM resources WHERE original_filename = ? ORDER BY path",

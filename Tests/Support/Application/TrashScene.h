@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Linux/Trash/VolumeTrash.h"
+#include "Platform/Linux/Trash/FreedesktopTrash.h"
 #include "Tests/Support/Doubles/WatchedTrash.h"
 #include "TolvanderApp/Trash/TrashService.h"
 #include "TolvanderCore/FingerprintedMediaFile.h"
@@ -36,7 +36,7 @@ struct TrashScene {
   FileURL volume;
   FileURL camera;  // the folder of the photos
   FileURL trash;   // where the items in the Trash lie
-  platform::linux_::VolumeTrash platform;
+  platform::linux_::FreedesktopTrash platform;
   WatchedTrash watched{platform};
   app::TrashService service{watched};
   std::map<std::string, std::string> assets;  // from source fingerprint

@@ -18,10 +18,10 @@ std::optional<app::FileStatus> fileStatus(int descriptor, const std::string& nam
 // it, and otherwise 64 bits of the SHA-256 of what outlasts a remount (the times of birth and modification,
 // the size, the first 64 KiB). `url` names the file in errors. Throws PosixError where the file can't be
 // read.
-std::uint64_t lastingFileNumber(const OwnedDescriptor& file, const FileURL& url);
+std::uint64_t stableFileId(const OwnedDescriptor& file, const FileURL& url);
 
 // The number that tells a file system from others, where it has one that outlasts a remount; text without a
 // given form. For volumes whose UUID nobody knows.
-std::optional<std::string> lastingFileSystemNumber(const FileURL& directory);
+std::optional<std::string> stableFileSystemId(const FileURL& directory);
 
 }  // namespace tolvander::platform::linux_

@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "Platform/Linux/PhotoLibrary/Catalogue.h"
+#include "Platform/Linux/PhotoLibrary/FileIdentity.h"
 #include "Platform/Linux/PhotoLibrary/FreeOriginalPaths.h"
 #include "Platform/Linux/PhotoLibrary/LibraryFolder.h"
-#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 #include "TolvanderCore/Files/OwnedDescriptor.h"
 
 namespace tolvander::platform::linux_ {
@@ -18,14 +18,14 @@ namespace tolvander::platform::linux_ {
 // Taking back is a renaming, and a removal only of a copy, whose incoming file is still there. It is done
 // only to the very files that this object named: device, inode, size and date as they were then. What can't
 // be taken back keeps its name, and the intent that names it.
-class OriginalPlacement {
+class OriginalsImport {
  public:
-  OriginalPlacement(const LibraryFolder& folder, Catalogue& catalogue)
+  OriginalsImport(const LibraryFolder& folder, Catalogue& catalogue)
       : folder_(&folder), catalogue_(&catalogue), paths_(folder, catalogue) {}
   // Takes the names back unless they are kept.
-  ~OriginalPlacement();
-  OriginalPlacement(const OriginalPlacement&) = delete;
-  OriginalPlacement& operator=(const OriginalPlacement&) = delete;
+  ~OriginalsImport();
+  OriginalsImport(const OriginalsImport&) = delete;
+  OriginalsImport& operator=(const OriginalsImport&) = delete;
 
   // To be called once, with files that their intents name. Brings the intents to what the files then are:
   // another path where the one that was meant is taken, and the date that their file system keeps. The names
@@ -33,14 +33,14 @@ class OriginalPlacement {
   //
   // A file is renamed where that is safe, and copied otherwise: to another disk, and on a FAT, where a power
   // cut can leave a renamed file with both names, which share its blocks then, or with neither.
-  void place(std::vector<Intent>& intents);
+  void moveIntoPlace(std::vector<Intent>& intents);
 
   // Whether the asset's original is a copy, so that its incoming file is still there. Its intent must stay in
   // the catalogue until removeIncoming has removed that.
   bool isCopied(const std::string& asset) const;
 
   // The change is done, or it can't be known whether it is.
-  void keep() { isKept_ = true; }
+  void commit() { isCommitted_ = true; }
 
   // To be called when the change is done: removes the incoming files of what was copied, and their intents.
   // What can't be removed now is left for the next sweep or completion.
@@ -57,15 +57,15 @@ class OriginalPlacement {
   };
 
   void mark(std::vector<Intent>& intents);
-  void placeOne(Intent& intent, const OwnedDescriptor& incoming);
+  void moveOne(Intent& intent, const OwnedDescriptor& incoming);
   FileIdentity giveName(Intent& intent, const OwnedDescriptor& from, const std::string& name);
   FileIdentity carryOver(Intent& intent, const OwnedDescriptor& incoming);
   FileIdentity copyToName(Intent& intent, const OwnedDescriptor& incoming);
   void chooseAnotherName(Intent& intent);
   const OwnedDescriptor& folderFor(const std::string& path);
   void makeFoldersDurable();
-  void takeBack();
-  bool takeBack(const Named& file, const OwnedDescriptor& incoming);
+  void rollBack();
+  bool rollBack(const Named& file, const OwnedDescriptor& incoming);
 
   const LibraryFolder* folder_;
   Catalogue* catalogue_;
@@ -74,7 +74,7 @@ class OriginalPlacement {
   std::vector<std::string> madeFolders_;
   std::vector<std::string> markedAssets_;
   std::vector<Named> named_;
-  bool isKept_ = false;
+  bool isCommitted_ = false;
 };
 
 }  // namespace tolvander::platform::linux_

@@ -1,4 +1,4 @@
-#include "Platform/Linux/Trash/VolumeTrash.h"
+#include "Platform/Linux/Trash/FreedesktopTrash.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -48,9 +48,9 @@ std::int64_t errorNumberOf(const std::function<void()>& operation) {
 }
 
 // The Trash of a folder that counts as a volume.
-class VolumeTrash : public testing::Test {
+class FreedesktopTrash : public testing::Test {
  protected:
-  VolumeTrash() {
+  FreedesktopTrash() {
     scene.watched.volumeUUID = [](const FileURL&) { return "VOLUME"; };
   }
 
@@ -78,26 +78,26 @@ class VolumeTrash : public testing::Test {
 
 // Where the Trash is
 
-TEST_F(VolumeTrash, isMadeForThisUserAlone) {
+TEST_F(FreedesktopTrash, isMadeForThisUserAlone) {
   EXPECT_EQ(trashDirectory(), inVolume(".Trash-" + userText() + "/files"));
   for (const char* part : {"", "/files", "/info"}) {
     EXPECT_EQ(modeOf(inVolume(".Trash-" + userText() + part)), 0700U) << part;
   }
 }
 
-TEST_F(VolumeTrash, isNotMadeUnasked) {
+TEST_F(FreedesktopTrash, isNotMadeUnasked) {
   EXPECT_EQ(errorNumberOf([&] { trashDirectory(false); }), ENOENT);
   EXPECT_FALSE(exists(inVolume(".Trash-" + userText())));
 }
 
-TEST_F(VolumeTrash, isTheOneThatThereIs) {
+TEST_F(FreedesktopTrash, isTheOneThatThereIs) {
   trashDirectory();
   EXPECT_EQ(trashDirectory(false), scene.trash);
   EXPECT_EQ(scene.platform.trashDirectory(scene.trash, false), scene.trash);
   EXPECT_EQ(scene.platform.trashDirectory(scene.inTrash("folder"), false), scene.trash);
 }
 
-TEST_F(VolumeTrash, liesInTheAdministratorsFolderWhereItHasTheStickyBit) {
+TEST_F(FreedesktopTrash, liesInTheAdministratorsFolderWhereItHasTheStickyBit) {
   std::filesystem::create_directory(inVolume(".Trash").path());
   ASSERT_EQ(chmod(inVolume(".Trash").path().c_str(), 01777), 0);
   const FileURL expected = inVolume(".Trash/" + userText() + "/files");
@@ -113,14 +113,14 @@ TEST_F(VolumeTrash, liesInTheAdministratorsFolderWhereItHasTheStickyBit) {
   EXPECT_EQ(scene.service.restoreToOriginalLocations({record}).restored.size(), 1U);
 }
 
-TEST_F(VolumeTrash, keepsOutOfAnAdministratorsFolderWithoutTheStickyBit) {
+TEST_F(FreedesktopTrash, keepsOutOfAnAdministratorsFolderWithoutTheStickyBit) {
   std::filesystem::create_directory(inVolume(".Trash").path());
   ASSERT_EQ(chmod(inVolume(".Trash").path().c_str(), 0777), 0);
   EXPECT_EQ(trashDirectory(), scene.trash);
   EXPECT_TRUE(namesIn(inVolume(".Trash")).empty());
 }
 
-TEST_F(VolumeTrash, keepsOutOfAnAdministratorsFolderThatIsALink) {
+TEST_F(FreedesktopTrash, keepsOutOfAnAdministratorsFolderThatIsALink) {
   std::filesystem::create_directory((folder / "sticky").path());
   ASSERT_EQ(chmod((folder / "sticky").path().c_str(), 01777), 0);
   std::filesystem::create_directory_symlink((folder / "sticky").path(), inVolume(".Trash").path());
@@ -128,7 +128,7 @@ TEST_F(VolumeTrash, keepsOutOfAnAdministratorsFolderThatIsALink) {
   EXPECT_TRUE(namesIn(folder / "sticky").empty());
 }
 
-TEST_F(VolumeTrash, isNoneWhereALinkHasItsName) {
+TEST_F(FreedesktopTrash, isNoneWhereALinkHasItsName) {
   std::filesystem::create_directories((folder / "elsewhere/files").path());
   std::filesystem::create_directories((folder / "elsewhere/info").path());
   std::filesystem::create_directory_symlink((folder / "elsewhere").path(),
@@ -139,7 +139,7 @@ TEST_F(VolumeTrash, isNoneWhereALinkHasItsName) {
   EXPECT_TRUE(namesIn(folder / "elsewhere/files").empty());
 }
 
-TEST_F(VolumeTrash, isNoneWhereAPartOfItIsALink) {
+TEST_F(FreedesktopTrash, isNoneWhereAPartOfItIsALink) {
   for (const char* part : {"files", "info"}) {
     std::filesystem::create_directories((folder / "elsewhere").path());
     const FileURL trash = inVolume(".Trash-" + userText());
@@ -151,7 +151,7 @@ TEST_F(VolumeTrash, isNoneWhereAPartOfItIsALink) {
   }
 }
 
-TEST_F(VolumeTrash, isNoneWhereItBelongsToSomebodyElse) {
+TEST_F(FreedesktopTrash, isNoneWhereItBelongsToSomebodyElse) {
   if (geteuid() != 0) {
     GTEST_SKIP() << "giving files away needs root";
   }
@@ -163,7 +163,7 @@ TEST_F(VolumeTrash, isNoneWhereItBelongsToSomebodyElse) {
   EXPECT_TRUE(exists(photo.file.url));
 }
 
-TEST_F(VolumeTrash, isNoneWhereTheUserMayNotWrite) {
+TEST_F(FreedesktopTrash, isNoneWhereTheUserMayNotWrite) {
   ASSERT_EQ(chmod(scene.volume.path().c_str(), 0555), 0);
   ASSERT_EQ(chmod(folder.url().path().c_str(), 0755), 0);
   const OtherUser other;
@@ -172,14 +172,14 @@ TEST_F(VolumeTrash, isNoneWhereTheUserMayNotWrite) {
 
 // What it does with an item and its info file
 
-TEST_F(VolumeTrash, keepsBesideAnItemWhereItCameFrom) {
+TEST_F(FreedesktopTrash, keepsBesideAnItemWhereItCameFrom) {
   EXPECT_EQ(trashItem("PICT0001.JPG"), scene.inTrash("PICT0001.JPG"));
   const std::string info = readFile(scene.infoOf("PICT0001.JPG"));
   EXPECT_TRUE(info.starts_with("[Trash Info]\nPath=DCIM/100CHRM/PICT0001.JPG\nDeletionDate=20")) << info;
   EXPECT_EQ(modeOf(scene.infoOf("PICT0001.JPG")), 0600U);
 }
 
-TEST_F(VolumeTrash, givesItemsOfOneNameDifferentNames) {
+TEST_F(FreedesktopTrash, givesItemsOfOneNameDifferentNames) {
   for (const std::string expected : {"PICT0001.JPG", "PICT0001.2.JPG", "PICT0001.3.JPG"}) {
     writeFile(photo.file.url, expected);
     EXPECT_EQ(trashItem("PICT0001.JPG"), scene.inTrash(expected));
@@ -189,7 +189,7 @@ TEST_F(VolumeTrash, givesItemsOfOneNameDifferentNames) {
             (Names{"PICT0001.2.JPG.trashinfo", "PICT0001.3.JPG.trashinfo", "PICT0001.JPG.trashinfo"}));
 }
 
-TEST_F(VolumeTrash, passesOverANameThatOnlyAnInfoFileOrOnlyAnItemHas) {
+TEST_F(FreedesktopTrash, passesOverANameThatOnlyAnInfoFileOrOnlyAnItemHas) {
   trashDirectory();
   writeFile(scene.infoOf("PICT0001.JPG"), "[Trash Info]\nPath=PICT0001.JPG\n");
   writeFile(scene.inTrash("PICT0001.2.JPG"), "an item without info");
@@ -198,12 +198,12 @@ TEST_F(VolumeTrash, passesOverANameThatOnlyAnInfoFileOrOnlyAnItemHas) {
   EXPECT_EQ(infos(), (Names{"PICT0001.3.JPG.trashinfo", "PICT0001.JPG.trashinfo"}));
 }
 
-TEST_F(VolumeTrash, leavesNoInfoFileOfAnItemThatCouldNotBeMoved) {
+TEST_F(FreedesktopTrash, leavesNoInfoFileOfAnItemThatCouldNotBeMoved) {
   EXPECT_EQ(errorNumberOf([&] { trashItem("MISSING.JPG"); }), ENOENT);
   EXPECT_TRUE(infos().empty());
 }
 
-TEST_F(VolumeTrash, takesTheInfoFileAlongWithAName) {
+TEST_F(FreedesktopTrash, takesTheInfoFileAlongWithAName) {
   trashItem("PICT0001.JPG");
   rename(scene.inTrash("PICT0001.JPG"), scene.inTrash("claimed"));
   EXPECT_EQ(infos(), Names{"claimed.trashinfo"});
@@ -211,14 +211,14 @@ TEST_F(VolumeTrash, takesTheInfoFileAlongWithAName) {
   EXPECT_EQ(infos(), Names{"PICT0001.JPG.trashinfo"});
 }
 
-TEST_F(VolumeTrash, leavesTheInfoFileWhereANameIsTaken) {
+TEST_F(FreedesktopTrash, leavesTheInfoFileWhereANameIsTaken) {
   trashItem("PICT0001.JPG");
   writeFile(scene.inTrash("taken"), "");
   EXPECT_EQ(errorNumberOf([&] { rename(scene.inTrash("PICT0001.JPG"), scene.inTrash("taken")); }), EEXIST);
   EXPECT_EQ(infos(), Names{"PICT0001.JPG.trashinfo"});
 }
 
-TEST_F(VolumeTrash, renamesAnItemThatHasNoInfoFile) {
+TEST_F(FreedesktopTrash, renamesAnItemThatHasNoInfoFile) {
   trashDirectory();
   writeFile(scene.inTrash("orphan"), "");
   rename(scene.inTrash("orphan"), scene.inTrash("claimed"));
@@ -226,14 +226,14 @@ TEST_F(VolumeTrash, renamesAnItemThatHasNoInfoFile) {
   EXPECT_TRUE(infos().empty());
 }
 
-TEST_F(VolumeTrash, keepsNoInfoFileOfAnItemThatHasLeft) {
+TEST_F(FreedesktopTrash, keepsNoInfoFileOfAnItemThatHasLeft) {
   trashItem("PICT0001.JPG");
   rename(scene.inTrash("PICT0001.JPG"), photo.file.url);
   EXPECT_TRUE(infos().empty());
   EXPECT_EQ(readFile(photo.file.url), "a photo");
 }
 
-TEST_F(VolumeTrash, keepsTheInfoFileOfAnItemThatCouldNotLeave) {
+TEST_F(FreedesktopTrash, keepsTheInfoFileOfAnItemThatCouldNotLeave) {
   trashItem("PICT0001.JPG");
   writeFile(photo.file.url, "taken");
   EXPECT_EQ(errorNumberOf([&] { rename(scene.inTrash("PICT0001.JPG"), photo.file.url); }), EEXIST);
@@ -241,27 +241,27 @@ TEST_F(VolumeTrash, keepsTheInfoFileOfAnItemThatCouldNotLeave) {
   EXPECT_EQ(readFile(photo.file.url), "taken");
 }
 
-TEST_F(VolumeTrash, keepsNoInfoFileOfAnItemThatWasRemoved) {
+TEST_F(FreedesktopTrash, keepsNoInfoFileOfAnItemThatWasRemoved) {
   trashItem("PICT0001.JPG");
   scene.platform.remove(open(scene.trash).descriptor(), "PICT0001.JPG");
   EXPECT_TRUE(namesIn(scene.trash).empty());
   EXPECT_TRUE(infos().empty());
 }
 
-TEST_F(VolumeTrash, makesAnInfoFileForWhatIsPutIntoIt) {
+TEST_F(FreedesktopTrash, makesAnInfoFileForWhatIsPutIntoIt) {
   trashDirectory();
   rename(photo.file.url, scene.inTrash("PICT0001.JPG"));
   EXPECT_EQ(infos(), Names{"PICT0001.JPG.trashinfo"});
 }
 
-TEST_F(VolumeTrash, removesNothingButInfoFilesFromItsInfoFolder) {
+TEST_F(FreedesktopTrash, removesNothingButInfoFilesFromItsInfoFolder) {
   trashItem("PICT0001.JPG");
   writeFile(scene.infoOf("PICT0001.JPG"), "a photo that somebody gave this name");
   scene.platform.remove(open(scene.trash).descriptor(), "PICT0001.JPG");
   EXPECT_EQ(infos(), Names{"PICT0001.JPG.trashinfo"});
 }
 
-TEST_F(VolumeTrash, tellsWhereItsItemsCameFrom) {
+TEST_F(FreedesktopTrash, tellsWhereItsItemsCameFrom) {
   ASSERT_TRUE(trashItem("PICT0001.JPG"));
   writeFile(scene.infoOf("gone.JPG"), "[Trash Info]\nPath=a%20b/../c\nDeletionDate=2026-11-22T05:49:01\n");
   writeFile(scene.infoOf("damaged"), "[Trash Info]\nPath=a\n");
@@ -283,7 +283,7 @@ TEST_F(VolumeTrash, tellsWhereItsItemsCameFrom) {
 }
 
 // A clock that lags behind gives itself away just after a second has begun.
-TEST_F(VolumeTrash, datesNoItemBeforeTheSecondInWhichItCame) {
+TEST_F(FreedesktopTrash, datesNoItemBeforeTheSecondInWhichItCame) {
   using std::chrono::floor;
   using std::chrono::seconds;
   using std::chrono::system_clock;
@@ -301,12 +301,12 @@ TEST_F(VolumeTrash, datesNoItemBeforeTheSecondInWhichItCame) {
   EXPECT_GE(items.front().trashedAt, second);
 }
 
-TEST_F(VolumeTrash, tellsNothingOfItsItemsWhereItCanNotBeRead) {
+TEST_F(FreedesktopTrash, tellsNothingOfItsItemsWhereItCanNotBeRead) {
   const auto folderOfPhotos = open(scene.camera);
   EXPECT_EQ(errorNumberOf([&] { scene.platform.trashedItems(folderOfPhotos.descriptor()); }), EPERM);
 }
 
-TEST_F(VolumeTrash, isNotFoundInAFolderThatOnlyLooksLikeIt) {
+TEST_F(FreedesktopTrash, isNotFoundInAFolderThatOnlyLooksLikeIt) {
   writeFile(inVolume("files/PICT0001.JPG"), "");
   std::filesystem::create_directories(inVolume("info").path());
   const auto camera = open(scene.camera);
@@ -318,7 +318,7 @@ TEST_F(VolumeTrash, isNotFoundInAFolderThatOnlyLooksLikeIt) {
   EXPECT_TRUE(exists(photo.file.url));
 }
 
-TEST_F(VolumeTrash, renamesOutsideOfItWithoutReplacing) {
+TEST_F(FreedesktopTrash, renamesOutsideOfItWithoutReplacing) {
   writeFile(inVolume("b"), "b");
   EXPECT_EQ(errorNumberOf([&] { rename(photo.file.url, inVolume("b")); }), EEXIST);
   rename(photo.file.url, inVolume("c"));
@@ -326,7 +326,7 @@ TEST_F(VolumeTrash, renamesOutsideOfItWithoutReplacing) {
   EXPECT_EQ(readFile(inVolume("b")), "b");
 }
 
-TEST_F(VolumeTrash, ofAFolderNeverLeavesThatFolder) {
+TEST_F(FreedesktopTrash, ofAFolderNeverLeavesThatFolder) {
   scene.watched.volumeUUID = nullptr;
   if (!scene.platform.volumeUUIDString(scene.camera)) {
     GTEST_SKIP() << "the file system of temporary files has nothing that tells it from others";

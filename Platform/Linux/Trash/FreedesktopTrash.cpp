@@ -1,4 +1,4 @@
-#include "Platform/Linux/Trash/VolumeTrash.h"
+#include "Platform/Linux/Trash/FreedesktopTrash.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <utility>
 
-#include "Platform/Linux/Trash/FileIdentity.h"
 #include "Platform/Linux/Trash/PathDescriptor.h"
+#include "Platform/Linux/Trash/StableFileId.h"
 #include "Platform/Linux/Trash/TrashFolder.h"
 #include "Platform/Linux/Trash/TrashInfo.h"
 #include "TolvanderCore/Files/DescriptorIO.h"
@@ -31,7 +31,7 @@ class ReadingFile final : public app::FileDescriptor {
     return *status;
   }
 
-  std::uint64_t fileNumber() override { return lastingFileNumber(descriptor_, url_); }
+  std::uint64_t fileNumber() override { return stableFileId(descriptor_, url_); }
 
   void seekToStart() override { require(lseek(descriptor_.number(), 0, SEEK_SET) == 0, "rewind"); }
 
@@ -58,17 +58,17 @@ bool isMountPoint(const FileURL& directory) {
 
 }  // namespace
 
-std::unique_ptr<app::DirectoryDescriptor> VolumeTrash::openRootDirectory() {
+std::unique_ptr<app::DirectoryDescriptor> FreedesktopTrash::openRootDirectory() {
   return std::make_unique<PathDescriptor>(PathDescriptor::open(AT_FDCWD, "/", FileURL("/")));
 }
 
-std::unique_ptr<app::DirectoryDescriptor> VolumeTrash::openDirectory(const app::DirectoryDescriptor& parent,
-                                                                     const std::string& name) {
+std::unique_ptr<app::DirectoryDescriptor> FreedesktopTrash::openDirectory(
+    const app::DirectoryDescriptor& parent, const std::string& name) {
   return std::make_unique<PathDescriptor>(PathDescriptor::of(parent).openDirectory(name));
 }
 
-std::unique_ptr<app::FileDescriptor> VolumeTrash::openFile(const app::DirectoryDescriptor& parent,
-                                                           const std::string& name) {
+std::unique_ptr<app::FileDescriptor> FreedesktopTrash::openFile(const app::DirectoryDescriptor& parent,
+                                                                const std::string& name) {
   const PathDescriptor& folder = PathDescriptor::of(parent);
   FileURL url = folder.url().appending(name);
   OwnedDescriptor file(retryOnEINTR([&] {
@@ -80,7 +80,7 @@ std::unique_ptr<app::FileDescriptor> VolumeTrash::openFile(const app::DirectoryD
   return std::make_unique<ReadingFile>(std::move(file), std::move(url));
 }
 
-app::FileStatus VolumeTrash::status(const app::DirectoryDescriptor& parent, const std::string& name) {
+app::FileStatus FreedesktopTrash::status(const app::DirectoryDescriptor& parent, const std::string& name) {
   const PathDescriptor& folder = PathDescriptor::of(parent);
   const auto status = fileStatus(folder.number(), name);
   if (!status) {
@@ -89,8 +89,8 @@ app::FileStatus VolumeTrash::status(const app::DirectoryDescriptor& parent, cons
   return *status;
 }
 
-void VolumeTrash::renameExclusively(const app::DirectoryDescriptor& from, const std::string& name,
-                                    const app::DirectoryDescriptor& to, const std::string& newName) {
+void FreedesktopTrash::renameExclusively(const app::DirectoryDescriptor& from, const std::string& name,
+                                         const app::DirectoryDescriptor& to, const std::string& newName) {
   const PathDescriptor& source = PathDescriptor::of(from);
   const PathDescriptor& target = PathDescriptor::of(to);
   auto trash = TrashFolder::ofFiles(source);
@@ -98,9 +98,9 @@ void VolumeTrash::renameExclusively(const app::DirectoryDescriptor& from, const 
   if (trash && otherTrash && trash->isSameAs(*otherTrash)) {
     trash->rename(name, newName);
   } else if (trash) {
-    trash->giveOut(name, target, newName);
+    trash->moveOut(name, target, newName);
   } else if (otherTrash) {
-    if (!otherTrash->takeIn(source, name, newName)) {
+    if (!otherTrash->moveIn(source, name, newName)) {
       throw PosixError(EEXIST, "rename without replacing", source.url().appending(name));
     }
   } else {
@@ -108,7 +108,7 @@ void VolumeTrash::renameExclusively(const app::DirectoryDescriptor& from, const 
   }
 }
 
-void VolumeTrash::remove(const app::DirectoryDescriptor& parent, const std::string& name) {
+void FreedesktopTrash::remove(const app::DirectoryDescriptor& parent, const std::string& name) {
   const PathDescriptor& folder = PathDescriptor::of(parent);
   if (auto trash = TrashFolder::ofFiles(folder)) {
     trash->remove(name);
@@ -117,15 +117,16 @@ void VolumeTrash::remove(const app::DirectoryDescriptor& parent, const std::stri
   }
 }
 
-FileURL VolumeTrash::trashDirectory(const FileURL& place, bool create) {
-  if (auto files = TrashFolder::filesFolderAround(place)) {
+FileURL FreedesktopTrash::trashDirectory(const FileURL& place, bool create) {
+  if (auto files = TrashFolder::enclosingFilesFolder(place)) {
     return *std::move(files);
   }
   return TrashFolder::filesFolderAt(place, create);
 }
 
-std::optional<FileURL> VolumeTrash::trashItem(const app::DirectoryDescriptor& parent, const std::string& name,
-                                              const app::DirectoryDescriptor& trash) {
+std::optional<FileURL> FreedesktopTrash::trashItem(const app::DirectoryDescriptor& parent,
+                                                   const std::string& name,
+                                                   const app::DirectoryDescriptor& trash) {
   constexpr unsigned mostAttempts = 10'000;
   const PathDescriptor& source = PathDescriptor::of(parent);
   const PathDescriptor& files = PathDescriptor::of(trash);
@@ -135,14 +136,14 @@ std::optional<FileURL> VolumeTrash::trashItem(const app::DirectoryDescriptor& pa
   }
   for (unsigned attempt = 1; attempt <= mostAttempts; ++attempt) {
     const std::string newName = nameInTrash(name, attempt);
-    if (folder->takeIn(source, name, newName)) {
+    if (folder->moveIn(source, name, newName)) {
       return files.url().appending(newName);
     }
   }
   throw PosixError(EEXIST, "find a free name in the Trash for", source.url().appending(name));
 }
 
-std::vector<app::TrashedItem> VolumeTrash::trashedItems(const app::DirectoryDescriptor& trash) {
+std::vector<app::TrashedItem> FreedesktopTrash::trashedItems(const app::DirectoryDescriptor& trash) {
   const PathDescriptor& files = PathDescriptor::of(trash);
   const auto folder = TrashFolder::ofFiles(files);
   if (!folder) {
@@ -151,18 +152,18 @@ std::vector<app::TrashedItem> VolumeTrash::trashedItems(const app::DirectoryDesc
   return folder->items();
 }
 
-std::optional<std::string> VolumeTrash::volumeUUIDString(const FileURL& directory) {
+std::optional<std::string> FreedesktopTrash::volumeUUIDString(const FileURL& directory) {
   FileURL mountPoint = directory.standardized();
   while (!isMountPoint(mountPoint)) {
     if (mountPoint.path() == "/") {  // a process that was shut into a folder
-      return lastingFileSystemNumber(directory);
+      return stableFileSystemId(directory);
     }
     mountPoint = mountPoint.deletingLastPathComponent();
   }
   if (auto uuid = volumeResourceValues(mountPoint).uuid) {
     return uuid;
   }
-  return mountPoint == directory.standardized() ? std::nullopt : lastingFileSystemNumber(directory);
+  return mountPoint == directory.standardized() ? std::nullopt : stableFileSystemId(directory);
 }
 
 }  // namespace tolvander::platform::linux_

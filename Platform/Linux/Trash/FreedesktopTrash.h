@@ -10,7 +10,7 @@ namespace tolvander::platform::linux_ {
 //
 // Renames use renameat2(RENAME_NOREPLACE). File systems without it (exFAT in a user's process, for one)
 // refuse the move, and the file stays where it is.
-class VolumeTrash final : public app::TrashOperations {
+class FreedesktopTrash final : public app::TrashOperations {
  public:
   std::unique_ptr<app::DirectoryDescriptor> openRootDirectory() override;
   std::unique_ptr<app::DirectoryDescriptor> openDirectory(const app::DirectoryDescriptor& parent,

@@ -2,9 +2,9 @@
 
 namespace tolvander::platform::linux_ {
 
-// Deletes, in a std::unique_ptr, what a C library hands out.
+// The deleter of a std::unique_ptr to an object of a C library: calls the library's function `release`.
 template <auto release>
-struct Releasing {
+struct CHandleDeleter {
   template <typename Handle>
   void operator()(Handle* handle) const {
     release(handle);

@@ -1,4 +1,4 @@
-#include "Platform/Linux/PhotoLibrary/OriginalPlacement.h"
+#include "Platform/Linux/PhotoLibrary/OriginalsImport.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -12,7 +12,9 @@
 #include "Platform/Linux/Files/Durable.h"
 #include "Platform/Linux/Files/FileSystemKind.h"
 #include "Platform/Linux/PhotoLibrary/FileCopy.h"
+#include "Platform/Linux/PhotoLibrary/IncomingName.h"
 #include "Platform/Linux/PhotoLibrary/OriginalNames.h"
+#include "Platform/Linux/PhotoLibrary/RenameToFreeName.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
@@ -48,30 +50,30 @@ void removeCopy(const OwnedDescriptor& copy, const OwnedDescriptor& folder, cons
 
 }  // namespace
 
-OriginalPlacement::~OriginalPlacement() {
-  if (isKept_) {
+OriginalsImport::~OriginalsImport() {
+  if (isCommitted_) {
     return;
   }
   try {
-    takeBack();
+    rollBack();
   } catch (const std::exception&) {
     return;
   }
 }
 
-void OriginalPlacement::place(std::vector<Intent>& intents) {
+void OriginalsImport::moveIntoPlace(std::vector<Intent>& intents) {
   mark(intents);
   named_.reserve(intents.size());  // none may be lost between its naming and its being remembered
   const OwnedDescriptor incoming = openIncoming(*folder_);
   for (Intent& intent : intents) {
-    placeOne(intent, incoming);
+    moveOne(intent, incoming);
   }
   makeFoldersDurable();
 }
 
 // The history has put its marks on disk by now. A state of it that lacks them is an older one from here on,
 // and must not drop the files.
-void OriginalPlacement::mark(std::vector<Intent>& intents) {
+void OriginalsImport::mark(std::vector<Intent>& intents) {
   const auto isToBeMarked = [](const Intent& intent) { return intent.history && !intent.isMarked; };
   if (std::ranges::none_of(intents, isToBeMarked)) {
     return;
@@ -87,7 +89,7 @@ void OriginalPlacement::mark(std::vector<Intent>& intents) {
   transaction.commit();
 }
 
-void OriginalPlacement::placeOne(Intent& intent, const OwnedDescriptor& incoming) {
+void OriginalsImport::moveOne(Intent& intent, const OwnedDescriptor& incoming) {
   bool isCopy = isOnFAT(folderFor(std::string(folderOf(intent.original.path))).number());
   FileIdentity identity;
   try {
@@ -108,8 +110,7 @@ void OriginalPlacement::placeOne(Intent& intent, const OwnedDescriptor& incoming
 }
 
 // Another file may have got the name that was meant.
-FileIdentity OriginalPlacement::giveName(Intent& intent, const OwnedDescriptor& from,
-                                         const std::string& name) {
+FileIdentity OriginalsImport::giveName(Intent& intent, const OwnedDescriptor& from, const std::string& name) {
   const FileURL url = folder_->url().appending(intent.original.path);
   const OwnedDescriptor file = openIncomingFile(from, name, url);
   const std::string folder(folderOf(intent.original.path));
@@ -119,7 +120,7 @@ FileIdentity OriginalPlacement::giveName(Intent& intent, const OwnedDescriptor& 
   return identityOf(file, url);
 }
 
-void OriginalPlacement::chooseAnotherName(Intent& intent) {
+void OriginalsImport::chooseAnotherName(Intent& intent) {
   intent.original.path = paths_.choose(std::string(folderOf(intent.original.path)),
                                        originalName(intent.original.originalFilename));
   Transaction transaction = catalogue_->change();
@@ -129,7 +130,7 @@ void OriginalPlacement::chooseAnotherName(Intent& intent) {
 
 // People move a year to another disk, and leave a link in its place. A file gets its name there from a copy
 // that is on that disk already, so that it is never seen in part.
-FileIdentity OriginalPlacement::carryOver(Intent& intent, const OwnedDescriptor& incoming) {
+FileIdentity OriginalsImport::carryOver(Intent& intent, const OwnedDescriptor& incoming) {
   const std::string folderPath(folderOf(intent.original.path));
   const OwnedDescriptor& folder = folderFor(folderPath);
   const std::string name = carriedName(intent.temporaryName);
@@ -150,7 +151,7 @@ FileIdentity OriginalPlacement::carryOver(Intent& intent, const OwnedDescriptor&
 
 // Others can see the file before it is whole. After a kill or a power cut a part of it can be left under
 // this name, and the incoming file is whole.
-FileIdentity OriginalPlacement::copyToName(Intent& intent, const OwnedDescriptor& incoming) {
+FileIdentity OriginalsImport::copyToName(Intent& intent, const OwnedDescriptor& incoming) {
   const OwnedDescriptor source = openIncomingFile(incoming, intent.temporaryName, folder_->url());
   const OwnedDescriptor& folder = folderFor(std::string(folderOf(intent.original.path)));
   const auto newFileOrNone = [&]() -> std::optional<OwnedDescriptor> {
@@ -180,24 +181,24 @@ FileIdentity OriginalPlacement::copyToName(Intent& intent, const OwnedDescriptor
   }
 }
 
-const OwnedDescriptor& OriginalPlacement::folderFor(const std::string& path) {
+const OwnedDescriptor& OriginalsImport::folderFor(const std::string& path) {
   const auto known = folders_.find(path);
   return known != folders_.end()
              ? known->second
              : folders_.emplace(path, folder_->makeFolder(path, madeFolders_)).first->second;
 }
 
-void OriginalPlacement::makeFoldersDurable() {
+void OriginalsImport::makeFoldersDurable() {
   for (const auto& [path, folder] : folders_) {
     makeDurable(folder, folder_->url().appending(path));
   }
 }
 
-bool OriginalPlacement::isCopied(const std::string& asset) const {
+bool OriginalsImport::isCopied(const std::string& asset) const {
   return std::ranges::any_of(named_, [&](const Named& file) { return file.asset == asset && file.isCopy; });
 }
 
-void OriginalPlacement::removeIncoming() noexcept {
+void OriginalsImport::removeIncoming() noexcept {
   if (std::ranges::none_of(named_, &Named::isCopy)) {
     return;
   }
@@ -220,14 +221,14 @@ void OriginalPlacement::removeIncoming() noexcept {
   }
 }
 
-void OriginalPlacement::takeBack() {
+void OriginalsImport::rollBack() {
   if (named_.empty() && markedAssets_.empty()) {
     return;
   }
   const OwnedDescriptor incoming = openIncoming(*folder_);
   bool isDone = true;
   for (const Named& file : named_) {
-    isDone = takeBack(file, incoming) && isDone;
+    isDone = rollBack(file, incoming) && isDone;
   }
   makeDurable(incoming, folder_->url().appending(LibraryFolder::incoming));
   makeFoldersDurable();
@@ -244,7 +245,7 @@ void OriginalPlacement::takeBack() {
   }
 }
 
-bool OriginalPlacement::takeBack(const Named& file, const OwnedDescriptor& incoming) {
+bool OriginalsImport::rollBack(const Named& file, const OwnedDescriptor& incoming) {
   const OwnedDescriptor& folder = folderFor(std::string(folderOf(file.path)));
   const std::string name(nameIn(file.path));
   if (!isFile(file.identity, folder, name)) {

@@ -1,4 +1,4 @@
-#include "Platform/Linux/Trash/FileIdentity.h"
+#include "Platform/Linux/Trash/StableFileId.h"
 
 #include <fcntl.h>
 #include <linux/magic.h>
@@ -53,8 +53,7 @@ SHA256::Digest digestOfBeginning(const OwnedDescriptor& file, const FileURL& url
   return SHA256::hash(std::span(memory.get(), size));
 }
 
-std::uint64_t numberOfContent(const OwnedDescriptor& file, const app::FileStatus& status,
-                              const FileURL& url) {
+std::uint64_t idOfContent(const OwnedDescriptor& file, const app::FileStatus& status, const FileURL& url) {
   // FAT keeps every second second; what is in memory before a remount can be finer.
   constexpr std::int64_t coarsestStep = 2;
   const std::array fields{status.birthSeconds, status.birthNanoseconds,
@@ -88,17 +87,17 @@ std::optional<app::FileStatus> fileStatus(int descriptor, const std::string& nam
                          .birthNanoseconds = hasBirth ? status.stx_btime.tv_nsec : 0};
 }
 
-std::uint64_t lastingFileNumber(const OwnedDescriptor& file, const FileURL& url) {
+std::uint64_t stableFileId(const OwnedDescriptor& file, const FileURL& url) {
   struct statfs fileSystem {};
   const auto status = fileStatus(file.number(), "");
   if (!status || fstatfs(file.number(), &fileSystem) != 0) {
     throw PosixError(errno, "identify", url);
   }
   return keepsNumbers(static_cast<std::uint32_t>(fileSystem.f_type)) ? status->inode
-                                                                     : numberOfContent(file, *status, url);
+                                                                     : idOfContent(file, *status, url);
 }
 
-std::optional<std::string> lastingFileSystemNumber(const FileURL& directory) {
+std::optional<std::string> stableFileSystemId(const FileURL& directory) {
   struct statfs fileSystem {};
   struct statvfs status {};
   if (statfs(directory.path().c_str(), &fileSystem) != 0 || statvfs(directory.path().c_str(), &status) != 0 ||
