@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -43,6 +44,14 @@ bool isDirectory(const FileURL& url) {
 bool showsWholeVolume(const Mount& mount) { return mount.root == "/" || mount.fileSystem == "btrfs"; }
 
 using DriveOfDevice = std::function<Drive(dev_t)>;
+
+// Asks once for each drive. For one look at the mounts, which needs each drive up to four times.
+DriveOfDevice remembering(DriveOfDevice driveOf) {
+  return [driveOf = std::move(driveOf), known = std::map<dev_t, Drive>()](dev_t number) mutable {
+    const auto drive = known.find(number);
+    return drive != known.end() ? drive->second : known.emplace(number, driveOf(number)).first->second;
+  };
+}
 
 bool isOfADriveThatIsGone(const Mount& mount, const DriveOfDevice& driveOf) {
   const auto device = mount.blockDevice();
@@ -243,7 +252,7 @@ class LinuxVolumes::Observation {
  private:
   std::vector<ListedVolume> listNow() const {
     return listVolumes(MountTable::read(volumes_.sources_.mountTable), volumes_.chosenFolders_,
-                       volumes_.sources_.drive);
+                       remembering(volumes_.sources_.drive));
   }
 
   // Tells those of `among` that `list` hasn't.
@@ -272,10 +281,11 @@ LinuxVolumes::LinuxVolumes(DescriptorWatcher& watcher, std::vector<FileURL> chos
 
 std::vector<MountedVolume> LinuxVolumes::mountedVolumes() const {
   const MountTable table = MountTable::read(sources_.mountTable);
-  const auto diskOfTheSystem = systemDisk(table, sources_.drive);
+  const DriveOfDevice driveOf = remembering(sources_.drive);
+  const auto diskOfTheSystem = systemDisk(table, driveOf);
   std::vector<MountedVolume> volumes;
-  for (const ListedVolume& volume : listVolumes(table, chosenFolders_, sources_.drive)) {
-    volumes.push_back({volume.url, valuesOf(volume, diskOfTheSystem, sources_.drive)});
+  for (const ListedVolume& volume : listVolumes(table, chosenFolders_, driveOf)) {
+    volumes.push_back({volume.url, valuesOf(volume, diskOfTheSystem, driveOf)});
   }
   return volumes;
 }

@@ -39,7 +39,8 @@ class LinuxVolumesTest : public testing::Test {
         {.mountTable = table, .drive = [this](dev_t number) { return driveNumbered(number); }});
   }
 
-  Drive driveNumbered(dev_t number) const {
+  Drive driveNumbered(dev_t number) {
+    ++asked[number];
     const auto found = drives.find(number);
     Drive drive = found != drives.end() ? found->second : Drive();
     if (drive.disk == 0) {
@@ -83,12 +84,23 @@ class LinuxVolumesTest : public testing::Test {
   TemporaryFolder folder;
   const FileURL table = folder / "mountinfo";
   std::map<dev_t, Drive> drives;
+  std::map<dev_t, int> asked;  // how often
   ManualDescriptorWatcher watcher;
   Strings told;
 };
 
 TEST_F(LinuxVolumesTest, listsDrivesAndNothingOfTheKernelsOwn) {
   EXPECT_EQ(placesOf(volumes()), (Strings{"/", "/boot/efi", "/media/me/EOS_DIGITAL"}));
+}
+
+TEST_F(LinuxVolumesTest, asksForEachDriveOnceALook) {
+  const LinuxVolumes listed = volumes({FileURL("/boot/efi"), folder.url()});
+  const std::map<dev_t, int> once = {{makedev(8, 17), 1}, {makedev(259, 1), 1}, {makedev(259, 2), 1}};
+  listed.mountedVolumes();
+  EXPECT_EQ(asked, once);
+  asked.clear();
+  listed.mountedVolumes();
+  EXPECT_EQ(asked, once) << "what was looked at before may be out of date";
 }
 
 TEST_F(LinuxVolumesTest, knowsACardInAReader) {
