@@ -25,10 +25,11 @@ class Walk {
     }
     while (const auto entry = entries->next()) {
       const FileResourceValues values = fileResourceValues(*entry);
-      if (values.isDirectory) {
+      if (values.isDirectory && !isPackage(*entry)) {
         continue;  // its entries follow
       }
-      if (!(values.isSymbolicLink && leadsToFolder(*entry) ? through(*entry) : (*visit_)(*entry))) {
+      const bool isNewWalk = values.isDirectory || (values.isSymbolicLink && leadsToFolder(*entry));
+      if (!(isNewWalk ? through(*entry) : (*visit_)(*entry))) {
         return false;
       }
     }

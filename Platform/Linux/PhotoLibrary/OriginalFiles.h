@@ -15,9 +15,10 @@ namespace tolvander::platform::linux_ {
 using OriginalFileVisitor = std::function<bool(const FileURL& file)>;
 
 // Gives everything below the folder of originals that is not a folder, whether it is catalogued or not, in
-// no promised order. Links to folders are followed, each folder once; other links are given. Hidden entries
-// are left out. Gives nothing where there is no such folder. A folder that can't be read is reported to the
-// handler; without one it is passed over.
+// no promised order. Links to folders are followed, each folder once; other links are given. Packages are
+// entered like every folder: a person may keep pictures in one. Hidden entries are left out. Gives nothing
+// where there is no such folder. A folder that can't be read is reported to the handler; without one it is
+// passed over.
 void forEachOriginalFile(const LibraryFolder& folder, const OriginalFileVisitor& visit,
                          const DirectoryEnumerator::ErrorHandler& unreadable = nullptr);
 

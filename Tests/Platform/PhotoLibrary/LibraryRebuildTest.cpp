@@ -173,6 +173,17 @@ TEST_F(Rebuilding, takesInPicturesOfTheUserAndNothingElse) {
   EXPECT_FALSE(plan().isNeeded);
 }
 
+// A person may keep an older library of another program among the originals.
+TEST_F(Rebuilding, takesInPicturesWithinAPackage) {
+  const FileURL package = root.appending("Originals/Old.photoslibrary");
+  writeFile(package.appending("Masters/own.jpg"), "own");
+  fs::rename(original("PICT0001.JPG").path(), package.appending("PICT0001.JPG").path());
+  EmbeddedPhotoLibrary library(root);
+  EXPECT_EQ(library.verify().unknown.size(), 2U);
+  EXPECT_EQ(rebuild().counts, (RebuildCounts{.known = 3, .added = 1, .moved = 1}));
+  EXPECT_TRUE(isSound());
+}
+
 TEST_F(Rebuilding, leavesOutANewPictureWhoseNameDiffersFromAnothersInCaseAlone) {
   writeFile(root.appending("Originals/own.jpg"), "own");
   writeFile(root.appending("Originals/OWN.JPG"), "other");
