@@ -1,9 +1,49 @@
 #include "Platform/Linux/PhotoLibrary/CatalogueContents.h"
 
 #include <algorithm>
+#include <iterator>
+#include <set>
 #include <utility>
 
 namespace tolvander::platform::linux_ {
+
+namespace {
+
+using Item = CatalogueContents::Item;
+using Album = CatalogueContents::Album;
+
+// What tells it from others: none of these can be the identifier, the path or the hash of another item.
+std::vector<std::string> namesOf(const Item& item) {
+  std::vector<std::string> names = {item.asset.localIdentifier, item.original.path};
+  if (item.original.content) {
+    names.push_back(item.original.content->sha256);
+  }
+  return names;
+}
+
+void sortByPath(std::vector<Item>& items) {
+  std::ranges::sort(
+      items, {}, [](const Item& item) -> const auto& { return item.original.path; });
+}
+
+}  // namespace
+
+void addMissing(CatalogueContents& contents, const CatalogueContents& other) {
+  std::set<std::string> known;
+  for (const Item& item : contents.items) {
+    std::ranges::copy(namesOf(item), std::inserter(known, known.end()));
+  }
+  std::ranges::copy_if(other.items, std::back_inserter(contents.items), [&](const Item& item) {
+    return std::ranges::none_of(namesOf(item), [&](const std::string& name) { return known.contains(name); });
+  });
+  sortByPath(contents.items);
+  std::set<std::string> albums;
+  for (const Album& album : contents.albums) {
+    albums.insert(album.album.localIdentifier);
+  }
+  std::ranges::copy_if(other.albums, std::back_inserter(contents.albums),
+                       [&](const Album& album) { return !albums.contains(album.album.localIdentifier); });
+}
 
 CatalogueContents contentsOf(Catalogue& catalogue) {
   CatalogueContents contents;
@@ -14,8 +54,7 @@ CatalogueContents contentsOf(Catalogue& catalogue) {
         }
         return true;
       });
-  std::ranges::sort(
-      contents.items, {}, [](const auto& item) -> const auto& { return item.original.path; });
+  sortByPath(contents.items);
   const auto isThere = [](const std::string&, std::int64_t) { return true; };
   for (app::PhotosAlbum& album : catalogue.albums(std::nullopt)) {
     std::vector<std::string> assets;

@@ -31,6 +31,10 @@ struct CatalogueContents {
   friend bool operator==(const CatalogueContents&, const CatalogueContents&) = default;
 };
 
+// Adds the items and albums of another catalogue that this one doesn't have. An item is the same by the
+// identifier of its asset, its path or its content, an album by its identifier.
+void addMissing(CatalogueContents& contents, const CatalogueContents& other);
+
 // Throws DatabaseError. An asset of several originals becomes an item for each.
 CatalogueContents contentsOf(Catalogue& catalogue);
 

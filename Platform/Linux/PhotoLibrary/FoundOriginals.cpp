@@ -74,10 +74,37 @@ std::vector<std::string> FoundOriginals::pathsOfOriginals() const {
 
 std::vector<FoundOriginal> FoundOriginals::incoming() {
   std::vector<FoundOriginal> found;
-  for (const FileURL& file : incomingFiles(*folder_)) {
-    found.push_back(read(originalPath(*folder_, file), Links::refused));
+  for (const std::string& path : pathsOfIncoming()) {
+    found.push_back(read(path, Links::refused));
   }
   return found;
+}
+
+std::vector<std::string> FoundOriginals::pathsOfIncoming() const {
+  std::vector<std::string> paths;
+  for (const FileURL& file : incomingFiles(*folder_)) {
+    paths.push_back(originalPath(*folder_, file));
+  }
+  std::ranges::sort(paths);
+  return paths;
+}
+
+bool FoundOriginals::areUnchanged(const std::vector<FoundOriginal>& originals,
+                                  const std::vector<FoundOriginal>& incoming) const {
+  const auto areThere = [](const std::vector<FoundOriginal>& files, const std::vector<std::string>& paths) {
+    return std::ranges::equal(files, paths, {}, &FoundOriginal::path);
+  };
+  const auto areAll = [this](const std::vector<FoundOriginal>& files, Links links) {
+    return std::ranges::all_of(files, [&](const FoundOriginal& file) { return isUnchanged(file, links); });
+  };
+  return areThere(originals, pathsOfOriginals()) && areThere(incoming, pathsOfIncoming()) &&
+         areAll(originals, Links::followed) && areAll(incoming, Links::refused);
+}
+
+bool FoundOriginals::isUnchanged(const FoundOriginal& file, Links links) const {
+  const FileIdentity now =
+      identityOf(folder_->openFile(file.path, links), folder_->url().appending(file.path));
+  return now.byteCount == file.byteCount && now.modified == file.modified;
 }
 
 FoundOriginal FoundOriginals::read(const std::string& path, Links links) {

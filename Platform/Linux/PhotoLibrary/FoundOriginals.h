@@ -33,11 +33,18 @@ class FoundOriginals {
   // is there. Throws PhotosPlatformError of a file that is being written, and CancellationError.
   std::vector<FoundOriginal> originals();
 
-  // Every incoming file that this program has made. Throws as above.
+  // Every incoming file that this program has made, by path. Throws as above.
   std::vector<FoundOriginal> incoming();
+
+  // Whether these are all the files that are there now, each of the size and modification date that it had.
+  // Reads none. Throws as above.
+  bool areUnchanged(const std::vector<FoundOriginal>& originals,
+                    const std::vector<FoundOriginal>& incoming) const;
 
  private:
   std::vector<std::string> pathsOfOriginals() const;
+  std::vector<std::string> pathsOfIncoming() const;
+  bool isUnchanged(const FoundOriginal& file, LibraryFolder::Links links) const;
   FoundOriginal read(const std::string& path, LibraryFolder::Links links);
 
   const LibraryFolder* folder_;

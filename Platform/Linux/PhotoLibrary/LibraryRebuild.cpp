@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <exception>
 #include <functional>
+#include <set>
 #include <string>
 #include <utility>
 
 #include "Platform/Linux/PhotoLibrary/CatalogueBackups.h"
+#include "Platform/Linux/PhotoLibrary/LibraryLock.h"
 #include "Platform/Linux/PhotoLibrary/LostCatalogue.h"
 #include "Platform/Linux/PhotoLibrary/OriginalPresence.h"
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
@@ -91,6 +93,22 @@ std::vector<FileURL> keptCatalogues(const LibraryFolder& folder) {
   return kept;
 }
 
+// How many of the files a catalogue names, by their content, or by path and size where it never hashed them.
+std::size_t countOfNamed(const CatalogueContents& catalogue, const std::vector<FoundOriginal>& originals) {
+  std::set<std::string_view> contents;
+  std::set<std::pair<std::string_view, std::int64_t>> unhashed;
+  for (const CatalogueContents::Item& item : catalogue.items) {
+    if (item.original.content) {
+      contents.insert(item.original.content->sha256);
+    } else {
+      unhashed.emplace(item.original.path, item.original.byteCount);
+    }
+  }
+  return static_cast<std::size_t>(std::ranges::count_if(originals, [&](const FoundOriginal& file) {
+    return contents.contains(file.sha256) || unhashed.contains({file.path, file.byteCount});
+  }));
+}
+
 // Takes the log over into the database, so that the file doesn't depend on its log. Throws DatabaseError;
 // closing the database alone wouldn't say that it failed.
 void checkpoint(const FileURL& file, std::chrono::milliseconds busyTimeout) {
@@ -103,10 +121,7 @@ void checkpoint(const FileURL& file, std::chrono::milliseconds busyTimeout) {
 
 LibraryRebuild::LibraryRebuild(const FileURL& folder, KnownImports imports,
                                std::chrono::milliseconds busyTimeout)
-    : folder_(folderWithOriginals(folder)),
-      imports_(std::move(imports)),
-      busyTimeout_(busyTimeout),
-      lock_(folder_, busyTimeout) {
+    : folder_(folderWithOriginals(folder)), imports_(std::move(imports)), busyTimeout_(busyTimeout) {
   if (Catalogue::isOfNewerVersion(folder_.catalogueFile(), busyTimeout_)) {
     throw PhotosPlatformError(PhotosPlatformError::Case::internalError,
                               "a newer version of this program made the catalogue of the photo library");
@@ -114,50 +129,72 @@ LibraryRebuild::LibraryRebuild(const FileURL& folder, KnownImports imports,
 }
 
 RebuildPlan LibraryRebuild::plan(const CancellationToken& token, const FoundOriginals::Progress& progress) {
-  readFormerCatalogue();
+  const LibraryLock lock(folder_, busyTimeout_);
+  present_ = readContents(folder_.catalogueFile(), busyTimeout_);
   FoundOriginals found(folder_, token, progress);
-  const std::vector<FoundOriginal> originals = found.originals();
-  const std::vector<FoundOriginal> incoming = found.incoming();
-  if (originals.empty() && !(former_.items.empty() && imports_.imports.empty())) {
+  originals_ = found.originals();
+  incoming_ = found.incoming();
+  chooseFormerCatalogue();
+  if (originals_.empty() && !(former_.items.empty() && imports_.imports.empty())) {
     throw PhotosPlatformError(PhotosPlatformError::Case::networkAccessRequired,
                               "none of the pictures of the photo library is here");
   }
   RebuiltContents rebuilt(folder_, former_, imports_);
-  planned_ = rebuilt.make(originals, incoming);
-  return {.isNeeded = !isCatalogueAsPlanned(),
+  planned_ = rebuilt.make(originals_, incoming_);
+  return {.isNeeded = present_ != planned_ || !isSound(folder_.catalogueFile(), busyTimeout_),
           .items = static_cast<std::int64_t>(planned_.items.size()),
           .counts = rebuilt.counts(),
           .source = source_};
 }
 
-// One that names no asset has at most albums, and is taken where there is no better one.
-void LibraryRebuild::readFormerCatalogue() {
-  std::vector<FileURL> catalogues = keptCatalogues(folder_);
-  catalogues.insert(catalogues.begin(), folder_.catalogueFile());
-  for (const FileURL& file : catalogues) {
-    auto contents = readContents(file, busyTimeout_);
-    if (contents && !contents->isEmpty() && (!source_ || !contents->items.empty())) {
-      former_ = std::move(*contents);
+// Of those that name no file that is there, one with entries goes before one that has albums at most.
+void LibraryRebuild::chooseFormerCatalogue() {
+  former_ = {};
+  source_ = std::nullopt;
+  std::pair<std::size_t, bool> best;
+  const auto consider = [&](const FileURL& file, const CatalogueContents& contents) {
+    const std::pair rank(countOfNamed(contents, originals_), !contents.items.empty());
+    if (!contents.isEmpty() && (!source_ || rank > best)) {
+      former_ = contents;
       source_ = file;
+      best = rank;
     }
-    if (!former_.items.empty()) {
-      return;
+  };
+  if (present_) {
+    consider(folder_.catalogueFile(), *present_);
+  }
+  for (const FileURL& file : keptCatalogues(folder_)) {
+    if (source_ && best.first == originals_.size()) {
+      break;
     }
+    if (const auto contents = readContents(file, busyTimeout_)) {
+      consider(file, *contents);
+    }
+  }
+  if (present_) {
+    addMissing(former_, *present_);
+    former_.intents = present_->intents;  // those of earlier ones are settled
   }
 }
 
-bool LibraryRebuild::isCatalogueAsPlanned() const {
-  return readContents(folder_.catalogueFile(), busyTimeout_) == planned_ &&
-         isSound(folder_.catalogueFile(), busyTimeout_);
+void LibraryRebuild::requireUnchanged() const {
+  const FoundOriginals found(folder_, {}, [](const VerificationProgress&) {});
+  if (!found.areUnchanged(originals_, incoming_) ||
+      readContents(folder_.catalogueFile(), busyTimeout_) != present_) {
+    throw PhotosPlatformError(PhotosPlatformError::Case::internalError,
+                              "the photo library was changed in between: its catalogue was not made anew");
+  }
 }
 
 std::optional<FileURL> LibraryRebuild::carryOut(Date now) {
+  const LibraryLock lock(folder_, busyTimeout_);
+  requireUnchanged();
   const DatabaseFile made = newCatalogueFile(folder_);
   made.remove();  // what a process that was killed has left
   try {
     makeNewCatalogue();
     made.finish();
-    lock_.requireHeld();
+    lock.requireHeld();
     return putInPlace(made, now);
   } catch (const std::exception&) {
     made.remove();

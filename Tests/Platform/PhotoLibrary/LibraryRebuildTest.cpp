@@ -4,10 +4,14 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <map>
+#include <set>
 
 #include "Platform/Linux/PhotoLibrary/CatalogueBackups.h"
 #include "Platform/Linux/PhotoLibrary/CatalogueSchema.h"
+#include "Platform/Linux/PhotoLibrary/LibraryLock.h"
+#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 #include "Tests/Support/Application/CatalogueFiles.h"
 #include "Tests/Support/Application/EmbeddedLibrary.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
@@ -23,6 +27,8 @@ using platform::linux_::CatalogueBackups;
 using platform::linux_::CatalogueContents;
 using platform::linux_::Database;
 using platform::linux_::KnownImports;
+using platform::linux_::LibraryFolder;
+using platform::linux_::LibraryLock;
 using platform::linux_::LibraryRebuild;
 using platform::linux_::RebuildCounts;
 using platform::linux_::RebuildPlan;
@@ -71,6 +77,23 @@ class Rebuilding : public testing::Test {
 
   FileURL original(const std::string& name) const {
     return root.appending(itemNamed(before, name).original.path);
+  }
+
+  // In place of the one that is there is another one.
+  void replaceCatalogue(const CatalogueContents& contents) const {
+    replaceCatalogueByANewOne(root);
+    Catalogue catalogue(catalogueFile(root), busyTimeout);
+    fill(catalogue, contents);
+  }
+
+  std::set<std::string> catalogueNames() const {
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(root.path())) {
+      if (entry.path().extension() == ".sqlite") {
+        names.insert(entry.path().filename().string());
+      }
+    }
+    return names;
   }
 
   static std::string hashOf(const std::string& content) {
@@ -166,9 +189,12 @@ TEST_F(Rebuilding, believesTheHistoryBeforeTheFormerCatalogue) {
 }
 
 TEST_F(Rebuilding, takesInPicturesOfTheUserAndNothingElse) {
+  CatalogueBackups(root).makeIfDue(day(0));
   writeFile(root.appending("Originals/own.heic"), "own");
   writeFile(root.appending("Originals/notes.txt"), "notes");
-  EXPECT_EQ(rebuild().counts, (RebuildCounts{.known = 3, .added = 1}));
+  const RebuildPlan done = rebuild();
+  EXPECT_EQ(done.counts, (RebuildCounts{.known = 3, .added = 1}));
+  EXPECT_EQ(done.source, catalogueFile(root)) << "no backup names more";
   EXPECT_EQ(contents().items.size(), 4U);
   EXPECT_FALSE(plan().isNeeded);
 }
@@ -250,9 +276,37 @@ TEST_F(Rebuilding, keepsTheFormerCatalogueUnderAnotherName) {
   const auto aside = rebuild.carryOut(day(0));
   ASSERT_TRUE(aside.has_value());
   EXPECT_EQ(readFile(*aside), broken);
+  rebuild.plan({}, ignore);
   const auto second = rebuild.carryOut(day(0));
   EXPECT_NE(second, aside);
   EXPECT_EQ(readFile(*aside), broken);
+}
+
+// As after a catalogue was lost, and a new one has been in use for a while.
+TEST_F(Rebuilding, takesTheCatalogueThatNamesMostOfThePictures) {
+  CatalogueBackups(root).makeIfDue(day(0));
+  writeFile(root.appending("Originals/later.jpg"), "later");
+  CatalogueContents::Item again = itemNamed(before, "PICT0001.JPG");
+  again.asset.localIdentifier = "again";
+  CatalogueContents::Item later = again;
+  later.asset = {.localIdentifier = "later", .creationDate = day(7)};
+  later.original = {.originalFilename = "LATER.JPG", .path = "Originals/later.jpg", .byteCount = 5};
+  CatalogueContents fewer;
+  fewer.items = {again, later};
+  fewer.albums = {{.album = {"new album", "Later"}, .assets = {"again", "later"}}};
+  replaceCatalogue(fewer);
+  const RebuildPlan done = rebuild();
+  EXPECT_EQ(done.source, CatalogueBackups(root).newest());
+  EXPECT_EQ(done.counts, (RebuildCounts{.known = 4}));
+  const CatalogueContents after = contents();
+  for (const char* const name : {"PICT0001.JPG", "PICT0002.JPG", "PICT0003.JPG"}) {
+    EXPECT_EQ(itemNamed(after, name), itemNamed(before, name));
+  }
+  EXPECT_EQ(itemNamed(after, "later.jpg").asset, later.asset) << "only the present one knows it";
+  ASSERT_EQ(after.albums.size(), 2U);
+  EXPECT_EQ(after.albums.at(0), before.albums.at(0));
+  EXPECT_EQ(after.albums.at(1).assets, std::vector<std::string>{"later"});
+  EXPECT_FALSE(plan().isNeeded);
 }
 
 TEST_F(Rebuilding, usesWhatAnEarlierRebuildHasSetAside) {
@@ -372,6 +426,18 @@ TEST_F(RebuildingInterrupted, prepareAnewWhatTheHistoryHasMarkedWhereTheCatalogu
   EXPECT_EQ(completed(), all);
 }
 
+TEST_F(RebuildingInterrupted, keepsWhatIsPreparedWhereABackupNamesMorePictures) {
+  CatalogueBackups(root).makeIfDue(day(0));
+  CatalogueContents fewer;
+  fewer.intents = before.intents;
+  replaceCatalogue(fewer);
+  const RebuildPlan done = rebuild(marked());
+  EXPECT_EQ(done.source, CatalogueBackups(root).newest());
+  EXPECT_EQ(done.counts, (RebuildCounts{.known = 3, .waiting = 2}));
+  EXPECT_EQ(contents(), before);
+  EXPECT_EQ(completed(), all);
+}
+
 TEST_F(RebuildingInterrupted, leavesIncomingFilesAloneThatNothingMarks) {
   removeCatalogue(root);
   EXPECT_EQ(rebuild().counts, (RebuildCounts{.added = 3}));
@@ -466,8 +532,47 @@ TEST_F(Rebuilding, isRefusedWhereANewerVersionMadeTheCatalogue) {
 }
 
 TEST_F(Rebuilding, isRefusedWhileAnotherProcessChangesTheLibrary) {
-  const LibraryRebuild other(root, {}, busyTimeout);
-  EXPECT_THROW(LibraryRebuild(root, {}, std::chrono::milliseconds(0)), PhotosPlatformError);
+  breakCatalogue(root);
+  LibraryRebuild rebuild(root, {}, std::chrono::milliseconds(0));
+  rebuild.plan({}, ignore);
+  const LibraryLock other(LibraryFolder(root), busyTimeout);
+  EXPECT_THROW(rebuild.carryOut(day(0)), PhotosPlatformError);
+  EXPECT_THROW(rebuild.plan({}, ignore), PhotosPlatformError);
+  EXPECT_EQ(catalogueNames(), std::set<std::string>{"Library.sqlite"});
+}
+
+// The answer of a person can take hours.
+TEST_F(Rebuilding, letsOthersChangeTheLibraryWhileAPersonIsAsked) {
+  breakCatalogue(root);
+  LibraryRebuild rebuild(root, {}, busyTimeout);
+  rebuild.plan({}, ignore);
+  EXPECT_TRUE(LibraryLock::ifFree(LibraryFolder(root)));
+  rebuild.carryOut(day(0));
+  EXPECT_TRUE(LibraryLock::ifFree(LibraryFolder(root)));
+}
+
+TEST_F(Rebuilding, isNotCarriedOutWhereTheLibraryHasChangedSinceThePlan) {
+  const FileURL own = root.appending("Originals/own.jpg");
+  const FileURL incoming =
+      root.appending("Originals/.incoming").appending(platform::linux_::newIncomingName());
+  const std::vector<std::pair<std::string, std::function<void()>>> changes = {
+      {"a file is new", [&] { writeFile(own, "own"); }},
+      {"a file is longer", [&] { writeFile(own, "owned"); }},
+      {"a file has another date", [&] { setContentModificationDate(own, day(3)); }},
+      {"a file is gone", [&] { fs::remove(own.path()); }},
+      {"an incoming file is new", [&] { writeFile(incoming, "half"); }},
+      {"an incoming file is longer", [&] { writeFile(incoming, "whole"); }},
+      {"an album is new", [&] {
+         EmbeddedPhotoLibrary library(root);
+         changeAndWait(library, [](app::PhotosChanges& made) { made.creationRequestForAlbum("Later"); });
+       }}};
+  for (const auto& [name, change] : changes) {
+    LibraryRebuild rebuild(root, {}, busyTimeout);
+    rebuild.plan({}, ignore);
+    change();
+    EXPECT_THROW(rebuild.carryOut(day(0)), PhotosPlatformError) << name;
+    EXPECT_EQ(catalogueNames(), std::set<std::string>{"Library.sqlite"}) << name;
+  }
 }
 
 TEST_F(Rebuilding, canBeCancelled) {
