@@ -11,7 +11,7 @@ set(TolvanderCore_folders
   "Diagnostics: Concurrency Files Foundation JSON Platform"
   "Media: Foundation Platform"
   "Camera: Files Foundation JSON Platform"
-  "Picture: Concurrency Files Foundation Platform"
+  "Picture: Concurrency Files Foundation Media Platform"
   "Video: Concurrency Files Foundation Platform"
   "Staging: Concurrency Files Foundation Media Picture Platform Video"
   "History: Concurrency Files Foundation JSON Media Picture Platform"

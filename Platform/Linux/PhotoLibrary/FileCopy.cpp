@@ -12,6 +12,7 @@
 
 #include "Platform/Linux/Files/Durable.h"
 #include "Platform/Linux/PhotoLibrary/OriginalContent.h"
+#include "TolvanderCore/Files/DescriptorIO.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 
 namespace tolvander::platform::linux_ {
