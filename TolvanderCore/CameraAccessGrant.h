@@ -18,11 +18,11 @@ struct CameraAccessGrant {
   std::string name;
   std::optional<std::string> volumeUUID;
   std::vector<std::string> volumeNames;
-  std::vector<std::byte> bookmark;  // opaque saved access; nothing in the engine looks inside
+  std::vector<std::byte> bookmark;  // saved access to the volume; opaque to the engine
   bool isEnabled = false;
 
-  // A copy of `profile` that is tied to the granted volume: identity, name, enabled state, bookmark and the
-  // evidence of UUID and names are the grant's, all rules about media stay the profile's.
+  // A copy of `profile` that is bound to the granted volume: it has the grant's id, name, enabled state,
+  // bookmark, volume UUID and volume names, and the profile's rules about media.
   DeviceProfile applying(DeviceProfile profile) const;
 
   friend bool operator==(const CameraAccessGrant&, const CameraAccessGrant&) = default;

@@ -9,22 +9,38 @@
 
 namespace tolvander {
 
-// The verdict on the files of one card, of which nothing was imported. Lists keep the order of the scan
-// within what the history said of their files. Both maps have source fingerprints as keys.
+// The result of comparing the files of one card with the library. In each list, the files are in the order of
+// the scan, grouped by what the history says about them. The keys of both maps are source fingerprints.
 struct CameraLibraryReview {
-  std::vector<FingerprintedMediaFile> files;        // all that were scanned, repetitions included
-  std::vector<FingerprintedMediaFile> represented;  // in the library, by a confirmed record or by content
-  std::vector<FingerprintedMediaFile>
-      missingRecorded;                             // recorded, but the asset is gone and nothing was found
-  std::vector<FingerprintedMediaFile> newFiles;    // neither recorded nor found
-  std::map<std::string, LibraryMatch> recognized;  // the content matches of this review
-  std::vector<FingerprintedMediaFile> uncertain;   // of an interrupted import, and not found by content
-  std::vector<FingerprintedMediaFile> unchecked;   // without a verdict
-  bool budgetExceeded = false;                     // the search stopped at its limits
-  // In the library by metadata. A file that is found by content as well stands in `represented` too, which
-  // counts first.
+  // All scanned files, including repetitions of the same picture.
+  std::vector<FingerprintedMediaFile> files;
+
+  // In the library, by a confirmed record or by content.
+  std::vector<FingerprintedMediaFile> represented;
+
+  // With a record, but its asset no longer exists and no match was found.
+  std::vector<FingerprintedMediaFile> missingRecorded;
+
+  // Without a record, and not found.
+  std::vector<FingerprintedMediaFile> newFiles;
+
+  // The matches by content.
+  std::map<std::string, LibraryMatch> recognized;
+
+  // Files of interrupted imports that were not found by content.
+  std::vector<FingerprintedMediaFile> uncertain;
+
+  // Files that the search could not decide on.
+  std::vector<FingerprintedMediaFile> unchecked;
+
+  // Whether the search stopped at its limits.
+  bool budgetExceeded = false;
+
+  // In the library by metadata. A file that was also found by content is in `represented` as well, which
+  // takes precedence.
   std::vector<FingerprintedMediaFile> metadataRepresented;
-  // Asset identifiers of the metadata matches worth keeping.
+
+  // The asset identifiers of the metadata matches that are to be recorded.
   std::map<std::string, std::string> metadataRecognized;
 
   friend bool operator==(const CameraLibraryReview&, const CameraLibraryReview&) = default;

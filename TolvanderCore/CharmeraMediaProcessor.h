@@ -16,24 +16,24 @@
 
 namespace tolvander {
 
-// Decides what must happen to a camera file before it is imported, and repairs the JPEGs of a Charmera.
+// Decides what is done to a camera file before it is imported, and repairs the JPEGs of a Charmera.
 //
-// That camera's metadata isn't trusted. A repair throws every Exif block away and writes one whole block of a
-// fixed shape instead; the bytes that make the picture stay as they are to the last bit. Everything here is a
-// pure function of its arguments, which importing exactly once relies on: the same file always becomes the
-// same bytes. Touches no file. Safe on every thread.
+// That camera's metadata is not reliable. A repair removes every Exif block and writes a new one of a fixed
+// layout; the bytes of the picture itself are not changed. Everything here is a pure function of its
+// arguments: the same file always gives the same bytes, which is needed to import it exactly once. Accesses
+// no file. Safe on every thread.
 class CharmeraMediaProcessor {
  public:
   CharmeraMediaProcessor() = delete;
 
-  // The size in bytes up to which a picture is repaired; input and output are in memory together. The
-  // camera's own pictures have about 1 MB.
+  // Pictures of more bytes are not repaired, because input and output are in memory together. The camera's
+  // own pictures have about 1 MB.
   static constexpr std::uint64_t maximumRepairBytes = std::uint64_t{256} << 20U;
 
-  // Throws MediaProcessingError pictureTooLarge for a picture of more bytes than are repaired.
+  // Throws MediaProcessingError pictureTooLarge if `byteCount` exceeds maximumRepairBytes.
   static void requireRepairableSize(std::uint64_t byteCount);
 
-  // What is to happen to a file of this extension, whatever is in it.
+  // What is done to a file with this extension. Its content doesn't matter.
   static MediaProcessingPlan::Action action(std::string_view fileExtension,
                                             bool confidentlyRecognizedAsCharmera);
 
@@ -78,7 +78,7 @@ class CharmeraMediaProcessor {
   // year 1 on, and a time of day without leap seconds.
   static bool isValidExifDate(std::string_view text);
 
-  // The wall-clock time of `date` in `timeZone`, as the camera would have stamped it.
+  // The local time of `date` in `timeZone`, as Exif date text.
   static std::string fallbackDateString(Date date, const TimeZone& timeZone);
 
   // A whole APP1 segment with the camera's constants, the date in all three date fields, the pixel size and

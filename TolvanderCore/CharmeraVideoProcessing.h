@@ -10,37 +10,45 @@
 
 namespace tolvander {
 
+// Whether a processor can convert videos.
 enum class CharmeraVideoSupportStatus {
-  requiresSanitizedFixture,  // this processor never converts
-  available,
+  requiresSanitizedFixture,  // it can't: transcode always throws fixtureValidationRequired
+  available,                 // it can
 };
 
+// What is known of a video before it is converted.
 struct CharmeraVideoProbe {
   CharmeraVideoSupportStatus supportStatus = CharmeraVideoSupportStatus::requiresSanitizedFixture;
+
+  // SHA-256 of the source's bytes, lower-case hexadecimal.
   std::string sourceFingerprint;
+
+  // The name of the movie that transcode would be asked for; a name without a path.
   std::string proposedOutputFilename;
+
+  // When the video was taken: the source's modification date, if it was given.
   std::optional<Date> captureDate;
 
   friend bool operator==(const CharmeraVideoProbe&, const CharmeraVideoProbe&) = default;
 };
 
-// Turns the camera's AVI videos into movies that the library accepts. Processors are stateless values, safe
-// to share between threads. The source is a staged copy, never the file on the camera.
+// Converts the camera's AVI videos to movies that the library accepts. Stateless and safe on every thread.
+// The source is always a staged copy, never the file on the camera.
 class CharmeraVideoProcessing {
  public:
   virtual ~CharmeraVideoProcessing() = default;
 
   virtual CharmeraVideoSupportStatus supportStatus() const = 0;
 
-  // What is to be expected of a video, without making anything. Blocks; reads the whole file. Throws
-  // CharmeraVideoProcessingError, PosixError where the file can't be looked at or hashed, CancellationError.
+  // Examines a video and writes nothing. Blocks; reads the whole file. Throws CharmeraVideoProcessingError,
+  // PosixError if the file can't be read, and CancellationError.
   virtual CharmeraVideoProbe probe(const FileURL& sourceURL, std::optional<Date> sourceModificationDate,
                                    const CancellationToken& token) const = 0;
 
-  // Makes the movie at `destinationURL`, where nothing may be. Blocks. Returns only with a movie that was
-  // proven to hold the source's samples; on every failure nothing is left there. Throws
-  // CharmeraVideoProcessingError, PosixError where the source can't be looked at, CancellationError. Not made
-  // durable: a staged file needn't survive a power loss.
+  // Creates the movie at `destinationURL`, where no file may exist. Blocks. When it returns, the movie has
+  // been compared with the source and holds the same samples. On failure, no file is left. Throws
+  // CharmeraVideoProcessingError, PosixError if the source can't be read, and CancellationError. The movie
+  // need not survive a power loss.
   virtual void transcode(const FileURL& sourceURL, const FileURL& destinationURL,
                          const CancellationToken& token) const = 0;
 

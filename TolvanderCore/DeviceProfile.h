@@ -13,9 +13,9 @@
 
 namespace tolvander {
 
-// What a camera is: how to recognise one kind of camera, and where on its volume the media lie.
+// Describes one kind of camera: how to recognise its volume, and in which folders its media are.
 struct DeviceProfile {
-  // Which road of recognition applies.
+  // Selects the detection rules.
   enum class Kind { charmera, standardCameraCard, customMountedVolume };
 
   struct MatchRules {
@@ -44,7 +44,7 @@ struct DeviceProfile {
 
   static DeviceProfile charmera();
 
-  // Any ordinary DCIM card. Shipped disabled, so that no card is touched until the user says so.
+  // Any ordinary DCIM card. Disabled until the user enables it, so that no card is read without consent.
   static DeviceProfile standardCameraCard();
 
   // The two above, the Charmera first.
@@ -53,7 +53,7 @@ struct DeviceProfile {
   friend bool operator==(const DeviceProfile&, const DeviceProfile&) = default;
 };
 
-// The text that stands for a kind in stored profiles.
+// The text for a kind in stored profiles.
 std::string_view rawText(DeviceProfile::Kind kind);
 std::optional<DeviceProfile::Kind> deviceProfileKind(std::string_view rawText);
 

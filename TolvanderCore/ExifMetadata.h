@@ -8,7 +8,7 @@
 
 namespace tolvander {
 
-// Four facts from an Exif block (Exif 2.32), as stored in the file; nothing here has been validated.
+// Four fields of an Exif block (Exif 2.32), as stored in the file and not validated.
 struct ExifMetadata {
   std::optional<std::uint16_t> orientation = std::nullopt;
   std::optional<std::string> modifiedDate = std::nullopt;
@@ -17,9 +17,9 @@ struct ExifMetadata {
 
   friend bool operator==(const ExifMetadata&, const ExifMetadata&) = default;
 
-  // Reads the block that begins with the TIFF header at the start of `tiffBlock`. Single values that can't be
-  // read are absent; a header or first directory that can't be read throws MediaProcessingError
-  // malformedJPEG. Looks at two directories of at most 256 entries, whatever the size of the block.
+  // Reads a block that begins with its TIFF header. A field that can't be read is absent. Throws
+  // MediaProcessingError malformedJPEG if the header or the first directory can't be read. Reads at most two
+  // directories of at most 256 entries, whatever the size of the block.
   static ExifMetadata parse(std::span<const std::byte> tiffBlock);
 };
 

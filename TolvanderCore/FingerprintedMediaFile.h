@@ -9,16 +9,17 @@
 
 namespace tolvander {
 
-// A camera file with its identities: the value that passes through the engine.
+// A camera file with its fingerprints and what else identifies it.
 struct FingerprintedMediaFile {
   CameraMediaFile file;
-  std::string sourceFingerprint;                       // of the camera file's bytes
-  std::optional<std::string> mediaPayloadFingerprint;  // of the picture-bearing bytes
+  std::string sourceFingerprint;                       // SHA-256 of all bytes of the camera file
+  std::optional<std::string> mediaPayloadFingerprint;  // of a JPEG's picture without its metadata
   std::optional<Date> captureDate;
   std::optional<MediaMetadata> metadata;
   // The processed fingerprint of an interrupted import of this source, if the history holds one.
   std::optional<std::string> pendingProcessedFingerprint;
-  // The history holds a pending mark for this source, so only a content match may settle it.
+  // Whether the history has a mark of an interrupted import of this source. Only a match by content may then
+  // decide that the file is in the library.
   bool requiresExactReconciliation = false;
 
   const std::string& fingerprint() const { return sourceFingerprint; }

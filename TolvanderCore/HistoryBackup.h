@@ -6,10 +6,10 @@
 
 namespace tolvander {
 
-// Makes the backup of the history file for the day of `now` (DailyBackups) where the rule asks for one, and
-// removes old ones. The file is read whole first; one that can't be read is an error, and nothing is made of
-// it. Nothing is made of a history that isn't there or in which nothing is yet. Durable when it returns.
-// Throws PosixError and DecodingError, and has then left the backups as they were.
+// Makes the backup of the history file for the day of `now` if the rule requires one (see DailyBackups), and
+// removes old backups. The history is read completely first; an unreadable one is an error and is not backed
+// up. A missing or empty history is not backed up either, which is no error. Durable when it returns. Throws
+// PosixError and DecodingError; the backups are then unchanged.
 void backUpHistory(const FileURL& historyFile, Date now, BackupRule rule = BackupRule::onceADay);
 
 }  // namespace tolvander

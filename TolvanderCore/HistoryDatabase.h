@@ -22,17 +22,18 @@ struct HistoryDatabase {
   std::int64_t version = currentVersion;
   ImportRecords imports;                  // by source fingerprint
   std::vector<ManagedTrashRecord> trash;  // in the order in which they were added
-  std::set<std::string> pendingImports;   // source fingerprints of imports begun and not yet resolved
-  std::map<std::string, std::string>
-      pendingProcessedFingerprints;  // of those, source to processed fingerprint
+
+  // The marks of imports that were begun and not yet resolved: the source fingerprints, and the processed
+  // fingerprints of some of them by source fingerprint.
+  std::set<std::string> pendingImports;
+  std::map<std::string, std::string> pendingProcessedFingerprints;
 
   friend bool operator==(const HistoryDatabase&, const HistoryDatabase&) = default;
 };
 
-// Reads a history file of any version from 1 to the current one; every later addition is an optional key.
-// Records are keyed by their own source fingerprint whatever key the file used, and processed fingerprints
-// without a pending import are dropped. Throws DecodingError for what is no such file, PosixError where it
-// can't be read.
+// Reads a history file of any version from 1 to the current one; keys that later versions added are optional.
+// Records are keyed by their own source fingerprint, whatever key the file has. Processed fingerprints
+// without a pending import are dropped. Throws DecodingError if the content is not a history, and PosixError.
 HistoryDatabase readHistory(const FileURL& file);
 HistoryDatabase readHistory(std::span<const std::byte> bytes);
 

@@ -6,9 +6,9 @@
 
 namespace tolvander {
 
-// How many different items the history knows. Records that share a source fingerprint, a payload fingerprint
-// or a library asset, directly or through others, are one item; photos and videos (by the extension of the
-// file name) are counted apart.
+// The number of different items in the history. Records that share a source fingerprint, a payload
+// fingerprint or a library asset, directly or through other records, are one item. Photos and videos (by the
+// extension of the file name) are counted separately.
 struct ImportHistorySummary {
   std::int64_t uniquePhotoCount = 0;
   std::int64_t uniqueVideoCount = 0;

@@ -9,43 +9,43 @@
 
 namespace tolvander {
 
-// What a record rests on.
+// Why a library item is taken for a camera file.
 enum class ImportEvidence {
-  contentConfirmed,  // the bytes of the library item were matched against the camera file
-  metadataOnly,      // name, date and pixel metadata alone; there is no content fingerprint
+  contentConfirmed,  // the bytes of the library item were compared with the camera file
+  metadataOnly,      // only name, date and picture size agree; there is no content fingerprint
 };
 
-// The text that stands for the evidence in the history file.
+// The text for the evidence in the history file.
 std::string_view rawText(ImportEvidence evidence);
 std::optional<ImportEvidence> importEvidence(std::string_view rawText);
 
-// One library item known to carry a camera file. A record on metadata alone never carries a payload
-// fingerprint, a processed fingerprint or a processing version: there were no bytes to take them from.
+// A camera file and the library item that holds it. A record with metadataOnly never has a payload
+// fingerprint, a processed fingerprint or a processing version, because no bytes were read.
 struct ImportRecord {
-  std::string sourceFingerprint;  // of the camera file as it lies on the card; the key of the record
+  std::string sourceFingerprint;  // of the file on the card; the key of the record
   std::optional<std::string> mediaPayloadFingerprint;
-  std::optional<std::string> processedFingerprint;  // of the bytes handed to the library
-  std::optional<std::int64_t> processingVersion;    // of the processing that made those bytes
-  std::string filename;                             // the camera file's
-  std::string relativePath;                         // the camera file's, below the volume
-  std::int64_t byteCount = 0;                       // the camera file's
-  Date importedAt;                                  // when the record was made
+  std::optional<std::string> processedFingerprint;  // of the bytes given to the library
+  std::optional<std::int64_t> processingVersion;    // of the processing that produced those bytes
+  std::string filename;                             // of the camera file, as are the next two
+  std::string relativePath;                         // below the root of the volume
+  std::int64_t byteCount = 0;
+  Date importedAt;  // when the record was made
   std::optional<std::string> photosAssetIdentifier;
-  // From recognising an existing library item, and not from an import of ours.
+  // Whether the item was recognised in the library, and not imported by this program.
   bool wasReconciled = false;
-  // Absent on records of our own imports and on those written before evidence existed.
+  // Absent if this program imported the item, and in records from before this field existed.
   std::optional<ImportEvidence> evidence;
 
-  // The record that `fields` describes, without what its evidence can't carry.
+  // A record of `fields` without those that its evidence must not have.
   static ImportRecord make(ImportRecord fields);
 
-  // A record without content identities and without evidence, as records were before there were any.
+  // A record without content fingerprints and evidence, as they were before these fields existed.
   static ImportRecord make(std::string fingerprint, std::string filename, std::string relativePath,
                            std::int64_t byteCount, Date importedAt,
                            std::optional<std::string> photosAssetIdentifier, bool wasReconciled);
 
-  // A record without evidence counts as confirmed: it is one of our own imports, or older than the metadata
-  // road.
+  // A record without evidence counts as confirmed: this program imported the item, or the record is from
+  // before items were recognised by metadata.
   bool isContentConfirmed() const { return evidence != ImportEvidence::metadataOnly; }
 
   const std::string& fingerprint() const { return sourceFingerprint; }

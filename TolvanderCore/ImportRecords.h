@@ -13,10 +13,11 @@ namespace tolvander {
 
 // A map from source fingerprint to record, in ascending order of the fingerprints' bytes.
 //
-// Whatever goes in keeps the rule of ImportRecord: on metadata alone there are no content identities.
+// Records are stored as ImportRecord::make returns them, so that those with metadataOnly have no content
+// fingerprints.
 //
-// A value: copies are independent. They share the records themselves, which never change, so that the next
-// state of a history of a hundred thousand records is made and thrown away without copying their texts.
+// Copies are independent, but share the records, which are immutable: changing a copy of 100,000 records
+// copies pointers only, not texts.
 class ImportRecords {
  public:
   class Iterator {
@@ -47,12 +48,12 @@ class ImportRecords {
   // Each record under its own source fingerprint; of several with the same one, the last.
   explicit ImportRecords(std::vector<ImportRecord> records);
 
-  // Absent as a null pointer. Valid until the records change.
+  // The record of a source, or null. Valid until the records change.
   const ImportRecord* find(std::string_view sourceFingerprint) const;
   bool contains(std::string_view sourceFingerprint) const { return find(sourceFingerprint) != nullptr; }
 
-  // Adds or replaces each under its own source fingerprint; of several with the same one, the last stands.
-  // Moves each record that is there once at most, however many are added.
+  // Adds or replaces each under its own source fingerprint; of several with the same one, the last is kept.
+  // Linear in the number of all records, however many are added.
   void insertOrAssign(std::vector<ImportRecord> records);
 
   std::size_t size() const { return records_.size(); }

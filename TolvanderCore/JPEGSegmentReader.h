@@ -31,40 +31,39 @@ struct JPEGFrameSize {
   int height = 0;  // lines, 0 to 65,535
 };
 
-// Reads the segments of a JPEG in memory (ITU-T T.81, annex B) one after the other, up to the header of the
-// first scan. Decodes nothing, and keeps no list: a segment can be 2 bytes long, so that a list would need
-// many times the size of a hostile file. Looks for a cancellation at every marker and after every few
-// mebibytes.
+// Reads the segments of a JPEG in memory (ISO/IEC 10918-1 | ITU-T T.81, annex B) one after the other, up to
+// the header of the first scan. It decodes nothing and keeps no list of segments: a segment can be 2 bytes
+// long, so that a list could need many times the memory of the file. Checks for cancellation at every marker
+// and after every few mebibytes.
 //
-// Every read is bounded, and a length that leaves the data is an error and never cut short. All failures are
-// MediaProcessingError malformedJPEG, and CancellationError. One object per thread.
+// Every read is checked against the end of the data. A length that exceeds the data is an error and is never
+// shortened. Throws MediaProcessingError malformedJPEG and CancellationError only. One object per thread.
 class JPEGSegmentReader {
  public:
-  // What to do with bytes between two segments that begin no marker.
+  // What to do with bytes between two segments that are no marker.
   enum class Garbage { refused, skipped };
 
-  // Throws malformedJPEG where no start-of-image marker is at the start of `data`, which must outlive the
+  // Throws malformedJPEG if `data` doesn't begin with a start-of-image marker. `data` must outlive the
   // reader.
   explicit JPEGSegmentReader(std::span<const std::byte> data, const CancellationToken& token = {},
                              Garbage garbage = Garbage::refused);
 
-  // Moves to the next segment. False when that is the header of the first scan; it must not be called again
-  // then. Throws malformedJPEG for an end of the image before a scan, and where the data ends.
+  // Moves to the next segment. Returns false at the header of the first scan, after which it must not be
+  // called again. Throws malformedJPEG if the image or the data ends before a scan.
   bool next();
 
   const JPEGSegment& segment() const { return segment_; }
 
-  // Without the length; empty for a marker that has none.
+  // The bytes after the length field; empty for a marker without a length.
   std::span<const std::byte> payload() const {
     return data_.subspan(payloadBegin_, segment_.range.end - payloadBegin_);
   }
 
-  // The size that a frame header names; absent for every other segment and for a payload of fewer than 5
-  // bytes.
+  // The size in a frame header (B.2.2). Absent for other segments, and for a payload of fewer than 5 bytes.
   std::optional<JPEGFrameSize> frameSize() const;
 
-  // The offset just behind the end-of-image marker that ends the scans whose first entropy-coded byte stands
-  // at `entropyStart`. Segments between scans are stepped over by their length.
+  // The offset after the end-of-image marker, searched for from `entropyStart`, where the entropy-coded data
+  // of the first scan begins. Segments between scans are skipped by their length.
   static std::size_t scanEOI(std::span<const std::byte> data, std::size_t entropyStart,
                              const CancellationToken& token = {});
 

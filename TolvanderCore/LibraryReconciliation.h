@@ -7,7 +7,7 @@
 
 namespace tolvander {
 
-// A library item that is proven to hold a camera file.
+// A library item whose content is that of a camera file.
 struct LibraryMatch {
   std::string assetIdentifier;
   std::string resourceFingerprint;  // of the item's resource bytes
@@ -16,7 +16,7 @@ struct LibraryMatch {
   friend bool operator==(const LibraryMatch&, const LibraryMatch&) = default;
 };
 
-// What one search of the library gives. All keys are source fingerprints.
+// The result of one search of the library. All keys are source fingerprints.
 struct LibraryReconciliation {
   std::map<std::string, LibraryMatch> matches;         // files found by content
   std::set<std::string> unchecked;                     // files for which the search could not reach a verdict

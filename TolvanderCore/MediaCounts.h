@@ -5,12 +5,12 @@
 
 namespace tolvander {
 
-// So many photos and so many videos.
+// A number of photos and a number of videos.
 struct MediaCounts {
   std::int64_t photos = 0;
   std::int64_t videos = 0;
 
-  // So many videos among `total` items. Where there are more videos than items, no photos.
+  // `videos` videos among `total` items; no photos if there are more videos than items.
   static MediaCounts ofTotal(std::int64_t total, std::int64_t videos);
 
   std::int64_t total() const { return photos + videos; }

@@ -9,11 +9,11 @@ namespace tolvander {
 
 enum class MediaImportCommitFailureCase { definiteFailure };
 
-// A commit of which it is certain that the library has taken no file of the batch. Every other failure of a
-// commit leaves the outcome unknown, and its marks may not be taken back.
+// A failed commit after which the library certainly holds no file of the batch. After any other failure of a
+// commit the outcome is unknown, and the batch's pending marks must stay.
 class MediaImportCommitFailure final : public CaseError<MediaImportCommitFailureCase> {
  public:
-  // `underlying` is the failure that the caller of the import is to see; not null.
+  // `underlying` is the failure that the import throws to its caller; not null.
   static MediaImportCommitFailure definiteFailure(std::exception_ptr underlying) {
     return MediaImportCommitFailure(std::move(underlying));
   }

@@ -6,7 +6,7 @@ namespace tolvander {
 
 enum class MediaImportErrorCase { incompleteBatch };  // the library took some files of a batch and not all
 
-// An import that didn't come to its end.
+// An import that was not completed.
 class MediaImportError final : public CaseError<MediaImportErrorCase> {
  public:
   explicit MediaImportError(Case kind);

@@ -11,10 +11,10 @@
 
 namespace tolvander {
 
-// Imports files in batches so that a crash at any point leaves a record or a pending mark of every file that
-// may be in the library, never silence. The library and the history share no transaction: each batch is
-// marked before the library is touched, and only its records, or the proof that the library took nothing,
-// remove the marks.
+// Imports files in batches so that, after a crash at any point, every file that may be in the library has a
+// record or a pending mark. Library and history share no transaction, so each batch is marked in the history
+// before the library is changed (a write-ahead intent). The marks are removed by the batch's records, or
+// after the library has reported that it took no file.
 class MediaImportTransaction {
  public:
   MediaImportTransaction() = delete;
@@ -24,23 +24,23 @@ class MediaImportTransaction {
 
   // Called one at a time, on the thread of `run`. All but `progress` may throw.
   struct Steps {
-    std::function<void(const Batch&)> begin;                            // puts the pending marks on disk
-    std::function<void(const Batch&)> rollback;                         // takes the pending marks back
-    std::function<AssetIdentifiers(const Batch&)> commit;               // hands the batch to the library
-    std::function<void(const Batch&, const AssetIdentifiers&)> record;  // puts the records on disk
-    // Reports files done of all files. False stops the import at this point, which is not a failure.
+    std::function<void(const Batch&)> begin;                            // saves the pending marks
+    std::function<void(const Batch&)> rollback;                         // removes the pending marks
+    std::function<AssetIdentifiers(const Batch&)> commit;               // imports the batch into the library
+    std::function<void(const Batch&, const AssetIdentifiers&)> record;  // saves the records
+    // Reports how many of all files are done. Returning false stops the import, which is not a failure.
     std::function<bool(std::int64_t completed, std::int64_t total)> progress;
   };
 
-  // The assets of all batches that were committed. `batchSize` is at least 1. Blocks.
+  // Returns the assets of all committed batches. `batchSize` is at least 1. Blocks.
   //
-  // The first failure ends the import and is thrown; batches before it stay recorded, and what was marked and
-  // not recorded stays marked. A commit that throws MediaImportCommitFailure is rolled back and its
-  // underlying failure thrown, or that of the rollback; any other failure of a commit leaves the marks.
-  // Throws MediaImportError::incompleteBatch when the library took a batch in part, after recording that
-  // part.
+  // The first failure ends the import and is thrown. Earlier batches stay recorded; files that were marked
+  // and not recorded stay marked. If a commit throws MediaImportCommitFailure, the batch is rolled back and
+  // the underlying failure is thrown, or the rollback's own. After any other failure of a commit the marks
+  // stay. Throws MediaImportError::incompleteBatch if the library took only a part of a batch, after
+  // recording that part.
   //
-  // CancellationError is thrown before a batch only: a batch once begun runs to its end.
+  // CancellationError is thrown only between batches: a batch that has begun is completed.
   static AssetIdentifiers run(const std::vector<PreparedMediaFile>& files, std::int64_t batchSize,
                               const Steps& steps, const CancellationToken& token);
 };

@@ -6,7 +6,7 @@
 
 namespace tolvander {
 
-// What a picture or film looks like from outside.
+// The kind, size and duration of a picture or video.
 struct MediaMetadata {
   enum class Kind { image, video };
 
@@ -15,9 +15,9 @@ struct MediaMetadata {
   std::int64_t pixelHeight = 0;
   std::optional<double> duration;  // seconds
 
-  // Whether the two can be one item: the same kind, sizes that are equal or turned by a quarter and, for
-  // videos, durations at most 0.1 seconds apart. Sizes below 1 and durations that are absent, not finite or
-  // not above 0 match nothing.
+  // Whether the two can be the same item: the same kind, the same size (or width and height swapped) and, for
+  // videos, durations that differ by at most 0.1 seconds. A size below 1 matches nothing, nor does a video's
+  // duration that is absent, not finite or not above 0.
   bool matches(const MediaMetadata& other) const;
 
   friend bool operator==(const MediaMetadata&, const MediaMetadata&) = default;

@@ -15,8 +15,8 @@ enum class MediaProcessingErrorCase {
   pictureTooLarge,         // more bytes than are repaired in memory
 };
 
-// Why a picture can't be planned or repaired. There are no words for the user: what a failure means for the
-// file is decided where the file is imported.
+// Why a picture can't be planned or repaired. It has no text for the user: the import decides what a failure
+// means for the file.
 class MediaProcessingError final : public CaseError<MediaProcessingErrorCase> {
  public:
   explicit MediaProcessingError(Case errorCase) : CaseError(errorCase, std::string(rawText(errorCase))) {}
@@ -37,7 +37,7 @@ class MediaProcessingError final : public CaseError<MediaProcessingErrorCase> {
   throw MediaProcessingError(MediaProcessingError::Case::malformedJPEG);
 }
 
-// What `read` returns, and an absent or empty value where it throws a MediaProcessingError.
+// The result of `read`, or an empty value if it throws a MediaProcessingError.
 template <typename Read>
 auto unlessMalformed(Read read) -> decltype(read()) {
   try {

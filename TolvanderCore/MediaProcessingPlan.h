@@ -9,10 +9,10 @@
 
 namespace tolvander {
 
-// What is to happen to one camera file before it is imported, with every fingerprint that the import needs.
+// What is done to one camera file before it is imported, with all fingerprints that the import needs.
 //
-// The plan owns its output bytes. For a file that isn't altered they are the very bytes that were planned,
-// moved in and not copied; copying a plan copies them, so plans are moved.
+// The plan owns its output bytes. For an unaltered file they are the planned bytes, moved and not copied.
+// Copying a plan copies them, so plans should be moved.
 struct MediaProcessingPlan {
   enum class Action {
     passthrough,               // import the bytes as they are
@@ -51,8 +51,7 @@ struct MediaProcessingPlan {
   std::optional<std::string> captureDate = std::nullopt;
   std::optional<CaptureDateSource> captureDateSource = std::nullopt;
 
-  // From the JPEG's frame header. Repaired JPEGs only, as is the orientation, from 1 to 8, that stands in the
-  // new Exif block.
+  // From the JPEG's frame header, and the orientation in the new Exif block (1 to 8). Repaired JPEGs only.
   std::optional<int> pixelWidth = std::nullopt;
   std::optional<int> pixelHeight = std::nullopt;
   std::optional<std::uint16_t> orientation = std::nullopt;
@@ -60,7 +59,7 @@ struct MediaProcessingPlan {
   friend bool operator==(const MediaProcessingPlan&, const MediaProcessingPlan&) = default;
 };
 
-// The raw texts, which are the cases' names.
+// The names of the cases as text.
 std::string_view text(MediaProcessingPlan::Action action);
 std::string_view text(MediaProcessingPlan::CaptureDateSource source);
 

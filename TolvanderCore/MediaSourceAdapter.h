@@ -18,7 +18,7 @@ class MediaSourceAdapter {
 
   virtual const std::string& adapterIdentifier() const = 0;
 
-  // The camera at `volumeURL` by the first of `profiles` that recognises it, or absent where none does.
+  // The camera at `volumeURL`, by the first of `profiles` that matches. Absent if none does.
   virtual std::optional<DetectedDevice> detect(const FileURL& volumeURL,
                                                const std::vector<DeviceProfile>& profiles,
                                                const CancellationToken& token) const = 0;

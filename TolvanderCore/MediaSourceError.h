@@ -8,7 +8,7 @@ namespace tolvander {
 
 enum class MediaSourceErrorCase { volumeAccessDenied };
 
-// The system may not read a volume.
+// This program has no permission to read a volume.
 class MediaSourceError final : public CaseError<MediaSourceErrorCase> {
  public:
   static MediaSourceError volumeAccessDenied(std::string volumeName);

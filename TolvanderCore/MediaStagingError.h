@@ -9,13 +9,18 @@
 namespace tolvander {
 
 enum class MediaStagingErrorCase {
-  unsupportedCharmeraVideo,  // of the file that filename() names
-  invalidStagingLocation,    // a link or no folder where staged files should lie, or a batch that lies
-                             // elsewhere
-  sourceChanged,             // the camera file isn't what was examined, or has not the size that it said
+  // The video processor can't convert the video named by filename().
+  unsupportedCharmeraVideo,
+
+  // The folder for staged files is a link or not a folder, or a batch is outside it.
+  invalidStagingLocation,
+
+  // A camera file has changed since it was examined, or has another size than its directory entry says.
+  sourceChanged,
 };
 
-// A batch that could not be staged. There are no words for the user; whoever staged decides what it means.
+// A batch that could not be staged. It has no text for the user: the import that staged the batch decides
+// what to say.
 class MediaStagingError final : public CaseError<MediaStagingErrorCase> {
  public:
   static MediaStagingError unsupportedCharmeraVideo(std::string filename) {

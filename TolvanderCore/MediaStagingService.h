@@ -24,21 +24,20 @@
 
 namespace tolvander {
 
-// Makes the private copies that the photo library reads in the camera's place: exact ones, repaired ones of a
-// Charmera's JPEGs, rewrapped ones of its videos. A batch lies in a folder of its own, with a folder for each
-// file, so that two files of one name never meet and each has the camera's name for it. The camera's files
-// are only read.
+// Makes private copies of camera files for import into the photo library: repaired copies of a Charmera's
+// JPEGs, rewrapped copies of its videos, and exact copies of all other files. The camera's files are only
+// read.
 //
-// Nothing of a batch outlives its use, and what a crash leaves is gone after the next start that finds it a
-// day old. Staged files appear whole; they are not made durable, since they are made again after a power
-// loss.
+// Each batch has its own folder, with one folder for each file, so that every copy can have the camera's name
+// for it. The folder is removed after use. Folders that a crash left are removed by cleanupAbandoned. Staged
+// files appear complete or not at all. They need not survive a power loss, after which they are made again.
 //
-// A serialised owner: safe on every thread, one operation at a time, first come first served. Its turn is
-// open to others while a video is being rewrapped and while the caller works on a batch. Every operation
+// Safe on every thread: operations run one at a time, in the order in which they were called, but other
+// operations may run while a video is being rewrapped and while the caller works on a batch. Every operation
 // blocks.
 class MediaStagingService {
  public:
-  // Below the user's application data, or below the folder for temporary files where there is none.
+  // A folder in the user's application data, or in the temporary folder if there is none.
   static FileURL defaultRootDirectory(const StandardDirectories& directories);
 
   explicit MediaStagingService(
@@ -49,46 +48,47 @@ class MediaStagingService {
 
   const FileURL& rootDirectory() const { return rootDirectory_; }
 
-  // Told which file of a batch it is that can't be staged, before the failure is thrown.
+  // Called with the file that can't be staged, before the failure is thrown.
   using FailedFile = std::function<void(const CameraMediaFile& file)>;
 
-  // Stages the files as one batch, sorted by capture date, undated ones last, then by relative path as a file
-  // manager sorts. One bad file fails the whole batch, whose folder is then removed. A file that isn't
-  // altered is hashed, copied and dated in one pass, in memory of a chunk and of what PictureHead keeps of a
-  // picture.
+  // Stages the files as one batch, sorted by capture date (files without a date last) and then by relative
+  // path as a file manager sorts. If one file fails, the whole batch fails and its folder is removed. An
+  // unaltered file is hashed, copied and searched for its date in one pass; the memory needed is one chunk
+  // and a PictureHead.
   //
-  // Throws MediaStagingError (sourceChanged where a file grows or shrinks while it is read, or has not the
-  // size that it says), MediaProcessingError (pictureTooLarge for a picture of more bytes than are repaired),
-  // CharmeraVideoProcessingError, PosixError (ENOSPC before a byte is copied, where a file can't have room),
-  // and CancellationError, looked for before each file and for each chunk of it.
+  // Throws MediaStagingError (sourceChanged if a file's size changes while it is read, or differs from the
+  // size in its directory entry), MediaProcessingError (pictureTooLarge for a picture of more bytes than are
+  // repaired), CharmeraVideoProcessingError, PosixError (ENOSPC before the first byte is copied if there is
+  // too little room), and CancellationError, checked before each file and each chunk.
   PreparedMediaBatch prepare(const std::vector<CameraMediaFile>& files, bool confidentlyRecognizedAsCharmera,
                              const TimeZone& timeZone, const CancellationToken& token = {},
                              const FailedFile& failedFile = {});
 
-  // Stages, calls `operation` with the batch, removes the batch, and returns what the operation returned. An
-  // error of the operation goes before one of the removal; a removal that fails after a success is tried
-  // again and is an error, so that the caller knows of staged files that were left.
+  // Stages the files, calls `operation` with the batch, removes the batch, and returns the operation's
+  // result. If the operation fails, its error is thrown, and an error of the removal is ignored. If the
+  // removal fails after a successful operation, it is tried again, and its error is thrown so that the caller
+  // knows of files left.
   template <typename Operation>
   auto withPreparedBatch(const std::vector<CameraMediaFile>& files, bool confidentlyRecognizedAsCharmera,
                          const TimeZone& timeZone, const Operation& operation,
                          const CancellationToken& token = {}, const FailedFile& failedFile = {});
 
-  // Removes a batch; one that is gone already is no error. Throws MediaStagingError::invalidStagingLocation
-  // for a folder that isn't below the root, and PosixError.
+  // Removes a batch; a missing one is not an error. Throws MediaStagingError::invalidStagingLocation for a
+  // folder outside the root, and PosixError.
   void cleanup(const PreparedMediaBatch& batch);
 
-  // Removes the folders in the root that were last changed at least `age` before `now`, and returns how many.
-  // Throws PosixError at the first that can't be looked at or removed, and invalidStagingLocation where the
-  // root is a link.
+  // Removes the folders in the root that were last modified at least `age` before `now`. Returns their
+  // number. Throws PosixError at the first that can't be examined or removed, and invalidStagingLocation if
+  // the root is a link.
   int cleanupAbandoned(std::chrono::seconds age, Date now);
 
-  // Whether a batch holds exactly the files that were examined: as many, each with the source fingerprint
-  // that its camera file had then. Throws MediaStagingError::sourceChanged.
+  // Throws MediaStagingError::sourceChanged unless the batch holds exactly the files that were examined, each
+  // with the same source fingerprint.
   static void validateSourceIdentities(const PreparedMediaBatch& batch,
                                        const std::vector<FingerprintedMediaFile>& files);
 
-  // When a picture says that it was taken, by its Exif block read as a clock in `timeZone`. Absent where it
-  // doesn't say it properly. Throws CancellationError within 100 ms of a cancellation.
+  // The capture date in a picture's Exif block, taken as a local time in `timeZone`. Absent without a valid
+  // one. Throws CancellationError within 100 ms of a cancellation.
   static std::optional<Date> captureDate(std::span<const std::byte> bytes, const TimeZone& timeZone,
                                          const CancellationToken& token = {});
 
@@ -116,7 +116,7 @@ auto MediaStagingService::withPreparedBatch(const std::vector<CameraMediaFile>& 
                                             const FailedFile& failedFile) {
   const PreparedMediaBatch batch =
       prepare(files, confidentlyRecognizedAsCharmera, timeZone, token, failedFile);
-  // Until the operation has succeeded, its own error is the one that counts.
+  // Removes the batch if the operation throws, without replacing its error.
   struct Cleanup {
     MediaStagingService& service;
     const PreparedMediaBatch& batch;

@@ -10,15 +10,16 @@
 
 namespace tolvander {
 
-// What a track consists of, whatever container it is in: two tracks are the same when this is.
+// Identifies the content of a track independently of its container: two tracks with equal identities have the
+// same samples.
 struct PayloadIdentity {
   std::vector<std::uint32_t> codec;  // media sub-types
   std::int64_t sampleCount = 0;
   std::int64_t byteCount = 0;
   SHA256::Digest digest{};  // of the bytes of all samples in their order
 
-  // Reads the whole track, and hands each sample buffer to `receive` too, whose throws are passed on. Throws
-  // CharmeraVideoProcessingError::invalidVideo where reading fails, and CancellationError.
+  // Reads the whole track. Also calls `receive` with each sample buffer; its exceptions are passed on. Throws
+  // CharmeraVideoProcessingError::invalidVideo if the track can't be read, and CancellationError.
   static PayloadIdentity of(const Movie& movie, MediaType type, std::size_t index,
                             const CancellationToken& token = {}, const Movie::SampleReceiver& receive = {});
 

@@ -8,10 +8,12 @@
 
 namespace tolvander {
 
-// The beginning of a file whose bytes go by in parts, kept for what is looked for in a picture's headers.
+// Collects the beginning of a file that is read in parts, so that the headers of a picture can be read from
+// it.
 //
-// Whole for all pictures that cameras make. Of a larger file the rest is not looked at: size and Exif of a
-// JPEG stand at its front, and a PNG or a HEIC that has them behind the first 64 MiB counts as one without.
+// It holds the whole file for all pictures that cameras make. The rest of a larger file is dropped: a JPEG
+// has its size and Exif at the front, and a PNG or HEIC that has them after the first 64 MiB counts as one
+// without.
 class PictureHead {
  public:
   static constexpr std::uint64_t maximumBytes = std::uint64_t{64} << 20U;

@@ -14,7 +14,7 @@ namespace tolvander {
 
 // A staged copy, ready for the photo library.
 struct PreparedMediaFile {
-  CameraMediaFile sourceFile;  // where it came from
+  CameraMediaFile sourceFile;  // the camera file that it was made from
   FileURL importURL;           // the staged file to give to the library
   std::string sourceFingerprint;
   std::optional<std::string> mediaPayloadFingerprint;

@@ -7,7 +7,7 @@
 
 namespace tolvander {
 
-// What was read back of a rewrapped movie and proven to be its source's.
+// What was read from a rewrapped movie and found to be the same as in its source.
 struct ProvenMovie {
   VideoMediaMetadata metadata;
   std::vector<PayloadIdentity> videoTracks;  // in the order of the file

@@ -8,7 +8,7 @@ namespace tolvander {
 
 enum class RecognitionErrorCase { budgetExceeded, resourceUnavailable };
 
-// A comparison with the library that came to no verdict.
+// A search of the library that left files undecided.
 class RecognitionError final : public CaseError<RecognitionErrorCase> {
  public:
   explicit RecognitionError(Case kind);

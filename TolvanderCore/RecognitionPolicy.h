@@ -15,28 +15,28 @@ struct RecognitionPolicy {
   std::int64_t maximumResources = 0;           // reads that one search may make
   std::int64_t maximumBytes = 0;               // that all its reads together may consume
   std::int64_t maximumCandidates = 0;          // different assets that may be loaded to search among
-  std::int64_t nearbyCandidatesPerFile = 0;    // of another name, with which one file may be compared
-  std::int64_t recentCandidateLimit = 0;       // newest assets that may be loaded where no date helps
-  bool allowsNetwork = false;                  // always false: what lies in the cloud alone is never fetched
+  std::int64_t nearbyCandidatesPerFile = 0;    // with another name, that one file may be compared with
+  std::int64_t recentCandidateLimit = 0;       // newest assets that may be loaded for files without dates
+  bool allowsNetwork = false;                  // always false: originals are never downloaded
   std::chrono::nanoseconds resourceTimeout{};  // of one read
   std::chrono::nanoseconds passTimeout{};      // of the whole search
 
   static const RecognitionPolicy automatic;  // of every sync
   static const RecognitionPolicy broader;    // of a check that the user asked for
 
-  // How far from one of a file's dates an asset may have been created and still be compared with it, that
-  // distance itself included.
+  // An asset is compared with a file if it was created at most this long before or after one of the file's
+  // dates.
   static constexpr std::chrono::seconds searchSpan{259'200};
 
-  // This policy for so many camera files (a number below 0 counts as 0): more reads, and as many neighbours
-  // for each file, but never more bytes or more time.
+  // This policy for `fileCount` camera files (a number below 0 counts as 0): more reads and more nearby
+  // candidates for each file, but not more bytes or time.
   RecognitionPolicy scaled(std::int64_t fileCount) const;
 
-  // The dates under which the library may know `file`: its capture date and its modification date, ascending,
-  // each once. At most two; none where the file has neither.
+  // The dates near which the library's item of `file` may have been created: its capture date and its
+  // modification date, in ascending order and without repetition. At most two; none if the file has neither.
   static std::vector<Date> searchDates(const FingerprintedMediaFile& file);
 
-  // Seconds between `date` and the nearest of the file's search dates; absent where it has none.
+  // Seconds between `date` and the nearest of the file's search dates. Absent if it has none.
   static std::optional<double> distance(Date date, const FingerprintedMediaFile& file);
 
   friend bool operator==(const RecognitionPolicy&, const RecognitionPolicy&) = default;

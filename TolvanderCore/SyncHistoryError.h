@@ -6,7 +6,7 @@ namespace tolvander {
 
 enum class SyncHistoryErrorCase { unreadableHistory, unresolvedImport };
 
-// Why the history keeps a file from being imported.
+// Why the history doesn't allow an import.
 class SyncHistoryError final : public CaseError<SyncHistoryErrorCase> {
  public:
   explicit SyncHistoryError(Case kind);

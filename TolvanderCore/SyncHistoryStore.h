@@ -23,24 +23,24 @@
 
 namespace tolvander {
 
-// The one durable memory of the program: what is in the library, what was moved to the Trash, and the marks
-// of imports that were begun and not yet resolved. A serialised owner: safe on every thread, one operation at
-// a time, first come first served. Nothing else writes the file.
+// The program's persistent state: which camera files are in the library, which were moved to the Trash, and
+// the marks of imports that were begun and not yet resolved. Only this class writes the history file. Safe on
+// every thread: operations run one at a time, in the order in which they were called.
 //
-// Every operation throws SyncHistoryError::unreadableHistory when the file couldn't be read at the start, and
-// then touches neither memory nor disk: an empty answer could be taken for an empty library. A changing
-// operation throws PosixError when the file can't be written; the file and memory are then as before. When it
-// returns, the change is on disk and survives a power loss.
+// If the file could not be read at the start, every operation throws SyncHistoryError::unreadableHistory and
+// changes nothing: an empty answer could be taken for an empty library. An operation that changes the history
+// throws PosixError if the file can't be written; file and memory are then as before. When it returns, the
+// change survives a power loss.
 class SyncHistoryStore {
  public:
-  // Where the history lies among a user's files. A user without a place for application data can't go on: the
+  // The path of the history file. `directories` must have a folder for application data; without one the
   // process ends.
   static FileURL historyFile(const StandardDirectories& directories);
 
-  // Loads the file, which need not exist. An unreadable file is left as it is, to the last byte. Never
-  // throws. A file that can't be reached because a link on the way to it is broken counts as unreadable, not
-  // as missing. `requireRight` is called before each change of a file and throws where this process may no
-  // longer make it; the change then throws that.
+  // Loads the file, which need not exist. An unreadable file is not changed. If a symbolic link in the path
+  // is broken, the file counts as unreadable and not as missing. Never throws. `requireRight` is called
+  // before each change of a file; if this process is no longer allowed to make changes, it throws, and so
+  // does the change.
   explicit SyncHistoryStore(FileURL fileURL = SyncHistoryStore::historyFile(StandardDirectories::current()),
                             std::function<void()> requireRight = {});
 
@@ -48,66 +48,76 @@ class SyncHistoryStore {
 
   void ensureAvailable();
 
-  // Tells this history from others that import into the same library. Made when it is first asked for, and
-  // kept in the file "history.id" beside the history's, which it outlives: its text form and a line end. A
-  // file that says something else is replaced. Durable when it returns. Throws PosixError.
+  // Distinguishes this history from others that import into the same library. Created by the first call and
+  // stored as text and a line feed in the file "history.id" beside the history file; it stays when the
+  // history file is deleted. A file with another content is replaced. Durable when it returns. Throws
+  // PosixError.
   UUID identity();
-  // The same where it was made, without making it.
+
+  // The identity, or absent if none was created yet.
   std::optional<UUID> knownIdentity();
 
   bool containsFingerprint(std::string_view fingerprint);
   bool containsSourceFingerprint(std::string_view sourceFingerprint);
   bool containsMediaPayloadFingerprint(std::string_view mediaPayloadFingerprint);
-  // Whether a record says that the library was given these bytes. Looks at every record.
+
+  // Whether a record has this processed fingerprint. Linear in the number of records.
   bool containsProcessedFingerprint(std::string_view processedFingerprint);
-  // Whether the source is known, or else the payload, if one is given.
+
+  // Whether there is a record of the source or, if one is given, of the payload.
   bool contains(std::string_view sourceFingerprint,
                 const std::optional<std::string>& mediaPayloadFingerprint);
 
-  // Adds records, or replaces those of the same source. Weaker evidence never replaces stronger, and only a
-  // record on content clears the mark of its source. Saves, also for an empty list.
+  // Adds records, or replaces those of the same source. A record on metadata only doesn't replace one that is
+  // confirmed by content, and doesn't remove the mark of its source. Saves the file even for an empty list.
   void record(const std::vector<ImportRecord>& records);
   void record(const ImportRecord& record);
 
-  // Writes the marks of imports about to begin.
+  // Saves the marks of imports that are about to begin.
   void beginImport(const std::vector<std::string>& sourceFingerprints);
   void beginPreparedImport(const std::vector<PreparedMediaFile>& files);
 
-  // Takes marks back. Only for files that the library has definitely not taken.
+  // Removes marks. To be called only for files that the library certainly doesn't hold.
   void abandonFailedImport(const std::vector<std::string>& sourceFingerprints);
 
   std::set<std::string> pendingImportSources();
   std::map<std::string, std::string> pendingProcessedFingerprints();
 
-  // All records as they stand now; later changes don't show in what was returned.
+  // A snapshot of all records.
   ImportRecords records();
   ImportHistorySummary historySummary();
 
-  // Gives records that were made before the current payload scheme the payload identity of their file. Saves
-  // once, or not at all where there is nothing to upgrade.
+  // Updates the payload fingerprints of records that were made with an earlier scheme to those of `files`.
+  // Saves once, or not at all if there is nothing to update.
   void upgradePayloadIdentities(const std::vector<FingerprintedMediaFile>& files);
 
-  // Writes down a move to the Trash that is about to happen, in a file beside the history. It stays there
-  // until addTrash has the record of the same identity, or forgetTrashIntents is called.
+  // Saves the intent of a move to the Trash in a file beside the history (write-ahead). It is removed by
+  // addTrash with a record of the same id, or by forgetTrashIntents.
   void beginTrashMove(const TrashIntent& intent);
-  // For files that are where they were before their move. Throws PosixError where an intent stays.
+
+  // Removes the intents of files that were not moved after all. Throws PosixError if an intent can't be
+  // removed.
   void forgetTrashIntents(const std::set<UUID>& ids);
+
   // The moves that an earlier process began and didn't record.
   std::vector<TrashIntent> unsettledTrashIntents();
-  // Records what a look at the Trash showed, and forgets the intents that are settled by it. Saves at most
+
+  // Applies the result of inspecting the Trash, and removes the settled intents. Saves the history at most
   // once.
   void settleTrash(const TrashSettlement& settlement);
 
   void addTrash(const std::vector<ManagedTrashRecord>& records);
   std::vector<ManagedTrashRecord> trashRecords();
-  // Saves, even where no record has one of the identities.
+
+  // Saves even if there is no record with one of the ids.
   void removeTrash(const std::set<UUID>& ids);
-  // Drops records and replaces others by their identity, keeping the order. `deleted` wins; a relocated
-  // record that isn't known is ignored.
+
+  // Removes the records in `deleted`, and replaces those with the ids of `relocated`, keeping the order. An
+  // id in both is removed; a relocated record with an unknown id is ignored.
   void updateTrash(const std::set<UUID>& deleted, const std::vector<ManagedTrashRecord>& relocated);
 
  private:
-  // Views into the shared records, so that a look-up by payload doesn't walk them all.
+  // Views into the shared records, for lookups by payload in constant time.
   using PayloadFingerprints = std::unordered_set<std::string_view>;
   static PayloadFingerprints payloadFingerprints(const ImportRecords& records);
 
@@ -128,7 +138,7 @@ class SyncHistoryStore {
   HistoryDatabase database_;
   PayloadFingerprints payloadFingerprints_;  // of database_.imports
   TrashIntentJournal trashIntents_;
-  std::set<UUID> ownTrashIntents_;  // those that this process began
+  std::set<UUID> ownTrashIntents_;  // those of this process
 };
 
 }  // namespace tolvander

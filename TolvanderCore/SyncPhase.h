@@ -4,7 +4,7 @@
 
 namespace tolvander {
 
-// How far a sync has come.
+// The progress of a sync.
 struct SyncPhase {
   enum class Kind {  // in order of use
     checkingAccess,  // the access gate at the start
@@ -17,7 +17,7 @@ struct SyncPhase {
   };
 
   Kind kind = Kind::checkingAccess;
-  // Files imported and files to import. Of `importing` alone; 0 for every other kind.
+  // Files imported so far and files to import. `importing` only; 0 for every other kind.
   std::int64_t completed = 0;
   std::int64_t total = 0;
 

@@ -8,10 +8,10 @@
 
 namespace tolvander {
 
-// A camera file that is about to be moved to the Trash, written down before it is. If the process dies before
-// it has recorded the move, this is what tells the file from those that the user moved there.
+// The write-ahead intent of moving a camera file to the Trash. If the process dies between the move and its
+// record, the intent distinguishes the file from those that the user moved to the Trash.
 struct TrashIntent {
-  UUID id;  // that of the record which the move makes
+  UUID id;  // also the id of the record that will be made of the move
   std::string deviceIdentifier;
   std::string volumeName;
   std::string originalFilename;
@@ -22,7 +22,7 @@ struct TrashIntent {
   std::string photosAssetIdentifier;
   Date intendedAt;  // in whole seconds; the move comes later
 
-  // The record of the file, once it lies in the Trash.
+  // The record of the file after the move.
   ManagedTrashRecord recordOf(std::string trashedPath, ManagedTrashIdentity identity, Date trashedAt) const;
 
   friend bool operator==(const TrashIntent&, const TrashIntent&) = default;

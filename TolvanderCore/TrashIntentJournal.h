@@ -11,23 +11,23 @@
 
 namespace tolvander {
 
-// The file of the moves to the Trash that were begun and not yet recorded: one JSON object a line, in the
-// order in which they were begun. There is no file while there is no such move.
+// The file of the moves to the Trash that were begun and not yet recorded, in the order in which they began:
+// one JSON object per line. The file doesn't exist while there are none.
 //
-// Adding appends, so that it costs the same for the first file of a card and for the last. A line that a
-// crash cut short has no line end and isn't read: its move never began. Used by one thread at a time.
+// An intent is appended, so that its cost doesn't grow with the number of intents. An incomplete last line,
+// left by a crash, is ignored: its move had not begun. One thread at a time.
 class TrashIntentJournal {
  public:
-  // Reads the file and changes nothing. Never throws. Lines that can't be understood are passed over.
+  // Reads the file and changes nothing. Never throws. Lines that can't be parsed are skipped.
   explicit TrashIntentJournal(FileURL file);
 
   const std::vector<TrashIntent>& intents() const { return intents_; }
 
-  // When it returns, the intent survives a power loss. Throws PosixError, also where the file was there at
-  // the start and couldn't be read; then there is no such intent.
+  // When it returns, the intent survives a power loss. Throws PosixError, also if the file existed at the
+  // start and could not be read; the intent is then not added.
   void add(const TrashIntent& intent);
 
-  // Removes those with these identities. Throws PosixError; then they are there still.
+  // Removes the intents with these ids. Throws PosixError; they are then still there.
   void remove(const std::set<UUID>& ids);
 
  private:

@@ -8,13 +8,12 @@
 
 namespace tolvander {
 
-// What a look at the Trash showed of the files that the history names there, and of the moves that an earlier
-// process began and didn't record.
+// The differences between the Trash and the history's records and intents, as found by inspecting the Trash.
 struct TrashSettlement {
-  std::vector<ManagedTrashRecord> found;      // moved by such a process, and proven to be what it moved
-  std::vector<ManagedTrashRecord> relocated;  // records whose file has another name in the Trash by now
-  std::set<UUID> emptied;                     // records whose file has left the Trash
-  std::set<UUID> settledIntents;              // nothing of theirs is in the Trash, or it was found
+  std::vector<ManagedTrashRecord> found;      // moved by an earlier process, which didn't record them
+  std::vector<ManagedTrashRecord> relocated;  // records whose file now has another name in the Trash
+  std::set<UUID> emptied;                     // records whose file is no longer in the Trash
+  std::set<UUID> settledIntents;              // intents whose file is in `found` or not in the Trash
 
   bool changesNothing() const {
     return found.empty() && relocated.empty() && emptied.empty() && settledIntents.empty();

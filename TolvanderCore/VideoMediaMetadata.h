@@ -10,29 +10,29 @@
 
 namespace tolvander {
 
-// What the engine has to know of a video before it lets it go to the library.
+// What the engine checks of a video before it imports it.
 struct VideoMediaMetadata {
   std::int64_t pixelWidth = 0;
   std::int64_t pixelHeight = 0;
   double duration = 0;   // seconds
-  double frameRate = 0;  // frames a second
+  double frameRate = 0;  // frames per second
   bool hasAudio = false;
   std::optional<Date> captureDate;
 
-  // Reads the whole file once. Every value comes from the samples, not from what a header claims of them.
-  // Throws CharmeraVideoProcessingError::invalidVideo where there is no video track, where the file can't be
-  // read, and beyond the limits: 1 to 8192 pixels each way, more than 0 and at most 7200 seconds, more than 0
-  // and at most 240 frames a second. Throws CancellationError.
+  // Reads the whole file once. Every value comes from the samples and not from the headers' claims. Throws
+  // CancellationError, and CharmeraVideoProcessingError::invalidVideo if the file can't be read, has no video
+  // track, or exceeds the limits: 1 to 8192 pixels in width and height, more than 0 and at most 7200 seconds,
+  // and more than 0 and at most 240 frames per second.
   static VideoMediaMetadata load(const FileURL& url, const CancellationToken& token = {});
 
-  // The same of a movie that is open already.
+  // The same for a movie that is already open.
   static VideoMediaMetadata load(const Movie& movie);
 
   friend bool operator==(const VideoMediaMetadata&, const VideoMediaMetadata&) = default;
 };
 
-// Opens a video. Throws CharmeraVideoProcessingError::invalidVideo where it can't be read, for whatever
-// reason, and CancellationError.
+// Opens a video. Throws CharmeraVideoProcessingError::invalidVideo if it can't be read, and
+// CancellationError.
 Movie openVideo(const FileURL& url, const CancellationToken& token);
 
 }  // namespace tolvander

@@ -7,7 +7,7 @@
 
 namespace tolvander {
 
-// The task was cancelled. Never shown as a failure.
+// Thrown by an operation whose task was cancelled. Never shown to the user as a failure.
 class CancellationError final : public Error {
  public:
   CancellationError() : Error("the task was cancelled") {}
@@ -17,16 +17,16 @@ class CancellationError final : public Error {
 
 class CancellationState;
 
-// Asks whether the work has been cancelled. Copies watch the same source; a token outlives its source. A
-// default token is never cancelled. Every operation is safe on every thread.
+// Tells an operation whether it has been cancelled. Copies belong to the same source. A token may outlive its
+// source. A default token is never cancelled. Safe on every thread.
 class CancellationToken {
  public:
   CancellationToken() = default;
 
-  // One atomic read, no lock, no allocation.
+  // Costs one atomic read; takes no lock and allocates nothing.
   bool isCancelled() const;
 
-  // Throws CancellationError once the source was cancelled.
+  // Throws CancellationError if the source was cancelled.
   void throwIfCancelled() const;
 
  private:
@@ -36,25 +36,25 @@ class CancellationToken {
   std::shared_ptr<CancellationState> state_;
 };
 
-// Cancels the work that holds its tokens. Cancellation happens once and is never taken back.
+// Cancels the operations that hold its tokens. A cancellation can't be undone.
 class CancellationSource {
  public:
   CancellationSource();
 
   CancellationToken token() const { return CancellationToken(state_); }
 
-  // Sets the flag, then runs the callbacks on this thread, in the order in which they were made. A second
-  // call does nothing, and may return while the first still runs callbacks.
+  // Sets the flag and then runs the callbacks on this thread, in the order in which they were registered. A
+  // second call does nothing, and may return while the first is still running callbacks.
   void cancel();
 
  private:
   std::shared_ptr<CancellationState> state_;
 };
 
-// Runs a function once when the token's source is cancelled: on the cancelling thread, or at once on this one
-// if that happened before. Destroying it waits for a run on another thread to end; from then on the function
-// is not called. The function must not throw, and must not wait for the thread that destroys this object; it
-// may itself destroy this object, as the last thing that it does.
+// Calls a function once when the token's source is cancelled: on the cancelling thread, or, if the source was
+// cancelled before, at once on the constructing thread. The destructor waits until a call on another thread
+// has returned; afterwards the function is not called. The function must not throw, and must not wait for the
+// thread that destroys this object. It may destroy this object as its last action.
 class CancellationCallback {
  public:
   CancellationCallback(const CancellationToken& token, std::function<void()> function);

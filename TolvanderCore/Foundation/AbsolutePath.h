@@ -7,8 +7,8 @@
 
 namespace tolvander {
 
-// The URL of a path that was read from a file or that another program told: absent where the path is relative
-// or empty, and where it has a NUL in it, at which the system would take the path to end.
+// The URL of a path that was read from a file or received from another program. Absent if the path is
+// relative or empty, or contains a NUL byte, at which system calls would end the path.
 std::optional<FileURL> urlOfAbsolutePath(std::string path);
 
 }  // namespace tolvander

@@ -13,8 +13,8 @@ namespace tolvander {
 
 std::string base64Text(std::span<const std::byte> bytes);
 
-// Absent for anything that base64Text would not write: other characters, white space, missing padding, bits
-// left over.
+// Absent for any text that base64Text doesn't produce: other characters, white space, missing padding,
+// non-zero unused bits.
 std::optional<std::vector<std::byte>> bytesFromBase64(std::string_view text);
 
 }  // namespace tolvander

@@ -7,12 +7,12 @@
 
 namespace tolvander {
 
-// The text behind the last dot of the last component of `path`, absolute or not, as spelt; empty without a
-// dot, and where the dot stands first (".avi") or last ("a."). A part of `path`.
+// The text after the last dot of the last component of `path`, which may be relative. Empty without a dot,
+// and if the dot is the component's first (".avi") or last ("a.") character. A view into `path`.
 std::string_view pathExtension(std::string_view path);
 
-// An absolute path of the local file system. The path is bytes, as the file system has them: usually UTF-8,
-// never taken for granted to be. Only standardized() and resolvingSymlinks() change how it is spelt.
+// An absolute path of the local file system. The path is a sequence of bytes, usually but not necessarily
+// UTF-8. Only standardized() and resolvingSymlinks() normalise it.
 class FileURL {
  public:
   // `path` must begin with a slash; anything else is a programming error.
@@ -20,13 +20,12 @@ class FileURL {
 
   const std::string& path() const { return path_; }
 
-  // The text behind the last slash, trailing slashes aside; "/" for the root.
+  // The text after the last slash, ignoring trailing slashes; "/" for the root.
   std::string_view lastPathComponent() const;
 
-  // That of the path.
   std::string_view pathExtension() const { return tolvander::pathExtension(path_); }
 
-  // The last path component without its extension and that one's dot.
+  // The last path component without its extension and the dot before it.
   std::string_view stem() const;
 
   // This path and `component` below it, with one slash between. An empty component gives this path again.
@@ -35,16 +34,16 @@ class FileURL {
   // The path without its last component; "/" for the root.
   FileURL deletingLastPathComponent() const;
 
-  // Without empty and "." components and trailing slashes, and with ".." taken back by its text alone.
-  // Doesn't look at the file system.
+  // The path without empty and "." components and trailing slashes, and with ".." resolved as text. Doesn't
+  // access the file system.
   FileURL standardized() const;
 
-  // Every symbolic link of the path resolved. Where the end of the path does not exist, its existing part is
-  // resolved and the rest kept; where resolving fails for another reason (a loop, no permission), the
-  // standardized path. Reads the file system, throws nothing.
+  // The path with all symbolic links resolved. If its end doesn't exist, the existing part is resolved and
+  // the rest is kept. If resolving fails for another reason (a loop, no permission), the standardized path.
+  // Reads the file system. Never throws.
   FileURL resolvingSymlinks() const;
 
-  // Whether this path, as spelt, lies below `directory`: begins with its path and a slash.
+  // Whether this path begins with the path of `directory` and a slash. Neither path is normalised.
   bool isBelow(const FileURL& directory) const;
 
   friend auto operator<=>(const FileURL&, const FileURL&) = default;

@@ -31,7 +31,7 @@ void merge(HistoryDatabase& database, const std::vector<ImportRecord>& records) 
     }
     accepted[incoming.sourceFingerprint] = &incoming;
     changes.push_back(incoming);
-    // Only content can prove what an interrupted import left behind.
+    // Only a comparison of content resolves an interrupted import.
     if (incoming.isContentConfirmed()) {
       database.pendingImports.erase(incoming.sourceFingerprint);
       database.pendingProcessedFingerprints.erase(incoming.sourceFingerprint);
@@ -59,7 +59,6 @@ std::set<UUID> identitiesOf(const std::vector<ManagedTrashRecord>& records) {
   return ids;
 }
 
-// Drops records and replaces others by their identity, keeping the order.
 void update(std::vector<ManagedTrashRecord>& trash, const std::set<UUID>& deleted,
             const std::vector<ManagedTrashRecord>& relocated) {
   std::map<UUID, ManagedTrashRecord> replacements;
@@ -74,7 +73,7 @@ void update(std::vector<ManagedTrashRecord>& trash, const std::set<UUID>& delete
   }
 }
 
-// Absent where there is no file, or none that holds an identity.
+// Absent if the file doesn't exist or holds no identity.
 std::optional<UUID> readIdentity(const FileURL& file) {
   constexpr std::uint64_t textLength = 36;
   try {
@@ -103,14 +102,14 @@ UUID makeIdentity(const FileURL& file) {
   return identity;
 }
 
-// Whether the path ends at a symbolic link that leads nowhere. Then the history is on a disk that isn't
-// mounted, which must not be taken for a history that was never written.
+// Whether a folder or file on the path is a broken symbolic link. The history is then probably on a disk that
+// isn't mounted, and must not be taken for one that was never written.
 bool leadsThroughBrokenLink(FileURL url) {
   for (; url.path() != "/"; url = url.deletingLastPathComponent()) {
     try {
       return fileResourceValues(url).isSymbolicLink && !fileExists(url);
     } catch (const PosixError&) {
-      continue;  // not there; what is above it decides
+      continue;  // doesn't exist; look at the folder above
     }
   }
   return false;
@@ -142,7 +141,7 @@ SyncHistoryStore::SyncHistoryStore(FileURL fileURL, std::function<void()> requir
   try {
     database_ = readHistory(fileURL_);
   } catch (const PosixError& error) {
-    // Without a file this is the first run.
+    // A missing file means that this is the first run.
     loadFailed_ = error.code() != ENOENT || leadsThroughBrokenLink(fileURL_);
   } catch (const std::exception&) {
     loadFailed_ = true;
@@ -331,7 +330,7 @@ void SyncHistoryStore::addTrash(const std::vector<ManagedTrashRecord>& records) 
   forgetRecordedIntents(identitiesOf(records));
 }
 
-// One that stays says nothing once its record is there.
+// A remaining intent does no harm: it is ignored because the record with its id exists.
 void SyncHistoryStore::forgetRecordedIntents(const std::set<UUID>& ids) noexcept {
   try {
     removeIntents(ids);
@@ -352,8 +351,8 @@ void SyncHistoryStore::updateTrash(const std::set<UUID>& deleted,
                                    const std::vector<ManagedTrashRecord>& relocated) {
   const std::lock_guard lock(mutex_);
   requireAvailable();
-  // An intent that outlived the recording of its move goes before the record does: alone, it would claim what
-  // the user moves to the Trash later.
+  // An intent that is still there must be removed before its record. Without the record, a file that the user
+  // moves to the Trash later could be taken for the one that the intent describes.
   removeIntents(deleted);
   changeLocked([&](HistoryDatabase& next) { update(next.trash, deleted, relocated); });
 }
@@ -389,7 +388,7 @@ void SyncHistoryStore::save(HistoryDatabase next) {
   AtomicFile file(fileURL_, Durability::survivesPowerLoss);
   writeHistory(next, [&file](std::span<const std::byte> bytes) { file.write(bytes); });
   file.commit();
-  // Memory follows the file, never the other way round, and by moves alone, which can't fail half-way.
+  // Memory is updated only after the file is durable, and by moves, which don't throw.
   database_ = std::move(next);
   payloadFingerprints_ = std::move(nextPayloads);
 }

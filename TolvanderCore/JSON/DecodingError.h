@@ -7,15 +7,15 @@
 namespace tolvander {
 
 enum class DecodingErrorCase {
-  typeMismatch,   // a value of another JSON type than the key's, null among them
+  typeMismatch,   // a value of the wrong JSON type, or null
   keyNotFound,    // a required key is missing
-  dataCorrupted,  // no JSON, or a value of the right type that means nothing
+  dataCorrupted,  // not JSON, or an invalid value of the right type
 };
 
-// Stored data that can't be read as what it should be.
+// Stored data that doesn't have the expected form.
 class DecodingError final : public CaseError<DecodingErrorCase> {
  public:
-  // `key` is where it happened, empty at the top; `debugDescription` is for developers.
+  // `key` is the key of the value, empty for the whole document. `debugDescription` is for developers.
   DecodingError(Case kind, std::string_view key, std::string_view debugDescription)
       : CaseError(kind, std::string(debugDescription) + (key.empty() ? "" : " (" + std::string(key) + ")")),
         key_(key),

@@ -10,12 +10,13 @@
 
 namespace tolvander {
 
-// Writes one JSON document (RFC 8259) piece by piece, in memory of one buffer whatever its size.
+// Writes one JSON document (RFC 8259) piece by piece through a buffer of fixed size.
 //
-// The caller puts object keys in their order, once each, and closes what it opens; a wrong call order is a
-// programming error. Slashes are escaped as "\/", control characters as \b, \f, \n, \r, \t or \u00xx in lower
-// case; everything else is written as UTF-8. Bytes that are no UTF-8 come out as U+FFFD, each ill-formed
-// sequence one: a file name in some old encoding must not make the whole document unreadable.
+// The caller writes each key of an object once, in the order in which the keys are to be, and ends every
+// object and array that it begins. Any other order of calls is a programming error. Slashes are escaped as
+// "\/", control characters as \b, \f, \n, \r, \t or \u00xx in lower case; all other characters are written as
+// UTF-8. Each ill-formed sequence of bytes is written as U+FFFD, so that a file name in another encoding
+// doesn't make the document unreadable.
 class JSONWriter {
  public:
   enum class Style {
@@ -29,7 +30,7 @@ class JSONWriter {
     compact,  // no white space at all
   };
 
-  // Takes the document's bytes, in order. What it throws passes through the writer's operations.
+  // Receives the document's bytes in order. Its exceptions pass through the writer's operations.
   using Sink = std::function<void(std::span<const std::byte>)>;
 
   JSONWriter(Style style, Sink sink);
@@ -52,7 +53,8 @@ class JSONWriter {
   void number(std::string_view name, double value);
   void boolean(std::string_view name, bool value);
 
-  // Hands the rest to the sink. To be called once, when the document is complete. No line end is added.
+  // Passes the remaining bytes to the sink. To be called once, when the document is complete. Adds no line
+  // end.
   void finish();
 
  private:

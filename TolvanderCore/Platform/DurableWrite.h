@@ -8,10 +8,10 @@
 
 namespace tolvander {
 
-// Writes `bytes` to a file from `offset` on, and lets nothing be behind them. The file is made where it is
-// missing, in a folder that exists. When it returns, bytes, size and name survive a power loss. A link in the
-// file's place is not followed (ELOOP). Throws PosixError; the file may then hold anything from `offset` on,
-// and is as it was before it.
+// Writes `bytes` to a file at `offset` and cuts the file off after them. Creates the file if it is missing,
+// in an existing folder. When it returns, the bytes, the size and the name survive a power loss. Doesn't
+// follow a symbolic link (ELOOP). Throws PosixError; the file's content from `offset` on is then undefined,
+// and unchanged before it.
 void writeDurably(const FileURL& file, std::uint64_t offset, std::span<const std::byte> bytes);
 
 }  // namespace tolvander

@@ -19,10 +19,10 @@ class SHA256 {
   SHA256(SHA256&&) noexcept;
   SHA256& operator=(SHA256&&) noexcept;
 
-  // Throws CancellationError, looked for before every mebibyte of the bytes; the object is then of no use.
+  // Throws CancellationError, checked before every mebibyte; the object must then not be used any more.
   void update(std::span<const std::byte> bytes, const CancellationToken& token = {});
 
-  // The digest of everything given so far. The object starts anew with the next update.
+  // The digest of all bytes so far. The next update begins a new hash.
   Digest finish();
 
   // The digest of bytes in memory.

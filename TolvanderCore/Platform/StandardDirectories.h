@@ -6,20 +6,18 @@
 
 namespace tolvander {
 
-// Where the user's files of each kind belong. Absent where the system has no such place for this user (no
-// home). The folders need not exist yet.
+// The folders for the user's files of each kind. Absent if the user has no home. The folders need not exist.
 struct StandardDirectories {
   std::optional<FileURL> applicationSupport;
   FileURL temporary;
-  std::optional<FileURL> configuration{};  // what the user has chosen in programs
-  std::optional<FileURL> logs{};           // what programs tell about their running
-  std::optional<FileURL> pictures{};       // those that the user keeps
+  std::optional<FileURL> configuration{};  // settings of programs
+  std::optional<FileURL> logs{};           // log files
+  std::optional<FileURL> pictures{};       // the user's pictures
 
-  // Of the user who runs this process.
+  // The folders of the user who runs this process.
   static StandardDirectories current();
 
-  // All of them below one folder of the caller's choice, for a process that has to leave the user's own files
-  // alone.
+  // Folders in `home`, for a process that must not use the user's own files.
   static StandardDirectories below(const FileURL& home);
 
   friend bool operator==(const StandardDirectories&, const StandardDirectories&) = default;

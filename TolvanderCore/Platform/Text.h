@@ -10,34 +10,34 @@
 
 namespace tolvander {
 
-// Text as people read it. All arguments are UTF-8; where bytes are no UTF-8, each ill-formed sequence counts
-// as U+FFFD and nothing is thrown. Every operation is safe on every thread.
+// Operations on text for people. All arguments are UTF-8. Ill-formed sequences count as U+FFFD each; nothing
+// is thrown. Every operation is safe on every thread.
 
-// The order of a file manager: digits by the number they make ("PICT2" before "PICT10"), letters by the rules
-// of the user's locale (the root rules where the locale is "C" or "POSIX"), first without regard to case and
-// accents, which decide between texts that are otherwise equal. Different texts can compare as equivalent,
-// such as two spellings of one accented letter; a caller who minds keeps the earlier order by sorting stably.
+// Compares as a file manager sorts: digits by the number that they form ("PICT2" before "PICT10"), letters by
+// the rules of the user's locale (the root rules if the locale is "C" or "POSIX"). Case and accents decide
+// only between texts that are otherwise equal. Different texts can be equivalent, such as two encodings of
+// one accented letter; a stable sort keeps their order.
 std::weak_ordering standardCompare(std::string_view left, std::string_view right);
 
-// Bytes whose plain order (that of std::string, shorter before longer) is the order of standardCompare; texts
-// that compare as equivalent have the same key. Making one costs a few comparisons, so sorting a long list by
-// keys takes a third of the time. Keys are for the running process: another locale or release makes others.
+// A key for sorting: comparing keys as std::string gives the order of standardCompare, and equivalent texts
+// have equal keys. A key costs as much as a few comparisons; sorting a long list by keys takes a third of the
+// time. Keys must not be stored: they depend on the locale and on the library's version.
 std::string standardSortKey(std::string_view text);
 
-// Whether the two differ in case alone, by Unicode's canonical caseless matching without locale (The Unicode
-// Standard, 3.13, D145): "straße" equals "STRASSE", and an accented letter equals its letter and accent.
-// Accents count.
+// Whether the two are equal but for case, by Unicode's canonical caseless matching (The Unicode
+// Standard, 3.13, D145), independent of the locale: "straße" equals "STRASSE", and a precomposed accented
+// letter equals the letter followed by the accent. Letters with different accents are different.
 bool equalIgnoringCase(std::string_view left, std::string_view right);
 
 // Unicode's lower case without locale, so that "I" never becomes a dotless i.
 std::string lowercased(std::string_view text);
 
-// Without white space and line ends (Unicode general category Z, U+0009 to U+000D, U+0085) at both ends.
-// Bytes that are no UTF-8 are kept.
+// The text without white space and line ends (Unicode general category Z, U+0009 to U+000D, U+0085) at both
+// ends. Bytes that are not UTF-8 are kept.
 std::string_view trimmingWhitespaceAndNewlines(std::string_view text);
 
-// A whole number as the user writes it: with the digits, the sign and the separators between thousands of the
-// user's locale ("12,345"; the root rules where the locale is "C" or "POSIX").
+// A whole number with the digits, the sign and the thousands separators of the user's locale: "12,345". The
+// root rules apply if the locale is "C" or "POSIX".
 std::string numberText(std::int64_t number);
 
 // The pattern of a RegularExpression can't be compiled.
@@ -59,9 +59,9 @@ class RegularExpression {
   RegularExpression(RegularExpression&&) noexcept;
   RegularExpression& operator=(RegularExpression&&) noexcept;
 
-  // Whether a match stands anywhere in `text`. "^" and "$" are the ends of the text, "$" also the place
-  // before a line end that closes it. A search that exceeds the engine's bounds on time or stack has found
-  // nothing.
+  // Whether the pattern matches anywhere in `text`. "^" and "$" match at the ends of the text, and "$" also
+  // before a line end at the end of the text. A search that exceeds the engine's limits on time or stack
+  // finds nothing.
   bool hasMatch(std::string_view text);
 
  private:

@@ -7,7 +7,7 @@
 
 namespace tolvander {
 
-// What a scan of the library says of one item that was there before this system.
+// What a scan found out about one library item that this program didn't import.
 enum class ExistingLibraryDisposition {
   alreadyRecognized,
   newOnCamera,
@@ -16,7 +16,7 @@ enum class ExistingLibraryDisposition {
   ambiguous,
 };
 
-// The raw text, which is the case's name.
+// The name of the case as text.
 std::string_view rawText(ExistingLibraryDisposition disposition);
 
 struct ExistingLibraryCandidate {
@@ -26,7 +26,7 @@ struct ExistingLibraryCandidate {
   friend bool operator==(const ExistingLibraryCandidate&, const ExistingLibraryCandidate&) = default;
 };
 
-// How many items of a scan there are of each disposition.
+// The number of items of a scan, by disposition.
 struct ExistingLibraryScanSummary {
   std::int64_t alreadyRecognized = 0;
   std::int64_t newOnCamera = 0;
@@ -39,7 +39,7 @@ struct ExistingLibraryScanSummary {
   friend bool operator==(const ExistingLibraryScanSummary&, const ExistingLibraryScanSummary&) = default;
 };
 
-// What can be done with the items of a scan.
+// An operation on the items of a scan.
 class ExistingLibraryOperation {
  public:
   enum class Kind { addRecognizedPhotosToAlbum, recognizeExistingCharmeraPhotos, createRepairedCopies };
@@ -50,13 +50,13 @@ class ExistingLibraryOperation {
 
   Kind kind() const { return kind_; }
 
-  // The name of the album; empty where the operation has none.
+  // The name of the album; empty for operations without one.
   const std::string& albumName() const { return albumName_; }
 
-  // Whether the library stays as it is.
+  // Whether the operation leaves the library unchanged.
   bool isReadOnly() const { return kind_ == Kind::recognizeExistingCharmeraPhotos; }
 
-  // Whether the library has more items afterwards.
+  // Whether the operation adds items to the library.
   bool createsPhotosAssets() const { return kind_ == Kind::createRepairedCopies; }
 
   friend bool operator==(const ExistingLibraryOperation&, const ExistingLibraryOperation&) = default;

@@ -11,13 +11,13 @@
 
 namespace tolvander {
 
-// When two identities denote one item. Pure functions, safe on every thread.
+// Decides which identities belong to the same item. Pure functions, safe on every thread.
 class MediaIdentityMatcher {
  public:
   MediaIdentityMatcher() = delete;
 
-  // Views, so that the fingerprints of a hundred thousand records are looked up without being copied. They
-  // need to last for the call only.
+  // Views, so that the fingerprints of 100,000 records need not be copied. They must be valid during the
+  // call.
   using Fingerprints = std::unordered_set<std::string_view>;
 
   // Whether the sources are equal, or else the payloads, if both are present.
@@ -26,15 +26,15 @@ class MediaIdentityMatcher {
                       std::string_view candidateSourceFingerprint,
                       const std::optional<std::string>& candidateMediaPayloadFingerprint);
 
-  // The files, in their order, without those that are recorded and without all but the first of several with
-  // one source or one payload. A file whose payload rules it out still stands for its source, so a later file
-  // of that source is ruled out too.
+  // The files, in their order, without those that are recorded, and only the first of several with the same
+  // source or payload. The source of a file that is excluded by its payload counts as seen: a later file with
+  // that source is excluded too.
   static std::vector<FingerprintedMediaFile> uniqueUnrecorded(
       const std::vector<FingerprintedMediaFile>& files, Fingerprints recordedSourceFingerprints,
       Fingerprints recordedPayloadFingerprints);
 
-  // The assets of all records that share a source or a payload with one of the files, whatever the records
-  // rest on. Each once, in ascending order.
+  // The assets of all records, with any evidence, that share a source or a payload with one of the files.
+  // Without repetition, in ascending order.
   static std::vector<std::string> recordedAssetIdentifiers(const std::vector<FingerprintedMediaFile>& files,
                                                            const ImportRecords& records);
 };
