@@ -13,14 +13,14 @@ bool wasMarked(const State& before, const std::string& source) {
   return before.history.pendingImports.contains(source);
 }
 
-// Where the search overlooks nothing and all cameras are known as what they are, not even a picture under
-// another header is repeated.
-bool picturesAreKnown(const Setting& setting) {
-  return setting.search == Search::overlooksNothing &&
-         std::ranges::find(setting.isCharmera, false) == setting.isCharmera.end();
+// Whether pictures are recognised even with another header: if the search overlooks nothing and every card is
+// known as a Charmera's.
+bool picturesAreKnown(const Configuration& configuration) {
+  return configuration.search == Search::overlooksNothing &&
+         std::ranges::find(configuration.isCharmera, false) == configuration.isCharmera.end();
 }
 
-// What the items of a library hold.
+// The content of all items of a library.
 class Holdings {
  public:
   explicit Holdings(const State& state) {
@@ -40,11 +40,11 @@ class Holdings {
   std::set<std::optional<std::string>> payloads_;
 };
 
-Verdict onceInTheLibrary(const World& world, const State& before, const Transition& transition) {
-  if (world.setting().search == Search::overlooksNothing && !transition.conduct.handed.empty()) {
+Verdict onceInTheLibrary(const SyncModel& model, const State& before, const Transition& transition) {
+  if (model.configuration().search == Search::overlooksNothing && !transition.trace.handed.empty()) {
     const Holdings holdings(before);
-    for (const FingerprintedMediaFile& file : transition.conduct.scanned) {
-      if (transition.conduct.handed.contains(file.sourceFingerprint) && holdings.include(file)) {
+    for (const FingerprintedMediaFile& file : transition.trace.scanned) {
+      if (transition.trace.handed.contains(file.sourceFingerprint) && holdings.include(file)) {
         return Violation{Rule::onceInTheLibrary,
                          file.sourceFingerprint + " is imported, and was in the library"};
       }
@@ -53,7 +53,8 @@ Verdict onceInTheLibrary(const World& world, const State& before, const Transiti
   const State& after = transition.after;
   Sources seen;
   for (const auto& [asset, item] : after.library) {
-    const std::string identity = picturesAreKnown(world.setting()) ? pictureOf(item.source) : item.source;
+    const std::string identity =
+        picturesAreKnown(model.configuration()) ? pictureOf(item.source) : item.source;
     if (item.isOurs && !seen.insert(identity).second) {
       return Violation{Rule::onceInTheLibrary, identity + " is in the library twice"};
     }
@@ -71,38 +72,37 @@ Verdict recordOrMark(const State& after) {
   return std::nullopt;
 }
 
-// Whether an old record got the payload fingerprint of today. That makes it a new record on content, which
-// clears a mark, but proves nothing about the interrupted import.
-bool isBroughtUpToDate(const std::string& source, const State& before, const Conduct& conduct) {
+// Whether the command updated the payload fingerprint of an old record. Saving the updated record removes a
+// mark, but proves nothing about the interrupted import.
+bool isBroughtUpToDate(const std::string& source, const State& before, const Trace& trace) {
   const ImportRecord* record = before.history.imports.find(source);
-  return conduct.isRun && record != nullptr && record->isContentConfirmed() &&
-         std::ranges::any_of(conduct.scanned, [&](const FingerprintedMediaFile& file) {
+  return trace.isRun && record != nullptr && record->isContentConfirmed() &&
+         std::ranges::any_of(trace.scanned, [&](const FingerprintedMediaFile& file) {
            return file.sourceFingerprint == source && file.mediaPayloadFingerprint &&
                   record->mediaPayloadFingerprint != file.mediaPayloadFingerprint;
          });
 }
 
-// The run that brings the record of an interrupted import up to date may neither end well nor import the
-// file.
-bool endsInDoubt(const std::string& source, const Conduct& conduct) {
-  return conduct.ending != Ending::completed && !conduct.handed.contains(source);
+// The run that updates the record of an interrupted import must neither succeed nor import the file.
+bool endsInDoubt(const std::string& source, const Trace& trace) {
+  return trace.outcome != Outcome::completed && !trace.handed.contains(source);
 }
 
-bool mayBeCleared(const std::string& source, const State& before, const Conduct& conduct) {
-  const bool isOfThisImport = conduct.marked.contains(source) && !wasMarked(before, source);
-  return conduct.foundByContent.contains(source) ||
-         (isOfThisImport && (conduct.answered.contains(source) || conduct.refused.contains(source))) ||
-         (isBroughtUpToDate(source, before, conduct) && endsInDoubt(source, conduct));
+bool mayBeCleared(const std::string& source, const State& before, const Trace& trace) {
+  const bool isOfThisImport = trace.marked.contains(source) && !wasMarked(before, source);
+  return trace.foundByContent.contains(source) ||
+         (isOfThisImport && (trace.answered.contains(source) || trace.refused.contains(source))) ||
+         (isBroughtUpToDate(source, before, trace) && endsInDoubt(source, trace));
 }
 
 Verdict marks(const State& before, const Transition& transition) {
-  const Conduct& conduct = transition.conduct;
+  const Trace& trace = transition.trace;
   Sources marked = before.history.pendingImports;
-  marked.insert(conduct.marked.begin(), conduct.marked.end());
+  marked.insert(trace.marked.begin(), trace.marked.end());
   for (const std::string& source : marked) {
-    if (!transition.after.history.pendingImports.contains(source) && !mayBeCleared(source, before, conduct)) {
+    if (!transition.after.history.pendingImports.contains(source) && !mayBeCleared(source, before, trace)) {
       const bool isByMetadata =
-          conduct.foundByMetadata.contains(source) && !isBroughtUpToDate(source, before, conduct);
+          trace.foundByMetadata.contains(source) && !isBroughtUpToDate(source, before, trace);
       return Violation{isByMetadata ? Rule::metadataClearsNoMark : Rule::marksNeedProof,
                        "the mark of " + source + " is cleared"};
     }
@@ -110,7 +110,7 @@ Verdict marks(const State& before, const Transition& transition) {
   return std::nullopt;
 }
 
-// A cleanup removes files with a record on content whose asset exists.
+// A cleanup removes files with a record confirmed by content whose asset exists.
 Verdict metadataRemovesNothing(const State& after) {
   for (const ImportRecord& record : after.history.imports) {
     const auto item = after.library.find(record.photosAssetIdentifier.value_or(""));
@@ -124,56 +124,54 @@ Verdict metadataRemovesNothing(const State& after) {
 }
 
 // The sources of the card that were marked and not found by content.
-Sources interrupted(const State& before, const Conduct& conduct) {
+Sources interrupted(const State& before, const Trace& trace) {
   Sources sources;
-  for (const FingerprintedMediaFile& file : conduct.scanned) {
-    if (wasMarked(before, file.sourceFingerprint) &&
-        !conduct.foundByContent.contains(file.sourceFingerprint)) {
+  for (const FingerprintedMediaFile& file : trace.scanned) {
+    if (wasMarked(before, file.sourceFingerprint) && !trace.foundByContent.contains(file.sourceFingerprint)) {
       sources.insert(file.sourceFingerprint);
     }
   }
   return sources;
 }
 
-bool isTwinOfOneOf(const std::string& source, const Sources& others, const Setting& setting) {
+bool isTwinOfOneOf(const std::string& source, const Sources& others, const Configuration& configuration) {
   return std::ranges::any_of(others, [&](const std::string& other) {
-    return source == other || (picturesAreKnown(setting) && pictureOf(source) == pictureOf(other));
+    return source == other || (picturesAreKnown(configuration) && pictureOf(source) == pictureOf(other));
   });
 }
 
-// Whether a file that the search left unchecked holds up the import of others. Not so in a restore, if it is
-// recorded, also on metadata alone, and its asset exists: then it is the record that decides, and not to
-// import it.
-bool holdsUpOthers(const std::string& source, const State& after, const Conduct& conduct) {
+// Whether an unchecked file prevents the import of others. In a restore it doesn't if it has a record, even
+// on metadata only, whose asset exists: the file is then not imported because of its record.
+bool holdsUpOthers(const std::string& source, const State& after, const Trace& trace) {
   const ImportRecord* record = after.history.imports.find(source);
-  return conduct.isRun || record == nullptr ||
+  return trace.isRun || record == nullptr ||
          !after.library.contains(record->photosAssetIdentifier.value_or(""));
 }
 
-Verdict doubtImportsNothing(const World& world, const State& before, const Transition& transition) {
-  const Conduct& conduct = transition.conduct;
-  if (conduct.handed.empty()) {
+Verdict doubtImportsNothing(const SyncModel& model, const State& before, const Transition& transition) {
+  const Trace& trace = transition.trace;
+  if (trace.handed.empty()) {
     return std::nullopt;
   }
-  for (const std::string& source : conduct.unchecked) {
-    if (conduct.handed.contains(source) || holdsUpOthers(source, transition.after, conduct)) {
+  for (const std::string& source : trace.unchecked) {
+    if (trace.handed.contains(source) || holdsUpOthers(source, transition.after, trace)) {
       return Violation{Rule::doubtImportsNothing, "imports while " + source + " is unchecked"};
     }
   }
-  const Sources doubtful = interrupted(before, conduct);
-  if (conduct.isRun && !doubtful.empty()) {
+  const Sources doubtful = interrupted(before, trace);
+  if (trace.isRun && !doubtful.empty()) {
     return Violation{Rule::doubtImportsNothing, "imports while " + *doubtful.begin() + " is uncertain"};
   }
-  for (const std::string& source : conduct.handed) {
-    if (wasMarked(before, source) || isTwinOfOneOf(source, doubtful, world.setting())) {
+  for (const std::string& source : trace.handed) {
+    if (wasMarked(before, source) || isTwinOfOneOf(source, doubtful, model.configuration())) {
       return Violation{Rule::doubtImportsNothing, "imports " + source + ", which is uncertain"};
     }
   }
   return std::nullopt;
 }
 
-Verdict cameraStaysAsItIs(const World& world, const Conduct& conduct) {
-  return conduct.cameraAfter == world.camera()
+Verdict cameraStaysAsItIs(const SyncModel& model, const Trace& trace) {
+  return trace.cameraAfter == model.camera()
              ? std::nullopt
              : Verdict({Rule::cameraStaysAsItIs, "the camera's files have changed"});
 }
@@ -183,10 +181,10 @@ bool hasLostAnItem(const State& before, const State& after) {
                              [&](const auto& entry) { return !after.library.contains(entry.first); });
 }
 
-// Of the records that a command has made.
+// Checks the records that the command has made.
 Verdict recordsTellTheTruth(const State& before, const State& after) {
   if (hasLostAnItem(before, after)) {
-    return std::nullopt;  // the user has deleted it, and the command was nothing but that
+    return std::nullopt;  // the command was the user's deletion of that item
   }
   for (const ImportRecord& record : after.history.imports) {
     const ImportRecord* known = before.history.imports.find(record.sourceFingerprint);
@@ -209,10 +207,11 @@ Verdict recordsTellTheTruth(const State& before, const State& after) {
   return std::nullopt;
 }
 
-// Whether the condition holds for the source of the file or of another one of the card with its picture.
+// Whether the condition holds for the source of the file or of another file of the card with the same
+// picture.
 template <typename Condition>
-bool holdsForItsPicture(const FingerprintedMediaFile& file, const Conduct& conduct, const Condition& holds) {
-  return std::ranges::any_of(conduct.scanned, [&](const FingerprintedMediaFile& other) {
+bool holdsForItsPicture(const FingerprintedMediaFile& file, const Trace& trace, const Condition& holds) {
+  return std::ranges::any_of(trace.scanned, [&](const FingerprintedMediaFile& other) {
     const bool isTheSame =
         other.sourceFingerprint == file.sourceFingerprint ||
         (file.mediaPayloadFingerprint && other.mediaPayloadFingerprint == file.mediaPayloadFingerprint);
@@ -222,42 +221,41 @@ bool holdsForItsPicture(const FingerprintedMediaFile& file, const Conduct& condu
 
 // A record of an earlier version has no payload fingerprint. The run adds it, and from then on the record
 // counts for every file with the same picture.
-bool wasRecorded(const FingerprintedMediaFile& file, const State& before, const Conduct& conduct) {
+bool wasRecorded(const FingerprintedMediaFile& file, const State& before, const Trace& trace) {
   const auto hasRecord = [&](const std::string& source) { return before.history.imports.contains(source); };
-  return holdsForItsPicture(file, conduct, hasRecord) ||
+  return holdsForItsPicture(file, trace, hasRecord) ||
          std::ranges::any_of(before.history.imports, [&](const ImportRecord& record) {
            return file.mediaPayloadFingerprint &&
                   record.mediaPayloadFingerprint == file.mediaPayloadFingerprint;
          });
 }
 
-// Whether a record on content, which another rule proves true, names an item that is there: it can be that of
-// another file with the same picture, also where this command doesn't know that.
+// Whether the file has a record confirmed by content, whose truth another rule checks, and its item exists.
+// The item can be that of another file with the same picture.
 bool hasItemByRecord(const FingerprintedMediaFile& file, const State& after) {
   const ImportRecord* record = after.history.imports.find(file.sourceFingerprint);
   return record != nullptr && record->isContentConfirmed() &&
          after.library.contains(record->photosAssetIdentifier.value_or(""));
 }
 
-// Whether the user reads that the picture was left out.
-bool isNamed(const FingerprintedMediaFile& file, const Conduct& conduct) {
-  return holdsForItsPicture(file, conduct,
-                            [&](const std::string& source) { return conduct.skipped.contains(source); });
+// Whether the picture was reported to the user as skipped.
+bool isNamed(const FingerprintedMediaFile& file, const Trace& trace) {
+  return holdsForItsPicture(file, trace,
+                            [&](const std::string& source) { return trace.skipped.contains(source); });
 }
 
-// A command that doesn't end well says so, and its card goes on another time. What a run finds recorded has
-// been in the library, and if the user has deleted it there, only a restoration brings it back.
+// Checked after successful commands only, since a failed one is reported to the user. A file with a record
+// has been in the library; if the user has deleted it there, only a restore imports it again.
 Verdict nothingIsLost(const State& before, const Transition& transition) {
-  const Conduct& conduct = transition.conduct;
-  const bool imports = conduct.isRun || conduct.isRestoration;
-  if (!imports || conduct.ending != Ending::completed || conduct.wasCutShort) {
+  const Trace& trace = transition.trace;
+  const bool imports = trace.isRun || trace.isRestoration;
+  if (!imports || trace.outcome != Outcome::completed || trace.wasCutShort) {
     return std::nullopt;
   }
   const Holdings holdings(transition.after);
-  for (const FingerprintedMediaFile& file : conduct.scanned) {
+  for (const FingerprintedMediaFile& file : trace.scanned) {
     const bool isAccountedFor = holdings.include(file) || hasItemByRecord(file, transition.after) ||
-                                isNamed(file, conduct) ||
-                                (conduct.isRun && wasRecorded(file, before, conduct));
+                                isNamed(file, trace) || (trace.isRun && wasRecorded(file, before, trace));
     if (!isAccountedFor) {
       return Violation{Rule::nothingIsLost,
                        file.sourceFingerprint + " is nowhere, and nothing is said of it"};
@@ -268,10 +266,11 @@ Verdict nothingIsLost(const State& before, const Transition& transition) {
 
 }  // namespace
 
-std::optional<Violation> violationIn(const World& world, const State& before, const Transition& transition) {
+std::optional<Violation> violationIn(const SyncModel& model, const State& before,
+                                     const Transition& transition) {
   for (const Verdict& verdict :
-       {cameraStaysAsItIs(world, transition.conduct), doubtImportsNothing(world, before, transition),
-        marks(before, transition), onceInTheLibrary(world, before, transition),
+       {cameraStaysAsItIs(model, transition.trace), doubtImportsNothing(model, before, transition),
+        marks(before, transition), onceInTheLibrary(model, before, transition),
         recordOrMark(transition.after), metadataRemovesNothing(transition.after),
         recordsTellTheTruth(before, transition.after), nothingIsLost(before, transition)}) {
     if (verdict) {

@@ -3,22 +3,21 @@
 #include <optional>
 #include <string>
 
-#include "Tests/ModelChecking/World.h"
+#include "Tests/ModelChecking/SyncModel.h"
 
 namespace tolvander::tests {
 
-// What may never be broken, whatever happens.
+// The invariants of every transition.
 enum class Rule {
-  onceInTheLibrary = 1,    // we put no source into the library twice, and none that the user has there
-  recordOrMark,            // each item that we put there has a record or a mark
-  marksNeedProof,          // a mark is cleared only by content or by a definite failure
-  metadataClearsNoMark,    // and by metadata least of all
-  metadataRemovesNothing,  // only a file that the library really holds can be removed from the camera
-  doubtImportsNothing,     // no unchecked file and none of an interrupted import is imported
-  cameraStaysAsItIs,       // to the last byte
-  recordsTellTheTruth,     // nothing is recorded that isn't there
-  nothingIsLost,  // each file of the card is in the library when all is said to be well, or is named as left
-                  // out
+  onceInTheLibrary = 1,    // no source is imported twice, or if the user's library already holds it
+  recordOrMark,            // every imported item has a record or a mark
+  marksNeedProof,          // a mark is removed only after a match by content or a definite failure
+  metadataClearsNoMark,    // a match by metadata doesn't remove a mark
+  metadataRemovesNothing,  // only a file that the library holds can be removed from the camera
+  doubtImportsNothing,     // no unchecked file and no file of an interrupted import is imported
+  cameraStaysAsItIs,       // the camera's files are not changed
+  recordsTellTheTruth,     // a new record names an item that exists and holds the file
+  nothingIsLost,  // after a successful command, each file is in the library or was reported as skipped
 };
 
 struct Violation {
@@ -26,7 +25,8 @@ struct Violation {
   std::string text;
 };
 
-// The first rule that is broken by what happened, if one is.
-std::optional<Violation> violationIn(const World& world, const State& before, const Transition& transition);
+// The first invariant that the transition violates, if any.
+std::optional<Violation> violationIn(const SyncModel& model, const State& before,
+                                     const Transition& transition);
 
 }  // namespace tolvander::tests

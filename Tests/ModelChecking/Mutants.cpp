@@ -20,42 +20,44 @@ using Dependencies = SyncCoordinator::Dependencies;
 using Files = std::vector<FingerprintedMediaFile>;
 using Steps = MediaImportTransaction::Steps;
 
-// A card of three files, of which two have the same picture: enough for most mistakes.
-Setting smallWorld(Fault fault) { return {.cards = {{"a/1", "b/1", "a/2"}}, .fault = std::move(fault)}; }
-
-Setting inSteps(std::function<void(World&, Steps&)> change) {
-  return smallWorld({.steps = std::move(change)});
+// A card of three files, two of which have the same picture; enough for most bugs.
+Configuration smallModel(Fault fault) {
+  return {.cards = {{"a/1", "b/1", "a/2"}}, .fault = std::move(fault)};
 }
 
-Setting inDependencies(std::function<void(World&, Dependencies&)> change) {
-  return smallWorld({.dependencies = std::move(change)});
+Configuration inSteps(std::function<void(SyncModel&, Steps&)> change) {
+  return smallModel({.steps = std::move(change)});
+}
+
+Configuration inDependencies(std::function<void(SyncModel&, Dependencies&)> change) {
+  return smallModel({.dependencies = std::move(change)});
 }
 
 // Changes what a search has found.
-Setting inSearch(const std::function<void(World&, const Files&, LibraryReconciliation&)>& change) {
-  return inDependencies([change](World& world, Dependencies& dependencies) {
-    dependencies.reconcile = [&world, change, search = dependencies.reconcile](const Files& files,
+Configuration inSearch(const std::function<void(SyncModel&, const Files&, LibraryReconciliation&)>& change) {
+  return inDependencies([change](SyncModel& model, Dependencies& dependencies) {
+    dependencies.reconcile = [&model, change, search = dependencies.reconcile](const Files& files,
                                                                                bool broader) {
       LibraryReconciliation found = search(files, broader);
-      change(world, files, found);
+      change(model, files, found);
       return found;
     };
   });
 }
 
-// Takes another way after a run that met an interrupted import.
-Setting afterInterruption(const std::function<void(World&)>& goOn) {
-  return smallWorld({.run = [goOn](World& world, const std::function<void()>& run) {
+// Continues in another way after a run that found an interrupted import.
+Configuration afterInterruption(const std::function<void(SyncModel&)>& goOn) {
+  return smallModel({.run = [goOn](SyncModel& model, const std::function<void()>& run) {
     try {
       return run();
     } catch (const SyncHistoryError&) {
     }
-    goOn(world);
+    goOn(model);
   }});
 }
 
-Files markedOrNot(World& world, const Files& files, bool marked) {
-  const std::set<std::string> marks = world.history().pendingImportSources();
+Files markedOrNot(SyncModel& model, const Files& files, bool marked) {
+  const std::set<std::string> marks = model.history().pendingImportSources();
   Files chosen;
   std::ranges::copy_if(files, std::back_inserter(chosen), [&](const FingerprintedMediaFile& file) {
     return marks.contains(file.sourceFingerprint) == marked;
@@ -63,34 +65,34 @@ Files markedOrNot(World& world, const Files& files, bool marked) {
   return chosen;
 }
 
-Setting withItemOfTheUser(Setting setting, const Bytes& bytes) {
-  setting.itemsOfTheUser = {bytes};
-  return setting;
+Configuration withItemOfTheUser(Configuration configuration, const Bytes& bytes) {
+  configuration.itemsOfTheUser = {bytes};
+  return configuration;
 }
 
 // The same picture on two cards, and on one of them twice.
-Setting withTwoCards(Setting setting) {
-  setting.cards = {{"a/1"}, {"a/2", "a/1"}};
-  return setting;
+Configuration withTwoCards(Configuration configuration) {
+  configuration.cards = {{"a/1"}, {"a/2", "a/1"}};
+  return configuration;
 }
 
-// As the program wrote it before there were payload fingerprints, for an item that is gone.
-Setting withOldRecord(Setting setting, const Bytes& bytes) {
-  setting.records = {recordOf(mediaFile(bytes), "an item of long ago")};
-  return setting;
+// A record from before payload fingerprints existed, for an item that no longer exists.
+Configuration withOldRecord(Configuration configuration, const Bytes& bytes) {
+  configuration.records = {recordOf(mediaFile(bytes), "an item of long ago")};
+  return configuration;
 }
 
-// The mistakes
+// The bugs
 
-void skipBegin(World&, Steps& steps) {
+void skipBegin(SyncModel&, Steps& steps) {
   steps.begin = [](const Batch&) {};
 }
 
-void markOnlyTheFirst(World&, Steps& steps) {
+void markOnlyTheFirst(SyncModel&, Steps& steps) {
   steps.begin = [begin = steps.begin](const Batch& batch) { begin({batch.front()}); };
 }
 
-void markAfterTheCommit(World&, Steps& steps) {
+void markAfterTheCommit(SyncModel&, Steps& steps) {
   steps.commit = [begin = steps.begin, commit = steps.commit](const Batch& batch) {
     AssetIdentifiers assets = commit(batch);
     begin(batch);
@@ -99,32 +101,32 @@ void markAfterTheCommit(World&, Steps& steps) {
   steps.begin = [](const Batch&) {};
 }
 
-void rollBackAfterAnUnknownOutcome(World&, Steps& steps) {
+void rollBackAfterAnUnknownOutcome(SyncModel&, Steps& steps) {
   steps.commit = [rollback = steps.rollback, commit = steps.commit](const Batch& batch) {
     try {
       return commit(batch);
-    } catch (const World::UnknownOutcome&) {
+    } catch (const SyncModel::UnknownOutcome&) {
     }
     rollback(batch);
-    throw World::UnknownOutcome();
+    throw SyncModel::UnknownOutcome();
   };
 }
 
-void takeAnUnknownOutcomeForARefusal(World&, Steps& steps) {
+void takeAnUnknownOutcomeForARefusal(SyncModel&, Steps& steps) {
   steps.commit = [commit = steps.commit](const Batch& batch) {
     try {
       return commit(batch);
-    } catch (const World::UnknownOutcome&) {
+    } catch (const SyncModel::UnknownOutcome&) {
       throw MediaImportCommitFailure::definiteFailure(std::current_exception());
     }
   };
 }
 
-void commitAgainAfterAnUnknownOutcome(World&, Steps& steps) {
+void commitAgainAfterAnUnknownOutcome(SyncModel&, Steps& steps) {
   steps.commit = [commit = steps.commit](const Batch& batch) {
     try {
       return commit(batch);
-    } catch (const World::UnknownOutcome&) {
+    } catch (const SyncModel::UnknownOutcome&) {
     }
     return commit(batch);
   };
@@ -138,7 +140,7 @@ AssetIdentifiers expectedAssets(const Batch& batch) {
   return assets;
 }
 
-void recordBeforeTheCommit(World&, Steps& steps) {
+void recordBeforeTheCommit(SyncModel&, Steps& steps) {
   steps.commit = [record = steps.record, commit = steps.commit](const Batch& batch) {
     record(batch, expectedAssets(batch));
     return commit(batch);
@@ -146,13 +148,13 @@ void recordBeforeTheCommit(World&, Steps& steps) {
   steps.record = [](const Batch&, const AssetIdentifiers&) {};
 }
 
-void recordAPartAsTheWhole(World&, Steps& steps) {
+void recordAPartAsTheWhole(SyncModel&, Steps& steps) {
   steps.record = [record = steps.record](const Batch& batch, const AssetIdentifiers&) {
     record(batch, expectedAssets(batch));
   };
 }
 
-void clearTheMarksOfWhatIsMissing(World&, Steps& steps) {
+void clearTheMarksOfWhatIsMissing(SyncModel&, Steps& steps) {
   steps.record = [record = steps.record, rollback = steps.rollback](const Batch& batch,
                                                                     const AssetIdentifiers& assets) {
     record(batch, assets);
@@ -160,7 +162,7 @@ void clearTheMarksOfWhatIsMissing(World&, Steps& steps) {
   };
 }
 
-void rollBackWhenTheRecordsCannotBeSaved(World&, Steps& steps) {
+void rollBackWhenTheRecordsCannotBeSaved(SyncModel&, Steps& steps) {
   steps.record = [record = steps.record, rollback = steps.rollback](const Batch& batch,
                                                                     const AssetIdentifiers& assets) {
     try {
@@ -171,7 +173,7 @@ void rollBackWhenTheRecordsCannotBeSaved(World&, Steps& steps) {
   };
 }
 
-void moveTheFilesOffTheCard(World&, Steps& steps) {
+void moveTheFilesOffTheCard(SyncModel&, Steps& steps) {
   steps.record = [record = steps.record](const Batch& batch, const AssetIdentifiers& assets) {
     record(batch, assets);
     for (const PreparedMediaFile& file : batch) {
@@ -180,7 +182,7 @@ void moveTheFilesOffTheCard(World&, Steps& steps) {
   };
 }
 
-void repairTheFilesOnTheCard(World&, Dependencies& dependencies) {
+void repairTheFilesOnTheCard(SyncModel&, Dependencies& dependencies) {
   dependencies.importFiles = [import = dependencies.importFiles](const Files& files, bool isCharmera) {
     for (const FingerprintedMediaFile& file : files) {
       writeFile(file.file.url, processedFingerprintOf(file.sourceFingerprint));
@@ -189,101 +191,101 @@ void repairTheFilesOnTheCard(World&, Dependencies& dependencies) {
   };
 }
 
-void importTheWholeCard(World& world, Dependencies& dependencies) {
-  dependencies.importFiles = [&world, import = dependencies.importFiles](const Files&, bool isCharmera) {
-    return import(world.conduct().scanned, isCharmera);
+void importTheWholeCard(SyncModel& model, Dependencies& dependencies) {
+  dependencies.importFiles = [&model, import = dependencies.importFiles](const Files&, bool isCharmera) {
+    return import(model.trace().scanned, isCharmera);
   };
 }
 
-void clearTheMarkOnAMetadataMatch(World& world, const Files&, LibraryReconciliation& found) {
+void clearTheMarkOnAMetadataMatch(SyncModel& model, const Files&, LibraryReconciliation& found) {
   for (const auto& [source, asset] : found.metadataMatches) {
-    if (world.history().pendingImportSources().contains(source)) {
-      world.history().abandonFailedImport({source});
+    if (model.history().pendingImportSources().contains(source)) {
+      model.history().abandonFailedImport({source});
     }
   }
 }
 
-void takeMetadataForContent(World&, const Files&, LibraryReconciliation& found) {
+void takeMetadataForContent(SyncModel&, const Files&, LibraryReconciliation& found) {
   for (const auto& [source, asset] : std::exchange(found.metadataMatches, {})) {
     found.matches[source] = {
         .assetIdentifier = asset, .resourceFingerprint = source, .mediaPayloadFingerprint = {}};
   }
 }
 
-void ignoreUnchecked(World&, const Files&, LibraryReconciliation& found) { found.unchecked.clear(); }
+void ignoreUnchecked(SyncModel&, const Files&, LibraryReconciliation& found) { found.unchecked.clear(); }
 
-void ignoreUncheckedAtTheLimit(World&, const Files&, LibraryReconciliation& found) {
+void ignoreUncheckedAtTheLimit(SyncModel&, const Files&, LibraryReconciliation& found) {
   if (found.budgetExceeded) {
     found.unchecked.clear();
   }
 }
 
-void clearTheMarkOfWhatIsNotFound(World& world, const Files& files, LibraryReconciliation& found) {
-  for (const FingerprintedMediaFile& file : markedOrNot(world, files, true)) {
+void clearTheMarkOfWhatIsNotFound(SyncModel& model, const Files& files, LibraryReconciliation& found) {
+  for (const FingerprintedMediaFile& file : markedOrNot(model, files, true)) {
     const std::string& source = file.sourceFingerprint;
     if (!found.matches.contains(source) && !found.metadataMatches.contains(source) &&
         !found.unchecked.contains(source)) {
-      world.history().abandonFailedImport({source});
+      model.history().abandonFailedImport({source});
     }
   }
 }
 
-void importDespiteAMark(World& world) { world.import(markedOrNot(world, world.conduct().scanned, true)); }
+void importDespiteAMark(SyncModel& model) { model.import(markedOrNot(model, model.trace().scanned, true)); }
 
-void importTheOthersDespiteAMark(World& world) {
-  const ImportRecords records = world.history().records();
-  Files others = markedOrNot(world, world.conduct().scanned, false);
+void importTheOthersDespiteAMark(SyncModel& model) {
+  const ImportRecords records = model.history().records();
+  Files others = markedOrNot(model, model.trace().scanned, false);
   std::erase_if(others,
                 [&](const FingerprintedMediaFile& file) { return records.contains(file.sourceFingerprint); });
-  world.import(others);
+  model.import(others);
 }
 
-// Looks for marks only among the files that aren't repetitions of others.
-void overlookTheMarkOfARepetition(World& world) {
-  const Files unique = MediaIdentityMatcher::uniqueUnrecorded(world.conduct().scanned, {}, {});
-  if (!markedOrNot(world, unique, true).empty()) {
+// Checks the marks only of files that don't repeat others.
+void overlookTheMarkOfARepetition(SyncModel& model) {
+  const Files unique = MediaIdentityMatcher::uniqueUnrecorded(model.trace().scanned, {}, {});
+  if (!markedOrNot(model, unique, true).empty()) {
     throw SyncHistoryError(SyncHistoryError::Case::unresolvedImport);
   }
-  importTheOthersDespiteAMark(world);
+  importTheOthersDespiteAMark(model);
 }
 
-// The mark of a file with an old record goes when the record is brought up to date.
-void takeABetterRecordForAProof(World& world) {
-  if (!world.history().pendingImportSources().empty()) {
+// The mark of a file with an old record is removed when the record is updated.
+void takeABetterRecordForAProof(SyncModel& model) {
+  if (!model.history().pendingImportSources().empty()) {
     throw SyncHistoryError(SyncHistoryError::Case::unresolvedImport);
   }
 }
 
-void importWhatHasABetterRecord(World& world) {
-  takeABetterRecordForAProof(world);
-  world.import({world.conduct().scanned.front()});
+void importWhatHasABetterRecord(SyncModel& model) {
+  takeABetterRecordForAProof(model);
+  model.import({model.trace().scanned.front()});
 }
 
 // Loss
 
-void recordWithoutImporting(World& world, Dependencies& dependencies) {
-  dependencies.importFiles = [&world](const Files& files, bool) {
+void recordWithoutImporting(SyncModel& model, Dependencies& dependencies) {
+  dependencies.importFiles = [&model](const Files& files, bool) {
     std::vector<ImportRecord> records;
     std::ranges::transform(files, std::back_inserter(records), [](const FingerprintedMediaFile& file) {
       return recordOf(file, "an item that was never made");
     });
-    world.history().record(records);
+    model.history().record(records);
     return files;
   };
 }
 
-void dropTheLastFile(World&, Dependencies& dependencies) {
+void dropTheLastFile(SyncModel&, Dependencies& dependencies) {
   dependencies.importFiles = [import = dependencies.importFiles](const Files& files, bool isCharmera) {
     import({files.begin(), files.end() - 1}, isCharmera);
     return files;
   };
 }
 
-void importNothing(World&, Dependencies& dependencies) {
+void importNothing(SyncModel&, Dependencies& dependencies) {
   dependencies.importFiles = [](const Files& files, bool) { return files; };
 }
 
-void recordEverythingAsFound(World&, const Files& files, LibraryReconciliation& found) {
+void recordEverythingAsFound(SyncModel&, const Files& files, LibraryReconciliation& found) {
   found = {};
   for (const FingerprintedMediaFile& file : files) {
     found.matches[file.sourceFingerprint] = {.assetIdentifier = "an item that isn't there",
@@ -292,10 +294,10 @@ void recordEverythingAsFound(World&, const Files& files, LibraryReconciliation& 
   }
 }
 
-void overlookTheItemsOfTheUser(World& world, const Files& files, LibraryReconciliation& found) {
+void overlookTheItemsOfTheUser(SyncModel& model, const Files& files, LibraryReconciliation& found) {
   for (const FingerprintedMediaFile& file : files) {
     const std::string& source = file.sourceFingerprint;
-    if (world.setting().itemsOfTheUser.contains(source)) {
+    if (model.configuration().itemsOfTheUser.contains(source)) {
       found.matches.erase(source);
       found.metadataMatches.erase(source);
       found.unchecked.erase(source);

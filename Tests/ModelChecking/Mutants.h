@@ -8,11 +8,11 @@
 
 namespace tolvander::tests {
 
-// A program with one mistake in it, the rule that it breaks, and a world in which that shows.
+// A program with one bug, the invariant that the bug violates, and a configuration in which that happens.
 struct Mutant {
   std::string name;
   Rule broken;
-  Setting setting;
+  Configuration configuration;
 };
 
 std::vector<Mutant> mutants();

@@ -4,7 +4,7 @@
 
 #include <iostream>
 
-#include "Tests/ModelChecking/Walk.h"
+#include "Tests/ModelChecking/Explorer.h"
 #include "Tests/Support/Machine/Thoroughness.h"
 
 namespace tolvander::tests {
@@ -14,19 +14,19 @@ class MutantTest : public testing::TestWithParam<Mutant> {};
 
 TEST_P(MutantTest, isCaughtByTheRuleThatItBreaks) {
   constexpr std::size_t depth = 6;
-  const WalkResult result = walk(GetParam().setting, depth);
+  const Exploration result = explore(GetParam().configuration, depth);
   ASSERT_TRUE(result.violation) << "not caught in " << result.transitions << " transitions";
-  EXPECT_EQ(result.violation->rule, GetParam().broken) << result.violation->text << "\n" << result.story;
-  std::cout << result.story << "\nSo " << result.violation->text << ".\n";
+  EXPECT_EQ(result.violation->rule, GetParam().broken) << result.violation->text << "\n" << result.log;
+  std::cout << result.log << "\nSo " << result.violation->text << ".\n";
 }
 
-// Without its mistake the same world breaks no rule.
+// Without its bug, the same configuration violates no invariant.
 TEST_P(MutantTest, isInnocentWithoutItsMistake) {
   constexpr std::size_t depth = isSanitized ? 2 : 3;
-  Setting setting = GetParam().setting;
-  setting.fault = {};
-  const WalkResult result = walk(setting, depth);
-  EXPECT_FALSE(result.violation) << result.violation->text << "\n" << result.story;
+  Configuration configuration = GetParam().configuration;
+  configuration.fault = {};
+  const Exploration result = explore(configuration, depth);
+  EXPECT_FALSE(result.violation) << result.violation->text << "\n" << result.log;
 }
 
 INSTANTIATE_TEST_SUITE_P(, MutantTest, testing::ValuesIn(mutants()),

@@ -14,7 +14,7 @@ void forgetGoneAsset(std::string& asset, const State& state) {
   }
 }
 
-// Texts of a state never hold control characters, so that these keep them apart.
+// Joins texts with control characters, which the texts of a state don't contain.
 class Key {
  public:
   Key& operator<<(const std::string& text) {
@@ -84,7 +84,7 @@ std::string keyOf(const State& state) {
   }
   key.endList();
   if (state.review) {
-    // What else it holds follows from the history, which doesn't change while it is open.
+    // Its other fields follow from the history, which doesn't change while the review is open.
     key << std::to_string(state.review->card) << std::to_string(state.review->isCharmera ? 1 : 0);
     for (const auto& [source, match] : state.review->review.recognized) {
       key << source << match.assetIdentifier;

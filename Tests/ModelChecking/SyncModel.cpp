@@ -1,4 +1,4 @@
-#include "Tests/ModelChecking/World.h"
+#include "Tests/ModelChecking/SyncModel.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -21,8 +21,8 @@ bool holdsContentOf(const Item& item, const FingerprintedMediaFile& file) {
 
 std::string assetOfTheUser(const Bytes& bytes) { return "user " + bytes; }
 
-// What the recognizer looks at beside the bytes is the same of all pictures, so that only names tell them
-// apart.
+// All pictures have the same date and metadata, so that the recognizer distinguishes them by name and content
+// only.
 constexpr Date whenAllWasTaken(std::chrono::seconds(1'700'000'000));
 
 MediaMetadata appearanceOf(const Bytes& bytes) {
@@ -39,75 +39,76 @@ HistoryDatabase readIfThere(const FileURL& file) {
 
 }  // namespace
 
-// The history is written a hundred thousand times, which no disk needs to bear.
-World::World(Setting setting) : setting_(std::move(setting)), folder_(TemporaryFolder::inMemory()) {
+// In memory, because the history is written 100,000 times.
+SyncModel::SyncModel(Configuration configuration)
+    : configuration_(std::move(configuration)), folder_(TemporaryFolder::inMemory()) {
   std::filesystem::create_directory(historyFolder_.path());
-  for (std::size_t card = 0; card < setting_.cards.size(); ++card) {
-    for (std::size_t index = 0; index < setting_.cards[card].size(); ++index) {
-      camera_.push_back(setting_.cards[card][index]);
+  for (std::size_t card = 0; card < configuration_.cards.size(); ++card) {
+    for (std::size_t index = 0; index < configuration_.cards[card].size(); ++index) {
+      camera_.push_back(configuration_.cards[card][index]);
       writeFile(fileOnCard(card, index), camera_.back());
     }
   }
 }
 
-FileURL World::fileOnCard(std::size_t card, std::size_t index) const {
+FileURL SyncModel::fileOnCard(std::size_t card, std::size_t index) const {
   return (folder_ / ("card" + std::to_string(card))).appending("PICT" + std::to_string(index) + ".JPG");
 }
 
-State World::start() const {
+State SyncModel::start() const {
   State state;
-  for (const Bytes& source : setting_.itemsOfTheUser) {
+  for (const Bytes& source : configuration_.itemsOfTheUser) {
     state.library[assetOfTheUser(source)] = {.source = source, .fingerprint = source, .isOurs = false};
   }
-  state.history.imports = ImportRecords(setting_.records);
+  state.history.imports = ImportRecords(configuration_.records);
   return normalized(std::move(state));
 }
 
-std::optional<Transition> World::step(const State& from, Choices& choices) {
+std::optional<Transition> SyncModel::step(const State& from, Nondeterminism& choices) {
   choices_ = &choices;
   placeHistory(from.history);
   history_ = std::make_shared<SyncHistoryStore>(historyFile_);
   library_ = from.library;
   review_ = from.review;
-  conduct_ = {};
+  trace_ = {};
   didBreakHistory_ = false;
   canStillFailToSave_ = true;
   lastRecords_ = from.history.imports;
   lastMarks_ = from.history.pendingImports;
   now_ = Date(std::chrono::seconds(1'800'000'000));
   try {
-    conduct_.ending = endingOf([this] { command(); });
+    trace_.outcome = outcomeOf([this] { command(); });
   } catch (const Impossible&) {
     mendHistory();
     return std::nullopt;
   }
-  const bool wasNothingToSave = historyIsBroken_ && conduct_.ending != Ending::notSaved;
+  const bool wasNothingToSave = historyIsBroken_ && trace_.outcome != Outcome::notSaved;
   mendHistory();
   if (wasNothingToSave) {
     return std::nullopt;
   }
-  if (conduct_.ending == Ending::stopped) {
+  if (trace_.outcome == Outcome::stopped) {
     review_.reset();
   }
-  conduct_.cameraAfter = readCamera();
-  return Transition{.after = leftBehind(), .conduct = conduct_};
+  trace_.cameraAfter = readCamera();
+  return Transition{.after = leftBehind(), .trace = trace_};
 }
 
-void World::placeHistory(const HistoryDatabase& history) {
+void SyncModel::placeHistory(const HistoryDatabase& history) {
   std::ofstream stream(historyFile_.path(), std::ios::binary);
   writeHistory(history, [&stream](std::span<const std::byte> bytes) {
     stream.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   });
 }
 
-State World::leftBehind() const {
+State SyncModel::leftBehind() const {
   return normalized({.history = readIfThere(historyFile_), .library = library_, .review = review_});
 }
 
-std::vector<Bytes> World::readCamera() const {
+std::vector<Bytes> SyncModel::readCamera() const {
   std::vector<Bytes> bytes;
-  for (std::size_t card = 0; card < setting_.cards.size(); ++card) {
-    for (std::size_t index = 0; index < setting_.cards[card].size(); ++index) {
+  for (std::size_t card = 0; card < configuration_.cards.size(); ++card) {
+    for (std::size_t index = 0; index < configuration_.cards[card].size(); ++index) {
       const std::string path = fileOnCard(card, index).path();
       std::ifstream stream(path, std::ios::binary);
       bytes.emplace_back(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
@@ -116,127 +117,127 @@ std::vector<Bytes> World::readCamera() const {
   return bytes;
 }
 
-// What the user does
+// The user
 
-void World::command() {
+void SyncModel::command() {
   std::vector<std::function<void()>> commands = {[this] { review_ ? answerReview() : runOrReview(); }};
   if (!library_.empty()) {
     commands.emplace_back([this] { deleteItem(); });
   }
-  for (const Bytes& bytes : setting_.itemsToCome) {
+  for (const Bytes& bytes : configuration_.itemsAddedLater) {
     if (!library_.contains(assetOfTheUser(bytes))) {
       commands.emplace_back([this, &bytes] { addItem(bytes); });
     }
   }
-  commands[choices_->oneOf(commands.size())]();
+  commands[choices_->choose(commands.size())]();
 }
 
-void World::runOrReview() {
-  conduct_.isRun = choices_->oneOf(2) == 0;
-  card_ = choices_->oneOf(setting_.cards.size());
-  isCharmera_ = setting_.isCharmera[choices_->oneOf(setting_.isCharmera.size())];
+void SyncModel::runOrReview() {
+  trace_.isRun = choices_->choose(2) == 0;
+  card_ = choices_->choose(configuration_.cards.size());
+  isCharmera_ = configuration_.isCharmera[choices_->choose(configuration_.isCharmera.size())];
   const std::string place = "card " + std::to_string(card_) + (isCharmera_ ? "" : " as of another camera");
-  if (conduct_.isRun) {
-    say("run " + place);
+  if (trace_.isRun) {
+    log("run " + place);
     const auto run = [this] {
       noteResult(coordinator().run(cameraFiles(), isCharmera_, "Trip", cancellation_.token()));
     };
-    return setting_.fault.run ? setting_.fault.run(*this, run) : run();
+    return configuration_.fault.run ? configuration_.fault.run(*this, run) : run();
   }
-  say("review " + place);
-  const bool broader = choices_->oneOf(2) == 1;
+  log("review " + place);
+  const bool broader = choices_->choose(2) == 1;
   review_ = {.card = card_,
              .isCharmera = isCharmera_,
              .review = coordinator().review(cameraFiles(), isCharmera_, broader, cancellation_.token())};
 }
 
-void World::answerReview() {
+void SyncModel::answerReview() {
   const OpenReview open = *review_;
   review_.reset();
   card_ = open.card;
   isCharmera_ = open.isCharmera;
   for (const auto& [source, match] : open.review.recognized) {
-    conduct_.foundByContent.insert(source);
+    trace_.foundByContent.insert(source);
   }
   for (const auto& [source, asset] : open.review.metadataRecognized) {
-    conduct_.foundByMetadata.insert(source);
+    trace_.foundByMetadata.insert(source);
   }
-  if (choices_->oneOf(2) == 0) {
-    say("remember");
+  if (choices_->choose(2) == 0) {
+    log("remember");
     coordinator().rememberRecognizedImports(open.review, cancellation_.token());
   } else {
-    say("restore");
-    conduct_.isRestoration = true;
+    log("restore");
+    trace_.isRestoration = true;
     noteResult(coordinator().restore(open.review, isCharmera_, "Trip", cancellation_.token()));
   }
 }
 
-void World::noteResult(const SyncResult& result) {
+void SyncModel::noteResult(const SyncResult& result) {
   for (const CameraMediaFile& skipped : result.metadataMatchedFiles) {
-    const auto file = std::ranges::find(conduct_.scanned, skipped, &FingerprintedMediaFile::file);
-    conduct_.skipped.insert(file->sourceFingerprint);
+    const auto file = std::ranges::find(trace_.scanned, skipped, &FingerprintedMediaFile::file);
+    trace_.skipped.insert(file->sourceFingerprint);
   }
 }
 
-void World::deleteItem() {
+void SyncModel::deleteItem() {
   const auto item =
-      std::next(library_.begin(), static_cast<std::ptrdiff_t>(choices_->oneOf(library_.size())));
-  say("the user deletes " + item->first);
+      std::next(library_.begin(), static_cast<std::ptrdiff_t>(choices_->choose(library_.size())));
+  log("the user deletes " + item->first);
   library_.erase(item);
 }
 
-void World::addItem(const Bytes& bytes) {
-  say("the user adds " + bytes);
+void SyncModel::addItem(const Bytes& bytes) {
+  log("the user adds " + bytes);
   library_[assetOfTheUser(bytes)] = {.source = bytes, .fingerprint = bytes, .isOurs = false};
 }
 
-Ending World::endingOf(const std::function<void()>& work) {
+Outcome SyncModel::outcomeOf(const std::function<void()>& work) {
   try {
     work();
-    return Ending::completed;
+    return Outcome::completed;
   } catch (const Stop&) {
-    return Ending::stopped;
+    return Outcome::stopped;
   } catch (const PosixError&) {
     if (!didBreakHistory_) {
       throw;
     }
-    return Ending::notSaved;
+    return Outcome::notSaved;
   } catch (const SyncHistoryError& error) {
     if (error.kind() != SyncHistoryError::Case::unresolvedImport) {
       throw;
     }
-    return Ending::interrupted;
+    return Outcome::interrupted;
   } catch (const RecognitionError&) {
-    return Ending::unchecked;
+    return Outcome::unchecked;
   } catch (const MediaImportError&) {
-    return Ending::incomplete;
+    return Outcome::incomplete;
   } catch (const Refusal&) {
-    return Ending::refused;
+    return Outcome::refused;
   } catch (const UnknownOutcome&) {
-    return Ending::unknown;
+    return Outcome::unknown;
   }
 }
 
-// What the program is made of
+// The program
 
-SyncCoordinator World::coordinator() {
+SyncCoordinator SyncModel::coordinator() {
   SyncCoordinator::Dependencies bound = dependencies();
-  if (setting_.fault.dependencies) {
-    setting_.fault.dependencies(*this, bound);
+  if (configuration_.fault.dependencies) {
+    configuration_.fault.dependencies(*this, bound);
   }
   return {history_, std::move(bound), [this] { return now(); }};
 }
 
-SyncCoordinator::Dependencies World::dependencies() {
+SyncCoordinator::Dependencies SyncModel::dependencies() {
   SyncCoordinator::Dependencies bound;
   bound.checkAccess = [this] { betweenSteps(); };
   bound.fingerprint = [this](const std::vector<CameraMediaFile>& files, bool isCharmera) {
     betweenSteps();
-    conduct_.scanned = fingerprint(files, isCharmera);
-    if (conduct_.isRun) {
-      canFailToSave();  // old records are brought up to date next
+    trace_.scanned = fingerprint(files, isCharmera);
+    if (trace_.isRun) {
+      canFailToSave();  // the next step updates old records
     }
-    return conduct_.scanned;
+    return trace_.scanned;
   };
   bound.reconcile = [this](const Files& files, bool broader) { return search(files, broader); };
   bound.existingIdentifiers = [this](const std::vector<std::string>& assets) {
@@ -254,22 +255,22 @@ SyncCoordinator::Dependencies World::dependencies() {
   return bound;
 }
 
-std::vector<CameraMediaFile> World::cameraFiles() const {
+std::vector<CameraMediaFile> SyncModel::cameraFiles() const {
   std::vector<CameraMediaFile> files;
-  for (std::size_t index = 0; index < setting_.cards[card_].size(); ++index) {
+  for (std::size_t index = 0; index < configuration_.cards[card_].size(); ++index) {
     const FileURL url = fileOnCard(card_, index);
     const std::string name(url.lastPathComponent());
     files.push_back({.url = url,
                      .volumeURL = url.deletingLastPathComponent(),
                      .relativePath = name,
                      .filename = name,
-                     .byteCount = static_cast<std::int64_t>(setting_.cards[card_][index].size()),
+                     .byteCount = static_cast<std::int64_t>(configuration_.cards[card_][index].size()),
                      .modifiedAt = {}});
   }
   return files;
 }
 
-World::Files World::fingerprint(const std::vector<CameraMediaFile>& files, bool isCharmera) const {
+SyncModel::Files SyncModel::fingerprint(const std::vector<CameraMediaFile>& files, bool isCharmera) const {
   Files fingerprinted;
   for (const CameraMediaFile& file : files) {
     const Bytes bytes = readFile(file.url);
@@ -279,7 +280,7 @@ World::Files World::fingerprint(const std::vector<CameraMediaFile>& files, bool 
                              .captureDate = {},
                              .metadata = {},
                              .pendingProcessedFingerprint = {}});
-    if (setting_.usesRecognizer) {
+    if (configuration_.usesRecognizer) {
       fingerprinted.back().captureDate = whenAllWasTaken;
       fingerprinted.back().metadata = appearanceOf(bytes);
     }
@@ -287,7 +288,7 @@ World::Files World::fingerprint(const std::vector<CameraMediaFile>& files, bool 
   return fingerprinted;
 }
 
-PreparedMediaFile World::prepared(const FingerprintedMediaFile& file) const {
+PreparedMediaFile SyncModel::prepared(const FingerprintedMediaFile& file) const {
   const std::string& source = file.sourceFingerprint;
   return {.sourceFile = file.file,
           .importURL = file.file.url,
@@ -299,23 +300,23 @@ PreparedMediaFile World::prepared(const FingerprintedMediaFile& file) const {
           .captureDate = {}};
 }
 
-void World::import(const Files& files) {
+void SyncModel::import(const Files& files) {
   betweenSteps();
   Batch batch;
   std::ranges::transform(files, std::back_inserter(batch),
                          [this](const FingerprintedMediaFile& file) { return prepared(file); });
   MediaImportTransaction::Steps bound = steps();
-  if (setting_.fault.steps) {
-    setting_.fault.steps(*this, bound);
+  if (configuration_.fault.steps) {
+    configuration_.fault.steps(*this, bound);
   }
-  MediaImportTransaction::run(batch, setting_.batchSize, bound, cancellation_.token());
+  MediaImportTransaction::run(batch, configuration_.batchSize, bound, cancellation_.token());
 }
 
-MediaImportTransaction::Steps World::steps() {
+MediaImportTransaction::Steps SyncModel::steps() {
   MediaImportTransaction::Steps bound;
   bound.begin = [this](const Batch& batch) {
     save([&] { history_->beginPreparedImport(batch); });
-    std::ranges::transform(batch, std::inserter(conduct_.marked, conduct_.marked.end()),
+    std::ranges::transform(batch, std::inserter(trace_.marked, trace_.marked.end()),
                            &PreparedMediaFile::sourceFingerprint);
     canStop();
   };
@@ -328,40 +329,40 @@ MediaImportTransaction::Steps World::steps() {
   bound.record = [this](const Batch& batch, const AssetIdentifiers& assets) { record(batch, assets); };
   bound.progress = [this](std::int64_t completed, std::int64_t total) {
     // The user can stop the import between two batches.
-    conduct_.wasCutShort = completed != 0 && completed != total && choices_->course(2) != 0;
-    return !conduct_.wasCutShort;
+    trace_.wasCutShort = completed != 0 && completed != total && choices_->chooseOutcome(2) != 0;
+    return !trace_.wasCutShort;
   };
   return bound;
 }
 
-// What the library does
+// The library
 
-LibraryReconciliation World::search(const Files& files, bool broader) {
+LibraryReconciliation SyncModel::search(const Files& files, bool broader) {
   betweenSteps();
-  if (setting_.usesRecognizer) {
+  if (configuration_.usesRecognizer) {
     return searchByRecognizer(files, broader);
   }
   LibraryReconciliation found;
   for (const FingerprintedMediaFile& file : files) {
     searchFor(file, broader, found);
   }
-  found.budgetExceeded = !found.unchecked.empty() && choices_->oneOf(2) == 1;
+  found.budgetExceeded = !found.unchecked.empty() && choices_->choose(2) == 1;
   return found;
 }
 
-void World::searchFor(const FingerprintedMediaFile& file, bool broader, LibraryReconciliation& found) {
+void SyncModel::searchFor(const FingerprintedMediaFile& file, bool broader, LibraryReconciliation& found) {
   const std::string& source = file.sourceFingerprint;
   std::vector<std::function<void()>> verdicts;
-  std::optional<std::string> similar;  // the item that looks most like the file's
+  std::optional<std::string> similar;  // the item that is most similar to the file
   bool isThere = false;
   for (const auto& [asset, item] : library_) {
     if (holdsContentOf(item, file)) {
       verdicts.emplace_back([&, &asset = asset, &item = item] {
-        say(source + " is found as " + asset);
+        log(source + " is found as " + asset);
         found.matches[source] = {.assetIdentifier = asset,
                                  .resourceFingerprint = item.fingerprint,
                                  .mediaPayloadFingerprint = payloadOf(item.source)};
-        conduct_.foundByContent.insert(source);
+        trace_.foundByContent.insert(source);
       });
     }
     if (!similar || pictureOf(item.source) == pictureOf(source)) {
@@ -369,28 +370,28 @@ void World::searchFor(const FingerprintedMediaFile& file, bool broader, LibraryR
     }
     isThere = isThere || item.source == source || holdsContentOf(item, file);
   }
-  const bool canOverlook =
-      setting_.search == Search::overlooks || (setting_.search == Search::overlooksUnlessBroader && !broader);
+  const bool canOverlook = configuration_.search == Search::overlooks ||
+                           (configuration_.search == Search::overlooksUnlessBroader && !broader);
   if (!isThere || canOverlook) {
-    verdicts.emplace_back([&] { say(source + " is not found"); });
+    verdicts.emplace_back([&] { log(source + " is not found"); });
   }
   if (similar) {
     verdicts.emplace_back([&] {
-      say(source + " looks like " + *similar);
+      log(source + " looks like " + *similar);
       found.metadataMatches[source] = *similar;
-      conduct_.foundByMetadata.insert(source);
+      trace_.foundByMetadata.insert(source);
     });
   }
   verdicts.emplace_back([&] {
-    say(source + " is unchecked");
+    log(source + " is unchecked");
     found.unchecked.insert(source);
-    conduct_.unchecked.insert(source);
+    trace_.unchecked.insert(source);
   });
-  conduct_.unchecked.erase(source);
-  verdicts[choices_->course(verdicts.size())]();
+  trace_.unchecked.erase(source);
+  verdicts[choices_->chooseOutcome(verdicts.size())]();
 }
 
-LibraryReconciliation World::searchByRecognizer(const Files& files, bool broader) {
+LibraryReconciliation SyncModel::searchByRecognizer(const Files& files, bool broader) {
   std::vector<OfflinePhotoRecognizer::Candidate> candidates;
   for (const auto& [asset, item] : library_) {
     candidates.push_back({.id = asset,
@@ -407,32 +408,32 @@ LibraryReconciliation World::searchByRecognizer(const Files& files, bool broader
   LibraryReconciliation found = OfflinePhotoRecognizer::reconcile(
       files, candidates, policy.scaled(std::ssize(files)), broader, {}, now, read, cancellation_.token());
   for (const FingerprintedMediaFile& file : files) {
-    conduct_.unchecked.erase(file.sourceFingerprint);
+    trace_.unchecked.erase(file.sourceFingerprint);
   }
-  conduct_.unchecked.insert(found.unchecked.begin(), found.unchecked.end());
+  trace_.unchecked.insert(found.unchecked.begin(), found.unchecked.end());
   for (const auto& [source, match] : found.matches) {
-    say(source + " is found as " + match.assetIdentifier);
-    conduct_.foundByContent.insert(source);
+    log(source + " is found as " + match.assetIdentifier);
+    trace_.foundByContent.insert(source);
   }
   for (const auto& [source, asset] : found.metadataMatches) {
-    say(source + " looks like " + asset);
-    conduct_.foundByMetadata.insert(source);
+    log(source + " looks like " + asset);
+    trace_.foundByMetadata.insert(source);
   }
   return found;
 }
 
-OfflinePhotoRecognizer::ReadResult World::readItem(const std::string& asset) {
+OfflinePhotoRecognizer::ReadResult SyncModel::readItem(const std::string& asset) {
   using ReadResult = OfflinePhotoRecognizer::ReadResult;
   const Item& item = library_.at(asset);
-  switch (choices_->course(4)) {
+  switch (choices_->chooseOutcome(4)) {
     case 1:
-      say(asset + " is in the cloud");
+      log(asset + " is in the cloud");
       return ReadResult::notLocal(0);
     case 2:
-      say(asset + " can't be read");
+      log(asset + " can't be read");
       return ReadResult::unavailable(0);
     case 3:
-      say(asset + " is too large to be read");
+      log(asset + " is too large to be read");
       return ReadResult::budgetExceeded(1);
     default:
       return ReadResult::available(
@@ -440,60 +441,60 @@ OfflinePhotoRecognizer::ReadResult World::readItem(const std::string& asset) {
   }
 }
 
-// That of the camera's file. An item that the user has from elsewhere has the name of the first one.
-std::string World::nameInLibrary(const Item& item) const {
-  for (std::size_t card = 0; card < setting_.cards.size(); ++card) {
-    const auto file = std::ranges::find(setting_.cards[card], item.source);
-    if (file != setting_.cards[card].end()) {
-      const auto index = static_cast<std::size_t>(file - setting_.cards[card].begin());
+// The name of the camera file. An item that is on no card has the name of the first file.
+std::string SyncModel::nameInLibrary(const Item& item) const {
+  for (std::size_t card = 0; card < configuration_.cards.size(); ++card) {
+    const auto file = std::ranges::find(configuration_.cards[card], item.source);
+    if (file != configuration_.cards[card].end()) {
+      const auto index = static_cast<std::size_t>(file - configuration_.cards[card].begin());
       return std::string(fileOnCard(card, index).lastPathComponent());
     }
   }
   return std::string(fileOnCard(0, 0).lastPathComponent());
 }
 
-World::AssetIdentifiers World::commit(const Batch& batch) {
+SyncModel::AssetIdentifiers SyncModel::commit(const Batch& batch) {
   enum { answers, failsUnknown, refuses };
-  const std::size_t outcome = choices_->course(3);
+  const std::size_t outcome = choices_->chooseOutcome(3);
   for (const PreparedMediaFile& file : batch) {
-    conduct_.handed.insert(file.sourceFingerprint);
+    trace_.handed.insert(file.sourceFingerprint);
   }
   if (outcome == refuses) {
-    say("the library refuses");
+    log("the library refuses");
     for (const PreparedMediaFile& file : batch) {
-      conduct_.refused.insert(file.sourceFingerprint);
+      trace_.refused.insert(file.sourceFingerprint);
     }
     throw MediaImportCommitFailure::definiteFailure(std::make_exception_ptr(Refusal()));
   }
   AssetIdentifiers assets;
   for (const PreparedMediaFile& file : batch) {
-    if (choices_->course(2) == 0) {
+    if (choices_->chooseOutcome(2) == 0) {
       assets[file.sourceFingerprint] = take(file);
     }
   }
   if (outcome == failsUnknown) {
-    say("the library doesn't know");
+    log("the library doesn't know");
     throw UnknownOutcome();
   }
   canStop();
   for (const auto& [source, asset] : assets) {
-    conduct_.answered.insert(source);
+    trace_.answered.insert(source);
   }
   return assets;
 }
 
-std::string World::take(const PreparedMediaFile& file) {
+std::string SyncModel::take(const PreparedMediaFile& file) {
   std::string asset = file.sourceFingerprint;
   while (library_.contains(asset)) {
     asset += "'";
   }
-  say("the library takes " + asset);
+  log("the library takes " + asset);
   library_[asset] = {
       .source = file.sourceFingerprint, .fingerprint = file.processedFingerprint, .isOurs = true};
   return asset;
 }
 
-void World::record(const Batch& batch, const AssetIdentifiers& assets) {
+void SyncModel::record(const Batch& batch, const AssetIdentifiers& assets) {
   std::vector<ImportRecord> records;
   for (const PreparedMediaFile& file : batch) {
     const auto asset = assets.find(file.sourceFingerprint);
@@ -516,9 +517,9 @@ void World::record(const Batch& batch, const AssetIdentifiers& assets) {
   canStop();
 }
 
-// What can happen between two steps
+// Events between two steps
 
-void World::betweenSteps() {
+void SyncModel::betweenSteps() {
   if (historyIsBroken_) {
     throw Impossible();  // nothing was saved while it was broken
   }
@@ -532,20 +533,20 @@ void World::betweenSteps() {
   }
 }
 
-void World::canStop() {
-  if (choices_->course(2) == 1) {
-    say("the process stops");
+void SyncModel::canStop() {
+  if (choices_->chooseOutcome(2) == 1) {
+    log("the process stops");
     throw Stop();
   }
 }
 
-void World::canFailToSave() {
-  if (choices_->course(2) == 1) {
+void SyncModel::canFailToSave() {
+  if (choices_->chooseOutcome(2) == 1) {
     breakHistory();
   }
 }
 
-void World::save(const std::function<void()>& change) {
+void SyncModel::save(const std::function<void()>& change) {
   canFailToSave();
   try {
     change();
@@ -557,15 +558,15 @@ void World::save(const std::function<void()>& change) {
   lastMarks_ = history_->pendingImportSources();
 }
 
-void World::breakHistory() {
-  say("the history can't be written");
+void SyncModel::breakHistory() {
+  log("the history can't be written");
   std::filesystem::rename(historyFolder_.path(), historyFolder_.path() + " elsewhere");
   std::ofstream(historyFolder_.path()).flush();
   historyIsBroken_ = true;
   didBreakHistory_ = true;
 }
 
-void World::mendHistory() {
+void SyncModel::mendHistory() {
   if (historyIsBroken_) {
     std::filesystem::remove(historyFolder_.path());
     std::filesystem::rename(historyFolder_.path() + " elsewhere", historyFolder_.path());
@@ -573,8 +574,8 @@ void World::mendHistory() {
   }
 }
 
-// The time is asked for once for each record, before all of them are saved.
-Date World::now() {
+// Called once for each record, before all of them are saved.
+Date SyncModel::now() {
   if (!historyIsBroken_) {
     betweenSteps();
     if (canStillFailToSave_) {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "Tests/ModelChecking/Choices.h"
+#include "Tests/ModelChecking/Nondeterminism.h"
 #include "Tests/ModelChecking/State.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
 #include "TolvanderCore/MediaImportTransaction.h"
@@ -17,106 +17,106 @@
 
 namespace tolvander::tests {
 
-class World;
+class SyncModel;
 
 // How a command ends.
-enum class Ending {
+enum class Outcome {
   completed,
-  stopped,      // the process
+  stopped,      // the process was killed
   notSaved,     // the history couldn't be written
   interrupted,  // an import was interrupted earlier and isn't resolved
-  unchecked,    // the search left files without a verdict
+  unchecked,    // the search left files undecided
   incomplete,   // the library took a part of a batch
-  refused,      // the library took nothing and says so
-  unknown,      // the library failed without saying what it took
+  refused,      // the library took nothing and reported that
+  unknown,      // the library failed without reporting what it took
 };
-inline constexpr std::size_t endingCount = 8;
+inline constexpr std::size_t outcomeCount = 8;
 
-// What happened during one command, for the judgement of its outcome.
-struct Conduct {
-  bool isRun = false;  // and not a command of Check Photos
+// What happened during one command; the invariants are checked on it.
+struct Trace {
+  bool isRun = false;  // a sync, and not a command of Check Photos
   bool isRestoration = false;
-  Ending ending = Ending::completed;
+  Outcome outcome = Outcome::completed;
   std::vector<FingerprintedMediaFile> scanned;
   std::set<std::string> foundByContent;
   std::set<std::string> foundByMetadata;
   std::set<std::string> unchecked;  // at the end of the last search
-  std::set<std::string> marked;     // as an import began
+  std::set<std::string> marked;     // before an import
   std::set<std::string> handed;     // to the library
   std::set<std::string> answered;   // by the library, with an asset
   std::set<std::string> refused;    // by the library, definitely
-  std::set<std::string> skipped;    // named to the user as likely duplicates, and left out
+  std::set<std::string> skipped;    // and reported to the user as likely duplicates
   bool wasCutShort = false;         // the user stopped the import between two batches
   std::vector<Bytes> cameraAfter;   // all files of all cards
-  std::string story;                // for people
+  std::string log;                  // for the reader of a test's output
 };
 
 struct Transition {
   State after;
-  Conduct conduct;
+  Trace trace;
 };
 
-// A fault put into the program on purpose. Each function is given the real thing and makes it wrong.
+// A bug that is put into the program on purpose. Each function changes the real objects.
 struct Fault {
-  std::function<void(World& world, SyncCoordinator::Dependencies& dependencies)> dependencies{};
-  std::function<void(World& world, MediaImportTransaction::Steps& steps)> steps{};
-  std::function<void(World& world, const std::function<void()>& run)> run{};
+  std::function<void(SyncModel& model, SyncCoordinator::Dependencies& dependencies)> dependencies{};
+  std::function<void(SyncModel& model, MediaImportTransaction::Steps& steps)> steps{};
+  std::function<void(SyncModel& model, const std::function<void()>& run)> run{};
 };
 
-// What a search can overlook without saying so.
+// What a search can overlook without reporting it.
 enum class Search {
   overlooksNothing,
   overlooksUnlessBroader,  // the first, bounded search can overlook items
   overlooks,               // so can the broader one
 };
 
-// What is given in a world and doesn't change.
-struct Setting {
+// The fixed parameters of a model.
+struct Configuration {
   std::vector<std::vector<Bytes>> cards;
-  // Whether the cards count as those of a Charmera; with both, sometimes the one and sometimes the other.
+  // Whether the cards are recognised as those of a Charmera; with two values, either can happen each time.
   // Only a Charmera's files have a payload fingerprint.
   std::vector<bool> isCharmera = {true};
   std::set<Bytes> itemsOfTheUser{};     // in the library from the start
-  std::set<Bytes> itemsToCome{};        // that the user puts into the library at any time
+  std::set<Bytes> itemsAddedLater{};    // by the user, at any time
   std::vector<ImportRecord> records{};  // in the history from the start
   Search search = Search::overlooksNothing;
-  // The real recognizer searches, and what is left open is only how each read of an item ends. Otherwise what
-  // a search finds is left open too.
+  // Whether the real recognizer searches; only the result of each read of an item is then a choice. Otherwise
+  // the result of the search is a choice.
   bool usesRecognizer = false;
   std::int64_t batchSize = 2;
   Fault fault{};
 };
 
-// Cameras, a library, a history file, a user and a process that can stop. Everything that the program does
-// is done by the real coordinator, transaction and history, and in some worlds by the real recognizer; the
-// rest is decided by choices.
+// A model of cameras, a library, a history file, a user, and a process that can be killed. The program is the
+// real coordinator, transaction and history, in some models also the real recognizer. Everything else is
+// decided by Nondeterminism.
 //
-// The process stops by an exception that nothing above it knows. All that outlives it is the history's file
-// and the library, so that it is enough to stop it once after each change of one of them: any later stop
-// before the next change leaves the same behind, and so does a failure of anything else that the program
-// asks for. A failed save is a real one: there is a file where the history's folder should be.
-class World {
+// The process is killed by an exception that the program doesn't catch. Only the history file and the library
+// outlive it, so it is sufficient to kill it once after each change of one of them: a later kill before the
+// next change, or a failure of another dependency, leaves the same state. A save fails for a real reason: a
+// file is in the place of the history's folder.
+class SyncModel {
  public:
-  explicit World(Setting setting);
+  explicit SyncModel(Configuration configuration);
 
-  const Setting& setting() const { return setting_; }
+  const Configuration& configuration() const { return configuration_; }
 
   State start() const;
 
-  // Gives the state to a new process and lets the user give it one command. Nothing, if these choices don't
-  // fit together.
-  std::optional<Transition> step(const State& from, Choices& choices);
+  // Starts a new process in the state and lets the user give it one command. Absent if the choices are
+  // inconsistent.
+  std::optional<Transition> step(const State& from, Nondeterminism& choices);
 
-  // The camera's files as they were made.
+  // The camera's original files.
   const std::vector<Bytes>& camera() const { return camera_; }
 
-  // For faults
+  // For faults:
   SyncHistoryStore& history() { return *history_; }
-  const Conduct& conduct() const { return conduct_; }
+  const Trace& trace() const { return trace_; }
   void import(const std::vector<FingerprintedMediaFile>& files);
   FileURL fileOnCard(std::size_t card, std::size_t index) const;
 
-  // What the library throws when it doesn't know what it has taken.
+  // Thrown by the library when it doesn't know what it has taken.
   struct UnknownOutcome {};
 
  private:
@@ -124,8 +124,8 @@ class World {
   using Batch = MediaImportTransaction::Batch;
   using AssetIdentifiers = MediaImportTransaction::AssetIdentifiers;
 
-  struct Stop {};        // the process is no more
-  struct Impossible {};  // the choices don't fit together
+  struct Stop {};        // the process was killed
+  struct Impossible {};  // the choices are inconsistent
   struct Refusal {};
 
   void placeHistory(const HistoryDatabase& history);
@@ -137,7 +137,7 @@ class World {
   void answerReview();
   void deleteItem();
   void addItem(const Bytes& bytes);
-  Ending endingOf(const std::function<void()>& work);
+  Outcome outcomeOf(const std::function<void()>& work);
 
   SyncCoordinator::Dependencies dependencies();
   MediaImportTransaction::Steps steps();
@@ -156,7 +156,7 @@ class World {
   void record(const Batch& batch, const AssetIdentifiers& assets);
   std::string take(const PreparedMediaFile& file);
 
-  // What can happen between two steps.
+  // Events between two steps.
   void betweenSteps();
   void canStop();
   void canFailToSave();
@@ -164,20 +164,20 @@ class World {
   void breakHistory();
   void mendHistory();
   Date now();
-  void say(const std::string& text) { conduct_.story += text + "; "; }
+  void log(const std::string& text) { trace_.log += text + "; "; }
 
-  Setting setting_;
+  Configuration configuration_;
   TemporaryFolder folder_;
   const FileURL historyFolder_ = folder_ / "history";
   const FileURL historyFile_ = historyFolder_.appending("history.json");
   std::vector<Bytes> camera_;
 
-  // Of the process and of the command that it carries out
-  Choices* choices_ = nullptr;
+  // The state of the process and of its current command
+  Nondeterminism* choices_ = nullptr;
   std::shared_ptr<SyncHistoryStore> history_;
   std::map<std::string, Item> library_;
   std::optional<OpenReview> review_;
-  Conduct conduct_;
+  Trace trace_;
   std::size_t card_ = 0;
   bool isCharmera_ = true;
   bool historyIsBroken_ = false;
