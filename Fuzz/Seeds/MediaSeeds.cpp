@@ -22,8 +22,7 @@ void write(const std::filesystem::path& folder, const std::string& name, const B
 
 void writeSeeds(const std::filesystem::path& corpus) {
   for (const NamedJPEG& file : namedJPEGs()) {
-    write(corpus / "JPEGLayoutFuzz", file.name, file.bytes);
-    write(corpus / "ImagePropertiesFuzz", file.name, file.bytes);
+    write(corpus / "JPEG", file.name, file.bytes);
     // A Charmera's JPEG with a file date; PlanFuzz reads these choices from the first byte.
     write(corpus / "PlanFuzz", file.name, bytes({0x03}) + file.bytes);
   }

@@ -82,12 +82,8 @@ std::vector<NamedCameraClip> namedCameraClips() {
   return clips;
 }
 
-// The clip in `avi`, for each target.
-void addSeed(const FileURL& corpus, const FileURL& avi, const std::string& name) {
-  for (const char* target : {"AVIReadersFuzz", "AVIReadingFuzz", "RewrapFuzz"}) {
-    std::filesystem::copy_file(avi.path(), corpus.appending(target).appending(name + ".avi").path(),
-                               std::filesystem::copy_options::overwrite_existing);
-  }
+// Writes the QuickTime movie of the clip in `avi`.
+void addMovie(const FileURL& corpus, const FileURL& avi, const std::string& name) {
   const FileURL movie = corpus.appending("MovieReadBackFuzz").appending(name + ".mov");
   std::filesystem::remove(movie.path());
   platformMovieExporter()->exportMovie(
@@ -96,20 +92,19 @@ void addSeed(const FileURL& corpus, const FileURL& avi, const std::string& name)
 }
 
 void writeSeeds(const FileURL& corpus) {
-  for (const char* target :
-       {"AVILoadFuzz", "AVIReadersFuzz", "AVIReadingFuzz", "MovieReadBackFuzz", "RewrapFuzz"}) {
-    std::filesystem::create_directories(corpus.appending(target).path());
+  for (const char* folder : {"AVI", "MovieReadBackFuzz"}) {
+    std::filesystem::create_directories(corpus.appending(folder).path());
   }
   const auto aviOf = [&](const std::string& name) {
-    return corpus.appending("AVILoadFuzz").appending(name + ".avi");
+    return corpus.appending("AVI").appending(name + ".avi");
   };
   for (const NamedClip& named : namedClips()) {
     writeClip(aviOf(named.name), named.clip);
-    addSeed(corpus, aviOf(named.name), named.name);
+    addMovie(corpus, aviOf(named.name), named.name);
   }
   for (const NamedCameraClip& named : namedCameraClips()) {
     writeCameraClip(aviOf(named.name), named.clip);
-    addSeed(corpus, aviOf(named.name), named.name);
+    addMovie(corpus, aviOf(named.name), named.name);
   }
 }
 

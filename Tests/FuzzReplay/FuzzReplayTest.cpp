@@ -31,12 +31,26 @@ std::vector<FuzzTarget> fuzzTargets() {
   };
 }
 
+// The folders of a target's inputs: the one with its name, and those that it shares with other targets.
+std::vector<std::string> foldersOf(const FuzzTarget& target) {
+  std::vector<std::string> folders{target.name};
+  std::ifstream stream(std::filesystem::path(TOLVANDER_FUZZ_FOLDER) / "SharedCorpora.txt");
+  for (std::string line; std::getline(stream, line);) {
+    if (line.starts_with(target.name + " ")) {
+      folders.push_back(line.substr(target.name.size() + 1));
+    }
+  }
+  return folders;
+}
+
 std::vector<std::filesystem::path> corpusOf(const FuzzTarget& target) {
-  const std::filesystem::path folder = std::filesystem::path(TOLVANDER_FUZZ_CORPUS) / target.name;
   std::vector<std::filesystem::path> files;
-  if (std::filesystem::is_directory(folder)) {
-    for (const auto& file : std::filesystem::directory_iterator(folder)) {
-      files.push_back(file.path());
+  for (const std::string& name : foldersOf(target)) {
+    const std::filesystem::path folder = std::filesystem::path(TOLVANDER_FUZZ_FOLDER) / "Corpus" / name;
+    if (std::filesystem::is_directory(folder)) {
+      for (const auto& file : std::filesystem::directory_iterator(folder)) {
+        files.push_back(file.path());
+      }
     }
   }
   std::ranges::sort(files);
