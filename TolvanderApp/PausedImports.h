@@ -1,10 +1,12 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "TolvanderApp/Platform/PhotoLibrary.h"
+#include "TolvanderApp/Library/PhotoLibraryService.h"
 #include "TolvanderCore/CameraMediaFile.h"
 #include "TolvanderCore/Concurrency/Cancellation.h"
 #include "TolvanderCore/Foundation/UUID.h"
@@ -23,15 +25,20 @@ struct PausedImports {
   std::set<std::string> paused;              // the others, which hold up their cards
 
   // Looks, and changes nothing. Blocks. Throws SyncHistoryError for a history that can't be read, PosixError,
-  // and what the library throws where it can't be read.
-  static PausedImports of(SyncHistoryStore& history, PhotoLibrary& library);
+  // and what the service throws where the library can't be read.
+  static PausedImports of(SyncHistoryStore& history, PhotoLibraryService& photos);
 };
 
-// Takes those of the source fingerprints that are among the files out of `sources`, and gives the files. To
-// read little, files that have a record of their path and size for another source are passed over. Reads the
-// others, until all are found; one that can't be read isn't found. Blocks. Throws CancellationError.
+// Called before a file is read: its number, from 1, among the files that may have to be read.
+using PausedFileProgress = std::function<void(std::size_t number, std::size_t total)>;
+
+// Takes those of the source fingerprints that are among the files out of `sources`, and gives the files. A
+// mark has neither name nor size, so that files are read and hashed until all are found: seconds to minutes
+// for a full card. Files that have a record of their path and size for another source are passed over. One
+// that can't be read isn't found. Blocks. Throws CancellationError.
 std::vector<CameraMediaFile> takePausedFiles(const std::vector<CameraMediaFile>& files,
                                              std::set<std::string>& sources, const ImportRecords& records,
+                                             const PausedFileProgress& progress,
                                              const CancellationToken& token);
 
 }  // namespace tolvander::app

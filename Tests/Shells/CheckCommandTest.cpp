@@ -70,6 +70,15 @@ class CheckCommandTest : public CommandLine {
                                 .captureDate = {}}});
   }
 
+  // What it shows there.
+  std::string runOnATerminal(const std::vector<std::string>& arguments) const {
+    std::string command;
+    for (const std::string& argument : commandLine(arguments)) {
+      command += "'" + argument + "' ";
+    }
+    return runTool({"script", "--quiet", "--command", command, "/dev/null"}).output;
+  }
+
   std::string libraryText() const { return run({"library"}).output; }
 
   const FileURL card = folder / "CARD";
@@ -175,6 +184,16 @@ TEST_F(CheckCommandTest, isIncompleteWhereAnImportWasCutShort) {
       << restored.errors;
   EXPECT_EQ(run({"remember"}).status, 3);
   EXPECT_TRUE(contains(libraryText(), "\n1 photo,")) << libraryText();
+}
+
+// Reading a card takes minutes.
+TEST_F(CheckCommandTest, statusSaysOnATerminalThatItReadsACard) {
+  syncCard(2);
+  beginImport("PICT0009.JPG");
+  const std::string progress = "Looking for paused imports on “CARD”: file 1 of 1";
+  EXPECT_TRUE(contains(runOnATerminal({"status"}), progress));
+  EXPECT_FALSE(contains(runOnATerminal({"--json", "status"}), progress));
+  EXPECT_FALSE(contains(run({"status"}).output, progress));
 }
 
 TEST_F(CheckCommandTest, tellsWhatTheNextSyncFinishesFromWhatStaysPausedAsStatusDoes) {

@@ -39,7 +39,7 @@ PhotosInterruptedImports interruptedImports(SyncHistoryStore& history, const UUI
   return imports;
 }
 
-PausedImports PausedImports::of(SyncHistoryStore& history, PhotoLibrary& library) {
+PausedImports PausedImports::of(SyncHistoryStore& history, PhotoLibraryService& photos) {
   PausedImports imports;
   imports.paused = history.pendingImportSources();
   if (imports.paused.empty()) {
@@ -47,7 +47,7 @@ PausedImports PausedImports::of(SyncHistoryStore& history, PhotoLibrary& library
   }
   // Without an identity nothing was prepared, but an asset may hold what an earlier version began.
   const auto prepared =
-      library.preparedFingerprints(interruptedImports(history, history.knownIdentity().value_or(UUID())));
+      photos.preparedFingerprints(interruptedImports(history, history.knownIdentity().value_or(UUID())));
   for (const auto& [source, processed] : history.pendingProcessedFingerprints()) {
     if (prepared.contains(processed) && imports.paused.erase(source) > 0) {
       imports.finishedByNextSync.insert(source);
@@ -58,16 +58,16 @@ PausedImports PausedImports::of(SyncHistoryStore& history, PhotoLibrary& library
 
 std::vector<CameraMediaFile> takePausedFiles(const std::vector<CameraMediaFile>& files,
                                              std::set<std::string>& sources, const ImportRecords& records,
+                                             const PausedFileProgress& progress,
                                              const CancellationToken& token) {
+  std::vector<CameraMediaFile> candidates = files;
+  std::erase_if(candidates, [recorded = recordedElsewhere(records, sources)](const CameraMediaFile& file) {
+    return recorded.contains({file.relativePath, file.byteCount});
+  });
   std::vector<CameraMediaFile> found;
-  const std::set<PathAndSize> recorded = recordedElsewhere(records, sources);
-  for (const CameraMediaFile& file : files) {
-    if (sources.empty()) {
-      break;
-    }
-    if (recorded.contains({file.relativePath, file.byteCount})) {
-      continue;
-    }
+  for (std::size_t index = 0; index < candidates.size() && !sources.empty(); ++index) {
+    const CameraMediaFile& file = candidates[index];
+    progress(index + 1, candidates.size());
     try {
       if (sources.erase(FileFingerprinter::sha256(file.url, token)) > 0) {
         found.push_back(file);

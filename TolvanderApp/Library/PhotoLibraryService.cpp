@@ -113,6 +113,12 @@ std::set<std::string> PhotoLibraryService::completeInterruptedImports(
   return fingerprints;
 }
 
+std::set<std::string> PhotoLibraryService::preparedFingerprints(const PhotosInterruptedImports& imports) {
+  const Turn::Holder turn(turn_);
+  requireAccess();
+  return library_.preparedFingerprints(imports);
+}
+
 MediaImportTransaction::AssetIdentifiers PhotoLibraryService::commit(
     const MediaImportTransaction::Batch& batch, const std::optional<PhotosAlbum>& album,
     const CancellationToken& token) {

@@ -72,6 +72,10 @@ class PhotoLibraryService {
   // limit.
   std::set<std::string> completeInterruptedImports(const PhotosInterruptedImports& imports);
 
+  // Those of the pending fingerprints whose imports completeInterruptedImports would complete, or that an
+  // asset holds already. Changes nothing.
+  std::set<std::string> preparedFingerprints(const PhotosInterruptedImports& imports);
+
   // Which of the files are in the library already, as far as a bounded search tells: by the policy `broader`
   // of RecognitionPolicy, or else by `automatic`, scaled to the number of files. Leaves a line in the log
   // at the start, at the end, and for each read that failed. Throws CancellationError, and drops then what

@@ -89,20 +89,20 @@ Task<> AppModel::reviewConnectedCameras(CheckPurpose purpose) {
     if (!camera) {
       continue;
     }
-    auto reviewing = background([coordinator = coordinator(camera->device, token), camera = *camera, purpose,
-                                 history = services_.history,
-                                 &library = platform_.photoLibrary](const CancellationToken& stop) {
-      const DetectedDevice& device = camera.device;
-      const bool isCharmera = device.profile.kind == DeviceProfile::Kind::charmera;
-      DeviceLibraryReview entry{.device = device, .review = {}, .setAside = camera.setAside};
-      entry.review = purpose == CheckPurpose::beforeChange
-                         ? coordinator.reviewBeforeChange(device.files, isCharmera, stop)
-                         : coordinator.review(device.files, isCharmera, true, stop);
-      if (!entry.review.uncertain.empty()) {
-        entry.finishedByNextSync = PausedImports::of(*history, library).finishedByNextSync;
-      }
-      return entry;
-    });
+    auto reviewing =
+        background([coordinator = coordinator(camera->device, token), camera = *camera, purpose,
+                    history = services_.history, photos = photos_](const CancellationToken& stop) {
+          const DetectedDevice& device = camera.device;
+          const bool isCharmera = device.profile.kind == DeviceProfile::Kind::charmera;
+          DeviceLibraryReview entry{.device = device, .review = {}, .setAside = camera.setAside};
+          entry.review = purpose == CheckPurpose::beforeChange
+                             ? coordinator.reviewBeforeChange(device.files, isCharmera, stop)
+                             : coordinator.review(device.files, isCharmera, true, stop);
+          if (!entry.review.uncertain.empty()) {
+            entry.finishedByNextSync = PausedImports::of(*history, *photos).finishedByNextSync;
+          }
+          return entry;
+        });
     auto review = co_await reviewing;
     libraryReviews.update([&](auto& reviews) { reviews.push_back(std::move(review)); });
   }

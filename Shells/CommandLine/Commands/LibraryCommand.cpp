@@ -163,7 +163,9 @@ class LibraryCommand final : public Command {
       const VerificationOptions options{
           .readsContent = !isQuick_,
           .knownContents = remedies.contents(),
-          .progress = [&line](const VerificationProgress& progress) { line.show(progress); }};
+          .progress = [&line](const VerificationProgress& progress) {
+            line.show(app::verificationProgressText(progress.originals, progress.bytes, progress.bytesInAll));
+          }};
       LibraryVerification found = library.verify(context.cancellation, options);
       report.assets = found.assets;
       report.originals = found.originals;

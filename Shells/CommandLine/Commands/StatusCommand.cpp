@@ -5,8 +5,11 @@
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Reports/StatusReport.h"
 #include "Shells/CommandLine/Session/HomeView.h"
+#include "Shells/CommandLine/Session/ProgressLine.h"
 #include "Shells/CommandLine/Syntax.h"
+#include "TolvanderApp/Concurrency/TimerQueue.h"
 #include "TolvanderApp/PausedImports.h"
+#include "TolvanderApp/Platform/PhotoLibraryError.h"
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderApp/Presentation/FailureText.h"
 #include "TolvanderCore/MountedVolumeMediaSource.h"
@@ -26,10 +29,12 @@ struct History {
 };
 
 // Where the library can't be read, no import is known to be finished by the next sync.
-app::PausedImports interruptedImports(SyncHistoryStore& store, app::PhotoLibrary& library) {
+app::PausedImports interruptedImports(SyncHistoryStore& store, app::PhotoLibraryService& photos) {
   try {
-    return app::PausedImports::of(store, library);
+    return app::PausedImports::of(store, photos);
   } catch (const app::PhotosPlatformError&) {
+    return {.finishedByNextSync = {}, .paused = store.pendingImportSources()};
+  } catch (const app::PhotoLibraryError&) {
     return {.finishedByNextSync = {}, .paused = store.pendingImportSources()};
   }
 }
@@ -48,7 +53,7 @@ std::optional<DetectedDevice> deviceAt(const FileURL& volume, const app::AppSett
 
 // Takes the files of connected cameras out of `paused`.
 std::vector<app::StatusReport::PausedFile> takePausedFiles(HomeView& view, SyncHistoryStore& store,
-                                                           std::set<std::string>& paused,
+                                                           std::set<std::string>& paused, ProgressLine& line,
                                                            const CancellationToken& token) {
   std::vector<app::StatusReport::PausedFile> found;
   for (const app::CamerasReport::Camera& camera : view.cameras().cameras) {
@@ -59,23 +64,31 @@ std::vector<app::StatusReport::PausedFile> takePausedFiles(HomeView& view, SyncH
     if (!device) {
       continue;
     }
-    for (const CameraMediaFile& file : app::takePausedFiles(device->files, paused, store.records(), token)) {
+    const auto progress = [&](std::size_t number, std::size_t total) {
+      line.show(app::pausedFileProgressText(device->displayName, number, total));
+    };
+    for (const CameraMediaFile& file :
+         app::takePausedFiles(device->files, paused, store.records(), progress, token)) {
       found.push_back({.camera = device->displayName, .relativePath = file.relativePath});
     }
   }
   return found;
 }
 
-History historyOf(HomeView& view, app::PhotoLibrary& library, const CancellationToken& token) {
+History historyOf(HomeView& view, app::PhotoLibrary& library, const Context& context) {
   SyncHistoryStore store(view.files().history);
+  app::TimerQueue timer;
+  app::PhotoLibraryService photos(library, timer, {});
+  ProgressLine line(!context.json);
   try {
     History history{.summary = store.historySummary(),
-                    .interrupted = interruptedImports(store, library),
+                    .interrupted = interruptedImports(store, photos),
                     .pausedFiles = {}};
     for (const app::SetAsideFile& file : view.settings().setAsideFiles()) {
       history.interrupted.paused.erase(file.sha256.value_or(""));  // it doesn't hold up its card
     }
-    history.pausedFiles = takePausedFiles(view, store, history.interrupted.paused, token);
+    history.pausedFiles =
+        takePausedFiles(view, store, history.interrupted.paused, line, context.cancellation);
     return history;
   } catch (const CancellationError&) {
     throw;
@@ -117,7 +130,7 @@ class StatusCommand final : public Command {
     const HomeFiles& files = view.files();
     const app::AppSettings& settings = view.settings();
     EmbeddedPhotoLibrary library(files.library);
-    const History history = historyOf(view, library, context.cancellation);
+    const History history = historyOf(view, library, context);
     const app::StatusReport report{
         .isSetUp = settings.onboardingCompleted(),
         .holder = HomeLock::holder(files.lock),

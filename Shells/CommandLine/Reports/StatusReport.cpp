@@ -132,6 +132,11 @@ void writeOptional(JSONWriter& writer, std::string_view key, const std::optional
 
 }  // namespace
 
+std::string pausedFileProgressText(const std::string& camera, std::size_t number, std::size_t total) {
+  return "Looking for paused imports on “" + printable(camera) + "”: file " + std::to_string(number) +
+         " of " + std::to_string(total);
+}
+
 std::string StatusReport::text() const {
   std::string text = factLine("Setup", isSetUp ? "complete" : "not complete: run tolvanderctl sync VOLUME");
   text += factLine("At work now", holder ? printable(holder->text()) : "nobody");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -13,6 +14,10 @@
 #include "TolvanderCore/ImportHistorySummary.h"
 
 namespace tolvander::app {
+
+// While a camera's files are read for those whose imports are paused, for a terminal: "Looking for paused
+// imports on “CARD”: file 12 of 304".
+std::string pausedFileProgressText(const std::string& camera, std::size_t number, std::size_t total);
 
 // How one home stands: what is set up, what was done, and where everything is kept.
 struct StatusReport {

@@ -4,8 +4,6 @@
 
 #include <iostream>
 
-#include "Shells/CommandLine/Reports/LibraryReport.h"
-
 namespace tolvander::shell {
 
 ProgressLine::ProgressLine(bool isWanted) : isShown_(isWanted && isatty(STDOUT_FILENO) == 1) {}
@@ -16,7 +14,7 @@ ProgressLine::~ProgressLine() {
   }
 }
 
-void ProgressLine::show(const platform::linux_::VerificationProgress& progress) {
+void ProgressLine::show(std::string_view text) {
   using Clock = std::chrono::steady_clock;
   constexpr std::chrono::milliseconds pause(100);
   const Clock::time_point now = Clock::now();
@@ -24,9 +22,7 @@ void ProgressLine::show(const platform::linux_::VerificationProgress& progress) 
     return;
   }
   shown_ = now;
-  std::cout << "\r\x1b[K"
-            << app::verificationProgressText(progress.originals, progress.bytes, progress.bytesInAll)
-            << std::flush;
+  std::cout << "\r\x1b[K" << text << std::flush;
 }
 
 }  // namespace tolvander::shell

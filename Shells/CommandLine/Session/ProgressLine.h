@@ -2,12 +2,11 @@
 
 #include <chrono>
 #include <optional>
-
-#include "Platform/Linux/PhotoLibrary/LibraryListing.h"
+#include <string_view>
 
 namespace tolvander::shell {
 
-// How far a look at the whole library is: a line on a terminal that is written over, and leaves nothing
+// How far a long look is: a line on a terminal that is written over, and leaves nothing
 // behind.
 class ProgressLine {
  public:
@@ -16,7 +15,8 @@ class ProgressLine {
   ProgressLine(const ProgressLine&) = delete;
   ProgressLine& operator=(const ProgressLine&) = delete;
 
-  void show(const platform::linux_::VerificationProgress& progress);
+  // Passed over within 0.1 s of the one before.
+  void show(std::string_view text);
 
  private:
   const bool isShown_;

@@ -6,6 +6,7 @@
 
 #include "Platform/Linux/PhotoLibrary/LibraryErrors.h"
 #include "Platform/Linux/PhotoLibrary/LibraryRebuild.h"
+#include "Shells/CommandLine/Reports/LibraryReport.h"
 #include "Shells/CommandLine/Reports/RebuildReport.h"
 #include "Shells/CommandLine/Session/ProgressLine.h"
 #include "TolvanderApp/Concurrency/Background.h"
@@ -58,7 +59,9 @@ Task<RebuildPlan> planInBackground(std::shared_ptr<LibraryRebuild> rebuild, bool
   return app::background([rebuild = std::move(rebuild), json, stop = std::move(stop)] {
     ProgressLine line(!json);
     return withLibraryErrors([&] {
-      return rebuild->plan(stop, [&line](const VerificationProgress& progress) { line.show(progress); });
+      return rebuild->plan(stop, [&line](const VerificationProgress& progress) {
+        line.show(app::verificationProgressText(progress.originals, progress.bytes, progress.bytesInAll));
+      });
     });
   });
 }

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "Tests/Support/Doubles/ManualTimer.h"
 #include "Tests/Support/Doubles/ScriptedPhotoLibrary.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
@@ -48,7 +49,11 @@ class PausedImportsTest : public testing::Test {
   const TemporaryFolder folder;
   const FileURL card = folder / "CARD";
   SyncHistoryStore history{folder / "history.json"};
+  static void ignore(std::size_t, std::size_t) {}
+
   ScriptedPhotoLibrary library;
+  ManualTimer timer;
+  app::PhotoLibraryService photos{library, timer, {}};
   const CameraMediaFile first = addFile("A.JPG", "first");
   const CameraMediaFile second = addFile("B.JPG", "second");
 };
@@ -57,7 +62,7 @@ TEST_F(PausedImportsTest, areThoseThatTheLibraryHoldsNothingOf) {
   history.beginPreparedImport({prepared(first, "one"), prepared(second, "two")});
   history.beginImport({"an earlier version's"});
   library.setPreparedFingerprints({"two", "three"});
-  const PausedImports imports = PausedImports::of(history, library);
+  const PausedImports imports = PausedImports::of(history, photos);
   EXPECT_EQ(imports.finishedByNextSync, Fingerprints{sourceOf(second)});
   EXPECT_EQ(imports.paused, (Fingerprints{sourceOf(first), "an earlier version's"}));
   EXPECT_FALSE(std::filesystem::exists((folder / "history.id").path())) << "a look makes nothing";
@@ -65,40 +70,52 @@ TEST_F(PausedImportsTest, areThoseThatTheLibraryHoldsNothingOf) {
 }
 
 TEST_F(PausedImportsTest, areNoneWhereNothingIsMarked) {
-  const PausedImports imports = PausedImports::of(history, library);
+  const PausedImports imports = PausedImports::of(history, photos);
   EXPECT_TRUE(imports.finishedByNextSync.empty());
   EXPECT_TRUE(imports.paused.empty());
 }
 
 TEST_F(PausedImportsTest, areFoundAmongTheFilesOfACard) {
   Fingerprints sources = {sourceOf(second), "on another card"};
-  EXPECT_EQ(takePausedFiles({first, second}, sources, history.records(), {}), std::vector{second});
+  EXPECT_EQ(takePausedFiles({first, second}, sources, history.records(), ignore, {}), std::vector{second});
   EXPECT_EQ(sources, Fingerprints{"on another card"});
 }
 
 TEST_F(PausedImportsTest, areSoughtNeitherInRecordedFilesNorOnceAllAreFound) {
   record(first, "another source");
   Fingerprints sources = {sourceOf(first), sourceOf(second)};
-  EXPECT_EQ(takePausedFiles({first, second}, sources, history.records(), {}), std::vector{second});
+  EXPECT_EQ(takePausedFiles({first, second}, sources, history.records(), ignore, {}), std::vector{second});
   EXPECT_EQ(sources, Fingerprints{sourceOf(first)}) << "recorded as something else, and not read";
   sources.clear();
-  EXPECT_TRUE(takePausedFiles({first}, sources, history.records(), {}).empty());
+  EXPECT_TRUE(takePausedFiles({first}, sources, history.records(), ignore, {}).empty());
+}
+
+TEST_F(PausedImportsTest, tellWhichFileIsReadAndHowManyMayBe) {
+  const CameraMediaFile third = addFile("C.JPG", "third");
+  record(third, "another source");
+  const CameraMediaFile fourth = addFile("D.JPG", "fourth");
+  Fingerprints sources = {sourceOf(second)};
+  std::vector<std::pair<std::size_t, std::size_t>> told;
+  const auto progress = [&](std::size_t number, std::size_t total) { told.emplace_back(number, total); };
+  takePausedFiles({first, third, second, fourth}, sources, history.records(), progress, {});
+  EXPECT_EQ(told, (std::vector<std::pair<std::size_t, std::size_t>>{{1, 3}, {2, 3}}));
 }
 
 TEST_F(PausedImportsTest, areFoundThoughTheyHaveARecord) {
   record(first, sourceOf(first));  // imported once, and its restoration was cut short
   Fingerprints sources = {sourceOf(first)};
-  EXPECT_EQ(takePausedFiles({first, second}, sources, history.records(), {}), std::vector{first});
+  EXPECT_EQ(takePausedFiles({first, second}, sources, history.records(), ignore, {}), std::vector{first});
 }
 
 TEST_F(PausedImportsTest, areSoughtAfterAFileThatCannotBeRead) {
   std::filesystem::remove(first.url.path());
   Fingerprints sources = {sourceOf(second)};
-  EXPECT_EQ(takePausedFiles({first, second}, sources, history.records(), {}), std::vector{second});
+  EXPECT_EQ(takePausedFiles({first, second}, sources, history.records(), ignore, {}), std::vector{second});
   CancellationSource stopped;
   stopped.cancel();
   sources = {sourceOf(second)};
-  EXPECT_THROW(takePausedFiles({second}, sources, history.records(), stopped.token()), CancellationError);
+  EXPECT_THROW(takePausedFiles({second}, sources, history.records(), ignore, stopped.token()),
+               CancellationError);
 }
 
 }  // namespace

@@ -87,6 +87,11 @@ TEST(StatusReport, tellsOfPausedImportsAndOfFilesThatAreSetAside) {
   EXPECT_EQ(document.root().object().required("setAside").array().size(), 2U);
 }
 
+TEST(StatusReport, tellsWhatIsReadToNamePausedImports) {
+  EXPECT_EQ(pausedFileProgressText("A\nB", 12, 304),
+            "Looking for paused imports on “A\uFFFDB”: file 12 of 304");
+}
+
 TEST(StatusReport, advisesToSetAsideOnlyFilesThatItNames) {
   StatusReport report;
   report.pausedElsewhere = 2;
