@@ -6,6 +6,7 @@
 #include "TolvanderApp/CameraVolumeDiscovery.h"
 #include "TolvanderApp/Concurrency/Background.h"
 #include "TolvanderApp/Trash/CleanupProof.h"
+#include "TolvanderCore/Counted.h"
 #include "TolvanderCore/Foundation/AbsolutePath.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/Platform/Volume.h"
@@ -18,9 +19,10 @@ namespace {
 
 using Records = std::vector<ManagedTrashRecord>;
 
-std::string files(std::size_t count) { return std::to_string(count) + (count == 1 ? " file" : " files"); }
-
-std::string plural(std::size_t count) { return count == 1 ? "" : "s"; }
+// `kind`: "file", or with an adjective.
+std::string files(std::size_t count, const std::string& kind = "file") {
+  return countedInDigits(static_cast<std::int64_t>(count), kind, kind + "s");
+}
 
 std::string recoveryNeeded(std::size_t count) {
   return files(count) +
@@ -55,7 +57,7 @@ std::string noLongerInLibrary(std::size_t deleted) {
 
 Alert moveQuestion(std::size_t count, const std::string& deviceName) {
   return {.style = Alert::Style::informational,
-          .message = "Move " + std::to_string(count) + " synced file" + plural(count) + " to macOS Trash?",
+          .message = "Move " + files(count, "synced file") + " to macOS Trash?",
           .informativeText = "Files from “" + deviceName +
                              "” can be restored in Finder until Trash is emptied. Keep on Camera changes "
                              "nothing.",
@@ -64,7 +66,7 @@ Alert moveQuestion(std::size_t count, const std::string& deviceName) {
 
 Alert deleteQuestion(std::size_t count, const std::string& deviceName) {
   return {.style = Alert::Style::critical,
-          .message = "Permanently delete " + std::to_string(count) + " trashed file" + plural(count) + "?",
+          .message = "Permanently delete " + files(count, "trashed file") + "?",
           .informativeText = "Only files Tolvander moved from “" + deviceName +
                              "” will be deleted. Other items in macOS Trash are untouched. This cannot be "
                              "undone.",

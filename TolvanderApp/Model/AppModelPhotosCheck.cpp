@@ -4,13 +4,15 @@
 #include "TolvanderApp/CameraVolumeDiscovery.h"
 #include "TolvanderApp/Concurrency/Background.h"
 #include "TolvanderApp/PausedImports.h"
+#include "TolvanderCore/Counted.h"
 
 namespace tolvander::app {
 
 namespace {
 
-std::string itemsWithAdjective(std::size_t count, std::string_view adjective) {
-  return std::to_string(count) + " " + std::string(adjective) + (count == 1 ? " item" : " items");
+// `kind`: "item" with an adjective.
+std::string items(std::size_t count, const std::string& kind) {
+  return countedInDigits(static_cast<std::int64_t>(count), kind, kind + "s");
 }
 
 std::size_t missingCount(const DeviceLibraryReview& review) {
@@ -181,8 +183,7 @@ Task<> AppModel::askToRestore(DeviceLibraryReview review) {
   const std::size_t count = missingCount(review);
   auto question = platform_.dialogs.ask(
       {.style = Alert::Style::warning,
-       .message =
-           "Import " + std::to_string(count) + " camera item" + (count == 1 ? "" : "s") + " into Photos?",
+       .message = "Import " + items(count, "camera item") + " into Photos?",
        .informativeText =
            "This includes items previously removed from Photos. Tolvander will check again, then import only "
            "unmatched camera originals. Camera files and existing Photos items stay untouched. Recognition "
@@ -214,7 +215,7 @@ Task<> AppModel::restore(DeviceLibraryReview review) {
     if (!result.imported.empty()) {
       saveReceipt(review.device, result.imported);
     }
-    statusMessage = itemsWithAdjective(result.imported.size(), "missing") + " imported";
+    statusMessage = items(result.imported.size(), "missing item") + " imported";
   } catch (const std::exception&) {
     failure = std::current_exception();
   }

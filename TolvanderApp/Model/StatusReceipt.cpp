@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "TolvanderCore/Counted.h"
+
 namespace tolvander::app {
 
 namespace {
@@ -39,7 +41,7 @@ std::string StatusReceipt::albumMessage(std::int64_t addedCount) {
   if (addedCount == 0) {
     return "Album up to date";
   }
-  return std::to_string(addedCount) + (addedCount == 1 ? " item" : " items") + " added to album";
+  return countedInDigits(addedCount, "item", "items") + " added to album";
 }
 
 }  // namespace tolvander::app

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <exception>
-#include <string_view>
 
+#include "TolvanderCore/Counted.h"
 #include "TolvanderCore/Foundation/UUID.h"
 #include "TolvanderCore/MediaCounts.h"
 
@@ -14,11 +14,6 @@ namespace {
 std::string cameraName(bool isCharmera) { return isCharmera ? "Charmera" : "Camera"; }
 
 std::string ejectedText(bool isCharmera) { return cameraName(isCharmera) + " safely ejected"; }
-
-// "1 file", "1200 files": as notifications have it, without a mark between the thousands.
-std::string countedFiles(std::int64_t count, std::string_view kind) {
-  return std::to_string(count).append(" ").append(kind).append(count == 1 ? "" : "s");
-}
 
 }  // namespace
 
@@ -47,13 +42,13 @@ Task<> NotificationService::sendNoNewFiles(bool isCharmera, bool ejected) {
 }
 
 Task<> NotificationService::sendMovedToTrash(std::int64_t count, std::string deviceName) {
-  return send("Moved to macOS Trash", countedFiles(count, "file") + " from " + deviceName +
+  return send("Moved to macOS Trash", countedInDigits(count, "file", "files") + " from " + deviceName +
                                           ". Restore in Finder until Trash is emptied.");
 }
 
 Task<> NotificationService::sendTrashCleared(std::int64_t count, std::string deviceName) {
-  return send(countedFiles(count, "trashed file") + " deleted",
-              countedFiles(count, "file") + " permanently deleted from " + deviceName + ".");
+  return send(countedInDigits(count, "trashed file", "trashed files") + " deleted",
+              countedInDigits(count, "file", "files") + " permanently deleted from " + deviceName + ".");
 }
 
 Task<> NotificationService::sendDeviceEjected(bool isCharmera) {

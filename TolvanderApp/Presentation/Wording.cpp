@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 
+#include "TolvanderCore/Counted.h"
 #include "TolvanderCore/Foundation/UTF8.h"
 
 namespace tolvander::app {
@@ -16,16 +17,6 @@ bool isControl(std::string_view sequence) {
   const auto first = static_cast<unsigned char>(sequence.front());
   const bool isC1 = sequence.size() == 2 && first == 0xC2 && static_cast<unsigned char>(sequence[1]) < 0xA0;
   return first < 0x20 || first == 0x7F || isC1;
-}
-
-std::string withThousands(std::int64_t number) {
-  std::string text = std::to_string(number);
-  const std::size_t firstDigit = text.starts_with('-') ? 1 : 0;
-  for (std::size_t position = text.size(); position > firstDigit + 3;) {
-    position -= 3;
-    text.insert(position, 1, ',');
-  }
-  return text;
 }
 
 // One decimal below ten, none above.
@@ -48,10 +39,6 @@ std::string printable(std::string_view text) {
     text.remove_prefix(sequence.length);
   }
   return shown;
-}
-
-std::string counted(std::int64_t count, std::string_view singular, std::string_view plural) {
-  return withThousands(count) + " " + std::string(count == 1 ? singular : plural);
 }
 
 std::string byteCountText(std::int64_t bytes) {

@@ -8,6 +8,7 @@
 #include "Shells/CommandLine/Reports/SetAsideReport.h"
 #include "Shells/CommandLine/Reports/SyncReport.h"
 #include "TolvanderApp/Presentation/Wording.h"
+#include "TolvanderCore/Counted.h"
 #include "TolvanderCore/JSON/JSONWriter.h"
 
 namespace tolvander::app {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "TolvanderApp/Presentation/Wording.h"
+#include "TolvanderCore/Counted.h"
 #include "TolvanderCore/Foundation/ISO8601.h"
 #include "TolvanderCore/ImportHistorySummary.h"
 

@@ -5,6 +5,7 @@
 #include <numeric>
 
 #include "TolvanderApp/Presentation/Wording.h"
+#include "TolvanderCore/Counted.h"
 #include "TolvanderCore/Foundation/ISO8601.h"
 #include "TolvanderCore/JSON/JSONWriter.h"
 #include "TolvanderCore/MediaCounts.h"

@@ -4,6 +4,7 @@
 
 #include "TolvanderApp/Presentation/Wording.h"
 #include "TolvanderCore/CharmeraMediaProcessor.h"
+#include "TolvanderCore/Counted.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/Files/NewFile.h"
 #include "TolvanderCore/Files/WholeFile.h"

@@ -1,6 +1,7 @@
 #include "Shells/CommandLine/Reports/RebuildReport.h"
 
 #include "TolvanderApp/Presentation/Wording.h"
+#include "TolvanderCore/Counted.h"
 #include "TolvanderCore/JSON/JSONWriter.h"
 
 namespace tolvander::app {
@@ -13,8 +14,8 @@ std::string sentence(std::int64_t count, std::string_view one, std::string_view 
 
 // What the new catalogue has, in one paragraph without a line end.
 std::string contentText(const RebuildReport& report) {
-  return counted(report.items, "item", "items") + ": " + std::to_string(report.known) + " known, " +
-         std::to_string(report.added) + " new." +
+  return counted(report.items, "item", "items") + ": " + counted(report.known, "known", "known") + ", " +
+         counted(report.added, "new", "new") + "." +
          sentence(report.moved, "item was", "items were", " found in another place.") +
          sentence(report.dropped, "item is", "items are", " gone: no file has that content any more.") +
          sentence(report.leftOut, "picture is", "pictures are",

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "TolvanderApp/Presentation/Wording.h"
+#include "TolvanderCore/Counted.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/Foundation/ISO8601.h"
 #include "TolvanderCore/JSON/JSONWriter.h"

@@ -8,6 +8,7 @@
 #include "TolvanderApp/Import/MediaFingerprintStage.h"
 #include "TolvanderApp/Presentation/FailureText.h"
 #include "TolvanderApp/Presentation/Wording.h"
+#include "TolvanderCore/Counted.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/Foundation/ISO8601.h"
 #include "TolvanderCore/JSON/JSONWriter.h"

@@ -4,6 +4,7 @@
 
 #include "Shells/CommandLine/Reports/SetAsideReport.h"
 #include "TolvanderApp/Presentation/Wording.h"
+#include "TolvanderCore/Counted.h"
 #include "TolvanderCore/Foundation/ISO8601.h"
 #include "TolvanderCore/JSON/JSONWriter.h"
 #include "TolvanderCore/MediaCounts.h"

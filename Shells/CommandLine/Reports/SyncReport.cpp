@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "TolvanderApp/Presentation/Wording.h"
+#include "TolvanderCore/Counted.h"
 #include "TolvanderCore/JSON/JSONWriter.h"
 #include "TolvanderCore/MediaCounts.h"
 

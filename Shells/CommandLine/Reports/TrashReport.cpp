@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "TolvanderApp/Presentation/Wording.h"
+#include "TolvanderCore/Counted.h"
 #include "TolvanderCore/Foundation/ISO8601.h"
 #include "TolvanderCore/JSON/JSONWriter.h"
 #include "TolvanderCore/Platform/FileSystem.h"

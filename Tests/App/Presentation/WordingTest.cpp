@@ -7,15 +7,6 @@
 namespace tolvander::app {
 namespace {
 
-TEST(Wording, countsWithThousandsSetApart) {
-  EXPECT_EQ(counted(0, "file", "files"), "0 files");
-  EXPECT_EQ(counted(1, "file", "files"), "1 file");
-  EXPECT_EQ(counted(999, "file", "files"), "999 files");
-  EXPECT_EQ(counted(1000, "file", "files"), "1,000 files");
-  EXPECT_EQ(counted(1234567, "file", "files"), "1,234,567 files");
-  EXPECT_EQ(counted(-1234, "file", "files"), "-1,234 files");
-}
-
 TEST(Wording, givesSizesInTheUnitThatFits) {
   EXPECT_EQ(byteCountText(0), "0 bytes");
   EXPECT_EQ(byteCountText(1), "1 byte");
