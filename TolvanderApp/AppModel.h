@@ -76,37 +76,40 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   AppModel(const AppModel&) = delete;
   AppModel& operator=(const AppModel&) = delete;
 
-  // Observable fields, which only the model assigns. `changes` tells of every assignment.
+  // Observable fields, which only the model can assign. `changes` reports every assignment.
+
+  template <typename T>
+  using Field = OwnedObserved<T, AppModel>;
 
   ChangeNotifier changes;
-  Observed<std::string> statusMessage;
-  Observed<bool> isSyncing;  // a sync, check, cleanup or album flow runs
-  Observed<std::vector<ConnectedDeviceSummary>> connectedDevices;
-  Observed<std::vector<RemovableVolumeSummary>> availableRemovableVolumes;
-  Observed<std::vector<DeviceTrashSummary>> deviceTrashSummaries;
-  Observed<std::vector<std::string>> availableAlbumNames;
-  Observed<PhotosPermissionStatus> photosPermissionStatus;
-  Observed<NotificationPermissionStatus> notificationPermissionStatus;
-  Observed<std::optional<RemovableVolumeAccessIssue>> removableVolumeAccessIssue;
-  Observed<std::optional<std::string>> lastError;
-  Observed<std::optional<std::string>> lastErrorFile;  // the name of the file that the failure is about
-  Observed<bool> offersPhotoReview;  // the failure is one that a check against the library can settle
-  Observed<bool> isEjecting;
-  Observed<bool> showsCompletionCheckmark;
-  Observed<bool> isRequestingCameraAccess;
-  Observed<std::optional<std::string>> availableUpdateVersion;
-  Observed<bool> isUpdatingAlbum;
-  Observed<bool> isRefreshingDevices;
-  Observed<std::optional<StatusReceipt>> statusReceipt;
-  Observed<std::optional<std::int64_t>> collectedPhotoCount;  // absent until read, or when it can't be
-  Observed<std::optional<std::int64_t>> collectedVideoCount;
-  Observed<std::map<FileURL, LastSyncReceipt>> cameraCheckReceipts;  // by standardized volume URL
-  Observed<std::vector<DeviceLibraryReview>> libraryReviews;
-  Observed<std::optional<Date>> libraryReviewCompletedAt;
-  Observed<SyncPhase> syncPhase;
-  Observed<std::vector<CameraRun>> cameraRuns;  // of the running or the last flow, in their order
-  Observed<bool> cameraWentAway;                // why the last flow stopped, where the user didn't stop it
-  Observed<LoginItemStatus> loginStatus;
+  Field<std::string> statusMessage;
+  Field<bool> isSyncing;  // a sync, check, cleanup or album flow runs
+  Field<std::vector<ConnectedDeviceSummary>> connectedDevices;
+  Field<std::vector<RemovableVolumeSummary>> availableRemovableVolumes;
+  Field<std::vector<DeviceTrashSummary>> deviceTrashSummaries;
+  Field<std::vector<std::string>> availableAlbumNames;
+  Field<PhotosPermissionStatus> photosPermissionStatus;
+  Field<NotificationPermissionStatus> notificationPermissionStatus;
+  Field<std::optional<RemovableVolumeAccessIssue>> removableVolumeAccessIssue;
+  Field<std::optional<std::string>> lastError;
+  Field<std::optional<std::string>> lastErrorFile;  // the name of the file that the failure is about
+  Field<bool> offersPhotoReview;  // the failure is one that a check against the library can settle
+  Field<bool> isEjecting;
+  Field<bool> showsCompletionCheckmark;
+  Field<bool> isRequestingCameraAccess;
+  Field<std::optional<std::string>> availableUpdateVersion;
+  Field<bool> isUpdatingAlbum;
+  Field<bool> isRefreshingDevices;
+  Field<std::optional<StatusReceipt>> statusReceipt;
+  Field<std::optional<std::int64_t>> collectedPhotoCount;  // absent until read, or when it can't be
+  Field<std::optional<std::int64_t>> collectedVideoCount;
+  Field<std::map<FileURL, LastSyncReceipt>> cameraCheckReceipts;  // by standardized volume URL
+  Field<std::vector<DeviceLibraryReview>> libraryReviews;
+  Field<std::optional<Date>> libraryReviewCompletedAt;
+  Field<SyncPhase> syncPhase;
+  Field<std::vector<CameraRun>> cameraRuns;  // of the running or the last flow, in their order
+  Field<bool> cameraWentAway;                // why the last flow stopped, where the user didn't stop it
+  Field<LoginItemStatus> loginStatus;
 
   AppSettings& settings() const { return *services_.settings; }
 

@@ -10,15 +10,16 @@
 
 namespace tolvander::app {
 
-// A field whose every assignment, also of an equal value, is a change that the notifier tells. Reads as the
-// value. Main thread only.
+// A value that can be read and observed. Every assignment, also of an equal value, counts as a change. Main
+// thread only.
 template <typename T>
 class Observed {
  public:
   // Called after each assignment, before it returns, with the value that the field had.
   using Action = std::function<void(const T& oldValue)>;
 
-  // The notifier and whatever the action uses outlive the field. The initial value is no change.
+  // `notifier`, which reports every assignment, and whatever the action uses must outlive the value. Neither
+  // is called for the initial value.
   explicit Observed(ChangeNotifier& notifier, T initial = T(), Action didSet = {})
       : notifier_(notifier), value_(std::move(initial)), didSet_(std::move(didSet)) {}
   Observed(const Observed&) = delete;
@@ -30,7 +31,7 @@ class Observed {
     if (didSet_) {
       didSet_(oldValue);
     }
-    for (const auto& observer : std::list(*observers_)) {
+    for (const auto& observer : std::list(*observers_)) {  // a copy: an observer may end its subscription
       observer(value_);
     }
     return *this;
@@ -44,8 +45,9 @@ class Observed {
     *this = std::move(value);
   }
 
-  // For those who must not miss a value that lasts for a moment only, as the notifier lets them. The observer
-  // is called after each assignment, before it returns, and must not assign.
+  // For observers that must see every value: the notifier reports several assignments as one change.
+  // `observer` is called after each assignment and after the action, before the assignment returns, and must
+  // not assign. The subscription may outlive the observed value.
   Subscription observe(std::function<void(const T& value)> observer) {
     const auto place = observers_->insert(observers_->end(), std::move(observer));
     return Subscription([observers = observers_, place] { observers->erase(place); });
@@ -62,8 +64,32 @@ class Observed {
   ChangeNotifier& notifier_;
   T value_;
   Action didSet_;
-  std::shared_ptr<Observers> observers_ =
-      std::make_shared<Observers>();  // a subscription may outlive the field
+  std::shared_ptr<Observers> observers_ = std::make_shared<Observers>();
+};
+
+struct ObservedTestPeer;  // defined by the tests, to set up states that are hard to reach otherwise
+
+// An observed value that everyone can read and observe, and that only `Owner` can assign. The owner lets
+// parts of itself assign it by giving them an `Observed<T>&`, to which only the owner can convert it.
+template <typename T, typename Owner>
+class OwnedObserved : private Observed<T> {
+ public:
+  explicit OwnedObserved(ChangeNotifier& notifier, T initial = T(), typename Observed<T>::Action didSet = {})
+      : Observed<T>(notifier, std::move(initial), std::move(didSet)) {}
+  OwnedObserved& operator=(const OwnedObserved&) = delete;
+
+  using Observed<T>::observe;
+  using Observed<T>::value;
+  using Observed<T>::operator const T&;
+  using Observed<T>::operator->;
+  using Observed<T>::operator*;
+
+ private:
+  friend Owner;
+  friend ObservedTestPeer;
+
+  using Observed<T>::operator=;
+  using Observed<T>::update;
 };
 
 }  // namespace tolvander::app

@@ -8,6 +8,7 @@
 
 #include "Tests/Support/Application/AppModelValues.h"
 #include "Tests/Support/Application/AppModelWorld.h"
+#include "Tests/Support/Application/ObservedTestPeer.h"
 
 namespace tolvander::tests {
 namespace {
@@ -32,9 +33,9 @@ class AppModelAccess : public testing::Test {
   void expectRefusal(const FileURL& chosen, const std::string& words) {
     const auto grants = world.settings().cameraGrants();
     const std::string before = status();
-    model().statusReceipt =
-        resultOnShow("1 photo synced", world.mainThread.wallNow(), StatusReceipt::whileMounted);
-    model().showsCompletionCheckmark = true;
+    assign(model().statusReceipt,
+           resultOnShow("1 photo synced", world.mainThread.wallNow(), StatusReceipt::whileMounted));
+    assign(model().showsCompletionCheckmark, true);
     add(chosen);
     EXPECT_EQ(*model().lastError, words);
     EXPECT_FALSE(model().offersPhotoReview);
@@ -87,7 +88,7 @@ TEST_F(AppModelAccess, isAskedForInAPanel) {
 
 TEST_F(AppModelAccess, isNotAddedFromACancelledPanel) {
   world.mount(camera);
-  model().lastError = "It broke.";
+  assign(model().lastError, "It broke.");
   world.takeStatuses();
   add(std::nullopt);
   EXPECT_EQ(*model().lastError, "It broke.");
@@ -110,9 +111,9 @@ TEST_F(AppModelAccess, isBeingRequestedWhileThePanelIsOpenAndNotTwice) {
 
 TEST_F(AppModelAccess, isNotRequestedWhileAnythingRuns) {
   for (auto* const work : {&model().isSyncing, &model().isEjecting}) {
-    *work = true;
+    assign(*work, true);
     add(camera.url);
-    *work = false;
+    assign(*work, false);
   }
   EXPECT_TRUE(world.dialogs.panels.empty());
   EXPECT_FALSE(model().isRequestingCameraAccess);
@@ -179,8 +180,8 @@ TEST_F(AppModelAccess, thatCannotBeComparedWithTheMountTableIsRefused) {
 
 TEST_F(AppModelAccess, toACharmeraIsOneOfTheBuiltInProfile) {
   world.mount(camera);
-  model().lastError = "It broke.";
-  model().offersPhotoReview = true;
+  assign(model().lastError, "It broke.");
+  assign(model().offersPhotoReview, true);
   add(camera.url);
   ASSERT_EQ(world.settings().cameraGrants().size(), 1U);
   EXPECT_EQ(world.settings().cameraGrants()[0].profileID, DeviceProfile::charmeraProfileID);
@@ -216,9 +217,9 @@ TEST_F(AppModelAccess, toACardWithNeitherDCIMNorSPIDCIMHasOneMediaRootTheEmptySt
 
 TEST_F(AppModelAccess, discardsAResultOnShow) {
   world.mount(camera);
-  model().statusReceipt =
-      resultOnShow("1 photo synced", world.mainThread.wallNow(), StatusReceipt::whileMounted);
-  model().showsCompletionCheckmark = true;
+  assign(model().statusReceipt,
+         resultOnShow("1 photo synced", world.mainThread.wallNow(), StatusReceipt::whileMounted));
+  assign(model().showsCompletionCheckmark, true);
   add(camera.url);
   EXPECT_EQ(*model().statusReceipt, std::nullopt);
   EXPECT_FALSE(model().showsCompletionCheckmark);
@@ -229,7 +230,7 @@ TEST_F(AppModelAccess, withoutPhotosAccessAsksForThat) {
   world.launch();
   world.start();
   world.mount(camera);
-  model().statusMessage = "";
+  assign(model().statusMessage, "");
   add(camera.url);
   EXPECT_EQ(status(), "Photos access needed");
   EXPECT_EQ(world.settings().cameraGrants().size(), 1U);
@@ -281,7 +282,7 @@ TEST_F(AppModelAccess, isForgottenOnlyAfterAQuestion) {
 
 TEST_F(AppModelAccess, thatIsForgottenEndsWhileTheOthersStay) {
   launchWithTwoCameras();
-  model().libraryReviews = std::vector{emptyReview(card.url)};
+  assign(model().libraryReviews, std::vector{emptyReview(card.url)});
   ASSERT_EQ(world.bookmarks.open.at(card.url), 1);
   forget(card);
   ASSERT_EQ(world.settings().cameraGrants().size(), 1U);
@@ -307,9 +308,9 @@ TEST_F(AppModelAccess, thatIsTheLastLeadsBackToSetupWhenForgotten) {
 TEST_F(AppModelAccess, isNotForgottenWhileAnythingRuns) {
   launchWithTwoCameras();
   for (auto* const work : {&model().isSyncing, &model().isEjecting}) {
-    *work = true;
+    assign(*work, true);
     forget(card);
-    *work = false;
+    assign(*work, false);
   }
   EXPECT_TRUE(world.dialogs.alerts.empty());
   EXPECT_EQ(world.settings().cameraGrants().size(), 2U);
@@ -317,7 +318,7 @@ TEST_F(AppModelAccess, isNotForgottenWhileAnythingRuns) {
 
 TEST_F(AppModelAccess, isNotForgottenWhenWorkHasBegunBeforeTheAnswer) {
   launchWithTwoCameras();
-  world.dialogs.whileOpen = [this] { model().isSyncing = true; };
+  world.dialogs.whileOpen = [this] { assign(model().isSyncing, true); };
   forget(card);
   EXPECT_EQ(world.dialogs.alerts.size(), 1U);
   EXPECT_EQ(world.settings().cameraGrants().size(), 2U);

@@ -7,6 +7,7 @@
 
 #include "Tests/Support/Application/AppModelValues.h"
 #include "Tests/Support/Application/AppModelWorld.h"
+#include "Tests/Support/Application/ObservedTestPeer.h"
 #include "TolvanderCore/MediaSourceError.h"
 
 namespace tolvander::tests {
@@ -51,16 +52,17 @@ class AppModelEvents : public testing::Test {
   }
 
   void giveReceipts() {
-    model().cameraCheckReceipts.update([this](auto& receipts) {
+    update(model().cameraCheckReceipts, [this](auto& receipts) {
       receipts[camera.url] = syncReceipt("CHARMERA");
       receipts[card.url] = syncReceipt("CARD");
     });
   }
 
   void showReceipt(const std::string& message) {
-    model().statusReceipt = resultOnShow(message, world.mainThread.wallNow(), StatusReceipt::whileMounted);
-    model().statusMessage = message;
-    model().showsCompletionCheckmark = true;
+    assign(model().statusReceipt,
+           resultOnShow(message, world.mainThread.wallNow(), StatusReceipt::whileMounted));
+    assign(model().statusMessage, message);
+    assign(model().showsCompletionCheckmark, true);
     model().setStatusMenuOpen(false);  // begins its time
   }
 
@@ -73,9 +75,9 @@ class AppModelEvents : public testing::Test {
 
   // As another flow's result would be, which the eject's own receipt doesn't cover.
   void showBadgeWithoutReceipt() {
-    model().statusReceipt = std::nullopt;
-    model().statusMessage = "Matches saved";
-    model().showsCompletionCheckmark = true;
+    assign(model().statusReceipt, std::nullopt);
+    assign(model().statusMessage, "Matches saved");
+    assign(model().showsCompletionCheckmark, true);
   }
 
   AppModel& model() { return world.model(); }
@@ -148,7 +150,7 @@ TEST_F(AppModelEvents, mountWithNoProfileAtAllAsksForTheCameraWhateverTheSetupSt
   world.start();
   mountAndSettle(camera);
   EXPECT_EQ(status(), "Connect your Charmera");
-  model().statusMessage = "";
+  assign(model().statusMessage, "");
   world.completeSetup();
   mountAndSettle(card);
   EXPECT_EQ(status(), "Connect your Charmera");
@@ -157,7 +159,7 @@ TEST_F(AppModelEvents, mountWithNoProfileAtAllAsksForTheCameraWhateverTheSetupSt
 
 TEST_F(AppModelEvents, mountWithoutPhotosAccessSuspendsSetup) {
   launchWithSavedCameras();
-  model().photosPermissionStatus = PhotosPermissionStatus::limited;
+  assign(model().photosPermissionStatus, PhotosPermissionStatus::limited);
   mountAndSettle(camera);
   EXPECT_EQ(status(), "Photos access needed");
   EXPECT_FALSE(world.settings().onboardingCompleted());
@@ -256,7 +258,7 @@ TEST_F(AppModelEvents, mountAndUnmountOfADriveChangeTheListOfDrives) {
 TEST_F(AppModelEvents, unmountByOurOwnEjectWithin300SecondsKeepsStatusAndBadge) {
   launchWithMountedCamera();
   eject();
-  model().showsCompletionCheckmark = true;
+  assign(model().showsCompletionCheckmark, true);
   world.advance(300s - 1ns);
   unmount(camera);
   EXPECT_EQ(status(), "Ejected CHARMERA");
@@ -305,7 +307,7 @@ TEST_F(AppModelEvents, unmountOfAnotherVolumeThanTheEjectedOneIsNotOurs) {
 
 TEST_F(AppModelEvents, unmountWhileWeEjectIsOurs) {
   launchWithMountedCamera();
-  model().showsCompletionCheckmark = true;
+  assign(model().showsCompletionCheckmark, true);
   world.ejector.eject = [this](const FileURL&) { world.mainThread.post([this] { world.unmount(camera); }); };
   eject();
   EXPECT_TRUE(model().showsCompletionCheckmark);
@@ -318,8 +320,8 @@ TEST_F(AppModelEvents, unmountWhileWeEjectIsOurs) {
 
 TEST_F(AppModelEvents, unmountLeavesAFailureMessage) {
   launchWithMountedCamera();
-  model().lastError = "It broke.";
-  model().statusMessage = "Sync needs attention";
+  assign(model().lastError, "It broke.");
+  assign(model().statusMessage, "Sync needs attention");
   unmount(camera);
   EXPECT_EQ(*model().lastError, "It broke.");
   EXPECT_EQ(status(), "Sync needs attention");
@@ -327,17 +329,17 @@ TEST_F(AppModelEvents, unmountLeavesAFailureMessage) {
 
 TEST_F(AppModelEvents, unmountLeavesTheMessageOfARunningFlow) {
   launchWithMountedCamera();
-  model().isSyncing = true;
-  model().statusMessage = "Reading camera files…";
+  assign(model().isSyncing, true);
+  assign(model().statusMessage, "Reading camera files…");
   unmount(camera);
   EXPECT_EQ(status(), "Reading camera files…");
 }
 
 TEST_F(AppModelEvents, unmountForgetsTheReviewAndTheAccessIssueOfTheVolume) {
   launchWithMountedCamera();
-  model().libraryReviews = std::vector{emptyReview(camera.url)};
-  model().libraryReviewCompletedAt = world.mainThread.wallNow();
-  model().removableVolumeAccessIssue = app::RemovableVolumeAccessIssue{.volumeName = "CHARMERA"};
+  assign(model().libraryReviews, std::vector{emptyReview(camera.url)});
+  assign(model().libraryReviewCompletedAt, world.mainThread.wallNow());
+  assign(model().removableVolumeAccessIssue, app::RemovableVolumeAccessIssue{.volumeName = "CHARMERA"});
   unmount(camera);
   EXPECT_TRUE(model().libraryReviews->empty());
   EXPECT_EQ(*model().libraryReviewCompletedAt, std::nullopt);
@@ -347,7 +349,7 @@ TEST_F(AppModelEvents, unmountForgetsTheReviewAndTheAccessIssueOfTheVolume) {
 TEST_F(AppModelEvents, unmountKeepsTheAccessIssueOfAnotherVolume) {
   launchWithMountedCamera();
   const app::RemovableVolumeAccessIssue issue{.volumeName = "CARD"};
-  model().removableVolumeAccessIssue = issue;
+  assign(model().removableVolumeAccessIssue, issue);
   unmount(camera);
   EXPECT_EQ(*model().removableVolumeAccessIssue, issue);
 }
@@ -356,7 +358,7 @@ TEST_F(AppModelEvents, unmountOfAVolumeThatIsNotOnShowLosesItsReceiptOnly) {
   launchWithMountedCamera();
   giveReceipts();
   showBadgeWithoutReceipt();
-  model().libraryReviews = std::vector{emptyReview(camera.url)};
+  assign(model().libraryReviews, std::vector{emptyReview(camera.url)});
   unmount(card);
   EXPECT_EQ(model().cameraCheckReceipts->count(card.url), 0U);
   EXPECT_EQ(model().cameraCheckReceipts->count(camera.url), 1U);
@@ -371,7 +373,7 @@ TEST_F(AppModelEvents, unmountOfAVolumeThatCouldBeACameraIsHandled) {
   launchWithSavedCameras();
   ASSERT_TRUE(model().connectedDevices->empty());
   ASSERT_EQ(model().availableRemovableVolumes->size(), 1U);
-  model().libraryReviews = std::vector{emptyReview(camera.url)};
+  assign(model().libraryReviews, std::vector{emptyReview(camera.url)});
   unmount(drive);
   EXPECT_TRUE(model().libraryReviews->empty());
 }

@@ -7,6 +7,7 @@
 
 #include "Tests/Support/Application/AppModelValues.h"
 #include "Tests/Support/Application/AppModelWorld.h"
+#include "Tests/Support/Application/ObservedTestPeer.h"
 
 namespace tolvander::tests {
 namespace {
@@ -142,7 +143,7 @@ TEST_F(AppModelLifetime, endsTheTimeOfAResult) {
   Scene scene;
   launchAfterSetup(scene);
   auto& model = scene.world.model();
-  model.statusReceipt = resultOnShow("1 photo synced", scene.world.mainThread.wallNow(), 120s);
+  assign(model.statusReceipt, resultOnShow("1 photo synced", scene.world.mainThread.wallNow(), 120s));
   model.setStatusMenuOpen(false);  // begins its time
   scene.world.runUntilIdle();
   ASSERT_EQ(scene.world.mainThread.untilNextTimer(), 120s);

@@ -5,6 +5,7 @@
 
 #include "Tests/Support/Application/AppModelValues.h"
 #include "Tests/Support/Application/AppModelWorld.h"
+#include "Tests/Support/Application/ObservedTestPeer.h"
 #include "TolvanderApp/Platform/PhotoLibraryError.h"
 
 namespace tolvander::tests {
@@ -63,7 +64,7 @@ TEST_F(AppModelPermissions, photosAccessThatIsNotGrantedIsNeeded) {
   for (const auto answer : {PhotosAuthorizationStatus::denied, PhotosAuthorizationStatus::restricted,
                             PhotosAuthorizationStatus::limited, PhotosAuthorizationStatus::notDetermined}) {
     launchUndecided();
-    model().statusMessage = "";
+    assign(model().statusMessage, "");
     requestPhotos(answer);
     EXPECT_EQ(model().photosPermissionStatus, app::photosPermissionStatus(answer));
     EXPECT_EQ(status(), "Photos access needed");
@@ -99,7 +100,7 @@ TEST_F(AppModelPermissions, photosAccessThatIsGrantedAfterSetupSyncs) {
 
 TEST_F(AppModelPermissions, photosAccessThatIsGrantedClearsItsOwnFailure) {
   launchUndecided();
-  model().lastError = accessDenied;
+  assign(model().lastError, accessDenied);
   requestPhotos(PhotosAuthorizationStatus::authorized);
   EXPECT_EQ(*model().lastError, std::nullopt);
   EXPECT_EQ(status(), "Waiting for connection");
@@ -126,8 +127,8 @@ TEST_F(AppModelPermissions, photosAnswerThatChangesNothingIsNotLogged) {
 
 TEST_F(AppModelPermissions, permissionErrorIsClearedByARefresh) {
   world.launchAfterSetup();
-  model().lastError = accessDenied;
-  model().statusMessage = "Sync needs attention";
+  assign(model().lastError, accessDenied);
+  assign(model().statusMessage, "Sync needs attention");
   world.run(model().refreshPermissionStatuses());
   EXPECT_EQ(*model().lastError, std::nullopt);
   EXPECT_FALSE(model().offersPhotoReview);
@@ -136,18 +137,18 @@ TEST_F(AppModelPermissions, permissionErrorIsClearedByARefresh) {
 
 TEST_F(AppModelPermissions, permissionErrorGivesWayToAReceiptOnShow) {
   world.launchAfterSetup();
-  model().lastError = accessDenied;
-  model().statusReceipt =
-      resultOnShow("1 photo synced", world.mainThread.wallNow(), app::StatusReceipt::whileMounted);
+  assign(model().lastError, accessDenied);
+  assign(model().statusReceipt,
+         resultOnShow("1 photo synced", world.mainThread.wallNow(), app::StatusReceipt::whileMounted));
   world.run(model().refreshPermissionStatuses());
   EXPECT_EQ(status(), "1 photo synced");
 }
 
 TEST_F(AppModelPermissions, everyOtherErrorIsLeftByARefresh) {
   world.launchAfterSetup();
-  model().lastError = "Photos could not complete the requested change.";
-  model().offersPhotoReview = true;
-  model().statusMessage = "Camera check incomplete";
+  assign(model().lastError, "Photos could not complete the requested change.");
+  assign(model().offersPhotoReview, true);
+  assign(model().statusMessage, "Camera check incomplete");
   world.run(model().refreshPermissionStatuses());
   EXPECT_EQ(*model().lastError, "Photos could not complete the requested change.");
   EXPECT_TRUE(model().offersPhotoReview);
@@ -156,7 +157,7 @@ TEST_F(AppModelPermissions, everyOtherErrorIsLeftByARefresh) {
 
 TEST_F(AppModelPermissions, permissionErrorStaysWhileAccessIsMissing) {
   world.launchAfterSetup();
-  model().lastError = accessDenied;
+  assign(model().lastError, accessDenied);
   world.photoLibrary.answerAuthorization({PhotosAuthorizationStatus::limited});
   world.run(model().refreshPermissionStatuses());
   EXPECT_EQ(*model().lastError, accessDenied);

@@ -7,6 +7,7 @@
 
 #include "Tests/Support/Application/AppModelValues.h"
 #include "Tests/Support/Application/AppModelWorld.h"
+#include "Tests/Support/Application/ObservedTestPeer.h"
 #include "Tests/Support/Application/TrashScene.h"
 #include "TolvanderCore/MediaSourceError.h"
 #include "TolvanderCore/Platform/Volume.h"
@@ -163,29 +164,30 @@ TEST_F(AppModelRefresh, ofDevicesWithoutAProfileSaysWhatToConnect) {
   world.mount(camera);
   world.run(model().refreshConnectedDevices());
   EXPECT_EQ(status(), "Connect your Charmera");
-  model().photosPermissionStatus = PhotosPermissionStatus::limited;
+  assign(model().photosPermissionStatus, PhotosPermissionStatus::limited);
   world.run(model().refreshConnectedDevices());
   EXPECT_EQ(status(), "Photos access needed");
 }
 
 TEST_F(AppModelRefresh, ofDevicesWithoutAProfileLeavesTheStatusOfAFlowAndOfAFailure) {
   world.start();
-  model().connectedDevices = std::vector{
-      app::ConnectedDeviceSummary{.volumeURL = camera.url, .displayName = "CHARMERA", .isCharmera = true}};
-  model().statusMessage = "as it was";
-  model().isSyncing = true;
+  assign(model().connectedDevices,
+         std::vector{app::ConnectedDeviceSummary{
+             .volumeURL = camera.url, .displayName = "CHARMERA", .isCharmera = true}});
+  assign(model().statusMessage, "as it was");
+  assign(model().isSyncing, true);
   world.run(model().refreshConnectedDevices());
   EXPECT_EQ(status(), "as it was");
   EXPECT_TRUE(model().connectedDevices->empty());
-  model().isSyncing = false;
-  model().lastError = "It broke.";
+  assign(model().isSyncing, false);
+  assign(model().lastError, "It broke.");
   world.run(model().refreshConnectedDevices());
   EXPECT_EQ(status(), "as it was");
 }
 
 TEST_F(AppModelRefresh, ofDevicesLeavesTheStatusWhileACameraIsThere) {
   launchReady();
-  model().statusMessage = "as it was";
+  assign(model().statusMessage, "as it was");
   world.run(model().refreshConnectedDevices());
   EXPECT_EQ(status(), "as it was");
 }
@@ -195,13 +197,13 @@ TEST_F(AppModelRefresh, ofDevicesLeavesTheStatusOfWorkAndOfAFailure) {
   world.volumes.unmount(camera.url);
   world.runUntilIdle();
   for (auto* const work : {&model().isSyncing, &model().isEjecting}) {
-    *work = true;
-    model().statusMessage = "as it was";
+    assign(*work, true);
+    assign(model().statusMessage, "as it was");
     world.run(model().refreshConnectedDevices());
     EXPECT_EQ(status(), "as it was");
-    *work = false;
+    assign(*work, false);
   }
-  model().lastError = "It broke.";
+  assign(model().lastError, "It broke.");
   world.run(model().refreshConnectedDevices());
   EXPECT_EQ(status(), "as it was");
 }
@@ -210,17 +212,17 @@ TEST_F(AppModelRefresh, ofDevicesWithoutACameraShowsTheStatusAtRestUnlessAResult
   launchReady();
   world.volumes.unmount(camera.url);
   world.runUntilIdle();
-  model().statusMessage = "as it was";
+  assign(model().statusMessage, "as it was");
   world.run(model().refreshConnectedDevices());
   EXPECT_EQ(status(), "Waiting for connection");
 
-  model().statusMessage = "Ejected CHARMERA";
-  model().statusReceipt =
-      resultOnShow("Ejected CHARMERA", world.mainThread.wallNow(), StatusReceipt::afterEject);
+  assign(model().statusMessage, "Ejected CHARMERA");
+  assign(model().statusReceipt,
+         resultOnShow("Ejected CHARMERA", world.mainThread.wallNow(), StatusReceipt::afterEject));
   world.run(model().refreshConnectedDevices());
   EXPECT_EQ(status(), "Ejected CHARMERA");
 
-  model().photosPermissionStatus = PhotosPermissionStatus::denied;
+  assign(model().photosPermissionStatus, PhotosPermissionStatus::denied);
   world.run(model().refreshConnectedDevices());
   EXPECT_EQ(status(), "Photos access needed");
 }
@@ -292,7 +294,7 @@ TEST_F(AppModelRefresh, ofTrashIsEmptyWithoutPhotosAccess) {
   moveTwoFilesToTrash(camera, "CHARMERA");
   world.run(model().refreshTrashCount());
   ASSERT_EQ(model().deviceTrashSummaries->size(), 1U);
-  model().photosPermissionStatus = PhotosPermissionStatus::limited;
+  assign(model().photosPermissionStatus, PhotosPermissionStatus::limited);
   world.run(model().refreshTrashCount());
   EXPECT_TRUE(model().deviceTrashSummaries->empty());
 }
@@ -322,7 +324,7 @@ TEST_F(AppModelRefresh, ofAlbumNamesKeepsTheOldOnesWhereTheyCannotBeRead) {
 TEST_F(AppModelRefresh, ofAlbumNamesHasNoneWithoutPhotosAccess) {
   world.photoLibrary.addAlbum("Summer");
   launchReady();
-  model().photosPermissionStatus = PhotosPermissionStatus::denied;
+  assign(model().photosPermissionStatus, PhotosPermissionStatus::denied);
   world.run(model().refreshAlbumNames());
   EXPECT_TRUE(model().availableAlbumNames->empty());
 }
@@ -330,8 +332,8 @@ TEST_F(AppModelRefresh, ofAlbumNamesHasNoneWithoutPhotosAccess) {
 TEST_F(AppModelRefresh, ofHistoryCountsHasNoneAndNoMessageWhereTheyCannotBeRead) {
   writeUnreadableHistory();
   world.launch();
-  model().collectedPhotoCount = 1;
-  model().collectedVideoCount = 1;
+  assign(model().collectedPhotoCount, 1);
+  assign(model().collectedVideoCount, 1);
   world.run(model().refreshPhotoHistoryCount());
   EXPECT_EQ(*model().collectedPhotoCount, std::nullopt);
   EXPECT_EQ(*model().collectedVideoCount, std::nullopt);
@@ -394,13 +396,13 @@ TEST_F(AppModelRefresh, ofPermissionsRecordsThatPhotosAccessChanged) {
 TEST_F(AppModelRefresh, thatLosesAccessForgetsAllResults) {
   launchReady();
   const auto giveResults = [&] {
-    model().statusMessage = "1 photo synced";
-    model().statusReceipt =
-        resultOnShow("1 photo synced", world.mainThread.wallNow(), StatusReceipt::whileMounted);
-    model().showsCompletionCheckmark = true;
-    model().cameraCheckReceipts.update([&](auto& receipts) { receipts[camera.url] = syncReceipt("C"); });
-    model().libraryReviews = std::vector{emptyReview(camera.url)};
-    model().libraryReviewCompletedAt = world.mainThread.wallNow();
+    assign(model().statusMessage, "1 photo synced");
+    assign(model().statusReceipt,
+           resultOnShow("1 photo synced", world.mainThread.wallNow(), StatusReceipt::whileMounted));
+    assign(model().showsCompletionCheckmark, true);
+    update(model().cameraCheckReceipts, [&](auto& receipts) { receipts[camera.url] = syncReceipt("C"); });
+    assign(model().libraryReviews, std::vector{emptyReview(camera.url)});
+    assign(model().libraryReviewCompletedAt, world.mainThread.wallNow());
     model().setStatusMenuOpen(false);  // begins the receipt's time
   };
   giveResults();
@@ -470,26 +472,26 @@ TEST_F(AppModelRefresh, firstSyncNeedsEveryCondition) {
   launchReady();
   EXPECT_TRUE(model().canStartFirstSync());
 
-  model().photosPermissionStatus = PhotosPermissionStatus::limited;
+  assign(model().photosPermissionStatus, PhotosPermissionStatus::limited);
   EXPECT_FALSE(model().canStartFirstSync());
-  model().photosPermissionStatus = PhotosPermissionStatus::authorized;
+  assign(model().photosPermissionStatus, PhotosPermissionStatus::authorized);
   EXPECT_TRUE(model().canStartFirstSync());
 
   for (auto* const work : {&model().isSyncing, &model().isEjecting}) {
-    *work = true;
+    assign(*work, true);
     EXPECT_FALSE(model().canStartFirstSync());
-    *work = false;
+    assign(*work, false);
     EXPECT_TRUE(model().canStartFirstSync());
   }
 
-  model().removableVolumeAccessIssue = app::RemovableVolumeAccessIssue{.volumeName = "CARD"};
+  assign(model().removableVolumeAccessIssue, app::RemovableVolumeAccessIssue{.volumeName = "CARD"});
   EXPECT_FALSE(model().canStartFirstSync());
-  model().removableVolumeAccessIssue = std::nullopt;
+  assign(model().removableVolumeAccessIssue, std::nullopt);
 
   const auto devices = *model().connectedDevices;
-  model().connectedDevices = {};
+  assign(model().connectedDevices, {});
   EXPECT_FALSE(model().canStartFirstSync());
-  model().connectedDevices = devices;
+  assign(model().connectedDevices, devices);
   EXPECT_TRUE(model().canStartFirstSync());
 
   world.settings().removeProfile(world.settings().cameraGrants().front().id);

@@ -4,10 +4,12 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "Tests/Support/Application/AppModelValues.h"
 #include "Tests/Support/Application/AppModelWorld.h"
+#include "Tests/Support/Application/ObservedTestPeer.h"
 #include "TolvanderApp/Platform/PhotoLibraryError.h"
 #include "TolvanderCore/MediaSourceError.h"
 #include "TolvanderCore/RecognitionError.h"
@@ -29,6 +31,8 @@ using Text = std::optional<std::string>;
 constexpr std::string_view attention = "exclamationmark.circle.fill";
 constexpr std::string_view done = "checkmark.circle";
 
+static_assert(!std::is_assignable_v<decltype(AppModel::isSyncing)&, bool>, "only the model assigns");
+
 // A saved and plugged in Charmera and a card, both without files, after setup.
 class AppModelStatus : public testing::Test {
  protected:
@@ -45,26 +49,26 @@ class AppModelStatus : public testing::Test {
   Date now() { return world.mainThread.wallNow(); }
 
   void check(const AppModelWorld::Camera& which, std::int64_t count = 0) {
-    model().cameraCheckReceipts.update(
-        [&](auto& receipts) { receipts[which.url] = syncReceipt(which.name, count, 0, now()); });
+    update(model().cameraCheckReceipts,
+           [&](auto& receipts) { receipts[which.url] = syncReceipt(which.name, count, 0, now()); });
   }
 
   // A result that a flow has just shown.
   void show(const std::string& message, std::chrono::duration<double> atLeast = StatusReceipt::whileMounted) {
-    model().statusMessage = message;
-    model().statusReceipt = resultOnShow(message, now(), atLeast);
-    model().showsCompletionCheckmark = true;
+    assign(model().statusMessage, message);
+    assign(model().statusReceipt, resultOnShow(message, now(), atLeast));
+    assign(model().showsCompletionCheckmark, true);
     model().setStatusMenuOpen(false);  // begins its time
   }
 
   void skip(int count) {
     StatusReceipt receipt = *model().statusReceipt.value();
     receipt.metadataSkippedCount = count;
-    model().statusReceipt = receipt;
+    assign(model().statusReceipt, receipt);
   }
 
   void replaceResult(std::chrono::duration<double> atLeast) {
-    model().statusReceipt = resultOnShow(status(), now(), atLeast);
+    assign(model().statusReceipt, resultOnShow(status(), now(), atLeast));
   }
 
   // Syncs, and does something when the result is on show and the badge is not.
@@ -99,7 +103,7 @@ class AppModelStatus : public testing::Test {
   void leaveUncertain() {
     auto review = emptyReview(camera.url);
     review.review.uncertain.push_back(anyMediaFile(camera.url));
-    model().libraryReviews = std::vector{review};
+    assign(model().libraryReviews, std::vector{review});
   }
 
   AppModelWorld world;
@@ -113,29 +117,29 @@ class AppModelStatus : public testing::Test {
 TEST_F(AppModelStatus, atRestFollowsTheFirstRuleThatHolds) {
   check(camera);
   EXPECT_EQ(model().idleStatus(), "Camera up to date");
-  model().cameraCheckReceipts = {};
+  assign(model().cameraCheckReceipts, {});
   EXPECT_EQ(model().idleStatus(), "Ready to import");
-  model().connectedDevices = {};
+  assign(model().connectedDevices, {});
   EXPECT_EQ(model().idleStatus(), "Waiting for connection");
   leaveUncertain();
   EXPECT_EQ(model().idleStatus(), "Camera check incomplete");
-  model().lastError = "It broke.";
+  assign(model().lastError, "It broke.");
   EXPECT_EQ(model().idleStatus(), "Sync needs attention");
-  model().offersPhotoReview = true;
+  assign(model().offersPhotoReview, true);
   EXPECT_EQ(model().idleStatus(), "Camera check incomplete");
-  model().availableRemovableVolumes = {};
+  assign(model().availableRemovableVolumes, {});
   for (const auto& grant : std::vector(world.settings().cameraGrants())) {
     world.settings().removeProfile(grant.id);
   }
   EXPECT_EQ(model().idleStatus(), "Waiting for connection");
-  model().availableRemovableVolumes =
-      std::vector{app::RemovableVolumeSummary{.volumeURL = camera.url, .displayName = "CHARMERA"}};
+  assign(model().availableRemovableVolumes,
+         std::vector{app::RemovableVolumeSummary{.volumeURL = camera.url, .displayName = "CHARMERA"}});
   EXPECT_EQ(model().idleStatus(), "Connect your Charmera");
-  model().removableVolumeAccessIssue = RemovableVolumeAccessIssue{.volumeName = "CARD"};
+  assign(model().removableVolumeAccessIssue, RemovableVolumeAccessIssue{.volumeName = "CARD"});
   EXPECT_EQ(model().idleStatus(), "Camera access needed");
   for (const auto lost : {PhotosPermissionStatus::limited, PhotosPermissionStatus::notDetermined,
                           PhotosPermissionStatus::denied, PhotosPermissionStatus::restricted}) {
-    model().photosPermissionStatus = lost;
+    assign(model().photosPermissionStatus, lost);
     EXPECT_EQ(model().idleStatus(), "Photos access needed");
   }
 }
@@ -147,7 +151,7 @@ TEST_F(AppModelStatus, atRestReadsReadyToImportWhenOnlyTheSecondCameraHasAReceip
   EXPECT_EQ(model().idleStatus(), "Ready to import");
   check(camera);
   EXPECT_EQ(model().connectedCameraReceipt()->deviceName, "CHARMERA");
-  model().connectedDevices = {};
+  assign(model().connectedDevices, {});
   EXPECT_EQ(model().connectedCameraReceipt(), std::nullopt);
 }
 
@@ -161,11 +165,11 @@ TEST_F(AppModelStatus, knowsAnIncompleteReview) {
   EXPECT_FALSE(model().photoReviewIsIncomplete());
   auto review = emptyReview(camera.url);
   review.review.newFiles.push_back(anyMediaFile(camera.url));
-  model().libraryReviews = std::vector{review};
+  assign(model().libraryReviews, std::vector{review});
   EXPECT_FALSE(model().photoReviewIsIncomplete());
   auto unchecked = emptyReview(card.url);
   unchecked.review.unchecked.push_back(anyMediaFile(card.url));
-  model().libraryReviews = std::vector{review, unchecked};
+  assign(model().libraryReviews, std::vector{review, unchecked});
   EXPECT_TRUE(model().photoReviewIsIncomplete());
   leaveUncertain();
   EXPECT_TRUE(model().photoReviewIsIncomplete());
@@ -266,7 +270,7 @@ TEST_F(AppModelStatus, resultLivesOnFromAnEarlyClose) {
 
 TEST_F(AppModelStatus, resultGoesButAMessageThatReplacedItStays) {
   show("1 photo synced");
-  model().statusMessage = "Matches saved";
+  assign(model().statusMessage, "Matches saved");
   world.advance(120s);
   EXPECT_EQ(*model().statusReceipt, std::nullopt);
   EXPECT_FALSE(model().showsCompletionCheckmark);
@@ -276,24 +280,24 @@ TEST_F(AppModelStatus, resultGoesButAMessageThatReplacedItStays) {
 TEST_F(AppModelStatus, resultGoesWhenWorkBegins) {
   for (auto* const work : {&model().isSyncing, &model().isEjecting}) {
     show("1 photo synced");
-    *work = true;
+    assign(*work, true);
     EXPECT_EQ(*model().statusReceipt, std::nullopt);
     EXPECT_FALSE(model().showsCompletionCheckmark);
     EXPECT_EQ(status(), "1 photo synced");  // the work writes its own
     EXPECT_EQ(untilNextTimer(), std::nullopt);
-    *work = false;
+    assign(*work, false);
   }
 }
 
 TEST_F(AppModelStatus, resultThatCameDuringWorkIsTimedFromTheWorksEnd) {
   for (auto* const work : {&model().isSyncing, &model().isEjecting}) {
-    *work = true;
+    assign(*work, true);
     show("1 photo synced");
-    *work = true;  // no new work
+    assign(*work, true);  // no new work
     EXPECT_NE(*model().statusReceipt, std::nullopt);
     world.advance(100s);
     EXPECT_EQ(untilNextTimer(), std::nullopt);
-    *work = false;
+    assign(*work, false);
     EXPECT_EQ(untilNextTimer(), 20s);
     world.advance(20s);
     EXPECT_EQ(status(), "Ready to import");
@@ -301,17 +305,17 @@ TEST_F(AppModelStatus, resultThatCameDuringWorkIsTimedFromTheWorksEnd) {
 }
 
 TEST_F(AppModelStatus, resultThatCameDueDuringWorkGoesAtItsEnd) {
-  model().isSyncing = true;
+  assign(model().isSyncing, true);
   show("1 photo synced");
   world.advance(120s);
   EXPECT_EQ(status(), "1 photo synced");
-  model().isSyncing = false;
+  assign(model().isSyncing, false);
   EXPECT_EQ(status(), "Ready to import");
 }
 
 TEST_F(AppModelStatus, resultGoesWithAFailure) {
   show("1 photo synced");
-  model().lastError = "It broke.";
+  assign(model().lastError, "It broke.");
   EXPECT_EQ(*model().statusReceipt, std::nullopt);
   EXPECT_FALSE(model().showsCompletionCheckmark);
   EXPECT_EQ(untilNextTimer(), std::nullopt);
@@ -319,7 +323,7 @@ TEST_F(AppModelStatus, resultGoesWithAFailure) {
 
 TEST_F(AppModelStatus, resultStaysWhenAFailureIsCleared) {
   show("1 photo synced");
-  model().lastError = std::nullopt;
+  assign(model().lastError, std::nullopt);
   EXPECT_NE(*model().statusReceipt, std::nullopt);
 }
 
@@ -338,7 +342,7 @@ TEST_F(AppModelStatus, laterResultIsNotEndedByTheTimeOfTheFormer) {
 TEST_F(AppModelStatus, replacedResultIsLeftAloneByTheTimerThatWakes) {
   show("1 photo synced");
   world.advance(120s - 1ns);
-  model().statusReceipt = resultOnShow("1 photo synced", now() - 500s, StatusReceipt::whileMounted);
+  assign(model().statusReceipt, resultOnShow("1 photo synced", now() - 500s, StatusReceipt::whileMounted));
   world.advance(1ns);
   EXPECT_NE(*model().statusReceipt, std::nullopt);
   EXPECT_EQ(status(), "1 photo synced");
@@ -383,7 +387,7 @@ TEST_F(AppModelStatus, badgeIsNotShownWithAFailure) {
   show("before");
   world.ejector.eject = [&](const FileURL&) {
     world.mainThread.call([&] {
-      model().lastError = "It broke.";
+      assign(model().lastError, "It broke.");
       replaceResult(120s);  // which no flow does
     });
   };
@@ -394,16 +398,16 @@ TEST_F(AppModelStatus, badgeIsNotShownWithAFailure) {
 
 TEST_F(AppModelStatus, badgeIsNotShownWithoutAResult) {
   beforeTheBadgeOfASync([&] {
-    model().statusReceipt = std::nullopt;
-    model().showsCompletionCheckmark = true;
+    assign(model().statusReceipt, std::nullopt);
+    assign(model().showsCompletionCheckmark, true);
   });
   EXPECT_FALSE(model().showsCompletionCheckmark);
 }
 
 TEST_F(AppModelStatus, badgeIsNotShownWithoutACamera) {
   beforeTheBadgeOfASync([&] {
-    model().connectedDevices = {};
-    model().showsCompletionCheckmark = true;
+    assign(model().connectedDevices, {});
+    assign(model().showsCompletionCheckmark, true);
   });
   EXPECT_FALSE(model().showsCompletionCheckmark);
   EXPECT_TRUE(model().statusReceipt->has_value());
@@ -437,7 +441,7 @@ TEST_F(AppModelStatus, ofAFailureSaysWhetherACheckCanSettleIt) {
                false},
            Row{std::make_exception_ptr(CocoaError(CocoaError::Code::fileReadUnknown)), false},
        }) {
-    model().lastError = std::nullopt;
+    assign(model().lastError, std::nullopt);
     show("1 photo synced");
     fail(row.failure);
     EXPECT_TRUE(model().lastError->has_value());
@@ -457,10 +461,10 @@ TEST_F(AppModelStatus, ofAFailureIsItsDescription) {
 TEST_F(AppModelStatus, ofAReviewOfferIsClearedByEachNewFailure) {
   fail(std::make_exception_ptr(RecognitionError(RecognitionError::Case::budgetExceeded)));
   ASSERT_TRUE(model().offersPhotoReview);
-  model().lastError = std::nullopt;
+  assign(model().lastError, std::nullopt);
   EXPECT_FALSE(model().offersPhotoReview);  // with `lastError` absent it does not occur
-  model().offersPhotoReview = true;
-  model().lastError = "Another.";
+  assign(model().offersPhotoReview, true);
+  assign(model().lastError, "Another.");
   EXPECT_FALSE(model().offersPhotoReview);
 }
 
@@ -534,18 +538,18 @@ TEST_F(AppModelStatus, ofPhotosAccessThatWasDeniedForAMomentIsClearedAgain) {
 
 TEST_F(AppModelStatus, asksForAttentionForEachReasonByItself) {
   EXPECT_FALSE(model().showsAttentionBadge());
-  model().photosPermissionStatus = PhotosPermissionStatus::limited;
+  assign(model().photosPermissionStatus, PhotosPermissionStatus::limited);
   EXPECT_TRUE(model().showsAttentionBadge());
-  model().photosPermissionStatus = PhotosPermissionStatus::authorized;
-  model().lastError = "It broke.";
+  assign(model().photosPermissionStatus, PhotosPermissionStatus::authorized);
+  assign(model().lastError, "It broke.");
   EXPECT_TRUE(model().showsAttentionBadge());
-  model().lastError = std::nullopt;
+  assign(model().lastError, std::nullopt);
   leaveUncertain();
   EXPECT_TRUE(model().showsAttentionBadge());
-  model().libraryReviews = {};
-  model().removableVolumeAccessIssue = RemovableVolumeAccessIssue{.volumeName = "CARD"};
+  assign(model().libraryReviews, {});
+  assign(model().removableVolumeAccessIssue, RemovableVolumeAccessIssue{.volumeName = "CARD"});
   EXPECT_TRUE(model().showsAttentionBadge());
-  model().removableVolumeAccessIssue = std::nullopt;
+  assign(model().removableVolumeAccessIssue, std::nullopt);
   EXPECT_FALSE(model().showsAttentionBadge());
   for (const auto& grant : std::vector(world.settings().cameraGrants())) {
     world.settings().removeProfile(grant.id);
@@ -555,7 +559,7 @@ TEST_F(AppModelStatus, asksForAttentionForEachReasonByItself) {
 
 TEST_F(AppModelStatus, asksForAttentionDuringSetupOnlyWhenSetupDoes) {
   world.settings().setOnboardingCompleted(false);
-  model().lastError = "It broke.";
+  assign(model().lastError, "It broke.");
   EXPECT_FALSE(model().showsAttentionBadge());
   world.settings().setOnboardingNeedsAttention(true);
   EXPECT_TRUE(model().showsAttentionBadge());
@@ -581,8 +585,8 @@ TEST_F(AppModelStatus, labelsWhatWasCollected) {
            Row{-1, 3, "2 videos collected"},
            Row{3, -1, "2 photos collected"},
        }) {
-    model().collectedPhotoCount = row.photos;
-    model().collectedVideoCount = row.videos;
+    assign(model().collectedPhotoCount, row.photos);
+    assign(model().collectedVideoCount, row.videos);
     EXPECT_EQ(model().collectedPhotosLabel(), row.label);
   }
 }
@@ -595,11 +599,11 @@ TEST_F(AppModelStatus, detailOfReadyToImportIsNothingElse) {
 }
 
 TEST_F(AppModelStatus, detailNamesTheCameraThatIsUpToDate) {
-  model().statusMessage = "Camera up to date";
+  assign(model().statusMessage, "Camera up to date");
   EXPECT_EQ(model().settingsStatusDetail(), std::nullopt);
   check(camera);
   EXPECT_EQ(model().settingsStatusDetail(), "CHARMERA");
-  model().statusMessage = "1 photo synced";
+  assign(model().statusMessage, "1 photo synced");
   EXPECT_EQ(model().settingsStatusDetail(), std::nullopt);
 }
 
@@ -627,24 +631,24 @@ TEST_F(AppModelStatus, detailAndHelpOfSkippedFilesBelongToTheMessageOnShow) {
   EXPECT_EQ(model().settingsStatusDetailHelp(),
             "Matched by filename, capture time and dimensions, plus duration for videos. Camera originals "
             "were kept.");
-  model().statusMessage = "Matches saved";
+  assign(model().statusMessage, "Matches saved");
   EXPECT_EQ(model().settingsStatusDetail(), std::nullopt);
   EXPECT_EQ(model().settingsStatusDetailHelp(), std::nullopt);
 
   for (auto* const work : {&model().isSyncing, &model().isEjecting}) {
-    *work = true;
+    assign(*work, true);
     show("1 photo synced");
     skip(1);
     EXPECT_EQ(model().settingsStatusDetail(), std::nullopt);
     EXPECT_EQ(model().settingsStatusDetailHelp(), std::nullopt);
-    *work = false;
+    assign(*work, false);
     EXPECT_EQ(model().settingsStatusDetail(), "1 likely duplicate skipped");
     EXPECT_NE(model().settingsStatusDetailHelp(), std::nullopt);
   }
 
   const StatusReceipt receipt = *model().statusReceipt.value();
-  model().lastError = "It broke.";
-  model().statusReceipt = receipt;  // which no flow does
+  assign(model().lastError, "It broke.");
+  assign(model().statusReceipt, receipt);  // which no flow does
   EXPECT_EQ(model().settingsStatusDetail(), std::nullopt);
   EXPECT_EQ(model().settingsStatusDetailHelp(), std::nullopt);
 }
@@ -659,7 +663,7 @@ TEST_F(AppModelStatus, dateIsThatOfTheResultOnShow) {
   const Date shown = now();
   world.advance(10s);
   EXPECT_EQ(model().settingsStatusDate(), shown);
-  model().statusMessage = "Matches saved";
+  assign(model().statusMessage, "Matches saved");
   EXPECT_EQ(model().settingsStatusDate(), std::nullopt);
 }
 
@@ -669,39 +673,39 @@ TEST_F(AppModelStatus, dateOfACameraThatIsUpToDateIsThatOfItsCheck) {
   world.advance(10s);
   show("Camera up to date");
   EXPECT_EQ(model().settingsStatusDate(), checked);
-  model().cameraCheckReceipts = {};
+  assign(model().cameraCheckReceipts, {});
   EXPECT_EQ(model().settingsStatusDate(), std::nullopt);  // not the receipt's
 }
 
 TEST_F(AppModelStatus, dateIsAbsentWhileAnythingRunsOrFailed) {
   check(camera);
-  model().statusMessage = "Camera up to date";
+  assign(model().statusMessage, "Camera up to date");
   for (auto* const work : {&model().isSyncing, &model().isEjecting}) {
-    *work = true;
+    assign(*work, true);
     EXPECT_EQ(model().settingsStatusDate(), std::nullopt);
-    *work = false;
+    assign(*work, false);
     EXPECT_NE(model().settingsStatusDate(), std::nullopt);
   }
-  model().lastError = "It broke.";
+  assign(model().lastError, "It broke.");
   EXPECT_EQ(model().settingsStatusDate(), std::nullopt);
 }
 
 // Each rule is made to hold after those that come later.
 TEST_F(AppModelStatus, symbolFollowsTheFirstRuleThatHolds) {
   EXPECT_EQ(model().settingsStatusSymbol(), std::nullopt);
-  model().libraryReviewCompletedAt = now();
+  assign(model().libraryReviewCompletedAt, now());
   EXPECT_EQ(model().settingsStatusSymbol(), done);
-  model().libraryReviewCompletedAt = std::nullopt;
+  assign(model().libraryReviewCompletedAt, std::nullopt);
   show("1 photo synced");
   EXPECT_EQ(model().settingsStatusSymbol(), done);
   leaveUncertain();
   EXPECT_EQ(model().settingsStatusSymbol(), attention);
-  model().isEjecting = true;
+  assign(model().isEjecting, true);
   EXPECT_EQ(model().settingsStatusSymbol(), std::nullopt);
-  model().isSyncing = true;
-  model().isEjecting = false;
+  assign(model().isSyncing, true);
+  assign(model().isEjecting, false);
   EXPECT_EQ(model().settingsStatusSymbol(), std::nullopt);
-  model().lastError = "It broke.";
+  assign(model().lastError, "It broke.");
   EXPECT_EQ(model().settingsStatusSymbol(), attention);
 }
 

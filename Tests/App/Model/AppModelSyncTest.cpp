@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "Tests/App/Model/AppModelFlowTest.h"
+#include "Tests/Support/Application/ObservedTestPeer.h"
 #include "Tests/Support/Machine/OpenWatch.h"
 #include "TolvanderApp/Platform/PhotoLibraryError.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
@@ -524,7 +525,7 @@ TEST_F(AppModelSyncTest, failureNamesItsFileBesideItsWordsUntilAnotherFlowBegins
   EXPECT_EQ(model().lastError->value_or(""),
             "This video could not be read. The camera original is unchanged. Try Check Now again.");
   EXPECT_EQ(world.logText().find("MOVI0001"), std::string::npos);
-  model().lastError = "Something else.";
+  assign(model().lastError, "Something else.");
   EXPECT_EQ(model().lastErrorFile.value(), std::nullopt);
   run([&] { model().verifyCameraInPhotos(); });
   EXPECT_EQ(model().lastErrorFile.value(), "MOVI0001.AVI");

@@ -4,6 +4,7 @@
 
 #include "Samples/Bytes.h"
 #include "Tests/Support/Application/AppModelWorld.h"
+#include "Tests/Support/Application/ObservedTestPeer.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/JSON/JSONReader.h"
 
@@ -11,6 +12,7 @@ namespace tolvander::app {
 namespace {
 
 using tests::AppModelWorld;
+using tests::assign;
 
 const FileURL library("/pictures/Tolvander");
 
@@ -196,8 +198,8 @@ TEST_F(SyncRecorderTest, keepsWhatBecameOfEarlierFlows) {
   world.addPhoto(camera, "PICT0001.JPG", 1);
   world.launchAfterSetup();
   const SyncRecorder recorder(world.model(), library);
-  world.model().lastError = "It broke.";
-  world.model().cameraRuns = std::vector{runOf("BROKEN", {}, CameraRun::End::failed)};
+  assign(world.model().lastError, "It broke.");
+  assign(world.model().cameraRuns, std::vector{runOf("BROKEN", {}, CameraRun::End::failed)});
   sync();
   ASSERT_FALSE(world.model().lastError->has_value());
   const SyncReport report = recorder.report(false);
@@ -220,9 +222,9 @@ TEST_F(SyncRecorderTest, hasFailedWhereTheLibraryMayNotBeUsed) {
 TEST_F(SyncRecorderTest, tellsOfAVolumeThatMayNotBeReadBesideWhatArrivedFromTheOthers) {
   world.launchAfterSetup();
   const SyncRecorder recorder(world.model(), library);
-  world.model().cameraRuns = std::vector{runOf("CARD", {.photos = 1})};
-  world.model().removableVolumeAccessIssue = RemovableVolumeAccessIssue{.volumeName = "CLOSED"};
-  world.model().statusMessage = "Ready to sync";
+  assign(world.model().cameraRuns, std::vector{runOf("CARD", {.photos = 1})});
+  assign(world.model().removableVolumeAccessIssue, RemovableVolumeAccessIssue{.volumeName = "CLOSED"});
+  assign(world.model().statusMessage, "Ready to sync");
   const SyncReport report = recorder.report(false);
   EXPECT_EQ(report.outcome, SyncReport::Outcome::failed);
   EXPECT_EQ(report.failure,
