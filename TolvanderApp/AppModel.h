@@ -45,6 +45,9 @@
 
 namespace tolvander::app {
 
+struct StatusPresentation;
+struct StatusState;
+
 // The application: everything that the screens show, and the flows that turn events into work. A shell reads
 // the observable fields and calls the operations; nothing else in the program reacts to the machine.
 //
@@ -326,6 +329,8 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   void setNotificationPermissionStatus(NotificationPermissionStatus status);
 
   // Status (AppModelStatus.cpp)
+  StatusState statusState() const;
+  StatusPresentation statusPresentation() const;
   std::string statusWithoutProfiles() const;
   void show(const std::exception_ptr& failure);
   void show(const std::exception& error);

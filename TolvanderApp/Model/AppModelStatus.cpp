@@ -4,10 +4,10 @@
 #include "TolvanderApp/AppModel.h"
 #include "TolvanderApp/CameraVolumeDiscovery.h"
 #include "TolvanderApp/Concurrency/Sleep.h"
+#include "TolvanderApp/Model/StatusPresentation.h"
 #include "TolvanderApp/Permissions/PermissionService.h"
 #include "TolvanderApp/Platform/PhotoLibraryError.h"
 #include "TolvanderApp/Presentation/FailureText.h"
-#include "TolvanderCore/MediaCounts.h"
 #include "TolvanderCore/MediaSourceError.h"
 #include "TolvanderCore/RecognitionError.h"
 #include "TolvanderCore/SyncHistoryError.h"
@@ -17,17 +17,6 @@ namespace tolvander::app {
 namespace {
 
 using Seconds = std::chrono::duration<double>;
-
-constexpr std::string_view attentionSymbol = "exclamationmark.circle.fill";
-constexpr std::string_view doneSymbol = "checkmark.circle";
-
-constexpr std::string_view readyToImport = "Ready to import";
-constexpr std::string_view cameraUpToDate = "Camera up to date";
-
-// `total` items of which `videos` are said to be videos; never more videos than items.
-MediaCounts counts(std::int64_t total, std::int64_t videos) {
-  return MediaCounts::ofTotal(total, std::clamp<std::int64_t>(videos, 0, std::max<std::int64_t>(total, 0)));
-}
 
 // Whether a check against the library can settle the failure.
 bool canBeSettledByReview(const std::exception& error) {
@@ -46,70 +35,70 @@ bool isAccessDenied(const std::exception& error) {
   return library && library->kind() == PhotoLibraryError::Case::accessDenied;
 }
 
-std::string joined(const std::vector<std::string>& parts, std::string_view separator) {
-  std::string text;
-  for (const auto& part : parts) {
-    text += (text.empty() ? "" : std::string(separator)) + part;
-  }
-  return text;
-}
-
 }  // namespace
 
-// MARK: The status line at rest
+// MARK: What is shown
 
-std::string AppModel::idleStatus() const {
-  if (photosPermissionStatus != PhotosPermissionStatus::authorized) {
-    return "Photos access needed";
-  }
-  if (removableVolumeAccessIssue->has_value()) {
-    return "Camera access needed";
-  }
-  if (settings().authorizedDeviceProfiles().empty()) {
-    return statusWithoutProfiles();
-  }
-  if (lastError->has_value()) {
-    return offersPhotoReview ? "Camera check incomplete" : "Sync needs attention";
-  }
-  if (photoReviewIsIncomplete()) {
-    return "Camera check incomplete";
-  }
-  if (connectedDevices->empty()) {
-    return "Waiting for connection";
-  }
-  return std::string(connectedCameraReceipt() ? cameraUpToDate : readyToImport);
+StatusState AppModel::statusState() const {
+  return {.onboardingCompleted = settings().onboardingCompleted(),
+          .onboardingNeedsAttention = settings().onboardingNeedsAttention(),
+          .photosPermissionStatus = photosPermissionStatus,
+          .hasAuthorizedProfiles = !settings().authorizedDeviceProfiles().empty(),
+          .hasRemovableVolumeAccessIssue = removableVolumeAccessIssue->has_value(),
+          .hasAvailableRemovableVolumes = !availableRemovableVolumes->empty(),
+          .connectedDevices = connectedDevices,
+          .cameraCheckReceipts = cameraCheckReceipts,
+          .photoReviewIsIncomplete = photoReviewIsIncomplete(),
+          .hasCompletedLibraryReview = libraryReviewCompletedAt->has_value(),
+          .isSyncing = isSyncing,
+          .isEjecting = isEjecting,
+          .hasError = lastError->has_value(),
+          .offersPhotoReview = offersPhotoReview,
+          .statusMessage = statusMessage,
+          .statusReceipt = statusReceipt,
+          .collectedPhotoCount = collectedPhotoCount,
+          .collectedVideoCount = collectedVideoCount};
 }
 
+StatusPresentation AppModel::statusPresentation() const { return StatusPresentation::of(statusState()); }
+
+std::string AppModel::idleStatus() const { return statusPresentation().idleStatus; }
+
 std::string AppModel::statusWithoutProfiles() const {
-  return availableRemovableVolumes->empty() ? "Waiting for connection" : "Connect your Charmera";
+  return app::statusWithoutProfiles(!availableRemovableVolumes->empty());
 }
 
 std::string AppModel::restingStatus(const std::string& fallback) const {
-  return statusReceipt->has_value() ? statusReceipt.value()->message : fallback;
+  return app::restingStatus(statusState(), fallback);
 }
 
-// Only the first camera speaks: one line can't tell of two.
 std::optional<LastSyncReceipt> AppModel::connectedCameraReceipt() const {
-  if (connectedDevices->empty()) {
-    return std::nullopt;
-  }
-  const auto found = cameraCheckReceipts->find(connectedDevices->front().volumeURL.standardized());
-  return found == cameraCheckReceipts->end() ? std::nullopt : std::optional(found->second);
+  return app::connectedCameraReceipt(statusState());
 }
 
-bool AppModel::photoReviewIsIncomplete() const {
-  return std::ranges::any_of(libraryReviews.value(), [](const DeviceLibraryReview& entry) {
-    return !entry.review.unchecked.empty() || !entry.review.uncertain.empty();
-  });
-}
+bool AppModel::photoReviewIsIncomplete() const { return isIncomplete(libraryReviews); }
 
 std::string AppModel::syncStatus(const LastSyncReceipt& receipt, bool ejected) {
-  if (receipt.count == 0) {
-    return ejected ? "Checked & ejected" : std::string(cameraUpToDate);
-  }
-  return counts(receipt.count, receipt.videoCount.value_or(0)).description() +
-         (ejected ? " synced & ejected" : " synced");
+  return app::syncStatus(receipt, ejected);
 }
+
+bool AppModel::showsAttentionBadge() const { return statusPresentation().showsAttentionBadge; }
+
+std::optional<std::string> AppModel::collectedPhotosLabel() const {
+  return statusPresentation().collectedLabel;
+}
+
+bool AppModel::showsReceiptMessage() const { return statusPresentation().showsReceipt; }
+
+std::optional<std::string> AppModel::settingsStatusDetail() const { return statusPresentation().detail; }
+
+std::optional<std::string> AppModel::settingsStatusDetailHelp() const {
+  return statusPresentation().detailHelp;
+}
+
+std::optional<Date> AppModel::settingsStatusDate() const { return statusPresentation().date; }
+
+std::optional<std::string> AppModel::settingsStatusSymbol() const { return statusPresentation().symbol; }
 
 // MARK: A result on show
 
@@ -172,16 +161,14 @@ Task<> AppModel::expireReceipt(std::chrono::nanoseconds delay, UUID receiptID) {
 }
 
 void AppModel::showCompletionIndicator(std::optional<Seconds> clearAfter) {
-  if (lastError->has_value() || !statusReceipt->has_value() || (!clearAfter && connectedDevices->empty())) {
-    showsCompletionCheckmark = false;
+  const CompletionPresentation completion = completionPresentation(statusState(), clearAfter);
+  showsCompletionCheckmark = completion.showsCheckmark;
+  if (!completion.showsCheckmark) {
     return;
   }
-  showsCompletionCheckmark = true;
-  if (clearAfter) {
-    StatusReceipt receipt = *statusReceipt.value();
-    receipt.minimumDisplayDuration = std::max(receipt.minimumDisplayDuration, *clearAfter);
-    statusReceipt = std::move(receipt);
-  }
+  statusReceipt.update([&](std::optional<StatusReceipt>& receipt) {
+    receipt->minimumDisplayDuration = completion.minimumDisplayDuration;
+  });
   scheduleCompletionExpiry();
 }
 
@@ -244,7 +231,7 @@ void AppModel::show(const std::exception& error) {
 void AppModel::presentFailure(const std::exception& error) {
   lastError = failureText(error);
   offersPhotoReview = canBeSettledByReview(error);
-  statusMessage = offersPhotoReview ? "Camera check incomplete" : "Sync needs attention";
+  statusMessage = failureStatus(offersPhotoReview);
 }
 
 // A volume that has left meanwhile explains the refusal, and needs no words.
@@ -273,80 +260,6 @@ void AppModel::clearFailureAndReceipt() {
   if (statusReceipt->has_value()) {
     discardCompletionReceipt();
   }
-}
-
-// MARK: Badge and details
-
-bool AppModel::showsAttentionBadge() const {
-  if (!settings().onboardingCompleted()) {
-    return settings().onboardingNeedsAttention();
-  }
-  return photosPermissionStatus != PhotosPermissionStatus::authorized ||
-         settings().authorizedDeviceProfiles().empty() || lastError->has_value() ||
-         photoReviewIsIncomplete() || removableVolumeAccessIssue->has_value();
-}
-
-std::optional<std::string> AppModel::collectedPhotosLabel() const {
-  if (!collectedPhotoCount->has_value() || !collectedVideoCount->has_value()) {
-    return std::nullopt;
-  }
-  const std::int64_t total = *collectedPhotoCount.value() + *collectedVideoCount.value();
-  if (total < 1) {
-    return std::nullopt;
-  }
-  return counts(total, *collectedVideoCount.value()).description() + " collected";
-}
-
-bool AppModel::showsReceiptMessage() const {
-  return !isSyncing && !isEjecting && !lastError->has_value() && statusReceipt->has_value() &&
-         statusReceipt.value()->message == statusMessage.value();
-}
-
-std::optional<std::string> AppModel::settingsStatusDetail() const {
-  if (statusMessage.value() == readyToImport) {
-    return "Check for new items, or reconnect your camera.";
-  }
-  std::vector<std::string> parts;
-  if (const auto receipt = connectedCameraReceipt(); receipt && statusMessage.value() == cameraUpToDate) {
-    parts.push_back(receipt->deviceName);
-  }
-  if (showsReceiptMessage() && statusReceipt.value()->metadataSkippedCount >= 1) {
-    const std::int64_t count = statusReceipt.value()->metadataSkippedCount;
-    parts.push_back(std::to_string(count) +
-                    (count == 1 ? " likely duplicate skipped" : " likely duplicates skipped"));
-  }
-  return parts.empty() ? std::nullopt : std::optional(joined(parts, " · "));
-}
-
-std::optional<std::string> AppModel::settingsStatusDetailHelp() const {
-  return showsReceiptMessage() ? statusReceipt.value()->duplicateHelp() : std::nullopt;
-}
-
-std::optional<Date> AppModel::settingsStatusDate() const {
-  if (lastError->has_value() || isSyncing || isEjecting) {
-    return std::nullopt;
-  }
-  if (statusMessage.value() == cameraUpToDate) {
-    const auto receipt = connectedCameraReceipt();
-    return receipt ? std::optional(receipt->completedAt) : std::nullopt;
-  }
-  return showsReceiptMessage() ? std::optional(statusReceipt.value()->completedAt) : std::nullopt;
-}
-
-std::optional<std::string> AppModel::settingsStatusSymbol() const {
-  if (lastError->has_value()) {
-    return std::string(attentionSymbol);
-  }
-  if (isSyncing || isEjecting) {
-    return std::nullopt;
-  }
-  if (photoReviewIsIncomplete()) {
-    return std::string(attentionSymbol);
-  }
-  if (settingsStatusDate() || libraryReviewCompletedAt->has_value()) {
-    return std::string(doneSymbol);
-  }
-  return std::nullopt;
 }
 
 }  // namespace tolvander::app
