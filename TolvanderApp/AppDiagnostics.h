@@ -7,7 +7,7 @@
 #include "TolvanderCore/DiagnosticLog.h"
 #include "TolvanderCore/SyncPhase.h"
 
-// The integers by which the diagnostic log tells what happened. Errors are told by their kind, never by their
+// The integers that the diagnostic log records of an event. Errors are recorded by their kind, never by their
 // text. Pure functions, safe on every thread.
 namespace tolvander::app::AppDiagnostics {
 
@@ -17,11 +17,11 @@ DiagnosticLog::Metrics launchMetrics(const ApplicationVersion& application,
                                      const OperatingSystemVersion& system);
 
 // For `syncPhaseChanged`: "imported" and "total" while files are imported, and otherwise one key with the
-// value 1 that tells the phase.
+// value 1 that names the phase.
 DiagnosticLog::Metrics phaseMetrics(const SyncPhase& phase);
 
 // For `operationFailed`: "error_code"; one of "cocoa", "posix", "photokit" and "other_domain" with the value
-// 1; and for some of the system's own errors one more key that tells which.
+// 1; and for some of the system's own errors one more key that names the case.
 DiagnosticLog::Metrics errorMetrics(const std::exception& error);
 
 // The same of a failure that was kept. It must not be null.

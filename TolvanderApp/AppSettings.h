@@ -18,13 +18,12 @@
 
 namespace tolvander::app {
 
-// The application's one store of preferences, on top of the user defaults. Keeps apart what a camera is (its
-// profile) and that the user has opened one particular volume to the program (a grant): a stored profile
-// never holds access.
+// The application's preferences, stored in the user defaults. What a camera is (its profile) and the access
+// to one particular volume (a grant) are stored apart: a stored profile never holds a bookmark.
 //
-// Belongs to the main thread. Every change is written through before the operation returns. Each operation
-// that changes something throws what UserDefaults throws; a property whose value couldn't be stored keeps the
-// old one and tells nobody.
+// Main thread only. Every change is stored before the operation returns. Each operation that changes
+// something throws what UserDefaults throws; the property then keeps its old value, and no observer is
+// called.
 class AppSettings {
  public:
   using Bookmark = std::vector<std::byte>;
@@ -63,10 +62,11 @@ class AppSettings {
   void setLastSyncReceipt(std::optional<LastSyncReceipt> receipt);
   void setSetAsideFiles(SetAsideFiles files);
 
-  // Completion also ends the attention that an unfinished setup asked for, and forgets its beginning.
+  // `true` also resets `onboardingNeedsAttention` and the mark that setup was begun.
   void setOnboardingCompleted(bool value);
 
-  // Setup begins, unless it is completed. One that an earlier run began and left asks for attention.
+  // Marks that setup was begun, unless it is completed. When an earlier run of the program began it and did
+  // not complete it, sets `onboardingNeedsAttention`.
   void beginOnboardingSession();
 
   // Saves access to one volume as a camera of the built-in profile; an unknown profile is passed over. Blocks
@@ -88,8 +88,9 @@ class AppSettings {
   // no such grant, one is made from the profile with this identity, if there is one.
   void setSecurityScopedBookmark(const std::optional<Bookmark>& bookmark, const UUID& id);
 
-  // Saves access to one volume, told by its UUID or, where it has none, by its names. A grant that it has
-  // already keeps its identity. Ends the error of unreadable grants, whose bytes are then replaced.
+  // Saves access to one volume, which is identified by its UUID or, if it has none, by its names. An existing
+  // grant of the volume keeps its id. Replaces stored grants that could not be read, and clears
+  // `savedCameraAccessError`.
   void saveGrant(const UUID& profileID, const std::string& name, const std::optional<std::string>& volumeUUID,
                  const std::vector<std::string>& volumeNames, const Bookmark& bookmark);
 

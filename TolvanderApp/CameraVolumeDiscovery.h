@@ -10,14 +10,13 @@
 
 namespace tolvander::app {
 
-// Which mounted volumes could be cameras. Has no state and is safe on every thread.
+// Finds out which mounted volumes could be cameras. Has no state; any thread.
 class CameraVolumeDiscovery {
  public:
   CameraVolumeDiscovery() = delete;
 
-  // The removable or ejectable volumes that are mounted on this machine, as `volumes` lists them. The
-  // system's own disks, network shares, and volumes whose values can't be read are none. Throws what
-  // `volumes` throws.
+  // The mounted removable or ejectable volumes of this machine, in the order of `volumes`. Leaves out the
+  // system's own disks, network shares, and volumes whose values can't be read. Throws what `volumes` throws.
   static std::vector<MountedVolume> mountedVolumes(const Volumes& volumes);
 
   // Where these are mounted.

@@ -10,7 +10,7 @@
 
 namespace tolvander::app {
 
-// What the last sync that imported something brought.
+// The result of the last sync of a camera, also of one that imported nothing.
 struct LastSyncReceipt {
   std::int64_t count = 0;  // items imported, videos among them
   std::string deviceName;
@@ -20,11 +20,12 @@ struct LastSyncReceipt {
   friend bool operator==(const LastSyncReceipt&, const LastSyncReceipt&) = default;
 };
 
-// The stored form: a compact JSON object whose keys are the field names. The date is a number, the seconds
-// since 2001-01-01T00:00:00Z with their fraction, as exact as a double has it (of our time, to about 100
-// nanoseconds). "videoCount" is written only when present. Reading throws DecodingError; "videoCount" may be
-// missing.
+// The stored form is a compact JSON object whose keys are the field names. "completedAt" is a number: seconds
+// since 2001-01-01T00:00:00Z as a double, which is exact to about 100 nanoseconds for dates of this century.
+// "videoCount" is left out when absent. Both functions may be called on any thread.
 std::string encodeLastSyncReceipt(const LastSyncReceipt& receipt);
+
+// Throws DecodingError when the text is not such an object or its date is outside of what Date can hold.
 LastSyncReceipt decodeLastSyncReceipt(std::span<const std::byte> json);
 
 }  // namespace tolvander::app

@@ -33,8 +33,8 @@ struct SetAsideFile {
   static SetAsideFile of(const CameraMediaFile& file, const std::string& volumeUUID,
                          const CancellationToken& token);
 
-  // Whether this is the file. Reads it only where the sizes are the same. A file that can't be read is told
-  // by its place alone. Blocks. Throws CancellationError.
+  // Whether this is the file. Reads it only where the sizes are the same. A file that can't be read is
+  // recognized by its place alone. Blocks. Throws CancellationError.
   bool isSameAs(const CameraMediaFile& file, const std::string& volumeUUID,
                 const CancellationToken& token) const;
 

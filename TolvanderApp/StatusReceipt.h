@@ -11,9 +11,9 @@
 
 namespace tolvander::app {
 
-// A result that stays on show for a time, and gives way to a failure or to new work.
+// The result of finished work, which the status line shows for a time. A failure or new work removes it.
 struct StatusReceipt {
-  // How long results stay at least. An ejected camera is likely to be carried away before anybody looks.
+  // How long results stay at least. Longer after an eject: the user may unplug the camera before looking.
   static constexpr std::chrono::duration<double> whileMounted{120};
   static constexpr std::chrono::duration<double> afterEject{300};
 
@@ -22,12 +22,12 @@ struct StatusReceipt {
   std::int64_t metadataSkippedCount = 0;  // files left out as likely in the library already
   std::vector<std::string> metadataSkippedFiles;
   std::chrono::duration<double> minimumDisplayDuration{0};
-  UUID id;  // tells two receipts with the same text apart
+  UUID id;  // distinguishes two receipts with the same text
 
-  // Which files were left out, and why; absent where none was.
+  // Which files were left out (at most 20 names) and why; absent when none was.
   std::optional<std::string> duplicateHelp() const;
 
-  // What became of an album to which so many items were added.
+  // The message after `addedCount` items were added to an album.
   static std::string albumMessage(std::int64_t addedCount);
 
   friend bool operator==(const StatusReceipt&, const StatusReceipt&) = default;

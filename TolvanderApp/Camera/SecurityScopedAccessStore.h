@@ -11,14 +11,14 @@
 
 namespace tolvander::app {
 
-// Keeps the bookmarks of the saved cameras resolved and the access to them open. The one place that starts
-// and stops access. Belongs to the main thread.
+// Resolves the bookmarks of the saved cameras and keeps the access to their volumes open. Only this class
+// starts and stops access. Main thread only.
 class SecurityScopedAccessStore {
  public:
   struct Entry {
-    FileURL url;                      // where the bookmark resolved to
-    std::vector<std::byte> bookmark;  // the profile's, a renewed one where it had to be renewed
-    bool didStartAccessing = false;   // and access has to be stopped
+    FileURL url;                      // what the bookmark resolved to
+    std::vector<std::byte> bookmark;  // the profile's, or the renewed one
+    bool didStartAccessing = false;   // so that access has to be stopped later
 
     friend bool operator==(const Entry&, const Entry&) = default;
   };
@@ -36,13 +36,13 @@ class SecurityScopedAccessStore {
   SecurityScopedAccessStore(const SecurityScopedAccessStore&) = delete;
   SecurityScopedAccessStore& operator=(const SecurityScopedAccessStore&) = delete;
 
-  // Makes the entries those of the profiles that carry a bookmark: what is no longer wanted, is gone from its
-  // place, or was made from another bookmark is let go, and what is missing is resolved. A bookmark that
-  // can't be resolved is no error; its camera isn't there, and the next refresh tries again. Returns the
-  // bookmarks that were renewed, in the profiles' order, for the caller to keep.
+  // Makes the entries match the profiles that have a bookmark. Stops access to a volume when no profile has
+  // its bookmark any more or the volume has moved, and resolves the bookmarks that have no entry. A bookmark
+  // that can't be resolved is no error: its camera is not connected, and the next refresh tries again.
+  // Returns the bookmarks that were renewed, in the order of the profiles; the caller stores them.
   std::vector<RenewedBookmark> refresh(const std::vector<DeviceProfile>& profiles);
 
-  // The profiles, in order, by whose present bookmark there is access to this volume.
+  // The profiles whose present bookmark gives access to this volume, in the given order.
   std::vector<DeviceProfile> authorizedProfiles(const FileURL& volume,
                                                 const std::vector<DeviceProfile>& profiles) const;
 

@@ -13,10 +13,10 @@
 
 namespace tolvander::app {
 
-// Runs a function that blocks, an engine call, on a worker, and comes back to the main thread with its result
-// or exception. The function is given `token`. Cancellation is what the function makes of it: neither is a
-// cancelled task refused here, nor does the wait end before the function has. It is destroyed, with all that
-// it holds, before the coroutine goes on.
+// Runs a blocking function, such as an engine call, on a worker, and gives its result or exception to the
+// coroutine on the main thread. The function is called with `token` and has to watch it itself: it is also
+// called when the token is cancelled already, and the coroutine waits until it has returned. The function and
+// its captures are destroyed before the coroutine goes on.
 template <std::invocable<const CancellationToken&> Function>
 Task<std::invoke_result_t<Function&, const CancellationToken&>> background(CancellationToken token,
                                                                            Function function) {
@@ -36,7 +36,7 @@ Task<std::invoke_result_t<Function&, const CancellationToken&>> background(Cance
   co_return co_await result;
 }
 
-// The same with the token of the task that it is awaited in. A function without a parameter needs none.
+// The same with the token of the awaiting task. The function may also have no parameter.
 template <typename Function>
 requires std::invocable<Function, const CancellationToken&>
 auto background(Function function) -> Task<std::invoke_result_t<Function&, const CancellationToken&>> {

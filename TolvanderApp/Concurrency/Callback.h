@@ -35,7 +35,7 @@ class Wait : public std::enable_shared_from_this<Wait<T>> {
     mainThread_.post([self = this->shared_from_this()] { self->resume(); });
   }
 
-  // Lives in the frame of the waiting coroutine, and forgets it when the frame is destroyed.
+  // Lives in the frame of the waiting coroutine. When the frame is destroyed, the coroutine is not resumed.
   class Awaiter {
    public:
     explicit Awaiter(std::shared_ptr<Wait> wait) : wait_(std::move(wait)) {}
@@ -104,8 +104,8 @@ class Callback {
 };
 
 // Calls `start` with a Callback<T>, and waits until that is called. `start` runs on the main thread within
-// the await, and may call the callback there and then. Cancellation doesn't end the wait: whoever holds the
-// callback watches the token, where it is to be watched.
+// the await, and may call the callback there and then. Cancellation doesn't end the wait; the holder of
+// the callback has to watch the token if it should.
 template <typename T, typename Start>
 Task<T> callback(Start start) {
   auto current = currentEnvironment();

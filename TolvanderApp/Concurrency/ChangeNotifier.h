@@ -8,18 +8,19 @@
 
 namespace tolvander::app {
 
-// Tells observers that something has changed. Main thread only.
+// Notifies observers that something has changed. Main thread only.
 class ChangeNotifier {
  public:
   explicit ChangeNotifier(MainThread& mainThread);
 
-  // Every observer is called once, from a function posted now, in the order of their coming; further changes
-  // until then are part of the same notification. One that an observer makes gives a new notification.
+  // Posts a function that calls every observer once, in the order of their subscription. Further changes
+  // until that function runs cause no other notification. A change that is made by an observer causes a new
+  // one.
   void changed();
 
-  // The observer is called until the subscription ends, which may be while it is being called, and may be
-  // after the end of the notifier. It must not throw. One that comes after a change, but before its
-  // notification, is called too.
+  // The observer is called until the subscription ends. It must not throw. The subscription may end within a
+  // call of the observer, and may outlive the notifier. An observer that subscribes after a change, but
+  // before its notification, is called for it too.
   Subscription observe(std::function<void()> observer);
 
  private:

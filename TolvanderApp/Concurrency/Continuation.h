@@ -9,8 +9,8 @@
 
 namespace tolvander::app {
 
-// Lets one thread wait until another tells it how something ended. Used once. Both sides share it, since the
-// one that waits may be gone before the other has left `resume`.
+// Lets one thread wait for a value from another. Used once. Both threads share ownership, because the waiting
+// one may go on and end before the other has returned from `resume`.
 template <typename Value>
 class Continuation {
  public:

@@ -14,31 +14,32 @@
 
 namespace tolvander::app {
 
-// What waits to be run on the main thread, for those who build a loop. All but `post` is for the main thread.
+// The functions and timers of a main thread, for implementations of MainThread. Main thread only, except
+// `post`, which any thread may call.
 class MainQueue {
  public:
-  // `wake` makes the loop come back to the queue. It is called without a lock, on any thread, when a function
-  // comes into an empty queue.
+  // `wake` makes the loop look at the queue again. It is called without a lock, on any thread, when a
+  // function is posted to an empty queue.
   explicit MainQueue(std::function<void()> wake) : wake_(std::move(wake)) {}
   ~MainQueue() { close(); }
   MainQueue(const MainQueue&) = delete;
   MainQueue& operator=(const MainQueue&) = delete;
 
   void post(std::function<void()> function);
-  // A delay below 0 counts as 0, one beyond a hundred years as that.
+  // The delay is limited to between 0 and a hundred years.
   Subscription addTimer(MainThread::Instant now, std::chrono::nanoseconds delay,
                         std::function<void()> function);
 
   bool hasPosted() const;
-  // When the loop has to come back for a timer. Absent: never.
+  // When the first timer is due; absent without timers.
   std::optional<MainThread::Instant> nextDue() const;
 
-  // Runs the functions that are there at this moment, and none that they post.
+  // Runs the functions that are in the queue now, but not those that they post.
   void runPosted();
   // Runs the first timer if it is due at `now`. Returns whether it was.
   bool runDueTimer(MainThread::Instant now);
 
-  // Destroys everything, and from now on all that comes.
+  // Destroys all functions and timers without running them, and from now on every new one.
   void close();
 
  private:

@@ -13,7 +13,7 @@
 
 namespace tolvander::app {
 
-// The clock of sleeps and timers: never set, and goes on while the machine sleeps. Its beginning is
+// The clock of sleeps and timers. It is never set, and goes on while the machine sleeps. Its epoch is
 // arbitrary.
 struct ContinuousClock {
   using duration = std::chrono::nanoseconds;
@@ -23,12 +23,12 @@ struct ContinuousClock {
   static constexpr bool is_steady = true;
 };
 
-// The thread on which the application lives: a loop that runs one function after the other, and the workers
-// beside it. A shell answers it with its toolkit's loop; it outlives everything that is given a reference to
-// it.
+// The thread on which the application runs: a loop that calls one function after the other, with workers for
+// blocking jobs. A shell implements it with the loop of its toolkit. It must outlive everything that has a
+// reference to it.
 //
-// A loop ends once. From then on it runs nothing: what is left, or comes later, is destroyed without being
-// run. Then it waits for its workers, so that nothing runs beside whoever ended it.
+// When the loop ends, functions that are still queued or posted later are destroyed without being called. The
+// end waits for the running jobs of the workers.
 class MainThread {
  public:
   using Instant = ContinuousClock::time_point;
@@ -51,13 +51,13 @@ class MainThread {
   // Whether the caller runs on the main thread.
   virtual bool isCurrent() const = 0;
 
-  // Runs the job on a worker of its own, beside all others, so that one that blocks delays none. Any thread.
-  // The job must not throw. Flows use `background` instead, which brings the result back.
+  // Runs the job at once on a free or new worker thread, so that no job waits for another. Any thread. The
+  // job must not throw. Flows use `background` instead, which also returns the result.
   virtual void runOnWorker(std::function<void()> job) = 0;
 
-  // Runs the function on the main thread and gives its result, or throws what it threw. A worker's way to
-  // ask the model something; on the main thread itself it is a plain call. Throws CancellationError when the
-  // loop has ended, or ends before it comes to the function. The caller may hold no lock that the main
+  // Runs the function on the main thread and gives its result, or throws what it threw. For workers that
+  // need something of the model; on the main thread itself it is a plain call. Throws CancellationError when
+  // the loop has ended, or ends before the function was called. The caller may hold no lock that the main
   // thread takes.
   template <typename Function>
   auto call(Function&& function) -> std::invoke_result_t<Function&> {

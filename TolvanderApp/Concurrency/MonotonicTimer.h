@@ -6,14 +6,13 @@
 
 namespace tolvander::app {
 
-// A clock that never goes back and its alarm. The seam by which tests drive time themselves. Every operation
-// is safe on every thread.
+// A clock that never goes back, with alarms. Tests substitute it to control the time. Any thread.
 class MonotonicTimer {
  public:
   using Instant = std::chrono::steady_clock::time_point;
 
-  // An alarm that was set. Destroying it takes the alarm back, or waits for a run on another thread to end;
-  // from then on the function is not called.
+  // Owns an alarm. Destroying it cancels the alarm; when its function is running on another thread, the
+  // destructor waits for it.
   class Alarm {
    public:
     Alarm() = default;

@@ -11,9 +11,9 @@
 
 namespace tolvander::app {
 
-// What a function returned or threw, on its way to who waits for it, often on another thread. An exception is
-// caught, the catch block is left, and only then is it handed over, always by moving: so the thread that
-// threw holds no reference to it any more when another one reads and frees it.
+// What a function returned or threw, to be taken by the code that waits for it, often on another thread. An
+// exception is handed over by moving, and only after the catch block was left: the thread that threw then
+// holds no reference to it any more while the other one reads and frees it.
 template <typename T>
 class Outcome {
  public:
@@ -38,7 +38,7 @@ class Outcome {
 
   bool isFailure() const { return error_ != nullptr; }
 
-  // Gives the value away, or throws the exception. Once.
+  // Moves the value out, or throws the exception. May be called once.
   T take() {
     if (error_) {
       std::rethrow_exception(std::exchange(error_, nullptr));
@@ -56,7 +56,7 @@ class Outcome {
   explicit Outcome(Value value) : value_(std::move(value)) {}
   explicit Outcome(std::exception_ptr error) : error_(std::move(error)) {}
 
-  // Of the two, one; none once it was taken.
+  // Exactly one is set until `take`.
   std::optional<Value> value_;
   std::exception_ptr error_;
 };

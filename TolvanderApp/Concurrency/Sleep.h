@@ -7,7 +7,7 @@
 namespace tolvander::app {
 
 // Waits for `duration` on the continuous clock. Throws CancellationError at once when the task is cancelled,
-// also when it was before. A duration of 0 or less lets the loop go round once.
+// also when it was cancelled before. A duration of 0 or less still returns to the loop once.
 Task<> sleep(std::chrono::nanoseconds duration);
 
 // The same without the exception: returns whether the whole time passed.

@@ -5,8 +5,9 @@
 
 namespace tolvander::app {
 
-// Something that goes on until this object ends: an observer, a timer, a watched file. Belongs to one thread,
-// the main thread unless its maker says otherwise. A default subscription stands for nothing.
+// Owns a registration (an observer, a timer, a watched file) and ends it in the destructor. For one thread
+// only: the main thread, unless the function that returned it says otherwise. A default-constructed
+// subscription is empty.
 class [[nodiscard]] Subscription {
  public:
   Subscription() = default;

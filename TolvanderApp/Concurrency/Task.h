@@ -15,7 +15,7 @@
 // Flows of the main thread as coroutines. What g++ 12 gets wrong, and therefore is not written here:
 //  - A coroutine takes its parameters by value, and is a function, never a lambda with captures: the lambda
 //    is gone when the coroutine goes on.
-//  - The awaited expression stands in a named local (`auto read = history.count(); co_await read;`):
+//  - The awaited expression is a named local (`auto read = history.count(); co_await read;`):
 //    temporaries with destructors in a co_await expression can be destroyed twice.
 //  - No co_await in a conditional expression, an initialiser list or a catch block.
 

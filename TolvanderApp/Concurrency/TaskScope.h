@@ -17,8 +17,8 @@ namespace tolvander::app {
 
 class TaskScope;
 
-// A task that was started: its environment, its coroutine and those who wait for its end. Seen by others
-// through TaskHandle.
+// A started task: its environment, its coroutine and the callbacks that wait for its end. Used through
+// TaskHandle.
 class StartedTask : public std::enable_shared_from_this<StartedTask> {
  public:
   virtual ~StartedTask() = default;
@@ -50,8 +50,8 @@ class StartedTask : public std::enable_shared_from_this<StartedTask> {
   std::vector<Callback<>> joiners_;
 };
 
-// Stands for a started task. Copies stand for the same one, and dropping them changes nothing: the task
-// belongs to its scope. Main thread only, but for `cancel` and `token`.
+// Refers to a started task; copies refer to the same one. Dropping a handle changes nothing, because the task
+// belongs to its scope. Main thread only, except `cancel` and `token`, which any thread may call.
 class TaskHandle {
  public:
   // Asks the task to stop. It sees that at its next checkpoint, or in the sleep that it is in.
@@ -92,11 +92,11 @@ class ValueTaskHandle : public TaskHandle {
   std::shared_ptr<StartedValueTask<T>> task_;
 };
 
-// Starts tasks, and owns them until they have ended. Its end cancels the unfinished ones and destroys them
-// where they wait, so that a task never outlives the object that it works on: declare the scope as that
-// object's last member. Main thread only; never ended from within one of its own tasks.
+// Starts tasks, and owns them until they have ended. The destructor cancels the unfinished tasks and destroys
+// them where they wait, so that no task outlives the object that it works on: declare the scope as that
+// object's last member. Main thread only. Must not be destroyed from within one of its own tasks.
 //
-// A job that such a task runs on a worker isn't waited for. What the job uses, it holds itself.
+// The destructor does not wait for a job that such a task runs on a worker. The job must own what it uses.
 class TaskScope {
  public:
   explicit TaskScope(MainThread& mainThread) : mainThread_(mainThread) {}
@@ -104,8 +104,8 @@ class TaskScope {
   TaskScope(const TaskScope&) = delete;
   TaskScope& operator=(const TaskScope&) = delete;
 
-  // The task begins from a posted function, so that the caller can keep the handle first. What it throws is
-  // for those who join it, and otherwise dropped.
+  // The task begins in a function posted to the main thread, after the caller has the handle. What the task
+  // throws is thrown by `join`, and dropped when nothing joins it.
   TaskHandle start(Task<> task);
   template <typename T>
   ValueTaskHandle<T> start(Task<T> task);

@@ -12,13 +12,13 @@
 
 namespace tolvander::app {
 
-// The machine's monotonic clock, with one thread for all alarms. They ring in the order in which they are
-// due, and in that in which they were set where that is the same.
+// The machine's monotonic clock, with one thread for all alarms. Their functions are called in the order in
+// which they are due; those that are due at the same instant in the order in which they were set.
 class TimerQueue final : public MonotonicTimer {
  public:
   TimerQueue();
 
-  // Alarms that are still set ring no more. Waits for one that rings.
+  // Cancels the alarms that are still set. Waits for a function that is running.
   ~TimerQueue() override;
 
   Instant now() const override { return std::chrono::steady_clock::now(); }

@@ -10,9 +10,8 @@
 
 namespace tolvander::app {
 
-// Threads for jobs that block. Every job has a thread to itself from the start, however many run, so that
-// none waits for another; a thread that has become free takes the next job. Any thread but its own may use
-// it.
+// Threads for blocking jobs. A job gets a free thread, or a new one when none is free, so that no job waits
+// for another. Any thread may call it, except its own threads.
 class Workers {
  public:
   Workers() = default;
@@ -20,10 +19,10 @@ class Workers {
   Workers(const Workers&) = delete;
   Workers& operator=(const Workers&) = delete;
 
-  // Must not throw. A job that comes after the end is destroyed without being run.
+  // The job must not throw. After `end` it is destroyed without being run.
   void run(std::function<void()> job);
 
-  // Takes no more jobs, and waits for those that were taken. A second call does nothing.
+  // Takes no more jobs, and waits until those that it has are done. A second call does nothing.
   void end();
 
  private:

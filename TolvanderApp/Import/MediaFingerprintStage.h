@@ -16,7 +16,7 @@ class MediaFingerprintStage {
  public:
   MediaFingerprintStage() = delete;
 
-  // Told of the file that the stage fails with, before the failure is thrown.
+  // Called with the file that the stage fails with, before the failure is thrown.
   using FailedFile = std::function<void(const CameraMediaFile& file)>;
 
   // One result for each file, in the files' order. Only a Charmera's JPEGs get a payload fingerprint, and

@@ -141,10 +141,10 @@ struct WindowAssets {
 };
 
 WindowAssets assetsWithin(const Window& window, PhotoLibrary& library, std::int64_t limit) {
-  WindowAssets found{.assets =
-                         library.fetchAssets({.creationDates = window,
-                                              .order = PhotosFetchOptions::Order::creationDateAscending,
-                                              .fetchLimit = limit + 1})};  // one more tells that more exist
+  WindowAssets found{
+      .assets = library.fetchAssets({.creationDates = window,
+                                     .order = PhotosFetchOptions::Order::creationDateAscending,
+                                     .fetchLimit = limit + 1})};  // one more shows whether more exist
   found.limit(limit);
   return found;
 }

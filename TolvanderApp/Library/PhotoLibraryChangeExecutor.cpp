@@ -10,13 +10,13 @@
 
 namespace tolvander::app {
 
-// As the library told it. Exceptions are made of it on the thread that waits.
+// What the library reported. The waiting thread makes exceptions of it.
 struct PhotoLibraryChangeExecutor::Result {
   bool success;
   std::exception_ptr error;
 };
 
-// Resumes the waiting thread once, whoever calls how often on which thread.
+// Resumes the waiting thread once, however often and on whichever thread it is called.
 class PhotoLibraryChangeExecutor::Completion {
  public:
   explicit Completion(std::shared_ptr<Continuation<Result>> continuation)

@@ -7,8 +7,8 @@
 
 namespace tolvander::app {
 
-// Submits changes of the photo library and tells apart how they ended: done, certainly not done, or not to be
-// known. Importing a file exactly once rests on that difference.
+// Submits changes of the photo library and distinguishes how they ended: done, certainly not done, or not to
+// be known. Importing a file exactly once rests on that difference.
 class PhotoLibraryChangeExecutor {
  public:
   PhotoLibraryChangeExecutor() = delete;

@@ -11,7 +11,7 @@
 namespace tolvander::app {
 
 // One read of a resource, shared by the thread that waits for it, the library's handlers, the timer and the
-// cancellation. Whoever says first how it ended is right, and everyone after changes nothing. Safe on every
+// cancellation. The first terminal result wins; later ones are ignored. Safe on every
 // thread; no one is called, and none resumed, under its lock.
 class ResourceRequest {
  public:

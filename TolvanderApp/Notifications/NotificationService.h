@@ -11,13 +11,13 @@
 namespace tolvander::app {
 
 // The words of the program's few notifications. Decides nothing about when something happened: the flows call
-// it. Nothing is sent before it is enabled, nor without permission, and each notification stands by itself.
+// it. Nothing is sent before it is enabled, nor without permission. No notification replaces another.
 //
 // No operation reports a failure: a notification that can't be delivered is lost, and the state of the
 // program never depends on one. Belongs to the main thread, and outlives its tasks.
 class NotificationService {
  public:
-  // `isEnabled` tells whether setup is complete. `delivery` outlives the service.
+  // `isEnabled` returns whether setup is complete. `delivery` outlives the service.
   NotificationService(std::function<bool()> isEnabled, NotificationDelivery& delivery)
       : isEnabled_(std::move(isEnabled)), delivery_(delivery) {}
   NotificationService(const NotificationService&) = delete;

@@ -11,34 +11,34 @@
 #include "TolvanderApp/Platform/PhotoLibrary.h"
 #include "TolvanderCore/DiagnosticLog.h"
 
-// Asks the system for the two permissions that the program needs.
+// Requests for the two permissions that the program needs: access to the photo library, and notifications.
 namespace tolvander::app::PermissionService {
 
-// What the platform's request for access to the photo library does with whoever waits for the answer: calls
-// it once, on any thread.
+// Starts the system's request for access to the photo library. Calls `handler` exactly once with the answer,
+// on any thread.
 using PhotosAccessRequest = std::function<void(std::function<void(PhotosAuthorizationStatus)> handler)>;
 
-// How the program stands on the screen at a moment, as the diagnostic log tells it. As it is made: a program
-// without windows.
+// What the diagnostic log records of the program's windows when a request starts: a request that is made from
+// behind other windows may go unnoticed. The default is that of a program without windows.
 struct PresentationState {
-  bool appActive = false;
-  bool windowKey = false;
-  bool windowMain = false;
-  std::int64_t activationPolicy = -1;  // as the platform numbers it; -1 without an application object
-  bool workspaceFrontmost = false;
+  bool appActive = false;              // the program is the active one
+  bool windowKey = false;              // its window receives the keyboard
+  bool windowMain = false;             // its window is the program's main window
+  std::int64_t activationPolicy = -1;  // the platform's number; -1 without an application object
+  bool workspaceFrontmost = false;     // the desktop reports the program as the frontmost one
 };
 
-// The request that the user's button makes: leaves `permissionPromptStarted` in the log and asks the library.
-// What is given outlives the request.
+// The request that the user's button makes. It records `permissionPromptStarted` in the log, and then asks
+// the library. The references must stay valid until `handler` was called.
 PhotosAccessRequest standardPhotosAccessRequest(PhotoLibrary& library, DiagnosticLog& log,
                                                 MainThread& mainThread, PresentationState state);
 
-// Makes the request, and calls the completion once with its answer, from a function posted on the main
-// thread. The completion must not throw. Main thread only.
+// Makes the request, and calls `completion` once with its answer, in a function posted to the main thread.
+// The completion must not throw. Main thread only.
 void requestPhotosAccess(const PhotosAccessRequest& request, MainThread& mainThread,
                          std::function<void(PhotosPermissionStatus)> completion);
 
-// `delivery` outlives the task.
+// Reads whether notifications may be shown, without asking the user. `delivery` must outlive the task.
 Task<NotificationPermissionStatus> notificationStatus(NotificationDelivery& delivery);
 
 }  // namespace tolvander::app::PermissionService

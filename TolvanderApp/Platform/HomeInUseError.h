@@ -25,7 +25,7 @@ enum class HomeInUseErrorCase { heldByAnotherProcess };
 // Another process works on the same files.
 class HomeInUseError final : public CaseError<HomeInUseErrorCase> {
  public:
-  // Without a holder where it can't be told.
+  // Without a holder when it is not known.
   explicit HomeInUseError(std::optional<HomeHolder> holder)
       : CaseError(Case::heldByAnotherProcess, "another process owns the home"), holder_(std::move(holder)) {}
 

@@ -177,7 +177,7 @@ class PhotoLibrary {
 
   virtual ~PhotoLibrary() = default;
 
-  // Cheap, asks nobody.
+  // Cheap; never prompts the user.
   virtual PhotosAuthorizationStatus authorizationStatus() = 0;
   // Asks the user if that was never done. The handler runs once, on any thread.
   virtual void requestAuthorization(std::function<void(PhotosAuthorizationStatus)> handler) = 0;

@@ -14,7 +14,7 @@ enum class PhotoLibraryErrorCase {
   inconsistentChangeResult  // whether the change was made can't be known
 };
 
-// A failure of the work with the photo library, as the user is told of it.
+// A failure of the work with the photo library, with a description for the user.
 class PhotoLibraryError final : public CaseError<PhotoLibraryErrorCase> {
  public:
   explicit PhotoLibraryError(Case kind);

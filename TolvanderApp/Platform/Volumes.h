@@ -43,8 +43,8 @@ class Volumes {
   virtual std::vector<MountedVolume> mountedVolumes() const = 0;
 
   // Calls an observer for each volume that is mounted, and that is unmounted, from now on. Where several
-  // things happen at once, what went is told before what came: a volume that moved went and came. Belongs to
-  // the main thread, on which observers are called too; an observer may end its own subscription. No
+  // things happen at once, unmounts are reported before mounts; a volume that moved is both. Main
+  // thread only, on which observers are called too; an observer may end its own subscription. No
   // subscription outlives this object. Throws PosixError when the system can't be watched.
   virtual Subscription observeMounts(Observer onMount, Observer onUnmount) = 0;
 };

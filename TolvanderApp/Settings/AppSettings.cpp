@@ -339,7 +339,7 @@ void AppSettings::setProfiles(std::vector<DeviceProfile> profiles) {
   notifier_.changed();
 }
 
-// While the stored grants can't be read, they stay: somebody may yet make sense of them.
+// Never overwrites stored grants that can't be read: another version of the program may be able to read them.
 void AppSettings::storeGrants(const std::vector<CameraAccessGrant>& grants) {
   if (!savedCameraAccessError_) {
     defaults_.setData(cameraGrantsKey, bytesOf(encodeCameraAccessGrants(grants)));

@@ -21,7 +21,7 @@ double secondsSinceReferenceDate(Date date) {
          static_cast<double>((date - second).count()) / nanosecondsPerSecond;
 }
 
-// Absent where a Date can't reach it.
+// Absent when it is outside of what Date can hold.
 std::optional<Date> dateSinceReferenceDate(double seconds) {
   constexpr double outOfReach = 1e11;
   if (std::abs(seconds) > outOfReach) {

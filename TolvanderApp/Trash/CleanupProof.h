@@ -12,8 +12,8 @@
 
 namespace tolvander::app {
 
-// The proof that files have a copy in the library, without which none is moved or deleted. Pure functions,
-// safe on every thread.
+// Decides whether files have a copy in the library; without one none is moved or deleted. Pure functions, any
+// thread.
 class CleanupProof {
  public:
   CleanupProof() = delete;
@@ -21,8 +21,8 @@ class CleanupProof {
   // From source fingerprint to the asset's identifier.
   using Assets = std::map<std::string, std::string>;
 
-  // The recorded assets of the files. A match by metadata is no ground for touching a camera file: it is
-  // none.
+  // The recorded assets of the files. A match by metadata alone does not count: it is not certain enough to
+  // move a camera file.
   static Assets recordedAssets(const std::vector<FingerprintedMediaFile>& files,
                                const ImportRecords& records);
 

@@ -106,7 +106,8 @@ class TrashService {
   TrashSettlement settlement(const std::vector<ManagedTrashRecord>& records,
                              const std::vector<TrashIntent>& intents, const CancellationToken& token) const;
 
-  // The records that still stand for their file, in order. Their content is not read.
+  // The records whose file is still at its place with the recorded identity, in order. Its content is not
+  // read.
   std::vector<ManagedTrashRecord> availableRecords(const std::vector<ManagedTrashRecord>& records) const;
 
   // Puts the files back where they were. Not cancelled: it is also how a move is undone. A name that changes
@@ -125,7 +126,7 @@ class TrashService {
   TrashDeleteResult permanentlyDelete(const std::vector<ManagedTrashRecord>& records,
                                       const LibraryProof& isInLibrary, const CancellationToken& token) const;
 
-  // The pieces of the above.
+  // Building blocks of the above; public for tests.
 
   // Standardized, and through the links that the system itself has at the top of its disk.
   FileURL normalized(const FileURL& url) const;

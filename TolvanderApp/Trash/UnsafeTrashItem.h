@@ -4,7 +4,7 @@
 
 namespace tolvander::app {
 
-// This isn't provably the file that was meant. Nobody shows it; it only makes the file count as failed.
+// This isn't provably the file that was meant. Never shown to the user: the file is counted as failed.
 class UnsafeTrashItem final : public Error {
  public:
   UnsafeTrashItem() : Error("this is not provably the file that was recorded") {}
