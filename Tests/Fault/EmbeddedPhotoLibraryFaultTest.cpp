@@ -339,7 +339,7 @@ TEST_F(EmbeddedLibraryFaults, aChangeThatWasToldAsFailedDoesNotComeBackAfterAPow
   for (std::ptrdiff_t failing = 1; failing <= syncs; ++failing) {
     SCOPED_TRACE("sync " + std::to_string(failing));
     setUp();
-    PowerCut cut(root, {.leftOut = {"Library.sqlite-shm"}});
+    PowerCut cut(root, {.leftOut = {"Library.sqlite-shm"}, .opensEvery = stepThrough(9)});
     std::ptrdiff_t seen = 0;
     cut.record(
         [&] {

@@ -323,7 +323,7 @@ PowerCut::Count PowerCut::forEachState(const std::function<void(std::size_t prom
   }
   std::mt19937_64 random(20261122);
   Count count;
-  std::set<std::pair<std::string, std::size_t>> opened;
+  std::set<std::pair<std::string, std::size_t>> seen;
   for (const Moment& moment : moments_) {
     if (moment.promises < fewest) {
       continue;
@@ -338,13 +338,13 @@ PowerCut::Count PowerCut::forEachState(const std::function<void(std::size_t prom
           apply(moment.undecided[index], tree);
         }
       }
-      if (opened.emplace(keyOf(tree), moment.promises).second) {
-        fs::remove_all(folder_.path());
-        std::map<Number, std::string> built;
-        rebuild(folder_.path(), root, tree, built);
-        ++count.states;
-        open(moment.promises);
+      if (!seen.emplace(keyOf(tree), moment.promises).second || ++count.states % options_.opensEvery != 0) {
+        continue;
       }
+      fs::remove_all(folder_.path());
+      std::map<Number, std::string> built;
+      rebuild(folder_.path(), root, tree, built);
+      open(moment.promises);
     }
   }
   return count;

@@ -47,6 +47,8 @@ class PowerCut {
     // folder only after an fsync of the folder above it: the Linux driver keeps the new folder's first block
     // among those of the folder above until that one is synced.
     std::optional<std::string> fat{};
+    // Of the different states, every one of this distance is opened: 3 opens the third, the sixth, …
+    std::size_t opensEvery = 1;
   };
 
   // Everything that is in the folder now is durable.
@@ -62,7 +64,7 @@ class PowerCut {
 
   struct Count {
     std::size_t moments = 0;         // between two calls
-    std::size_t states = 0;          // different ones, which were opened
+    std::size_t states = 0;          // different ones
     std::size_t sampledMoments = 0;  // with so much undecided that not every choice was tried
     std::size_t longestWindow = 0;   // most changes that weren't durable at one moment
   };

@@ -397,7 +397,8 @@ class SyncPowerCuts : public SyncFaults {
 
   // What is not made durable, and is of no matter afterwards, would be undecided for ever.
   static PowerCut::Options options() {
-    return {.leftOut = {"Media Staging", "Library.sqlite-shm", "logs", "lock", "Library.lock"}};
+    return {.leftOut = {"Media Staging", "Library.sqlite-shm", "logs", "lock", "Library.lock"},
+            .opensEvery = stepThrough(9)};
   }
 
   void recordSync(PowerCut& cut) {
@@ -493,9 +494,10 @@ class SyncPowerCuts : public SyncFaults {
   // In full for some of the states, because a sync takes its time.
   void verifyStates(const std::string& name, const PowerCut& cut, const std::function<void()>& syncAgain) {
     constexpr std::size_t syncsEvery = 40;
-    std::size_t number = 0;
+    std::size_t number = 0;  // of those opened
     tell(name, cut.forEachState([&](std::size_t promises) {
-      if (HasFailure() || ++number % stepThrough(9) != 0) {
+      ++number;
+      if (HasFailure()) {
         return;
       }
       const testing::ScopedTrace trace(__FILE__, __LINE__,
