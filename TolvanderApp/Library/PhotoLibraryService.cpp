@@ -114,7 +114,7 @@ std::set<std::string> PhotoLibraryService::completeInterruptedImports(
 }
 
 std::set<std::string> PhotoLibraryService::preparedFingerprints(const PhotosInterruptedImports& imports) {
-  const Turn::Holder turn(turn_);
+  const std::lock_guard lock(mutex_);
   requireAccess();
   return library_.preparedFingerprints(imports);
 }

@@ -10,8 +10,8 @@
 
 #include "Platform/Linux/PhotoLibrary/CatalogueBackups.h"
 #include "Platform/Linux/PhotoLibrary/CatalogueSchema.h"
+#include "Platform/Linux/PhotoLibrary/IncomingName.h"
 #include "Platform/Linux/PhotoLibrary/LibraryLock.h"
-#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
 #include "Tests/Support/Application/CatalogueFiles.h"
 #include "Tests/Support/Application/EmbeddedLibrary.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
