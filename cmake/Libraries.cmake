@@ -16,12 +16,14 @@ set(tolvander_libraries
     "libheif       | 1.15.1    | libheif-dev              | reads HEIC pictures"
     "libavformat   | 59.27.100 | libavformat-dev          | reads and writes movies (FFmpeg 5.1)"
     "libavcodec    | 59.37.100 | libavcodec-dev           | movies"
-    "libavutil     | 57.28.100 | libavutil-dev            | movies"
-    "gtest         | 1.12.1    | libgtest-dev             | tests, and the sample card"
-    "libjpeg       | 2.1.5     | libjpeg62-turbo-dev      | makes the pictures of tests and of the sample card")
-set(tolvander_program_libraries
-    "CLI11         | 2.1.2     | libcli11-dev             | reads command lines"
-    "gtest_main    | 1.12.1    | libgtest-dev             | tests"
+    "libavutil     | 57.28.100 | libavutil-dev            | movies")
+set(tolvander_command_line_libraries
+    "CLI11         | 2.1.2     | libcli11-dev             | reads command lines")
+set(tolvander_test_libraries
+    "libjpeg       | 2.1.5     | libjpeg62-turbo-dev      | makes the pictures of tests and of the sample card"
+    "gtest         | 1.12.1    | libgtest-dev             | tests"
+    "gtest_main    | 1.12.1    | libgtest-dev             | tests")
+set(tolvander_benchmark_libraries
     "benchmark     | 1.7.1     | libbenchmark-dev         | benchmarks")
 
 find_package(Threads REQUIRED)
@@ -31,7 +33,13 @@ if(NOT PKG_CONFIG_FOUND)
 endif()
 
 if(NOT TOLVANDER_FUZZ)
-  list(APPEND tolvander_libraries ${tolvander_program_libraries})
+  list(APPEND tolvander_libraries ${tolvander_command_line_libraries})
+endif()
+if(TOLVANDER_BUILD_TESTS)
+  list(APPEND tolvander_libraries ${tolvander_test_libraries})
+endif()
+if(TOLVANDER_BUILD_BENCHMARKS)
+  list(APPEND tolvander_libraries ${tolvander_benchmark_libraries})
 endif()
 
 set(missing_libraries)
