@@ -7,6 +7,7 @@
 #include "Tests/Support/Doubles/ManualTimer.h"
 #include "Tests/Support/Doubles/ScriptedPhotoLibrary.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
+#include "TolvanderApp/Platform/PhotoLibraryError.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
 
 namespace tolvander::tests {
@@ -67,6 +68,12 @@ TEST_F(PausedImportsTest, areThoseThatTheLibraryHoldsNothingOf) {
   EXPECT_EQ(imports.paused, (Fingerprints{sourceOf(first), "an earlier version's"}));
   EXPECT_FALSE(std::filesystem::exists((folder / "history.id").path())) << "a look makes nothing";
   EXPECT_TRUE(library.completions().empty());
+}
+
+TEST_F(PausedImportsTest, areUnknownWhereTheLibraryMayNotBeRead) {
+  history.beginPreparedImport({prepared(first, "one")});
+  library.answerAuthorization({app::PhotosAuthorizationStatus::denied});
+  EXPECT_THROW(PausedImports::of(history, photos), app::PhotoLibraryError);
 }
 
 TEST_F(PausedImportsTest, areNoneWhereNothingIsMarked) {
