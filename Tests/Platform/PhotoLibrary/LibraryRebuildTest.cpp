@@ -309,6 +309,38 @@ TEST_F(Rebuilding, takesTheCatalogueThatNamesMostOfThePictures) {
   EXPECT_FALSE(plan().isNeeded);
 }
 
+TEST_F(Rebuilding, countsAPictureThatWasNeverHashedByItsPathAndSize) {
+  CatalogueContents one = before;
+  one.items.resize(1);
+  one.albums.clear();
+  replaceCatalogue(one);
+  CatalogueBackups(root).makeIfDue(day(0));
+  CatalogueContents unhashed = before;
+  for (CatalogueContents::Item& item : unhashed.items) {
+    item.original.content = std::nullopt;
+  }
+  replaceCatalogue(unhashed);
+  EXPECT_EQ(plan().source, catalogueFile(root));
+}
+
+TEST_F(Rebuilding, takesTheNewestOfTheCataloguesThatNameEquallyMany) {
+  CatalogueBackups(root).makeIfDue(day(0));
+  setContentModificationDate(*CatalogueBackups(root).newest(), day(1));
+  const FileURL aside = root.appending("Library before 2026-01-01 000000.sqlite");
+  fs::rename(catalogueFile(root).path(), aside.path());
+  setContentModificationDate(aside, day(2));
+  EXPECT_EQ(plan().source, aside);
+  setContentModificationDate(aside, day(0));
+  EXPECT_EQ(plan().source, CatalogueBackups(root).newest());
+}
+
+// It may be the one that knows every date and album.
+TEST_F(Rebuilding, isRefusedWhereAnEarlierCatalogueCannotBeRead) {
+  removeCatalogue(root);
+  fs::create_directory(root.appending("Library before 2026-01-01 000000.sqlite").path());
+  EXPECT_THROW(plan(), platform::linux_::DatabaseError);
+}
+
 TEST_F(Rebuilding, usesWhatAnEarlierRebuildHasSetAside) {
   fs::rename(catalogueFile(root).path(), root.appending("Library before 2026-01-01 000000.sqlite").path());
   EXPECT_EQ(rebuild().source, root.appending("Library before 2026-01-01 000000.sqlite"));
