@@ -222,6 +222,24 @@ TEST_F(EmbeddedLibraryFaults, aLibraryIsMadeOrNotMade) {
   }
 }
 
+// SQLite passes over a folder that it can't sync, and the catalogue's name may be lost then.
+TEST_F(EmbeddedLibraryFaults, aLibraryIsNotSaidToBeMadeWhereItsFolderCannotBeSynced) {
+  fs::remove_all(root.path());
+  EmbeddedPhotoLibrary library(root);
+  std::size_t failures = 0;
+  const auto failure = [&](const FileCall& call) {
+    const fs::path link = "/proc/self/fd/" + std::to_string(call.descriptor);
+    const bool fails = call.name.ends_with("sync") && fs::exists(root.appending("Library.sqlite").path()) &&
+                       fs::read_symlink(link) == fs::path(root.path());
+    failures += fails ? 1 : 0;
+    return fails ? EIO : 0;
+  };
+  runWatched(failure,
+             [&] { EXPECT_EQ(requestAndWait(library), app::PhotosAuthorizationStatus::notDetermined); });
+  EXPECT_GT(failures, 1U) << "SQLite's own and the last one";
+  EXPECT_TRUE(library.requestFailure());
+}
+
 // Whoever deletes the lock file during a change lets another process in.
 TEST_F(EmbeddedLibraryFaults, allOrNothingIsImportedWhereTheLockFileIsDeletedDuringTheChange) {
   setUp();

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <memory>
 #include <set>
 
 #include "Platform/Linux/PhotoLibrary/CatalogueBackups.h"
@@ -121,6 +122,25 @@ TEST_F(LibraryRecoveryFaults, aRebuildThatIsKilledAnywhereIsCompletedByTheNext) 
 TEST_F(LibraryRecoveryFaults, aRebuildOnAFullDiskLosesNothing) {
   EXPECT_GT(rebuildWithFault(Fault::failing(ENOSPC), breakCatalogue), fewestPoints);
   EXPECT_GT(rebuildWithFault(Fault::failingFromThenOn(ENOSPC), breakCatalogue), fewestPoints);
+}
+
+// Another process may change the library then.
+TEST_F(LibraryRecoveryFaults, aRebuildPutsNothingInPlaceWhereItsLockFileIsDeleted) {
+  const auto planned = [this] {
+    setUp();
+    breakCatalogue(root);
+    auto rebuild = std::make_unique<LibraryRebuild>(root, platform::linux_::KnownImports{}, patience);
+    rebuild->plan({}, [](const auto&) {});
+    return rebuild;
+  };
+  auto rebuild = planned();
+  const std::size_t calls = countMutatingCalls([&] { rebuild->carryOut(day(1)); });
+  rebuild = planned();
+  const std::string broken = readFile(catalogueFile(root));
+  runWithInterruption(
+      calls / 2, [this] { fs::remove(root.appending("Library.lock").path()); },
+      [&] { EXPECT_THROW(rebuild->carryOut(day(1)), app::PhotosPlatformError); });
+  EXPECT_EQ(readFile(catalogueFile(root)), broken);
 }
 
 TEST_F(LibraryRecoveryFaults, aRebuildThatFailsLeavesTheOldCatalogueInItsPlace) {
