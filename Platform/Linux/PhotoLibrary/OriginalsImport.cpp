@@ -230,6 +230,8 @@ void OriginalsImport::rollBack() {
   for (const Named& file : named_) {
     isDone = rollBack(file, incoming) && isDone;
   }
+  // In this order: without a journal each name is kept with its own folder, and a file must not be without
+  // one.
   makeDurable(incoming, folder_->url().appending(LibraryFolder::incoming));
   makeFoldersDurable();
   const OwnedDescriptor library = folder_->open();
