@@ -43,7 +43,7 @@ class CharmeraMediaProcessor {
   //
   // `fileExtension` is without a dot, in any case. Nothing but a file that is
   // `confidentlyRecognizedAsCharmera` is ever altered, whatever its extension. `sourceModificationDate`
-  // stands in for a capture date that the picture doesn't give, as the wall-clock time in `timeZone`.
+  // replaces a missing capture date, as the local time in `timeZone`.
   //
   // Throws MediaProcessingError: malformedJPEG, missingImageDimensions, missingCaptureDate,
   // exifBlockTooLarge, and pictureTooLarge, all for a repair only; and CancellationError within 100 ms of a

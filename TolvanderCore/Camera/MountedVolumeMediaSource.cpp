@@ -21,8 +21,7 @@ namespace tolvander {
 
 namespace {
 
-// What the volume calls itself. A read that fails leaves name and UUID absent: it is no reason to refuse a
-// camera.
+// The volume's name and UUID. If they can't be read, they are absent; the volume can still be a camera.
 VolumeResourceValues resourceValuesIfAny(const FileURL& volumeURL) {
   try {
     return volumeResourceValues(volumeURL);
@@ -35,7 +34,7 @@ std::string nameOf(const FileURL& volumeURL, const VolumeResourceValues& values)
   return values.name.value_or(std::string(volumeURL.lastPathComponent()));
 }
 
-// A volume as the rules look at it; asked of the platform once per detection.
+// The properties of a volume that the rules use; read once for each detection.
 struct Volume {
   explicit Volume(const FileURL& volumeURL)
       : url(volumeURL), values(resourceValuesIfAny(volumeURL)), name(nameOf(volumeURL, values)) {}
@@ -94,8 +93,8 @@ bool fileContainsGeneralplusMarker(const FileURL& url) {
   }
 }
 
-// The first entry below the media root whose name matches the pattern and which `accept` accepts, if any. A
-// pattern that can't be compiled matches nothing.
+// The first entry in the media root whose name matches the pattern and that `accept` accepts. An invalid
+// pattern matches nothing.
 bool anyEntry(const FileURL& root, const std::string& pattern,
               const std::function<bool(const FileURL&)>& accept) {
   try {
@@ -119,7 +118,7 @@ bool matchesCharmera(const Volume& volume, const DeviceProfile& profile) {
   if (!volume.holds("DCIM")) {
     return false;
   }
-  // No other camera has this folder, so no file needs to be opened.
+  // Only this camera has this folder, so no file has to be read.
   if (volume.holds("SPIDCIM")) {
     return true;
   }
@@ -127,7 +126,7 @@ bool matchesCharmera(const Volume& volume, const DeviceProfile& profile) {
   return pattern && anyEntry(volume.url.appending("DCIM"), *pattern, fileContainsGeneralplusMarker);
 }
 
-// A volume that the user has granted is trusted on its identity alone.
+// A volume that the user has granted access to is recognised by its UUID or name only.
 bool matchesGrantedCharmera(const Volume& volume, const DeviceProfile& profile) {
   const auto& rules = profile.matchRules;
   if (!rules.volumeUUID && rules.volumeNames.empty()) {
@@ -136,7 +135,7 @@ bool matchesGrantedCharmera(const Volume& volume, const DeviceProfile& profile) 
   return isBoundTo(volume, rules);
 }
 
-// The rules are alternatives: a volume whose UUID has changed is still recognised by its name.
+// One of the rules is sufficient: a volume whose UUID has changed is still recognised by its name.
 bool matchesByRules(const Volume& volume, const DeviceProfile& profile) {
   const auto& rules = profile.matchRules;
   if (!std::ranges::all_of(rules.requiredPaths,
@@ -162,7 +161,7 @@ bool matchesProfile(const Volume& volume, const DeviceProfile& profile) {
                                         : matchesCharmera(volume, profile);
 }
 
-// Collects the media files of one volume, each once.
+// Collects the media files of one volume without repetition.
 class MediaListing {
  public:
   MediaListing(const FileURL& volumeURL, const DeviceProfile& profile, const CancellationToken& token)
@@ -178,8 +177,8 @@ class MediaListing {
   }
 
  private:
-  // By sort keys, which are made once a file; comparing the paths themselves is most of the cost of a large
-  // card.
+  // Sorts by keys that are made once for each file. Comparing the paths themselves would take most of the
+  // time for a large card.
   void sortAsAFileManager() {
     std::vector<std::pair<std::string, CameraMediaFile>> keyed;
     keyed.reserve(files_.size());
@@ -195,7 +194,7 @@ class MediaListing {
     if (!fileExists(mediaRoot)) {
       return;
     }
-    // From here on the resolved root is used, so that what was checked is what is walked.
+    // The resolved root is used from here on, so that the folder that was checked is the one that is read.
     const FileURL root = mediaRoot.resolvingSymlinks();
     if (root != volumePath_ && !root.isBelow(volumePath_)) {
       return;
@@ -242,7 +241,7 @@ class MediaListing {
     });
   }
 
-  // A file that is no link itself lies where its folder lies; a folder is resolved once for all its files.
+  // A file that is not a link is where its folder is, so each folder is resolved once for all its files.
   const FileURL& resolvedFolder(const FileURL& folder) {
     if (!lastFolder_ || lastFolder_->first != folder) {
       lastFolder_ = {folder, folder.resolvingSymlinks()};
@@ -283,7 +282,7 @@ std::optional<DetectedDevice> MountedVolumeMediaSource::detect(const FileURL& vo
   try {
     verifyAccess(volume);
   } catch (const Error& error) {
-    // The volume left between the event and this call.
+    // The volume was unmounted before this call.
     if (isMissingVolumeError(error)) {
       return std::nullopt;
     }

@@ -29,7 +29,7 @@ class CancellationState {
     }
   }
 
-  // False when the cancellation came first; the caller then runs the function itself.
+  // Returns false if the cancellation came first; the caller then calls the function itself.
   bool add(const std::function<void()>* function) {
     const std::lock_guard lock(mutex_);
     if (isCancelled()) {
@@ -42,7 +42,8 @@ class CancellationState {
   void remove(const std::function<void()>* function) {
     std::unique_lock lock(mutex_);
     std::erase(waiting_, function);
-    if (runner_ != std::this_thread::get_id()) {  // a callback may destroy itself, which would wait for ever
+    if (runner_ !=
+        std::this_thread::get_id()) {  // a callback that destroys itself must not wait for its own end
       ended_.wait(lock, [&] { return running_ != function; });
     }
   }
@@ -67,7 +68,7 @@ void CancellationToken::throwIfCancelled() const {
 CancellationSource::CancellationSource() : state_(std::make_shared<CancellationState>()) {}
 
 void CancellationSource::cancel() {
-  const auto state = state_;  // a callback may end the life of this source
+  const auto state = state_;  // a callback may destroy this source
   state->cancel();
 }
 

@@ -50,7 +50,7 @@ std::optional<std::vector<std::byte>> bytesFromBase64(std::string_view text) {
     }
   }
   bytes.resize(bytes.size() - padding);
-  // Two texts must not stand for the same bytes: what padding drops has to be zero.
+  // The unused bits before the padding must be zero, so that each byte sequence has one text only.
   return base64Text(bytes) == text ? std::optional(std::move(bytes)) : std::nullopt;
 }
 

@@ -4,8 +4,8 @@ namespace tolvander {
 
 std::optional<Date> dateSince1970(std::int64_t seconds, std::int64_t nanoseconds) {
   constexpr std::int64_t perSecond = 1'000'000'000;
-  // Before 1970, both parts count backwards from the next full second: the first instants that a Date reaches
-  // lie in a second whose beginning is out of its reach.
+  // Before 1970, both parts are counted back from the next full second: the earliest instants of Date are in
+  // a second whose beginning is outside its range.
   if (seconds < 0) {
     ++seconds;
     nanoseconds -= perSecond;

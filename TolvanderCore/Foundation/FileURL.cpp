@@ -27,7 +27,7 @@ std::string_view lastComponent(std::string_view path) {
   return path == "/" ? path : path.substr(path.rfind('/') + 1);
 }
 
-// The path with every link resolved, as realpath(3) has it; on failure errno tells why.
+// The path with every link resolved by realpath(3). On failure absent, with errno set.
 std::optional<std::string> realPath(const std::string& path) {
   struct Freeing {
     void operator()(char* text) const { free(text); }
@@ -101,7 +101,7 @@ FileURL FileURL::standardized() const {
 }
 
 FileURL FileURL::resolvingSymlinks() const {
-  // ".." behind a link leads elsewhere than its text says, so the path is resolved as it is spelt.
+  // ".." after a link refers to the parent of the link's target, so the path must not be standardized before.
   std::string existing = path_;
   std::string missing;
   while (true) {

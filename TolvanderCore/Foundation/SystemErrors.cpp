@@ -14,7 +14,7 @@ struct NamedErrno {
   std::string_view name;
 };
 
-// What calls that open, read, write, name and remove files can answer (POSIX.1-2017).
+// The errors of the calls that open, read, write, rename and remove files (POSIX.1-2017).
 constexpr auto errnoNames = std::to_array<NamedErrno>({
     {EACCES, "EACCES"},
     {EAGAIN, "EAGAIN"},

@@ -4,7 +4,7 @@ namespace tolvander {
 
 namespace {
 
-// What may follow a lead byte: how many bytes in all, and the range of the second one.
+// The length of a sequence by its first byte, and the range of its second byte.
 struct Form {
   std::size_t length;
   unsigned char secondMinimum;
@@ -19,12 +19,12 @@ Form formFor(unsigned char lead) {
     return {2, 0x80, 0xBF};
   }
   if (lead >= 0xE0 && lead <= 0xEF) {
-    // Without longer spellings of short sequences, and without surrogates.
+    // Excludes overlong sequences and surrogates.
     return {3, static_cast<unsigned char>(lead == 0xE0 ? 0xA0 : 0x80),
             static_cast<unsigned char>(lead == 0xED ? 0x9F : 0xBF)};
   }
   if (lead >= 0xF0 && lead <= 0xF4) {
-    // Nothing above U+10FFFF.
+    // Excludes code points above U+10FFFF.
     return {4, static_cast<unsigned char>(lead == 0xF0 ? 0x90 : 0x80),
             static_cast<unsigned char>(lead == 0xF4 ? 0x8F : 0xBF)};
   }

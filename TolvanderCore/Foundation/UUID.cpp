@@ -29,8 +29,9 @@ std::optional<unsigned> hexadecimalDigit(char character) {
 UUID UUID::random() {
   UUID uuid;
   precondition(getentropy(uuid.bytes.data(), uuid.bytes.size()) == 0, "the system has random bytes");
-  uuid.bytes[6] = static_cast<std::uint8_t>((uuid.bytes[6] & 0x0FU) | 0x40U);  // version 4
-  uuid.bytes[8] = static_cast<std::uint8_t>((uuid.bytes[8] & 0x3FU) | 0x80U);  // the RFC's variant
+  uuid.bytes[6] =
+      static_cast<std::uint8_t>((uuid.bytes[6] & 0x0FU) | 0x40U);  // version 4 (RFC 9562, section 5.4)
+  uuid.bytes[8] = static_cast<std::uint8_t>((uuid.bytes[8] & 0x3FU) | 0x80U);  // variant (section 4.1)
   return uuid;
 }
 

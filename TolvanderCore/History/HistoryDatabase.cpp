@@ -35,7 +35,8 @@ ImportRecord decodeImportRecord(const JSONObject& object) {
   ImportRecord record;
   record.evidence = decodeEvidence(object);
   record.sourceFingerprint = decodeSourceFingerprint(object);
-  // On metadata alone these three are not looked at, so that nothing under them can fail the read.
+  // A record on metadata only doesn't have these three keys; they are not read, so that they can't make
+  // reading fail.
   if (record.isContentConfirmed()) {
     record.mediaPayloadFingerprint = object.optionalString("mediaPayloadFingerprint");
     record.processedFingerprint = object.optionalString("processedFingerprint");
@@ -123,7 +124,7 @@ std::map<std::string, std::string> decodePendingProcessedFingerprints(
   }
   pending->object().forEach([&](std::string_view source, const JSONValue& processed) {
     if (!fingerprints.emplace(source, processed.string()).second) {
-      throw DecodingError(DecodingError::Case::dataCorrupted, source, "the key stands twice");
+      throw DecodingError(DecodingError::Case::dataCorrupted, source, "the object has the key twice");
     }
   });
   std::erase_if(fingerprints, [&](const auto& entry) { return !pendingImports.contains(entry.first); });
@@ -141,7 +142,7 @@ HistoryDatabase decodeHistory(const JSONDocument& document) {
   return database;
 }
 
-// Writing. Each function puts its keys in ascending order.
+// Writing. Each function writes its keys in ascending order.
 
 void writeOptional(JSONWriter& writer, std::string_view key, const std::optional<std::string>& text) {
   if (text) {

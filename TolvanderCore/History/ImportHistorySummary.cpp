@@ -18,7 +18,7 @@ namespace tolvander {
 
 namespace {
 
-// Disjoint sets of the numbers below a count: union by size, path halving.
+// Disjoint sets of numbers (union-find): union by size, path halving.
 class DisjointSets {
  public:
   explicit DisjointSets(std::size_t count) : parents_(count), sizes_(count, 1), groups_(count) {
@@ -55,9 +55,9 @@ class DisjointSets {
   std::size_t groups_;
 };
 
-// Joins the records that share an identity; `identities` has the one of each record, empty where it has none.
-// The table of the first record that carried each identity has no node for each entry and is at most half
-// full: to look identities up is what takes the time of a summary.
+// Unites the records that share an identity. `identities` has the identity of each record, or an empty one.
+// An open-addressing hash table, at most half full, holds the first record with each identity: the lookups
+// take most of the time of a summary.
 void joinCarriers(const std::vector<std::string_view>& identities, DisjointSets& items) {
   struct Place {
     std::size_t hash = 0;
@@ -83,8 +83,8 @@ void joinCarriers(const std::vector<std::string_view>& identities, DisjointSets&
   }
 }
 
-// Kinds of identity are kept apart: a payload that is spelt like an asset links nothing. No two records share
-// a source fingerprint, which is their key.
+// Different kinds of identity are separate: a payload fingerprint that equals an asset identifier unites
+// nothing. Source fingerprints need not be compared, because they are the records' keys.
 std::int64_t uniqueCount(const std::vector<const ImportRecord*>& records) {
   DisjointSets items(records.size());
   for (const auto kind : {&ImportRecord::mediaPayloadFingerprint, &ImportRecord::photosAssetIdentifier}) {

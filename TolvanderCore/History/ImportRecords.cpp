@@ -12,7 +12,7 @@ using Shared = std::shared_ptr<const ImportRecord>;
 
 std::string_view keyOf(const Shared& record) { return record->sourceFingerprint; }
 
-// In ascending order; of several with the same key, the last.
+// Sorts in ascending order and keeps the last of several records with the same key.
 std::vector<Shared> sharedInOrder(std::vector<ImportRecord> records) {
   std::vector<Shared> ordered;
   ordered.reserve(records.size());
@@ -20,7 +20,7 @@ std::vector<Shared> sharedInOrder(std::vector<ImportRecord> records) {
     ordered.push_back(std::make_shared<const ImportRecord>(ImportRecord::make(std::move(record))));
   }
   std::ranges::stable_sort(ordered, std::less(), keyOf);
-  // Of equal neighbours the last stays: seen from the end, it is the first.
+  // Keeps the last of equal records, which is the first one in reverse order.
   const auto kept =
       std::unique(ordered.rbegin(), ordered.rend(),
                   [](const Shared& left, const Shared& right) { return keyOf(left) == keyOf(right); });
@@ -48,7 +48,7 @@ void ImportRecords::insertOrAssign(std::vector<ImportRecord> records) {
       added.push_back(std::move(record));
     }
   }
-  // From the end, so that every record moves once, straight to its place.
+  // From the end, so that every record is moved once, directly to its final position.
   const auto oldCount = static_cast<std::ptrdiff_t>(records_.size());
   records_.resize(records_.size() + added.size());
   auto oldEnd = records_.begin() + oldCount;

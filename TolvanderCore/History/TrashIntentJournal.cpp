@@ -23,7 +23,7 @@ namespace {
 
 std::span<const std::byte> bytesOf(std::string_view text) { return std::as_bytes(std::span(text)); }
 
-// With its line end.
+// The line of an intent, with its line end.
 std::string lineOf(const TrashIntent& intent) {
   const auto write = [&](JSONWriter& writer) {
     writer.beginObject();
@@ -64,7 +64,7 @@ std::vector<TrashIntent> intentsFromLines(std::string_view lines) {
     try {
       intents.push_back(intentFromLine(lines.substr(0, end)));
     } catch (const DecodingError&) {
-      // What it named can't be told from the user's own files.
+      // The file that an unreadable line describes can't be distinguished from the user's own files.
     }
     lines.remove_prefix(end + 1);
   }
@@ -77,7 +77,7 @@ TrashIntentJournal::TrashIntentJournal(FileURL file) : file_(std::move(file)) {
   try {
     const std::vector<std::byte> bytes = FileReader(file_).readToEnd();
     const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    size_ = text.rfind('\n') + 1;  // 0 where there is none
+    size_ = text.rfind('\n') + 1;  // 0 without a line end
     intents_ = intentsFromLines(text.substr(0, size_));
   } catch (const PosixError& error) {
     if (error.code() != ENOENT) {

@@ -13,20 +13,20 @@ namespace tolvander {
 
 namespace {
 
-// Large enough that the sink's own cost a call doesn't count, small enough to stay in a processor's cache.
+// Large enough to make the cost of a sink's call negligible, small enough for a processor's cache.
 constexpr std::size_t bufferSize = 262'144;
 
 constexpr std::uint64_t eachByte(std::uint8_t byte) { return 0x0101010101010101ULL * byte; }
 
-// Nonzero where a byte of `word` is less than `limit`, which is at most 128 (and perhaps for a byte above
-// such a one).
+// Nonzero in each byte of `word` that is less than `limit` (at most 128). May also be nonzero in the byte
+// above such a one.
 constexpr std::uint64_t bytesBelow(std::uint64_t word, std::uint8_t limit) {
   return (word - eachByte(limit)) & ~word & eachByte(0x80);
 }
 
-// Whether any of eight characters can't be copied as it is: a control character, a quotation mark, a slash, a
-// backslash, or a byte of something that isn't ASCII. Eight at a time, because texts are what a save spends
-// its time on.
+// Whether any of eight characters has to be escaped or checked: control characters, quotation marks, slashes,
+// backslashes, and bytes that are not ASCII. Checks eight at a time, because writing texts takes most of a
+// save's time.
 bool needsCare(std::uint64_t word) {
   return ((word & eachByte(0x80)) | bytesBelow(word, 0x20) | bytesBelow(word ^ eachByte('"'), 1) |
           bytesBelow(word ^ eachByte('/'), 1) | bytesBelow(word ^ eachByte('\\'), 1)) != 0;
@@ -37,7 +37,7 @@ bool needsCare(char character) {
   return byte < 0x20 || byte >= 0x80 || byte == '"' || byte == '/' || byte == '\\';
 }
 
-// How JSON spells a character of ASCII that needs care.
+// The escape sequence of an ASCII character (RFC 8259, section 7).
 std::string escaped(unsigned char character) {
   constexpr std::string_view digits = "0123456789abcdef";
   constexpr std::array shortForms = {std::pair{'\b', 'b'}, std::pair{'\f', 'f'}, std::pair{'\n', 'n'},
@@ -51,7 +51,7 @@ std::string escaped(unsigned char character) {
   return {'\\', 'u', '0', '0', digits[character / 16U], digits[character % 16U]};
 }
 
-// The most bytes that one byte of text can become: \u00xx.
+// The length of the longest escape sequence of a byte: \u00xx.
 constexpr std::size_t longestEscape = 6;
 
 char* put(char* out, std::string_view text) {
@@ -59,7 +59,7 @@ char* put(char* out, std::string_view text) {
   return out + text.size();
 }
 
-// Writes the first character of `text`, which needs care, and takes it off.
+// Writes the first character of `text`, which has to be escaped or checked, and removes it from `text`.
 char* putWithCare(char* out, std::string_view& text) {
   const auto first = static_cast<unsigned char>(text.front());
   const UTF8Sequence sequence = firstUTF8Sequence(text);
@@ -73,7 +73,7 @@ char* putWithCare(char* out, std::string_view& text) {
   return out;
 }
 
-// Copies a text and looks at it in the same pass. At `out` is room for its longest escape and a word more.
+// Copies and checks a text in one pass. `out` has room for the longest escape of each byte and one more word.
 char* putEscaped(char* out, std::string_view text) {
   while (!text.empty()) {
     std::uint64_t word = 0;
@@ -107,7 +107,7 @@ void JSONWriter::endArray() { end(']', false); }
 
 void JSONWriter::key(std::string_view name) {
   precondition(!levels_.empty() && levels_.back().isObject && !expectsValueOfKey_,
-               "a key stands in an object");
+               "a key belongs to an object");
   startItem();
   appendQuoted(name);
   append(style_ == Style::prettyPrinted ? " : " : ":");
@@ -232,7 +232,8 @@ void JSONWriter::appendQuoted(std::string_view text) {
   used_ += static_cast<std::size_t>(out - begin);
 }
 
-// Where the next bytes go, with room for so many. The buffer grows only for a text that is longer than it.
+// The position of the next bytes, with room for `size` of them. The buffer grows only for a text that is
+// longer than it.
 char* JSONWriter::room(std::size_t size) {
   if (buffer_.size() - used_ < size) {
     flush();

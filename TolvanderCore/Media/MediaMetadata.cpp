@@ -13,8 +13,8 @@ bool isUsable(std::optional<double> duration) {
   return duration && std::isfinite(*duration) && *duration > 0;
 }
 
-// At most a tenth of a second apart. In binary 1.1 - 1.0 comes out a little above 0.1, hence the allowance
-// for rounding.
+// Whether the durations differ by at most 0.1 s. The allowance is for rounding: in binary, 1.1 - 1.0 is
+// slightly more than 0.1.
 bool durationsMatch(std::optional<double> left, std::optional<double> right) {
   constexpr double tolerance = 0.1;
   if (!isUsable(left) || !isUsable(right)) {

@@ -118,8 +118,7 @@ std::string_view trimmingNULs(std::string_view text) {
   return text;
 }
 
-// The camera's constants and what is known of the picture, as Exif 2.32, sections 4.6.4 and 4.6.5, lays it
-// out.
+// The fields are defined in Exif 2.32: those of the first directory in section 4.6.4, the others in 4.6.5.
 TIFFWriter minimalExifBlock(std::string_view captureDate, int width, int height, std::uint16_t orientation) {
   const std::array exifFields{
       TIFFField::rational(tag::fNumber, 24, 10),

@@ -14,6 +14,7 @@ using Bytes = std::span<const std::byte>;
 
 constexpr std::size_t startOfImageSize = 2;
 
+// The markers COM and APPn (ISO/IEC 10918-1, B.2.4.5 and B.2.4.6).
 bool isMetadata(std::uint8_t marker) {
   return marker == jpegMarker::comment ||
          (marker >= jpegMarker::application0 && marker <= jpegMarker::application15);

@@ -16,6 +16,7 @@ using Bytes = std::span<const std::byte>;
 constexpr std::byte markerPrefix{0xFF};
 constexpr std::array startOfImage{std::byte{0xFF}, std::byte{0xD8}};
 
+// Clauses of ISO/IEC 10918-1 | ITU-T T.81. The markers are those of table B.1.
 constexpr std::uint8_t stuffedZero = 0x00;
 constexpr std::uint8_t temporary = 0x01;
 constexpr std::uint8_t huffmanTables = 0xC4;
@@ -24,9 +25,10 @@ constexpr std::uint8_t arithmeticConditioning = 0xCC;
 constexpr std::uint8_t endOfImage = 0xD9;
 constexpr std::uint8_t startOfScan = 0xDA;
 
-// The markers without a length.
-bool standsAlone(std::uint8_t marker) { return marker == temporary || (marker >= 0xD0 && marker <= 0xD7); }
+// The markers TEM and RSTm, which have no length and no payload (B.1.1.3).
+bool hasNoPayload(std::uint8_t marker) { return marker == temporary || (marker >= 0xD0 && marker <= 0xD7); }
 
+// The markers SOFn (B.2.2).
 bool isFrameHeader(std::uint8_t marker) {
   return marker >= 0xC0 && marker <= 0xCF && marker != huffmanTables && marker != extension &&
          marker != arithmeticConditioning;
@@ -36,7 +38,7 @@ bool beginsWith(Bytes bytes, Bytes prefix) {
   return bytes.size() >= prefix.size() && std::ranges::equal(bytes.first(prefix.size()), prefix);
 }
 
-// The offset of the first 0xFF at `offset` or behind it.
+// The offset of the first 0xFF at or after `offset`.
 std::size_t firstMarkerPrefix(Bytes data, std::size_t offset, const CancellationToken& token) {
   constexpr std::size_t pieceSize = std::size_t{16} << 20U;  // a few milliseconds
   while (offset < data.size()) {
@@ -51,7 +53,8 @@ std::size_t firstMarkerPrefix(Bytes data, std::size_t offset, const Cancellation
   throwMalformedJPEG();
 }
 
-// The offset of the marker byte behind the run of 0xFF that begins at `offset`.
+// The offset of the marker byte after the 0xFF bytes that begin at `offset`: a marker may be preceded by any
+// number of fill bytes 0xFF (B.1.1.2).
 std::size_t behindMarkerPrefixes(Bytes data, std::size_t offset, const CancellationToken& token) {
   constexpr std::size_t bytesBetweenChecks = std::size_t{1} << 20U;  // about a millisecond
   while (offset < data.size() && data[offset] == markerPrefix) {
@@ -66,7 +69,8 @@ std::size_t behindMarkerPrefixes(Bytes data, std::size_t offset, const Cancellat
   return offset;
 }
 
-// The end of the segment whose marker byte stands at `markerOffset` and has a length behind it.
+// The end of the segment whose marker byte is at `markerOffset`. The length after it includes its own two
+// bytes (B.1.1.4).
 std::size_t segmentEnd(Bytes data, std::size_t markerOffset) {
   const std::size_t lengthOffset = markerOffset + 1;
   if (data.size() - lengthOffset < 2) {
@@ -103,7 +107,7 @@ bool JPEGSegmentReader::next() {
   if (marker == endOfImage) {
     throwMalformedJPEG();
   }
-  if (standsAlone(marker)) {
+  if (hasNoPayload(marker)) {
     payloadBegin_ = markerOffset + 1;
     segment_ = {.marker = marker, .range = {begin, payloadBegin_}, .isExif = false};
     return true;
@@ -118,6 +122,7 @@ std::optional<JPEGFrameSize> JPEGSegmentReader::frameSize() const {
   if (!isFrameHeader(segment_.marker) || payload().size() < 5) {
     return std::nullopt;
   }
+  // P, Y, X: one byte of sample precision, and two each of lines and samples per line (B.2.2).
   return JPEGFrameSize{.width = bigEndian16(payload(), 3), .height = bigEndian16(payload(), 1)};
 }
 
@@ -131,7 +136,9 @@ std::size_t JPEGSegmentReader::scanEOI(std::span<const std::byte> data, std::siz
     if (marker == endOfImage) {
       return markerOffset + 1;
     }
-    const bool isPartOfScan = marker == stuffedZero || standsAlone(marker);
+    // In entropy-coded data, a zero byte is stuffed after each 0xFF byte (B.1.1.5), and restart markers
+    // separate the intervals.
+    const bool isPartOfScan = marker == stuffedZero || hasNoPayload(marker);
     offset = isPartOfScan ? markerOffset + 1 : segmentEnd(data, markerOffset);
   }
 }

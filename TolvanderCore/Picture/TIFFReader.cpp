@@ -11,8 +11,8 @@ namespace tolvander {
 
 namespace {
 
-constexpr std::uint16_t maximumEntries = 256;
-constexpr std::uint32_t maximumTextSize = 128;
+constexpr std::uint16_t maximumEntries = 256;   // of a directory
+constexpr std::uint32_t maximumTextSize = 128;  // bytes
 
 bool twoCharacters(std::span<const std::byte> bytes, char both) {
   return std::ranges::all_of(bytes.first(2), [both](std::byte byte) { return byte == std::byte(both); });
@@ -31,12 +31,14 @@ TIFFReader::TIFFReader(std::span<const std::byte> bytes, std::size_t blockStart,
   byteOrder = byteOrderOf(data.subspan(start, end - start));
 }
 
+// TIFF 6.0, section 2, "Image File Header".
 bool TIFFReader::magicIsValid() const {
   const auto block = data.subspan(start, end - start);
   return block.size() >= tiff::headerSize && (twoCharacters(block, 'I') || twoCharacters(block, 'M')) &&
          uint16Absolute(start + 2) == tiff::magicNumber;
 }
 
+// TIFF 6.0, section 2, "Image File Directory".
 std::vector<TIFFReader::Entry> TIFFReader::entries(std::uint32_t offset) const {
   const std::size_t directory = start + offset;
   const std::uint16_t count = uint16Absolute(directory);
@@ -64,6 +66,8 @@ std::optional<std::string> TIFFReader::asciiValue(std::uint16_t tag, std::span<c
       entry->count > maximumTextSize) {
     return std::nullopt;
   }
+  // A value of at most 4 bytes is in the entry itself, a longer one at the offset that the entry has
+  // ("Value/Offset").
   const std::size_t offset = entry->count > tiff::valueFieldSize
                                  ? start + uint32Absolute(entry->valueFieldOffset)
                                  : entry->valueFieldOffset;

@@ -29,13 +29,13 @@ struct Target {
   CandidatesByName::Name name;
   std::optional<Date> date;  // its capture date, or else its modification date
 
-  // Why it remains without a verdict, unless a later candidate settles it.
+  // Why it remains undecided, unless a later candidate settles it.
   bool isUnchecked = false;   // some candidate could not be compared with it
   bool isOverBudget = false;  // and a limit was a reason
 
   void markOverBudget() { isUnchecked = isOverBudget = true; }
 
-  // Records why candidates that didn't match leave the file without a verdict, if they do.
+  // Records whether candidates that didn't match leave the file undecided, and why.
   void noteUnsettled(ReadStates states) {
     if (states.contains(ReadState::unread) || states.contains(ReadState::budgetExceeded)) {
       markOverBudget();

@@ -6,7 +6,7 @@
 namespace tolvander {
 
 RecognitionPolicy RecognitionPolicy::scaled(std::int64_t fileCount) const {
-  constexpr std::int64_t countedFiles = 2'048;  // more files raise nothing further
+  constexpr std::int64_t countedFiles = 2'048;  // the limits don't rise for more files
   const std::int64_t readsPerFile = recentCandidateLimit > automatic.recentCandidateLimit ? 4 : 2;
   const std::int64_t files = std::clamp<std::int64_t>(fileCount, 0, countedFiles);
   RecognitionPolicy scaled = *this;

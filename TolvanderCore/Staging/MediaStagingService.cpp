@@ -20,7 +20,7 @@
 
 namespace tolvander {
 
-// One call of prepare: what it was asked and what it has made.
+// The arguments and the results so far of one call of prepare.
 struct MediaStagingService::Batch {
   bool confidentlyRecognizedAsCharmera;
   const TimeZone& timeZone;
@@ -51,7 +51,7 @@ std::string fingerprintOfOutput(const MediaProcessingPlan& plan) {
   return plan.processedFingerprint ? *plan.processedFingerprint : FileFingerprinter::sha256(*plan.outputData);
 }
 
-// The folder of one staged file, made within its batch.
+// Creates the folder for one staged file in its batch.
 FileURL makeFolder(const PreparedMediaBatch& batch, const std::string& name) {
   FileURL folder = batch.directoryURL.appending(name);
   createPrivateDirectory(folder);
@@ -75,8 +75,7 @@ PreparedMediaFile stageRepaired(const PreparedMediaBatch& batch, const CameraMed
   if (!plan.outputData) {
     throw MediaProcessingError(MediaProcessingError::Case::malformedJPEG);
   }
-  // Two camera files that become the same bytes may share the folder: whichever is written, it is right for
-  // both.
+  // Two camera files with the same output may share the folder, because the file in it is right for both.
   const FileURL folder = batch.directoryURL.appending(fingerprintOfOutput(plan) + "-p" +
                                                       std::to_string(plan.processorVersion.value_or(0)));
   createDirectories(folder, Durability::survivesProcess);
@@ -85,13 +84,14 @@ PreparedMediaFile stageRepaired(const PreparedMediaBatch& batch, const CameraMed
   return preparedFile(file, plan, copy, orElse(plannedCaptureDate(plan, timeZone), file.modifiedAt));
 }
 
-// What was found in a file while it was copied.
+// What was found out about a file while it was copied.
 struct Copied {
   std::string fingerprint;
   PictureHead head;
 };
 
-// The copy appears whole, and the file is read once. A video's beginning is not kept: it has no Exif.
+// Copies a file atomically, reading it once. The beginning of a video is not kept, because it has no Exif
+// block.
 Copied copyAtomically(const CameraMediaFile& file, const FileURL& copy, const CancellationToken& token) {
   WholeFile source(file.url);
   requireFreeSpace(copy.deletingLastPathComponent(), source.byteCount());
@@ -113,7 +113,7 @@ Copied copyAtomically(const CameraMediaFile& file, const FileURL& copy, const Ca
   throw CharmeraVideoProcessingError(CharmeraVideoProcessingError::Case::invalidVideo);
 }
 
-// What a video is before it is copied. One without a date isn't imported.
+// The properties of a video before it is copied. A video without a date is not imported.
 struct VideoSource {
   std::int64_t byteCount;
   Date captureDate;
@@ -148,7 +148,7 @@ void copyVideo(const FileURL& source, const FileURL& copy, std::int64_t byteCoun
     writer.write(std::span(chunk).first(count));
   }
   writer.close();
-  // The file changed while it was read, or the volume doesn't tell the truth.
+  // The file changed while it was read, or the volume reported a wrong size.
   if (copied != byteCount) {
     throw MediaStagingError::sourceChanged();
   }
@@ -207,7 +207,8 @@ PreparedMediaBatch MediaStagingService::prepare(const std::vector<CameraMediaFil
   try {
     prepareFiles(batch, files, failedFile);
   } catch (...) {
-    removeItemIgnoringErrors(batch.prepared.directoryURL);  // what stays is taken for abandoned after a day
+    removeItemIgnoringErrors(
+        batch.prepared.directoryURL);  // a folder that remains is removed as abandoned after a day
     throw;
   }
   return std::move(batch.prepared);
@@ -257,7 +258,7 @@ void MediaStagingService::validateSourceIdentities(const PreparedMediaBatch& bat
   }
 }
 
-// A link in the root's place could lead later removals to other people's files.
+// If the root were a symbolic link, later removals could delete files elsewhere.
 void MediaStagingService::ensureRootDirectory() const {
   if (!isThere(rootDirectory_)) {
     createDirectories(rootDirectory_, Durability::survivesProcess);
@@ -326,7 +327,7 @@ PreparedMediaFile MediaStagingService::prepareVideo(Batch& batch, const CameraMe
   const FileURL folder = makeFolder(batch.prepared, UUID::random().text());
   const FileURL copy = folder.appending("source.avi");
   copyVideo(file.url, copy, source.byteCount, maximumVideoBytes_, batch.token);
-  // The processor takes the movie's date from its source.
+  // The processor takes the movie's creation date from the modification date of its source.
   setContentModificationDate(copy, source.captureDate);
   batch.token.throwIfCancelled();
   std::string sourceFingerprint = FileFingerprinter::sha256(copy, batch.token);
@@ -353,7 +354,7 @@ void MediaStagingService::cleanupIgnoringErrors(const PreparedMediaBatch& batch)
   try {
     cleanup(batch);
   } catch (const std::exception&) {
-    return;  // what stays is taken for abandoned after a day
+    return;  // a folder that remains is removed as abandoned after a day
   }
 }
 

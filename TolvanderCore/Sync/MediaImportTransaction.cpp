@@ -29,7 +29,8 @@ AssetIdentifiers commit(const Batch& batch, const Steps& steps) {
 AssetIdentifiers importBatch(const Batch& batch, const Steps& steps) {
   steps.begin(batch);
   AssetIdentifiers assets = commit(batch, steps);
-  // Recorded before it is judged: what did land is then known, and what didn't keeps its mark.
+  // Records the result before checking it: the files that were imported then have a record, and the others
+  // keep their marks.
   steps.record(batch, assets);
   const bool isComplete = std::ranges::all_of(
       batch, [&](const PreparedMediaFile& file) { return assets.contains(file.sourceFingerprint); });

@@ -10,12 +10,13 @@ namespace tolvander {
 
 namespace {
 
-// Chunk headers are far apart, so more would be read for nothing.
+// Chunk headers are far apart, so a larger window would read bytes that aren't used.
 constexpr std::size_t windowSize = 4096;
 
 bool isPrintable(char character) { return character >= ' ' && character <= '~'; }
 
-// The names that AVI files have. Others are possible, but four characters of anything can look like one.
+// The usual chunk names of AVI files. Other names are possible, but any four printable characters could be
+// one.
 bool isKnownName(std::string_view name) {
   constexpr std::array<std::string_view, 13> names = {"RIFF", "LIST", "JUNK", "idx1", "avih", "strh", "strf",
                                                       "strd", "strn", "indx", "vprp", "dmlh", "ISFT"};
@@ -70,7 +71,7 @@ std::optional<AVIChunkHead> AVIBytes::chunkHead(std::uint64_t offset) {
 }
 
 std::uint64_t AVIBytes::skipZeros(std::uint64_t offset) {
-  std::size_t step = AVIChunkHead::size;  // at first no more than what is looked at next anyway
+  std::size_t step = AVIChunkHead::size;  // the first step reads only what is needed next anyway
   while (offset < fileSize_) {
     const std::string_view bytes = at(offset, step);
     step = windowSize;

@@ -12,9 +12,9 @@
 
 namespace tolvander {
 
-// Private to AVIReading: the bytes of an AVI and how its chunks follow each other.
+// Private to AVIReading: access to the bytes of an AVI and to the sequence of its chunks.
 
-// A chunk's header: a name of four characters and the size of the data that follow.
+// The header of a RIFF chunk: a name of four characters and the size of the data after it.
 struct AVIChunkHead {
   static constexpr std::uint64_t size = 8;  // bytes of the header itself
 
@@ -24,39 +24,40 @@ struct AVIChunkHead {
   std::string_view name() const { return {characters.data(), characters.size()}; }
 };
 
-// The stream that two digits at the start of a name number. Absent without them.
+// The number of the stream in the two digits at the start of a chunk's name. Absent without two digits.
 std::optional<std::size_t> streamNumber(std::string_view name);
 
-// The stream whose index a chunk is, by its name: `ix##` or `##ix`. Absent for other chunks.
+// The number of the stream that an index chunk belongs to, by its name `ix##` or `##ix`. Absent for other
+// chunks.
 std::optional<std::size_t> indexedStream(std::string_view name);
 
-// Small pieces of a file, read through a window. Throws PosixError.
+// Reads small pieces of a file through a window that is kept in memory. Throws PosixError.
 class AVIBytes {
  public:
   AVIBytes(const FileReader& file, CancellationToken token);
 
-  // Of the file when this object was made.
+  // The size of the file when this object was made.
   std::uint64_t fileSize() const { return fileSize_; }
 
-  // `count` bytes, fewer where the file ends before. Valid until the next call. `count` is at most the
-  // window's size.
+  // `count` bytes at `offset`, or fewer if the file ends before. Valid until the next call. `count` is at
+  // most the size of the window.
   std::string_view at(std::uint64_t offset, std::size_t count);
 
-  // The header at `offset`. Absent where the file ends before, and where the name isn't four printable ASCII
+  // The chunk header at `offset`. Absent if the file ends before, and if the name isn't four printable ASCII
   // characters.
   std::optional<AVIChunkHead> chunkHead(std::uint64_t offset);
 
-  // The first byte from `offset` on that isn't zero, or the file's end.
+  // The offset of the first byte at or after `offset` that isn't zero, or the end of the file.
   std::uint64_t skipZeros(std::uint64_t offset);
 
-  // Where to look for the next header behind the data of a chunk, with or without its pad byte. Zeros may be
-  // there.
+  // The offset at which to look for the next header after the data of a chunk: a chunk of odd size should
+  // have a pad byte, but some writers omit it. There may be zeros at that offset.
   std::uint64_t behind(std::uint64_t dataOffset, std::uint32_t dataSize);
 
-  // Whether the data of a chunk whose header is at `offset` end within the file.
+  // Whether the data of a chunk with its header at `offset` end within the file.
   bool holds(std::uint64_t offset, std::uint64_t dataSize) const;
 
-  // Whether the bytes are a JPEG from its first to its last marker, with nothing but zeros and FF behind.
+  // Whether the bytes are a JPEG from its first to its last marker, followed by nothing but bytes 00 and FF.
   bool isWholePicture(std::uint64_t offset, std::uint32_t size);
 
  private:

@@ -14,7 +14,7 @@ namespace {
 
 enum class Source { walk, index };
 
-// How the chunks of the index relate to those of the walk.
+// How the chunks of the index are related to those of the walk.
 struct Comparison {
   enum class Relation {
     same,
@@ -24,7 +24,8 @@ struct Comparison {
   };
   Relation relation = Relation::other;
 
-  // Of the chunks that both have: whether no chunk is shown longer by the index, or by the walk.
+  // For the chunks that both have: whether the index, or the walk, shows none of them longer than the other
+  // does.
   bool indexIsNeverLonger = true;
   bool walkIsNeverLonger = true;
 };
@@ -55,13 +56,13 @@ Comparison compare(const AVIAccount& walk, const AVIAccount& index) {
   return comparison;
 }
 
-// What the header counts say of one video stream.
+// The numbers of frames that the headers have for one video stream.
 class HeaderCounts {
  public:
   HeaderCounts(std::uint32_t length, std::optional<std::uint32_t> totalFrames)
       : length_(length), totalFrames_(totalFrames) {}
 
-  // Whether they say `slots`, which is one of the counts in question.
+  // Whether the headers have `slots`, which is one of the counts in question.
   bool say(std::uint32_t slots, std::span<const std::uint32_t> inQuestion) const {
     const bool lengthIsInQuestion = std::ranges::find(inQuestion, length_) != inQuestion.end();
     return length_ == slots || (!lengthIsInQuestion && totalFrames_ == slots);
@@ -69,7 +70,7 @@ class HeaderCounts {
 
   bool sayOnly(std::uint32_t slots) const { return say(slots, {&slots, 1}); }
 
-  // Of two counts, whether they say this one or neither.
+  // Whether the headers have the first of two counts, or neither of them.
   bool allow(std::uint32_t slots, std::uint32_t other) const {
     const std::array<std::uint32_t, 2> inQuestion = {slots, other};
     return say(slots, inQuestion) || !say(other, inQuestion);
@@ -93,11 +94,11 @@ class Judge {
   std::vector<AVIAccount> decide() {
     std::vector<std::optional<Source>> sources(headers_.streams.size());
     std::optional<std::uint32_t> totalFrames = headers_.totalFrames;
-    // The streams of sound come second: they are right only where the pictures are.
+    // Sound is decided after video, because it can only be right if the pictures are.
     for (std::size_t stream = 0; stream < sources.size(); ++stream) {
       if (headers_.streams[stream].kind == AVIStream::Kind::video) {
         sources[stream] = video(stream, totalFrames);
-        totalFrames.reset();  // which count the frames of the first video stream
+        totalFrames.reset();  // they count the frames of the first video stream only
       }
     }
     for (std::size_t stream = 0; stream < sources.size(); ++stream) {
@@ -118,7 +119,7 @@ class Judge {
     }
   }
 
-  // The accounts are moved out, so this comes after every decision.
+  // Moves the accounts, so it must be called after all decisions.
   std::vector<AVIAccount> take(const std::vector<std::optional<Source>>& sources) {
     std::vector<AVIAccount> accounts(sources.size());
     for (std::size_t stream = 0; stream < sources.size(); ++stream) {
@@ -148,7 +149,7 @@ class Judge {
 
   Source videoWithoutIndex(std::size_t stream, const HeaderCounts& counts) {
     const AVIAccount& walk = walk_.streams[stream];
-    // A header of fewer frames than there are was written before they were.
+    // A header with fewer frames than the file has was written before the last frames.
     require(counts.sayOnly(walk.slots) || (walk_.state == State::whole && counts.areAllLessThan(walk.slots) &&
                                            arePictures(stream, walk)),
             "frames may be missing, and it has no usable index");
@@ -181,7 +182,7 @@ class Judge {
     refuseAVI(url_, "the index has other frames than the file");
   }
 
-  // Repeats are in the index only, and some writers leave chunks without data out of it.
+  // Repeats are in the index only. Some writers leave chunks without data out of the index.
   Source videoOfSameChunks(const Comparison& comparison, std::uint32_t walk, std::uint32_t index,
                            const HeaderCounts& counts) const {
     constexpr std::string_view reason = "the index and the chunks show frames for different times";
@@ -222,7 +223,7 @@ class Judge {
            });
   }
 
-  // By more than a unit.
+  // Whether the header has more sound, by more than one unit.
   bool headerHasMoreSound(std::size_t stream) const {
     const AVISoundFormat& format = headers_.streams[stream].sound;
     std::uint64_t bytes = 0;
@@ -234,7 +235,7 @@ class Judge {
            static_cast<double>(units * format.samplesPerUnit) / format.sampleRate;
   }
 
-  // Whether chunks of sound lie between those of the index without being in it.
+  // Whether there are chunks of sound between those of the index that are not in the index.
   bool hasSoundBehind(const std::vector<AVIAccount>& accounts) {
     return std::ranges::any_of(accounts, [&](const AVIAccount& account) {
       return std::ranges::any_of(account.chunks, [&](const AVIChunk& chunk) {
@@ -244,7 +245,7 @@ class Judge {
     });
   }
 
-  // The first chunk behind a place, of any stream.
+  // The first chunk after an offset, of any stream.
   static std::uint64_t nextChunk(const std::vector<AVIAccount>& accounts, std::uint64_t offset) {
     std::uint64_t next = std::numeric_limits<std::uint64_t>::max();
     for (const AVIAccount& account : accounts) {
@@ -256,8 +257,8 @@ class Judge {
     return next;
   }
 
-  // Up to the data of the next chunk. What may lie between them is padding, and chunks without data, whose
-  // headers claim some.
+  // Reads up to the data of the next chunk. Between them there may be padding, and chunks without data whose
+  // headers have a size.
   bool isFollowedBySound(const AVIChunk& chunk, std::uint64_t next) {
     std::uint64_t offset = bytes_.behind(chunk.offset, chunk.size);
     while (true) {

@@ -7,9 +7,9 @@
 
 namespace tolvander {
 
-// Private to AVIReading: which account of the chunks is right, stream by stream, by the table in
-// Documentation/avi.md. Moves the accounts that it takes. Throws MovieError::unreadable where there is none
-// or where there are two.
+// Private to AVIReading: decides for each stream which account of its chunks is right, by the table in
+// Documentation/avi.md. The accounts chosen are moved from the arguments. Throws MovieError::unreadable if
+// none is right, or if two contradict each other and both could be.
 std::vector<AVIAccount> decideAVI(AVIBytes& bytes, const AVIHeaders& headers, AVIWalk& walk,
                                   std::optional<std::vector<AVIAccount>>& index, const FileURL& url,
                                   const CancellationToken& token);

@@ -21,7 +21,7 @@ using Case = CharmeraVideoProcessingError::Case;
 
 constexpr double frameRateTolerance = 0.1;
 
-// What the ticks of a QuickTime track may round. No frame is as short.
+// The tolerance for times that were rounded to the ticks of a QuickTime track. Every frame is longer.
 constexpr double timeTolerance = 0.001;
 
 void require(bool holds) {
@@ -40,7 +40,7 @@ std::uint32_t fourCharacters(std::string_view text) {
   return code;
 }
 
-// As QuickTime names the encodings.
+// The QuickTime codes of the encodings.
 std::uint32_t codecOf(const AVISoundFormat& format) {
   switch (format.encoding) {
     case AVISoundEncoding::pcm:
@@ -57,7 +57,7 @@ std::uint32_t codecOf(const AVISoundFormat& format) {
   return 0;
 }
 
-// A track of the reading, as a movie with the same samples has it.
+// A track of the reading in the form in which a movie with the same samples has it.
 struct ExpectedTrack {
   MovieTrack track;
   std::int64_t sampleCount = 0;
@@ -73,7 +73,7 @@ ExpectedTrack expectedTrack(const AVIVideoTrack& video) {
   }
   expected.track.nominalFrameRate = static_cast<double>(video.rate) / video.scale;
   expected.track.duration = video.seconds(video.slots);
-  // Other encodings have samples of another shape in QuickTime, and are not exported.
+  // Other encodings have samples of another form in QuickTime and are not exported.
   if (video.isMotionJPEG) {
     expected.track.codecs = {fourCharacters("jpeg")};
   }
@@ -120,7 +120,7 @@ bool sourceAgrees(const AVIReading& reading, const Movie& source) {
   });
 }
 
-// Of the bytes in the source.
+// The digest of the track's bytes in the source.
 PayloadIdentity payloadOf(const FileReader& file, const ExpectedTrack& expected,
                           const CancellationToken& token) {
   constexpr std::size_t bufferSize = 262'144;
@@ -134,7 +134,7 @@ PayloadIdentity payloadOf(const FileReader& file, const ExpectedTrack& expected,
       token.throwIfCancelled();
       const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(wanted - done, bufferSize));
       const std::span<std::byte> piece = std::span(buffer).first(count);
-      require(file.readAt(chunk.offset + done, piece) == count);  // else the file has become shorter
+      require(file.readAt(chunk.offset + done, piece) == count);  // otherwise the file has become shorter
       hash.update(piece);
       done += count;
     }
@@ -145,7 +145,7 @@ PayloadIdentity payloadOf(const FileReader& file, const ExpectedTrack& expected,
           .digest = hash.finish()};
 }
 
-// Compares the frames of a movie, as they come, with those of the reading.
+// Compares the frames of a movie one by one with those of the reading.
 class FrameComparison {
  public:
   explicit FrameComparison(const AVIVideoTrack& video) : video_(video) {}
@@ -208,7 +208,7 @@ std::vector<PayloadIdentity> AVIExportProof::proveTracks(MediaType type, const M
       require(VideoExportProof::timeRangeAgrees(expected[index].track, tracks[index]) &&
               areNear(tracks[index].nominalFrameRate, expected[index].track.nominalFrameRate,
                       frameRateTolerance));
-      // Side by side, since hashing is most of what a rewrap costs.
+      // In parallel, because hashing takes most of the time of a rewrap.
       auto sourcePayload =
           std::async(std::launch::async, [&] { return payloadOf(*file_, expected[index], token); });
       identities.push_back(exportedPayload(reading_, type, exported, index, token));

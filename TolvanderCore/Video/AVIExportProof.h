@@ -12,22 +12,21 @@
 
 namespace tolvander {
 
-// The proof that an exported movie is an AVI in another container. It compares the movie with the engine's
-// own reading of the AVI and not with the reader that fed the export, whose mistakes would be in both sides.
-// Holds the source open. Safe on several threads at once.
+// Checks that an exported movie holds the same samples as its source, an AVI. It compares the movie with an
+// independent reading of the AVI, and not with the reader that fed the export, whose errors would be on both
+// sides. Holds the source open. Safe on several threads at once.
 class AVIExportProof {
  public:
-  // Absent where the source is no AVI. Throws CharmeraVideoProcessingError::invalidVideo where the engine's
-  // reading refuses it, and where that reading has other tracks than the movie that feeds the export: other
-  // numbers, encodings, durations or frame rates. Throws CancellationError.
+  // Absent if the source is not an AVI. Throws CancellationError, and
+  // CharmeraVideoProcessingError::invalidVideo if the independent reading refuses the source, or if its
+  // tracks differ from those of the movie that feeds the export in number, encoding, duration or frame rate.
   static std::optional<AVIExportProof> forSource(const Movie& source, const CancellationToken& token);
 
-  // As many tracks of this kind in the exported movie; each with the encoding, the samples and the bytes of
-  // the AVI's, starting and ending less than a tenth of a second away from it; and each frame with its own
-  // bytes, shown at its time for its duration, give or take a millisecond. Returns the tracks' payloads in
-  // their order. Reads the source once and the movie once, side by side. Throws
-  // CharmeraVideoProcessingError::invalidExport where anything differs or can't be read, and
-  // CancellationError.
+  // Checks the tracks of this kind: the exported movie must have as many; each must have the encoding, the
+  // samples and the bytes of the AVI's track, and start and end less than 0.1 s away from it; and each frame
+  // must have the same bytes, and the same time and duration to the millisecond. Returns the tracks' payloads
+  // in their order. Reads the source and the movie once each, in parallel. Throws
+  // CharmeraVideoProcessingError::invalidExport if anything differs or can't be read, and CancellationError.
   std::vector<PayloadIdentity> proveTracks(MediaType type, const Movie& exported,
                                            const CancellationToken& token) const;
 

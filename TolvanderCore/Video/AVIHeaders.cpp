@@ -13,7 +13,8 @@ namespace {
 
 constexpr std::uint64_t listHeadSize = 12;  // name, size, the list's type
 
-// As far as they are read: the standard header of each chunk, without what its writer appended.
+// The sizes of the parts of the chunks that are read; writers may append more. The structures are those of
+// the Microsoft AVI RIFF File Reference and of the OpenDML AVI File Format Extensions 1.02 (dmlh).
 constexpr std::size_t mainHeaderSize = 20;        // of MainAVIHeader, to dwTotalFrames
 constexpr std::size_t streamHeaderSize = 36;      // of AVIStreamHeader, to dwLength
 constexpr std::size_t pictureFormatSize = 20;     // of BITMAPINFOHEADER, to biCompression
@@ -26,8 +27,8 @@ bool isMotionJPEG(std::string_view encoding) {
   return std::ranges::find(names, lowercasedASCII(encoding)) != names.end();
 }
 
-// Bytes and samples that the head of an ADPCM block holds of each channel. 4 bits follow for each further
-// sample (Microsoft, Multimedia Standards Update 3.0).
+// The bytes and samples in the head of an ADPCM block, for each channel. Each further sample has 4 bits
+// (Microsoft, Multimedia Standards Update 3.0).
 struct BlockHead {
   std::uint32_t bytes = 0;
   std::uint32_t samples = 0;
@@ -108,7 +109,7 @@ class HeaderReader {
     if (!isInStream_) {
       return;
     }
-    constexpr std::size_t mostStreams = 100;  // that two digits can number
+    constexpr std::size_t mostStreams = 100;  // the numbers of two digits
     require(headers_.streams.size() < mostStreams, "it has too many streams");
     require(!streamHeader_.empty(), "a stream has no header");
     const std::string_view type = std::string_view(streamHeader_).substr(0, 4);
@@ -147,7 +148,7 @@ class HeaderReader {
     return video;
   }
 
-  // How long the header says that the stream is.
+  // The duration of the stream by its header, in seconds.
   double claimedSeconds() const {
     const std::uint32_t rate = littleEndian32(streamHeader_, 24);
     return rate == 0 ? 0
@@ -194,7 +195,7 @@ class HeaderReader {
     return sound;
   }
 
-  // A damaged rate would play the sound too fast or too slow, and nothing else in the file would show it.
+  // A damaged rate would make the sound too fast or too slow, and no other part of the file would reveal it.
   bool rateIsConfirmed(const AVISoundFormat& sound) const {
     const std::uint64_t scale = littleEndian32(streamHeader_, 20);
     const std::uint64_t rate = littleEndian32(streamHeader_, 24);
@@ -219,7 +220,7 @@ class HeaderReader {
   std::uint32_t microsecondsPerFrame_ = 0;
   std::optional<std::uint32_t> mainFrames_;
   std::optional<std::uint32_t> extendedFrames_;
-  bool isInStream_ = false;  // from here on, of the stream list that is open
+  bool isInStream_ = false;  // the members from here on belong to the open stream list
   bool hasFormat_ = false;
   std::string streamHeader_;
   std::string format_;

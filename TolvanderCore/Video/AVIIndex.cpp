@@ -17,13 +17,13 @@ constexpr std::uint64_t listHeadSize = 12;  // name, size, the list's type
 
 using Accounts = std::vector<AVIAccount>;
 
-// Gathers the entries of an index. What returns false makes the index unusable.
+// Collects the entries of an index. A function that returns false makes the index unusable.
 class EntryCollector {
  public:
   EntryCollector(AVIBytes& chunkBytes, const AVIHeaders& headers)
       : bytes_(chunkBytes), headers_(headers), accounts_(headers.streams.size()) {}
 
-  // `header` is where the chunk's header is.
+  // `header` is the offset of the chunk's header.
   bool add(std::size_t stream, std::string_view name, std::uint64_t header, std::uint32_t size) {
     AVIAccount& account = accounts_[stream];
     const std::uint64_t data = header + AVIChunkHead::size;
@@ -48,7 +48,7 @@ class EntryCollector {
     return isRepeat;
   }
 
-  // What was added. Absent where there is nothing, and where chunks overlap.
+  // The entries added. Absent if there are none, and if chunks overlap.
   std::optional<Accounts> finish() {
     const bool isEmpty =
         std::ranges::all_of(accounts_, [](const AVIAccount& account) { return account.chunks.empty(); });
@@ -59,7 +59,7 @@ class EntryCollector {
   }
 
  private:
-  // Merges the streams, each of which goes upward.
+  // Merges the streams, each of which is in ascending order.
   bool overlap() const {
     using Next = std::pair<std::uint64_t, std::size_t>;  // place, stream
     std::priority_queue<Next, std::vector<Next>, std::greater<>> next;
@@ -79,7 +79,7 @@ class EntryCollector {
       if (offset < end) {
         return true;
       }
-      // Up to the data of a chunk that begins right behind.
+      // A chunk may reach up to the data of the next one.
       end = offset + accounts_[stream].chunks[positions[stream]].size + AVIChunkHead::size;
       ++positions[stream];
       push(stream);
@@ -98,7 +98,8 @@ class IndexReader {
               const CancellationToken& token)
       : chunks_(chunkBytes), bytes_(indexBytes), headers_(headers), url_(url), token_(token) {}
 
-  // OpenDML AVI File Format Extensions 1.02.
+  // The indexes of the OpenDML AVI File Format Extensions 1.02: a super index `indx` in each stream's header
+  // leads to standard indexes `ix##`, which have 32-bit offsets from a base offset.
   std::optional<Accounts> openDML() {
     EntryCollector entries(chunks_, headers_);
     std::size_t count = 0;
@@ -112,7 +113,7 @@ class IndexReader {
     return entries.finish();
   }
 
-  // AVIOLDINDEX.
+  // The index `idx1` (AVIOLDINDEX in the AVI RIFF File Reference).
   std::optional<Accounts> old(const AVIWalk::OldIndex& index) {
     const std::uint32_t count = index.size / oldEntrySize;
     if (index.size % oldEntrySize != 0 || index.size > bytes_.fileSize() - index.offset) {
@@ -194,10 +195,10 @@ class IndexReader {
 
   // The content of an index chunk.
   struct NewIndex {
-    std::uint64_t entries = 0;  // where they are
+    std::uint64_t entries = 0;  // their offset
     std::uint32_t count = 0;
     int type = 0;
-    std::string chunkName;   // of the chunks that it leads to
+    std::string chunkName;   // of the chunks that it lists
     std::uint64_t base = 0;  // of the offsets in an index of chunks
   };
 
@@ -251,7 +252,7 @@ class IndexReader {
   }
 
   bool addChunks(const NewIndex& index, std::size_t stream, EntryCollector& entries, std::size_t& count) {
-    constexpr std::uint32_t sizeMask = 0x7FFFFFFF;  // the highest bit says that it is no key frame
+    constexpr std::uint32_t sizeMask = 0x7FFFFFFF;  // the highest bit marks a frame that is no key frame
     const AVIChunkRole role = headers_.roleOf(index.chunkName);
     if (role.kind != AVIChunkRole::Kind::sample || role.stream != stream) {
       return false;

@@ -7,11 +7,11 @@
 
 namespace tolvander {
 
-// Private to AVIReading: what the index of an AVI says.
+// Private to AVIReading: reads the index of an AVI.
 
-// One account for each stream of the headers. By the OpenDML indexes where every video and sound stream has
-// one and all are usable, else by `idx1`. Absent where neither is usable. Throws MovieError::unreadable where
-// there are too many entries.
+// One account for each stream of the headers: from the OpenDML indexes if every video and sound stream has a
+// usable one, otherwise from `idx1`. Absent if neither is usable. Throws MovieError::unreadable if there are
+// too many entries.
 std::optional<std::vector<AVIAccount>> readAVIIndex(AVIBytes& chunkBytes, AVIBytes& indexBytes,
                                                     const AVIHeaders& headers,
                                                     const std::optional<AVIWalk::OldIndex>& oldIndex,

@@ -9,20 +9,20 @@
 
 namespace tolvander {
 
-// The bytes of one video frame, or of one piece of sound.
+// The position of the bytes of one video frame or one piece of sound.
 struct AVIChunk {
   std::uint64_t offset = 0;  // of the data, from the start of the file
   std::uint32_t size = 0;    // at least 1
-  std::uint32_t slots = 1;   // how long a frame is shown; of no meaning for sound
+  std::uint32_t slots = 1;   // for how many slots a frame is shown; not used for sound
 
   friend bool operator==(const AVIChunk&, const AVIChunk&) = default;
 };
 
-// The encodings of sound whose samples can be counted by their bytes.
+// The encodings of sound whose number of samples follows from the number of bytes.
 enum class AVISoundEncoding { pcm, aLaw, muLaw, imaADPCM, microsoftADPCM };
 
-// A sample is one instant, all channels of it. A unit is the smallest number of whole samples that has bytes
-// of its own.
+// A sample is the sound of one instant, all channels. A unit is the smallest number of samples that fills
+// whole bytes: a PCM sample or an ADPCM block.
 struct AVISoundFormat {
   AVISoundEncoding encoding = AVISoundEncoding::pcm;
   std::uint32_t sampleRate = 0;      // samples a second
@@ -51,14 +51,13 @@ struct AVISoundTrack {
   std::uint64_t byteCount = 0;  // of all chunks
 };
 
-// What an AVI holds, by the agreement of its structures: chunks, index, header counts and pictures
-// (Documentation/avi.md has the rules). Made for the proof of an export, so it shares no code with the reader
-// that feeds the export.
+// The content of an AVI, as its chunks, index, header counts and pictures agree on it (Documentation/avi.md
+// has the rules). It is used to check an export, so it shares no code with the reader that feeds the export.
 struct AVIReading {
-  // More chunks, or more entries of an index, than this are refused. A video of two hours has half of it.
+  // The maximum number of chunks, and of entries of an index. A video of two hours has half as many.
   static constexpr std::size_t maximumChunks = 1'048'576;
 
-  // Bytes of one video frame, more of which are refused.
+  // The maximum size of one video frame in bytes.
   static constexpr std::uint32_t maximumFrameSize = 33'554'432;
 
   // Streams without samples are left out. There is at least one video track.
@@ -68,10 +67,10 @@ struct AVIReading {
   // Whether the file begins as an AVI does. Throws PosixError.
   static bool isAVI(const FileReader& file);
 
-  // Reads the headers, the chunk headers and the index, and both ends of each picture where the rules ask for
-  // them. Linear in the size of the file; memory grows with the chunks, up to 64 MiB. Throws
-  // MovieError::unreadable with the reason where the file is refused, PosixError where it can't be read, and
-  // CancellationError, looked for at each chunk.
+  // Reads the headers, the chunk headers and the index, and the beginning and end of each picture where the
+  // rules require that. Takes time in proportion to the size of the file, and memory in proportion to the
+  // number of chunks, up to 64 MiB. Throws MovieError::unreadable with the reason if the file is refused,
+  // PosixError if it can't be read, and CancellationError, checked at each chunk.
   static AVIReading of(const FileReader& file, const CancellationToken& token = {});
 };
 

@@ -8,7 +8,7 @@ namespace tolvander {
 namespace {
 
 constexpr std::uint64_t listHeadSize = 12;  // name, size, the list's type
-constexpr std::uint64_t tolerance = 16;     // bytes by which a list may miss its end
+constexpr std::uint64_t tolerance = 16;     // bytes by which the size of a list may be wrong
 
 class Walker {
  public:
@@ -44,14 +44,14 @@ class Walker {
     return head.name() == "LIST" && bytes_.at(offset + AVIChunkHead::size, 4) == "movi";
   }
 
-  // Walks the list whose header is at `list` and returns where it ended.
+  // Reads the list with its header at `list`. Returns the offset of its end.
   std::uint64_t walkMovie(std::uint64_t list) {
     const auto end = declaredEnd(list);
     std::uint64_t offset = list + listHeadSize;
     std::uint64_t dataEnd = offset;
     while (true) {
       offset = bytes_.skipZeros(offset);
-      // A list that a camera left open may end within the header of a chunk that was never written.
+      // A list whose size a camera didn't write may end within the header of a chunk that was never written.
       const std::uint64_t needed = end ? 1 : AVIChunkHead::size;
       if (bytes_.fileSize() - offset < needed) {
         break;
@@ -91,7 +91,7 @@ class Walker {
     return offset;
   }
 
-  // By the list's own size. Absent where cameras left it open.
+  // The end of the list by its size. Absent if the camera didn't write the size.
   std::optional<std::uint64_t> declaredEnd(std::uint64_t list) {
     const auto head = bytes_.chunkHead(list);
     if (!head || head->dataSize == 0 || head->dataSize == std::numeric_limits<std::uint32_t>::max()) {
@@ -114,9 +114,9 @@ class Walker {
     }
   }
 
-  // The index, and the further RIFF lists of a file beyond 1 GB. What is no chunk ends it without harm:
-  // cameras write text there. Data outside of the lists for data, and lists of another kind, are a sign that
-  // a list ended too early.
+  // Reads the index, and the further RIFF lists of a file of more than 1 GB (OpenDML). Bytes that are no
+  // chunk end it without an error, because cameras write text there. Data outside of the data lists, and
+  // lists of another kind, show that a list ended too early.
   void walkFurtherMovies(std::uint64_t offset) {
     while (walk_.state != State::lost) {
       offset = bytes_.skipZeros(offset);
@@ -150,8 +150,8 @@ class Walker {
     }
   }
 
-  // Where the chunks don't lead to the index, the size of the list does: to the index itself, give or take
-  // some bytes, or to chunks before it.
+  // If the chunks don't lead to the index, the size of the list does: to the index itself, within a
+  // tolerance, or to chunks before it.
   void findOldIndex() {
     const auto end = declaredEnd(headers_.movie);
     if (!end || *end > bytes_.fileSize()) {

@@ -8,40 +8,40 @@
 
 namespace tolvander {
 
-// Private to AVIReading: what the chunk headers of an AVI say when one goes from each to the next.
+// Private to AVIReading: reads the chunks of an AVI in sequence, without its index.
 
-// The chunks of one stream in their order, by one account of the file.
+// The chunks of one stream in their order, by one source of information: the sequence of chunks or the index.
 struct AVIAccount {
   std::vector<AVIChunk> chunks;  // with data
-  std::uint32_t slots = 0;       // chunks with and without data, and repeats
+  std::uint32_t slots = 0;       // the number of chunks, with and without data, and of repeats
   std::uint32_t repeats = 0;
 
-  // A chunk without data lengthens the one before it, and one at the start the first.
+  // Adds a chunk. One without data lengthens the chunk before it, or, at the start, the first chunk.
   void add(std::uint64_t dataOffset, std::uint32_t size);
 
-  // The last chunk with data, shown once more.
+  // Shows the last chunk with data for one more slot.
   void repeat();
 };
 
 struct AVIWalk {
   enum class State {
-    whole,  // every byte of the data lists is accounted for
-    cut,    // so, but something may be missing at the end
-    lost,   // it met something that is no chunk
+    whole,  // all bytes of the data lists belong to chunks
+    cut,    // likewise, but chunks may be missing at the end
+    lost,   // there are bytes that are no chunk
   };
   struct OldIndex {
     std::uint64_t offset = 0;  // of the content of `idx1`
-    std::uint32_t size = 0;    // as it claims; may go beyond the end of the file
+    std::uint32_t size = 0;    // by its header; may exceed the file
   };
 
   State state = State::whole;
   std::vector<AVIAccount> streams;  // one for each stream of the headers
   std::optional<OldIndex> oldIndex;
-  bool hasUnknownChunks = false;  // among the data, which damaged chunks may be
+  bool hasUnknownChunks = false;  // among the data; they may be damaged chunks
 };
 
-// Goes through every `LIST movi` of the file. Throws MovieError::unreadable where chunks contradict the
-// headers, and where there are too many.
+// Reads every `LIST movi` of the file. Throws MovieError::unreadable if chunks contradict the headers, and if
+// there are too many.
 AVIWalk walkAVI(AVIBytes& bytes, const AVIHeaders& headers, const FileURL& url,
                 const CancellationToken& token);
 

@@ -33,7 +33,7 @@ void validateSourceSize(const FileURL& url) {
           Case::invalidVideo);
 }
 
-// Also a link that leads nowhere.
+// True also for a broken symbolic link.
 bool isAnythingAt(const FileURL& url) {
   try {
     fileResourceValues(url);
@@ -52,7 +52,7 @@ bool isDestinationTaken(const MovieError& error) {
   return error.kind() == MovieError::Case::destinationExists;
 }
 
-// Inside a handler: whether what is at the destination is another's, who was quicker.
+// To be called in a catch block: whether another process has created the destination in the meantime.
 bool isDestinationOfAnother() {
   try {
     throw;
@@ -63,7 +63,7 @@ bool isDestinationOfAnother() {
   }
 }
 
-// Inside a handler: throws what the caller of a failed transcode gets to see.
+// To be called in a catch block: throws the error that the caller of a failed transcode receives.
 [[noreturn]] void throwAsProcessingError() {
   try {
     throw;

@@ -22,10 +22,10 @@ void require(bool holds) {
   }
 }
 
-// In floating point, because the difference of two far dates is beyond the nanoseconds of a Date.
+// In floating point, because the difference of two distant dates exceeds the range of nanoseconds.
 double seconds(Date date) { return std::chrono::duration<double>(date.time_since_epoch()).count(); }
 
-// Of a track that was read before: failing now, it proves nothing.
+// The payload of a track that could be read before. If that fails now, the export is not proven.
 PayloadIdentity identityOf(const Movie& movie, MediaType type, std::size_t index,
                            const CancellationToken& token) {
   try {
@@ -66,7 +66,7 @@ std::vector<PayloadIdentity> VideoExportProof::proveTracks(MediaType type, const
   std::vector<PayloadIdentity> identities;
   for (std::size_t index = 0; index < sourceTracks.size(); ++index) {
     require(timeRangeAgrees(sourceTracks[index], exportedTracks[index]));
-    // Side by side, since hashing is most of what a rewrap costs.
+    // In parallel, because hashing takes most of the time of a rewrap.
     auto sourceIdentity =
         std::async(std::launch::async, [&] { return identityOf(source, type, index, token); });
     PayloadIdentity exportedIdentity = identityOf(exported, type, index, token);

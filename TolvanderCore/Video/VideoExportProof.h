@@ -11,30 +11,29 @@
 
 namespace tolvander {
 
-// The proof that an exported movie is its source in another container. Stateless; safe on every thread. The
-// answers without a throw are the single comparisons that it consists of.
+// Checks that an exported movie holds the same samples as its source. Stateless; safe on every thread. The
+// functions that return a bool are the single comparisons.
 class VideoExportProof {
  public:
   VideoExportProof() = delete;
 
-  // Seconds by which the durations of a whole movie may differ: one frame of the source, and at least a tenth
-  // of a second.
+  // The seconds by which the durations of the movies may differ: one frame of the source, but at least 0.1 s.
   static double durationTolerance(double sourceFrameRate);
 
-  // Picture size, duration (a difference of the tolerance itself is allowed), frame rate within 0.1, and
+  // Compares the picture size, the duration (which may differ by the tolerance), the frame rate (by 0.1), and
   // whether there is sound.
   static bool metadataAgrees(const VideoMediaMetadata& source, const VideoMediaMetadata& exported);
 
-  // Start and duration, each less than a tenth of a second apart.
+  // Whether start and duration each differ by less than 0.1 s.
   static bool timeRangeAgrees(const MovieTrack& source, const MovieTrack& exported);
 
-  // Less than a second apart. A source without a date asks for none.
+  // Whether the dates differ by less than a second. If the source has no date, any date agrees.
   static bool captureDateAgrees(std::optional<Date> source, std::optional<Date> exported);
 
-  // As many tracks of this kind in both, and each pair with the same time range and the same payload, which
-  // is what it returns, in the tracks' order. Reads all of them. Throws
-  // CharmeraVideoProcessingError::invalidExport where they differ and where a track of either can't be read.
-  // Throws CancellationError.
+  // Checks that both movies have the same number of tracks of this kind, and that each pair has the same time
+  // range and the same payload. Returns the payloads in the tracks' order. Reads all tracks. Throws
+  // CancellationError, and CharmeraVideoProcessingError::invalidExport if they differ or a track of either
+  // movie can't be read.
   static std::vector<PayloadIdentity> proveTracks(MediaType type, const Movie& source, const Movie& exported,
                                                   const CancellationToken& token);
 };
