@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Platform/Linux/PhotoLibrary/Catalogue.h"
-#include "Platform/Linux/PhotoLibrary/PlacedFile.h"
+#include "Platform/Linux/PhotoLibrary/IncomingName.h"
 #include "Tests/Fault/PowerCut.h"
 #include "Tests/Support/Application/CatalogueFiles.h"
 #include "Tests/Support/Application/EmbeddedLibrary.h"

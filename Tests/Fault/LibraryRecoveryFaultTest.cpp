@@ -129,7 +129,7 @@ TEST_F(LibraryRecoveryFaults, aRebuildPutsNothingInPlaceWhereItsLockFileIsDelete
   const auto planned = [this] {
     setUp();
     breakCatalogue(root);
-    auto rebuild = std::make_unique<LibraryRebuild>(root, platform::linux_::KnownImports{}, patience);
+    auto rebuild = std::make_unique<LibraryRebuild>(root, platform::linux_::KnownImports{}, busyTimeout);
     rebuild->plan({}, [](const auto&) {});
     return rebuild;
   };

@@ -65,9 +65,9 @@ std::optional<std::string> detail(const StatusState& state) {
     text = receipt->deviceName;
   }
   if (showsReceipt(state) && state.statusReceipt->metadataSkippedCount >= 1) {
-    text += (text.empty() ? "" : " · ") +
-            countedInDigits(state.statusReceipt->metadataSkippedCount, "likely duplicate skipped",
-                            "likely duplicates skipped");
+    text += (text.empty() ? "" : " · ") + countedInDigits(state.statusReceipt->metadataSkippedCount,
+                                                          "likely duplicate skipped",
+                                                          "likely duplicates skipped");
   }
   return text.empty() ? std::nullopt : std::optional(text);
 }

@@ -1,1 +1,2 @@
-// Never compiled: tells the check of the folders' includes to which folder TolvanderCore/SyncCoordinator.h belongs.
+// Never compiled: tells the check of the folders' includes to which folder TolvanderCore/SyncCoordinator.h
+// belongs.
