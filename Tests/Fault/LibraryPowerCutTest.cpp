@@ -3,8 +3,10 @@
 #include <cerrno>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Platform/Linux/PhotoLibrary/Catalogue.h"
@@ -12,6 +14,7 @@
 #include "Tests/Fault/PowerCut.h"
 #include "Tests/Support/Application/CatalogueFiles.h"
 #include "Tests/Support/Application/EmbeddedLibrary.h"
+#include "Tests/Support/Machine/Thoroughness.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
 
 // What a power cut leaves of one change of the photo library. Nothing may be lost, and nothing may be left
@@ -36,10 +39,12 @@ class LibraryPowerCuts : public testing::Test {
     return folder / ("Card/" + name);
   }
 
-  static PowerCut::Options onFAT() { return {.leftOut = options().leftOut, .fat = "Library"}; }
-  static PowerCut::Options options() {
-    return {.leftOut = {"Library.sqlite-shm", "Library.lock"}, .fat = std::nullopt};
+  static PowerCut::Options options(std::optional<std::string> fat = std::nullopt) {
+    return {.leftOut = {"Library.sqlite-shm", "Library.lock"},
+            .fat = std::move(fat),
+            .opensEvery = stepThrough(9)};
   }
+  static PowerCut::Options onFAT() { return options("Library"); }
 
   // Removes what incomplete changes have left.
   void change() const {
