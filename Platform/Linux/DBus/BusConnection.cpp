@@ -15,7 +15,7 @@ std::uint64_t microseconds(Clock::duration duration) {
   return static_cast<std::uint64_t>(std::chrono::ceil<std::chrono::microseconds>(duration).count());
 }
 
-// sd-bus itself would wait for minutes for a bus that accepts nothing.
+// sd-bus itself would wait for minutes if the bus doesn't accept the connection.
 void waitUntilAccepted(sd_bus* bus, std::chrono::milliseconds timeout) {
   constexpr const char* step = "connect to the bus";
   const auto deadline = Clock::now() + timeout;

@@ -12,7 +12,7 @@ struct sd_bus;
 
 namespace tolvander::platform::linux_ {
 
-// What is called, and how long its reply is waited for: more than nothing.
+// A method call, and how long to wait for its reply; `timeout` must be greater than 0.
 struct BusCall {
   std::string service;
   ObjectPath path;
@@ -21,24 +21,24 @@ struct BusCall {
   std::chrono::milliseconds timeout{};
 };
 
-// A connection to a message bus, through libsystemd's sd-bus. All operations block and throw BusError. Any
-// thread may use a connection, one at a time; what was made with it (messages, objects, dispatchers) counts
-// as the connection. A process that was forked makes connections of its own.
+// A connection to a message bus, through sd-bus of libsystemd. All operations block and throw BusError. Only
+// one thread at a time may use a connection or an object that was created with it (messages, objects,
+// dispatchers). A forked process must create its own connections.
 //
-// A connection that was lost fails from then on: a new one is made instead. At its end, replies that the bus
-// hasn't taken yet are lost.
+// After the bus closed the connection, all operations fail; create a new one. Closing it discards replies
+// that are not sent yet.
 class BusConnection {
  public:
-  // Connects, and waits until the bus has accepted the connection, for no longer than `timeout`. The system
-  // bus is at $DBUS_SYSTEM_BUS_ADDRESS or its standard place, the session's at $DBUS_SESSION_BUS_ADDRESS or
-  // $XDG_RUNTIME_DIR/bus. An address is such as in these variables, "unix:path=/run/user/1000/bus".
+  // Connects, and waits at most `timeout` until the bus has accepted the connection. The system bus is at
+  // $DBUS_SYSTEM_BUS_ADDRESS or its standard path, the session bus at $DBUS_SESSION_BUS_ADDRESS or
+  // $XDG_RUNTIME_DIR/bus. An address has the format of these variables, "unix:path=/run/user/1000/bus".
   static BusConnection toSystemBus(std::chrono::milliseconds timeout);
   static BusConnection toSessionBus(std::chrono::milliseconds timeout);
   static BusConnection toBusAt(const std::string& address, std::chrono::milliseconds timeout);
 
-  // Calls a method and returns its result; the service is started where the bus can. `Result` is void, which
-  // ignores what is answered, or the one type that the method returns. Besides the errors of services there
-  // are "org.freedesktop.DBus.Error.ServiceUnknown", "org.freedesktop.DBus.Error.Timeout", and
+  // Calls a method and returns its result; the bus starts the service if it can. `Result` is the type that
+  // the method returns, or void to ignore the reply. Besides the service's errors it throws
+  // "org.freedesktop.DBus.Error.ServiceUnknown", "org.freedesktop.DBus.Error.Timeout", and
   // "org.freedesktop.DBus.Error.InvalidSignature" for a result of another type.
   template <typename Result = void, typename... Arguments>
   Result call(const BusCall& call, const Arguments&... arguments) {
@@ -51,8 +51,8 @@ class BusConnection {
     }
   }
 
-  // Makes this connection the owner of a well-known name. Throws "org.freedesktop.DBus.Error.FileExists"
-  // where another connection is its owner.
+  // Acquires a well-known name. Throws "org.freedesktop.DBus.Error.FileExists" if another connection owns
+  // it.
   void requestName(const std::string& name);
 
   sd_bus* handle() const { return bus_.get(); }
@@ -62,7 +62,7 @@ class BusConnection {
     void operator()(sd_bus* bus) const;
   };
 
-  // Takes the reference over.
+  // Takes ownership of the reference.
   BusConnection(sd_bus* bus, std::chrono::milliseconds timeout);
 
   BusMessage makeMessage(const BusCall& call) const;

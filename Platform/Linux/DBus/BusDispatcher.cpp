@@ -15,7 +15,7 @@ BusDispatcher::BusDispatcher(const BusConnection& connection, DescriptorWatcher&
   watchDescriptor();
 }
 
-// The watcher's loop takes no exceptions. After one the bus is gone, or can no longer be watched.
+// The watcher's function must not throw. After an error the connection is lost or can't be watched any more.
 void BusDispatcher::dispatch() {
   try {
     processMessages();
@@ -30,7 +30,7 @@ void BusDispatcher::processMessages() {
   }
 }
 
-// Waits for room to write only while there is something to be written.
+// Waits for EPOLLOUT only while there is something to write.
 void BusDispatcher::watchDescriptor() {
   sd_bus* bus = connection_.handle();
   const auto events = static_cast<std::uint32_t>(checkedBusResult(sd_bus_get_events(bus), "watch the bus"));

@@ -8,13 +8,13 @@
 
 namespace tolvander::platform::linux_ {
 
-// Answers calls that come in over a connection, on the main thread and without blocking it, from its
-// construction to its end or to that of the bus. Nothing else uses the connection for as long as this lives:
-// a blocking call would read messages which the watched descriptor then no longer announces.
+// Answers incoming calls of a connection, on the main thread and without blocking it, until it is destroyed
+// or the connection is lost. Nothing else may use the connection during that time: a blocking call would
+// read messages, and the descriptor would not become ready for them.
 class BusDispatcher {
  public:
-  // Answers at once what has come already. The connection and the watcher outlive this object. Main thread
-  // only. Throws BusError and PosixError.
+  // Answers calls that have already arrived before it returns. The connection and the watcher must outlive
+  // this object. Main thread only. Throws BusError and PosixError.
   BusDispatcher(const BusConnection& connection, DescriptorWatcher& watcher);
   BusDispatcher(const BusDispatcher&) = delete;
   BusDispatcher& operator=(const BusDispatcher&) = delete;

@@ -9,16 +9,16 @@
 
 namespace tolvander::platform::linux_ {
 
-// A failure of a message bus, or an error that a service on it answered with. What to do about one follows
-// from its D-Bus error name, such as "org.freedesktop.DBus.Error.ServiceUnknown"; the text is for developers.
+// An error of a message bus or of a service. Callers decide by its D-Bus error name, such as
+// "org.freedesktop.DBus.Error.ServiceUnknown"; the text is for developers.
 class BusError final : public Error {
  public:
   BusError(std::string name, std::string text)
       : Error(name + ": " + text), name_(std::move(name)), text_(std::move(text)) {}
 
-  // For a result of a libsystemd function that is a negative errno: ETIMEDOUT is
+  // For a negative errno value that a libsystemd function returned: ETIMEDOUT is
   // "org.freedesktop.DBus.Error.Timeout", ECONNRESET "org.freedesktop.DBus.Error.Disconnected", and so on
-  // (sd-bus-errors(3)); numbers without a D-Bus name are "System.Error.ENOTCONN" and the like.
+  // (sd-bus-errors(3)); values without a D-Bus name become "System.Error.ENOTCONN" and the like.
   static BusError ofResult(int result, std::string_view step);
 
   const std::string& name() const { return name_; }
@@ -32,11 +32,11 @@ class BusError final : public Error {
   std::string text_;
 };
 
-// The names of the errors that the classes for the bus throw themselves.
+// The names of errors that these classes throw themselves.
 inline constexpr const char* busInvalidArguments = "org.freedesktop.DBus.Error.InvalidArgs";
 inline constexpr const char* busInvalidSignature = "org.freedesktop.DBus.Error.InvalidSignature";
 
-// Returns the result of a libsystemd function. Throws BusError for a negative one.
+// Returns the result of a libsystemd function. Throws BusError if it is negative.
 int checkedBusResult(int result, std::string_view step);
 
 }  // namespace tolvander::platform::linux_

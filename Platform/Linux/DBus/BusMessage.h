@@ -14,23 +14,23 @@ struct sd_bus_message;
 
 namespace tolvander::platform::linux_ {
 
-// The arguments of a call or of its reply. They are appended, or taken, one after another. All operations
-// throw BusError. Used by one thread at a time, and by none while another one uses the connection.
+// The arguments of a call or a reply, appended or taken in their order. All operations throw BusError. For
+// one thread at a time, which must be the one that uses the connection.
 class BusMessage {
  public:
-  // Takes one reference over.
+  // Takes ownership of one reference.
   explicit BusMessage(sd_bus_message* message) : message_(message) {}
 
   sd_bus_message* handle() const { return message_.get(); }
 
-  // Throws BusError ("org.freedesktop.DBus.Error.InvalidArgs") for a text that is not UTF-8 or contains a
-  // zero, over which the bus would end the connection, and for a malformed object path.
+  // Throws BusError ("org.freedesktop.DBus.Error.InvalidArgs") for a text that isn't UTF-8 or contains NUL,
+  // because the bus would close the connection, and for a malformed object path.
   template <typename... T>
   void append(const T&... values) {
     (write(values), ...);
   }
 
-  // The next argument.
+  // Takes the next argument.
   template <typename T>
   T take() {
     T value{};
@@ -38,7 +38,8 @@ class BusMessage {
     return value;
   }
 
-  // Throws BusError ("org.freedesktop.DBus.Error.InvalidSignature") unless the arguments have these types.
+  // Throws BusError ("org.freedesktop.DBus.Error.InvalidSignature") unless the arguments have this
+  // signature.
   void expectSignature(const std::string& signature) const;
 
  private:

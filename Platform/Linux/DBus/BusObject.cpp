@@ -22,7 +22,7 @@ void answer(const std::vector<BusMethod>& methods, sd_bus_message* message) {
   checkedBusResult(sd_bus_send(nullptr, reply.handle(), nullptr), "send a reply");
 }
 
-// Called by sd-bus, through whose C functions no exception may pass.
+// Called by sd-bus; exceptions must not pass through its C functions.
 int answerCall(sd_bus_message* message, void* methods, sd_bus_error* error) noexcept {
   constexpr int isAnswered = 1;
   try {
@@ -37,7 +37,7 @@ int answerCall(sd_bus_message* message, void* methods, sd_bus_error* error) noex
   }
 }
 
-// The table refers to the texts of the methods.
+// The entries point to the texts of `methods`, which must outlive them.
 std::vector<sd_bus_vtable> entriesOf(const std::vector<BusMethod>& methods) {
   std::vector<sd_bus_vtable> entries{SD_BUS_VTABLE_START(0)};
   for (const BusMethod& method : methods) {
@@ -50,7 +50,7 @@ std::vector<sd_bus_vtable> entriesOf(const std::vector<BusMethod>& methods) {
 
 }  // namespace
 
-// At one place in memory for as long as sd-bus refers to it.
+// Not movable, because sd-bus keeps pointers into it.
 struct BusObject::Table {
   explicit Table(std::vector<BusMethod> ofMethods)
       : methods(std::move(ofMethods)), entries(entriesOf(methods)) {}

@@ -15,11 +15,11 @@ struct sd_bus_slot;
 
 namespace tolvander::platform::linux_ {
 
-// A method that others may call.
+// A method that other connections can call.
 struct BusMethod {
   std::string name;
-  std::string arguments;  // their signature
-  std::string result;     // its signature, empty for none
+  std::string arguments;  // signature
+  std::string result;     // signature; empty for none
   std::function<void(BusMessage& call, BusMessage& reply)> answer;
 };
 
@@ -41,8 +41,8 @@ BusMethod busMethodOf(std::string name, std::function<Result(Arguments...)> func
   return method;
 }
 
-// A function, usually a lambda, as a method: its parameters and result become those of the method. What it
-// throws is the caller's error, a BusError under its own name and other exceptions as
+// Makes a method of a function, usually a lambda: its parameters and result become those of the method.
+// Exceptions are sent to the caller: a BusError with its name, others as
 // "org.freedesktop.DBus.Error.Failed".
 template <typename Function>
 BusMethod busMethod(std::string name, Function function) {
@@ -50,10 +50,10 @@ BusMethod busMethod(std::string name, Function function) {
 }
 
 // One interface of an object that this process offers on a bus. Its methods run where the connection is
-// dispatched (BusDispatcher). Calls with arguments of other types are refused before they get here.
+// dispatched (BusDispatcher). Calls with other argument types are refused before.
 class BusObject {
  public:
-  // The connection outlives this object. Throws BusError, also for malformed names.
+  // The connection must outlive this object. Throws BusError, also for malformed names.
   BusObject(const BusConnection& connection, const ObjectPath& path, const std::string& interface,
             std::vector<BusMethod> methods);
   ~BusObject();

@@ -20,7 +20,8 @@ struct ObjectPath {
 
 class BusVariant;
 
-// The signature of a C++ type on the bus (freedesktop.org D-Bus, "Type System"). Other types don't compile.
+// Maps a C++ type to its signature on the bus (D-Bus Specification, "Type System"). Other types don't
+// compile.
 template <typename T>
 struct BusType;
 
@@ -63,8 +64,8 @@ struct BusType<std::map<Key, Value>> {
   }
 };
 
-// A value that says its own type. Of a type that isn't among the alternatives, none is kept: services put
-// much into their properties that is of no interest here.
+// A variant. Values of types that aren't among the alternatives are dropped: services have many properties
+// that are not needed here.
 class BusVariant {
  public:
   using Value =
@@ -76,7 +77,7 @@ class BusVariant {
 
   const Value& value() const { return value_; }
 
-  // Throws BusError ("org.freedesktop.DBus.Error.InvalidSignature") when it is of another type.
+  // Throws BusError ("org.freedesktop.DBus.Error.InvalidSignature") if it has another type.
   template <typename T>
   const T& get() const {
     const T* value = std::get_if<T>(&value_);

@@ -37,8 +37,7 @@ namespace {
 constexpr std::string_view auxiliaryExtension = ".tmp";
 constexpr std::size_t randomTextLength = 36;  // of a UUID
 
-// What the names of all auxiliary files of a target begin with. Of a long name only as much stays as leaves
-// room for the rest.
+// The common prefix of the names of all auxiliary files of a target: its name, shortened if necessary.
 std::string auxiliaryPrefix(const FileURL& target) {
   constexpr std::size_t longestName = NAME_MAX - 2 - randomTextLength - auxiliaryExtension.size();
   std::string prefix(".");
@@ -78,9 +77,9 @@ FileURL destinationOfLink(const FileURL& link) {
                                       : link.deletingLastPathComponent().appending(destination);
 }
 
-// The file that `url` leads to when it is a link, whether that file exists or not.
+// Follows symbolic links to their target, which need not exist.
 FileURL followingLinks(FileURL url) {
-  constexpr int mostLinks = 40;  // as the kernel has it (path_resolution(7))
+  constexpr int mostLinks = 40;  // like the kernel (path_resolution(7))
   for (int links = 0; links < mostLinks; ++links) {
     const auto status = statusOf(url);
     if (!status || !S_ISLNK(status->st_mode)) {
@@ -96,12 +95,12 @@ bool isFolder(const FileURL& url) {
   return stat(url.path().c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-// One folder, in a parent that exists.
+// Creates one folder; its parent must exist.
 void createDirectory(const FileURL& directory, Durability durability) {
   if (mkdir(directory.path().c_str(), 0777) != 0) {
     const int failure = errno;
     if (failure == EEXIST && isFolder(directory)) {
-      return;  // somebody else was faster
+      return;  // created concurrently
     }
     throw PosixError(failure == EEXIST ? ENOTDIR : failure, "create the folder", directory);
   }
@@ -111,7 +110,7 @@ void createDirectory(const FileURL& directory, Durability durability) {
   try {
     makeFolderDurable(directory.deletingLastPathComponent());
   } catch (const PosixError&) {
-    rmdir(directory.path().c_str());  // or the next call would take it for a durable one
+    rmdir(directory.path().c_str());  // because the next call assumes that existing folders are durable
     throw;
   }
 }
@@ -138,8 +137,8 @@ struct AtomicFile::Replacement {
   FileURL folder;
   FileURL auxiliary;
   Durability durability;
-  OwnedDescriptor file;           // the auxiliary file, locked for as long as this process works on it
-  bool auxiliaryIsThere = false;  // and is to be removed
+  OwnedDescriptor file;           // the auxiliary file, locked so that removeLeftovers leaves it
+  bool auxiliaryIsThere = false;  // whether it has to be removed
 
   Replacement(const FileURL& requestedTarget, Durability requestedDurability)
       : target(followingLinks(requestedTarget)),
@@ -160,8 +159,8 @@ struct AtomicFile::Replacement {
   Replacement(const Replacement&) = delete;
   Replacement& operator=(const Replacement&) = delete;
 
-  // A sweep in another process can find the file in the moment before it is locked and remove it. Then a new
-  // one is made; that this happens many times in a row means that something else is wrong.
+  // removeLeftovers in another process can find the file before it is locked, and remove it. Then a new one
+  // is created. Many failures in a row have another cause.
   void createAuxiliaryFile() {
     constexpr int mostAttempts = 16;
     for (int attempt = 0; attempt < mostAttempts; ++attempt) {
@@ -188,8 +187,9 @@ struct AtomicFile::Replacement {
     }
   }
 
-  // Before the first byte is written, so that nobody can read the new content who could not read the old.
-  // File systems without permissions give all files the same ones and refuse to change them.
+  // Copies the permissions before the first byte is written, so that the new content is never readable for
+  // users who couldn't read the old. File systems without permissions give all files the same ones, and
+  // chmod would fail.
   void takeOverPermissions() {
     constexpr mode_t permissionBits = 0777;
     const auto previous = statusOf(target);
@@ -205,14 +205,14 @@ struct AtomicFile::Replacement {
   void write(std::span<const std::byte> bytes) {
     writeAll(file, bytes, auxiliary);
     if (durability == Durability::survivesPowerLoss) {
-      // Lets the device begin while the caller makes the next bytes. A hint: fsync alone counts, and tells of
-      // failures.
+      // Starts the writeback while the caller produces the next bytes. Only a hint: fsync makes the file
+      // durable and reports errors.
       sync_file_range(file.number(), 0, 0, SYNC_FILE_RANGE_WRITE);
     }
   }
 
-  // Network file systems report some failures of writing only when a file is closed. Closing a duplicate asks
-  // for them and keeps the lock.
+  // Network file systems report some failed writes only at close. Closing a duplicate makes them report
+  // without releasing the lock.
   void reportLateFailures() {
     OwnedDescriptor duplicate(fcntl(file.number(), F_DUPFD_CLOEXEC, 0));
     if (const int failure = duplicate ? duplicate.close() : errno; failure != 0) {
@@ -230,8 +230,8 @@ struct AtomicFile::Replacement {
     } else {
       rename();
     }
-    removeAuxiliaryFile();  // which has the old content by now; should that fail, the change is made all the
-                            // same
+    // It has the old content now. Errors are ignored, because the replacement is already committed.
+    removeAuxiliaryFile();
   }
 
   void rename() {
@@ -241,8 +241,8 @@ struct AtomicFile::Replacement {
     auxiliaryIsThere = false;
   }
 
-  // False where the file system doesn't offer it. Those in user space aren't asked: exfat-fuse 1.4 takes it
-  // for a plain rename, loses the other file, and ends when that file is asked for.
+  // Returns false if the file system doesn't support it. Not tried on FUSE: exfat-fuse 1.4 treats it as a
+  // plain rename, which loses the other file, and crashes when that file is accessed.
   bool exchange() {
     if (isInUserSpace(file.number())) {
       return false;
@@ -257,7 +257,7 @@ struct AtomicFile::Replacement {
     throw PosixError(errno, "replace", target);
   }
 
-  // How the target got its new content decides how it gets the old one back.
+  // How the target was replaced, which determines how that is undone.
   enum class Step { created, exchanged, overwritten };
 
   void replaceDurably() {
@@ -272,8 +272,8 @@ struct AtomicFile::Replacement {
     }
   }
 
-  // After the exchange the old content has the auxiliary name, and until the change is durable no sweep may
-  // take it away. A file that its user may not read can't be locked and goes without.
+  // After the exchange the old content has the auxiliary name; the lock keeps removeLeftovers away from it
+  // until the change is durable. A file that the user can't read can't be locked.
   OwnedDescriptor lockedPrevious() const {
     OwnedDescriptor previous(open(target.path().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (previous) {
@@ -285,7 +285,7 @@ struct AtomicFile::Replacement {
   Step takeThePlace() {
     const auto existing = statusOf(target);
     if (existing && S_ISDIR(existing->st_mode)) {
-      throw PosixError(EISDIR, "replace", target);  // which an exchange would do
+      throw PosixError(EISDIR, "replace", target);  // an exchange would replace it
     }
     if (existing && exchange()) {
       return Step::exchanged;
@@ -296,7 +296,7 @@ struct AtomicFile::Replacement {
 
   void undo(Step step) {
     if (!isStillNamed(file, target)) {
-      return;  // another process has replaced it in the meantime, and what it wrote stays
+      return;  // another process has replaced it in the meantime
     }
     switch (step) {
       case Step::created:
@@ -350,7 +350,7 @@ void AtomicFile::removeLeftovers(const FileURL& target) noexcept {
   try {
     removeLeftoversOf(followingLinks(target));
   } catch (const std::exception&) {
-    return;  // the folder can't be read, and the leftovers stay for another time
+    return;  // the folder can't be read; a later call removes the leftovers
   }
 }
 

@@ -37,7 +37,8 @@ void writeDurably(const FileURL& url, std::uint64_t offset, std::span<const std:
     throw PosixError(errno, "set the size of", url);
   }
   makeDurable(file, url);
-  // A process that made the file may have ended before the name was durable. Behind offset 0 it is durable.
+  // The process that created the file may have ended before the name was durable. When more is appended, it
+  // is durable.
   if (offset == 0) {
     makeFolderDurable(url.deletingLastPathComponent());
   }

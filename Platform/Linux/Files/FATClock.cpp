@@ -18,7 +18,7 @@ namespace tolvander::platform::linux_ {
 
 namespace {
 
-// The value of an option of the form NAME=VALUE, or "" for one without a value; absent without the option.
+// The value of an option NAME=VALUE; "" if it has none; absent without the option.
 std::optional<std::string_view> valueOf(std::string_view name, std::string_view options) {
   while (!options.empty()) {
     const std::size_t end = std::min(options.find(','), options.size());
@@ -32,7 +32,7 @@ std::optional<std::string_view> valueOf(std::string_view name, std::string_view 
   return std::nullopt;
 }
 
-// time_offset=MINUTES; absent without it.
+// The value of time_offset=MINUTES; absent without it.
 std::optional<std::chrono::minutes> timeOffset(std::string_view options) {
   const auto text = valueOf("time_offset", options);
   int minutes = 0;
@@ -62,7 +62,7 @@ std::optional<std::chrono::minutes> fatClockOffset(const Mount& mount, std::chro
 }
 
 std::chrono::minutes kernelZoneOffset() {
-  // The C library's gettimeofday may answer 0 whatever the kernel's zone is (glibc 2.31 and later).
+  // gettimeofday of glibc 2.31 and later always returns a zone of 0.
   struct timezone zone {};
   return syscall(SYS_gettimeofday, nullptr, &zone) == 0 ? std::chrono::minutes(-zone.tz_minuteswest)
                                                         : std::chrono::minutes(0);
@@ -88,8 +88,8 @@ std::optional<std::chrono::minutes> FATClocks::offsetOf(dev_t device) {
   return fat != fats_.end() ? fatClockOffset(fat->second, kernelZoneOffset()) : std::nullopt;
 }
 
-// True for the first time, too: the descriptor must be open before the table is read, or a change between
-// the two goes unnoticed.
+// Also true for the first call. The descriptor must be opened before the table is read, because changes
+// before that aren't reported.
 bool FATClocks::hasTableChanged() {
   if (!changes_) {
     changes_ =
@@ -110,7 +110,7 @@ void FATClocks::readTable() {
       }
     }
   } catch (const PosixError&) {
-    changes_ = OwnedDescriptor();  // tried again for the next file
+    changes_ = OwnedDescriptor();  // retried for the next file
   }
 }
 

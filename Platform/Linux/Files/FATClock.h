@@ -15,42 +15,42 @@
 
 namespace tolvander::platform::linux_ {
 
-// FAT keeps what the clock of a camera showed, without a zone. The kernel's drivers make an instant of it by
-// an offset of the mount; what is here undoes that, and reads the clock in a zone that suits the camera.
+// FAT stores the local time of the camera's clock, without a time zone. The kernel's drivers convert it to
+// an instant by an offset of the mount. These functions undo that, and convert the local time by a suitable
+// time zone.
 //
-// What a mount doesn't show: an entry of an exFAT directory can carry an offset from UTC, by which the kernel
-// then goes instead of the mount's (computers and telephones write it, cameras whose clock has no zone do
-// not). Such a date counts as a clock's reading here all the same and comes out wrong by the zone's offset;
-// only the raw directory, which needs access to the block device, would tell. Drivers that run in a user's
-// process (exfat-fuse, fusefat) convert by rules of their own that no mount shows; their dates are left as
-// they are.
+// Limits: an entry of an exFAT directory can contain an offset from UTC, which the driver then uses instead
+// of the mount's (computers and phones write it, cameras without a time zone don't). Such a date is
+// converted wrongly here, by the zone's offset; only reading the raw directory from the block device could
+// detect it. FUSE drivers (exfat-fuse, fusefat) convert by other rules that no mount option shows; their
+// dates are not changed.
 
-// By how much the driver takes the clock of this file system to be ahead of UTC. Absent where it isn't a FAT
-// of the kernel's (vfat, msdos, exfat). `kernelZone` is what the kernel's own zone is ahead of UTC.
+// The offset from UTC that the driver assumes for the clock of this file system. Absent unless it is a FAT
+// driver of the kernel (vfat, msdos, exfat). `kernelZone` is the offset of the kernel's time zone from UTC.
 //
-// The formats are those of fs/fat/inode.c and fs/exfat/super.c: vfat shows "tz=UTC" or "time_offset=MINUTES"
-// and goes by the kernel's zone without them; exfat shows "sys_tz" for the kernel's zone or "time_offset=",
-// and takes UTC without them.
+// The mount options are those of fs/fat/inode.c and fs/exfat/super.c: vfat shows "tz=UTC" or
+// "time_offset=MINUTES", and otherwise uses the kernel's zone; exfat shows "sys_tz" for the kernel's zone or
+// "time_offset=MINUTES", and otherwise uses UTC.
 std::optional<std::chrono::minutes> fatClockOffset(const Mount& mount, std::chrono::minutes kernelZone);
 
-// What the kernel's own zone (settimeofday(2)) is ahead of UTC. 0 unless the hardware clock runs in local
+// The offset of the kernel's time zone (settimeofday(2)) from UTC. 0 unless the hardware clock runs in local
 // time.
 std::chrono::minutes kernelZoneOffset();
 
-// The instant at which a clock in `zone` shows what it shows `clockOffset` ahead of UTC at `instant`. Absent
-// where a Date can't reach it.
+// Converts `instant` to local time by `clockOffset`, and that back to an instant by `zone`. Absent if a Date
+// can't represent it.
 std::optional<Date> dateOfFATClock(Date instant, std::chrono::minutes clockOffset, const TimeZone& zone);
 
-// The clocks of the FATs that are mounted now. Reads the mount table once and again after each change to it,
-// so that asking for every file of a large card costs one poll(2) a file. Safe on every thread.
+// The clock offsets of the mounted FATs. Reads the mount table again only after a change, so that each query
+// costs one poll(2). Safe on every thread.
 class FATClocks {
  public:
-  // The one for this process's mounts.
+  // The instance for this process's mounts.
   static FATClocks& ofThisProcess();
 
   explicit FATClocks(FileURL mountTable = MountTable::ofThisProcess()) : mountTable_(std::move(mountTable)) {}
 
-  // fatClockOffset for the mount of a file's st_dev. Absent also where the mount table can't be read.
+  // fatClockOffset of the file system with a file's st_dev. Absent also if the mount table can't be read.
   std::optional<std::chrono::minutes> offsetOf(dev_t device);
 
  private:
@@ -59,7 +59,7 @@ class FATClocks {
 
   const FileURL mountTable_;
   std::mutex mutex_;
-  OwnedDescriptor changes_;  // the mount table, open: poll(2) reports each change once
+  OwnedDescriptor changes_;  // the open mount table; poll(2) reports each change once
   std::map<dev_t, Mount> fats_;
 };
 

@@ -32,8 +32,8 @@ using platform::linux_::isOnFAT;
 
 namespace {
 
-// The extensions of the folders that the Finder shows as one document: Apple's bundle types and those of the
-// applications that people keep pictures, films and projects in. In the order of their bytes, for the search.
+// The extensions of folders that are presented as one document: bundle types, and those of applications for
+// pictures, films and projects. Sorted by bytes, for binary search.
 constexpr std::array packageExtensions = std::to_array<std::string_view>({
     "action",
     "aplibrary",
@@ -130,8 +130,8 @@ bool isSystemFolder(std::string_view name) {
   return std::ranges::find(names, lowercasedASCII(name)) != names.end();
 }
 
-// FAT's hidden attribute of an entry of an open folder (ioctl_fat(2)). False where the driver doesn't tell
-// it, as exFAT's doesn't before Linux 6.9, or the entry can't be opened.
+// FAT's hidden attribute of an entry of an open folder (ioctl_fat(2)). False if the driver doesn't support
+// the query, like exFAT's before Linux 6.9, or the entry can't be opened.
 bool hasHiddenAttribute(int folder, const char* name) {
   const OwnedDescriptor entry(retryOnEINTR(
       [&] { return openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
@@ -145,8 +145,8 @@ struct NamedEntry {
   bool isDirectory = false;
 };
 
-// The entries of one folder that are not hidden. When reading fails half-way, what was read until then and
-// the errno value that ended it.
+// The entries of one folder that aren't hidden. If reading fails, those that were read before, and the errno
+// value.
 struct FolderContents {
   std::vector<NamedEntry> entries;
   int failure = 0;
@@ -160,7 +160,7 @@ bool isDirectory(DIR* folder, const dirent& entry) {
   return fstatat(dirfd(folder), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
 }
 
-// Reads the folder to its end and closes it. `additionalFlags` are those of open(2).
+// Reads and closes a folder. `additionalFlags` are flags of open(2).
 FolderContents readFolder(const FileURL& directory, int additionalFlags) {
   const char* path = directory.path().c_str();
   OwnedDescriptor descriptor(
@@ -245,7 +245,7 @@ std::vector<FileURL> contentsOfDirectory(const FileURL& directory) {
 }
 
 struct DirectoryEnumerator::Walk {
-  // A folder that has been read, and how many of its entries have been given.
+  // A folder that was read, and the number of its entries that were returned.
   struct Level {
     FileURL directory;
     std::vector<NamedEntry> entries;
@@ -254,11 +254,11 @@ struct DirectoryEnumerator::Walk {
 
   ErrorHandler handler;
   std::vector<Level> levels;
-  bool isVolume = false;                 // the root is
-  std::optional<FileURL> folderToEnter;  // before the next entry is given
-  int flagsToEnter = 0;                  // for open(2)
+  bool isVolume = false;                 // whether the root is a volume
+  std::optional<FileURL> folderToEnter;  // entered before the next entry is returned
+  int flagsToEnter = 0;                  // flags of open(2)
 
-  // False when the handler ends the walk.
+  // Returns false if the handler ends the enumeration.
   bool enter(const FileURL& directory) {
     FolderContents contents = readFolder(directory, flagsToEnter);
     if (contents.failure != 0 && handler &&
@@ -270,7 +270,7 @@ struct DirectoryEnumerator::Walk {
                     [](const NamedEntry& entry) { return entry.isDirectory && isSystemFolder(entry.name); });
     }
     levels.push_back({directory, std::move(contents.entries)});
-    // Below the root no link is followed, also where one has taken a folder's place since its name was read.
+    // Links below the root are not followed, not even one that replaced a folder after its name was read.
     flagsToEnter = O_NOFOLLOW;
     return true;
   }

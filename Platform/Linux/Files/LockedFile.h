@@ -7,16 +7,15 @@
 
 namespace tolvander::platform::linux_ {
 
-// A lock (flock) belongs to the file and not to its name. After a locked file was deleted or replaced,
-// another process can lock the new file of the name, and both believe that they have the lock. These
-// functions find that out.
+// A lock belongs to a file, not to its name. After a locked file was deleted or replaced, another process
+// can lock the new file of this name, and both would assume that they have the lock. These functions detect
+// that.
 
-// Whether an open file is the one that `url` names now. False where it can't be told.
+// Whether `url` is the path of the open file now. False on an error.
 bool isStillNamed(const OwnedDescriptor& file, const FileURL& url);
 
-// Opens the file and locks it, once more for as long as the file that was locked is no longer the one that
-// `url` names. `lock` answers false where another one has the lock; then there is no file. Throws what `open`
-// and `lock` throw.
+// Opens and locks the file, and repeats that while the locked file is not the one at `url`. `lock` returns
+// false if another process has the lock; then there is no descriptor. Throws what `open` and `lock` throw.
 OwnedDescriptor openAndLock(const FileURL& url, const std::function<OwnedDescriptor()>& open,
                             const std::function<bool(const OwnedDescriptor&)>& lock);
 

@@ -10,14 +10,14 @@
 
 namespace tolvander::platform::linux_ {
 
-// Opens a folder for reading; links are followed. Throws PosixError.
+// Opens a folder for reading. Follows links. Throws PosixError.
 OwnedDescriptor openFolder(const FileURL& folder);
 
 using FolderStream = std::unique_ptr<DIR, CHandleDeleter<closedir>>;
 
-// A stream of the entries of an open folder, for readdir(3). It starts at the descriptor's position and takes
-// the descriptor over. Null where `folder` is no descriptor, with errno as before the call, and where no
-// stream can be made, with errno.
+// A stream of the entries of an open folder, for readdir(3), from the descriptor's current position. Takes
+// ownership of the descriptor. Null on an error, with errno; if `folder` is no descriptor, errno is
+// unchanged.
 FolderStream folderStream(OwnedDescriptor folder);
 
 }  // namespace tolvander::platform::linux_

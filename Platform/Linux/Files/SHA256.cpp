@@ -9,15 +9,16 @@ namespace tolvander {
 
 namespace {
 
-// Looking the algorithm up by name costs more than hashing a short text, so it is done once. Never freed:
-// other threads may still hash while the process ends.
+// SHA-256 (RFC 6234) of OpenSSL. Looked up once, because a lookup takes longer than hashing a short text.
+// Never freed: other threads may still hash while the process exits.
 const EVP_MD* algorithm() {
   static const EVP_MD* const fetched = EVP_MD_fetch(nullptr, "SHA256", nullptr);
   precondition(fetched != nullptr, "OpenSSL offers SHA-256");
   return fetched;
 }
 
-// OpenSSL's digests fail for want of memory or by misuse only, and no fingerprint may come out of either.
+// OpenSSL's digest functions fail only if memory is exhausted or they are misused; no fingerprint may result
+// from that.
 void require(int success) { precondition(success == 1, "OpenSSL computes SHA-256"); }
 
 struct Deleter {

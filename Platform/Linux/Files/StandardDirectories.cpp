@@ -16,8 +16,8 @@ namespace tolvander {
 
 namespace {
 
-// The folder that an environment variable names. Where it is unset, empty or relative it counts as unset, as
-// the XDG Base Directory Specification (freedesktop.org) asks.
+// The folder that an environment variable names. Absent if it is unset, empty or relative (freedesktop.org
+// XDG Base Directory Specification, "Environment variables").
 std::optional<FileURL> folderFromEnvironment(const char* variable) {
   const char* path = getenv(variable);
   if (path == nullptr || *path != '/') {
@@ -26,7 +26,7 @@ std::optional<FileURL> folderFromEnvironment(const char* variable) {
   return FileURL(path).standardized();
 }
 
-// The home that the system's user database has for the user of this process.
+// The home directory in the system's user database.
 std::optional<FileURL> homeFromUserDatabase() {
   constexpr std::size_t largestRecord = 1 << 20;
   for (std::vector<char> buffer(4096); buffer.size() <= largestRecord; buffer.resize(buffer.size() * 2)) {
@@ -49,8 +49,8 @@ std::optional<FileURL> homeFolder() {
   return home ? home : homeFromUserDatabase();
 }
 
-// A base directory (XDG Base Directory, freedesktop.org): as the variable says, or else below the user's
-// home.
+// A base directory of the XDG Base Directory Specification: the variable's, otherwise one below the home
+// directory.
 std::optional<FileURL> baseDirectory(const char* variable, std::string_view belowHome) {
   if (auto named = folderFromEnvironment(variable)) {
     return named;
@@ -59,7 +59,7 @@ std::optional<FileURL> baseDirectory(const char* variable, std::string_view belo
   return home ? std::optional(home->appending(belowHome)) : std::nullopt;
 }
 
-// What a shell makes of a text in double quotes that has no variable in it.
+// Removes the escapes of a text in double quotes without variables, as a shell does.
 std::string unquoted(std::string_view text) {
   std::string result;
   for (std::size_t index = 0; index < text.size() && text[index] != '"'; ++index) {
@@ -71,8 +71,8 @@ std::string unquoted(std::string_view text) {
   return result;
 }
 
-// The folder that a line of the user's user-dirs.dirs names (xdg-user-dirs, user-dirs.dirs(5)): an absolute
-// path, or one below the home.
+// The folder in a line of user-dirs.dirs (user-dirs.dirs(5)): an absolute path, or one below the home
+// directory.
 std::optional<FileURL> folderFromLine(std::string_view line, std::string_view variable,
                                       const std::optional<FileURL>& home) {
   constexpr std::string_view homeVariable = "$HOME/";
@@ -90,7 +90,7 @@ std::optional<FileURL> folderFromLine(std::string_view line, std::string_view va
   return std::nullopt;
 }
 
-// As the shell would, the last of several lines counts.
+// The last of several lines counts, as in a shell.
 std::optional<FileURL> folderFromUserDirectories(std::string_view variable,
                                                  const std::optional<FileURL>& home) {
   auto configuration = folderFromEnvironment("XDG_CONFIG_HOME");

@@ -11,20 +11,20 @@ namespace tolvander::platform::linux_ {
 
 namespace {
 
-// What the library reads through. The items of a HEIF file name the bytes that they consist of, and nothing
-// keeps thousands of items from naming the whole file again and again, which the library would gather into
-// gigabytes; and its time grows with the square of the number of items, to 20 seconds for a megabyte. Without
-// limits of its own it is given these: after twice the file's size, 8 MiB, 2,048 pieces, or 32,768 reads the
-// file ends for it, and it finds no picture. That takes a quarter of a second at most. A sound file's headers
-// and metadata are read about once each; an item takes about 20 reads and one piece, and a picture of 200
-// megapixels has about 800 of them.
+// The input of libheif, with limits. The items of a HEIF file list the byte ranges that they consist of
+// (ISO/IEC 14496-12, iloc). Thousands of items can refer to the whole file again and again, which libheif
+// would copy into gigabytes of memory; and its time grows with the square of the number of items, to 20
+// seconds per megabyte. So after twice the file's size, 8 MiB, 2,048 pieces or 32,768 reads the input
+// pretends to end, and libheif finds no image. That takes at most a quarter of a second. The headers and
+// metadata of a valid file are read about once; an item takes about 20 reads and one piece, and an image of
+// 200 megapixels has about 800 items.
 class LimitedReader {
  public:
   explicit LimitedReader(Bytes data) : data_(data), bytesLeft_(std::min(2 * data.size(), maximumBytes)) {}
 
   static const heif_reader& operations() {
     static const heif_reader reader = [] {
-      heif_reader version1{};  // later versions of the library have members that stay zero
+      heif_reader version1{};  // members of later versions stay zero
       version1.reader_api_version = 1;
       version1.get_position = [](void* self) { return static_cast<int64_t>(of(self).position_); };
       version1.read = [](void* target, size_t size, void* self) {
@@ -43,13 +43,13 @@ class LimitedReader {
  private:
   static LimitedReader& of(void* self) { return *static_cast<LimitedReader*>(self); }
 
-  // The library asks this before it seeks and reads, and takes the success of those for granted; so this is
-  // the place to tell it of a limit.
+  // libheif calls this before it seeks and reads, and ignores errors of those; so the limits are applied
+  // here.
   bool reaches(int64_t size) const {
     return bytesLeft_ > 0 && piecesLeft_ > 0 && readsLeft_ > 0 && size <= static_cast<int64_t>(data_.size());
   }
 
-  // Also succeeds behind the end, where nothing can be read: libheif 1.19 ends the process when this fails.
+  // Also succeeds beyond the end, where reads return nothing: libheif 1.19 aborts if this fails.
   bool seek(int64_t position) {
     if (position < 0) {
       return false;
@@ -96,8 +96,8 @@ ImageHandle primaryImage(heif_context* context) {
   return ImageHandle(succeeded(heif_context_get_primary_image_handle(context, &handle)) ? handle : nullptr);
 }
 
-// The first metadata item of type "Exif": a big-endian number of bytes to leave out, and behind those the
-// TIFF header (ISO/IEC 23008-12, annex A).
+// The date in the first metadata item of type "Exif": a 32-bit big-endian offset, then as many bytes to
+// skip, then the TIFF header (ISO/IEC 23008-12, annex A).
 std::optional<std::string> dateTimeOriginal(const heif_image_handle* image) {
   constexpr std::size_t lengthSize = 4;
   heif_item_id item = 0;
@@ -117,7 +117,7 @@ std::optional<std::string> dateTimeOriginal(const heif_image_handle* image) {
 }  // namespace
 
 std::optional<ImageProperties> heicProperties(Bytes data) {
-  LimitedReader reader(data);  // outlives the context, which keeps reading through it
+  LimitedReader reader(data);  // must outlive the context, which reads from it
   const std::unique_ptr<heif_context, Free> context(heif_context_alloc());
   if (context == nullptr || !succeeded(heif_context_read_from_reader(
                                 context.get(), &LimitedReader::operations(), &reader, nullptr))) {

@@ -21,8 +21,8 @@ bool hasAt(Bytes data, std::size_t offset, std::string_view text) {
                             [](std::byte byte, char character) { return byte == std::byte(character); });
 }
 
-// Whether an ISO media file's brand is one of HEIF pictures coded in HEVC (ISO/IEC 23008-12, annex B), or the
-// general brand of HEIF pictures.
+// Whether a file of the ISO base media file format has a brand for HEVC images (ISO/IEC 23008-12, annex B)
+// or the general brand for HEIF images.
 bool isHEIC(Bytes data) {
   constexpr std::size_t brandOffset = 8;
   constexpr std::array<std::string_view, 8> brands{"heic", "heix", "heim", "heis",

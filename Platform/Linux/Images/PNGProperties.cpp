@@ -26,28 +26,28 @@ constexpr std::size_t chunkType(const char (&name)[typeSize + 1]) {
 constexpr std::size_t headerType = chunkType("IHDR");
 constexpr std::size_t exifType = chunkType("eXIf");
 
-// Cameras write 64 KiB at most, and other programs a few mebibytes where they add previews. Its checksum
-// takes about 10 ms.
+// Cameras write at most 64 KiB, other programs a few MiB with previews. The checksum of this takes about 10
+// ms.
 constexpr std::size_t maximumExifSize = std::size_t{16} << 20U;
 
 constexpr std::size_t endType = chunkType("IEND");
 
-// One chunk that lies in the file as a whole.
+// A complete chunk.
 struct Chunk {
   std::size_t type;
-  Bytes typeAndContent;  // what the checksum is over
+  Bytes typeAndContent;  // which the checksum covers
   std::size_t checksum;
 
   Bytes content() const { return typeAndContent.subspan(typeSize); }
 
-  // Whether the content is what was written. Costs a pass over the content.
+  // Verifies the checksum (CRC, PNG third edition, 5.5). Reads the whole content.
   bool isSound() const {
     const auto* const bytes = reinterpret_cast<const Bytef*>(typeAndContent.data());
     return crc32_z(crc32_z(0, nullptr, 0), bytes, typeAndContent.size()) == checksum;
   }
 };
 
-// The chunk at the start of `rest`, which is moved behind it. Absent when a whole chunk doesn't stand there.
+// The chunk at the start of `rest`, which is advanced past it. Absent if the chunk is incomplete.
 std::optional<Chunk> nextChunk(Bytes& rest) {
   constexpr std::size_t frameSize = lengthSize + typeSize + checksumSize;
   if (rest.size() < frameSize) {
@@ -64,7 +64,7 @@ std::optional<Chunk> nextChunk(Bytes& rest) {
   return chunk;
 }
 
-// Which bit depths a colour type may have (PNG third edition, table 11.1).
+// Whether a colour type allows a bit depth (PNG third edition, table 11.1).
 bool isPossible(unsigned colourType, unsigned bitDepth) {
   switch (colourType) {
     case 0:
@@ -98,7 +98,7 @@ std::optional<ImageProperties> sizeOf(const Chunk& header) {
   return ImageProperties{.pixelWidth = static_cast<int>(width), .pixelHeight = static_cast<int>(height)};
 }
 
-// A file has one such chunk at most, so that the first one decides.
+// A file may have only one such chunk (eXIf), so the first one decides.
 std::optional<std::string> findDateTimeOriginal(Bytes chunks, const CancellationToken& token) {
   while (const auto chunk = nextChunk(chunks)) {
     token.throwIfCancelled();

@@ -29,7 +29,7 @@ std::optional<unsigned> hexadecimalDigit(char character) {
   return value != std::string_view::npos ? std::optional(static_cast<unsigned>(value)) : std::nullopt;
 }
 
-// udev writes what isn't plain in a label as "\x20", one byte each.
+// udev encodes special characters of a label as "\x20", one byte each.
 std::string decodedByUdevsRules(std::string_view text) {
   std::string decoded;
   while (!text.empty()) {
@@ -60,7 +60,7 @@ std::optional<std::string> attribute(udev_device* device, const char* name) {
   return someText(udev_device_get_sysattr_value(device, name));
 }
 
-// The name of the link to the device in a folder of /dev/disk, encoded by udev's rules.
+// The name, encoded by udev, of the link to the device in a folder of /dev/disk.
 std::optional<std::string> nameOfLink(const FileURL& folder, dev_t device) {
   auto links = DirectoryEnumerator::at(folder);
   for (auto link = links ? links->next() : std::nullopt; link; link = links->next()) {
@@ -78,7 +78,7 @@ bool isUTF8(std::string_view text) {
   return status != U_INVALID_CHAR_FOUND;
 }
 
-// A label as udev encodes it, when it is text: old cameras label their cards in a code page of their own.
+// Decodes a label; absent if it isn't UTF-8, because old cameras use a code page.
 std::optional<std::string> decodedLabel(const std::optional<std::string>& encoded) {
   if (encoded) {
     std::string label = decodedByUdevsRules(*encoded);
@@ -89,7 +89,7 @@ std::optional<std::string> decodedLabel(const std::optional<std::string>& encode
   return std::nullopt;
 }
 
-// The drive that a partition lies on, or the device itself. Lives as long as `device`.
+// The drive of a partition, or the device itself. Valid as long as `device`.
 udev_device* diskOf(udev_device* device) {
   udev_device* const disk = udev_device_get_parent_with_subsystem_devtype(device, "block", "disk");
   return disk != nullptr ? disk : device;
@@ -100,8 +100,8 @@ bool isPluggedIntoUSB(udev_device* disk) {
          property(disk, "ID_BUS") == "usb";
 }
 
-// A card in a slot of the machine's own, which the kernel doesn't call removable. Chips of the same kind that
-// are soldered in are of type "MMC".
+// A card in a built-in slot, which the kernel doesn't mark as removable. Soldered chips of this kind have
+// the type "MMC".
 bool isCardInASlot(udev_device* disk) {
   udev_device* const card = udev_device_get_parent_with_subsystem_devtype(disk, "mmc", nullptr);
   return card != nullptr && attribute(card, "type") == "SD";
@@ -136,7 +136,7 @@ Drive valuesFromUdev(dev_t number) {
   }
   drive.label = decodedLabel(property(device.get(), "ID_FS_LABEL_ENC"));
   if (!drive.label) {
-    drive.label = property(device.get(), "ID_FS_LABEL");  // with "_" for what isn't plain
+    drive.label = property(device.get(), "ID_FS_LABEL");  // has "_" instead of special characters
   }
   drive.uuid = property(device.get(), "ID_FS_UUID");
 
@@ -149,13 +149,13 @@ Drive valuesFromUdev(dev_t number) {
   return drive;
 }
 
-// Not true of what may not be looked at, unlike !fileExists.
+// False if it can't be examined, unlike !fileExists.
 bool isMissing(const FileURL& url) {
   struct stat status {};
   return ::lstat(url.path().c_str(), &status) != 0 && errno == ENOENT;
 }
 
-// Whether the kernel lists its block devices here, and this one not among them.
+// Whether sysfs lists block devices, but not this one.
 bool isGone(dev_t number) {
   const FileURL devices("/sys/dev/block");
   return fileExists(devices) &&
@@ -168,7 +168,7 @@ Drive Drive::ofDevice(dev_t number) {
   Drive drive = valuesFromUdev(number);
   drive.isGone = linux_::isGone(number);
   if (!drive.uuid) {
-    // The links that udev keeps for every device outlast it in places that have no udev of their own.
+    // Containers without udev have the links of the host's udev in /dev/disk.
     drive.label = decodedLabel(nameOfLink(FileURL("/dev/disk/by-label"), number));
     drive.uuid = nameOfLink(FileURL("/dev/disk/by-uuid"), number);
   }

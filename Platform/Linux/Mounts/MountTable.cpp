@@ -29,7 +29,7 @@ std::string textOf(const char* text) { return text != nullptr ? text : ""; }
 
 std::optional<Mount> mountOf(libmnt_fs* entry) {
   const char* const place = mnt_fs_get_target(entry);
-  // An entry of another kind of table has no numbers.
+  // Entries of other tables, such as fstab, have no mount IDs.
   if (mnt_fs_is_kernel(entry) == 0 || place == nullptr || *place != '/') {
     return std::nullopt;
   }
@@ -43,7 +43,7 @@ std::optional<Mount> mountOf(libmnt_fs* entry) {
                .superOptions = textOf(mnt_fs_get_fs_options(entry))};
 }
 
-// Walks down from the root as the kernel follows a path, to tell which mount is met at its end.
+// Resolves paths from the root like the kernel, to find the mount at their end.
 class MountTree {
  public:
   explicit MountTree(const std::vector<Mount>& mounts) : mounts_(mounts) {
@@ -58,7 +58,7 @@ class MountTree {
   // The index of the mount at the end of the path.
   std::optional<std::size_t> at(std::string_view path) const {
     std::optional<std::size_t> current;
-    std::size_t stepsLeft = mounts_.size();  // more would be a circle, which no kernel makes
+    std::size_t stepsLeft = mounts_.size();  // guards against a cycle in a malformed table
     for (std::size_t end = 1; end != std::string_view::npos && end <= path.size(); end = nextEnd(path, end)) {
       for (auto next = child(current, path.substr(0, end)); next && stepsLeft > 0; --stepsLeft) {
         current = next;
@@ -69,10 +69,9 @@ class MountTree {
   }
 
  private:
-  using Parent = std::optional<std::size_t>;  // absent above the mounts that the process can see
+  using Parent = std::optional<std::size_t>;  // absent for mounts whose parent is not visible to the process
 
-  // The end of the next longer beginning of the path that could be a mount point: "/", "/media",
-  // "/media/CARD".
+  // The end of the next longer prefix of the path that could be a mount point: "/", "/media", "/media/CARD".
   static std::size_t nextEnd(std::string_view path, std::size_t end) {
     return end == path.size() ? std::string_view::npos : std::min(path.find('/', end + 1), path.size());
   }
@@ -103,12 +102,12 @@ bool operator==(const Mount& left, const Mount& right) {
 }
 
 bool Mount::isPseudo() const {
-  // "fuse" alone is what many drivers of real drives say too.
+  // libmount counts "fuse" as virtual, but many drivers of real drives use it.
   return mnt_fstype_is_pseudofs(fileSystem.c_str()) != 0 && !blockDevice();
 }
 
 bool Mount::isNetwork() const {
-  // "server:/share" tells those that libmount doesn't know by their type.
+  // "server:/share" identifies network file systems that libmount doesn't know.
   return mnt_fstype_is_netfs(fileSystem.c_str()) != 0 ||
          (source.find(':') != std::string::npos && !blockDevice());
 }
@@ -118,7 +117,7 @@ std::optional<dev_t> Mount::blockDevice() const {
     return device;
   }
   struct stat status {};
-  // Nowhere else, where a server that doesn't answer could hold the caller up.
+  // Only in /dev: a path on a network share could block.
   if (source.starts_with("/dev/") && stat(source.c_str(), &status) == 0 && S_ISBLK(status.st_mode)) {
     return status.st_rdev;
   }

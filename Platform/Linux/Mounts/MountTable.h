@@ -13,51 +13,51 @@
 
 namespace tolvander::platform::linux_ {
 
-// One mount, as the kernel tells of it (proc(5), /proc/PID/mountinfo), with its octal escapes decoded.
+// One mount (proc(5), /proc/PID/mountinfo), with octal escapes decoded.
 struct Mount {
-  std::uint64_t number = 0;  // the next mount may have it when this one is gone
-  std::uint64_t parent = 0;  // the number of the mount that it is mounted on
+  std::uint64_t number = 0;  // mount ID, reused after an unmount
+  std::uint64_t parent = 0;  // mount ID of the mount that it is mounted on
   dev_t device = 0;          // st_dev of the files
-  std::string root;          // the folder of the file system that shows; "/" for all of it
+  std::string root;          // the visible folder of the file system; "/" for all of it
   FileURL place;             // the mount point
   std::string fileSystem;    // "ext4", "fuse.sshfs"
-  std::string source;        // the block device's path, "server:/share", or any word
-  std::string superOptions;  // the file system's: "rw,fmask=0022,tz=UTC"; a remount may change them
+  std::string source;        // path of the block device, "server:/share", or any word
+  std::string superOptions;  // options of the file system: "rw,fmask=0022,tz=UTC"; a remount may change them
 
-  // A file system of the kernel's own that keeps nobody's files (proc, tmpfs).
+  // Whether it is a virtual file system of the kernel (proc, tmpfs).
   bool isPseudo() const;
 
-  // A share of another machine.
+  // Whether it is a share of another machine.
   bool isNetwork() const;
 
-  // The number of the block device that holds the files. Absent where there is none, or none in sight (tmpfs,
-  // a network). Looks at /dev where the file system has a number of its own, that is no device's.
+  // The number of the block device with the files; absent if it has none or is unknown (tmpfs, network). For
+  // a file system with an anonymous device number (btrfs) it looks up the source in /dev.
   std::optional<dev_t> blockDevice() const;
 
-  // Whether they are the same mount, remounted in between or not: everything but superOptions is equal.
+  // Whether they are the same mount, ignoring remounts: everything but superOptions is equal.
   friend bool operator==(const Mount& left, const Mount& right);
 };
 
-// Everything that was mounted at one moment.
+// The mounts at one moment.
 class MountTable {
  public:
   static const FileURL& ofThisProcess();  // /proc/self/mountinfo
 
-  // Throws PosixError when the file can't be read.
+  // Throws PosixError if the file can't be read.
   static MountTable read(const FileURL& file = ofThisProcess());
 
-  // Lines that can't be understood are left out.
+  // Skips invalid lines.
   static MountTable parse(std::string_view text);
 
-  // In the kernel's order, which is mostly that of mounting.
+  // In the order of the kernel, mostly that of mounting.
   const std::vector<Mount>& mounts() const& { return mounts_; }
   const std::vector<Mount>& mounts() const&& = delete;
 
-  // Null when there is none.
+  // Null if there is none.
   const Mount* withNumber(std::uint64_t number) const&;
 
-  // Those that a path leads to: of several at one place the top one, and none below a folder that a later
-  // mount covers.
+  // The mounts that a path can reach: of several at one mount point the top one, and none below a folder
+  // that a later mount covers.
   std::vector<Mount> visible() const;
 
  private:

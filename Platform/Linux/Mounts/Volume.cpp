@@ -38,14 +38,14 @@ FileURL resolved(const FileURL& url) {
   return FileURL(path.get());
 }
 
-// Where a folder lies among the mounts.
+// The mount of a folder.
 struct Place {
   bool isMountPoint = false;
-  std::uint64_t mountNumber = 0;  // the kernel's, as /proc/self/mountinfo has it
+  std::uint64_t mountNumber = 0;  // mount ID, as in /proc/self/mountinfo
 };
 
-// The kernel is asked by the path, so that of several mounts over each other the visible one answers, and
-// none does for a mount point that a later mount has hidden.
+// statx resolves the path, so that the result is the visible one of several mounts on each other, and a
+// mount point that a later mount hides isn't one.
 Place placeOf(const FileURL& directory) {
   struct statx status {};
   if (statx(AT_FDCWD, directory.path().c_str(), 0, STATX_TYPE | STATX_MNT_ID, &status) != 0) {
@@ -68,7 +68,7 @@ VolumeResourceValues valuesOfMount(std::uint64_t mountNumber) {
   return {std::move(drive.label), std::move(drive.uuid)};
 }
 
-// What tells one file system from another, also after a restart wherever the file system makes that possible.
+// Identifies a file system, also after a restart if the file system makes that possible.
 std::string identityOfFileSystem(const FileURL& directory, std::uint64_t mountNumber) {
   if (const auto uuid = valuesOfMount(mountNumber).uuid) {
     return *uuid;
@@ -80,7 +80,7 @@ std::string identityOfFileSystem(const FileURL& directory, std::uint64_t mountNu
   return std::to_string(status.f_fsid);
 }
 
-// A UUID of version 8 (RFC 9562, section 5.8): the first 122 bits that it leaves free are those of a SHA-256.
+// A UUID of version 8 (RFC 9562, section 5.8): its 122 custom bits are the first ones of a SHA-256.
 UUID uuidOfText(std::string_view text) {
   const SHA256::Digest digest = SHA256::hash(std::as_bytes(std::span(text)));
   UUID uuid;

@@ -10,22 +10,21 @@
 
 namespace tolvander::platform::linux_ {
 
-// The bytes of one video frame, or a piece of sound.
+// The bytes of one video frame, or one chunk of audio.
 struct AVIChunk {
   std::int64_t offset = 0;  // of its content
   std::uint32_t size = 0;   // at least 1
-  std::uint32_t slots = 0;  // how long a frame is shown, in frames of the header's rate
+  std::uint32_t slots = 0;  // duration of a frame, in frames of the header's rate
 
   friend bool operator==(const AVIChunk&, const AVIChunk&) = default;
 };
 
-// The chunks of one stream as one structure of the file names them.
+// The chunks of one stream according to one structure of the file.
 struct AVIStreamChunks {
-  std::vector<AVIChunk> chunks;  // their offsets ascend
-  std::int64_t slots = 0;        // of all of them
+  std::vector<AVIChunk> chunks;  // by ascending offset
+  std::int64_t slots = 0;        // sum
 
-  // A slot without a frame of its own lengthens the frame before it, and the first frame where none is
-  // before.
+  // A slot without a frame extends the frame before it, or the first frame if there is none before.
   void addEmpty() {
     ++slots;
     if (!chunks.empty()) {
@@ -40,7 +39,7 @@ struct AVIStreamChunks {
   }
 };
 
-// Goes through the chunks of several streams in the order of their offsets. The streams must outlive it.
+// Iterates over the chunks of several streams in the order of their offsets. The streams must outlive it.
 class ChunksInFileOrder {
  public:
   struct Next {

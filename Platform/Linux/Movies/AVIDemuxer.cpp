@@ -13,7 +13,7 @@ namespace tolvander::platform::linux_ {
 
 namespace {
 
-constexpr std::int64_t largestPacket = 33'554'432;  // a frame of Motion JPEG has a tenth of it at most
+constexpr std::int64_t largestPacket = 33'554'432;  // bytes; frames of Motion JPEG have at most a tenth
 constexpr std::int64_t largestPart = 262'144;
 
 }  // namespace
@@ -87,7 +87,7 @@ bool AVIDemuxer::read(AVPacket& packet) {
   return true;
 }
 
-// Moves to the chunk that the next packet is from.
+// Advances to the chunk of the next packet.
 bool AVIDemuxer::findNext() {
   while (!current_ || taken_ == current_->chunk.size || isSkipped(static_cast<int>(current_->stream))) {
     current_ = order_.next();

@@ -12,15 +12,15 @@
 
 namespace tolvander::platform::linux_ {
 
-// Hands over the chunks that a reading of an AVI names.
+// Returns the chunks of an AVIReading as packets.
 //
-// A packet of video is one frame, its time base is a slot, it begins where the one before it ends, and the
-// first begins at 0. Sound has no times: they follow from counting, and the container's are wrong in too many
-// files. A packet of sound is a chunk, or a part of a long one where the encoding's bytes can be divided.
-// Streams of other types have no packets.
+// A video packet is one frame; its time base is a slot, and it begins where the previous one ends; the first
+// begins at 0. Audio packets have no times: callers derive them by counting samples, because the times in
+// too many files are wrong. An audio packet is a chunk, or a part of a long one if the codec allows dividing
+// it. Streams of other types have no packets.
 class AVIDemuxer final : public MovieDemuxer {
  public:
-  // File and reading must outlive it. Throws also where a frame rate is out of range.
+  // `file` and `reading` must outlive it. Also throws if a frame rate is out of range.
   AVIDemuxer(const MovieFile& file, const AVIReading& reading, const CancellationToken& token);
 
   bool read(AVPacket& packet) override;
@@ -36,7 +36,7 @@ class AVIDemuxer final : public MovieDemuxer {
   CancellationToken token_;
   ChunksInFileOrder order_;
   std::optional<ChunksInFileOrder::Next> current_;
-  std::int64_t taken_ = 0;           // bytes of the current chunk that were handed over
+  std::int64_t taken_ = 0;           // bytes of the current chunk that were returned
   std::vector<std::int64_t> times_;  // of each stream, in slots
   std::vector<bool> isDivisible_;
 };

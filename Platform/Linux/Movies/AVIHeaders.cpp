@@ -6,7 +6,7 @@ namespace tolvander::platform::linux_ {
 
 namespace {
 
-constexpr std::size_t mostStreams = 100;  // a chunk's name has two digits for the stream
+constexpr std::size_t mostStreams = 100;  // chunk names have two digits for the stream
 constexpr std::size_t streamHeaderBytes = 36;
 constexpr std::size_t videoFormatBytes = 40;
 constexpr std::size_t audioFormatBytes = 14;
@@ -29,7 +29,7 @@ class HeaderReader {
   explicit HeaderReader(AVIBytes& bytes) : bytes_(bytes) {}
 
   AVIHeaders read() {
-    std::int64_t offset = AVIChunkHeader::listBytes;  // behind RIFF and its type
+    std::int64_t offset = AVIChunkHeader::listBytes;  // after RIFF and its type
     for (std::int64_t chunks = 0; chunks < mostAVIChunks; ++chunks) {
       const AVIChunkHeader chunk = chunkHeaderAt(bytes_, offset);
       if (chunk.name == "LIST" && chunk.type == "movi") {

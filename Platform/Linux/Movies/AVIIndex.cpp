@@ -10,7 +10,7 @@ namespace {
 
 using Streams = std::vector<AVIStreamChunks>;
 
-// Whether chunks of different streams overlap. Those of one stream don't.
+// Whether chunks of different streams overlap. Those of the same stream were checked before.
 bool overlap(const Streams& streams) {
   ChunksInFileOrder order(streams);
   std::int64_t end = 0;
@@ -23,20 +23,20 @@ bool overlap(const Streams& streams) {
   return false;
 }
 
-// Puts index entries together.
+// Collects index entries.
 class Entries {
  public:
   Entries(AVIBytes& chunks, const AVIHeaders& headers)
       : chunks_(chunks), headers_(headers), streams_(headers.streams.size()) {}
 
-  // Whether a chunk of this name and content lies there, as far as its name and the file's end tell.
+  // Whether a chunk with this name and content is there, judged by the name and the end of the file.
   bool leadsToChunk(std::string_view name, std::int64_t offset, std::int64_t size) {
     const std::int64_t header = offset - AVIChunkHeader::bytes;
     return header >= headers_.movie.offset + AVIChunkHeader::listBytes &&
            size <= chunks_.fileSize() - offset && chunks_.at(header, name.size()) == name;
   }
 
-  // False where the entry can't follow those before it.
+  // Returns false if the entry isn't valid after the previous ones.
   bool add(std::string_view name, std::int64_t offset, std::uint32_t size) {
     if (++count_ > mostAVIChunks) {
       chunks_.fail("its index has too many entries");
@@ -77,7 +77,7 @@ class Entries {
   std::int64_t count_ = 0;
 };
 
-// idx1 (Microsoft, AVI RIFF File Reference).
+// idx1 (AVI RIFF File Reference, AVIOLDINDEX).
 class OldIndex {
  public:
   OldIndex(AVIBytes& index, AVIBytes& chunks, const AVIHeaders& headers, const AVIChunkHeader& place)
@@ -112,7 +112,7 @@ class OldIndex {
     bool isValid = false;
     bool hasSamples = false;
     std::string name;
-    std::int64_t offset = 0;  // of the chunk's header, from a base
+    std::int64_t offset = 0;  // of the chunk's header, relative to the base
     std::uint32_t size = 0;
   };
 
@@ -131,8 +131,8 @@ class OldIndex {
            headers_.streams[static_cast<std::size_t>(stream)].type == AVIStreamType::ignored;
   }
 
-  // Where the offsets count from: the word "movi", the byte behind it, or the start of the file. The one with
-  // which every entry leads to its chunk.
+  // The base of the offsets: the word "movi", the byte after it, or the start of the file. The one with
+  // which every entry points to its chunk.
   std::optional<std::int64_t> findBase() {
     const std::int64_t word = headers_.movie.offset + AVIChunkHeader::bytes;
     std::vector<std::int64_t> bases = {word, word + 4, 0};
@@ -160,7 +160,7 @@ class OldIndex {
   const AVIChunkHeader& place_;
 };
 
-// indx and the ix## chunks that it names (OpenDML AVI File Format Extensions 1.02).
+// indx and the ix## chunks that it lists (OpenDML AVI File Format Extensions 1.02).
 class OpenDMLIndex {
  public:
   OpenDMLIndex(AVIBytes& index, AVIBytes& chunks, const AVIHeaders& headers)
@@ -182,8 +182,8 @@ class OpenDMLIndex {
 
   struct Head {
     unsigned longsPerEntry = 0;
-    unsigned subtype = 0;  // 1: entries of two fields
-    unsigned type = 0;     // 0: of indexes, 1: of chunks
+    unsigned subtype = 0;  // bIndexSubType; 1: entries of two fields
+    unsigned type = 0;     // bIndexType; 0: of indexes, 1: of chunks
     std::int64_t count = 0;
     std::string name;
     std::uint64_t base = 0;
@@ -233,9 +233,9 @@ class OpenDMLIndex {
   }
 
   bool readChunks(int stream, const AVIChunkHeader& chunk) {
-    constexpr std::uint32_t sizeMask = 0x7FFFFFFF;  // above it: not a key frame
+    constexpr std::uint32_t sizeMask = 0x7FFFFFFF;  // the highest bit: not a key frame
     const Head head = headOf(chunk);
-    const unsigned longs = head.subtype == 0 ? 2 : 3;  // two fields: where the second one begins
+    const unsigned longs = head.subtype == 0 ? 2 : 3;  // with two fields: the offset of the second one
     if (head.type != 1 || head.subtype > 1 || head.longsPerEntry != longs ||
         !hasRoom(chunk, head.count, std::int64_t{4} * longs) || streamNumber(head.name) != stream ||
         aviChunkKind(head.name, headers_) != AVIChunkKind::samples ||
@@ -259,8 +259,7 @@ class OpenDMLIndex {
   Entries entries_;
 };
 
-// Where idx1 lies when the walk didn't come to it: at the end that the list declares, or behind padding that
-// follows.
+// Finds idx1 if the walk didn't reach it: at the declared end of the list, or after padding that follows.
 std::optional<AVIChunkHeader> findOldIndex(AVIBytes& bytes, const AVIHeaders& headers) {
   constexpr std::int64_t sizeSlip = 16;
   const std::int64_t end = headers.movie.end();

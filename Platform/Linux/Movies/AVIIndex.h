@@ -11,12 +11,12 @@
 
 namespace tolvander::platform::linux_ {
 
-// What a file's index says of each stream, as many as the header has: the OpenDML index where every stream
-// has one, or idx1. An entry of no bytes, and one that repeats the video entry before it, is a slot and no
-// chunk.
+// The chunks of each stream of the header according to the file's index: the OpenDML index if every stream
+// has one, otherwise idx1. An empty entry, and one that repeats the previous video entry, is a slot without
+// a chunk.
 //
-// Absent where there is no index, and where an entry leads to no chunk of its name, leaves the file, or
-// overlaps another one: then nothing in it is believed. Throws MovieError::unreadable where there are more
+// Absent without an index, and if any entry doesn't point to a chunk of its name, points outside of the
+// file, or overlaps another one: then the whole index is unreliable. Throws MovieError::unreadable for more
 // than mostAVIChunks entries, and CancellationError.
 std::optional<std::vector<AVIStreamChunks>> readAVIIndex(const MovieFile& file, const AVIHeaders& headers,
                                                          const AVIWalk& walk, const CancellationToken& token);

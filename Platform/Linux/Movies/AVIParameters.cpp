@@ -46,7 +46,7 @@ void setVideo(AVCodecParameters& parameters, const AVIStreamHeader& stream) {
   }
   parameters.codec_id = codecOf(parameters.codec_tag, avformat_get_riff_video_tags());
   parameters.width = static_cast<std::int32_t>(littleEndian32(format, 4));
-  // Negative: the rows are stored from the top.
+  // A negative height means that the rows are stored from top to bottom (BITMAPINFOHEADER).
   parameters.height =
       static_cast<int>(std::min<std::int64_t>(std::abs(height), std::numeric_limits<std::int32_t>::max()));
   parameters.bits_per_coded_sample = littleEndian16(format, 14);
@@ -70,7 +70,7 @@ AVCodecID pcmCodec(unsigned tag, unsigned bits) {
   }
 }
 
-// The encoding's number, which WAVE_FORMAT_EXTENSIBLE keeps at the start of a GUID.
+// The format tag; WAVE_FORMAT_EXTENSIBLE has it at the start of a GUID.
 unsigned waveTag(std::string_view format) {
   constexpr std::string_view guidEnd("\0\0\0\0\x10\0\x80\0\0\xAA\0\x38\x9B\x71", 14);
   const unsigned tag = littleEndian16(format, 0);

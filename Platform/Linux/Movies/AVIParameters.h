@@ -12,13 +12,12 @@ struct CodecParametersDeleter {
 };
 using CodecParametersPointer = std::unique_ptr<AVCodecParameters, CodecParametersDeleter>;
 
-// The parameters of a video or sound stream by its strf chunk (BITMAPINFOHEADER; WAVEFORMATEX). Null where
-// the header of sound is damaged: an unknown encoding, no channels, no sample rate, ADPCM without a block
-// size, and PCM whose sample rate agrees neither with strh nor with its own bytes a second. Throws
-// std::bad_alloc.
+// The codec parameters of a video or audio stream from its strf chunk (BITMAPINFOHEADER; WAVEFORMATEX). Null
+// if the header of audio is damaged: unknown codec, no channels, no sample rate, ADPCM without block size,
+// or PCM whose sample rate agrees neither with strh nor with its own byte rate. Throws std::bad_alloc.
 CodecParametersPointer aviParameters(const AVIStreamHeader& stream);
 
-// The shape of a video stream's pixels by its vprp chunk; 0/1 where that isn't known.
+// The pixel aspect ratio of a video stream from its vprp chunk (OpenDML 1.02); 0/1 if unknown.
 AVRational aviPixelShape(const AVIStreamHeader& stream);
 
 }  // namespace tolvander::platform::linux_

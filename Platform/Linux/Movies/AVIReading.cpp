@@ -19,7 +19,7 @@ namespace {
 using Chunks = std::vector<AVIChunk>;
 using State = AVIWalk::State;
 
-// How an index compares with the walk, stream by stream.
+// The result of comparing an index with the walk, per stream.
 enum class Relation { sameChunks, someChunks, otherSizes, different };
 
 bool isSamePlace(const AVIChunk& left, const AVIChunk& right) { return left.offset == right.offset; }
@@ -45,7 +45,7 @@ Relation relation(const Chunks& walk, const Chunks& index) {
   return Relation::someChunks;
 }
 
-// Whether each chunk of `some` is shown no longer than the same chunk of `all`.
+// Whether no chunk of `some` lasts longer than the same chunk in `all`.
 bool isNowhereLonger(const Chunks& some, const Chunks& all) {
   auto one = all.begin();
   return std::ranges::all_of(some, [&](const AVIChunk& chunk) {
@@ -77,8 +77,8 @@ class Decision {
       }
     }
     require(firstVideo != nullptr, "it has no video stream");
-    // Sound comes last: no header counts its chunks, and where the reading of the pictures can be trusted the
-    // same structures can be trusted for it.
+    // Audio comes last: no header counts its chunks. A structure that is reliable for the video is reliable
+    // for the audio too.
     for (std::size_t stream = 0; stream < chosen.size(); ++stream) {
       if (headers_.streams[stream].type == AVIStreamType::audio) {
         chosen[stream] = &audioReading(stream);
@@ -92,7 +92,7 @@ class Decision {
   }
 
  private:
-  // What the headers say about one video stream.
+  // The frame counts of the headers for one video stream.
   struct Counts {
     std::int64_t stream = 0;            // strh
     std::optional<std::int64_t> movie;  // dmlh or avih, which count the first video stream
@@ -191,14 +191,15 @@ class Decision {
     return std::ranges::all_of(chunks, [this](const AVIChunk& chunk) { return isWholePicture(chunk); });
   }
 
-  // From the start of image (FF D8) to its end (FF D9); zeros and FF behind it are filling.
+  // Whether the chunk has a Motion JPEG frame from SOI (FF D8) to EOI (FF D9, ISO/IEC 10918-1, table B.1).
+  // Zeros and FF after it are padding.
   bool isWholePicture(const AVIChunk& chunk) {
     constexpr std::int64_t shortest = 4;
     if (chunk.size < shortest || bytes_.at(chunk.offset, 2) != "\xFF\xD8") {
       return false;
     }
     std::int64_t end = chunk.offset + chunk.size;
-    std::int64_t step = 16;  // filling is rare and short
+    std::int64_t step = 16;  // bytes; padding is rare and short
     while (end > chunk.offset) {
       const std::int64_t begin = std::max(chunk.offset, end - step);
       const std::string_view tail = bytes_.at(begin, static_cast<std::size_t>(end - begin));
@@ -219,7 +220,7 @@ class Decision {
     });
   }
 
-  // Whether there is a chunk of sound directly behind one of the index's chunks that the index doesn't have.
+  // Whether a chunk of audio that is not in the index directly follows one of the index's chunks.
   bool hasSoundBesidesIndex() {
     ChunksInFileOrder order(*index_);
     std::int64_t offset = headers_.movie.offset + AVIChunkHeader::listBytes;
@@ -232,7 +233,7 @@ class Decision {
     return hasSoundBetween(offset, bytes_.fileSize());
   }
 
-  // Steps over headers of dropped frames, which have no content whatever size they name, and over padding.
+  // Skips padding, and headers of dropped frames, which have no content although they declare a size.
   bool hasSoundBetween(std::int64_t offset, std::int64_t end) {
     if (offset % 2 == 1 && kindAt(offset) != AVIChunkKind::samples) {
       ++offset;  // a pad byte
@@ -263,7 +264,7 @@ class Decision {
     return aviChunkKind(chunkHeaderAt(bytes_, offset).name, headers_);
   }
 
-  // Whether a walk that may have missed something found less sound than the header counts.
+  // Whether a walk that may be incomplete found less audio than the header declares.
   bool maySoundBeMissing(std::size_t number) const {
     const AVIStreamHeader& header = headers_.streams[number];
     const CodecParametersPointer parameters = aviParameters(header);
@@ -277,7 +278,7 @@ class Decision {
     }
     const auto units = bytes / static_cast<std::int64_t>(layout->unitBytes);
     const double found = static_cast<double>(units * layout->samplesPerUnit) / parameters->sample_rate;
-    // The header may round up.
+    // The length in the header may be rounded up.
     const double claimed = (static_cast<double>(header.length) - 1) * header.scale / header.rate;
     return claimed > found;
   }

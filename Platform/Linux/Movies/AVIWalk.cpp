@@ -7,7 +7,7 @@ namespace tolvander::platform::linux_ {
 
 namespace {
 
-// By how many bytes the declared size of a list may be wrong.
+// The tolerated error of the declared size of a list, in bytes.
 constexpr std::int64_t sizeSlip = 16;
 
 bool isPrintable(std::string_view name) {
@@ -54,7 +54,8 @@ class Walk {
     }
   }
 
-  // Goes through one list of samples, to where its index, another RIFF, the end of the file or no chunk is.
+  // Walks through one list of samples, until an index, another RIFF chunk, the end of the file, or an offset
+  // without a chunk.
   std::optional<std::int64_t> passSamples(const AVIChunkHeader& movie) {
     std::int64_t offset = movie.offset + AVIChunkHeader::listBytes;
     samplesEnd_ = offset;
@@ -92,14 +93,14 @@ class Walk {
     return offset;
   }
 
-  // Whether the file ends within a chunk's header before the list has come to its declared end, or far behind
-  // it, where a chunk of a wrong size has led.
+  // Whether the file ends within a chunk header before the declared end of the list, or far after it, where
+  // a chunk with a wrong size has led.
   bool isCutOff(const AVIChunkHeader& movie, std::int64_t offset) {
     const bool isBehindEnd = offset >= declaredEnd(movie) && isNearEnd(declaredEnd(movie), offset);
     return declaresEnd(movie) && !isBehindEnd && bytes_.skipZeros(offset) < bytes_.fileSize();
   }
 
-  // 0, and the greatest number, are left there by cameras that never filled the size in.
+  // Cameras that never fill in the size leave 0 or the largest number.
   static bool declaresEnd(const AVIChunkHeader& movie) {
     return movie.size != 0 && movie.size != std::numeric_limits<std::uint32_t>::max();
   }
@@ -108,7 +109,7 @@ class Walk {
     return declaresEnd(movie) ? movie.end() : std::numeric_limits<std::int64_t>::max();
   }
 
-  // The list ends anywhere from its last sample to `offset`: what lies in between holds no samples.
+  // Whether the declared end is between the last sample and `offset`: there are no samples in between.
   bool isNearEnd(std::int64_t declared, std::int64_t offset) const {
     return declared >= samplesEnd_ - sizeSlip && declared - sizeSlip <= offset;
   }
@@ -127,7 +128,7 @@ class Walk {
     }
   }
 
-  // The next chunk. Some writers leave out the pad byte behind an odd size.
+  // The offset of the next chunk. RIFF pads odd sizes to an even offset, but some writers omit the pad byte.
   std::int64_t behind(const AVIChunkHeader& chunk) {
     if (chunk.size % 2 == 0 || isKnown(chunk.paddedEnd()) || !isKnown(chunk.end())) {
       return chunk.paddedEnd();
@@ -141,7 +142,7 @@ class Walk {
     return name == "RIFF" || name == "idx1" || (kind != AVIChunkKind::unknown && kind != AVIChunkKind::none);
   }
 
-  // The list of samples of the next RIFF (OpenDML). Text and padding may lie in front of it.
+  // The list of samples of the next RIFF chunk (OpenDML 1.02), which may have text and padding before it.
   std::optional<AVIChunkHeader> nextMovie(std::int64_t offset) {
     bool isInRIFF = false;
     while (true) {
@@ -178,7 +179,7 @@ class Walk {
   AVIBytes& bytes_;
   const AVIHeaders& headers_;
   AVIWalk walk_;
-  std::int64_t samplesEnd_ = 0;  // of the last chunk with samples in the list, or the list's start
+  std::int64_t samplesEnd_ = 0;  // end of the last samples in the list, or its start
   std::int64_t count_ = 0;
 };
 

@@ -13,12 +13,12 @@ struct FrameSize {
   int height = 0;
 };
 
-// The size that a JPEG names in its frame header (ITU-T T.81, B.2.2). Absent where there is no such header
-// before the picture, or where it names no size.
+// The size in the frame header of a JPEG (ISO/IEC 10918-1, B.2.2). Absent without a frame header before the
+// image data, or if it has no size.
 std::optional<FrameSize> jpegFrameSize(std::span<const std::byte> bytes);
 
-// The size that a frame of another encoding or its track's parameter sets name, as far as libav's parsers
-// know the encoding (H.264, HEVC, MPEG-4 among them). Parses headers and decodes no picture.
+// The size in a frame of another codec, or in the parameter sets of its track, if libav has a parser for the
+// codec (H.264, HEVC, MPEG-4 and others). Parses headers only, without decoding.
 std::optional<FrameSize> parsedFrameSize(const AVCodecParameters& parameters, const AVPacket& packet);
 
 }  // namespace tolvander::platform::linux_

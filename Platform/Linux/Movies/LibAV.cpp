@@ -19,7 +19,7 @@ PacketPointer makePacket() {
 int copyStreamParameters(const AVStream& source, AVStream& target) {
   const int result = avcodec_parameters_copy(target.codecpar, source.codecpar);
 #if LIBAVFORMAT_VERSION_INT < AV_VERSION_INT(60, 15, 100)
-  // Before FFmpeg 6.1 the display matrix is not among the codec parameters.
+  // Before FFmpeg 6.1 the display matrix isn't among the codec parameters.
   std::size_t size = 0;
   const std::uint8_t* matrix = av_stream_get_side_data(&source, AV_PKT_DATA_DISPLAYMATRIX, &size);
   if (result < 0 || matrix == nullptr) {

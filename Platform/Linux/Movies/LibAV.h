@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-// The libraries' headers come without C++ linkage and trip over this project's warnings.
+// The libraries' headers need C linkage, and have warnings that this project treats as errors.
 extern "C" {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wconversion"
@@ -23,7 +23,7 @@ namespace tolvander::platform::linux_ {
 
 struct LibAVDeleter {
   void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-  // The buffer may have been replaced since the context was made.
+  // libav may have replaced the buffer since the context was created.
   void operator()(AVIOContext* context) const {
     av_freep(&context->buffer);
     avio_context_free(&context);
@@ -43,7 +43,7 @@ using FormatOutputPointer = std::unique_ptr<AVFormatContext, LibAVOutputDeleter>
 using PacketPointer = std::unique_ptr<AVPacket, LibAVDeleter>;
 using IOContextPointer = std::unique_ptr<AVIOContext, LibAVDeleter>;
 
-// Options for the opening of a file; those that were understood are taken out.
+// Options for opening a file; libav removes those that it recognises.
 class LibAVOptions {
  public:
   LibAVOptions() = default;
@@ -58,24 +58,24 @@ class LibAVOptions {
   AVDictionary* dictionary_ = nullptr;
 };
 
-// Throws std::bad_alloc where libav reports that memory ran out by a null pointer.
+// Throws std::bad_alloc if libav returns a null pointer.
 PacketPointer makePacket();
 
-// What libav gives to a write callback: constant since FFmpeg 7.0.
+// The byte type of write callbacks, const since FFmpeg 7.0.
 #if LIBAVFORMAT_VERSION_MAJOR >= 61
 using LibAVOutputByte = const std::uint8_t;
 #else
 using LibAVOutputByte = std::uint8_t;
 #endif
 
-// Copies the codec parameters and the display matrix (the rotation) of a stream, and returns a negative error
-// number of libav where that fails.
+// Copies the codec parameters and the display matrix (rotation) of a stream. Returns a negative libav error
+// number on failure.
 int copyStreamParameters(const AVStream& source, AVStream& target);
 
-// libav's words for one of its error numbers.
+// The text of a libav error number.
 std::string libAVErrorText(int error);
 
-// libav writes to standard error unless told otherwise; an application that says little must not.
+// Stops libav from writing to standard error.
 void silenceLibAV();
 
 }  // namespace tolvander::platform::linux_

@@ -24,8 +24,7 @@ std::span<const std::byte> bytesOf(const AVPacket& packet) {
   return std::as_bytes(std::span(packet.data, static_cast<std::size_t>(packet.size)));
 }
 
-// Seconds of a number of ticks. The product and the quotient of whole numbers, so that 240 frames a second
-// are 240 and not a little more.
+// Ticks in seconds. Multiplies and divides whole numbers, so that 240 frames per second are exactly 240.
 double seconds(std::int64_t ticks, AVRational timeBase) {
   return static_cast<double>(ticks) * timeBase.num / timeBase.den;
 }
@@ -39,7 +38,7 @@ std::optional<MovieSampleTime> sampleTime(const AVPacket& packet, const AVStream
                          .duration = seconds(packet.duration, stream.time_base)};
 }
 
-// Gathers the facts of one stream from its packets.
+// Collects the properties of one stream from its packets.
 class TrackSurvey {
  public:
   explicit TrackSurvey(const AVStream& stream)
@@ -56,10 +55,10 @@ class TrackSurvey {
     }
   }
 
-  // Whether there are samples at all.
+  // Whether there are samples.
   bool isTrack() const { return layout_ ? units() > 0 : packets_ > 0; }
 
-  // Whether something is lost at the end, or the stream's parameters are such that its samples can't be told.
+  // Whether the end is truncated, or the parameters don't allow determining the samples.
   bool isDamaged() const {
     if (parameters_.codec_type == AVMEDIA_TYPE_AUDIO && parameters_.sample_rate <= 0) {
       return true;
@@ -102,8 +101,8 @@ class TrackSurvey {
       return;
     }
     const std::int64_t time = packet.pts == AV_NOPTS_VALUE ? packet.dts : packet.pts;
-    // Where frames are stored in another order than shown, the container gives no durations: the step to the
-    // frame before stands for it.
+    // If frames are stored in another order than shown, the container has no durations: the distance to the
+    // previous frame is used.
     const std::int64_t step = previous_ ? av_sat_sub64(packet.dts, *previous_) : 0;
     const std::int64_t end = av_sat_add64(time, packet.duration > 0 ? packet.duration : step);
     previous_ = packet.dts;
@@ -111,8 +110,8 @@ class TrackSurvey {
     end_ = std::max(end_, end);
   }
 
-  // Frames are taken at their own word, and the header's where none has one. An interlaced frame is two
-  // pictures of half the height.
+  // Uses the size in the frames, or that in the header if they have none. An interlaced frame consists of
+  // two pictures of half the height.
   void addFrameSize(const AVPacket& packet) {
     auto size = jpegFrameSize(bytesOf(packet));
     if (!size) {
@@ -154,8 +153,8 @@ std::optional<std::string> metadataValue(const MovieDemuxer& demuxer, const char
   return entry != nullptr ? std::optional<std::string>(entry->value) : std::nullopt;
 }
 
-// The text that cameras and telephones write as QuickTime metadata, and without one the date of the movie
-// header. An AVI has no metadata here: what it may hold is a camera's wall clock without a zone.
+// The date in the QuickTime metadata that cameras and phones write, otherwise that of the movie header. AVI
+// has no usable metadata: a date in it is local time without a zone.
 std::optional<MovieCreationDate> creationDate(const MovieDemuxer& demuxer) {
   if (const auto text = metadataValue(demuxer, creationDateKey)) {
     return MovieCreationDate{.date = std::nullopt, .text = text};
@@ -167,7 +166,7 @@ std::optional<MovieCreationDate> creationDate(const MovieDemuxer& demuxer) {
   return std::nullopt;
 }
 
-// The rates that the file says its video tracks to have. Empty where it doesn't say one for each.
+// The frame rates that the file states for its video tracks. Empty unless it states one for each.
 std::vector<AVRational> frameRates(const MovieDemuxer& demuxer, bool isAVI,
                                    const std::vector<Movie::Contents::Track>& tracks) {
   std::vector<AVRational> rates;

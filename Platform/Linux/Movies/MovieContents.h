@@ -10,7 +10,7 @@
 
 namespace tolvander {
 
-// What is known of an opened movie.
+// Properties of an opened movie.
 struct Movie::Contents {
   struct Track {
     MediaType type = MediaType::video;
@@ -20,10 +20,10 @@ struct Movie::Contents {
   };
 
   platform::linux_::MovieSource source;
-  std::vector<Track> tracks = {};  // of both kinds, in the order of the file
+  std::vector<Track> tracks = {};  // video and audio, in the order of the file
   std::vector<MovieTrack> video = {};
   std::vector<MovieTrack> audio = {};
-  std::vector<AVRational> frameRates = {};  // of the video tracks, where the file says them; else empty
+  std::vector<AVRational> frameRates = {};  // of the video tracks, if the file has them; else empty
   double duration = 0;
   std::optional<MovieCreationDate> creationDate = {};
 };

@@ -4,10 +4,8 @@
 
 namespace tolvander::platform::linux_ {
 
-// Takes a movie file apart into the packets of its streams, as they are stored. Nothing is decoded, no other
-// file is opened, and no header is believed about what follows it.
-//
-// Throws, as all operations do, MovieError::unreadable and CancellationError.
+// Reads the packets of a movie's streams as they are stored. Decodes nothing, opens no other file, and
+// doesn't trust headers about the data that follows them.
 class MovieDemuxer {
  public:
   virtual ~MovieDemuxer() = default;
@@ -18,15 +16,15 @@ class MovieDemuxer {
   const AVStream& stream(int index) const { return *context_->streams[index]; }
   const AVDictionary* metadata() const { return context_->metadata; }
 
-  // Leaves out the packets of a stream, without reading them where the format allows. Before the first packet
-  // is read.
+  // Skips the packets of a stream, without reading them if the format allows that. To be called before the
+  // first packet is read.
   void skip(int index) { context_->streams[index]->discard = AVDISCARD_ALL; }
 
-  // Takes skip() back.
+  // Undoes skip().
   void keep(int index) { context_->streams[index]->discard = AVDISCARD_NONE; }
 
-  // The next packet in the order of the file; false at the end. Throws also where a packet is cut off or
-  // damaged by the account of the container.
+  // Reads the next packet in the order of the file; returns false at the end. Also throws if a packet is
+  // truncated or damaged according to the container.
   virtual bool read(AVPacket& packet) = 0;
 
  protected:

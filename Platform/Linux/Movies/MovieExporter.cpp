@@ -25,8 +25,8 @@ using Track = Movie::Contents::Track;
 
 const AVOutputFormat* quickTimeFormat() { return av_guess_format("mov", nullptr, nullptr); }
 
-// The encodings whose samples are the same bytes in an AVI as in a QuickTime movie, and need nothing from
-// each other. H.264, for one, would have to be cut up anew.
+// Codecs whose samples are the same bytes in AVI and QuickTime, and independent of each other. H.264, for
+// example, would need other framing.
 bool passesFromAVI(const Track& track) {
   constexpr std::array<AVCodecID, 7> codecs = {
       AV_CODEC_ID_MJPEG,    AV_CODEC_ID_PCM_U8,        AV_CODEC_ID_PCM_S16LE, AV_CODEC_ID_PCM_MULAW,
@@ -34,14 +34,14 @@ bool passesFromAVI(const Track& track) {
   return std::ranges::find(codecs, track.codec) != codecs.end();
 }
 
-// The movie under construction. All operations throw MovieError::exportFailed and CancellationError.
+// The movie being written. All operations throw MovieError::exportFailed and CancellationError.
 class QuickTimeWriter {
  public:
   QuickTimeWriter(const MovieFile& file, const MovieExportRequest& request, const CancellationToken& token)
       : file_(file), token_(token), io_(file, token, request.fileLengthLimit) {
     AVFormatContext* context = nullptr;
     const int result = avformat_alloc_output_context2(&context, quickTimeFormat(), nullptr, nullptr);
-    context_.reset(context);  // before the check, which throws when cancelled
+    context_.reset(context);  // before the check, which may throw
     check(result);
     context_->pb = io_.context();
     context_->flags |= AVFMT_FLAG_CUSTOM_IO | AVFMT_FLAG_BITEXACT;
@@ -64,7 +64,7 @@ class QuickTimeWriter {
 
   void begin() { check(avformat_write_header(context_.get(), nullptr)); }
 
-  // A packet whose times are in `timeBase`. Takes nothing of it but the bytes.
+  // Writes a packet with times in `timeBase`. Uses only its bytes and times.
   void write(AVPacket& packet, const AVStream& stream, AVRational timeBase) {
     packet.stream_index = stream.index;
     packet.pos = -1;
@@ -83,7 +83,7 @@ class QuickTimeWriter {
     return static_cast<const QuickTimeWriter*>(self)->token_.isCancelled() ? 1 : 0;
   }
 
-  // libav's own result, or a failure that only the file knows of.
+  // Throws for a libav error, and for an error of the file that libav didn't report.
   void check(int result) const {
     token_.throwIfCancelled();
     const int error = result < 0 ? result : io_.context()->error;
@@ -92,8 +92,8 @@ class QuickTimeWriter {
     }
   }
 
-  // The movie header takes the dates that libavformat both writes and reads right: from 1970, before its 32
-  // bits of seconds since 1904 run over.
+  // Sets the date of the movie header if libavformat can write and read it: from 1970 until the 32-bit
+  // seconds since 1904 overflow (QuickTime File Format, "Movie Header Atoms").
   void setHeaderDate(const std::string& text) {
     using namespace std::chrono;
     constexpr sys_days first = year(1970) / 1 / 1;
@@ -110,7 +110,7 @@ class QuickTimeWriter {
   FormatOutputPointer context_;
 };
 
-// Carries the packets of one track over, at the times that they are to have.
+// Writes the packets of one track with their new times.
 class TrackWriter {
  public:
   virtual ~TrackWriter() = default;
@@ -128,15 +128,15 @@ class TrackWriter {
   AVStream& target_;
 };
 
-// Video, and sound that comes in packets. Holds one packet back, because how long it lasts is known only when
-// the next one comes, or at the end.
+// Video, and audio that comes in packets. Keeps one packet back, because its duration is known only when the
+// next one or the end comes.
 class PacketTrackWriter final : public TrackWriter {
  public:
   PacketTrackWriter(QuickTimeWriter& movie, const AVStream& source, AVStream& target, bool isFromAVI,
                     const MovieTrack& track)
       : TrackWriter(movie, source, target), held_(makePacket()) {
     if (isFromAVI) {
-      target.codecpar->codec_tag = 0;  // QuickTime has codes of its own
+      target.codecpar->codec_tag = 0;  // QuickTime has other codes
     }
     if (source.codecpar->codec_type == AVMEDIA_TYPE_VIDEO) {
       target.codecpar->width = static_cast<int>(track.naturalWidth);
@@ -147,7 +147,7 @@ class PacketTrackWriter final : public TrackWriter {
   void add(AVPacket& packet) override {
     end_ = std::max(end_, av_sat_add64(packet.dts, packet.duration));
     if (packet.size == 0) {
-      return;  // shows nothing: the frame before it lasts longer
+      return;  // empty: extends the previous frame
     }
     if (held_->size > 0) {
       step_ = av_sat_sub64(packet.dts, held_->dts);
@@ -171,10 +171,10 @@ class PacketTrackWriter final : public TrackWriter {
 
   PacketPointer held_;
   std::int64_t end_ = 0;
-  std::int64_t step_ = 0;  // of the last two packets
+  std::int64_t step_ = 0;  // between the last two packets
 };
 
-// Sound whose samples can be counted, at the times that follow from the count.
+// Audio whose samples can be counted; times follow from the count.
 class CountedTrackWriter final : public TrackWriter {
  public:
   CountedTrackWriter(QuickTimeWriter& movie, const AVStream& source, AVStream& target,
@@ -203,7 +203,7 @@ class CountedTrackWriter final : public TrackWriter {
   void end() override {}
 
  private:
-  // QuickTime counts one block of ADPCM a packet; more of them would be lost without a word.
+  // libavformat's QuickTime muxer counts one ADPCM block per packet; further ones would be lost silently.
   void writeUnits(std::span<const std::byte> bytes) {
     const std::size_t packetBytes = layout_.samplesPerUnit > 1 ? layout_.unitBytes : bytes.size();
     for (; !bytes.empty(); bytes = bytes.subspan(packetBytes)) {
@@ -214,7 +214,7 @@ class CountedTrackWriter final : public TrackWriter {
   void writePacket(std::span<const std::byte> bytes) {
     const auto units = static_cast<std::int64_t>(bytes.size() / layout_.unitBytes);
     av_packet_unref(packet_.get());
-    // Only read: a packet without a buffer of its own is copied by whoever wants to keep it.
+    // The muxer doesn't change it: it copies packets without a reference-counted buffer.
     packet_->data = const_cast<std::uint8_t*>(reinterpret_cast<const std::uint8_t*>(bytes.data()));
     packet_->size = static_cast<int>(bytes.size());
     packet_->flags = AV_PKT_FLAG_KEY;
@@ -233,7 +233,7 @@ class CountedTrackWriter final : public TrackWriter {
   std::int64_t time_ = 0;
 };
 
-// New parameters amid a track, which one description of a QuickTime track can't say.
+// Whether the codec parameters change within a track, which a single sample description can't represent.
 bool changesParameters(const AVPacket& packet) {
   return av_packet_get_side_data(&packet, AV_PKT_DATA_NEW_EXTRADATA, nullptr) != nullptr ||
          av_packet_get_side_data(&packet, AV_PKT_DATA_PARAM_CHANGE, nullptr) != nullptr;
@@ -318,7 +318,8 @@ MovieFile createDestination(const FileURL& url) {
   }
 }
 
-// What the movie header can't hold: every date, and the rate at which repeated frames count too.
+// Metadata that the movie header can't hold: dates outside of its range, and the frame rate when frames
+// repeat.
 std::vector<MetadataItem> metadataOf(const Movie& movie, const MovieExportRequest& request) {
   std::vector<MetadataItem> items;
   if (request.creationDate) {

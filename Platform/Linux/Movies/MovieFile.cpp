@@ -15,14 +15,14 @@ namespace tolvander::platform::linux_ {
 
 namespace {
 
-// For what is read in small pieces: headers and indexes.
+// Bytes, for small reads: headers and indexes.
 constexpr int readBufferSize = 16'384;
 constexpr int writeBufferSize = 262'144;
 
 }  // namespace
 
 MovieFile MovieFile::openForReading(const FileURL& url) {
-  // Without waiting for a writer, where somebody put a pipe in the file's place.
+  // O_NONBLOCK: opening a pipe would block until it has a writer.
   OwnedDescriptor descriptor(open(url.path().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (!descriptor) {
     throw PosixError(errno, "open", url);
@@ -66,7 +66,7 @@ MovieFileIO::MovieFileIO(const MovieFile& file, CancellationToken token, std::in
     av_free(buffer);
     throw std::bad_alloc();
   }
-  // Samples go straight into their packets, and skipped ones are not read.
+  // Reads samples directly into their packets, and doesn't read skipped ones.
   context_->direct = writes ? 0 : 1;
 }
 

@@ -10,18 +10,18 @@
 
 namespace tolvander::platform::linux_ {
 
-// An open file, closed with this object. libav gets at files only through these, so that it can't open
-// another one.
+// An open file. libav accesses files only through this class, so that it can't open others.
 class MovieFile {
  public:
   // Throws PosixError.
   static MovieFile openForReading(const FileURL& url);
-  static MovieFile create(const FileURL& url);  // with EEXIST where there is anything, be it a broken link
+  // EEXIST if anything has this name, including a dangling symbolic link.
+  static MovieFile create(const FileURL& url);
 
   const FileURL& url() const { return url_; }
   int descriptor() const { return descriptor_.number(); }
 
-  // Closes a written file. Throws PosixError, since a failure here may be a failed write.
+  // Closes a written file. Throws PosixError, because the system may report a failed write only here.
   void close();
 
  private:
@@ -32,15 +32,15 @@ class MovieFile {
   OwnedDescriptor descriptor_;
 };
 
-// libav's view of a file, with a position of its own: several of them may read one file. Every read and write
-// looks for cancellation first and then fails with AVERROR_EXIT. Must not outlive the file and must not be
-// moved while libav uses it.
+// Lets libav read or write a file, with its own position: several of them may read the same file. Every read
+// and write checks for cancellation first, and then fails with AVERROR_EXIT. The file must outlive it, and
+// must not be moved while libav uses it.
 class MovieFileIO {
  public:
-  // Reads.
+  // For reading.
   MovieFileIO(const MovieFile& file, CancellationToken token);
 
-  // Writes. Going beyond `lengthLimit` bytes fails with AVERROR(EFBIG).
+  // For writing. Exceeding `lengthLimit` bytes fails with AVERROR(EFBIG).
   MovieFileIO(const MovieFile& file, CancellationToken token, std::int64_t lengthLimit);
 
   MovieFileIO(const MovieFileIO&) = delete;

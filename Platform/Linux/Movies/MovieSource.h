@@ -12,16 +12,16 @@
 
 namespace tolvander::platform::linux_ {
 
-// An opened movie file, and where it is an AVI, what that holds.
+// An opened movie file, and the contents of an AVI.
 struct MovieSource {
   MovieFile file;
   std::optional<AVIReading> avi;  // absent for QuickTime and MPEG-4
 
-  // The container is told by the file's first bytes. Throws PosixError, MovieError::unreadable and
+  // Recognises the container by the first bytes. Throws PosixError, MovieError::unreadable and
   // CancellationError.
   static MovieSource open(const FileURL& url, const CancellationToken& token);
 
-  // Starts at the first packet. AVIs have no edit lists. This object must outlive the demuxer. Throws as the
+  // A demuxer at the first packet. AVIs have no edit lists. This object must outlive it. Throws as the
   // demuxers do.
   std::unique_ptr<MovieDemuxer> demuxer(EditLists editLists, const CancellationToken& token) const;
 };

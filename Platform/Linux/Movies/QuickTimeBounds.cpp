@@ -12,7 +12,7 @@ namespace tolvander::platform::linux_ {
 
 namespace {
 
-// The densest encodings of QuickTime store 6 samples in a byte.
+// The densest codecs of QuickTime store 6 samples per byte.
 constexpr std::int64_t samplesPerByte = 8;
 
 class TableScan {
@@ -60,10 +60,10 @@ class TableScan {
                 .mayHoldTables = type != "mdat" && type != "free" && type != "skip"};
   }
 
-  // Looks for the tables wherever they stand: readers find them in places where they don't belong.
+  // Searches for the tables anywhere, because readers accept them in unexpected places.
   bool isBounded(std::int64_t begin, std::int64_t end) {
     constexpr std::int64_t window = 65'536;
-    constexpr std::int64_t overlap = 16;  // more than a tag and its count
+    constexpr std::int64_t overlap = 16;  // bytes; more than a type and its count
     for (std::int64_t offset = begin; offset < end; offset += window) {
       token_.throwIfCancelled();
       const std::string bytes = bytesAt(offset, std::min(window + overlap, end - offset));
@@ -83,7 +83,7 @@ class TableScan {
   bool countsAreBounded(std::string_view bytes, std::string_view tag, std::size_t countOffset) {
     for (std::size_t at = bytes.find(tag); at != std::string_view::npos; at = bytes.find(tag, at + 1)) {
       if (at + countOffset + 4 > bytes.size()) {
-        break;  // in the next window, or cut off
+        break;  // in the next window, or truncated
       }
       budget_ -= AV_RB32(bytes.data() + at + countOffset);
       if (budget_ < 0) {
@@ -93,7 +93,7 @@ class TableScan {
     return true;
   }
 
-  // Fewer bytes at the end of the file, and none where it can't be read.
+  // Fewer bytes at the end of the file; none on an error.
   std::string bytesAt(std::int64_t offset, std::int64_t count) const {
     std::string bytes(static_cast<std::size_t>(count), '\0');
     const ssize_t read =

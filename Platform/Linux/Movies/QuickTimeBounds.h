@@ -5,11 +5,12 @@
 
 namespace tolvander::platform::linux_ {
 
-// Whether the sample tables of a QuickTime or MPEG-4 file claim no more samples than its bytes can hold. A
-// few bytes can claim four thousand million; libavformat would fill memory with them before it reads the
-// first one, deaf to cancellation. Compressed movie atoms, whose claims can't be seen, count as unbounded.
+// Whether the tables of a QuickTime or MPEG-4 file (stsz, stz2, trun, keys) declare no more entries than its
+// bytes can hold. A few bytes can declare four billion; libavformat would fill the memory with them before
+// it reads the first one, and can't be cancelled during that. Compressed movie atoms (cmov), which can't be
+// checked, count as unbounded.
 //
-// Reads what lies outside of the media data once. False also where that can't be read. Throws
+// Reads everything outside of the media data once. Also false if that can't be read. Throws
 // CancellationError.
 bool hasBoundedTables(const MovieFile& file, const CancellationToken& token);
 

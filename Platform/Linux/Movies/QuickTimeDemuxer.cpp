@@ -30,7 +30,7 @@ QuickTimeDemuxer::QuickTimeDemuxer(const MovieFile& file, EditLists editLists, c
   options.set("max_streams", "32");
   options.set("enable_drefs", "0");
   options.set("ignore_editlist", editLists == EditLists::ignored ? "1" : "0");
-  AVFormatContext* opened = context_.release();  // which a failed opening frees
+  AVFormatContext* opened = context_.release();  // avformat_open_input frees it on failure
   const int result = avformat_open_input(&opened, nullptr, av_find_input_format("mov"), options.get());
   context_.reset(opened);
   if (result < 0) {
@@ -38,7 +38,7 @@ QuickTimeDemuxer::QuickTimeDemuxer(const MovieFile& file, EditLists editLists, c
     fail(libAVErrorText(result).c_str());
   }
   for (int index = 0; index < streamCount(); ++index) {
-    keep(index);  // libav's default leaves out packets without data
+    keep(index);  // libav's default skips packets without data
   }
 }
 

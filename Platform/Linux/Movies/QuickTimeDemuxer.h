@@ -8,11 +8,11 @@
 namespace tolvander::platform::linux_ {
 
 enum class EditLists {
-  ignored,  // every sample that is in the file
-  applied,  // what a player would show, at its time
+  ignored,  // every sample in the file
+  applied,  // the samples that a player would show, with their times
 };
 
-// QuickTime and MPEG-4, read by libavformat.
+// QuickTime and MPEG-4 files, read by libavformat.
 class QuickTimeDemuxer final : public MovieDemuxer {
  public:
   QuickTimeDemuxer(const MovieFile& file, EditLists editLists, const CancellationToken& token);

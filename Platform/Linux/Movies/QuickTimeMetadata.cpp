@@ -23,7 +23,8 @@ std::string atom(std::string_view type, const std::string& content) {
   return bigEndian32(content.size() + 8) + std::string(type) + content;
 }
 
-// Handler, keys, and the values by the number of their key, from 1.
+// The metadata atom: handler, keys, and values by the index of their key, from 1 (QuickTime File Format,
+// "Metadata").
 std::string metadataAtom(const std::vector<MetadataItem>& items) {
   constexpr std::size_t utf8 = 1;
   const std::string versionAndFlags(4, '\0');
@@ -51,7 +52,7 @@ class Patch {
   Patch(const MovieFile& movie, const CancellationToken& token, std::int64_t lengthLimit)
       : movie_(movie), token_(token), input_(movie, token), output_(movie, token, lengthLimit) {}
 
-  // Where the last atom begins, whose type must be "moov" and which must end the file.
+  // The offset of the last atom, which must be of type "moov" and end at the end of the file.
   std::int64_t lastAtom() const {
     std::int64_t offset = 0;
     const std::int64_t end = avio_size(input_.context());

@@ -16,17 +16,17 @@ struct MetadataItem {
   std::string text;
 };
 
-// When the movie was made, ISO 8601. The movie header's own dates are whole seconds from 1904 on in 32 bits
-// as libavformat writes them, and can't hold every date of a file.
+// The creation date, ISO 8601. The movie header has only 32-bit seconds since 1904, as libavformat writes
+// it, and can't hold every date.
 inline constexpr const char* creationDateKey = "com.apple.quicktime.creationdate";
 
-// The rates that the source's header gives to its video tracks: "30000/1001", and one behind a space for each
-// further track. A QuickTime movie says only how long each frame is shown; where all of them repeat, the rate
-// doesn't follow from that.
+// The frame rates in the source's header: "30000/1001", separated by spaces for several video tracks. A
+// QuickTime movie only has the duration of each frame, from which the rate doesn't follow if all frames
+// repeat.
 inline constexpr const char* frameRatesKey = "com.tolvander.framerates";
 std::string textOfFrameRates(const std::vector<AVRational>& rates);
 
-// The rates in such a text; none where it is not well formed.
+// Parses such a text; empty if it is malformed.
 std::vector<AVRational> frameRatesFromText(std::string_view text);
 
 // Adds metadata (QuickTime File Format, "Metadata") to a finished QuickTime movie whose last atom is "moov".

@@ -9,8 +9,8 @@ namespace tolvander::platform::linux_ {
 
 namespace {
 
-// Each block begins with a head for every channel that holds the first samples whole; 4 bits follow for each
-// further one (Microsoft, Multimedia Standards Update 3.0).
+// A block begins with a header for every channel that contains the first samples completely; 4 bits per
+// channel follow for each further sample (Microsoft, Multimedia Standards Update 3.0).
 struct BlockHead {
   std::int64_t bytes = 0;
   std::int64_t samples = 0;
@@ -64,7 +64,7 @@ std::uint32_t mediaSubtype(const AVCodecParameters& parameters) {
   if (const std::uint32_t tag = tagIn(avformat_get_mov_audio_tags()); tag != 0) {
     return av_bswap32(tag);
   }
-  // An encoding that came from WAVE files is "ms" and its number there.
+  // QuickTime codes for codecs of WAVE files are "ms" and the format tag.
   const std::uint32_t waveTag = tagIn(avformat_get_riff_audio_tags());
   return waveTag != 0 ? MKBETAG('m', 's', 0, 0) | waveTag : av_bswap32(parameters.codec_tag);
 }

@@ -11,36 +11,36 @@
 
 namespace tolvander::platform::linux_ {
 
-// How the bytes of a sound track divide into samples, for the encodings in which that is fixed. A sample here
-// is one instant, all channels of it.
+// How the bytes of an audio track divide into samples, for codecs with a fixed layout. A sample here is one
+// instant, all channels of it.
 struct SampleLayout {
   std::size_t unitBytes = 0;        // a PCM frame, or an ADPCM block
   std::int64_t samplesPerUnit = 0;  // 1, or the samples of a block
 
-  // An ADPCM block that is cut off is lost sound, the rest of a PCM frame is none.
+  // A truncated ADPCM block is lost audio; an incomplete PCM frame isn't.
   bool mayEndWithinUnit() const { return samplesPerUnit == 1; }
 };
 
-// PCM of every kind, mu-law and A-law, and the two ADPCM encodings of AVI files. Follows from the encoding,
-// the channels and the block size, and from no count in a header, so that it is the same in every container.
-// Absent for other encodings, and where the parameters make no sense.
+// The layout of all kinds of PCM, mu-law and A-law, and the two ADPCM codecs of AVI files. Depends on codec,
+// channels and block size, not on counts in headers, so that it is the same in every container. Absent for
+// other codecs and invalid parameters.
 std::optional<SampleLayout> sampleLayout(const AVCodecParameters& parameters);
 
-// Whether the encoding is one of those that have a layout.
+// Whether the codec has such a layout.
 bool hasSampleLayout(AVCodecID codec);
 
-// The media sub-type of an encoding, as QuickTime has it, first character highest.
+// The codec's FourCC in QuickTime, with the first character in the highest byte.
 std::uint32_t mediaSubtype(const AVCodecParameters& parameters);
 
-// Cuts a track that comes in packets of any size into whole units, in order and without a gap.
+// Divides the bytes of a track, in packets of any size, into complete units.
 class SampleUnits {
  public:
   explicit SampleUnits(std::size_t unitBytes) : unitBytes_(unitBytes) {}
 
-  // Gives at most two spans of one or more whole units to `receive`, and keeps the rest for the next call.
+  // Calls `receive` at most twice with one or more complete units, and keeps the rest for the next call.
   void add(std::span<const std::byte> bytes, const std::function<void(std::span<const std::byte>)>& receive);
 
-  // Whether bytes are left that don't make up a unit.
+  // Whether an incomplete unit is left.
   bool endsWithinUnit() const { return !carry_.empty(); }
 
  private:

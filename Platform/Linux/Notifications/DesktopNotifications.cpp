@@ -27,7 +27,7 @@ namespace {
 constexpr const char* serviceName = "org.freedesktop.Notifications";
 constexpr const char* objectPath = "/org/freedesktop/Notifications";
 
-// The bus ends the connection over a text that is no UTF-8, or that has a zero in it.
+// The bus closes the connection for a text that isn't UTF-8 or contains NUL.
 std::string textForBus(std::string_view text) {
   constexpr std::string_view replacementCharacter = "\xEF\xBF\xBD";
   std::string allowed;
@@ -40,7 +40,7 @@ std::string textForBus(std::string_view text) {
   return allowed;
 }
 
-// Plain text for a desktop that reads markup in a body.
+// Escapes plain text for a service that interprets markup in the body (section "Markup").
 std::string escapingMarkup(std::string_view text) {
   std::string escaped;
   for (const char character : text) {
@@ -63,7 +63,7 @@ std::string escapingMarkup(std::string_view text) {
 
 }  // namespace
 
-// The conversation with the desktop. Blocks; safe on every thread.
+// Calls to the notification service. Blocks; safe on every thread.
 class DesktopNotifications::Service {
  public:
   explicit Service(std::chrono::milliseconds timeout) : timeout_(timeout) {}
@@ -82,7 +82,7 @@ class DesktopNotifications::Service {
   }
 
  private:
-  // A connection that failed is given up, so that the next attempt finds a bus that was started anew.
+  // After an error, drops the connection, so that the next attempt connects to a restarted bus.
   template <typename Talk>
   void converse(Talk talk) {
     const std::lock_guard lock(mutex_);
@@ -111,7 +111,7 @@ class DesktopNotifications::Service {
 
   void show(const NotificationRequest& request) {
     constexpr std::uint32_t replacesNone = 0;
-    constexpr std::int32_t standardTime = -1;  // on the screen, as the desktop has it
+    constexpr std::int32_t standardTime = -1;  // expire_timeout: chosen by the server
     const auto known = capabilities();
     const bool readsMarkup = std::ranges::find(known, "body-markup") != known.end();
     const std::string body = textForBus(request.body);
@@ -140,7 +140,7 @@ Task<NotificationAuthorizationStatus> DesktopNotifications::authorizationStatus(
   co_return answers ? NotificationAuthorizationStatus::authorized : NotificationAuthorizationStatus::denied;
 }
 
-// There is nobody to ask.
+// The service has no permission to request.
 Task<> DesktopNotifications::requestAuthorization() { co_return; }
 
 Task<> DesktopNotifications::add(NotificationRequest request) {

@@ -7,21 +7,20 @@
 
 namespace tolvander::platform::linux_ {
 
-// Notifications of the user's desktop, through the service "org.freedesktop.Notifications" on the session bus
-// (Desktop Notifications Specification 1.2, freedesktop.org).
+// Notifications of the user's desktop, through the service "org.freedesktop.Notifications" on the session
+// bus (freedesktop.org Desktop Notifications Specification 1.2).
 //
-// The desktop asks nobody for permission. Where the service answers, or is started by the question,
-// notifications are authorized, and otherwise denied: without a session bus, without such a service, and
-// while it doesn't answer. Nothing is remembered of that, so a service that comes later is found.
+// This service has no permissions. If it answers, or the bus can start it, notifications are authorized;
+// otherwise denied: without a session bus, without such a service, and while it doesn't answer. The result
+// isn't cached, so that a service that starts later is found.
 //
-// The bus is spoken to on workers of the main thread, one at a time, and no call waits for longer than
-// `timeout`. `add` throws DesktopNotificationError. Identifiers are not passed on: every notification is a
-// new one.
+// Calls run on workers of the main thread, one at a time, and wait at most `timeout`. `add` throws
+// DesktopNotificationError. Identifiers aren't passed on: every notification is a new one.
 class DesktopNotifications final : public app::NotificationDelivery {
  public:
   static constexpr std::chrono::milliseconds standardTimeout = std::chrono::seconds(5);
 
-  // Connects to the bus when it is needed for the first time.
+  // Connects to the bus at the first use.
   explicit DesktopNotifications(std::chrono::milliseconds timeout = standardTimeout);
   ~DesktopNotifications() override;
 

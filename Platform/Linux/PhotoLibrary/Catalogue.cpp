@@ -24,7 +24,7 @@ std::int64_t stored(Date date) { return date.time_since_epoch().count(); }
 
 Date dateFrom(std::int64_t nanoseconds) { return Date(std::chrono::nanoseconds(nanoseconds)); }
 
-// A number that stands for no type is the last resort of its kind.
+// Unknown numbers become `unknown` and `other`.
 PhotosMediaType mediaTypeFrom(std::int64_t number) {
   const bool isKnown = number >= 0 && number <= static_cast<std::int64_t>(PhotosMediaType::audio);
   return isKnown ? static_cast<PhotosMediaType>(number) : PhotosMediaType::unknown;
@@ -36,9 +36,8 @@ PhotosResourceType resourceTypeFrom(std::int64_t number) {
 }
 
 #define ASSET_COLUMNS "identifier, creation_date, media_type, pixel_width, pixel_height, duration"
-// A row for each original of each asset, those of one asset one after the other. The join is in the order in
-// which it is written (sqlite.org/lang_select.html, "CROSS JOIN"), so that the rows come in that of an index
-// on assets.
+// One row for each original; the rows of an asset are adjacent. CROSS JOIN makes SQLite join in the written
+// order (sqlite.org/lang_select.html), so that rows come in the order of an index on assets.
 #define ORIGINAL_COLUMNS ASSET_COLUMNS ", path, byte_count, assets.id"
 #define ORIGINALS_OF_ASSETS \
   "SELECT " ORIGINAL_COLUMNS " FROM assets CROSS JOIN resources ON resources.asset = assets.id "
@@ -54,7 +53,7 @@ PhotosAsset assetFrom(const Rows& rows) {
           .duration = rows.real(5)};
 }
 
-// Both columns have a value or neither has. A catalogue that says otherwise is not believed.
+// Absent unless both columns have a value; a damaged catalogue may have only one.
 std::optional<CataloguedContent> contentFrom(const Rows& rows, int sha256, int modified) {
   if (rows.isNull(sha256) || rows.isNull(modified)) {
     return std::nullopt;
@@ -62,7 +61,7 @@ std::optional<CataloguedContent> contentFrom(const Rows& rows, int sha256, int m
   return CataloguedContent{.sha256 = rows.text(sha256), .modified = dateFrom(rows.integer(modified))};
 }
 
-// From RESOURCE_COLUMNS that begin with `first`.
+// Reads RESOURCE_COLUMNS, starting at column `first`.
 CataloguedResource resourceFrom(const Rows& rows, int first = 0) {
   return {.type = resourceTypeFrom(rows.integer(first)),
           .originalFilename = rows.text(first + 1),
@@ -71,7 +70,7 @@ CataloguedResource resourceFrom(const Rows& rows, int first = 0) {
           .content = contentFrom(rows, first + 4, first + 5)};
 }
 
-// From PLACED_RESOURCE_COLUMNS.
+// Reads PLACED_RESOURCE_COLUMNS.
 CataloguedOriginal placedResourceFrom(const Rows& rows) {
   return {.asset = rows.text(6),
           .row = rows.integer(7),
@@ -79,7 +78,6 @@ CataloguedOriginal placedResourceFrom(const Rows& rows) {
           .resource = resourceFrom(rows)};
 }
 
-// Of an asset or an intent that is stored.
 std::optional<std::int64_t> storedDate(const PhotosAsset& asset) {
   return asset.creationDate ? std::optional(stored(*asset.creationDate)) : std::nullopt;
 }
@@ -96,7 +94,7 @@ std::optional<std::string> textOrNone(const Rows& rows, int column) {
   return rows.isNull(column) ? std::nullopt : std::optional(rows.text(column));
 }
 
-// Appends at most `limit` assets from rows of ORIGINAL_COLUMNS.
+// Reads rows of ORIGINAL_COLUMNS, and appends at most `limit` assets.
 void append(Rows&& rows, const Catalogue::OriginalTest& isThere, std::vector<PhotosAsset>& assets,
             std::size_t limit = std::numeric_limits<std::size_t>::max()) {
   constexpr int path = 6;
@@ -124,7 +122,7 @@ void append(Rows&& rows, std::vector<PhotosAlbum>& albums) {
   }
 }
 
-// Asks about one identifier after the other, each once, of one state of the catalogue.
+// Calls `ask` once for each different identifier, all within one read transaction.
 template <typename Ask>
 void forEachIdentifier(Database& database, const std::vector<std::string>& identifiers, Ask ask) {
   std::unordered_set<std::string_view> seen;
@@ -179,8 +177,8 @@ void Catalogue::copyWithoutIntents(const FileURL& file, std::chrono::millisecond
 }
 
 std::vector<PhotosAsset> Catalogue::assets(const PhotosFetchOptions& options, const OriginalTest& isThere) {
-  // Absent dates come first in SQLite's order, and last in the opposite one. The limit is not SQL's, which
-  // would count assets that aren't there.
+  // SQLite sorts NULL before other values. The limit is not part of the SQL because that would count assets
+  // whose files are missing.
   const bool ascends = options.order == PhotosFetchOptions::Order::creationDateAscending;
   const std::size_t limit = options.fetchLimit > 0 ? static_cast<std::size_t>(options.fetchLimit)
                                                    : std::numeric_limits<std::size_t>::max();
@@ -483,7 +481,7 @@ void Catalogue::removeIntent(const std::string& assetIdentifier) {
   database_.execute("DELETE FROM intents WHERE identifier = ?", std::string_view(assetIdentifier));
 }
 
-// Writing the version that the file has already writes its first page.
+// Setting the version, even to the same value, writes the first page.
 void Catalogue::commitBarrier() {
   Transaction transaction = change();
   database_.run("PRAGMA user_version=" + std::to_string(newestCatalogueVersion));

@@ -41,7 +41,8 @@ void CatalogueBackups::makeIfDue(Date now, BackupRule rule) const {
   }
 }
 
-// Changes are in the log until they are taken over into the database. Reading makes an empty log.
+// Changes are in the write-ahead log until a checkpoint copies them to the database. Reading creates an
+// empty log.
 Date CatalogueBackups::dateOfLastChange() const {
   Date latest;
   for (const char* const suffix : {"", "-wal"}) {
@@ -62,7 +63,7 @@ void CatalogueBackups::make(const FileURL& backup) const {
   }
   createDirectories(backups_.folder(), Durability::survivesPowerLoss);
   const DatabaseFile copy(backups_.folder().appending(".Library.sqlite.part"));
-  copy.remove();  // what a process that was killed has left
+  copy.remove();  // left by a process that was killed
   try {
     catalogue.copyWithoutIntents(copy.url(), busyTimeout);
     requireSound(copy.url());

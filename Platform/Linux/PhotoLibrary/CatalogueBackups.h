@@ -8,20 +8,20 @@
 
 namespace tolvander::platform::linux_ {
 
-// Daily copies of a library's catalogue, in the library's folder "Backups" (DailyBackups). They have no
-// intents: an intent is true only together with the incoming files of its moment.
+// Daily copies of a library's catalogue, in the library's folder "Backups" (DailyBackups). They contain no
+// intents, because an intent is only valid together with the incoming files of that moment.
 class CatalogueBackups {
  public:
   explicit CatalogueBackups(const FileURL& library);
 
-  // Makes the copy for the day of `now` where the rule asks for one, and removes old ones. A copy gets its
-  // name only after it was read whole. Nothing is made where there is no catalogue, of one that names no
-  // asset, and while another process is changing the library. Durable when it returns. Throws DatabaseError,
-  // PosixError and PhotosPlatformError, and has then left the backups as they were.
+  // Makes the backup for the day of `now` if the rule requires one, and removes old ones. The backup gets
+  // its name only after it was verified. Does nothing if the catalogue is missing or has no assets, or while
+  // another process is changing the library. Durable when it returns. Throws DatabaseError, PosixError and
+  // PhotosPlatformError, and then leaves the existing backups unchanged.
   void makeIfDue(Date now, BackupRule rule = BackupRule::onceADay) const;
 
   std::optional<FileURL> newest() const { return backups_.newest(); }
-  // The newest first.
+  // Newest first.
   std::vector<FileURL> all() const { return backups_.all(); }
 
  private:

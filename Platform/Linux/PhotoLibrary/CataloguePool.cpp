@@ -34,7 +34,7 @@ CataloguePool::Identity CataloguePool::identityOfFile() const {
   return {status.st_dev, status.st_ino};
 }
 
-// Throws where the catalogue is not that of the pictures that are there.
+// Throws PhotosPlatformError if the folder has pictures that the catalogue doesn't know at all.
 CataloguePool::State CataloguePool::requireCatalogue() const {
   const FileURL file = folder_.catalogueFile();
   if (Catalogue::isUnmade(file, busyTimeout_)) {
@@ -81,7 +81,7 @@ CataloguePool::Lease CataloguePool::lease() {
   return lease;
 }
 
-// Connections that were opened before are of no more use.
+// Discards the connections to the previous file or version.
 void CataloguePool::startAnew(Identity identity, bool isUpgraded) {
   identity_ = identity;
   isUpgraded_ = isUpgraded;

@@ -16,17 +16,17 @@
 
 namespace tolvander::platform::linux_ {
 
-// Connections to one library's catalogue, so that several threads read at once and statements stay compiled.
-// Safe on every thread.
+// Connections to the catalogue of one library, so that several threads can read at once and compiled
+// statements are reused. Safe on every thread.
 //
-// What only looks at the library changes nothing in it: an older catalogue is upgraded when the library is
-// about to be changed. One in which nothing is yet, because its making was cut short, is made. A catalogue
-// that names nothing although there are pictures is refused (LostCatalogue.h).
+// Reading doesn't upgrade an older catalogue; that happens when the library is first changed. An empty
+// catalogue, left by an interrupted creation, is created again. A catalogue without assets is refused if the
+// folder contains pictures (LostCatalogue.h).
 class CataloguePool {
  public:
   CataloguePool(LibraryFolder folder, std::chrono::milliseconds busyTimeout);
 
-  // Returns the connection to the pool when it is gone.
+  // A borrowed connection, returned to the pool at the end of the lease.
   class Lease {
    public:
     ~Lease();
@@ -44,10 +44,10 @@ class CataloguePool {
     std::unique_ptr<Catalogue> catalogue_;
   };
 
-  // To look. Throws PhotosPlatformError, DatabaseError and PosixError.
+  // For reading. Throws PhotosPlatformError, DatabaseError and PosixError.
   Lease take();
 
-  // To look and to change, while the lock is held; upgrades the catalogue if it has to be. Throws as above.
+  // For reading and writing while the lock is held. Upgrades the catalogue if necessary. Throws as above.
   Lease takeForChange(const LibraryLock& lock);
 
  private:
@@ -62,10 +62,10 @@ class CataloguePool {
 
   const LibraryFolder folder_;
   const std::chrono::milliseconds busyTimeout_;
-  std::mutex mutex_;                  // guards all below
-  std::optional<Identity> identity_;  // of the catalogue's file; another one may be put in its place
-  bool isUpgraded_ = false;           // by this object, or nothing was to be done
-  std::uint64_t generation_ = 0;      // of the connections that may still be used
+  std::mutex mutex_;                              // guards all below
+  std::optional<Identity> identity_;              // of the catalogue's file, to notice when it is replaced
+  bool isUpgraded_ = false;                       // known to have the newest version
+  std::uint64_t generation_ = 0;                  // connections of earlier generations are discarded
   std::vector<std::unique_ptr<Catalogue>> idle_;  // all of this generation
 };
 

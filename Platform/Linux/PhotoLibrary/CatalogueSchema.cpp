@@ -131,7 +131,7 @@ void removeIntents(Database& database) {
 }
 
 void readAsNewest(Database& database, int version) {
-  // A temporary view comes before the table of its name.
+  // A temporary view hides the table of the same name.
   if (version < 3) {
     database.run(
         "CREATE TEMP VIEW resources AS SELECT asset, position, type, original_filename, path, path_key,"

@@ -109,7 +109,7 @@ bool ChangeRecorder::isAlbum(const std::string& identifier) {
   try {
     return !catalogues_->take()->albumsWithIdentifiers({identifier}).empty();
   } catch (const Error&) {
-    return false;  // a library that can't be read can't be changed either, which the change itself finds
+    return false;  // the change itself reports that the library can't be read
   }
 }
 

@@ -12,21 +12,21 @@
 
 namespace tolvander::platform::linux_ {
 
-// An asset that is to be made of a file.
+// An asset to be created from a file.
 struct NewOriginal {
   std::string identifier;
   FileURL source;
   app::PhotosMediaType type = app::PhotosMediaType::image;
-  std::optional<Date> creationDate;  // instead of the one in the file
-  std::optional<std::string> sha256 =
-      std::nullopt;  // that the file must have, as FileFingerprinter writes it
+  std::optional<Date> creationDate;  // replaces the one in the file
+  // The fingerprint (FileFingerprinter) that the file must have.
+  std::optional<std::string> sha256 = std::nullopt;
 };
 
-// Which files are prepared, and as which assets. Safe on every thread.
+// The identifiers of the assets that files were prepared as. Safe on every thread.
 class PreparedFiles {
  public:
   void add(const FileURL& file, const std::string& assetIdentifier);
-  // The asset that the file was prepared as, which is used once; a new identifier where there is none.
+  // The asset that the file was prepared as, and forgets it. A new identifier if it wasn't prepared.
   std::string assetIdentifierFor(const FileURL& file);
 
  private:
@@ -39,7 +39,7 @@ struct AlbumAddition {
   std::vector<std::string> assets;
 };
 
-// What a change block has asked for, in its order.
+// The requests of a change block, in their order.
 struct RecordedChange {
   std::vector<NewOriginal> originals;
   std::vector<app::PhotosAlbum> albums;
@@ -48,7 +48,7 @@ struct RecordedChange {
   bool isEmpty() const { return originals.empty() && albums.empty() && additions.empty(); }
 };
 
-// Takes down what a change block asks for. Refuses files that can't be read and albums that aren't there.
+// Records the requests of a change block. Refuses files that can't be read and albums that don't exist.
 class ChangeRecorder final : public app::PhotosChanges {
  public:
   ChangeRecorder(CataloguePool& catalogues, PreparedFiles& prepared);

@@ -13,8 +13,8 @@
 
 namespace tolvander::platform::linux_ {
 
-// The requests for the bytes of originals, answered one after the other on a thread of their own. Safe on
-// every thread, but not to be destroyed by a handler; those still open then end as cancelled.
+// Answers requests for the bytes of originals, one at a time, on one thread. Safe on every thread, but a
+// handler must not destroy it. Destroying it cancels the open requests.
 class DataRequests {
  public:
   static constexpr std::size_t chunkSize = std::size_t{256} << 10U;
@@ -32,7 +32,7 @@ class DataRequests {
  private:
   using Flag = std::shared_ptr<std::atomic<bool>>;
 
-  // Throws PhotosPlatformError where the library doesn't have the original.
+  // Throws PhotosPlatformError if the library doesn't have the original.
   std::string pathOf(const app::PhotosAssetResource& resource);
   void stream(const app::PhotosAssetResource& resource, const std::atomic<bool>& isCancelled,
               const app::PhotoLibrary::DataHandler& dataReceived);
@@ -45,7 +45,7 @@ class DataRequests {
   std::mutex mutex_;
   app::PhotoLibrary::RequestID lastRequest_ = 0;
   std::map<app::PhotoLibrary::RequestID, Flag> cancelled_;  // of the requests that are open
-  SerialQueue queue_;                                       // last, because its jobs need the others
+  SerialQueue queue_;                                       // declared last: its jobs use the others
 };
 
 }  // namespace tolvander::platform::linux_

@@ -51,7 +51,7 @@ void Statement::bind(int parameter, double value) {
 }
 
 void Statement::bind(int parameter, std::string_view value) {
-  const char* text = value.data() != nullptr ? value.data() : "";  // or it would be no text at all
+  const char* text = value.data() != nullptr ? value.data() : "";  // SQLite binds NULL for a null pointer
   check(sqlite3_bind_text64(statement_, parameter, text, value.size(), SQLITE_TRANSIENT, SQLITE_UTF8));
 }
 
@@ -66,7 +66,7 @@ bool Statement::step() {
 }
 
 void Statement::reset() noexcept {
-  sqlite3_reset(statement_);  // tells the last step's failure once more
+  sqlite3_reset(statement_);  // returns the error of the last step again
   sqlite3_clear_bindings(statement_);
 }
 
@@ -93,7 +93,7 @@ Database::Database(const FileURL& file, OpenMode mode, std::chrono::milliseconds
   }
   sqlite3* database = nullptr;
   const int result = sqlite3_open_v2(file.path().c_str(), &database, flags, nullptr);
-  database_.reset(database);  // there even where it could not be opened
+  database_.reset(database);  // set by sqlite3_open_v2 also when it fails
   if (result != SQLITE_OK) {
     fail(database, result);
   }
@@ -153,8 +153,8 @@ Transaction::Transaction(Database& database, Kind kind) : database_(&database) {
 }
 
 Transaction::~Transaction() {
-  // A failure can have ended it already, and rolling back doesn't fail for any other reason that matters:
-  // what is not committed is gone with the connection at the latest.
+  // SQLite may have rolled back already after an error. Errors of ROLLBACK can be ignored: closing the
+  // connection discards what is not committed.
   if (database_ != nullptr && sqlite3_get_autocommit(database_->database_.get()) == 0) {
     sqlite3_exec(database_->database_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
   }

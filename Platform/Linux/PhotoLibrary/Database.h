@@ -16,20 +16,20 @@ struct sqlite3_stmt;
 
 namespace tolvander::platform::linux_ {
 
-// A failure of SQLite. Its code is SQLite's extended result code (sqlite.org/rescode.html).
+// An error of SQLite. Its code is SQLite's extended result code (sqlite.org/rescode.html).
 class DatabaseError final : public Error {
  public:
-  // `systemError` is the errno of the call that failed, 0 where none did.
+  // `systemError` is the errno value of the system call that failed, or 0.
   DatabaseError(int extendedCode, const std::string& what, int systemError = 0)
       : Error(what), code_(extendedCode), systemError_(systemError) {}
   std::string_view domain() const override { return "SQLiteErrorDomain"; }
   std::int64_t code() const override { return code_; }
 
-  // Without what the extension adds, such as SQLITE_FULL or SQLITE_CORRUPT.
+  // The result code without the extension, such as SQLITE_FULL or SQLITE_CORRUPT.
   int primaryCode() const { return code_ & 0xFF; }
 
-  // Whether there is no room to write. SQLite says SQLITE_FULL of the file and its log only; where the log's
-  // index can't grow, or a quota is used up, it is an I/O error.
+  // Whether the disk or the user's quota is full. SQLite reports SQLITE_FULL only for the database and its
+  // log; if the index of the log can't grow, or with a quota, it reports an I/O error.
   bool isOutOfSpace() const;
 
  private:
@@ -37,14 +37,17 @@ class DatabaseError final : public Error {
   int systemError_;
 };
 
-// A compiled statement.
+// A prepared statement. For the thread that uses its database; must end before the database does. Everything
+// but reset throws DatabaseError.
 class Statement {
  public:
+  // Compiles `sql`, one statement, of which SQLite keeps a copy.
   Statement(sqlite3* database, std::string_view sql);
   ~Statement();
   Statement(Statement&& other) noexcept;
   Statement& operator=(Statement&&) = delete;
 
+  // Sets a parameter ("?"). Parameters count from 1. Text, which must be UTF-8, is copied.
   void bind(int parameter, std::int64_t value);
   void bind(int parameter, double value);
   void bind(int parameter, std::string_view value);
@@ -58,12 +61,13 @@ class Statement {
   }
   void bindNull(int parameter);
 
-  // Whether there is a row, or another one. Throws DatabaseError.
+  // Runs the statement to its first or next row. Returns false after the last row.
   bool step();
-  // Makes it ready to run again, without values.
+  // Makes the statement ready to run again and sets all parameters to NULL.
   void reset() noexcept;
 
-  // Of the present row, columns counted from 0.
+  // The values of the current row; columns count from 0. SQLite converts a value of another type: NULL
+  // becomes 0 and "".
   bool isNull(int column) const;
   std::int64_t integer(int column) const;
   double real(int column) const;
@@ -74,7 +78,8 @@ class Statement {
   sqlite3_stmt* statement_ = nullptr;
 };
 
-// The answer to a query that runs. The statement is free for the next one when this object is gone.
+// The rows of a query, read by calling next() before each row. At its end the statement is reset and can be
+// used again; so only one of them may exist for one SQL text.
 class Rows {
  public:
   explicit Rows(Statement& statement) : statement_(&statement) {}
@@ -92,25 +97,29 @@ class Rows {
   Statement* statement_;
 };
 
-// One connection to an SQLite file. Used by one thread at a time. Everything throws DatabaseError.
+// One connection to an SQLite file. For one thread at a time. All operations throw DatabaseError.
 //
-// What the file says is not believed: triggers and views in it don't run, and nothing in it may call a
-// function.
+// The file is not trusted: triggers and views in it don't run, and its schema can call only functions that
+// SQLite considers harmless (SQLITE_DBCONFIG_TRUSTED_SCHEMA).
 class Database {
  public:
   enum class OpenMode { existing, existingOrNew };
 
-  // `busyTimeout` is how long a statement waits for another connection's lock. The file is left exactly as it
-  // is until a statement changes it, also where its log is waiting to be taken over.
+  // Opens the file, or creates an empty one. `busyTimeout` is how long a statement waits for another
+  // connection's lock. The file isn't changed until a statement changes it; closing doesn't checkpoint its
+  // write-ahead log unless checkpointOnClose was called.
   Database(const FileURL& file, OpenMode mode, std::chrono::milliseconds busyTimeout);
   ~Database();
   Database(const Database&) = delete;
   Database& operator=(const Database&) = delete;
 
-  // Runs statements that have neither values nor rows, one after the other.
+  // Runs one or more statements, separated by ";", that have no parameters; rows are ignored. For pragmas
+  // and the schema: nothing is kept for another run.
   void run(const std::string& statements);
 
-  // Runs a statement with `values` for its parameters. A statement is compiled once for a connection.
+  // Runs one statement, with `values` for its parameters in their order. execute ignores its rows, query
+  // returns them. The statement is compiled at the first use of its text and kept until the connection is
+  // closed; `sql` needs to live only during the call.
   template <typename... Values>
   void execute(std::string_view sql, const Values&... values) {
     Rows rows(bound(sql, values...));
@@ -122,12 +131,14 @@ class Database {
     return Rows(bound(sql, values...));
   }
 
+  // The rowid of the last row that this connection inserted.
   std::int64_t lastInsertedRow() const;
 
-  // Makes `target` a copy of this database as it is now. Doesn't wait for other connections to this one.
+  // Replaces the content of `target` by this database as it is now (SQLite's backup API). Other connections
+  // may write to this database in the meantime, and aren't waited for.
   void copyTo(Database& target);
 
-  // From now on the connection that closes last takes the log over into the file.
+  // Makes this connection checkpoint the write-ahead log into the file if it is the last one to close.
   void checkpointOnClose();
 
  private:
@@ -156,7 +167,8 @@ class Database {
   std::unordered_map<std::string, Statement, TextHash, std::equal_to<>> statements_;
 };
 
-// What is read or changed together. Without commit() nothing was changed.
+// A transaction. Reading: all queries see the same state of the database. Writing: waits for the write lock
+// when it begins. Without commit() the changes are rolled back at its end.
 class Transaction {
  public:
   enum class Kind { reading, writing };
@@ -165,8 +177,8 @@ class Transaction {
   Transaction(const Transaction&) = delete;
   Transaction& operator=(const Transaction&) = delete;
 
-  // When it throws, the changes are not seen by anybody; whether they come back after a crash is known only
-  // once another transaction has been committed after it, which then is in their place.
+  // If it throws, no connection sees the changes. But they can reappear after a crash, from the write-ahead
+  // log, until another transaction was committed and has overwritten them.
   void commit();
 
  private:

@@ -16,7 +16,7 @@ namespace tolvander::platform::linux_ {
 
 namespace {
 
-// The database is the first.
+// The database itself comes first.
 constexpr std::array<const char*, 4> suffixes = {"", "-wal", "-shm", "-journal"};
 
 }  // namespace
@@ -28,7 +28,7 @@ void DatabaseFile::remove() const noexcept {
 }
 
 void DatabaseFile::finish() const {
-  // Where closing the database failed, its content is still in the log.
+  // If the checkpoint on closing failed, the log still has content of the database.
   struct stat log {};
   const std::string logPath = url_.path() + "-wal";
   if (stat(logPath.c_str(), &log) == 0 && log.st_size > 0) {

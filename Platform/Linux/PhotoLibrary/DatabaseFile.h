@@ -7,28 +7,28 @@
 
 namespace tolvander::platform::linux_ {
 
-// An SQLite file as a file, with the files that SQLite keeps beside it: "-wal", "-shm" and "-journal"
-// (sqlite.org/fileformat2.html). A log is taken into whatever database has the name that goes with it, so
-// that it must go wherever the database goes. Nothing may have the file open for writing.
+// An SQLite database as files: the database and its "-wal", "-shm" and "-journal"
+// (sqlite.org/fileformat2.html, sections 3 and 4). SQLite applies a log to any database of the matching
+// name, so that the log must be moved or removed together with its database. No connection may have the
+// database open for writing.
 class DatabaseFile {
  public:
   explicit DatabaseFile(FileURL url) : url_(std::move(url)) {}
 
   const FileURL& url() const { return url_; }
 
-  // Removes all of them. What can't be removed stays.
+  // Removes all of these files. Ignores failures.
   void remove() const noexcept;
 
-  // Makes it durable as a file that needs no log. It must have been closed. Throws PosixError, EBUSY where it
-  // has a log all the same.
+  // Makes the closed database durable, without a log. Throws PosixError; EBUSY if its log still has content.
   void finish() const;
 
-  // Finishes it, and gives it another name in the same folder, durably: in place of a file of that name, but
-  // not of that one's log. Throws PosixError.
+  // Calls finish() and renames the database within its folder, durably. Replaces a database of that name,
+  // but doesn't remove that one's log. Throws PosixError.
   void moveTo(const FileURL& url) const;
 
-  // Gives it and what lies beside it another name in the same folder, durably. Does nothing where none of
-  // them is there. Throws PosixError.
+  // Renames the database and the files beside it within their folder, durably. Does nothing if none of them
+  // exists. Throws PosixError.
   void setAside(const FileURL& url) const;
 
  private:

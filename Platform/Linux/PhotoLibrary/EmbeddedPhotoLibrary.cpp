@@ -177,7 +177,7 @@ CataloguePool::Lease EmbeddedPhotoLibrary::catalogue() {
   return catalogues_.take();
 }
 
-// For one fetch.
+// A test for one fetch; it keeps the folder of originals open.
 Catalogue::OriginalTest EmbeddedPhotoLibrary::originalTest() const {
   return [presence = std::make_shared<OriginalPresence>(folder_)](const std::string& path,
                                                                   std::int64_t byteCount) {

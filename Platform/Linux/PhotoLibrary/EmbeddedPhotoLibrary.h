@@ -17,46 +17,47 @@
 
 namespace tolvander::platform::linux_ {
 
-// A photo library of ordinary files: `Originals/2026/2026-11-20/PICT0001.JPG`, by the day on which a picture
-// was taken where the user is, and `Library.sqlite`, the catalogue of them. Any viewer opens the files;
-// people may move, change and delete them, and add others, which are never touched.
+// A photo library of ordinary files: `Originals/2026/2026-11-20/PICT0001.JPG`, named after the day on which
+// the picture was taken in the user's time zone, and `Library.sqlite`, their catalogue. Any viewer can open
+// the files. Users may move, change and delete them; files that they add are never touched.
 //
-// An asset is in the library only while each of its originals is a regular file of the size that it had when
-// it came. Links to folders and files are followed. Where a link leads nowhere, or the system refuses to
-// look, nothing is known of the original: its asset is in the library, and its data is not on this machine.
-// Where the folder of originals itself can't be read, nothing is known of any of them, and the fetches that
-// would have to look at one throw PhotosPlatformError networkAccessRequired.
+// An asset is in the library only while each of its originals is a regular file of its original size. Links
+// to folders and files are followed. If a link is broken, or the system call fails, the state of the
+// original is unknown: its asset is in the library, and its data is not on this machine. If the folder of
+// originals itself can't be read, the state of all of them is unknown, and fetches that have to look at one
+// throw PhotosPlatformError networkAccessRequired.
 //
-// Authorisation is the user's, who has said yes when the library was made: until there is a catalogue it is
-// not determined, and requestAuthorization, which asks nobody, makes it. Where the folder can't be changed it
-// is denied. A fault while it is made (requestFailure) leaves it not determined.
+// Authorisation: an existing catalogue means that the user has authorised the program. Without one it is
+// notDetermined; requestAuthorization creates the catalogue, without a question. If the folder can't be
+// changed, it is denied. After an error during the creation (requestFailure) it stays notDetermined.
 //
-// A folder that has pictures, and a catalogue that is missing, empty or names none of them, is refused: no
-// catalogue is made there (requestFailure), and fetches and changes fail. LibraryRebuild makes it anew.
+// A folder that has pictures, but a catalogue that is missing, empty or without assets, is refused: no
+// catalogue is created (requestFailure), and fetches and changes fail. LibraryRebuild creates it from the
+// files.
 //
-// Changes are durable when their completion says so. They are made one after the other on one thread, data
-// requests are answered on another one, and fetches on the caller's; none waits for the others. One process
-// on the machine changes the library at a time: another one waits for its turn, and after `busyTimeout` its
-// change has failed. After a crash the library is true: what was not completed is in no fetch. What was
-// prepared for a history is completed or dropped when that history asks (completeImports), and the incoming
-// files of other changes are swept when the library is next changed. What only looks changes nothing, and
-// nothing that has its name among the originals is ever removed.
+// Changes are durable when their completion is called. They run one at a time on one thread, data requests
+// on another, and fetches on the caller's thread; none waits for the others. Only one process on the machine
+// changes the library at a time: others wait, and after `busyTimeout` their change fails. After a crash,
+// fetches don't return incomplete changes. Imports that were prepared for a history are completed or dropped
+// when that history asks for it (completeImports); the incoming files of other changes are removed at the
+// next change. Reading changes nothing. A file that has its final name among the originals is never removed.
 //
-// The asset's creation date is the one that was asked for, or the one in the file, or the file's modification
-// date. A picture that can't be understood is kept like every other, without a size.
+// An asset's creation date is the requested one, else the one in the file, else the file's modification
+// date. A picture that can't be parsed is imported like any other, without dimensions.
 //
-// Safe on every thread. Not to be destroyed by a handler. Destroying it completes the changes that were asked
-// for and cancels the data requests.
+// Safe on every thread, but a handler must not destroy it. Destroying it completes the pending changes and
+// cancels the data requests.
 class EmbeddedPhotoLibrary final : public app::PhotoLibrary {
  public:
   static constexpr std::chrono::seconds defaultBusyTimeout{5};
 
-  // Nothing is opened or made yet.
+  // Opens and creates nothing yet.
   explicit EmbeddedPhotoLibrary(const FileURL& folder,
                                 std::chrono::milliseconds busyTimeout = defaultBusyTimeout);
   ~EmbeddedPhotoLibrary() override;
 
-  // Where the user's library is: "Tolvander" among the pictures. Absent where the user has no place for them.
+  // The folder of the user's library: "Tolvander" in the pictures folder. Absent if the user has no pictures
+  // folder.
   static std::optional<FileURL> folderOfUser(const StandardDirectories& directories);
 
   app::PhotosAuthorizationStatus authorizationStatus() override;
@@ -73,12 +74,12 @@ class EmbeddedPhotoLibrary final : public app::PhotoLibrary {
   std::vector<app::PhotosAlbum> fetchAlbums(const std::optional<std::string>& title) override;
   std::vector<app::PhotosAlbum> fetchAlbumsWithLocalIdentifiers(
       const std::vector<std::string>& localIdentifiers) override;
-  // Reads an original as a regular file that is reached without links below the library's folder: where a
-  // link leads to may be the very file that is about to be deleted.
+  // Doesn't follow links below the library's folder: a link may lead to the very file that is about to be
+  // deleted.
   bool proveOriginal(const std::string& localIdentifier, const std::string& sha256,
                      const CancellationToken& token) override;
   std::vector<app::PhotosAssetResource> assetResources(const app::PhotosAsset& asset) override;
-  // An edit that leaves size and modification date as they were isn't noticed. Links are followed.
+  // Compares size and modification date only, and follows links.
   std::optional<std::vector<app::PhotosUnchangedOriginal>> unchangedOriginals(
       const std::vector<std::string>& localIdentifiers) override;
 
@@ -86,17 +87,17 @@ class EmbeddedPhotoLibrary final : public app::PhotoLibrary {
                         DataCompletion completion) override;
   void cancelDataRequest(RequestID request) override;
 
-  // Throws PhotosPlatformError where there are pictures whose catalogue can't be used: it is missing, empty,
-  // damaged, of a newer version, or names none of them. Does nothing where there is no library yet.
+  // Throws PhotosPlatformError if the folder has pictures and the catalogue can't be used: it is missing,
+  // empty, damaged, of a newer version, or without assets. Does nothing if there is no library.
   void requireCatalogue();
 
-  // For people who want to see what is there. All throw PhotosPlatformError.
+  // For listings and checks by the user. All throw PhotosPlatformError.
 
-  // Every asset that is in the library, oldest first, of one state of the catalogue.
+  // Calls `visit` with every asset in the library, oldest first, all from one state of the catalogue.
   void forEachAsset(const AssetVisitor& visit);
   std::vector<ListedAlbum> albumsWithCounts();
-  // Reads the whole catalogue and, unless asked for sizes only, every original. Keeps the hashes of originals
-  // that had none, where no other process is changing the library. Throws CancellationError.
+  // Checks the whole catalogue and, unless only sizes are requested, reads every original. Stores hashes for
+  // originals that had none, unless another process is changing the library. Throws CancellationError.
   LibraryVerification verify(const CancellationToken& token = {}, const VerificationOptions& options = {});
 
  private:
@@ -113,7 +114,7 @@ class EmbeddedPhotoLibrary final : public app::PhotoLibrary {
   DataRequests requests_;
   std::mutex requestFailureLock_;
   std::exception_ptr requestFailure_;
-  SerialQueue changes_;  // last, because its jobs need the others
+  SerialQueue changes_;  // declared last: its jobs use the others
 };
 
 }  // namespace tolvander::platform::linux_

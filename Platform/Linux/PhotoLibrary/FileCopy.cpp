@@ -34,7 +34,8 @@ std::string copyContent(const OwnedDescriptor& source, const OwnedDescriptor& co
     }
   };
   std::string sha256 = sha256Of(isShared ? copy : source, url, {}, write);
-  // Lets the device begin with it while the next file is copied. A hint; fsync alone counts.
+  // Starts the writeback while the next file is copied. Only a hint: the fsync that follows makes it
+  // durable.
   sync_file_range(copy.number(), 0, 0, SYNC_FILE_RANGE_WRITE);
   return sha256;
 }

@@ -7,17 +7,17 @@
 
 namespace tolvander::platform::linux_ {
 
-// Copies of originals. `url` names the copy in errors. Everything throws PosixError.
+// Copies of originals. `url` names the copy in errors. All throw PosixError.
 
-// Makes a file that is not there yet.
+// Creates a file for reading and writing. EEXIST if the name is taken.
 OwnedDescriptor newFile(const OwnedDescriptor& folder, const std::string& name, const FileURL& url);
 
-// Shares the source's blocks where the file system can do that, or else copies them. Both are read and
-// written from where they are. Returns the SHA-256 of the copy, as FileFingerprinter writes it: of the bytes
-// that are written, or, where none are, of those that the copy shares.
+// Copies the source, from its current position, to the copy's: by sharing blocks if the file system can
+// (FICLONE), else by writing. Returns the fingerprint (FileFingerprinter) of the written bytes or, with
+// shared blocks, of the copy.
 std::string copyContent(const OwnedDescriptor& source, const OwnedDescriptor& copy, const FileURL& url);
 
-// Gives the copy the modification date of its source.
+// Sets the modification date of the copy to that of its source.
 void takeOverDate(const OwnedDescriptor& source, const OwnedDescriptor& copy, const FileURL& url);
 
 }  // namespace tolvander::platform::linux_

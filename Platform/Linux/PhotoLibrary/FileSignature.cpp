@@ -19,7 +19,7 @@ std::string extensionByContent(const FileURL& file) {
   if (start.starts_with("RIFF") && start.ends_with("AVI ")) {
     return "avi";
   }
-  // ISO/IEC 14496-12, 4.3: a box named "ftyp" and behind that its brand.
+  // ISO/IEC 14496-12, 4.3: a box "ftyp", which begins with the major brand.
   if (start.substr(4, 4) != "ftyp") {
     return "jpg";
   }

@@ -6,8 +6,8 @@
 
 namespace tolvander::platform::linux_ {
 
-// The extension, in lower case and without a dot, that goes with a file's first bytes: "png", "heic", "mov",
-// "mp4", "avi", and "jpg" for everything else. Throws PosixError.
+// The extension, in lower case without a dot, for the format of a file by its first bytes: "png", "heic",
+// "mov", "mp4", "avi", and "jpg" for anything else. Throws PosixError.
 std::string extensionByContent(const FileURL& file);
 
 }  // namespace tolvander::platform::linux_

@@ -33,7 +33,7 @@ std::vector<FoundOriginal> FoundOriginals::originals() {
   return found;
 }
 
-// One of each file, sorted. Of a file to which links lead as well, its own path.
+// One path of each file, sorted; the file's own path if links point to it as well.
 std::vector<std::string> FoundOriginals::pathsOfOriginals() const {
   struct Name {
     std::string file;  // with its links resolved

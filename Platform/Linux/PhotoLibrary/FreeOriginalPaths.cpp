@@ -12,8 +12,8 @@ bool FreeOriginalPaths::isTaken(const std::string& path) const {
          catalogue_->intendsPath(path) || lstat(folder_->url().appending(path).path().c_str(), &status) == 0;
 }
 
-// Finds a choice that is free and comes right behind one that is taken, in a few steps also where a camera
-// gives thousands of files one name.
+// Doubles the number until a variant is free, then bisects, because cameras can give thousands of files the
+// same name. The result is free, and the variant before it is taken.
 std::string FreeOriginalPaths::choose(const std::string& folder, const std::string& name) {
   const auto path = [&](int choice) { return folder + "/" + originalName(name, choice); };
   int taken = 0;

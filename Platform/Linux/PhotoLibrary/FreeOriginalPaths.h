@@ -8,14 +8,13 @@
 
 namespace tolvander::platform::linux_ {
 
-// Chooses paths for originals: none that a file has, that is catalogued, that an intent has, or that was
-// chosen before.
+// Chooses paths for originals that no file, original or intent has, and that were not chosen before.
 class FreeOriginalPaths {
  public:
   FreeOriginalPaths(const LibraryFolder& folder, Catalogue& catalogue)
       : folder_(&folder), catalogue_(&catalogue) {}
 
-  // The first free choice for `name` in a folder. Throws DatabaseError.
+  // The first free variant of `name` in a folder (originalName with a number). Throws DatabaseError.
   std::string choose(const std::string& folder, const std::string& name);
 
  private:

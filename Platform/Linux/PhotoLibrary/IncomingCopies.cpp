@@ -25,7 +25,7 @@ using app::PhotosResourceType;
 
 namespace {
 
-// Files that are open at once. The system allows a process some hundreds.
+// Files open at the same time. The usual limit of a process is 1024.
 constexpr std::size_t mostOpenCopies = 128;
 
 OwnedDescriptor openSource(const FileURL& source) {
@@ -55,7 +55,7 @@ bool removeWaitingCopies(const Intent& intent, const LibraryFolder& folder, cons
         folder.openFolder(folderOf(intent.original.path), LibraryFolder::Links::followed);
     return remove(final, carriedName(intent.temporaryName));
   } catch (const PosixError&) {
-    return true;  // there is no such folder
+    return true;  // the folder doesn't exist
   }
 }
 
@@ -69,7 +69,7 @@ IncomingCopies::~IncomingCopies() {
   try {
     discard();
   } catch (const std::exception&) {
-    return;  // what is left is swept, or dropped when its history asks
+    return;  // leftovers are swept later, or dropped when their history asks
   }
 }
 
@@ -93,7 +93,7 @@ std::vector<Intent> IncomingCopies::make(const std::vector<NewOriginal>& origina
   return intents_;
 }
 
-// Everything but the copy itself, from the source.
+// The intent for a file, before it is copied.
 Intent IncomingCopies::intentFor(const NewOriginal& original) {
   const OwnedDescriptor source = openSource(original.source);
   const FileIdentity identity = identityOf(source, original.source);

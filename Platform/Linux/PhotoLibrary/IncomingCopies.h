@@ -11,27 +11,29 @@
 
 namespace tolvander::platform::linux_ {
 
-// Removes the copies of an intent that haven't got the final name: the incoming file, and the one that was
-// carried to the disk of its folder. Whether none is left as far as can be seen. Needs the library's lock.
+// Removes the copies of an intent that don't have the final name: the incoming file, and its copy on the
+// file system of the final folder (carriedName). Returns whether none is left. Needs the library's lock.
 bool removeWaitingCopies(const Intent& intent, const LibraryFolder& folder, const OwnedDescriptor& incoming);
 
-// Takes files into the library's folder for incoming files. The catalogue's intents name each copy before it
-// is made, so that none is there that nothing names. Needs the library's lock; one object for one change.
+// Copies files to the library's folder for incoming files. An intent in the catalogue names each copy before
+// it is created, so that after a crash every copy is known. Needs the library's lock. One object for one
+// change.
 class IncomingCopies {
  public:
   IncomingCopies(const LibraryFolder& folder, Catalogue& catalogue);
-  // Removes the copies and their intents unless they are kept.
+  // Unless committed, removes the copies and their intents.
   ~IncomingCopies();
   IncomingCopies(const IncomingCopies&) = delete;
   IncomingCopies& operator=(const IncomingCopies&) = delete;
 
-  // To be called once. All of them or, when it throws, none. The copies and their names are durable when it
-  // returns. Throws PosixError, DatabaseError, and PhotosPlatformError where a file hasn't the content that
-  // it is said to have. `history` and `album` are those of the intents.
+  // To be called once. Copies all of the files or, if it throws, none. Copies and names are durable when it
+  // returns. `history` and `album` are stored in the intents. Throws PosixError, DatabaseError, and
+  // PhotosPlatformError if a file doesn't have the expected content.
   std::vector<Intent> make(const std::vector<NewOriginal>& originals,
                            const std::optional<std::string>& history,
                            const std::optional<std::string>& album);
 
+  // Makes the destructor leave the copies and intents.
   void commit() { isCommitted_ = true; }
 
  private:

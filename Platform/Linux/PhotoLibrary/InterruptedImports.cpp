@@ -58,8 +58,9 @@ std::set<std::string> InterruptedImports::completable(const app::PhotosInterrupt
   return found;
 }
 
-// One that has its name may wait as well: as a copy, of which the other one isn't removed yet. Its asset may
-// be catalogued already, and its original deleted or moved by the user since then.
+// A file with its final name can also still have its incoming name: it was copied, and the incoming file
+// wasn't removed yet. Its asset may be catalogued already, and the user may have deleted or moved the
+// original since.
 void InterruptedImports::completeOne(Intent intent) {
   if (!catalogue_->originals(intent.asset.localIdentifier).empty() ||
       isHeld(intent.original.content->sha256)) {
@@ -72,7 +73,7 @@ void InterruptedImports::completeOne(Intent intent) {
     OriginalsImport originals(*folder_, *catalogue_);
     std::vector<Intent> intents = {std::move(intent)};
     originals.moveIntoPlace(intents);
-    originals.commit();  // it is found under its name if it can't be catalogued now
+    originals.commit();  // a later call finds it under its final name if cataloguing fails
     catalogue(intents.front());
     drop(intents.front());
   }
@@ -107,12 +108,12 @@ void InterruptedImports::catalogue(const Intent& intent) {
   Transaction transaction = catalogue_->change();
   catalogue_->insertAsset(intent.asset, intent.original);
   if (intent.album) {
-    catalogue_->addToAlbum(*intent.album, {intent.asset.localIdentifier});  // unless it is gone
+    catalogue_->addToAlbum(*intent.album, {intent.asset.localIdentifier});  // unless the album is gone
   }
   transaction.commit();
 }
 
-// The process that gave it its name may have ended before that was durable.
+// The process that renamed the file may have ended before the name was durable.
 void InterruptedImports::makeNameDurable(const Intent& intent) const {
   makeDurable(folder_->openFile(intent.original.path, Links::followed),
               folder_->url().appending(intent.original.path));
@@ -126,7 +127,7 @@ void InterruptedImports::drop(const Intent& intent) {
     return;
   }
   if (hasItsName(intent)) {
-    return;  // it is listed by a verification for as long as the intent is there
+    return;  // verifications list the file while its intent exists
   }
   makeDurable(incoming, folder_->url().appending(LibraryFolder::incoming));
   Transaction transaction = catalogue_->change();

@@ -10,29 +10,29 @@
 
 namespace tolvander::platform::linux_ {
 
-// What the imports of one history have left prepared. One object for one call of the history.
+// Completes or drops the imports that one history prepared. One object for one call.
 class InterruptedImports {
  public:
   InterruptedImports(const LibraryFolder& folder, Catalogue& catalogue)
       : folder_(&folder), catalogue_(&catalogue) {}
 
-  // Each file that the history has marked or recorded becomes an original, after its content was compared.
-  // It is looked for where it waits, and under the name that it was to get. One whose content an original has
-  // already is dropped.
+  // Makes an original of each file that the history has marked or recorded, after comparing its content. The
+  // file is searched for under its incoming name and its final name. If an original has the same content
+  // already, the file is dropped.
   //
-  // A file that the history hasn't marked is dropped, unless it was to get its name already: it was marked
-  // then, so that this is an older state of the history. Dropped are only files that wait, and never one that
-  // has its name. Everything else is left.
+  // A file that the history hasn't marked is dropped too. But if the intent was marked, the file was about
+  // to get its final name, and this is an older state of the history: then the file stays. Only files with
+  // incoming names are dropped, never one with its final name. Everything else is left alone.
   //
-  // What can't be completed now is left for the next time. Throws PosixError, DatabaseError, and
-  // PhotosPlatformError where the library's lock is no longer held.
+  // What can't be completed now is left for the next call. Throws PosixError, DatabaseError, and
+  // PhotosPlatformError if the library's lock is no longer held.
   void complete(const app::PhotosInterruptedImports& imports, const LibraryLock& lock);
 
-  // Those of the marked fingerprints that an original has, or that `complete` would make one of. Changes
-  // nothing and needs no lock. Throws DatabaseError.
+  // The marked fingerprints that an original has, or would have after `complete`. Changes nothing and needs
+  // no lock. Throws DatabaseError.
   std::set<std::string> completable(const app::PhotosInterruptedImports& imports);
 
-  // Whether an intent is one of that history.
+  // Whether that history prepared the intent.
   static bool isOf(const UUID& history, const Intent& intent);
 
  private:

@@ -6,14 +6,14 @@
 
 namespace tolvander::platform::linux_ {
 
-// What a failure inside of the library is called outside. An error that is neither the database's nor the
-// system's stays as it is; so does none.
+// Converts errors of the database and of system calls to PhotosPlatformError. Other errors, and null, are
+// returned unchanged.
 std::exception_ptr libraryError(const std::exception_ptr& error);
 
-// The same for a failure to open or read an original: one that isn't there is not on this machine.
+// The same for errors of opening or reading an original: a missing file becomes networkAccessRequired.
 std::exception_ptr originalError(const std::exception_ptr& error);
 
-// Runs an operation of the library, whose failures leave it as libraryError calls them.
+// Calls the operation, and rethrows its errors as libraryError converts them.
 template <typename Operation>
 auto withLibraryErrors(Operation operation) {
   std::exception_ptr error;

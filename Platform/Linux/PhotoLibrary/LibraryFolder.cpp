@@ -22,12 +22,12 @@ bool isSafeComponent(std::string_view component) {
          component.find('\0') == std::string_view::npos;
 }
 
-// Originals, or a path below it.
+// Whether the path is Originals or below it.
 bool isPathOfLibrary(std::string_view path) {
   return path == LibraryFolder::originals || isOriginalPath(path);
 }
 
-// Throws of a path that is none of the library.
+// Throws EINVAL for a path that is not below Originals.
 std::vector<std::string> componentsOf(std::string_view path, const FileURL& folder) {
   if (!isPathOfLibrary(path)) {
     throw PosixError(EINVAL, "find an original in", folder);
@@ -79,7 +79,7 @@ std::string_view folderOf(std::string_view path) { return path.substr(0, path.rf
 std::string_view nameIn(std::string_view path) { return path.substr(path.rfind('/') + 1); }
 
 FileURL LibraryFolder::catalogueFile() const {
-  // The database refuses links on the way to it, and the way to the folder may have some.
+  // SQLite is told to refuse links (SQLITE_OPEN_NOFOLLOW), but the path to the folder may have some.
   return url_.resolvingSymlinks().appending("Library.sqlite");
 }
 

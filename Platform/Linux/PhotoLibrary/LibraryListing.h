@@ -11,11 +11,11 @@
 
 namespace tolvander::platform::linux_ {
 
-// A file of the library, where people find it.
+// An original, with the path where users find it.
 struct ListedOriginal {
   FileURL file;
   std::string originalFilename;
-  std::int64_t byteCount = 0;  // as it came
+  std::int64_t byteCount = 0;  // when it was imported
 
   friend bool operator==(const ListedOriginal&, const ListedOriginal&) = default;
 };
@@ -30,30 +30,29 @@ struct ListedAlbum {
   std::int64_t assetCount = 0;
 };
 
-// An original that is not what it was when it came.
+// An original that differs from what was imported.
 struct FaultyOriginal {
   FileURL file;
   std::string assetIdentifier;
-  std::string reason;  // for people, without a full stop at its end; empty where nothing is to be said
+  std::string reason;  // for the user, without a full stop; may be empty
 
   friend bool operator==(const FaultyOriginal&, const FaultyOriginal&) = default;
 };
 
-// What a look at the whole library has found. Only the problems of the catalogue are faults of the library;
-// the rest is what people may do with their files, and what disks do to them.
+// The result of checking the whole library.
 struct LibraryVerification {
   std::int64_t assets = 0;
   std::int64_t originals = 0;
-  // Originals with nothing to compare their content with: it was never hashed, and the history doesn't know
-  // it.
+  // Originals whose content had nothing to be compared with: they were never hashed, and the history doesn't
+  // know their hashes.
   std::int64_t hashedForTheFirstTime = 0;
-  std::vector<std::string> catalogueProblems;  // in SQLite's words
-  std::vector<FaultyOriginal> missing;         // nothing is there
-  std::vector<FaultyOriginal> changed;         // of another size than when they came, or no file
-  std::vector<FaultyOriginal> damaged;         // of that size, and of other content
-  std::vector<FaultyOriginal> unreadable;  // there, or behind a link that leads nowhere, and not to be read
-  std::vector<FileURL> unknown;            // in the folder of originals, and not catalogued
-  std::vector<FileURL> unfinished;         // of imports that were interrupted, and not catalogued
+  std::vector<std::string> catalogueProblems;  // SQLite's messages
+  std::vector<FaultyOriginal> missing;         // there is no file
+  std::vector<FaultyOriginal> changed;         // another size, or not a regular file
+  std::vector<FaultyOriginal> damaged;         // the same size, but other content
+  std::vector<FaultyOriginal> unreadable;      // can't be read, or behind a broken link
+  std::vector<FileURL> unknown;                // in the folder of originals, but not catalogued
+  std::vector<FileURL> unfinished;             // of interrupted imports, not catalogued
 
   bool isSound() const {
     return catalogueProblems.empty() && missing.empty() && changed.empty() && damaged.empty() &&
@@ -61,25 +60,25 @@ struct LibraryVerification {
   }
 };
 
-// How far a look at the whole library is.
+// The progress of a verification.
 struct VerificationProgress {
   std::int64_t originals = 0;
   std::int64_t originalsInAll = 0;
-  std::int64_t bytes = 0;  // read
+  std::int64_t bytes = 0;  // read so far
   std::int64_t bytesInAll = 0;
 };
 
 struct VerificationOptions {
-  // Without it only sizes are compared.
+  // If false, only sizes are compared.
   bool readsContent = true;
-  // The SHA-256 of the original of an asset, by the asset's identifier, as far as a history of imports knows
-  // it. For originals that were never hashed.
+  // The SHA-256 of originals that the history of imports knows, by the identifiers of their assets. Used for
+  // originals that were never hashed.
   std::map<std::string, std::string> knownContents{};
   // Called after each original and each mebibyte, on the calling thread.
   std::function<void(const VerificationProgress&)> progress = [](const VerificationProgress&) {};
 };
 
-// Told of one asset after the other; answers whether to go on.
+// Called for one asset after the other. Returns whether to continue.
 using AssetVisitor = std::function<bool(const ListedAsset&)>;
 
 }  // namespace tolvander::platform::linux_

@@ -26,7 +26,7 @@ OwnedDescriptor openLockFile(const FileURL& file) {
   return descriptor;
 }
 
-// None where another one has it. Throws PosixError where the file system has no such locks.
+// No descriptor if another process has the lock. Throws PosixError if the file system doesn't support locks.
 OwnedDescriptor lockedFile(const FileURL& url) {
   const auto lock = [&](const OwnedDescriptor& file) {
     if (retryOnEINTR([&] { return flock(file.number(), LOCK_EX | LOCK_NB); }) == 0) {

@@ -8,22 +8,22 @@
 
 namespace tolvander::platform::linux_ {
 
-// The right to change a library, which one object on the machine has at a time. It ends with the object, and
-// with the process. Readers don't need it.
+// The exclusive lock for changing a library: one object on the machine has it at a time, until the object or
+// its process ends. Readers don't need it.
 //
-// A lock belongs to the file and not to its name: if the locked file is deleted, the next process makes a new
-// one and locks that. So a file that has lost its name is not accepted, and the holder checks the name again
-// (requireHeld) before each step that could destroy the other process's work.
+// The lock (flock) belongs to the file, not to its name: if the locked file is deleted, the next process
+// creates a new one and locks that. So a locked file that lost its name is not accepted, and the holder
+// checks the name again (requireHeld) before each step that could destroy another process's work.
 class LibraryLock {
  public:
-  // Waits for at most `busyTimeout`. Throws PhotosPlatformError when another one had it all that time, and
+  // Waits at most `busyTimeout` for another holder. Throws PhotosPlatformError if that wasn't enough, and
   // PosixError.
   LibraryLock(const LibraryFolder& folder, std::chrono::milliseconds busyTimeout);
 
-  // Throws PhotosPlatformError when the locked file no longer has its name.
+  // Throws PhotosPlatformError if the locked file has lost its name.
   void requireHeld() const;
 
-  // Without waiting; absent where another one has it or it can't be had.
+  // Doesn't wait. Absent if another process has the lock, or on an error.
   static std::optional<LibraryLock> ifFree(const LibraryFolder& folder);
 
  private:

@@ -14,7 +14,7 @@ namespace tolvander::platform::linux_ {
 
 namespace {
 
-// Whether nothing of the change is left.
+// Whether all files of the change are removed.
 bool sweep(const Intent& intent, const LibraryFolder& folder, const OwnedDescriptor& incoming,
            Catalogue& catalogue) {
   if (!removeWaitingCopies(intent, folder, incoming)) {

@@ -16,14 +16,14 @@ namespace tolvander::platform::linux_ {
 
 namespace {
 
-// At a time, so that no snapshot of the catalogue is held while files are read.
+// Read in batches, so that no read transaction is open while files are read.
 constexpr std::size_t originalsAtATime = 200;
 
 std::string sizesText(std::int64_t size, std::int64_t expected) {
   return std::to_string(size) + " bytes instead of " + std::to_string(expected);
 }
 
-// Absent where nothing is there.
+// Absent if there is nothing.
 std::optional<std::string> whatIsThereInstead(const FileURL& file, std::int64_t expectedSize) {
   struct stat status {};
   if (stat(file.path().c_str(), &status) != 0) {
@@ -108,7 +108,7 @@ void LibraryVerifier::examineContent(const CataloguedOriginal& original, const F
       progress_.bytes += static_cast<std::int64_t>(chunk.size());
       options_->progress(progress_);
     });
-    // One that is being written has no content that could be compared or kept.
+    // The content of a file that is being written can't be compared or stored.
     if (modificationDate(file) == modified) {
       compare(original, {.sha256 = std::move(sha256), .modified = modified}, fault);
     }
@@ -140,7 +140,7 @@ void LibraryVerifier::compare(const CataloguedOriginal& original, CataloguedCont
   }
 }
 
-// Of no harm where it fails: the next verification learns it again.
+// Errors are ignored: the next verification stores it.
 void LibraryVerifier::keepWhatWasLearnt() {
   const std::vector<CataloguedOriginal> learnt = std::exchange(learnt_, {});
   if (learnt.empty()) {
@@ -160,8 +160,8 @@ void LibraryVerifier::keepWhatWasLearnt() {
   }
 }
 
-// Incoming files, whether an intent names them or not, files under names that intents have, and copies that
-// wait in the folders of those.
+// Incoming files, with or without an intent; files with final names of intents; and copies in the folders of
+// those (carriedName).
 void LibraryVerifier::findUnfinishedFiles() {
   std::ranges::copy(incomingFiles(*folder_), std::back_inserter(found_.unfinished));
   for (const Intent& intent : catalogues_->take()->intents()) {

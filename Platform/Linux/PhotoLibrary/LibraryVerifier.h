@@ -13,16 +13,16 @@
 
 namespace tolvander::platform::linux_ {
 
-// Compares the catalogue with the files, and the catalogue with itself. Reads every original, unless it is
-// asked to compare sizes only, and then keeps in the catalogue what it has learnt (the hashes of originals
-// that had none, and the dates of those that hold what they did), where no other process is changing the
-// library. Changes nothing else. One object for one verification.
+// Compares the catalogue with the files, and checks the catalogue itself. Reads every original, unless only
+// sizes are requested, and then stores what it found in the catalogue: hashes of originals that had none,
+// and new modification dates of unchanged originals. Stores nothing while another process is changing the
+// library. One object for one verification.
 class LibraryVerifier {
  public:
   LibraryVerifier(const LibraryFolder& folder, CataloguePool& catalogues, const VerificationOptions& options,
                   const CancellationToken& token);
 
-  // Throws DatabaseError, PosixError, PhotosPlatformError, and CancellationError, looked for at each file and
+  // Throws DatabaseError, PosixError, PhotosPlatformError, and CancellationError, checked for each file and
   // each mebibyte.
   LibraryVerification run();
 
@@ -42,7 +42,7 @@ class LibraryVerifier {
   LibraryVerification found_;
   VerificationProgress progress_;
   std::unordered_set<std::string> known_;   // paths of originals
-  std::vector<CataloguedOriginal> learnt_;  // with the content to be kept
+  std::vector<CataloguedOriginal> learnt_;  // with the content to be stored
 };
 
 }  // namespace tolvander::platform::linux_

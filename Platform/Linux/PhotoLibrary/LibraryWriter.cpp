@@ -25,7 +25,8 @@ using app::PhotosPlatformError;
 
 namespace {
 
-// Those of the change that were prepared, with what it says of them; the others are moved to `unprepared`.
+// The intents of originals that were prepared, updated from the change. The other originals are moved to
+// `unprepared`.
 std::vector<Intent> preparedIntents(const RecordedChange& change, Catalogue& catalogue,
                                     std::vector<NewOriginal>& unprepared) {
   std::map<std::string, Intent> known;
@@ -69,7 +70,7 @@ void record(const RecordedChange& change, const std::vector<Intent>& intents,
   }
 }
 
-// A commit that failed may come back after a crash all the same, unless another one has taken its place.
+// A failed commit can reappear after a crash unless another commit has overwritten it.
 bool isCertainlyUndone(Catalogue& catalogue) {
   try {
     catalogue.commitBarrier();
@@ -96,7 +97,7 @@ void LibraryWriter::createLibrary() const {
     Catalogue::createOrUpgrade(catalogue, busyTimeout_);
   } catch (const std::exception&) {
     if (isNew) {
-      DatabaseFile(catalogue).remove();  // what is left of it, on a full disk say, would count as a library
+      DatabaseFile(catalogue).remove();  // a part of it, on a full disk, would count as a library
     }
     throw;
   }
@@ -127,7 +128,7 @@ std::vector<app::PhotosHeldContent> LibraryWriter::complete(
       return InterruptedImports::isOf(imports.history, intent);
     });
   };
-  // Nearly always there is nothing to do, and no other process to wait for.
+  // Usually there is nothing to do; then no lock is needed.
   if (isAny(*catalogues_->take())) {
     const LibraryLock lock(folder_, busyTimeout_);
     const CataloguePool::Lease catalogue = catalogues_->takeForChange(lock);
@@ -177,7 +178,7 @@ ChangeOutcome LibraryWriter::carryOut(const RecordedChange& change, Catalogue& c
   {
     Transaction transaction = catalogue.change();
     record(change, intents, originals, catalogue);
-    // Another process that found no lock may have changed the same.
+    // Without this file, another process may have locked a new one and changed the same.
     lock.requireHeld();
     try {
       transaction.commit();

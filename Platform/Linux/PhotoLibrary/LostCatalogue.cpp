@@ -26,8 +26,8 @@ bool isThere(const FileURL& url) {
   return lstat(url.path().c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
 }
 
-// False at the first picture or film for which `isExpected` is false, and at a link that leads nowhere or a
-// folder that can't be read: there may be pictures behind it, of a year on a disk that isn't here now.
+// Returns false at the first picture or film for which `isExpected` returns false, and at a broken link or
+// an unreadable folder: pictures may be behind it, for example on a disk that isn't connected.
 bool areAllExpected(const LibraryFolder& folder, const OriginalFileVisitor& isExpected) {
   bool areAll = true;
   forEachOriginalFile(
@@ -52,7 +52,8 @@ bool mayHavePictures(const LibraryFolder& folder) {
 }
 
 bool namesNoneOfThePictures(const LibraryFolder& folder, Catalogue& catalogue) {
-  // Another process may be importing the first pictures: a file has lost its intent when it is catalogued.
+  // Another process may be importing the first pictures: it removes the intent of a file in the transaction
+  // that catalogues it.
   const auto isKnown = [&](const FileURL& file) {
     return catalogue.intendsPath(originalPath(folder, file)) || !catalogue.isEmpty();
   };

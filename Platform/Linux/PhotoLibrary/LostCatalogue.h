@@ -8,25 +8,25 @@
 
 namespace tolvander::platform::linux_ {
 
-// A folder that has pictures and no catalogue of them is not an empty library: with a new, empty catalogue
-// every picture would be imported a second time. Both throw PhotosPlatformError, also where the folder of
-// originals or one below it is there and can't be read, and where a link among the originals leads nowhere.
+// A folder that has pictures but no catalogue of them is not an empty library: with a new, empty catalogue
+// every picture would be imported a second time. Both functions throw PhotosPlatformError; they also throw
+// it if the folder of originals or one below it exists but can't be read, or if a link below it is broken.
 
-// For a library whose catalogue is not there, or has nothing in it. `state` says which, for the error:
-// "missing", "empty". Throws where there is a picture or film among the originals or an incoming file.
+// Throws if there is a picture or film among the originals or incoming files. For a catalogue that is
+// missing or empty; `state` says which in the error: "missing", "empty".
 void requireNoPictures(const LibraryFolder& folder, const std::string& state);
 
-// Throws where the catalogue names no asset and there is a picture or film among the originals that no intent
-// names. Throws DatabaseError too.
+// Throws if the catalogue has no asset, and there is a picture or film among the originals that no intent
+// names. Also throws DatabaseError.
 void requireCatalogueOfPictures(const LibraryFolder& folder, Catalogue& catalogue);
 
-// Whether the catalogue itself is what can't be used: it is damaged, or not that of the pictures that are
-// there. Making it anew helps then. False where it is sound, and of every other failure: of a disk that is
-// full, gone or can't be read, of a file that is in use, of a catalogue of another program or version. Throws
-// nothing but std::bad_alloc.
+// Whether the catalogue is damaged, or belongs to other pictures, so that rebuilding it helps. False if it
+// is sound, and for every other error: a disk that is full, missing or unreadable, a file in use, a
+// catalogue of another program or version. Throws only std::bad_alloc.
 bool isCatalogueLost(const LibraryFolder& folder, std::chrono::milliseconds busyTimeout);
 
-// What the file itself is, as opposed to a disk that is full or a file that is in use.
+// Whether the error means that the database file itself is damaged, and not, for example, that the disk is
+// full or the file is in use.
 bool isDamage(const DatabaseError& error);
 
 }  // namespace tolvander::platform::linux_

@@ -13,12 +13,13 @@ namespace tolvander::platform::linux_ {
 
 using ChunkHandler = std::function<void(std::span<const std::byte> chunk)>;
 
-// Gives an open file's bytes, from its present position to its end, in chunks of at most 1 MiB that are valid
-// during the call. `url` is for the error. Throws PosixError and what the handler throws.
+// Calls `handle` with the bytes of an open file, from its current position to its end, in chunks of at most
+// 1 MiB that are valid during the call. `url` names the file in errors. Throws PosixError and what the
+// handler throws.
 void forEachChunk(const OwnedDescriptor& file, const FileURL& url, const ChunkHandler& handle);
 
-// The SHA-256 of these bytes, as 64 lower-case hexadecimal digits. `handle` is given each chunk too. Throws
-// as above, and CancellationError, looked for before each chunk.
+// The fingerprint (FileFingerprinter) of these bytes. Also calls `handle` with each chunk. Throws as above,
+// and CancellationError, checked before each chunk.
 std::string sha256Of(
     const OwnedDescriptor& file, const FileURL& url, const CancellationToken& token,
     const ChunkHandler& handle = [](std::span<const std::byte>) {});

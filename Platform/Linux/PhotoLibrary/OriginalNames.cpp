@@ -33,14 +33,14 @@ std::string allowedCharacters(std::string_view text) {
   return allowed;
 }
 
-// Where the extension begins, with its dot; the end of the name where it has none.
+// The position of the extension's dot; the length of the name if it has none.
 std::size_t startOfExtension(std::string_view name) {
   const std::size_t dot = name.rfind('.');
   const bool isExtension = dot != std::string_view::npos && dot > 0 && name.size() - dot <= longestExtension;
   return isExtension ? dot : name.size();
 }
 
-// At most `size` bytes of a well-formed text, with no part of a code point at the end.
+// At most the first `size` bytes, ending at the end of a code point. The text must be well-formed.
 std::string_view beginning(std::string_view text, std::size_t size) {
   if (text.size() <= size) {
     return text;
@@ -65,7 +65,7 @@ bool isDevice(std::string_view name) {
          stem[3] <= '9';
 }
 
-// The stem, `addition` and the extension, the stem cut so that all fits.
+// The stem, shortened if necessary, then `addition` and the extension.
 std::string assembled(std::string_view name, std::string_view addition) {
   const std::size_t start = startOfExtension(name);
   const std::string_view extension = name.substr(start);

@@ -14,7 +14,7 @@ using app::PhotosPlatformError;
 
 namespace {
 
-// Of a path that isOriginalPath accepts.
+// For a path that isOriginalPath accepts.
 const char* belowOriginals(const std::string& path) {
   return path.c_str() + LibraryFolder::originals.size() + 1;
 }
@@ -59,7 +59,7 @@ bool OriginalPresence::isUnchanged(const std::string& path, std::int64_t byteCou
          dateSince1970(status.st_mtim.tv_sec, status.st_mtim.tv_nsec) == modified;
 }
 
-// Looks at one component of the path after the other, for the one that ends it.
+// Checks one component of the path after the other to find the one that is missing or can't be read.
 OriginalPresence::State OriginalPresence::stateOfUnreachable(const std::string& below) const {
   for (std::size_t end = below.find('/');; end = below.find('/', end + 1)) {
     const bool isLast = end == std::string::npos;
@@ -72,7 +72,7 @@ OriginalPresence::State OriginalPresence::stateOfUnreachable(const std::string& 
       return State::notLocal;
     }
     if (isLast) {
-      return State::notLocal;  // it came back just now; the next look tells
+      return State::notLocal;  // it reappeared in the meantime; the next check will see it
     }
     if (!S_ISDIR(status.st_mode)) {
       return State::gone;

@@ -9,30 +9,30 @@
 
 namespace tolvander::platform::linux_ {
 
-// Looks whether originals are where the catalogue says. People delete, cut and move their pictures with a
-// file manager, so that an asset is in the library only while each of its originals is there.
+// Checks whether originals are where the catalogue says. Users delete, crop and move their pictures with
+// file managers, so an asset is in the library only while each of its originals exists.
 //
-// Links are followed: people move a year to another disk and leave a link. Nothing is read.
+// Follows links, because users move a year to another disk and leave a link. Reads no content.
 class OriginalPresence {
  public:
   enum class State {
     present,   // a regular file of the catalogued size
     notLocal,  // unknown: its path goes through a broken link, or the system call failed
-    gone,      // not there, or something else than it was
+    gone,      // missing, or not a regular file of that size
   };
 
   explicit OriginalPresence(const LibraryFolder& folder) : folder_(&folder) {}
 
-  // `path` and `byteCount` as they are catalogued. One system call for an original that is present. Throws
-  // PhotosPlatformError networkAccessRequired where the folder of originals itself can't be read: then
-  // nothing is known of any of them.
+  // `path` and `byteCount` as in the catalogue. One system call for an original that is present. Throws
+  // PhotosPlatformError networkAccessRequired if the folder of originals itself can't be read: then the
+  // state of all originals is unknown.
   State stateOf(const std::string& path, std::int64_t byteCount);
 
   // Whether it is a regular file of that size and modification date. Throws as above.
   bool isUnchanged(const std::string& path, std::int64_t byteCount, Date modified);
 
-  // Throws as above. Where pictures are catalogued, a missing folder of originals is not made anew: all of
-  // them would count as deleted by the user from then on.
+  // Throws if the folder of originals is missing or can't be read. Called where pictures are catalogued,
+  // before the folder would be created: all of them would then count as deleted by the user.
   void requireOriginals();
 
  private:

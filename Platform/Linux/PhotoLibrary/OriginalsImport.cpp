@@ -36,7 +36,7 @@ OwnedDescriptor openIncomingFile(const OwnedDescriptor& incoming, const std::str
   return file;
 }
 
-// Unless its name leads to another file by now.
+// Removes the copy unless its name belongs to another file by now.
 void removeCopy(const OwnedDescriptor& copy, const OwnedDescriptor& folder, const std::string& name,
                 const FileURL& url) noexcept {
   try {
@@ -44,7 +44,7 @@ void removeCopy(const OwnedDescriptor& copy, const OwnedDescriptor& folder, cons
       unlinkat(folder.number(), name.c_str(), 0);
     }
   } catch (const PosixError&) {
-    return;  // the intent names it
+    return;  // its intent still names it
   }
 }
 
@@ -63,7 +63,7 @@ OriginalsImport::~OriginalsImport() {
 
 void OriginalsImport::moveIntoPlace(std::vector<Intent>& intents) {
   mark(intents);
-  named_.reserve(intents.size());  // none may be lost between its naming and its being remembered
+  named_.reserve(intents.size());  // so that push_back can't throw after a file was moved
   const OwnedDescriptor incoming = openIncoming(*folder_);
   for (Intent& intent : intents) {
     moveOne(intent, incoming);
@@ -71,8 +71,8 @@ void OriginalsImport::moveIntoPlace(std::vector<Intent>& intents) {
   makeFoldersDurable();
 }
 
-// The history has put its marks on disk by now. A state of it that lacks them is an older one from here on,
-// and must not drop the files.
+// The history's marks are durable by now. From here on a history without them is an older state, which must
+// not make the files be dropped.
 void OriginalsImport::mark(std::vector<Intent>& intents) {
   const auto isToBeMarked = [](const Intent& intent) { return intent.history && !intent.isMarked; };
   if (std::ranges::none_of(intents, isToBeMarked)) {
@@ -109,7 +109,7 @@ void OriginalsImport::moveOne(Intent& intent, const OwnedDescriptor& incoming) {
                     .isCopy = isCopy});
 }
 
-// Another file may have got the name that was meant.
+// Chooses another name while the intended one is taken.
 FileIdentity OriginalsImport::giveName(Intent& intent, const OwnedDescriptor& from, const std::string& name) {
   const FileURL url = folder_->url().appending(intent.original.path);
   const OwnedDescriptor file = openIncomingFile(from, name, url);
@@ -128,14 +128,15 @@ void OriginalsImport::chooseAnotherName(Intent& intent) {
   transaction.commit();
 }
 
-// People move a year to another disk, and leave a link in its place. A file gets its name there from a copy
-// that is on that disk already, so that it is never seen in part.
+// The final folder is on another file system, because the user moved it there and left a link. The file is
+// copied to that file system under a hidden name first, and then renamed, so that it is never visible in
+// part.
 FileIdentity OriginalsImport::carryOver(Intent& intent, const OwnedDescriptor& incoming) {
   const std::string folderPath(folderOf(intent.original.path));
   const OwnedDescriptor& folder = folderFor(folderPath);
   const std::string name = carriedName(intent.temporaryName);
   const FileURL url = folder_->url().appending(folderPath).appending(name);
-  unlinkat(folder.number(), name.c_str(), 0);  // an earlier attempt's
+  unlinkat(folder.number(), name.c_str(), 0);  // left by an earlier attempt
   const OwnedDescriptor source = openIncomingFile(incoming, intent.temporaryName, url);
   try {
     const OwnedDescriptor copy = newFile(folder, name, url);
@@ -149,8 +150,8 @@ FileIdentity OriginalsImport::carryOver(Intent& intent, const OwnedDescriptor& i
   }
 }
 
-// Others can see the file before it is whole. After a kill or a power cut a part of it can be left under
-// this name, and the incoming file is whole.
+// Others can see the file while it grows. After a crash or a power loss it may be incomplete, while its
+// incoming file is complete.
 FileIdentity OriginalsImport::copyToName(Intent& intent, const OwnedDescriptor& incoming) {
   const OwnedDescriptor source = openIncomingFile(incoming, intent.temporaryName, folder_->url());
   const OwnedDescriptor& folder = folderFor(std::string(folderOf(intent.original.path)));
@@ -236,7 +237,7 @@ void OriginalsImport::rollBack() {
   makeFoldersDurable();
   const OwnedDescriptor library = folder_->open();
   for (auto made = madeFolders_.rbegin(); made != madeFolders_.rend(); ++made) {
-    unlinkat(library.number(), made->c_str(), AT_REMOVEDIR);  // unless there is something in it by now
+    unlinkat(library.number(), made->c_str(), AT_REMOVEDIR);  // fails if it is not empty
   }
   if (isDone && !markedAssets_.empty()) {
     Transaction transaction = catalogue_->change();

@@ -12,34 +12,35 @@
 
 namespace tolvander::platform::linux_ {
 
-// Gives incoming files their names among the originals, never in the place of another file, and takes the
-// names back where the change fails. Needs the library's lock; one object for one change.
+// Moves incoming files to their final names among the originals, without replacing other files, and moves
+// them back if the change fails. Needs the library's lock. One object for one change.
 //
-// Taking back is a renaming, and a removal only of a copy, whose incoming file is still there. It is done
-// only to the very files that this object named: device, inode, size and date as they were then. What can't
-// be taken back keeps its name, and the intent that names it.
+// Rolling back renames a file to its incoming name; a copied file is removed, because its incoming file
+// still exists. It affects only files whose device, inode, size and date are still those of the files that
+// this object moved. A file that can't be rolled back keeps its final name and its intent.
 class OriginalsImport {
  public:
   OriginalsImport(const LibraryFolder& folder, Catalogue& catalogue)
       : folder_(&folder), catalogue_(&catalogue), paths_(folder, catalogue) {}
-  // Takes the names back unless they are kept.
+  // Rolls back unless committed.
   ~OriginalsImport();
   OriginalsImport(const OriginalsImport&) = delete;
   OriginalsImport& operator=(const OriginalsImport&) = delete;
 
-  // To be called once, with files that their intents name. Brings the intents to what the files then are:
-  // another path where the one that was meant is taken, and the date that their file system keeps. The names
-  // are durable when it returns. Throws PosixError and DatabaseError.
+  // To be called once, with the intents that name the files. Updates the intents: to another path if the
+  // intended one is taken, and to the modification date that the file system stores. The final names are
+  // durable when it returns. Throws PosixError and DatabaseError.
   //
-  // A file is renamed where that is safe, and copied otherwise: to another disk, and on a FAT, where a power
-  // cut can leave a renamed file with both names, which share its blocks then, or with neither.
+  // A file is copied instead of renamed to another file system and on a FAT. There a power loss during a
+  // rename can leave the file with both names, sharing its blocks, or with none.
   void moveIntoPlace(std::vector<Intent>& intents);
 
-  // Whether the asset's original is a copy, so that its incoming file is still there. Its intent must stay in
-  // the catalogue until removeIncoming has removed that.
+  // Whether the original of the asset is a copy, so that its incoming file still exists. Its intent must
+  // stay in the catalogue until removeIncoming has removed that file.
   bool isCopied(const std::string& asset) const;
 
-  // The change is done, or it can't be known whether it is.
+  // Makes the destructor leave the files. To be called when the change is committed, or when it is unknown
+  // whether it is.
   void commit() { isCommitted_ = true; }
 
   // To be called when the change is done: removes the incoming files of what was copied, and their intents.
@@ -47,7 +48,7 @@ class OriginalsImport {
   void removeIncoming() noexcept;
 
  private:
-  // A file that has its name.
+  // A file that was moved or copied to its final name.
   struct Named {
     std::string asset;
     std::string temporaryName;

@@ -19,7 +19,7 @@ using app::PhotosResourceType;
 
 namespace {
 
-// Every value of one key.
+// All values of one key.
 template <typename Value>
 std::vector<Value> valuesOf(const std::multimap<std::string, Value>& map, const std::string& key) {
   const auto [first, last] = map.equal_range(key);
@@ -40,7 +40,7 @@ void addOnce(std::vector<std::string>& identifiers, const std::string& identifie
   }
 }
 
-// The keys of paths, of which a catalogue can have each once.
+// The keys of the paths. Throws unless they are all different, as a catalogue requires.
 std::set<std::string> requireDifferentKeys(const std::map<std::string, std::string>& identifiersByPath) {
   std::map<std::string, std::string> paths;
   std::set<std::string> keys;
@@ -160,7 +160,7 @@ bool RebuiltContents::isOfHistory(const FoundOriginal& file, const std::string& 
       [&](const KnownImports::Import& import) { return import.assetIdentifier == identifier; });
 }
 
-// Where it was never hashed, its size has to do.
+// If it was never hashed, only its size is compared.
 const RebuiltContents::Item* RebuiltContents::formerAtPathOf(const FoundOriginal& file) const {
   const auto former = formerByPath_.find(file.path);
   if (former == formerByPath_.end()) {
@@ -172,7 +172,7 @@ const RebuiltContents::Item* RebuiltContents::formerAtPathOf(const FoundOriginal
   return isSame ? former->second : nullptr;
 }
 
-// What the former catalogue says of this asset with this content.
+// The former catalogue's entry for this asset with this content.
 const RebuiltContents::Item* RebuiltContents::formerItem(const FoundOriginal& file,
                                                          const std::string& identifier) const {
   const Item* atPath = formerAtPathOf(file);
@@ -226,7 +226,7 @@ RebuiltContents::Item RebuiltContents::itemFromFile(const FoundOriginal& file,
                        .byteCount = file.byteCount}};
 }
 
-// The camera file's name, with the extension of what was made of it.
+// The name of the camera file, with the extension of the imported file.
 std::string RebuiltContents::filenameOf(const FoundOriginal& file, const std::string& identifier) const {
   const FileURL url = folder_->url().appending(file.path);
   for (const KnownImports::Import& import : valuesOf(imports_->imports, file.sha256)) {
@@ -263,7 +263,7 @@ std::vector<Intent> RebuiltContents::formerIntents(const std::vector<FoundOrigin
   return intents;
 }
 
-// Those that no former intent names.
+// Intents for marked incoming files that no former intent names.
 std::vector<Intent> RebuiltContents::intentsOfMarked(const std::vector<FoundOriginal>& originals,
                                                      const std::vector<FoundOriginal>& incoming) const {
   std::map<std::string_view, const FoundOriginal*> unnamed;
@@ -286,7 +286,7 @@ std::vector<Intent> RebuiltContents::intentsOfMarked(const std::vector<FoundOrig
   return intents;
 }
 
-// The history doesn't keep the names of files that are only marked.
+// The history has no names of files that are only marked.
 Intent RebuiltContents::intentFor(const FoundOriginal& incoming) const {
   const FileURL url = folder_->url().appending(incoming.path);
   const std::string filename = "Recovered." + extensionByContent(url);

@@ -12,19 +12,19 @@
 
 namespace tolvander::platform::linux_ {
 
-// What a history of imports knows of the files that the library was given. Fingerprints are SHA-256, as 64
-// lower-case hexadecimal digits, of what was handed to the library.
+// What a history of imports knows of the files that were imported. Fingerprints are the SHA-256 of the
+// imported file, as 64 lower-case hexadecimal digits.
 struct KnownImports {
   struct Import {
     std::string assetIdentifier;
-    std::string filename;  // the camera file's
+    std::string filename;  // of the camera file
   };
   std::multimap<std::string, Import> imports;  // by fingerprint
-  std::set<std::string> pendingFingerprints;   // of files that are marked
-  UUID history;                                // that marked them
+  std::set<std::string> pendingFingerprints;   // of marked files
+  UUID history;                                // its identifier
 };
 
-// What was found, as the numbers of files or entries.
+// Numbers of files or entries.
 struct RebuildCounts {
   std::int64_t known = 0;    // whose asset the history or the former catalogue knows
   std::int64_t added = 0;    // known to neither

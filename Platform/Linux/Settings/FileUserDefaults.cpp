@@ -14,7 +14,7 @@ namespace tolvander::platform::linux_ {
 
 namespace {
 
-constexpr std::size_t largestFile = 16 * 1024 * 1024;  // bytes; thousands of cameras stay far below
+constexpr std::size_t largestFile = 16 * 1024 * 1024;  // bytes; enough for thousands of cameras
 
 UserDefaultsValues valuesIn(const FileURL& file) {
   FileReader reader(file);
@@ -101,7 +101,7 @@ void FileUserDefaults::remove(std::string_view key) {
   replace(std::move(changed));
 }
 
-// The file first: memory never knows what the disk doesn't.
+// Writes the file before updating memory, so that both are unchanged if it fails.
 void FileUserDefaults::replace(UserDefaultsValues values) {
   const std::string text = encodeUserDefaults(values) + "\n";
   createDirectories(file_.deletingLastPathComponent(), Durability::survivesPowerLoss);

@@ -12,25 +12,25 @@
 
 namespace tolvander::platform::linux_ {
 
-// Preferences in one JSON file, of the form that UserDefaultsStore.h tells.
+// Preferences in one JSON file, whose format UserDefaultsStore.h describes.
 //
-// Read once, at creation. Each change replaces the file as a whole, and is on the disk when the operation
-// returns; a change to the value that is there already writes nothing. The file is this object's alone while
-// it lives: one process at a time owns a home.
+// The file is read once, by the constructor. Each change replaces the whole file, and is durable when the
+// operation returns; setting a value that is already set writes nothing. Only one process at a time may use
+// the file: the one that has the lock of the home (HomeLock).
 //
-// A file that can't be read (damaged, cut off, of another version, not a file, without permission, larger
-// than 16 MiB) is never written to: reading gives nothing, every change throws UserDefaultsError. It has to
-// be mended or moved away by somebody who can tell what it is worth; what was in it must not be replaced by
-// the few values of a fresh start. Only a file that isn't there is an empty one.
+// A file that can't be read (damaged, truncated, of another version, not a regular file, without permission,
+// larger than 16 MiB) is never written to: reading returns no values, and every change throws
+// UserDefaultsError. Otherwise the few values of a fresh start would replace its content. A user has to
+// repair it or move it away. Only a missing file counts as empty.
 class FileUserDefaults final : public app::UserDefaults {
  public:
-  // Where the preferences of a home belong; absent where the user has no home.
+  // The file of preferences in the user's home; absent if the user has no home.
   static std::optional<FileURL> standardFile(const StandardDirectories& directories);
 
-  // Throws nothing because of the file. The folder is made with the first change.
+  // Doesn't throw if the file can't be read. The folder is created by the first change.
   explicit FileUserDefaults(FileURL file);
 
-  // Why nothing can be changed; absent where it can.
+  // Why changes fail; absent if they don't.
   const std::optional<app::UserDefaultsError>& failure() const { return failure_; }
 
   std::optional<bool> boolean(std::string_view key) const override;

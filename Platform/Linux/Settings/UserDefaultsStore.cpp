@@ -33,7 +33,7 @@ struct ValueWriter {
 
 void requireSize(const JSONObject& object, std::size_t size, std::string_view key) {
   if (object.size() != size) {
-    fail(key, "something unknown stands there");
+    fail(key, "the value has an unknown type");
   }
 }
 
@@ -76,7 +76,7 @@ UserDefaultsValues decodeUserDefaults(std::span<const std::byte> json) {
   UserDefaultsValues values;
   store.required("values").object().forEach([&](std::string_view key, const JSONValue& value) {
     if (!values.emplace(key, decodeValue(value, key)).second) {
-      fail(key, "the key stands twice");
+      fail(key, "the key occurs twice");
     }
   });
   return values;

@@ -21,7 +21,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Goes on while the machine sleeps, unlike CLOCK_MONOTONIC.
+// Includes the time while the machine is suspended, unlike CLOCK_MONOTONIC.
 constexpr clockid_t continuousClock = CLOCK_BOOTTIME;
 
 OwnedDescriptor checked(int descriptor, const char* operation) {
@@ -36,7 +36,7 @@ timespec timespecOf(std::chrono::nanoseconds time) {
   return {.tv_sec = seconds.count(), .tv_nsec = (time - seconds).count()};
 }
 
-// An eventfd or a timerfd counts until it is read.
+// Reading resets the counter of an eventfd or timerfd.
 void clearCount(const OwnedDescriptor& descriptor) {
   std::uint64_t count = 0;
   static_cast<void>(retryOnEINTR([&] { return read(descriptor.number(), &count, sizeof count); }));
@@ -79,7 +79,7 @@ void EventLoop::stop() {
   post([this] { isStopped_ = true; });
 }
 
-// Timers that are made meanwhile wait for the next round, so that the watched files have their turn.
+// Timers added by these functions wait for the next iteration, so that they can't starve the descriptors.
 void EventLoop::runDueTimers() {
   const Instant due = now();
   while (queue_.runDueTimer(due)) {
@@ -110,7 +110,7 @@ void EventLoop::waitForEvents() {
   for (const epoll_event& event : std::span(events).first(static_cast<std::size_t>(count))) {
     const std::uint64_t watch = event.data.u64;  // epoll_event is packed: find() can't refer to its member
     const auto found = watches_->functions.find(watch);
-    if (found != watches_->functions.end()) {  // else a function before this one ended the watch
+    if (found != watches_->functions.end()) {  // otherwise an earlier function has ended the watch
       const auto function = found->second;
       (*function)(event.events);
     }

@@ -15,29 +15,29 @@
 
 namespace tolvander::platform::linux_ {
 
-// The main thread of a program without a toolkit: the thread that makes the loop and runs it. It sleeps in
-// the kernel until a function is posted, a timer is due or a watched file is ready, and isn't woken
-// otherwise.
+// The event loop of a program without a GUI toolkit. The thread that creates it is the main thread and runs
+// it. It sleeps in epoll_wait until a function is posted, a timer is due or a watched descriptor is ready,
+// and doesn't poll.
 class EventLoop final : public app::MainThread, public DescriptorWatcher {
  public:
-  // Throws PosixError when the kernel gives no descriptors.
+  // Throws PosixError if the process has no free descriptors.
   EventLoop();
-  // Ends the loop if it never ran.
+  // Does what run() does at its end, if it never ran.
   ~EventLoop() override;
   EventLoop(const EventLoop&) = delete;
   EventLoop& operator=(const EventLoop&) = delete;
 
-  // Runs until `stop`, once in the loop's life. When it returns, no worker runs any more: jobs that should
-  // not be waited for are cancelled before `stop`.
+  // Runs until `stop`; at most once. Waits for all workers before it returns; so cancel their jobs before
+  // `stop`.
   void run();
 
-  // Lets `run` return when all that was posted before has been run. Any thread, also before `run`.
+  // Makes `run` return after everything that was posted before. On any thread, also before `run`.
   void stop();
 
   app::Subscription watch(int descriptor, std::uint32_t events,
                           std::function<void(std::uint32_t ready)> function) override;
 
-  // How often the loop has come back from the kernel.
+  // The number of returns from epoll_wait; for tests that the loop doesn't poll.
   std::uint64_t wakeUpCount() const { return wakeUpCount_; }
 
   void post(std::function<void()> function) override;

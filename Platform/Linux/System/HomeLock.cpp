@@ -34,7 +34,7 @@ std::string nameOfThisProcess() {
 }
 
 OwnedDescriptor openOrMake(const FileURL& file) {
-  // The history lies in the same folder, and takes one that is there for durable.
+  // The history is in the same folder, and assumes that an existing folder is durable.
   createDirectories(file.deletingLastPathComponent(), Durability::survivesPowerLoss);
   OwnedDescriptor descriptor(retryOnEINTR(
       [&] { return open(file.path().c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644); }));
@@ -44,7 +44,7 @@ OwnedDescriptor openOrMake(const FileURL& file) {
   return descriptor;
 }
 
-// Absent where the owner hasn't written its name yet.
+// Absent if the owner hasn't written its name yet.
 std::optional<app::HomeHolder> writtenHolder(const OwnedDescriptor& file) {
   std::array<char, 256> buffer{};
   const ssize_t size = retryOnEINTR([&] { return pread(file.number(), buffer.data(), buffer.size(), 0); });

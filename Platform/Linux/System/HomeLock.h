@@ -9,27 +9,27 @@
 
 namespace tolvander::platform::linux_ {
 
-// The right to change the files of one home, which one process has at a time. It ends with the object, and
-// with the process however that ends. The file stays, and holds the process and the command that had the
-// right last: "4711 tolvanderctl" and a line end.
+// The exclusive lock for changing the files of one home. One process has it at a time, until the object or
+// the process ends. The lock file stays, with the process and the command that had the lock last: "4711
+// tolvanderctl" and a line feed.
 //
-// A lock of the open file description (F_OFD_SETLK, fcntl(2)), since that can be looked at without being
-// taken: who asks is never in the way of one that starts.
+// A lock of the open file description (F_OFD_SETLK, fcntl(2)), because it can be queried without being
+// taken: a query never makes another process fail to get it.
 class HomeLock {
  public:
-  // The lock of a home, beside the history; absent where the user has no home.
+  // The lock file of the user's home, beside the history; absent if the user has no home.
   static std::optional<FileURL> standardFile(const StandardDirectories& directories);
 
-  // Makes the file and the folders above it where they are missing. Doesn't wait. Throws HomeInUseError where
-  // another process has the right, and PosixError.
+  // Creates the file and missing folders above it. Doesn't wait. Throws HomeInUseError if another process
+  // has the lock, and PosixError.
   explicit HomeLock(const FileURL& file);
 
-  // Checks that this process still holds the lock. If the lock file was deleted or replaced, the file that
-  // has the name now is locked instead. To be called before a file of the home is changed, by one thread at a
-  // time. Throws as the constructor does.
+  // Checks that this process still holds the lock. If the lock file was deleted or replaced, locks the file
+  // that has the name now. To be called before a file of the home is changed, by one thread at a time.
+  // Throws as the constructor does.
   void require();
 
-  // Who has the right now; absent where nobody has, or it can't be told. Throws nothing.
+  // The process that has the lock; absent if none has, or on an error. Doesn't throw.
   static std::optional<app::HomeHolder> holder(const FileURL& file);
 
  private:

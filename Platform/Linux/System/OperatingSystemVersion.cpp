@@ -10,7 +10,7 @@ namespace tolvander::app {
 
 namespace {
 
-// Takes the number at the start of the text, and the dot behind it, away; 0 where none stands there.
+// Removes the number at the start of the text and the dot after it. Returns 0 if there is none.
 std::int64_t takeNumber(std::string_view& text) {
   std::int64_t number = 0;
   const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -25,7 +25,7 @@ std::int64_t takeNumber(std::string_view& text) {
 
 }  // namespace
 
-// The kernel's: "6.1.0-28-amd64" is 6, 1, 0.
+// The version of the kernel: "6.1.0-28-amd64" is 6, 1, 0.
 OperatingSystemVersion OperatingSystemVersion::current() {
   utsname names{};
   if (uname(&names) != 0) {

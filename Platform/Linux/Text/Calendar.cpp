@@ -14,19 +14,19 @@
 
 namespace tolvander {
 
-// The zone is only ever asked, which ICU allows on several threads at once.
+// The zone is never changed, so ICU allows using it on several threads.
 struct TimeZone::Rules {
   std::string name;
   std::unique_ptr<const icu::TimeZone> owner;
-  const icu::BasicTimeZone& zone;  // the same, as the type that it is
+  const icu::BasicTimeZone& zone;  // the same object with its actual type
 };
 
 namespace {
 
 constexpr std::string_view exifForm = "0000:00:00 00:00:00";
 
-// Whether the time-zone database has the name. ICU also makes zones of "GMT+3" and the like, and one called
-// Etc/Unknown of everything else.
+// Whether the time zone database has the name. ICU also accepts "GMT+3" and the like, and returns
+// Etc/Unknown for anything else.
 bool isInDatabase(const icu::UnicodeString& name) {
   icu::UnicodeString canonicalName;
   UBool isInDatabase = false;
@@ -44,7 +44,7 @@ std::chrono::seconds inSeconds(std::int32_t rawOffset, std::int32_t daylightSavi
       std::chrono::milliseconds(rawOffset + daylightSaving));
 }
 
-// What a clock in the zone is ahead of UTC at an instant.
+// The offset of the zone from UTC at an instant.
 std::chrono::seconds offsetAt(std::chrono::sys_seconds instant, const icu::BasicTimeZone& zone) {
   std::int32_t rawOffset = 0;
   std::int32_t daylightSaving = 0;
@@ -66,13 +66,14 @@ std::chrono::seconds offsetAtReading(LocalDateTime reading, const icu::BasicTime
   return inSeconds(rawOffset, daylightSaving);
 }
 
-// "Europe/Berlin" of "/usr/share/zoneinfo/Europe/Berlin", of ":Europe/Berlin" (tzset(3)) and of itself.
+// The name of a zone: "Europe/Berlin" of "/usr/share/zoneinfo/Europe/Berlin", ":Europe/Berlin" (tzset(3)),
+// or itself.
 std::string_view zoneName(std::string_view text) {
   constexpr std::string_view database = "/zoneinfo/";
   if (const std::size_t position = text.find(database); position != std::string_view::npos) {
     text.remove_prefix(position + database.size());
   }
-  // The database stands there up to three times: on its own, without leap seconds, and with them.
+  // The folder can contain the database three times: itself, without leap seconds, and with them.
   for (const std::string_view prefix : std::array<std::string_view, 3>{":", "posix/", "right/"}) {
     if (text.starts_with(prefix)) {
       text.remove_prefix(prefix.size());
@@ -81,8 +82,7 @@ std::string_view zoneName(std::string_view text) {
   return text;
 }
 
-// What this machine is set to, where the user's environment says nothing: localtime(5) as systemd has it, or
-// the file that Debian keeps beside it.
+// The time zone of the machine: the link /etc/localtime (localtime(5)), or /etc/timezone on Debian.
 std::optional<TimeZone> zoneOfTheMachine() {
   std::error_code isNoLink;
   const std::string link = std::filesystem::read_symlink("/etc/localtime", isNoLink).string();
@@ -105,7 +105,7 @@ std::optional<TimeZone> TimeZone::named(std::string_view name) {
   }
   std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::createTimeZone(id));
   const auto* const basic = dynamic_cast<const icu::BasicTimeZone*>(zone.get());
-  precondition(basic != nullptr, "every zone of the database tells its transitions");
+  precondition(basic != nullptr, "every zone of the database has transition rules");
   return TimeZone(std::make_shared<const Rules>(Rules{std::string(name), std::move(zone), *basic}));
 }
 

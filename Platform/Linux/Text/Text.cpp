@@ -41,8 +41,8 @@ icu::Locale userLocale(const char* category) {
     if (value == nullptr || *value == '\0') {
       continue;
     }
-    // "C.UTF-8" and "POSIX" mean byte order and bare digits to the C library; people who read expect neither,
-    // and no language's rules.
+    // "C.UTF-8" and "POSIX" mean byte order and ungrouped digits in the C library. Users expect neither, so
+    // the rules of no particular language are used.
     const std::string_view language = std::string_view(value).substr(0, std::string_view(value).find('.'));
     const bool isWithoutLanguage = language == "C" || language == "POSIX" || language == "en_US_POSIX";
     return isWithoutLanguage ? icu::Locale::getRoot() : icu::Locale::createCanonical(value);
@@ -50,20 +50,20 @@ icu::Locale userLocale(const char* category) {
   return icu::Locale::getRoot();
 }
 
-// None where ICU can make nothing of the locale.
+// Null if ICU doesn't support the locale.
 std::unique_ptr<icu::Collator> collatorFor(const icu::Locale& locale) {
   UErrorCode status = U_ZERO_ERROR;
   std::unique_ptr<icu::Collator> collator(icu::Collator::createInstance(locale, status));
   if (U_SUCCESS(status)) {
     collator->setStrength(icu::Collator::TERTIARY);
     collator->setAttribute(UCOL_NUMERIC_COLLATION, UCOL_ON, status);
-    // Without it two spellings of a letter with several accents compare as different.
+    // Without it, different encodings of a letter with several accents compare as different.
     collator->setAttribute(UCOL_NORMALIZATION_MODE, UCOL_ON, status);
   }
   return U_SUCCESS(status) ? std::move(collator) : nullptr;
 }
 
-// Of the user's locale, or of no language where the environment names one that ICU refuses.
+// For the user's locale, or for no particular language if ICU refuses that.
 std::unique_ptr<icu::Collator> makeCollator() {
   auto collator = collatorFor(userLocale("LC_COLLATE"));
   if (!collator) {
@@ -73,7 +73,8 @@ std::unique_ptr<icu::Collator> makeCollator() {
   return collator;
 }
 
-// Making a collator loads a locale's rules, so it happens once; each thread gets a copy, which shares them.
+// Creating a collator loads the rules of a locale, so it is done once; each thread has a copy that shares
+// them.
 const icu::Collator& collator() {
   static const std::unique_ptr<const icu::Collator> prototype = makeCollator();
   static thread_local const std::unique_ptr<const icu::Collator> copy(prototype->clone());
@@ -85,7 +86,7 @@ const icu::UnicodeSet& whitespaceAndNewlines() {
     UErrorCode status = U_ZERO_ERROR;
     icu::UnicodeSet characters(UNICODE_STRING_SIMPLE("[[:Z:]\\u0009-\\u000D\\u0085]"), status);
     precondition(U_SUCCESS(status), "the set of white space is well formed");
-    characters.freeze();  // makes it fast, and safe on every thread
+    characters.freeze();  // fast, and safe on every thread
     return characters;
   }();
   return set;
@@ -93,7 +94,7 @@ const icu::UnicodeSet& whitespaceAndNewlines() {
 
 using NumberFormatter = icu::number::LocalizedNumberFormatter;
 
-// The formatter finds out with its first number that it has no data for a locale.
+// The formatter reports missing data of a locale only with its first number.
 std::optional<std::string> formatted(std::int64_t number, const NumberFormatter& formatter) {
   UErrorCode status = U_ZERO_ERROR;
   std::string text;
@@ -101,7 +102,7 @@ std::optional<std::string> formatted(std::int64_t number, const NumberFormatter&
   return U_SUCCESS(status) ? std::optional(std::move(text)) : std::nullopt;
 }
 
-// As for the collator: the user's locale, or no language.
+// For the user's locale, or for no particular language, like the collator.
 NumberFormatter makeNumberFormatter() {
   NumberFormatter formatter = icu::number::NumberFormatter::withLocale(userLocale("LC_NUMERIC"));
   return formatted(0, formatter) ? std::move(formatter)
@@ -131,12 +132,12 @@ std::string standardSortKey(std::string_view text) {
     size = writeKey(key);
   }
   precondition(size > 0, "every text has a sort key");
-  key.resize(size - 1);  // without the zero that ends it
+  key.resize(size - 1);  // without the terminating NUL
   key.shrink_to_fit();
   return key;
 }
 
-// Nearly all file names are ASCII, and that needs neither UTF-16 nor tables, here and in lowercased().
+// Nearly all file names are ASCII, which needs neither UTF-16 nor tables; the same in lowercased().
 bool equalIgnoringCase(std::string_view left, std::string_view right) {
   if (isASCII(left) && isASCII(right)) {
     return std::equal(left.begin(), left.end(), right.begin(), right.end(),
@@ -176,13 +177,13 @@ RegularExpressionError::RegularExpressionError(std::string_view pattern)
     : Error("not a regular expression: " + std::string(pattern)) {}
 
 struct RegularExpression::Compiled {
-  icu::UnicodeString subject;  // the matcher refers to it
+  icu::UnicodeString subject;  // the matcher keeps a pointer to it
   std::unique_ptr<icu::RegexMatcher> matcher;
 };
 
 RegularExpression::RegularExpression(std::string_view pattern) : compiled_(std::make_unique<Compiled>()) {
-  // Patterns come from files that anyone can write, and some take longer than the universe lasts on 30
-  // letters. The longest file name needs one step of time and some kilobytes with any pattern of good will.
+  // Patterns come from files that users can edit, and some take exponential time. The longest file name
+  // needs one step and some kilobytes with a reasonable pattern.
   constexpr std::int32_t timeLimit = 50;          // in steps of 10,000 states that the engine passes through
   constexpr std::int32_t stackLimit = 1'048'576;  // bytes
 

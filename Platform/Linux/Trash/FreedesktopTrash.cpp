@@ -155,7 +155,7 @@ std::vector<app::TrashedItem> FreedesktopTrash::trashedItems(const app::Director
 std::optional<std::string> FreedesktopTrash::volumeUUIDString(const FileURL& directory) {
   FileURL mountPoint = directory.standardized();
   while (!isMountPoint(mountPoint)) {
-    if (mountPoint.path() == "/") {  // a process that was shut into a folder
+    if (mountPoint.path() == "/") {  // after a chroot into a folder that is not a mount point
       return stableFileSystemId(directory);
     }
     mountPoint = mountPoint.deletingLastPathComponent();

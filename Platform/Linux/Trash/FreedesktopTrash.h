@@ -4,12 +4,12 @@
 
 namespace tolvander::platform::linux_ {
 
-// The Trash of removable volumes as file managers have it: a Trash folder at the top of each volume (see
-// TrashFolder). The top is the folder that is named as the volume, so a folder which isn't a mount point has
-// a Trash of its own, and nothing of it gets out of that folder.
+// The Trash of removable volumes, compatible with file managers: a Trash folder at the top of each volume
+// (see TrashFolder). Also works for a folder that counts as a volume without being a mount point: it has its
+// own Trash, and its files never leave the folder.
 //
-// Renames use renameat2(RENAME_NOREPLACE). File systems without it (exFAT in a user's process, for one)
-// refuse the move, and the file stays where it is.
+// Renames use renameat2(RENAME_NOREPLACE). On file systems without it (exFAT through FUSE, for example) the
+// move fails, and the file stays where it is.
 class FreedesktopTrash final : public app::TrashOperations {
  public:
   std::unique_ptr<app::DirectoryDescriptor> openRootDirectory() override;
@@ -26,9 +26,9 @@ class FreedesktopTrash final : public app::TrashOperations {
                                    const app::DirectoryDescriptor& trash) override;
   std::vector<app::TrashedItem> trashedItems(const app::DirectoryDescriptor& trash) override;
 
-  // The UUID of the volume that is mounted above the directory. Where that isn't known, a folder below the
-  // mount point still has what tells its file system from others, if that outlasts a remount; the mount point
-  // itself has nothing, for a volume without a UUID isn't managed.
+  // The UUID of the volume that is mounted at the directory or above it. If it has none: for a folder below
+  // the mount point an identifier of the file system, if that has one that survives a remount; absent for
+  // the mount point itself, because volumes without a UUID aren't managed.
   std::optional<std::string> volumeUUIDString(const FileURL& directory) override;
 
   bool keepsTopLevelFoldersInPrivate() const override { return false; }

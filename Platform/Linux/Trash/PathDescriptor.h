@@ -14,8 +14,8 @@
 
 namespace tolvander::platform::linux_ {
 
-// A directory opened for searching (O_PATH), with the path that it was reached by. That path is for texts and
-// messages; what the descriptor leads to doesn't depend on it.
+// A directory opened with O_PATH, and the path by which it was reached. The path is only for texts and
+// errors; operations use the descriptor, so that renaming the directory doesn't affect them.
 class PathDescriptor final : public app::DirectoryDescriptor {
  public:
   PathDescriptor(OwnedDescriptor descriptor, FileURL url)
@@ -24,7 +24,7 @@ class PathDescriptor final : public app::DirectoryDescriptor {
   int number() const { return descriptor_.number(); }
   const FileURL& url() const { return url_; }
 
-  // Throws PosixError for anything but a directory, a link to one among them.
+  // Throws PosixError for anything but a directory, including a symbolic link to one.
   static PathDescriptor open(int parent, const std::string& name, FileURL url) {
     OwnedDescriptor descriptor(retryOnEINTR(
         [&] { return openat(parent, name.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); }));
@@ -38,7 +38,8 @@ class PathDescriptor final : public app::DirectoryDescriptor {
     return open(number(), name, url_.appending(name));
   }
 
-  // All directories that reach the answers to the contract's operations were opened by this platform.
+  // Every DirectoryDescriptor that is passed to FreedesktopTrash was created by it, and therefore is a
+  // PathDescriptor.
   static const PathDescriptor& of(const app::DirectoryDescriptor& descriptor) {
     return dynamic_cast<const PathDescriptor&>(descriptor);
   }

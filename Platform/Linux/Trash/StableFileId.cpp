@@ -25,11 +25,11 @@ namespace tolvander::platform::linux_ {
 
 namespace {
 
-// Numbers of file systems that <linux/magic.h> doesn't have (statfs(2)).
+// Magic numbers that <linux/magic.h> doesn't have (statfs(2)).
 constexpr std::uint32_t zfsMagic = 0x2FC1'2FC1;
 
-// File systems whose inode numbers are on the disk. Those of the FAT family and most that run in a user's
-// process count inodes up anew at every mount.
+// File systems that store inode numbers on the disk. The FAT drivers and most FUSE drivers assign new ones
+// at every mount.
 constexpr std::array fileSystemsKeepingNumbers = std::to_array<std::uint32_t>(
     {EXT4_SUPER_MAGIC, BTRFS_SUPER_MAGIC, XFS_SUPER_MAGIC, F2FS_SUPER_MAGIC, TMPFS_MAGIC, zfsMagic});
 
@@ -54,7 +54,8 @@ SHA256::Digest digestOfBeginning(const OwnedDescriptor& file, const FileURL& url
 }
 
 std::uint64_t idOfContent(const OwnedDescriptor& file, const app::FileStatus& status, const FileURL& url) {
-  // FAT keeps every second second; what is in memory before a remount can be finer.
+  // FAT stores modification times with a resolution of two seconds; before a remount the kernel returns a
+  // finer time.
   constexpr std::int64_t coarsestStep = 2;
   const std::array fields{status.birthSeconds, status.birthNanoseconds,
                           status.modificationSeconds / coarsestStep, status.size};

@@ -29,8 +29,8 @@ constexpr const char* sharedName = ".Trash";
 constexpr const char* filesName = "files";
 constexpr const char* infoName = "info";
 
-// By the clock that everything else is dated by. time(2) lags behind it by some milliseconds, and what was
-// moved just after a second began would be dated before the intent to move it.
+// Reads the clock that file times and intents use. time(2) lags behind it by milliseconds, so that a file
+// moved just after the start of a second would be dated before its intent.
 std::time_t now() { return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now()); }
 
 std::string userName() { return std::to_string(geteuid()); }
@@ -55,7 +55,7 @@ bool isSharedTrash(const std::optional<struct stat>& status) {
   return status && S_ISDIR(status->st_mode) && (status->st_mode & S_ISVTX) != 0;
 }
 
-// Whether the folder of that descriptor is what `parent` has under `name`.
+// Whether the entry `name` of `parent` is this folder.
 bool isEntry(const PathDescriptor& folder, const PathDescriptor& parent, const std::string& name) {
   struct stat status {};
   const auto entry = statusOf(parent.number(), name);
@@ -67,17 +67,18 @@ OwnedDescriptor openReadable(int parent, const char* name) {
       retryOnEINTR([&] { return openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); }));
 }
 
-// FAT has no atomic rename. vfat writes the new entry with size 0 and without a place and puts both in when
-// it writes the inode, up to half a minute later: a card pulled out in between has an empty file. The old
-// entry goes at any time, and a card that keeps both has two files in one place. This waits for all of it:
-// fsync of file and folders would miss the first blocks of a folder that was made since the volume was
-// mounted, which the driver keeps with those of the folder above. The fsync is for the drive's own cache.
+// FAT has no atomic rename. vfat writes the new entry with size 0 and no start cluster, and updates both
+// when it writes the inode, up to half a minute later: until then, a card that is unplugged has an empty
+// file. The old entry is removed at any time; a card with both entries has two files that share their
+// clusters. syncfs waits for all of that: fsync of the file and the folders would miss the first clusters of
+// a folder that was created since the volume was mounted, because the driver keeps them with the folder
+// above. The fsync flushes the drive's cache.
 bool isRenameWritten(int to) {
   const OwnedDescriptor folder = openReadable(to, ".");
   return folder && syncfs(folder.number()) == 0 && tryMakeDurable(folder);
 }
 
-// A folder of this user, and the descriptor to it. Absent where there is none and none is to be made.
+// Opens a folder that belongs to this user; with `create`, creates it. Absent if it doesn't exist.
 std::optional<PathDescriptor> ownFolder(const PathDescriptor& parent, const std::string& name, bool create) {
   const FileURL url = parent.url().appending(name);
   if (create && mkdirat(parent.number(), name.c_str(), S_IRWXU) == 0) {
@@ -99,7 +100,7 @@ std::optional<PathDescriptor> ownFolder(const PathDescriptor& parent, const std:
   return parent.openDirectory(name);
 }
 
-// The "files" folder of the Trash `name`; absent where there is no such Trash, or only a part of one.
+// The "files" folder of the Trash `name`; absent if the Trash or one of its two folders is missing.
 std::optional<FileURL> filesFolderIn(const PathDescriptor& parent, const std::string& name, bool create) {
   const auto trash = ownFolder(parent, name, create);
   if (!trash || !ownFolder(*trash, infoName, create)) {
@@ -138,7 +139,7 @@ FileURL TrashFolder::filesFolderAt(const FileURL& top, bool create) {
         return *std::move(files);
       }
     } catch (const PosixError&) {
-      // The administrator's folder can't be used, and the user's own has to do.
+      // The administrator's folder can't be used, so the user's own is.
     }
   }
   if (auto files = filesFolderIn(folder, privateName(), create)) {
@@ -162,7 +163,7 @@ std::optional<FileURL> TrashFolder::enclosingFilesFolder(const FileURL& place) {
   return std::nullopt;
 }
 
-// The names are looked up from below, so that it doesn't matter what the path leads to by now.
+// Goes from "files" upwards by "..", so that it doesn't matter if the path has changed.
 std::optional<TrashFolder> TrashFolder::ofFiles(const PathDescriptor& files) {
   const FileURL trashURL = files.url().deletingLastPathComponent();
   const FileURL parentURL = trashURL.deletingLastPathComponent();
@@ -233,7 +234,7 @@ void TrashFolder::rename(const std::string& name, const std::string& newName) {
   }
 }
 
-// The info file goes last: a power loss that takes the change back must find it there.
+// The info file is removed last: if a power loss undoes the move, the item in the Trash must still have it.
 void TrashFolder::moveOut(const std::string& name, const PathDescriptor& to, const std::string& newName) {
   moveExclusively(files_.number(), name, to.number(), newName, filesURL_.appending(name));
   if (tryMakeDurable(openReadable(to.number(), "."))) {
@@ -269,9 +270,9 @@ std::vector<app::TrashedItem> TrashFolder::items() const {
   return items;
 }
 
-// Throws where a file that could be one can't be read.
+// Throws if the file can't be read, because it may be an info file.
 std::optional<app::TrashedItem> TrashFolder::itemOfInfo(const std::string& infoFileName) const {
-  constexpr std::size_t largestInfo = 65'536;  // bytes; the longest path takes a fifth of it
+  constexpr std::size_t largestInfo = 65'536;  // bytes; five times the longest percent-encoded path
   if (!infoFileName.ends_with(trashInfoExtension)) {
     return std::nullopt;
   }
@@ -325,8 +326,8 @@ void TrashFolder::writeInfo(const std::string& name, const FileURL& item) {
   }
 }
 
-// Only what is an info file: a picture that somebody gave such a name stays. Its failing is no error, for the
-// item has left already.
+// Removes only a file with the content of an info file, not, for example, a picture with such a name.
+// Ignores errors, because the item was moved already.
 void TrashFolder::removeInfo(const std::string& name) {
   const std::string fileName = infoFileName(name);
   const OwnedDescriptor file(retryOnEINTR([&] {

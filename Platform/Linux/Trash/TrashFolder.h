@@ -11,42 +11,44 @@
 
 namespace tolvander::platform::linux_ {
 
-// One user's Trash in the top folder of a volume (freedesktop.org Trash specification 1.0): the items in
-// "files", and for each of them in "info" where it came from. An item has its info file before it is in the
-// Trash and until it has left, so at no moment is there one that a file manager can't put back; when the
-// process dies in between, at worst an info file stays whose item is gone.
+// A user's Trash in the top folder of a volume (freedesktop.org Trash specification 1.0, "Trash
+// directories"): the items are in "files", and "info" has a file for each with its original path and the
+// date. The info file exists before the item is moved in, and until it was moved out, so that a file manager
+// can always restore the item. If the process dies in between, at worst an info file without an item is
+// left.
 //
-// Everything is reached through the descriptor of "files". All operations throw PosixError and have then
+// All accesses are relative to the descriptor of "files". All operations throw PosixError, and have then
 // changed nothing.
 class TrashFolder {
  public:
-  // The path of the "files" folder in the user's Trash of `top`: ".Trash/<uid>" where an administrator has
-  // made a ".Trash" that can be trusted (a folder with the sticky bit, and not a link), otherwise
-  // ".Trash-<uid>". With `create`, made where it is missing, for this user alone and durably. Throws ENOENT
-  // where there is none, EPERM where what there is belongs to somebody else.
+  // The path of the "files" folder in the user's Trash of the volume at `top`: in ".Trash/<uid>" if the
+  // administrator made a valid ".Trash" (a folder with the sticky bit, not a link), otherwise in
+  // ".Trash-<uid>". With `create`, missing folders are created durably, accessible for this user only.
+  // Throws ENOENT if there is none, EPERM if the folder belongs to another user.
   static FileURL filesFolderAt(const FileURL& top, bool create);
 
-  // The path of the "files" folder that `place` is or lies in, going by its text; absent where there is none.
+  // The path of the "files" folder that `place` is or is below, judged by the text of the path; absent if
+  // there is none.
   static std::optional<FileURL> enclosingFilesFolder(const FileURL& place);
 
-  // The Trash whose "files" folder this is; absent when it is no user's Trash, or not this user's.
+  // The Trash of this "files" folder; absent if it isn't part of a Trash of this user.
   static std::optional<TrashFolder> ofFiles(const PathDescriptor& files);
 
-  // Moves an entry into the Trash under a new name. False when that name is taken.
+  // Moves an entry into the Trash under a new name. Returns false if the name is taken.
   bool moveIn(const PathDescriptor& from, const std::string& name, const std::string& newName);
 
-  // Gives an item another name.
+  // Renames an item within the Trash.
   void rename(const std::string& name, const std::string& newName);
 
-  // Moves an item out of the Trash; durable when it returns, where the volume lets it be.
+  // Moves an item out of the Trash. Durable when it returns, if the file system supports that.
   void moveOut(const std::string& name, const PathDescriptor& to, const std::string& newName);
 
-  // Removes an item for good.
+  // Deletes an item.
   void remove(const std::string& name);
 
   bool isSameAs(const TrashFolder& other) const;
 
-  // What the info files say. One that isn't a regular file, or that can't be understood, says nothing.
+  // The items according to the info files. Skips those that aren't regular files or can't be parsed.
   std::vector<app::TrashedItem> items() const;
 
  private:
@@ -60,14 +62,15 @@ class TrashFolder {
   void removeInfo(const std::string& name);
   std::optional<app::TrashedItem> itemOfInfo(const std::string& infoFileName) const;
 
-  OwnedDescriptor files_;  // both for reading, so that they can be made durable
+  OwnedDescriptor files_;  // both open for reading, which fsync needs
   OwnedDescriptor info_;
   FileURL filesURL_;
-  FileURL top_;  // what the paths in the info files are relative to
+  FileURL top_;  // paths in the info files are relative to it
 };
 
-// Renames where nothing bears the new name; on FAT, so that it lasts when the card is pulled out. Throws
-// PosixError: EEXIST, EINVAL where the file system can't rename that way, and others.
+// Renames a file without replacing another one. On a FAT it is durable when it returns, because otherwise
+// unplugging the card could damage it. Throws PosixError: EEXIST if the name is taken, EINVAL if the file
+// system doesn't support it, and others.
 void moveExclusively(int from, const std::string& name, int to, const std::string& newName,
                      const FileURL& url);
 

@@ -15,7 +15,7 @@ namespace {
 constexpr std::string_view header = "[Trash Info]\n";
 constexpr std::string_view dateForm = "0000-00-00T00:00:00";
 
-// What a URL's path may show as it is (RFC 2396, section 2.3), and the slash.
+// Characters that aren't percent-encoded: unreserved characters (RFC 2396, section 2.3) and the slash.
 bool isPlain(char character) {
   constexpr std::string_view marks = "-_.!~*'()/";
   return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
@@ -74,7 +74,7 @@ std::string localTimeText(std::time_t time) {
   return {text.data(), length};
 }
 
-// The latest instant at which this machine's clock shows that.
+// The latest instant with this local time.
 std::optional<Date> latestInstantAt(std::string_view text) {
   const auto reading = localDateTimeFromText(text, dateForm);
   if (!reading) {
@@ -89,7 +89,7 @@ std::optional<Date> latestInstantAt(std::string_view text) {
     attempt.tm_isdst = summerTime;
     const std::time_t time = std::mktime(&attempt);
     const bool isShownThen = localTimeText(time) == text;
-    // A reading that the clock never shows has the instant that the system gives it.
+    // For a local time that doesn't exist (start of summer time) the instant that mktime returns is used.
     if (isShownThen || (!latest && summerTime == -1)) {
       latest = std::max(latest.value_or(time), time);
     }
@@ -97,7 +97,7 @@ std::optional<Date> latestInstantAt(std::string_view text) {
   return latest ? dateSince1970(*latest) : std::nullopt;
 }
 
-// The value of the first line of that key.
+// The value of the first line with this key (Desktop Entry Specification, "Basic format of the file").
 std::optional<std::string_view> valueOf(std::string_view key, std::string_view lines) {
   while (!lines.empty()) {
     const std::size_t end = std::min(lines.find('\n'), lines.size());
@@ -110,7 +110,7 @@ std::optional<std::string_view> valueOf(std::string_view key, std::string_view l
   return std::nullopt;
 }
 
-// Without the part of a character of several bytes that a cut left at the end.
+// At most the first `size` bytes, without an incomplete UTF-8 sequence at the end.
 std::string_view beginningOfUTF8(std::string_view text, std::size_t size) {
   constexpr auto continues = [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; };
   if (size >= text.size()) {
@@ -153,7 +153,7 @@ std::string nameInTrash(std::string_view name, unsigned attempt) {
   if (!url.pathExtension().empty()) {
     ending += "." + std::string(url.pathExtension());
   }
-  if (ending.size() >= longest) {  // no extension, but a long name with a dot near its beginning
+  if (ending.size() >= longest) {  // a long name with a dot near its beginning has no extension
     stem = name;
     ending = number;
   }

@@ -24,11 +24,10 @@ using app::VolumeValues;
 
 namespace {
 
-// A volume's place and the mount that makes it one. Two of them are the same volume at the same place for the
-// same while.
+// A volume's path and the mount that makes it one. Equal values describe the same mount.
 struct ListedVolume {
   FileURL url;
-  std::optional<Mount> mount;  // absent for a chosen folder that is none
+  std::optional<Mount> mount;  // absent for a chosen folder that is not a mount point
   bool isChosen = false;
 
   friend bool operator==(const ListedVolume&, const ListedVolume&) = default;
@@ -39,8 +38,8 @@ bool isDirectory(const FileURL& url) {
   return std::filesystem::is_directory(url.path(), ignored);
 }
 
-// A bind mount shows a folder that belongs to a volume. The subvolumes of btrfs look the same, and are all
-// that is mounted of their volume.
+// A bind mount shows a folder of a volume. Subvolumes of btrfs look the same, but may be the only mounts of
+// their volume.
 bool showsWholeVolume(const Mount& mount) { return mount.root == "/" || mount.fileSystem == "btrfs"; }
 
 using DriveOfDevice = std::function<Drive(dev_t)>;
@@ -71,7 +70,7 @@ std::vector<ListedVolume> volumesOf(const MountTable& table, const DriveOfDevice
   return listed;
 }
 
-// The mount that a folder without links in its path lies on. Null where there is none in the table.
+// The mount that contains a folder, whose path must have no links. Null if the table has none.
 const Mount* mountOf(const FileURL& folder, const std::vector<Mount>& visible) {
   const Mount* innermost = nullptr;
   for (const Mount& mount : visible) {
@@ -104,7 +103,7 @@ bool isPlaceOfTheSystem(const FileURL& mountPoint) {
   return std::ranges::find(places, mountPoint.path()) != places.end();
 }
 
-// Whether a chosen folder, without links in its path, can be a volume.
+// Whether a chosen folder, whose path must have no links, can be a volume.
 bool canBeAVolume(const FileURL& place, const std::vector<Mount>& visible, const DriveOfDevice& driveOf) {
   const Mount* const mount = mountOf(place, visible);
   if (mount == nullptr) {
@@ -116,12 +115,12 @@ bool canBeAVolume(const FileURL& place, const std::vector<Mount>& visible, const
   if (mount->place == place) {
     return !isPlaceOfTheSystem(place) && !isMadeUpByTheKernel(*mount);
   }
-  // The drive that the system runs from may be one that can be taken out; its folders are the user's own.
+  // The system itself may run from a removable drive; folders on it belong to the user.
   const bool isOnADrive = mount->place.path() != "/" && canBeTakenOut(*mount, driveOf);
   return !isOnADrive && !isMadeUpByTheKernel(*mount);
 }
 
-// The folders that a camera makes on its card; what holds one is the volume.
+// Folders that cameras create on a card; the folder that contains one is the volume.
 bool isFolderOfACard(const FileURL& place, const std::vector<Mount>& visible) {
   const bool hasTheName = place.lastPathComponent() == "DCIM" || place.lastPathComponent() == "SPIDCIM";
   return hasTheName && std::ranges::find(visible, place, &Mount::place) == visible.end();
@@ -161,7 +160,7 @@ std::vector<ListedVolume> listVolumes(const MountTable& table, const std::vector
   return listed;
 }
 
-// The drive that the system runs from.
+// The drive of the root file system.
 std::optional<dev_t> systemDisk(const MountTable& table, const DriveOfDevice& driveOf) {
   for (const Mount& mount : table.visible()) {
     if (mount.place.path() == "/") {
@@ -190,7 +189,7 @@ VolumeValues valuesOfMount(const Mount& mount, std::optional<dev_t> diskOfTheSys
   return values;
 }
 
-// Absent when the folder is gone by now, or can't be looked at.
+// Absent if the folder is gone or can't be examined.
 std::optional<VolumeValues> valuesOfFolder(const FileURL& folder) {
   VolumeValues values;
   values.isEjectable = false;
@@ -218,8 +217,8 @@ std::optional<VolumeValues> valuesOf(const ListedVolume& volume, std::optional<d
 
 }  // namespace
 
-// One observer of the mounts. The kernel reports a change since the descriptor was opened, or since the last
-// report, so that opening it first and reading the table then misses none.
+// One observer of the mounts. The kernel reports changes since the descriptor was opened or the last report,
+// so the descriptor is opened before the table is read.
 class LinuxVolumes::Observation {
  public:
   Observation(const LinuxVolumes& volumes, Observer onMount, Observer onUnmount)
@@ -242,7 +241,7 @@ class LinuxVolumes::Observation {
     try {
       now = listNow();
     } catch (const Error&) {
-      return;  // too many open files, say; the next change tells these too
+      return;  // for example too many open files; the next change reports these too
     }
     const std::vector<ListedVolume> before = std::exchange(known_, now);
     tellThoseMissing(now, before, onUnmount_);
@@ -255,7 +254,7 @@ class LinuxVolumes::Observation {
                        remembering(volumes_.sources_.drive));
   }
 
-  // Tells those of `among` that `list` hasn't.
+  // Calls `tell` with the volumes of `among` that are not in `list`.
   void tellThoseMissing(const std::vector<ListedVolume>& list, const std::vector<ListedVolume>& among,
                         const Observer& tell) const {
     for (const ListedVolume& volume : among) {
@@ -291,7 +290,7 @@ std::vector<MountedVolume> LinuxVolumes::mountedVolumes() const {
 }
 
 app::Subscription LinuxVolumes::observeMounts(Observer onMount, Observer onUnmount) {
-  // Held by the loop as well, so that it outlives a subscription that an observer ends.
+  // The loop shares ownership, because an observer may end the subscription.
   const auto observation = std::make_shared<Observation>(*this, std::move(onMount), std::move(onUnmount));
   auto watch = std::make_shared<app::Subscription>(watcher_.watch(
       observation->descriptor(), EPOLLPRI, [observation](std::uint32_t) { observation->tellChanges(); }));
@@ -304,7 +303,8 @@ app::Subscription LinuxVolumes::observeMounts(Observer onMount, Observer onUnmou
 std::string LinuxVolumes::source(const FileURL& volumeURL) const {
   const std::vector<Mount> mounts = MountTable::read(sources_.mountTable).visible();
   auto mount = std::ranges::find(mounts, volumeURL.standardized(), &Mount::place);
-  if (mount == mounts.end()) {  // only a chosen folder's links are followed: a share might not answer
+  if (mount ==
+      mounts.end()) {  // a chosen folder; other paths are not resolved, because a network share could block
     mount = std::ranges::find(mounts, volumeURL.resolvingSymlinks(), &Mount::place);
   }
   return mount != mounts.end() ? mount->source : "";

@@ -14,36 +14,37 @@
 
 namespace tolvander::platform::linux_ {
 
-// The volumes of the kernel's mount table, with what udev knows of their drives.
+// The volumes in the kernel's mount table (/proc/self/mountinfo), with the properties of their drives from
+// udev.
 //
-// A drive counts as one that can be taken out when it is plugged into USB, is a card in a slot, or is marked
-// so by udev or the kernel, unless the system itself runs from it. Loop devices, like all else that has no
-// such mark, count as built in. A file system of the kernel's own is no volume, nor is a folder of one that
-// is mounted a second time; a volume that is mounted at several places is listed at the first.
+// A drive is removable if it is on USB, is a card in a slot, or is marked so by udev or the kernel, unless
+// the system runs from it. Loop devices and everything else without such a mark count as built in. Virtual
+// file systems of the kernel aren't volumes; nor are bind mounts of folders. A volume that is mounted more
+// than once is listed with its first mount.
 class LinuxVolumes final : public app::Volumes {
  public:
-  // Where the facts come from.
+  // The sources of data, which tests replace.
   struct Sources {
     FileURL mountTable = MountTable::ofThisProcess();
     std::function<Drive(dev_t)> drive = Drive::ofDevice;
   };
 
-  // The chosen folders count as volumes on removable drives, for as long as they exist. Those that can be
-  // none don't: a folder below a drive that can be taken out, a mount point that belongs to the system ("/",
-  // "/home", "/var"), and what the kernel makes up (proc, sysfs). Instead of one that is called DCIM or
-  // SPIDCIM the folder that holds it counts. Their coming and going is told at the next change of the mounts.
-  // What is still mounted of a drive that was pulled out is no volume.
-  // The watcher outlives this object.
+  // The chosen folders count as volumes on removable drives while they exist. Some are ignored: a folder
+  // below a removable drive's mount point, a mount point of the system ("/", "/home", "/var"), and virtual
+  // file systems (proc, sysfs). For a folder named DCIM or SPIDCIM its parent counts. Their appearance and
+  // disappearance is reported at the next change of the mount table. A mount whose drive was unplugged is
+  // not a volume. The watcher must outlive this object.
   explicit LinuxVolumes(DescriptorWatcher& watcher, std::vector<FileURL> chosenFolders = {});
   LinuxVolumes(DescriptorWatcher& watcher, std::vector<FileURL> chosenFolders, Sources sources);
 
-  // Chosen folders come last, as they were spelt; one that is a volume in any case is listed once.
+  // Chosen folders come last, with their paths as given. A folder that is also a mounted volume is listed
+  // once.
   std::vector<app::MountedVolume> mountedVolumes() const override;
 
   app::Subscription observeMounts(Observer onMount, Observer onUnmount) override;
 
-  // The source of the volume that is mounted at this place ("/dev/sdb1"); empty for a folder. Throws
-  // PosixError.
+  // The source of the volume that is mounted at this path, for example "/dev/sdb1"; empty for a folder.
+  // Throws PosixError.
   std::string source(const FileURL& volumeURL) const;
 
  private:

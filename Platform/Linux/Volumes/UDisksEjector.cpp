@@ -44,10 +44,10 @@ EjectError::Case caseOf(std::string_view errorName) {
                                                                  : EjectError::Case::unavailable;
 }
 
-// The conversation with udisks about one drive.
+// Calls to udisks about one drive.
 class Conversation {
  public:
-  // The object of a device file; absent for a device that udisks doesn't know.
+  // The udisks object of a device file; absent if udisks doesn't know the device.
   std::optional<ObjectPath> block(const std::string& device) {
     const auto blocks = call<std::vector<ObjectPath>>({"/org/freedesktop/UDisks2/Manager"},
                                                       "org.freedesktop.UDisks2.Manager", "ResolveDevice",
@@ -55,13 +55,13 @@ class Conversation {
     return blocks.empty() ? std::nullopt : std::optional(blocks.front());
   }
 
-  // The drive of a block device; absent where it is on none, such as an image in a file.
+  // The drive of a block device; absent if it has none, such as a loop device.
   std::optional<ObjectPath> drive(const ObjectPath& block) {
     const auto path = property<ObjectPath>(block, blockInterface, "Drive");
     return path == noObject ? std::nullopt : std::optional(path);
   }
 
-  // The file systems of the drive that are mounted, `first` before the others.
+  // The mounted file systems of the drive, `first` first.
   std::vector<ObjectPath> mountedFilesystems(const ObjectPath& drive, const ObjectPath& first) {
     const auto objects = call<Objects>({"/org/freedesktop/UDisks2"}, "org.freedesktop.DBus.ObjectManager",
                                        "GetManagedObjects");
@@ -78,15 +78,15 @@ class Conversation {
     return mounted;
   }
 
-  // At every place where it is mounted.
+  // Unmounts a file system from all of its mount points.
   void unmount(const ObjectPath& filesystem) {
     while (isMounted(filesystem)) {
       call(filesystem, filesystemInterface, "Unmount", Properties());
     }
   }
 
-  // Where ejecting fails, as it does on a system without the program that udisks calls for it, switching off
-  // does too; neither lets go of a drive that is in use.
+  // If ejecting fails, as it does on a system without the program that udisks calls for it, powers the drive
+  // off. Both fail for a drive that is in use.
   void eject(const ObjectPath& drive) {
     const bool canPowerOff = property<bool>(drive, driveInterface, "CanPowerOff");
     if (property<bool>(drive, driveInterface, "Ejectable")) {

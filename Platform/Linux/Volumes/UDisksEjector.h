@@ -5,16 +5,16 @@
 
 namespace tolvander::platform::linux_ {
 
-// Ejects through udisks2 on the system bus (org.freedesktop.UDisks2, version 2.7.3 and later): every mounted
-// file system of the drive is unmounted, the asked one first, so that nothing has changed when that is busy;
-// then the drive puts its medium out or, where it can't, is switched off. When another file system of the
-// drive is busy, the drive isn't ejected.
+// Ejects drives through udisks2 on the system bus (org.freedesktop.UDisks2, version 2.7.3 or later). First
+// unmounts the requested file system, so that nothing has changed if it is busy; then the other mounted file
+// systems of the drive; if one of them is busy, the drive isn't ejected. Then ejects the medium or, if the
+// drive can't, powers it off.
 class UDisksEjector final : public app::VolumeEjector {
  public:
-  // The volumes outlive this object.
+  // The volumes must outlive this object.
   explicit UDisksEjector(const LinuxVolumes& volumes) : volumes_(volumes) {}
 
-  // Connects to the bus for this one time. A slow drive that still writes is waited for up to five minutes.
+  // Connects to the bus for each call. Waits up to five minutes for a slow drive to write.
   void unmountAndEject(const FileURL& volume) override;
 
  private:

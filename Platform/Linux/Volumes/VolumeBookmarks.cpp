@@ -97,7 +97,7 @@ VolumeIdentity identityOf(const MountedVolume& volume, const LinuxVolumes& volum
           .device = values.uuid ? "" : volumes.source(volume.url)};
 }
 
-// Of a folder that is no listed volume. Throws PosixError.
+// The identity of a folder that isn't a listed volume. Throws PosixError.
 VolumeIdentity identityOfFolder(const FileURL& folder) {
   VolumeResourceValues values = volumeResourceValues(folder);
   return {.uuid = std::move(values.uuid), .name = nameOr(std::move(values.name), folder), .device = ""};
@@ -119,7 +119,7 @@ bool isStillTheFolder(const Bookmark& bookmark) {
   }
 }
 
-// Where the bookmark's volume is now: at its old place if it is there, among others perhaps.
+// The current path of the bookmark's volume; its former path if it is mounted there, too.
 std::optional<FileURL> placeOf(const Bookmark& bookmark, const LinuxVolumes& volumes) {
   std::optional<FileURL> place;
   for (const MountedVolume& volume : volumes.mountedVolumes()) {

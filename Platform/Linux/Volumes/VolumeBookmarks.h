@@ -8,25 +8,24 @@ namespace tolvander::platform::linux_ {
 // Bookmarks of volumes, and of folders that count as volumes. A bookmark is one JSON object:
 //
 //   "version"           1
-//   "volumeUUID"        when there is one; the volume is then found wherever it is mounted
-//   "volumeName"        what the volume is called; identifies one without a UUID, together with "device"
+//   "volumeUUID"        if it has one; the volume is then found wherever it is mounted
+//   "volumeName"        the name of the volume; identifies a volume without a UUID, together with "device"
 //   "device"            its source in the mount table, "/dev/sdb1", if it has no UUID; else empty
-//   "mountPoint"        where it was; a bookmark that leads elsewhere is stale
-//   "isSecurityScoped"  whether it was made to let the program in again
+//   "mountPoint"        where it was; a bookmark that resolves to another path is stale
+//   "isSecurityScoped"  whether it was created to grant access again
 //
-// Linux keeps nobody out of a folder by the program alone, so that access is always granted and there is
-// nothing to stop: whether the folder can be read is for the file system to say.
+// Linux doesn't restrict access by program, so that access is always granted; whether the folder can be read
+// depends on its permissions.
 class VolumeBookmarks final : public app::Bookmarks {
  public:
-  // The volumes outlive this object.
+  // The volumes must outlive this object.
   explicit VolumeBookmarks(const LinuxVolumes& volumes) : volumes_(volumes) {}
 
-  // A folder that isn't on the volumes' list gets a bookmark of its own, which leads there for as long as it
-  // stays on the same file system and at the same place. A path that is no UTF-8 can't be kept.
+  // A folder that isn't a listed volume gets a bookmark that resolves as long as the folder stays on the
+  // same file system and at the same path. Fails for a path that isn't UTF-8.
   std::vector<std::byte> bookmarkData(const FileURL& url, app::BookmarkCreationOptions options) override;
 
-  // Of several places at which the volume is mounted, the one it had. Nothing is ever mounted, and nobody
-  // asked.
+  // If the volume is mounted more than once, prefers the bookmark's mount point. Never mounts or prompts.
   app::ResolvedBookmark resolve(std::span<const std::byte> bookmark,
                                 app::BookmarkResolutionOptions options) override;
 
