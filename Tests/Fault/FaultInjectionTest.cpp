@@ -133,7 +133,7 @@ TEST(FaultInjection, countsNothingInReading) {
   const TemporaryFolder folder;
   writeFile(folder / "file", "content");
   EXPECT_EQ(mutatingCalls([&] { readFile(folder / "file"); }), Names{});
-  EXPECT_EQ(mutatingCalls([&] { std::printf(" "); }), Names{}) << "the standard streams are nobody's files";
+  EXPECT_EQ(mutatingCalls([&] { std::printf(" "); }), Names{}) << "the standard streams are not counted";
 }
 
 TEST(FaultInjection, tellsTheCallsInTheirOrder) {
@@ -216,7 +216,7 @@ TEST(FaultInjection, visitsEveryPointAndTheRunWithoutAFault) {
   EXPECT_EQ(std::count(hits.begin(), hits.end(), ""), 1);
 }
 
-// Also run by the next test, in a process of its own that says where.
+// Also run by the next test, in a child process that sets the folder.
 TEST(FaultInjection, countsEveryChangeOfASample) {
   const TemporaryFolder temporary;
   const char* given = getenv(sampleFolderVariable);

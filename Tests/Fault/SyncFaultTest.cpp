@@ -58,7 +58,7 @@ class Aside {
   sigset_t signals_{};
 };
 
-// A whole sync of a small card, of two transaction batches, by the command line on a home of its own.
+// A whole sync of a small card, in two transaction batches, by the command line with a temporary home.
 class SyncFaults : public testing::Test {
  protected:
   SyncFaults()
@@ -69,7 +69,7 @@ class SyncFaults : public testing::Test {
         }) {}
 
   SyncFaults(std::size_t uniqueFiles, const std::function<void()>& addFiles) {
-    // The desktop of whoever runs the tests sees no notification of them.
+    // No notifications on the desktop of the user who runs the tests.
     setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent", 1);
     makeSmallCard(card);
     addFiles();

@@ -256,7 +256,7 @@ TEST_F(FreedesktopTrash, makesAnInfoFileForWhatIsPutIntoIt) {
 
 TEST_F(FreedesktopTrash, removesNothingButInfoFilesFromItsInfoFolder) {
   trashItem("PICT0001.JPG");
-  writeFile(scene.infoOf("PICT0001.JPG"), "a photo that somebody gave this name");
+  writeFile(scene.infoOf("PICT0001.JPG"), "a photo with this name");
   scene.platform.remove(open(scene.trash).descriptor(), "PICT0001.JPG");
   EXPECT_EQ(infos(), Names{"PICT0001.JPG.trashinfo"});
 }
@@ -329,7 +329,7 @@ TEST_F(FreedesktopTrash, renamesOutsideOfItWithoutReplacing) {
 TEST_F(FreedesktopTrash, ofAFolderNeverLeavesThatFolder) {
   scene.watched.volumeUUID = nullptr;
   if (!scene.platform.volumeUUIDString(scene.camera)) {
-    GTEST_SKIP() << "the file system of temporary files has nothing that tells it from others";
+    GTEST_SKIP() << "the file system of temporary files has no stable identifier";
   }
   const ManagedTrashRecord record = scene.moved(photo);
   EXPECT_EQ(namesIn(folder.url()), Names{"volume"});

@@ -74,7 +74,7 @@ LoopDevice::LoopDevice(const FileURL& image, int first) : url_(controlDevice) {
   }
   url_ = deviceNumbered(*madeNumber_);
   if (!attach(image)) {
-    throw std::runtime_error("somebody else took " + url_.path());
+    throw std::runtime_error("another process took " + url_.path());
   }
 }
 

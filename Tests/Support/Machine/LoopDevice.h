@@ -10,26 +10,25 @@ namespace tolvander::tests {
 // A file as a block device. Needs root.
 class LoopDevice {
  public:
-  // At any free device. Throws std::runtime_error when that fails.
+  // Uses any free device. Throws std::runtime_error.
   explicit LoopDevice(const FileURL& image);
 
-  // At the first number from `first` on that no device has yet; the device is made, and is removed in the
-  // end.
+  // Creates a device with the first unused number from `first` on, and removes it at its end.
   LoopDevice(const FileURL& image, int first);
 
   ~LoopDevice();
   LoopDevice(const LoopDevice&) = delete;
   LoopDevice& operator=(const LoopDevice&) = delete;
 
-  // Why there are none here; absent when there are.
+  // Why loop devices are not available; absent if they are.
   static std::optional<std::string> reasonAgainst();
 
-  // Removes a device that a process which died has made, if it has.
+  // Removes a device that a killed process has created, if there is one.
   static void removeNumbered(int number);
 
   const FileURL& url() const { return url_; }
 
-  // While a file system still has it open, the kernel puts this off until the last one closes it.
+  // The kernel delays this until no file system has the device open.
   void detach();
 
  private:

@@ -11,20 +11,20 @@
 
 namespace tolvander::tests {
 
-// A real file system on a loop device, mounted below a temporary folder: a drive as cameras and people have
-// them. Gone, with its image, when the object is. Needs root; made in inPrivateMountNamespace, it is seen by
-// nobody else.
+// A real file system on a loop device, mounted below a temporary folder, for tests with drives. Removed,
+// with its image, at its end. Needs root. Created within inPrivateMountNamespace, it is invisible to other
+// processes.
 class LoopVolume {
  public:
   enum class Format {
     ext4,
-    exfat,  // in a user's process, where the kernel has no exFAT
+    exfat,  // by FUSE if the kernel has no exFAT
   };
 
-  // Why such a volume can't be had here; absent when it can.
+  // Why such a volume is not available; absent if it is.
   static std::optional<std::string> reasonAgainst(Format format);
 
-  // `label` is UTF-8, at most 15 characters. Throws std::runtime_error when a step fails.
+  // `label` is UTF-8, at most 15 characters. Throws std::runtime_error.
   LoopVolume(Format format, std::string_view label, std::int64_t bytes = std::int64_t{32} << 20U);
   ~LoopVolume();
   LoopVolume(const LoopVolume&) = delete;
@@ -33,10 +33,10 @@ class LoopVolume {
   const FileURL& mountPoint() const { return mountPoint_; }
   const FileURL& device() const { return device_.url(); }
 
-  // Unmounts in good order and mounts again at the same place.
+  // Unmounts properly, and mounts again at the same path.
   void remount();
 
-  // Takes the volume away as if its plug were pulled: the mount point is an empty folder from now on.
+  // Removes the volume as if it were unplugged: afterwards the mount point is an empty folder.
   void unplug();
 
  private:
@@ -49,8 +49,7 @@ class LoopVolume {
   bool isMounted_ = false;
 };
 
-// Makes the file `image` with an empty file system in it, and returns its URL again. Throws
-// std::runtime_error.
+// Creates the file `image` with an empty file system, and returns its URL. Throws std::runtime_error.
 FileURL formattedImage(const FileURL& image, LoopVolume::Format format, std::string_view label,
                        std::int64_t bytes);
 

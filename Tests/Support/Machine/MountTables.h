@@ -2,10 +2,10 @@
 
 #include <string_view>
 
-// What /proc/self/mountinfo says of machines of several kinds.
+// Contents of /proc/self/mountinfo on several kinds of machines.
 namespace tolvander::tests {
 
-// A desktop with a disk of its own, a card in a reader, and what the kernel mounts by itself.
+// A desktop with an internal disk, a card in a reader, and virtual file systems of the kernel.
 inline constexpr std::string_view desktopMounts =
     "22 28 0:21 / /proc rw,nosuid,nodev,noexec,relatime shared:12 - proc proc rw\n"
     "23 28 0:22 / /sys rw,nosuid,nodev,noexec,relatime shared:2 - sysfs sysfs rw\n"
@@ -18,19 +18,19 @@ inline constexpr std::string_view desktopMounts =
     "96 95 0:51 / /run/user/1000/gvfs rw,nosuid,nodev,relatime - fuse.gvfsd-fuse gvfsd-fuse rw,user_id=1000\n"
     "120 28 8:17 / /media/me/EOS_DIGITAL rw,nosuid,nodev,relatime shared:70 - vfat /dev/sdb1 rw,uid=1000\n";
 
-// Added to a desktop: shares of other machines.
+// Added to a desktop: network shares.
 inline constexpr std::string_view networkMounts =
     "130 28 0:60 / /mnt/nas rw,relatime - nfs4 nas:/export/photos rw,vers=4.2\n"
     "131 28 0:61 / /mnt/office rw,relatime - cifs //office/photos rw,vers=3.1.1\n"
     "132 28 0:62 / /home/me/remote rw,nosuid,nodev,relatime - fuse.sshfs me@host:/photos rw,user_id=1000\n"
     "133 28 0:63 / /home/me/cloud rw,nosuid,nodev,relatime - fuse.rclone cloud:photos rw,user_id=1000\n";
 
-// Added to a desktop: images of disks.
+// Added to a desktop: disk images.
 inline constexpr std::string_view loopMounts =
     "140 28 7:3 / /snap/core/1 ro,nodev,relatime - squashfs /dev/loop3 ro\n"
     "141 28 7:4 / /mnt/image rw,relatime - ext4 /dev/loop4 rw\n";
 
-// Added to a desktop: names with white space, a backslash, and bytes that are no UTF-8.
+// Added to a desktop: names with white space, a backslash, and bytes that aren't UTF-8.
 inline constexpr std::string_view oddNameMounts =
     "150 28 8:33 / /media/me/MY\\040CARD rw - vfat /dev/sdc1 rw\n"
     "151 28 8:49 / /media/me/a\\011b\\012c\\134d rw - vfat /dev/sdd1 rw\n"

@@ -54,7 +54,7 @@ FileURL OpenGate::holdNext(const std::function<bool(const FileURL&)>& isMeant) {
     pollfd event{.fd = group_.number(), .events = POLLIN, .revents = 0};
     const int ready = poll(&event, 1, longestWaitMilliseconds);
     if (ready == 0) {
-      throw std::runtime_error("nobody opens the file that is meant");
+      throw std::runtime_error("the chosen file is not opened");
     }
     // Room for one event, so that no other is taken along and forgotten.
     fanotify_event_metadata metadata{};
@@ -76,7 +76,7 @@ void OpenGate::letIn() {
   }
   const fanotify_response response{.fd = held_.number(), .response = FAN_ALLOW};
   if (write(group_.number(), &response, sizeof response) != sizeof response) {
-    fail("let somebody in");
+    fail("continue the process");
   }
   held_ = OwnedDescriptor();
 }

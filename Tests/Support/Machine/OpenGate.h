@@ -9,25 +9,25 @@
 
 namespace tolvander::tests {
 
-// Holds every process that opens a file of a mounted file system, until the test lets it in: what the program
-// does at that moment is then certain, however fast the machine is (fanotify(7), permission events). Needs
-// root. The test itself must not open files there while there is a gate.
+// Suspends every process that opens a file on a mounted file system until the test continues it, so that the
+// state of the program at that moment is certain, however fast the machine is (fanotify(7), permission
+// events). Needs root. The test itself must not open files there while a gate exists.
 class OpenGate {
  public:
-  // `mountPoint` is one. Throws std::runtime_error like all operations here.
+  // `mountPoint` must be a mount point. Throws std::runtime_error, like all operations here.
   explicit OpenGate(const FileURL& mountPoint);
-  // Lets everybody in.
+  // Continues all suspended processes.
   ~OpenGate();
   OpenGate(const OpenGate&) = delete;
   OpenGate& operator=(const OpenGate&) = delete;
 
-  // Why there can't be a gate here; absent when there can.
+  // Why a gate is not available; absent if it is.
   static std::optional<std::string> reasonAgainst();
 
-  // Lets in who comes, until somebody opens a file that is meant. Who does so waits from then on.
+  // Continues processes until one opens a file that `isMeant` accepts; that process stays suspended.
   FileURL holdNext(const std::function<bool(const FileURL&)>& isMeant);
 
-  // Lets in who was held. Whoever comes next waits until the next hold, or the end of the gate.
+  // Continues the suspended process. The next one is suspended until the next hold, or the end of the gate.
   void letIn();
 
  private:

@@ -5,7 +5,7 @@
 
 namespace tolvander::tests {
 
-// Sees whether anybody opens a file from now on.
+// Detects whether a file was opened since this object was created (inotify(7)).
 class OpenWatch {
  public:
   explicit OpenWatch(const FileURL& url);

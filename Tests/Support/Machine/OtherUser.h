@@ -2,8 +2,8 @@
 
 namespace tolvander::tests {
 
-// While it lives, this thread reaches files as a user without rights of its own ("nobody"), as people do
-// whose programs don't run as root. Where the tests don't run as root it changes nothing.
+// While it exists, this thread accesses files as an unprivileged user ("nobody"), like users whose programs
+// don't run as root. Has no effect if the tests don't run as root.
 class OtherUser {
  public:
   OtherUser();

@@ -6,8 +6,7 @@
 
 namespace tolvander::tests {
 
-// By how many KiB `work` raises the most memory that this process has ever used. To be called in a child
-// process, whose past is short.
+// The increase in KiB of the process's peak memory by `work`. To be called in a new child process.
 inline long peakMemoryGrowth(const std::function<void()>& work) {
   const auto peak = [] {
     rusage usage = {};

@@ -43,7 +43,7 @@ class QuietOutputs {
   posix_spawn_file_actions_t actions_{};
 };
 
-// Starts the bus, which tells its address on `output` as soon as one can connect.
+// Starts the bus, which prints its address on `output` when it accepts connections.
 pid_t startDaemon(const FileURL& configurationFile, int output) {
   const std::string configurationArgument = "--config-file=" + configurationFile.path();
   const std::string addressArgument = "--print-address=" + std::to_string(output);

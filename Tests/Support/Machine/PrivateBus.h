@@ -9,7 +9,7 @@
 
 namespace tolvander::tests {
 
-// A message bus that nobody else is on, at the same address for as long as this lives. It starts no services.
+// A private message bus, with the same address as long as this object exists. It starts no services.
 class PrivateBus {
  public:
   PrivateBus();
@@ -17,12 +17,12 @@ class PrivateBus {
   PrivateBus(const PrivateBus&) = delete;
   PrivateBus& operator=(const PrivateBus&) = delete;
 
-  // Why there can be none here; absent when there can.
+  // Why it is not available; absent if it is.
   static std::optional<std::string> reasonAgainst();
 
   std::string address() const;
 
-  // The bus ends, and everybody's connection with it. `start` gives a new one.
+  // Ends the bus and all connections to it. `start` starts a new one.
   void stop();
   void start();
 

@@ -11,10 +11,10 @@
 
 namespace tolvander::tests {
 
-// A program that runs beside the test, with nothing on its standard input. It ends with this object.
+// A program that runs beside the test, with an empty standard input. It ends with this object.
 class RunningTool {
  public:
-  // Starts it, from the search path. Throws std::runtime_error like all operations here.
+  // Starts a program of the search path. Throws std::runtime_error, like all operations here.
   explicit RunningTool(const std::vector<std::string>& arguments);
   ~RunningTool();
   RunningTool(const RunningTool&) = delete;
@@ -22,21 +22,21 @@ class RunningTool {
 
   pid_t process() const { return process_; }
 
-  // Reads on until a line of its output that contains `part`, and returns that line without its end. The next
-  // wait begins behind it. Throws, with all that was printed, when the output ends before or the line doesn't
-  // come in two minutes.
+  // Reads its output up to a line that contains `part`, and returns that line without the line feed. The
+  // next call continues after it. Throws, with all of the output, if the output ends before, or after two
+  // minutes.
   std::string waitForLine(std::string_view part);
 
   void send(int signal) const;
 
-  // Reads the output to its end. Its exit status; -1 when it died of a signal.
+  // Reads the rest of the output. Returns the exit status; -1 if a signal ended the program.
   int waitForEnd();
 
-  // Lines from the first to the one that was waited for last, or to the end.
+  // The lines up to the last one that was waited for, or up to the end.
   const std::string& output() const { return passed_; }
   std::string errors() const { return readFile(errors_); }
 
-  // How often its threads have gone to sleep so far: an idle program doesn't.
+  // The number of times that its threads went to sleep; stays the same while the program is idle.
   long voluntarySwitches() const;
 
  private:
@@ -47,7 +47,7 @@ class RunningTool {
   const FileURL errors_ = folder_ / "errors";
   pid_t process_ = 0;
   OwnedDescriptor output_;
-  std::string read_;  // and not yet passed
+  std::string read_;  // but not yet returned
   std::string passed_;
 };
 

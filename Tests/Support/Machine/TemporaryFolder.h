@@ -6,13 +6,13 @@
 
 namespace tolvander::tests {
 
-// A new folder for one test, removed with everything in it when the test ends.
+// A new folder for one test, removed with its content at the end.
 class TemporaryFolder {
  public:
   TemporaryFolder();
 
-  // The same where files cost no disk's time, for tests that write and sync thousands of them; on the disk
-  // where the system has no such place.
+  // The same in memory, for tests that write and sync thousands of files; on disk if the system has no such
+  // file system.
   static TemporaryFolder inMemory();
 
   ~TemporaryFolder();
@@ -29,7 +29,7 @@ class TemporaryFolder {
   FileURL url_;
 };
 
-// Writes a file, and the folders above it where they are missing.
+// Writes a file; creates missing folders above it.
 void writeFile(const FileURL& url, std::string_view content);
 
 std::string readFile(const FileURL& url);

@@ -4,7 +4,7 @@
 
 namespace tolvander::tests {
 
-// g++ has macros for it, clang a feature.
+// g++ has macros for this, clang a feature test.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr bool isSanitized = true;
 #elif defined(__has_feature)
@@ -17,8 +17,8 @@ inline constexpr bool isSanitized = false;
 inline constexpr bool isSanitized = false;
 #endif
 
-// A test that goes through many like cases tries each of them, and under the sanitizers, which make it slow,
-// every `step`th.
+// Tests over many similar cases try each of them, or every `step`th one under the sanitizers, which are
+// slow.
 constexpr std::size_t stepThrough(std::size_t step) { return isSanitized ? step : 1; }
 
 }  // namespace tolvander::tests

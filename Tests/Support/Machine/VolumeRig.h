@@ -15,35 +15,35 @@
 
 namespace tolvander::tests {
 
-// A place to plug up to ten drives into: a udevd, a system bus and a udisksd of its own, for which the rig's
-// loop devices are cards in a USB reader, in mounts, a network and processes that nobody else sees. What is
-// left when the test ends, or dies, goes with it.
+// Up to ten virtual drives: a udevd, a system bus and a udisksd that treat loop devices as cards in a USB
+// reader, in private mount, network and process namespaces. Everything is removed when the test ends or
+// dies.
 class VolumeRig {
  public:
   ~VolumeRig();
   VolumeRig(const VolumeRig&) = delete;
   VolumeRig& operator=(const VolumeRig&) = delete;
 
-  // Plugs in a card with an empty file system, and returns its device once udev knows it. It isn't mounted.
-  // Throws std::runtime_error like all operations here.
+  // Plugs in a card with an empty file system, and returns its device when udev knows it. It isn't mounted.
+  // Throws std::runtime_error, like all operations here.
   FileURL plugIn(LoopVolume::Format format, std::string_view label);
 
-  // Plugs in a card with two partitions that have an empty ext4 each, and returns the devices of these.
+  // Plugs in a card with two partitions with an empty ext4 each, and returns their devices.
   std::vector<FileURL> plugInWithTwoPartitions(std::string_view firstLabel, std::string_view secondLabel);
 
-  // Has udisks mount the device below /media, and returns the mount point.
+  // Lets udisks mount the device below /media, and returns the mount point.
   FileURL mount(const FileURL& device);
 
-  // Has udisks unmount the device in good order.
+  // Lets udisks unmount the device.
   void unmount(const FileURL& device);
 
-  // Takes a mounted volume away from its place, though files of it may be open.
+  // Detaches a mounted volume from its mount point, even with open files.
   static void unmountLazily(const FileURL& mountPoint);
 
-  // Whether there is still a medium in the drive of this device, which plugIn has returned.
+  // Whether the drive of this device, which plugIn returned, still has its medium.
   static bool hasMedium(const FileURL& device);
 
-  // Pulls the drive out, with what is mounted of it.
+  // Unplugs the drive while it is mounted.
   void unplug(const FileURL& device);
 
  private:
@@ -57,11 +57,11 @@ class VolumeRig {
   int nextDrive_;
 };
 
-// Why there can't be a rig here, with such volumes; absent when there can.
+// Why such a rig is not available; absent if it is.
 std::optional<std::string> reasonAgainstVolumeRig();
 
-// Runs `body` in a child process in a new rig, whose system bus is the child's (DBUS_SYSTEM_BUS_ADDRESS). An
-// expectation that fails there, an exception, or a death of the child is a failure of the calling test.
+// Runs `body` in a child process in a new rig, with its system bus (DBUS_SYSTEM_BUS_ADDRESS). A failed
+// expectation or an exception there, or a crash of the child, is a failure of the calling test.
 void inVolumeRig(const std::function<void(VolumeRig&)>& body);
 
 }  // namespace tolvander::tests
