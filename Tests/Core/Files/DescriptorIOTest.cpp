@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "Samples/Bytes.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
@@ -66,6 +67,19 @@ TEST(DescriptorIO, leavesThePositionWhereAnOffsetIsGiven) {
   EXPECT_EQ(text, "nTEN");
   EXPECT_EQ(lseek(file.number(), 0, SEEK_CUR), 0);
   EXPECT_EQ(readFile(folder / "file"), "conTENt");
+}
+
+// One read of such a file returns at most a page of it. The buffers are allocated before, because that
+// changes the file.
+TEST(DescriptorIO, readsOnAtTheOffsetAfterAPartialRead) {
+  const FileURL maps("/proc/self/maps");
+  const OwnedDescriptor file = opened(maps, O_RDONLY);
+  std::vector<std::byte> atOffset(1'000'000);
+  std::vector<std::byte> atPosition(1'000'000);
+  const std::size_t size = readFully(file, atPosition, maps);
+  EXPECT_EQ(readFullyAt(file, 0, atOffset, maps), size);
+  ASSERT_GT(size, 4096U);
+  EXPECT_TRUE(atOffset == atPosition);
 }
 
 TEST(DescriptorIO, throwsTheErrorOfTheSystem) {
