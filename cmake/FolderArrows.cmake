@@ -38,12 +38,12 @@ set(Platform_Linux_folders
   "Text:"
   "Images:"
   "Mounts: Foundation"
-  "Movies: Foundation"
+  "Movies:"
   "Files: Foundation Mounts"
   "Settings:"
-  "System: Files Foundation"
+  "System: Files"
   "DBus: System"
   "Notifications: DBus"
-  "Volumes: DBus Foundation Mounts System"
-  "Trash: Files Foundation"
-  "PhotoLibrary: Files Foundation")
+  "Volumes: DBus Mounts System"
+  "Trash: Files"
+  "PhotoLibrary: Files")
