@@ -122,8 +122,8 @@ constexpr std::array packageExtensions = std::to_array<std::string_view>({
 });
 static_assert(std::ranges::is_sorted(packageExtensions), "the search needs the table in order");
 
-// Folders that file systems and other systems keep at the root of a volume. ".Trash-1000" and the like are
-// hidden by their dot.
+// Folders at the root of a volume that belong to file systems or operating systems. ".Trash-1000" and the
+// like are hidden by their dot.
 bool isSystemFolder(std::string_view name) {
   constexpr std::array names =
       std::to_array<std::string_view>({"$recycle.bin", "lost+found", "system volume information"});

@@ -9,10 +9,10 @@ namespace tolvander::platform::linux_ {
 
 enum class DesktopNotificationErrorCase { serviceUnavailable };
 
-// A notification that the desktop didn't take.
+// The desktop didn't accept a notification.
 class DesktopNotificationError final : public CaseError<DesktopNotificationErrorCase> {
  public:
-  // `reason` is the bus's, for developers.
+  // `reason` is the bus's error text, for developers.
   static DesktopNotificationError serviceUnavailable(std::string reason) {
     return DesktopNotificationError(std::move(reason));
   }

@@ -7,7 +7,8 @@
 
 namespace tolvander::platform::linux_ {
 
-// All that a catalogue says, as a value. For assets of one original each, which is what this program makes.
+// The contents of a catalogue as a value. For assets with one original each, which is all that this program
+// creates.
 struct CatalogueContents {
   struct Item {
     app::PhotosAsset asset;
@@ -23,7 +24,7 @@ struct CatalogueContents {
   };
 
   std::vector<Item> items;      // by path
-  std::vector<Album> albums;    // the oldest first
+  std::vector<Album> albums;    // oldest first
   std::vector<Intent> intents;  // by the identifiers of their assets
 
   bool isEmpty() const { return items.empty() && albums.empty() && intents.empty(); }
@@ -31,14 +32,15 @@ struct CatalogueContents {
   friend bool operator==(const CatalogueContents&, const CatalogueContents&) = default;
 };
 
-// Adds the items and albums of another catalogue that this one doesn't have. An item is the same by the
-// identifier of its asset, its path or its content, an album by its identifier.
+// Adds the items and albums of another catalogue that this one doesn't have. Items are the same if they have
+// the same asset identifier, path or content; albums, if they have the same identifier.
 void addMissing(CatalogueContents& contents, const CatalogueContents& other);
 
-// Throws DatabaseError. An asset of several originals becomes an item for each.
+// Reads the contents of a catalogue. An asset with several originals becomes an item for each. Throws
+// DatabaseError.
 CatalogueContents contentsOf(Catalogue& catalogue);
 
-// Fills a catalogue in which nothing is yet, in one transaction. Throws DatabaseError.
+// Inserts the contents into an empty catalogue, in one transaction. Throws DatabaseError.
 void fill(Catalogue& catalogue, const CatalogueContents& contents);
 
 }  // namespace tolvander::platform::linux_

@@ -12,7 +12,7 @@
 
 namespace tolvander::platform::linux_ {
 
-// A file of the library as it is now, whether it is catalogued or not.
+// A file in the library's folder, catalogued or not.
 struct FoundOriginal {
   std::string path;  // relative to the library's folder
   std::int64_t byteCount = 0;
@@ -20,24 +20,25 @@ struct FoundOriginal {
   Date modified;
 };
 
-// Reads and hashes what is in a library's folder. One object for one look at it.
+// Reads and hashes the files in a library's folder. One object for one pass.
 class FoundOriginals {
  public:
   using Progress = std::function<void(const VerificationProgress&)>;
 
-  // The token is looked for at each file and each mebibyte.
+  // The token is checked at each file and each mebibyte.
   FoundOriginals(const LibraryFolder& folder, CancellationToken token, Progress progress);
 
-  // Every file among the originals once, by path: a file to which links lead as well by its own path. Throws
-  // PosixError where a file or folder can't be read or a link leads nowhere: nothing would be known of what
-  // is there. Throws PhotosPlatformError of a file that is being written, and CancellationError.
+  // Every file among the originals once, sorted by path; a file that links point to as well has its own
+  // path. Throws PosixError if a file or folder can't be read or a link is broken, because then it is
+  // unknown what is there. Throws PhotosPlatformError for a file that changes while it is read, and
+  // CancellationError.
   std::vector<FoundOriginal> originals();
 
-  // Every incoming file that this program has made, by path. Throws as above.
+  // Every incoming file of this program, sorted by path. Throws as above.
   std::vector<FoundOriginal> incoming();
 
-  // Whether these are all the files that are there now, each of the size and modification date that it had.
-  // Reads none. Throws as above.
+  // Whether exactly these files exist now, with the same sizes and modification dates. Reads no content.
+  // Throws as above.
   bool areUnchanged(const std::vector<FoundOriginal>& originals,
                     const std::vector<FoundOriginal>& incoming) const;
 

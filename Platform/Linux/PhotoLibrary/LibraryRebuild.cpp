@@ -35,7 +35,7 @@ DatabaseFile newCatalogueFile(const LibraryFolder& folder) {
       folder.catalogueFile().deletingLastPathComponent().appending("Library.rebuilding.sqlite"));
 }
 
-// A name that nothing has: "Library before 2026-11-20 191317.sqlite".
+// A free name: "Library before 2026-11-20 191317.sqlite".
 FileURL asideName(const LibraryFolder& folder, Date now) {
   constexpr std::size_t lengthOfDay = 10;
   const TimeZone zone = TimeZone::current();
@@ -49,8 +49,8 @@ FileURL asideName(const LibraryFolder& folder, Date now) {
   return parent.appending(name + ".sqlite");
 }
 
-// Absent where there is none, or a damaged one. Throws DatabaseError of one that may be good and can't be
-// read now: the new catalogue would be made without what it knows.
+// Absent if the catalogue is missing or damaged. Throws DatabaseError if it may be intact but can't be read
+// now, because the new catalogue would lack its contents.
 std::optional<CatalogueContents> readContents(const FileURL& file, std::chrono::milliseconds busyTimeout) {
   if (!fileExists(file)) {
     return std::nullopt;
@@ -79,7 +79,7 @@ bool isSound(const FileURL& file, std::chrono::milliseconds busyTimeout) {
   return false;
 }
 
-// Earlier catalogues that were kept, the one that was changed last first.
+// Former catalogues that were set aside, the last changed one first.
 std::vector<FileURL> keptCatalogues(const LibraryFolder& folder) {
   std::vector<FileURL> kept = CatalogueBackups(folder.url()).all();
   for (const FileURL& file : contentsOfDirectory(folder.catalogueFile().deletingLastPathComponent())) {
@@ -93,7 +93,7 @@ std::vector<FileURL> keptCatalogues(const LibraryFolder& folder) {
   return kept;
 }
 
-// How many of the files a catalogue names, by their content, or by path and size where it never hashed them.
+// The number of the files that a catalogue names: by content, or by path and size if it never hashed them.
 std::size_t countOfNamed(const CatalogueContents& catalogue, const std::vector<FoundOriginal>& originals) {
   std::set<std::string_view> contents;
   std::set<std::pair<std::string_view, std::int64_t>> unhashed;
@@ -109,8 +109,8 @@ std::size_t countOfNamed(const CatalogueContents& catalogue, const std::vector<F
   }));
 }
 
-// Takes the log over into the database, so that the file doesn't depend on its log. Throws DatabaseError;
-// closing the database alone wouldn't say that it failed.
+// Checkpoints the write-ahead log, so that the file doesn't depend on it. Throws DatabaseError; closing the
+// database wouldn't report a failure.
 void checkpoint(const FileURL& file, std::chrono::milliseconds busyTimeout) {
   Database database(file, Database::OpenMode::existing, busyTimeout);
   database.checkpointOnClose();
@@ -147,7 +147,7 @@ RebuildPlan LibraryRebuild::plan(const CancellationToken& token, const FoundOrig
           .source = source_};
 }
 
-// Of those that name no file that is there, one with entries goes before one that has albums at most.
+// Of catalogues that name no existing file, one with items is preferred to one with albums only.
 void LibraryRebuild::chooseFormerCatalogue() {
   former_ = {};
   source_ = std::nullopt;
@@ -173,7 +173,7 @@ void LibraryRebuild::chooseFormerCatalogue() {
   }
   if (present_) {
     addMissing(former_, *present_);
-    former_.intents = present_->intents;  // those of earlier ones are settled
+    former_.intents = present_->intents;  // intents of former catalogues are outdated
   }
 }
 
@@ -190,7 +190,7 @@ std::optional<FileURL> LibraryRebuild::carryOut(Date now) {
   const LibraryLock lock(folder_, busyTimeout_);
   requireUnchanged();
   const DatabaseFile made = newCatalogueFile(folder_);
-  made.remove();  // what a process that was killed has left
+  made.remove();  // left by a process that was killed
   try {
     makeNewCatalogue();
     made.finish();
@@ -229,13 +229,13 @@ void LibraryRebuild::makeNewCatalogue() const {
   }
 }
 
-// The log of the old one, too: with the new one's name it would be taken into the new one.
+// Also sets the old log aside: SQLite would apply it to the new catalogue of the same name.
 void LibraryRebuild::setOldCatalogueAside(const FileURL& aside) const {
   const FileURL old = folder_.catalogueFile();
   try {
     checkpoint(old, busyTimeout_);
   } catch (const DatabaseError&) {
-    // It is damaged or missing; what there is of its log goes with it.
+    // It is damaged or missing; its log is set aside with it.
   }
   DatabaseFile(old).setAside(aside);
 }
@@ -244,7 +244,7 @@ void LibraryRebuild::putOldCatalogueBack(const FileURL& aside) const noexcept {
   try {
     DatabaseFile(aside).setAside(folder_.catalogueFile());
   } catch (const PosixError&) {
-    return;  // the next rebuild finds it where it is
+    return;  // the next rebuild finds it under the other name
   }
 }
 

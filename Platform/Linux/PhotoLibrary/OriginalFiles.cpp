@@ -17,7 +17,7 @@ class Walk {
   Walk(const OriginalFileVisitor& visit, const DirectoryEnumerator::ErrorHandler& unreadable)
       : visit_(&visit), unreadable_(&unreadable) {}
 
-  // Whether to go on.
+  // Returns whether to continue.
   bool through(const FileURL& folder) {
     auto entries = DirectoryEnumerator::at(folder, *unreadable_);
     if (!entries || !seen_.insert(folder.resolvingSymlinks().path()).second) {
@@ -26,7 +26,7 @@ class Walk {
     while (const auto entry = entries->next()) {
       const FileResourceValues values = fileResourceValues(*entry);
       if (values.isDirectory && !isPackage(*entry)) {
-        continue;  // its entries follow
+        continue;  // its entries come next
       }
       const bool isNewWalk = values.isDirectory || (values.isSymbolicLink && leadsToFolder(*entry));
       if (!(isNewWalk ? through(*entry) : (*visit_)(*entry))) {
@@ -44,7 +44,7 @@ class Walk {
 
   const OriginalFileVisitor* visit_;
   const DirectoryEnumerator::ErrorHandler* unreadable_;
-  std::unordered_set<std::string> seen_;  // folders where walks began, with their links resolved
+  std::unordered_set<std::string> seen_;  // visited folders, with links resolved
 };
 
 }  // namespace

@@ -11,25 +11,24 @@
 
 namespace tolvander::platform::linux_ {
 
-// Answers whether to go on.
+// Returns whether to continue.
 using OriginalFileVisitor = std::function<bool(const FileURL& file)>;
 
-// Gives everything below the folder of originals that is not a folder, whether it is catalogued or not, in
-// no promised order. Links to folders are followed, each folder once; other links are given. Packages are
-// entered like every folder: a person may keep pictures in one. Hidden entries are left out. Gives nothing
-// where there is no such folder. A folder that can't be read is reported to the handler; without one it is
-// passed over.
+// Calls `visit` with everything below the folder of originals except folders, whether catalogued or not, in
+// no particular order. Follows links to folders, and visits each folder once; other links are passed to
+// `visit`. Enters packages like other folders, because users may keep pictures in one. Skips hidden entries.
+// Does nothing if there is no such folder. A folder that can't be read is passed to `unreadable`; without a
+// handler it is skipped.
 void forEachOriginalFile(const LibraryFolder& folder, const OriginalFileVisitor& visit,
                          const DirectoryEnumerator::ErrorHandler& unreadable = nullptr);
 
-// The files that wait in `.incoming` for their names, in no promised order; none where there is no such
-// folder.
+// The files in `.incoming`, in no particular order; none if there is no such folder.
 std::vector<FileURL> incomingFiles(const LibraryFolder& folder);
 
-// The path of such a file relative to the library's folder, as it is catalogued.
+// The path of such a file relative to the library's folder, as in the catalogue.
 std::string originalPath(const LibraryFolder& folder, const FileURL& file);
 
-// What a file is by its extension; absent where that is none of a picture or film.
+// The type of a file by its extension; absent unless it is that of a picture or film.
 std::optional<app::PhotosMediaType> mediaTypeByExtension(const FileURL& file);
 
 }  // namespace tolvander::platform::linux_

@@ -26,34 +26,34 @@ struct KnownImports {
 
 // Numbers of files or entries.
 struct RebuildCounts {
-  std::int64_t known = 0;    // whose asset the history or the former catalogue knows
-  std::int64_t added = 0;    // known to neither
-  std::int64_t moved = 0;    // of the known ones: that are not where the former catalogue has them
-  std::int64_t dropped = 0;  // entries of the former catalogue whose content is nowhere
-  std::int64_t leftOut = 0;  // pictures known to neither whose path differs from another's in case alone
+  std::int64_t known = 0;    // files whose asset the history or the former catalogue knows
+  std::int64_t added = 0;    // pictures unknown to both
+  std::int64_t moved = 0;    // known files with another path than in the former catalogue
+  std::int64_t dropped = 0;  // items of the former catalogue whose content was not found
+  std::int64_t leftOut = 0;  // unknown pictures whose path differs from another one only in case
   std::int64_t waiting = 0;  // incoming files that the next sync completes
 
   friend bool operator==(const RebuildCounts&, const RebuildCounts&) = default;
 };
 
-// Makes the contents of a catalogue from files. One object for one making.
+// Creates the contents of a catalogue from files. One object for one use.
 //
-// A file gets the asset whose content it has, wherever it lies now: first one that the history names for this
-// content, then one that the former catalogue has for it. Among several files of one content each keeps the
-// asset that the former catalogue gives to its path, if it may. A file of an unknown content gets a new
-// asset if its extension is that of a picture or film, and is left out otherwise. So is one whose path
-// differs in case alone from another's, which a catalogue can't have, and one with the path that an incoming
-// file is to get: that may be a part of its copy. Dates, names and albums are those of the former catalogue
-// where it knows the content, and else read from the file as an import does.
+// A file gets the asset of its content, independent of its path: first one that the history names for this
+// content, then one of the former catalogue. Of several files with the same content, each keeps the asset
+// that the former catalogue has for its path, if that is possible. A file with unknown content gets a new
+// asset if its extension is that of a picture or film; otherwise it is left out. Also left out: a file whose
+// path differs from another's only in case, which a catalogue doesn't allow, and one with the intended path
+// of an incoming file, because it may be an incomplete copy of that. Dates, names and albums come from the
+// former catalogue if it knows the content, otherwise from the file, as in an import.
 //
-// The intents of the former catalogue stay for as long as their incoming files are there. An incoming file
-// that the history has marked and that no intent names gets a new one, unless an original has its content.
+// Intents of the former catalogue stay while their incoming files exist. An incoming file that the history
+// has marked and no intent names gets a new intent, unless an original has its content.
 class RebuiltContents {
  public:
   RebuiltContents(const LibraryFolder& folder, const CatalogueContents& former, const KnownImports& imports);
 
-  // `originals` by path. Throws PosixError where a file can't be read, and PhotosPlatformError where the
-  // paths of two known files differ in case alone.
+  // `originals` must be sorted by path. Throws PosixError if a file can't be read, and PhotosPlatformError
+  // if the paths of two known files differ only in case.
   CatalogueContents make(const std::vector<FoundOriginal>& originals,
                          const std::vector<FoundOriginal>& incoming);
 

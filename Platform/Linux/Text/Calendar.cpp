@@ -54,8 +54,7 @@ std::chrono::seconds offsetAt(std::chrono::sys_seconds instant, const icu::Basic
   return inSeconds(rawOffset, daylightSaving);
 }
 
-// The same for a reading of the clock. For a reading that the clock shows twice or never, the offset that is
-// in force before the change.
+// The same for a local time. For one that occurs twice or never, the offset before the transition.
 std::chrono::seconds offsetAtReading(LocalDateTime reading, const icu::BasicTimeZone& zone) {
   std::int32_t rawOffset = 0;
   std::int32_t daylightSaving = 0;

@@ -33,8 +33,8 @@ bool isASCII(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char character) { return (character & 0x80) == 0; });
 }
 
-// The user's locale for one category of things ("LC_COLLATE"), by the environment's order of precedence
-// (POSIX.1-2017, 8.2).
+// The user's locale for one category ("LC_COLLATE"), by the precedence of the environment variables
+// (POSIX.1-2017, Base Definitions, 8.2).
 icu::Locale userLocale(const char* category) {
   for (const char* const variable : {"LC_ALL", category, "LANG"}) {
     const char* const value = getenv(variable);

@@ -44,7 +44,7 @@ bool showsWholeVolume(const Mount& mount) { return mount.root == "/" || mount.fi
 
 using DriveOfDevice = std::function<Drive(dev_t)>;
 
-// Asks once for each drive. For one look at the mounts, which needs each drive up to four times.
+// Caches the result for each drive. For one listing of the volumes, which needs each drive up to four times.
 DriveOfDevice remembering(DriveOfDevice driveOf) {
   return [driveOf = std::move(driveOf), known = std::map<dev_t, Drive>()](dev_t number) mutable {
     const auto drive = known.find(number);
@@ -303,8 +303,8 @@ app::Subscription LinuxVolumes::observeMounts(Observer onMount, Observer onUnmou
 std::string LinuxVolumes::source(const FileURL& volumeURL) const {
   const std::vector<Mount> mounts = MountTable::read(sources_.mountTable).visible();
   auto mount = std::ranges::find(mounts, volumeURL.standardized(), &Mount::place);
-  if (mount ==
-      mounts.end()) {  // a chosen folder; other paths are not resolved, because a network share could block
+  // Only the path of a chosen folder is resolved: that of a network share could block.
+  if (mount == mounts.end()) {
     mount = std::ranges::find(mounts, volumeURL.resolvingSymlinks(), &Mount::place);
   }
   return mount != mounts.end() ? mount->source : "";
