@@ -12,10 +12,12 @@
 #include "Platform/Linux/PhotoLibrary/CatalogueSchema.h"
 #include "Platform/Linux/PhotoLibrary/IncomingName.h"
 #include "Platform/Linux/PhotoLibrary/LibraryLock.h"
+#include "Samples/JPEGBuilder.h"
 #include "Tests/Support/Application/CatalogueFiles.h"
 #include "Tests/Support/Application/EmbeddedLibrary.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/Files/FileOperations.h"
+#include "TolvanderCore/Platform/Calendar.h"
 
 namespace tolvander::tests {
 namespace {
@@ -138,6 +140,33 @@ TEST_F(Rebuilding, findsPicturesThatWereMovedOrRenamedByTheirContent) {
   EXPECT_EQ(after.albums, before.albums);
   EXPECT_TRUE(isSound());
   EXPECT_FALSE(plan().isNeeded);
+}
+
+// Another picture in a file's place isn't that picture, whatever its size.
+TEST_F(Rebuilding, givesWhatHasReplacedAPictureAnIdentityOfItsOwn) {
+  const std::string identifier = itemNamed(before, "PICT0001.JPG").asset.localIdentifier;
+  for (const char* const other : {"other", "longer than it was"}) {
+    writeFile(original("PICT0001.JPG"), other);
+    EXPECT_EQ(plan().counts, (RebuildCounts{.known = 2, .added = 1, .dropped = 1})) << other;
+  }
+  rebuild();
+  EXPECT_NE(itemNamed(contents(), "PICT0001.JPG").asset.localIdentifier, identifier);
+}
+
+TEST_F(Rebuilding, datesAPictureOfTheUserByItsExifBlock) {
+  const auto bytes = JPEGBuilder()
+                         .exif(TIFFBuilder().originalDate("2026:11:20 12:00:00"))
+                         .quantisationTable()
+                         .huffmanTable()
+                         .frame(640, 480)
+                         .scan(entropyCodedData(20, 1))
+                         .endOfImage()
+                         .build();
+  const FileURL own = root.appending("Originals/own.jpg");
+  writeFile(own, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+  rebuild();
+  const auto date = itemNamed(contents(), "own.jpg").asset.creationDate;
+  EXPECT_EQ(exifDateText(date.value(), TimeZone::current()), "2026:11:20 12:00:00");
 }
 
 TEST_F(Rebuilding, dropsPicturesThatAreGone) {
@@ -493,6 +522,15 @@ TEST_F(RebuildingInterrupted, cataloguesWhatHasGotItsNameAsItWasMeant) {
     EXPECT_EQ(itemNamed(after, std::string(FileURL("/" + path).lastPathComponent())).asset, asset);
   }
   EXPECT_EQ(completed(), all);
+}
+
+TEST_F(RebuildingInterrupted, keepsTheNameOfTheCameraWhereAFileWasMovedBeforeItWasCatalogued) {
+  const auto& intent = before.intents.at(0);
+  fs::rename(incomingFile(intent).path(), root.appending("Originals/Best.jpg").path());
+  rebuild(marked());
+  const auto item = itemNamed(contents(), "Best.jpg");
+  EXPECT_EQ(item.asset, intent.asset);
+  EXPECT_EQ(item.original.originalFilename, intent.original.originalFilename);
 }
 
 TEST_F(RebuildingInterrupted, putsAPictureIntoItsAlbumOnceWhoseIntentIsStillThere) {
