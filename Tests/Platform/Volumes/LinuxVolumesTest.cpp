@@ -239,6 +239,26 @@ TEST_F(LinuxVolumesTest, countsNoFolderOfADriveAsAVolume) {
   EXPECT_EQ(placesOf(volumes({folder / "inside/card"})), withInside) << "of a drive that is built in";
 }
 
+TEST_F(LinuxVolumesTest, countsNoFolderOfADriveThatCanOnlyEjectAsAVolume) {
+  const FileURL card = folder / "card";
+  std::filesystem::create_directories(card.appending("copy").path());
+  setMounts(std::string(desktopMounts) + "130 28 8:33 / " + card.path() + " rw - vfat /dev/sdc1 rw\n");
+  drives[makedev(8, 33)].isEjectable = true;
+  EXPECT_EQ(placesOf(volumes({card.appending("copy")})), placesOf(volumes()));
+}
+
+TEST_F(LinuxVolumesTest, countsFoldersOfASystemThatRunsFromAPluggedInDrive) {
+  drives[makedev(259, 2)].isRemovable = true;
+  EXPECT_EQ(placesOf(volumes({folder.url()})).back(), folder.url().path());
+}
+
+TEST_F(LinuxVolumesTest, countsAMountPointThatIsCalledDCIM) {
+  const FileURL mountPoint = folder / "DCIM";
+  std::filesystem::create_directories(mountPoint.path());
+  setMounts(std::string(desktopMounts) + "130 28 8:33 / " + mountPoint.path() + " rw - vfat /dev/sdc1 rw\n");
+  EXPECT_EQ(placesOf(volumes({mountPoint})).back(), mountPoint.path());
+}
+
 TEST_F(LinuxVolumesTest, countsTheFolderThatHoldsDCIMInsteadOfDCIM) {
   std::filesystem::create_directories((folder / "copy/SPIDCIM").path());
   EXPECT_EQ(CameraVolumeDiscovery::mountedURLs(volumes({folder / "copy/SPIDCIM"})),
