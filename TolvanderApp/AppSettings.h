@@ -18,25 +18,20 @@
 
 namespace tolvander::app {
 
-// The application's preferences, stored in the user defaults. What a camera is (its profile) and the access
-// to one particular volume (a grant) are stored apart: a stored profile never holds a bookmark.
-//
-// Main thread only. Every change is stored before the operation returns. Each operation that changes
-// something throws what UserDefaults throws; the property then keeps its old value, and no observer is
-// called.
-class AppSettings {
+// Values of this run, which count in the place of the stored ones and are never stored.
+struct SettingsOverrides {
+  std::optional<bool> deleteAfterSync{};
+  std::optional<bool> autoEjectAfterSync{};
+  std::optional<std::string> album{};  // syncs fill this one
+};
+
+// The preferences as they are stored, brought into their present form. What a camera is (its profile) and the
+// access to one particular volume (a grant) are kept apart: a stored profile never holds a bookmark. Writes
+// nothing.
+class StoredSettings {
  public:
-  using Bookmark = std::vector<std::byte>;
-
-  // Reads everything, brings profiles and grants into their present form, and writes both. `defaults` and
-  // `mainThread` outlive the settings.
-  AppSettings(UserDefaults& defaults, MainThread& mainThread);
-  AppSettings(const AppSettings&) = delete;
-  AppSettings& operator=(const AppSettings&) = delete;
-
-  // The observer is called, from a function posted on the main thread, after one or more properties have
-  // changed, for as long as the subscription lives.
-  Subscription observe(std::function<void()> observer) { return notifier_.observe(std::move(observer)); }
+  // Reads everything. Data that can't be decoded counts as absent, but for the grants, see below.
+  explicit StoredSettings(const UserDefaults& defaults, const SettingsOverrides& overrides = {});
 
   bool launchAtLogin() const { return launchAtLogin_; }
   bool deleteAfterSync() const { return deleteAfterSync_; }
@@ -52,6 +47,52 @@ class AppSettings {
 
   // Words for the user while the stored grants can't be read. They stay as they are until a grant is saved.
   const std::optional<std::string>& savedCameraAccessError() const { return savedCameraAccessError_; }
+
+  // The album that syncs fill: its name without spaces around it. Absent where they fill none.
+  std::optional<std::string> albumForSync() const;
+
+  // One profile for each enabled grant, with the identity and the bookmark of the grant, in the grants'
+  // order.
+  std::vector<DeviceProfile> authorizedDeviceProfiles() const;
+
+ protected:
+  bool launchAtLogin_ = false;
+  bool deleteAfterSync_ = false;
+  bool autoEjectAfterSync_ = false;
+  bool addToAlbum_ = false;
+  std::string albumName_;
+  std::optional<std::string> savedCameraAccessError_;
+  std::vector<CameraAccessGrant> cameraGrants_;
+  std::vector<DeviceProfile> deviceProfiles_;
+  bool onboardingCompleted_ = false;
+  bool onboardingNeedsAttention_ = false;
+  std::optional<LastSyncReceipt> lastSyncReceipt_;
+  SetAsideFiles setAsideFiles_;
+
+ private:
+  void readSimpleValues(const UserDefaults& defaults);
+  void readGrants(const UserDefaults& defaults, const std::vector<DeviceProfile>& profiles);
+  void apply(const SettingsOverrides& overrides);
+};
+
+// The application's one store of preferences, on top of the user defaults.
+//
+// Belongs to the main thread. Every change is written through before the operation returns, and replaces an
+// override. Each operation that changes something throws what UserDefaults throws; a property whose value
+// couldn't be stored keeps the old one, and no observer is called.
+class AppSettings : public StoredSettings {
+ public:
+  using Bookmark = std::vector<std::byte>;
+
+  // Reads everything, and writes profiles and grants in their present form. `defaults` and `mainThread`
+  // outlive the settings.
+  AppSettings(UserDefaults& defaults, MainThread& mainThread, const SettingsOverrides& overrides = {});
+  AppSettings(const AppSettings&) = delete;
+  AppSettings& operator=(const AppSettings&) = delete;
+
+  // The observer is called, from a function posted on the main thread, after one or more properties have
+  // changed, for as long as the subscription lives.
+  Subscription observe(std::function<void()> observer) { return notifier_.observe(std::move(observer)); }
 
   void setLaunchAtLogin(bool value);
   void setDeleteAfterSync(bool value);
@@ -80,10 +121,6 @@ class AppSettings {
   // Forgets the access with this identity. Profiles stay: one without a grant is not offered to detection.
   void removeProfile(const UUID& id);
 
-  // One profile for each enabled grant, with the identity and the bookmark of the grant, in the grants'
-  // order.
-  std::vector<DeviceProfile> authorizedDeviceProfiles() const;
-
   // Replaces the bookmark of the grant with this identity; without a bookmark the grant goes. Where there is
   // no such grant, one is made from the profile with this identity, if there is one.
   void setSecurityScopedBookmark(const std::optional<Bookmark>& bookmark, const UUID& id);
@@ -95,8 +132,6 @@ class AppSettings {
                  const std::vector<std::string>& volumeNames, const Bookmark& bookmark);
 
  private:
-  void readSimpleValues();
-  void readGrants(const std::vector<DeviceProfile>& profiles);
   void setBoolean(bool& property, std::string_view key, bool value);
   void setGrants(std::vector<CameraAccessGrant> grants);
   void setProfiles(std::vector<DeviceProfile> profiles);
@@ -105,18 +140,6 @@ class AppSettings {
 
   UserDefaults& defaults_;
   ChangeNotifier notifier_;
-  bool launchAtLogin_ = false;
-  bool deleteAfterSync_ = false;
-  bool autoEjectAfterSync_ = false;
-  bool addToAlbum_ = false;
-  std::string albumName_;
-  std::optional<std::string> savedCameraAccessError_;
-  std::vector<CameraAccessGrant> cameraGrants_;
-  std::vector<DeviceProfile> deviceProfiles_;
-  bool onboardingCompleted_ = false;
-  bool onboardingNeedsAttention_ = false;
-  std::optional<LastSyncReceipt> lastSyncReceipt_;
-  SetAsideFiles setAsideFiles_;
 };
 
 }  // namespace tolvander::app

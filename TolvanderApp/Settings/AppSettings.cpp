@@ -7,6 +7,7 @@
 #include "TolvanderCore/DeviceProfileCoding.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/JSON/DecodingError.h"
+#include "TolvanderCore/Platform/Text.h"
 #include "TolvanderCore/Platform/Volume.h"
 
 namespace tolvander::app {
@@ -123,38 +124,56 @@ VolumeResourceValues readableVolumeValues(const FileURL& volumeURL) {
 
 }  // namespace
 
-AppSettings::AppSettings(UserDefaults& defaults, MainThread& mainThread)
-    : defaults_(defaults), notifier_(mainThread) {
-  readSimpleValues();
-  const auto saved = decoded(defaults_, deviceProfilesKey, decodeDeviceProfiles);
+StoredSettings::StoredSettings(const UserDefaults& defaults, const SettingsOverrides& overrides) {
+  readSimpleValues(defaults);
+  apply(overrides);
+  const auto saved = decoded(defaults, deviceProfilesKey, decodeDeviceProfiles);
   std::vector<DeviceProfile> profiles = currentProfiles(saved.value_or(std::vector<DeviceProfile>()));
-  readGrants(profiles);
+  readGrants(defaults, profiles);
   std::ranges::transform(profiles, profiles.begin(), withoutAccess);
   deviceProfiles_ = std::move(profiles);
-  storeGrants(cameraGrants_);
-  storeProfiles(deviceProfiles_);
 }
 
-void AppSettings::readSimpleValues() {
-  launchAtLogin_ = defaults_.boolean(launchAtLoginKey).value_or(false);
-  deleteAfterSync_ = defaults_.boolean(deleteAfterSyncKey).value_or(false);
-  autoEjectAfterSync_ = defaults_.boolean(autoEjectAfterSyncKey).value_or(false);
-  addToAlbum_ = defaults_.boolean(addToAlbumKey).value_or(false);
-  albumName_ = defaults_.string(albumNameKey).value_or("");
-  onboardingCompleted_ = defaults_.boolean(onboardingCompletedKey).value_or(false);
-  onboardingNeedsAttention_ = defaults_.boolean(onboardingNeedsAttentionKey).value_or(false);
-  lastSyncReceipt_ = decoded(defaults_, lastSyncReceiptKey, decodeLastSyncReceipt);
-  setAsideFiles_ = decoded(defaults_, setAsideFilesKey, decodeSetAsideFiles).value_or(SetAsideFiles());
+void StoredSettings::readSimpleValues(const UserDefaults& defaults) {
+  launchAtLogin_ = defaults.boolean(launchAtLoginKey).value_or(false);
+  deleteAfterSync_ = defaults.boolean(deleteAfterSyncKey).value_or(false);
+  autoEjectAfterSync_ = defaults.boolean(autoEjectAfterSyncKey).value_or(false);
+  addToAlbum_ = defaults.boolean(addToAlbumKey).value_or(false);
+  albumName_ = defaults.string(albumNameKey).value_or("");
+  onboardingCompleted_ = defaults.boolean(onboardingCompletedKey).value_or(false);
+  onboardingNeedsAttention_ = defaults.boolean(onboardingNeedsAttentionKey).value_or(false);
+  lastSyncReceipt_ = decoded(defaults, lastSyncReceiptKey, decodeLastSyncReceipt);
+  setAsideFiles_ = decoded(defaults, setAsideFilesKey, decodeSetAsideFiles).value_or(SetAsideFiles());
 }
 
-void AppSettings::readGrants(const std::vector<DeviceProfile>& profiles) {
-  if (!defaults_.data(cameraGrantsKey)) {
+void StoredSettings::readGrants(const UserDefaults& defaults, const std::vector<DeviceProfile>& profiles) {
+  if (!defaults.data(cameraGrantsKey)) {
     cameraGrants_ = grantsFromProfiles(profiles);
-  } else if (auto grants = decoded(defaults_, cameraGrantsKey, decodeCameraAccessGrants)) {
+  } else if (auto grants = decoded(defaults, cameraGrantsKey, decodeCameraAccessGrants)) {
     cameraGrants_ = *std::move(grants);
   } else {
     savedCameraAccessError_ = unreadableGrants;
   }
+}
+
+void StoredSettings::apply(const SettingsOverrides& overrides) {
+  deleteAfterSync_ = overrides.deleteAfterSync.value_or(deleteAfterSync_);
+  autoEjectAfterSync_ = overrides.autoEjectAfterSync.value_or(autoEjectAfterSync_);
+  if (overrides.album) {
+    addToAlbum_ = true;
+    albumName_ = *overrides.album;
+  }
+}
+
+std::optional<std::string> StoredSettings::albumForSync() const {
+  const std::string name(trimmingWhitespaceAndNewlines(albumName_));
+  return addToAlbum_ && !name.empty() ? std::optional(name) : std::nullopt;
+}
+
+AppSettings::AppSettings(UserDefaults& defaults, MainThread& mainThread, const SettingsOverrides& overrides)
+    : StoredSettings(defaults, overrides), defaults_(defaults), notifier_(mainThread) {
+  storeGrants(cameraGrants_);
+  storeProfiles(deviceProfiles_);
 }
 
 void AppSettings::setBoolean(bool& property, std::string_view key, bool value) {
@@ -264,7 +283,7 @@ void AppSettings::removeProfile(const UUID& id) {
   setGrants(std::move(grants));
 }
 
-std::vector<DeviceProfile> AppSettings::authorizedDeviceProfiles() const {
+std::vector<DeviceProfile> StoredSettings::authorizedDeviceProfiles() const {
   std::vector<DeviceProfile> profiles;
   for (const CameraAccessGrant& grant : cameraGrants_) {
     const auto profile = withID(deviceProfiles_, grant.profileID);

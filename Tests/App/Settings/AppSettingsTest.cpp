@@ -549,4 +549,67 @@ TEST_F(AppSettingsTest, keepsTheErrorOfUnreadableGrantsWhileANewOneCannotBeStore
   EXPECT_EQ(defaults_.data("cameraAccessGrants"), damaged);
 }
 
+// Values of one run
+
+TEST(SettingsOverrides, countInThePlaceOfTheStoredValuesAndAreNotStored) {
+  MemoryUserDefaults defaults;
+  defaults.setBoolean("deleteAfterSync", true);
+  defaults.setString("albumName", "Stored");
+  VirtualMainThread mainThread;
+  const AppSettings settings(defaults, mainThread,
+                             {.deleteAfterSync = false, .autoEjectAfterSync = true, .album = "Run"});
+  EXPECT_FALSE(settings.deleteAfterSync());
+  EXPECT_TRUE(settings.autoEjectAfterSync());
+  EXPECT_EQ(settings.albumForSync(), "Run");
+  EXPECT_EQ(defaults.boolean("deleteAfterSync"), true);
+  EXPECT_EQ(defaults.boolean("autoEjectAfterSync"), std::nullopt);
+  EXPECT_EQ(defaults.string("albumName"), "Stored");
+  EXPECT_EQ(defaults.boolean("addToAlbum"), std::nullopt);
+}
+
+TEST(SettingsOverrides, leaveTheOtherValuesAsTheyAreStored) {
+  MemoryUserDefaults defaults;
+  defaults.setBoolean("deleteAfterSync", true);
+  defaults.setBoolean("autoEjectAfterSync", true);
+  defaults.setBoolean("addToAlbum", true);
+  defaults.setString("albumName", " Stored\n");
+  const app::StoredSettings settings(defaults, {});
+  EXPECT_TRUE(settings.deleteAfterSync());
+  EXPECT_TRUE(settings.autoEjectAfterSync());
+  EXPECT_EQ(settings.albumForSync(), "Stored");
+}
+
+TEST(SettingsOverrides, endWithAChangeThatIsStored) {
+  MemoryUserDefaults defaults;
+  VirtualMainThread mainThread;
+  AppSettings settings(defaults, mainThread, {.deleteAfterSync = true, .album = "Run"});
+  settings.setDeleteAfterSync(false);
+  settings.setAlbumName("Changed");
+  EXPECT_FALSE(settings.deleteAfterSync());
+  EXPECT_EQ(settings.albumForSync(), "Changed");
+  EXPECT_EQ(defaults.boolean("deleteAfterSync"), false);
+  EXPECT_EQ(defaults.string("albumName"), "Changed");
+}
+
+TEST(SettingsOverrides, stayWhereAChangeCannotBeStored) {
+  MemoryUserDefaults defaults;
+  VirtualMainThread mainThread;
+  AppSettings settings(defaults, mainThread, {.deleteAfterSync = true});
+  defaults.setFull(true);
+  EXPECT_THROW(settings.setDeleteAfterSync(false), PosixError);
+  EXPECT_TRUE(settings.deleteAfterSync());
+}
+
+TEST(StoredSettings, bringProfilesIntoTheirPresentFormWithoutWriting) {
+  MemoryUserDefaults defaults;
+  defaults.setData("deviceProfiles",
+                   bytesOf(encodeDeviceProfiles({customProfile("CARD", {}, bookmark("b"))})));
+  defaults.setFull(true);
+  const app::StoredSettings settings(defaults);
+  ASSERT_EQ(settings.cameraGrants().size(), 1U);
+  EXPECT_EQ(settings.cameraGrants().front().bookmark, bookmark("b"));
+  EXPECT_EQ(settings.authorizedDeviceProfiles().size(), 1U);
+  EXPECT_FALSE(defaults.contains("cameraAccessGrants"));
+}
+
 }  // namespace tolvander::tests
