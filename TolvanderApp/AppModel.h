@@ -20,9 +20,11 @@
 #include "TolvanderApp/Concurrency/Task.h"
 #include "TolvanderApp/Concurrency/TaskScope.h"
 #include "TolvanderApp/DeviceSummaries.h"
+#include "TolvanderApp/FlowResults.h"
 #include "TolvanderApp/Import/CameraImport.h"
 #include "TolvanderApp/LastSyncReceipt.h"
 #include "TolvanderApp/Library/PhotoLibraryService.h"
+#include "TolvanderApp/Model/FlowGate.h"
 #include "TolvanderApp/NotificationPermissionStatus.h"
 #include "TolvanderApp/Notifications/NotificationService.h"
 #include "TolvanderApp/PhotosPermissionStatus.h"
@@ -125,9 +127,17 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   bool canStartFirstSync() const;
   // Nothing runs that a process would have to wait for before it ends.
   bool isIdle() const;
+  // Whether a flow of the user's may start: setup is complete, and no flow or eject runs.
+  bool canStartFlow() const;
+  // Waits until `isIdle`.
+  Task<> untilIdle();
+  // What the user is to see to before the model can go on; absent where nothing is wrong.
+  std::optional<FlowFailure> failure() const;
   Task<> handleMountedVolume(FileURL url);
   Task<> handleUnmountedVolume(FileURL url);
   Task<> refreshPermissionStatuses();
+  // Starts `refreshPermissionStatuses`: the user may have changed something elsewhere.
+  void lookAgain();
   void refreshMountedVolumes();
   Task<> refreshConnectedDevices();
   Task<> refreshTrashCount();
@@ -136,48 +146,86 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
 
   // Sync session (AppModelSyncSession.cpp)
 
-  Task<> syncAllConnected(bool notifyWhenStarting);
-  void checkNow();
-  void completeOnboardingAndSync();
+  // Looks for the saved cameras and syncs each in turn. While a flow runs the request is folded: one silent
+  // sync follows that flow, unless it is stopped. Refused before setup is complete, while a camera is
+  // ejected, and without access to the library. `notifyWhenStarting`: a notification says that each camera's
+  // sync begins.
+  Task<SyncSummary> syncAllConnected(bool notifyWhenStarting);
+  // Looks for volumes, and syncs. Refused before setup is complete, and while a flow or an eject runs.
+  Started<SyncSummary> checkNow();
+  // Completes setup and does the first sync. Refused where `canStartFirstSync` is false, and where the
+  // setting can't be stored, which is shown.
+  Started<SyncSummary> completeOnboardingAndSync();
+  // Completes what imports left prepared in the library when their process was killed. Nothing of it is
+  // shown. Refused while a flow or an eject runs, and without access to the library.
+  Started<FlowOutcome> completeInterruptedImports();
+  // Asks the running flow to stop at its next checkpoint. No sync follows it.
   void stopCheck();
 
   // Cleanup (AppModelCleanup.cpp)
 
-  // Deletes for good what was moved to the Trash from one camera, after asking.
-  void clearManagedTrash(DeviceTrashSummary device);
-  // Puts files of one camera back where they were: all, or those of the names given.
-  void restoreManagedTrash(DeviceTrashSummary device, std::optional<std::set<std::string>> filenames);
+  // Deletes for good what was moved to the Trash from one camera, after asking. Refused before setup is
+  // complete, and while a flow or an eject runs.
+  Started<CleanupResult> clearManagedTrash(DeviceTrashSummary device);
+  // Puts files of one camera back where they were, without asking: all, or those of the names given. Refused
+  // as above.
+  Started<CleanupResult> restoreManagedTrash(DeviceTrashSummary device,
+                                             std::optional<std::set<std::string>> filenames);
 
   // Check against the library (AppModelPhotosCheck.cpp)
 
   // `beforeChange` is a check that one of the two operations below is to follow. It lets the library complete
   // what interrupted imports began; the other one changes nothing.
   enum class CheckPurpose { look, beforeChange };
-  void verifyCameraInPhotos(CheckPurpose purpose = CheckPurpose::look);
-  void rememberVerifiedMatches(DeviceLibraryReview review);
-  void restoreMissingImports(DeviceLibraryReview review);
+  // Compares every connected camera with the library, and fills `libraryReviews`. Refused before setup is
+  // complete, while a flow or an eject runs, and without access to the library.
+  Started<CheckResult> verifyCameraInPhotos(CheckPurpose purpose = CheckPurpose::look);
+  // Saves in the history what a check found to be in the library. Refused as the check, but for the access.
+  Started<FlowOutcome> rememberVerifiedMatches(DeviceLibraryReview review);
+  // Imports what a check found to be missing, after asking. Refused like `rememberVerifiedMatches`, where
+  // nothing is missing, and where files of the camera are uncertain or unchecked.
+  Started<RestoreResult> restoreMissingImports(DeviceLibraryReview review);
 
   // Albums (AppModelAlbum.cpp)
 
-  void selectAlbum(std::string name);
-  void presentCreateAlbum();
-  void addRecordedAssets(std::optional<std::string> fromAlbum, std::string toAlbum);
+  // All three are refused before setup is complete, and while a flow or an eject runs.
+
+  // Stores the album that syncs fill. Where they do, asks whether what is recorded goes there too, and adds
+  // it. Absent also where the name is empty or the present one, where it can't be stored, which is shown, and
+  // where syncs fill no album.
+  Started<AlbumResult> selectAlbum(std::string name);
+  // Asks for a name, makes the album, has syncs fill it, and asks whether what is recorded goes there too.
+  Started<AlbumResult> presentCreateAlbum();
+  // Adds the recorded items to an album: all, or those that `fromAlbum` holds.
+  Started<AlbumResult> addRecordedAssets(std::optional<std::string> fromAlbum, std::string toAlbum);
   std::string suggestedAlbumName() const;
 
   // Eject (AppModelEject.cpp)
 
-  void ejectDevice(ConnectedDeviceSummary device);
-  // Whether the volume is gone.
+  // Ejects a camera, after the running flow, which is stopped. Refused before setup is complete, and while a
+  // camera is ejected. The outcome is `stopped` where the eject of another camera has replaced it.
+  Started<FlowOutcome> ejectDevice(ConnectedDeviceSummary device);
+  // The same at once, also during a flow. Gives whether the volume is gone.
   Task<bool> ejectVolume(FileURL url, std::string displayName, bool isCharmera, bool notifyOnSuccess);
 
   // Camera access (AppModelCameraAccess.cpp)
 
-  void addDevice();
-  void removeDevice(UUID grantID);
+  // What follows when a camera was saved: its sync, where setup is complete and the library may be used.
+  enum class AfterAdding { sync, nothing };
+  // Asks for a drive, and saves the access to it. `proposed` is a folder that the user has named already.
+  // Refused while another panel is open, and while a flow or an eject runs.
+  Started<AddedCamera> addDevice(std::optional<FileURL> proposed = std::nullopt,
+                                 AfterAdding afterwards = AfterAdding::sync);
+  // Forgets a saved camera, after asking. Without cameras setup is to be done again. Refused while a flow or
+  // an eject runs, and where there is no such grant.
+  Started<FlowOutcome> removeDevice(UUID grantID);
 
   // Permissions (AppModelPermissions.cpp)
 
-  void requestPhotosAccess();
+  // Asks the system for access to the library, and gives its answer after what follows from it: with access
+  // a sync where setup is complete, without it setup is to be done again.
+  ValueTaskHandle<PhotosPermissionStatus> requestPhotosAccess();
+  // Asks the system whether notifications may be shown.
   void requestNotificationPermission();
 
   // What is shown of it all (AppModelStatus.cpp)
@@ -203,6 +251,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
     std::vector<std::string> setAside;  // their paths
   };
 
+  // What a sync's offer to move the imported files to the Trash came to.
   struct CleanupOutcome {
     bool safeToEject = false;
     bool didNotify = false;
@@ -222,6 +271,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   void refreshLoginStatus();
   void applyPhotosPermissionStatus(PhotosPermissionStatus status);
   void requireSetupAfterAccessLoss();
+  void clearForFlow();
   // A volume that may not be read suspends setup once the other volumes have had their turn: after the flow
   // that runs, or that is about to.
   void suspendSetupWhereAVolumeIsDenied();
@@ -241,23 +291,23 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   Task<std::optional<FoundCamera>> detectConnectedCamera(FileURL volumeURL,
                                                          std::vector<DeviceProfile> profiles);
   void refreshSecurityScopedAccess();
-  Task<> askForDevice();
+  Task<AddedCamera> askForDevice(std::optional<FileURL> proposed, AfterAdding afterwards);
   std::optional<std::string> saveDevice(const FileURL& chosen);
   void saveAccess(const FileURL& volume, const AppSettings::Bookmark& bookmark);
-  Task<> useAddedDevice();
-  Task<> askToForget(CameraAccessGrant grant);
+  Task<SyncSummary> useAddedDevice();
+  Task<FlowOutcome> askToForget(CameraAccessGrant grant);
 
   // Sync session (AppModelSyncSession.cpp)
-  Task<> performSyncAllConnected(bool notifyWhenStarting);
-  Task<> completeInterruptedImports();
+  Task<SyncSummary> performSyncAllConnected(bool notifyWhenStarting);
+  Task<> finishPreparedImports();
+  Task<FlowOutcome> completeWithoutCamera();
   Task<> syncMountedVolumes(bool notifyWhenStarting);
-  Task<> lookForVolumesAndSync();
+  Task<SyncSummary> lookForVolumesAndSync();
   Task<> synchronize(FoundCamera camera, bool notifyWhenStarting);
   Task<> presentSyncResult(DetectedDevice device, SyncResult result);
   LastSyncReceipt saveReceipt(const DetectedDevice& device,
                               const std::vector<FingerprintedMediaFile>& imported);
   StatusReceipt syncReceipt(const LastSyncReceipt& receipt, const SyncResult& result, bool ejected) const;
-  std::optional<std::string> albumForSync() const;
   // For a worker. Its functions watch the token and hold the model weakly.
   SyncCoordinator coordinator(const DetectedDevice& device, const CancellationToken& token);
   CameraImport::Observer importObserver();
@@ -266,7 +316,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   // For a worker: keeps the file's name for the failure that follows.
   std::function<void(const CameraMediaFile& file)> failedFileObserver();
   void changeRun(const std::function<void(CameraRun& run)>& change);  // the last one
-  void endRun(const std::exception_ptr& failure);                     // null: it came to its end
+  void endRun(FlowEnd end);
   void setSyncPhase(const SyncPhase& phase);
 
   // Cleanup (AppModelCleanup.cpp)
@@ -281,48 +331,47 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   Task<> settleTrash();
   void showCleanupFailure(std::string message);
   Task<CleanupOutcome> offerToTrash(std::vector<FingerprintedMediaFile> files, DetectedDevice device);
+  Task<CleanupOutcome> askToTrash(std::vector<FingerprintedMediaFile> files, DetectedDevice device);
   Task<CleanupOutcome> moveToTrash(std::vector<FingerprintedMediaFile> files, DetectedDevice device);
   Task<CleanupOutcome> finishMove(TrashMoveResult result, std::string deviceName, CancellationToken token);
   Task<> undoMove(TrashMoveResult result);
-  void startCleanup(Task<> cleanup);
-  Task<> runCleanup(Task<> cleanup);
+  Started<CleanupResult> startCleanup(Task<CleanupResult> cleanup);
+  Task<CleanupResult> runCleanup(Task<CleanupResult> cleanup);
   Task<std::vector<ManagedTrashRecord>> managedTrash(DeviceTrashSummary device);
-  Task<> clearTrash(DeviceTrashSummary device);
+  Task<CleanupResult> clearTrash(DeviceTrashSummary device);
   Task<> finishDelete(TrashDeleteResult result, std::string deviceName, CancellationToken token);
-  Task<> restoreTrash(DeviceTrashSummary device, std::optional<std::set<std::string>> filenames);
+  Task<CleanupResult> restoreTrash(DeviceTrashSummary device, std::optional<std::set<std::string>> filenames);
 
   // Check against the library (AppModelPhotosCheck.cpp)
-  bool canStartFlow() const;
-  void beginFlow();
-  void finishAuxiliaryCheck();
-  Task<> runCheck(CheckPurpose purpose);
+  Task<CheckResult> check(CheckPurpose purpose);
   Task<> reviewConnectedCameras(CheckPurpose purpose);
   void presentReviews();
-  Task<> remember(DeviceLibraryReview review);
-  Task<> askToRestore(DeviceLibraryReview review);
-  Task<> restore(DeviceLibraryReview review);
+  Task<FlowOutcome> remember(DeviceLibraryReview review);
+  Task<> saveMatches(DeviceLibraryReview review);
+  Task<RestoreResult> askToRestore(DeviceLibraryReview review);
+  Task<RestoreResult> restore(DeviceLibraryReview review);
+  Task<> importMissing(DeviceLibraryReview review);
 
   // Albums (AppModelAlbum.cpp)
-  void beginAlbumUpdate(std::string message);
-  void finishAlbumUpdate(const std::exception_ptr& failure);
+  Started<AlbumResult> startAlbumUpdate(std::string message, Task<AlbumResult> update);
+  Task<AlbumResult> runAlbumUpdate(Task<AlbumResult> update);
   void showAlbumReceipt(std::string message);
   Task<bool> askToBackfill(std::string albumName);
-  Task<> linkAlbum(std::string album, std::string before);
-  Task<> fillAlbum(std::optional<std::string> fromAlbum, std::string toAlbum);
-  Task<> updateAlbumUnlessStopped(std::optional<std::string> fromAlbum, std::string toAlbum);
-  Task<> performRecordedAlbumUpdate(std::optional<std::string> fromAlbum, std::string toAlbum);
-  Task<> askForAlbum();
-  Task<> createAlbum(std::string name);
+  Task<AlbumResult> linkAlbum(std::string album, std::string before);
+  Task<AlbumResult> updateAlbumUnlessStopped(std::optional<std::string> fromAlbum, std::string toAlbum);
+  Task<AlbumResult> performRecordedAlbumUpdate(std::optional<std::string> fromAlbum, std::string toAlbum);
+  Task<AlbumResult> askForAlbum();
+  Task<AlbumResult> createAlbum(std::string name);
 
   // Eject (AppModelEject.cpp)
-  void startEject(ConnectedDeviceSummary device);
-  Task<> eject(ConnectedDeviceSummary device);
-  void startDeferredEject();
+  Task<FlowOutcome> eject(ConnectedDeviceSummary device);
+  Task<FlowOutcome> ejectAfterFlow(ConnectedDeviceSummary device);
   void showEjectFailure(const std::string& displayName, const std::exception_ptr& failure);
   void rememberOwnUnmount(const FileURL& url);
   Task<> presentEject(std::string displayName, bool isCharmera, bool hadCheckmark, bool notifyOnSuccess);
 
   // Permissions (AppModelPermissions.cpp)
+  Task<PhotosPermissionStatus> askForPhotosAccess();
   Task<> requestPhotosPermission(PhotosPermissionStatus status);  // what follows from the user's answer
   void clearPhotosPermissionError();
   Task<> askForNotificationPermission();
@@ -335,7 +384,6 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   void show(const std::exception_ptr& failure);
   void show(const std::exception& error);
   void showStopped(const std::string& stopped);
-  void noteStop();
   void showStoppedOrFailure(const std::exception_ptr& failure, const std::string& stopped);
   void showDeniedVolume(const std::string& volumeName);
   bool isVolumeMounted(const std::string& name);
@@ -358,16 +406,10 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   NotificationService notifications_;
   SecurityScopedAccessStore securityScopedAccess_;
 
-  std::optional<TaskHandle> activeSyncTask_;
-  bool syncCancellationRequested_ = false;
-  bool isCleaningUp_ = false;
-  std::uint64_t cleanupsBegun_ = 0;
   bool isSetupSuspensionDue_ = false;
   std::optional<std::string> failedFile_;  // of the run, until its failure is shown
   bool isFirstFlowAhead_ = false;
-  int eventsBeingHandled_ = 0;  // of which each may lead to a flow
-  bool pendingSyncRequested_ = false;
-  std::optional<ConnectedDeviceSummary> ejectAfterSync_;
+  int eventsBeingHandled_ = 0;           // of which each may lead to a flow
   std::optional<TaskHandle> ejectTask_;  // the last one, finished or not
   std::optional<TaskHandle> statusReceiptTask_;
   bool settingsWindowOpen_ = false;
@@ -378,6 +420,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   std::map<std::string, Date> recentlyEjectedVolumes_;
   std::optional<TaskHandle> deviceRefreshTask_;
   std::vector<Subscription> observers_;
+  FlowGate gate_;
   TaskScope tasks_;  // last: its tasks use everything above
 };
 

@@ -20,6 +20,9 @@ struct CameraRun {
   std::optional<std::int64_t> newCount;  // items to import; absent until all files were compared
   MediaCounts imported;                  // recorded in the history
   std::vector<std::string> setAside;     // paths of files that the user has left out
+  // Names of files that a sync left out as likely to be in the library; none where it did not come to its
+  // end.
+  std::vector<std::string> likelyCopies{};
   End end = End::running;
 
   friend bool operator==(const CameraRun&, const CameraRun&) = default;

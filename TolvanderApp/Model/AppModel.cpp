@@ -6,8 +6,11 @@
 #include "TolvanderApp/AppDiagnostics.h"
 #include "TolvanderApp/CameraVolumeDiscovery.h"
 #include "TolvanderApp/Concurrency/Background.h"
+#include "TolvanderApp/Concurrency/Callback.h"
 #include "TolvanderApp/Concurrency/Sleep.h"
 #include "TolvanderApp/Permissions/PermissionService.h"
+#include "TolvanderApp/Platform/PhotoLibraryError.h"
+#include "TolvanderCore/MediaSourceError.h"
 #include "TolvanderCore/Platform/Text.h"
 
 namespace tolvander::app {
@@ -113,6 +116,12 @@ AppModel::AppModel(const Platform& platform, Services services,
       notifications_([settings = services_.settings] { return settings->onboardingCompleted(); },
                      platform.notifications),
       securityScopedAccess_(platform.bookmarks),
+      gate_(
+          isSyncing, changes, tasks_,
+          {.clearForFlow = [this] { clearForFlow(); },
+           .show = [this](const auto& thrown, const auto& stopped) { showStoppedOrFailure(thrown, stopped); },
+           .failure = [this] { return failure(); },
+           .syncAgain = [this] { return syncAllConnected(false); }}),
       tasks_(platform.mainThread) {
   storeSettings([&] { settings().beginOnboardingSession(); });
   applyPhotosPermissionStatus(initialPhotosPermissionStatus.value_or(
@@ -160,8 +169,7 @@ void AppModel::observeTheMachine() {
     show(std::current_exception());  // the user can still ask for a check
   }
   observers_.push_back(platform_.application.observePrepareUninstall([this] { prepareUninstall(); }));
-  observers_.push_back(
-      platform_.application.observeDidBecomeActive([this] { tasks_.start(refreshPermissionStatuses()); }));
+  observers_.push_back(platform_.application.observeDidBecomeActive([this] { lookAgain(); }));
 }
 
 Task<> AppModel::startUp(FirstSync firstSync) {
@@ -221,13 +229,50 @@ void AppModel::markSetupExited() {
 
 bool AppModel::canStartFirstSync() const {
   return photosPermissionStatus == PhotosPermissionStatus::authorized &&
-         !settings().authorizedDeviceProfiles().empty() && !connectedDevices->empty() && !isSyncing &&
-         !isEjecting && !activeSyncTask_ && !removableVolumeAccessIssue->has_value();
+         !settings().authorizedDeviceProfiles().empty() && !connectedDevices->empty() && !gate_.isBusy() &&
+         !isEjecting && !removableVolumeAccessIssue->has_value();
+}
+
+bool AppModel::canStartFlow() const {
+  return settings().onboardingCompleted() && !gate_.isBusy() && !isEjecting;
+}
+
+std::optional<FlowFailure> AppModel::failure() const {
+  if (lastError->has_value()) {
+    return FlowFailure{.words = *lastError.value(), .file = lastErrorFile};
+  }
+  if (const auto& issue = removableVolumeAccessIssue.value()) {
+    return FlowFailure{
+        .words = MediaSourceError::volumeAccessDenied(issue->volumeName).description().value_or(""),
+        .file = std::nullopt};
+  }
+  if (photosPermissionStatus != PhotosPermissionStatus::authorized) {
+    return FlowFailure{
+        .words = PhotoLibraryError(PhotoLibraryError::Case::accessDenied).description().value_or(""),
+        .file = std::nullopt};
+  }
+  return std::nullopt;
+}
+
+Task<> AppModel::untilIdle() {
+  while (!isIdle()) {
+    Subscription observation;
+    auto change = callback<void>([this, &observation](const Callback<>& changed) {
+      observation = changes.observe([changed] { changed(); });
+    });
+    co_await change;
+  }
+}
+
+void AppModel::clearForFlow() {
+  cameraRuns = {};
+  cameraWentAway = false;
+  clearFailureAndReceipt();
 }
 
 bool AppModel::isIdle() const {
   const bool ejects = ejectTask_ && !ejectTask_->isFinished();  // it may not have begun
-  return !isSyncing && !isEjecting && !activeSyncTask_ && !ejectAfterSync_ && !ejects;
+  return !gate_.isBusy() && !isEjecting && !gate_.hasDeferredEject() && !ejects;
 }
 
 void AppModel::storeSettings(const std::function<void()>& change) {
@@ -418,6 +463,8 @@ Task<> AppModel::refreshPermissionStatuses() {
   }
 }
 
+void AppModel::lookAgain() { tasks_.start(refreshPermissionStatuses()); }
+
 void AppModel::refreshLoginStatus() { loginStatus = platform_.loginItem.status(); }
 
 // MARK: Access lost
@@ -454,12 +501,7 @@ void AppModel::requireSetupAfterAccessLoss() {
     settings().setOnboardingNeedsAttention(true);
   });
   record(DiagnosticLog::Event::setupSuspended);
-  syncCancellationRequested_ = true;
-  pendingSyncRequested_ = false;
-  ejectAfterSync_.reset();
-  if (activeSyncTask_) {
-    activeSyncTask_->cancel();
-  }
+  gate_.stopForGood();
   if (statusReceiptTask_) {
     statusReceiptTask_->cancel();
   }

@@ -14,23 +14,21 @@ std::string trimmed(const std::string& text) { return std::string(trimmingWhites
 
 }  // namespace
 
-void AppModel::beginAlbumUpdate(std::string message) {
-  isSyncing = true;
+Started<AlbumResult> AppModel::startAlbumUpdate(std::string message, Task<AlbumResult> update) {
+  auto started = gate_.start(runAlbumUpdate(std::move(update)));
   isUpdatingAlbum = true;
-  beginFlow();
   statusMessage = std::move(message);
+  return started;
 }
 
-// The end of every album flow, with what became of it.
-void AppModel::finishAlbumUpdate(const std::exception_ptr& failure) {
-  if (failure) {
-    showStoppedOrFailure(failure, "Album update stopped");
-  }
+Task<AlbumResult> AppModel::runAlbumUpdate(Task<AlbumResult> update) {
+  auto attempt = gate_.attempt(std::move(update), "Album update stopped");
+  Attempt<AlbumResult> ended = co_await attempt;
   if (lastError->has_value()) {
     statusMessage = "Album update needs attention";
   }
   isUpdatingAlbum = false;
-  finishAuxiliaryCheck();
+  co_return std::move(ended).merged();
 }
 
 void AppModel::showAlbumReceipt(std::string message) {
@@ -56,69 +54,53 @@ Task<bool> AppModel::askToBackfill(std::string albumName) {
 
 // MARK: Another album
 
-void AppModel::selectAlbum(std::string name) {
+Started<AlbumResult> AppModel::selectAlbum(std::string name) {
   const std::string chosen = trimmed(name);
   const std::string before = trimmed(settings().albumName());
   if (!canStartFlow() || chosen.empty() || chosen == before) {
-    return;
+    return std::nullopt;
   }
   storeSettings([&] { settings().setAlbumName(chosen); });
   const bool isStored = settings().albumName() == chosen;
   if (!isStored || !settings().addToAlbum()) {
-    return;
+    return std::nullopt;
   }
-  beginAlbumUpdate("Linking album…");
-  activeSyncTask_ = tasks_.start(linkAlbum(chosen, before));
+  return startAlbumUpdate("Linking album…", linkAlbum(chosen, before));
 }
 
-Task<> AppModel::linkAlbum(std::string album, std::string before) {
-  std::exception_ptr failure;
-  try {
-    auto asking = askToBackfill(album);
-    const bool backfill = co_await asking;
-    if (backfill) {
-      auto updating = updateAlbumUnlessStopped(before.empty() ? std::nullopt : std::optional(before), album);
-      co_await updating;
-    } else {
-      showAlbumReceipt("Album linked");
-    }
-  } catch (const std::exception&) {
-    failure = std::current_exception();
+Task<AlbumResult> AppModel::linkAlbum(std::string album, std::string before) {
+  auto asking = askToBackfill(album);
+  const bool backfill = co_await asking;
+  if (!backfill) {
+    showAlbumReceipt("Album linked");
+    co_return AlbumResult();
   }
-  finishAlbumUpdate(failure);
+  auto updating = updateAlbumUnlessStopped(before.empty() ? std::nullopt : std::optional(before), album);
+  co_return co_await updating;
 }
 
 // MARK: Filling an album
 
-void AppModel::addRecordedAssets(std::optional<std::string> fromAlbum, std::string toAlbum) {
+Started<AlbumResult> AppModel::addRecordedAssets(std::optional<std::string> fromAlbum, std::string toAlbum) {
   if (!canStartFlow()) {
-    return;
+    return std::nullopt;
   }
-  beginAlbumUpdate("Updating album…");
-  activeSyncTask_ = tasks_.start(fillAlbum(std::move(fromAlbum), std::move(toAlbum)));
+  return startAlbumUpdate("Updating album…",
+                          updateAlbumUnlessStopped(std::move(fromAlbum), std::move(toAlbum)));
 }
 
-Task<> AppModel::fillAlbum(std::optional<std::string> fromAlbum, std::string toAlbum) {
-  std::exception_ptr failure;
-  try {
-    auto updating = updateAlbumUnlessStopped(std::move(fromAlbum), std::move(toAlbum));
-    co_await updating;
-  } catch (const std::exception&) {
-    failure = std::current_exception();
-  }
-  finishAlbumUpdate(failure);
-}
-
-Task<> AppModel::updateAlbumUnlessStopped(std::optional<std::string> fromAlbum, std::string toAlbum) {
-  if (syncCancellationRequested_) {
+Task<AlbumResult> AppModel::updateAlbumUnlessStopped(std::optional<std::string> fromAlbum,
+                                                     std::string toAlbum) {
+  if (gate_.isStopRequested()) {
     throw CancellationError();
   }
   auto updating = performRecordedAlbumUpdate(std::move(fromAlbum), std::move(toAlbum));
-  co_await updating;
+  co_return co_await updating;
 }
 
 // With a source album only what is in it goes over: a change of album carries over what the old one held.
-Task<> AppModel::performRecordedAlbumUpdate(std::optional<std::string> fromAlbum, std::string toAlbum) {
+Task<AlbumResult> AppModel::performRecordedAlbumUpdate(std::optional<std::string> fromAlbum,
+                                                       std::string toAlbum) {
   statusMessage = "Updating album…";
   auto adding = background([history = services_.history, photos = photos_, fromAlbum = std::move(fromAlbum),
                             toAlbum = std::move(toAlbum)](const CancellationToken& token) {
@@ -140,6 +122,7 @@ Task<> AppModel::performRecordedAlbumUpdate(std::optional<std::string> fromAlbum
   showAlbumReceipt(StatusReceipt::albumMessage(added));
   auto albumNames = refreshAlbumNames();
   co_await albumNames;
+  co_return AlbumResult{.addedCount = added};
 }
 
 // MARK: A new album
@@ -156,45 +139,37 @@ std::string AppModel::suggestedAlbumName() const {
   return name;
 }
 
-void AppModel::presentCreateAlbum() {
+Started<AlbumResult> AppModel::presentCreateAlbum() {
   if (!canStartFlow()) {
-    return;
+    return std::nullopt;
   }
-  beginAlbumUpdate("Creating album…");
-  activeSyncTask_ = tasks_.start(askForAlbum());
+  return startAlbumUpdate("Creating album…", askForAlbum());
 }
 
-Task<> AppModel::askForAlbum() {
-  std::exception_ptr failure;
-  try {
-    auto prompt =
-        platform_.dialogs.askForText({.alert = {.style = Alert::Style::informational,
-                                                .message = "Create a Photos album",
-                                                .informativeText = "Enter a name for the new album.",
-                                                .buttons = {"Create Album", "Cancel"}},
-                                      .placeholder = "Album name",
-                                      .text = suggestedAlbumName()});
-    const auto answer = co_await prompt;
-    const std::string name = trimmed(answer.value_or(""));
-    if (!name.empty() && !syncCancellationRequested_) {
-      auto creating = createAlbum(name);
-      co_await creating;
-    } else {
-      statusMessage = idleStatus();
-    }
-  } catch (const std::exception&) {
-    failure = std::current_exception();
+Task<AlbumResult> AppModel::askForAlbum() {
+  auto prompt = platform_.dialogs.askForText({.alert = {.style = Alert::Style::informational,
+                                                        .message = "Create a Photos album",
+                                                        .informativeText = "Enter a name for the new album.",
+                                                        .buttons = {"Create Album", "Cancel"}},
+                                              .placeholder = "Album name",
+                                              .text = suggestedAlbumName()});
+  const auto answer = co_await prompt;
+  const std::string name = trimmed(answer.value_or(""));
+  if (name.empty() || gate_.isStopRequested()) {
+    statusMessage = idleStatus();
+    co_return AlbumResult{.outcome = {.end = FlowEnd::declined}};
   }
-  finishAlbumUpdate(failure);
+  auto creating = createAlbum(name);
+  co_return co_await creating;
 }
 
-Task<> AppModel::createAlbum(std::string name) {
+Task<AlbumResult> AppModel::createAlbum(std::string name) {
   const bool isTaken = std::ranges::any_of(availableAlbumNames.value(), [&](const std::string& existing) {
     return equalIgnoringCase(existing, name);
   });
   if (isTaken) {
     showFailure("An album named “" + name + "” already exists. Choose it from the menu instead.");
-    co_return;
+    co_return AlbumResult();
   }
   const std::string before = trimmed(settings().albumName());
   const bool movesOver = std::ranges::count(availableAlbumNames.value(), before) > 0;
@@ -205,13 +180,15 @@ Task<> AppModel::createAlbum(std::string name) {
   settings().setAddToAlbum(true);
   auto asking = askToBackfill(name);
   const bool backfill = co_await asking;
+  AlbumResult result;
   if (backfill) {
     auto updating = performRecordedAlbumUpdate(movesOver ? std::optional(before) : std::nullopt, name);
-    co_await updating;
+    result = co_await updating;
   }
   showAlbumReceipt("Album created");
   auto albumNames = refreshAlbumNames();
   co_await albumNames;
+  co_return result;
 }
 
 }  // namespace tolvander::app

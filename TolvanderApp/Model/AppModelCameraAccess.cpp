@@ -136,31 +136,38 @@ void AppModel::refreshSecurityScopedAccess() {
 
 // MARK: Adding a camera
 
-void AppModel::addDevice() {
+Started<AddedCamera> AppModel::addDevice(std::optional<FileURL> proposed, AfterAdding afterwards) {
   if (isRequestingCameraAccess || isSyncing || isEjecting) {
-    return;
+    return std::nullopt;
   }
   isRequestingCameraAccess = true;
-  tasks_.start(askForDevice());
+  return tasks_.start(askForDevice(std::move(proposed), afterwards));
 }
 
-Task<> AppModel::askForDevice() {
+Task<AddedCamera> AppModel::askForDevice(std::optional<FileURL> proposed, AfterAdding afterwards) {
   auto panel = platform_.dialogs.chooseDirectory(
       {.title = "Choose Charmera Drive",
        .message = "Select your Charmera’s drive. Tolvander will remember it.",
        .prompt = "Use This Drive",
-       .directory = volumesFolder});
+       .directory = volumesFolder,
+       .proposed = std::move(proposed)});
   const auto chosen = co_await panel;
-  if (chosen) {
-    if (const auto refusal = saveDevice(*chosen)) {
-      showFailure(*refusal);
-    } else {
-      clearFailureAndReceipt();
-      refreshSecurityScopedAccess();
-      tasks_.start(useAddedDevice());
-    }
-  }
   isRequestingCameraAccess = false;
+  if (!chosen) {
+    co_return AddedCamera{.outcome = {.end = FlowEnd::declined}};
+  }
+  if (const auto refusal = saveDevice(*chosen)) {
+    showFailure(*refusal);
+    co_return AddedCamera{.outcome = {.end = FlowEnd::failed, .failure = failure()}};
+  }
+  clearFailureAndReceipt();
+  refreshSecurityScopedAccess();
+  AddedCamera added{.volume = *chosen};
+  if (afterwards == AfterAdding::sync) {
+    auto following = useAddedDevice();
+    added.sync = co_await following;
+  }
+  co_return added;
 }
 
 // Why the folder can't be a camera, in words for the user; absent when it was saved.
@@ -192,31 +199,33 @@ void AppModel::saveAccess(const FileURL& volume, const AppSettings::Bookmark& bo
   settings().addProfile(profile);
 }
 
-Task<> AppModel::useAddedDevice() {
+Task<SyncSummary> AppModel::useAddedDevice() {
   auto devices = refreshConnectedDevices();
   co_await devices;
   const bool hasLibrary = photosPermissionStatus == PhotosPermissionStatus::authorized;
   statusMessage = hasLibrary ? "Ready to sync" : "Photos access needed";
-  if (hasLibrary && settings().onboardingCompleted()) {
-    auto sync = syncAllConnected(false);
-    co_await sync;
+  if (!hasLibrary || !settings().onboardingCompleted()) {
+    co_return SyncSummary();
   }
+  auto sync = syncAllConnected(false);
+  co_return co_await sync;
 }
 
 // MARK: Forgetting a camera
 
-void AppModel::removeDevice(UUID grantID) {
+Started<FlowOutcome> AppModel::removeDevice(UUID grantID) {
   if (isSyncing || isEjecting) {
-    return;
+    return std::nullopt;
   }
   const auto& grants = settings().cameraGrants();
   const auto grant = std::ranges::find(grants, grantID, &CameraAccessGrant::id);
-  if (grant != grants.end()) {
-    tasks_.start(askToForget(*grant));
+  if (grant == grants.end()) {
+    return std::nullopt;
   }
+  return tasks_.start(askToForget(*grant));
 }
 
-Task<> AppModel::askToForget(CameraAccessGrant grant) {
+Task<FlowOutcome> AppModel::askToForget(CameraAccessGrant grant) {
   auto question = platform_.dialogs.ask(
       {.style = Alert::Style::warning,
        .message = "Forget " + grant.name + "?",
@@ -224,9 +233,11 @@ Task<> AppModel::askToForget(CameraAccessGrant grant) {
                           "unchanged. You can add the camera again later.",
        .buttons = {"Forget Camera", "Cancel"}});
   const auto answer = co_await question;
-  // The question may have been open for long.
-  if (answer != 0 || isSyncing || isEjecting) {
-    co_return;
+  if (answer != 0) {
+    co_return FlowOutcome{.end = FlowEnd::declined};
+  }
+  if (isSyncing || isEjecting) {  // the question may have been open for long
+    co_return FlowOutcome{.end = FlowEnd::stopped};
   }
   storeSettings([&] { settings().removeProfile(grant.id); });
   if (settings().authorizedDeviceProfiles().empty()) {
@@ -236,6 +247,9 @@ Task<> AppModel::askToForget(CameraAccessGrant grant) {
   libraryReviews = {};
   auto devices = refreshConnectedDevices();
   co_await devices;
+  const bool isForgotten =
+      std::ranges::count(settings().cameraGrants(), grant.id, &CameraAccessGrant::id) == 0;
+  co_return isForgotten ? FlowOutcome() : FlowOutcome{.end = FlowEnd::failed, .failure = failure()};
 }
 
 }  // namespace tolvander::app

@@ -129,7 +129,7 @@ Records AppModel::authorizedTrashRecords(const Records& records) const {
 
 void AppModel::requireCleanupAccess(const FileURL& volume, const CancellationToken& token) const {
   token.throwIfCancelled();
-  if (!isSyncing || syncCancellationRequested_ || !isStillMounted(volume)) {
+  if (!gate_.isOpen() || gate_.isStopRequested() || !isStillMounted(volume)) {
     throw CancellationError();
   }
   const auto uuid = volumeUUID(volume);
@@ -167,7 +167,7 @@ Task<> AppModel::settleTrash() {
     co_return;
   }
   refreshSecurityScopedAccess();
-  const auto cleanupsBefore = cleanupsBegun_;
+  const auto cleanupsBefore = gate_.cleanupCount();
   try {
     auto reading = background([history = services_.history] {
       return std::pair(history->trashRecords(), history->unsettledTrashIntents());
@@ -183,7 +183,7 @@ Task<> AppModel::settleTrash() {
                        const CancellationToken& stop) { return trash.settlement(records, intents, stop); });
     auto settlement = co_await looking;
     // What a cleanup does in the meantime makes the look out of date.
-    if (!settlement.changesNothing() && cleanupsBegun_ == cleanupsBefore) {
+    if (!settlement.changesNothing() && gate_.cleanupCount() == cleanupsBefore) {
       auto recording = background([history = services_.history, settlement = std::move(settlement)] {
         history->settleTrash(settlement);
       });
@@ -202,27 +202,22 @@ void AppModel::showCleanupFailure(std::string message) {
 
 Task<AppModel::CleanupOutcome> AppModel::offerToTrash(std::vector<FingerprintedMediaFile> files,
                                                       DetectedDevice device) {
-  isCleaningUp_ = true;
-  ++cleanupsBegun_;
-  CleanupOutcome outcome;
-  std::exception_ptr failure;
-  try {
-    auto question = platform_.dialogs.ask(moveQuestion(files.size(), device.displayName));
-    const auto answer = co_await question;
-    if (answer == 0) {
-      auto moving = moveToTrash(std::move(files), std::move(device));
-      outcome = co_await moving;
-    } else {
-      outcome.safeToEject = true;
-    }
-  } catch (const std::exception&) {
-    failure = std::current_exception();
+  gate_.beginCleanup();
+  auto offering = gate_.attempt(askToTrash(std::move(files), std::move(device)), "Cleanup stopped");
+  const Attempt<CleanupOutcome> offered = co_await offering;
+  gate_.endCleanup();
+  co_return offered.value.value_or(CleanupOutcome());
+}
+
+Task<AppModel::CleanupOutcome> AppModel::askToTrash(std::vector<FingerprintedMediaFile> files,
+                                                    DetectedDevice device) {
+  auto question = platform_.dialogs.ask(moveQuestion(files.size(), device.displayName));
+  const auto answer = co_await question;
+  if (answer != 0) {
+    co_return CleanupOutcome{.safeToEject = true, .didNotify = false};
   }
-  if (failure) {
-    showStoppedOrFailure(failure, "Cleanup stopped");
-  }
-  isCleaningUp_ = false;
-  co_return outcome;
+  auto moving = moveToTrash(std::move(files), std::move(device));
+  co_return co_await moving;
 }
 
 Task<AppModel::CleanupOutcome> AppModel::moveToTrash(std::vector<FingerprintedMediaFile> files,
@@ -282,7 +277,7 @@ Task<AppModel::CleanupOutcome> AppModel::finishMove(TrashMoveResult result, std:
   } else if (!result.failures.empty()) {
     showCleanupFailure(
         "Some synced files could not be moved to macOS Trash. The camera was not automatically ejected.");
-  } else if (result.cancelled || syncCancellationRequested_ || token.isCancelled()) {
+  } else if (result.cancelled || gate_.isStopRequested() || token.isCancelled()) {
     showStopped("Cleanup stopped");
   } else {
     outcome.safeToEject = true;
@@ -313,42 +308,31 @@ Task<> AppModel::undoMove(TrashMoveResult result) {
 
 // MARK: Deleting for good, and putting back
 
-void AppModel::clearManagedTrash(DeviceTrashSummary device) {
-  if (canStartFlow()) {
-    startCleanup(clearTrash(std::move(device)));
-  }
+Started<CleanupResult> AppModel::clearManagedTrash(DeviceTrashSummary device) {
+  return startCleanup(clearTrash(std::move(device)));
 }
 
-void AppModel::restoreManagedTrash(DeviceTrashSummary device,
-                                   std::optional<std::set<std::string>> filenames) {
-  if (canStartFlow()) {
-    startCleanup(restoreTrash(std::move(device), std::move(filenames)));
-  }
+Started<CleanupResult> AppModel::restoreManagedTrash(DeviceTrashSummary device,
+                                                     std::optional<std::set<std::string>> filenames) {
+  return startCleanup(restoreTrash(std::move(device), std::move(filenames)));
 }
 
-void AppModel::startCleanup(Task<> cleanup) {
-  isSyncing = true;
-  isCleaningUp_ = true;
-  ++cleanupsBegun_;
-  beginFlow();
-  activeSyncTask_ = tasks_.start(runCleanup(std::move(cleanup)));
+Started<CleanupResult> AppModel::startCleanup(Task<CleanupResult> cleanup) {
+  if (!canStartFlow()) {
+    return std::nullopt;
+  }
+  auto started = gate_.start(runCleanup(std::move(cleanup)));
+  gate_.beginCleanup();
+  return started;
 }
 
-Task<> AppModel::runCleanup(Task<> cleanup) {
-  std::exception_ptr failure;
-  try {
-    co_await cleanup;
-  } catch (const std::exception&) {
-    failure = std::current_exception();
+Task<CleanupResult> AppModel::runCleanup(Task<CleanupResult> cleanup) {
+  auto attempt = gate_.attempt(std::move(cleanup), "Cleanup stopped");
+  Attempt<CleanupResult> ended = co_await attempt;
+  if (!ended.value && lastError->has_value()) {
+    statusMessage = "Cleanup needs attention";
   }
-  if (failure) {
-    showStoppedOrFailure(failure, "Cleanup stopped");
-    if (lastError->has_value()) {
-      statusMessage = "Cleanup needs attention";
-    }
-  }
-  isCleaningUp_ = false;
-  finishAuxiliaryCheck();
+  co_return std::move(ended).merged();
 }
 
 // The files of one device that still lie in the Trash and whose volume may be used.
@@ -365,7 +349,7 @@ Task<Records> AppModel::managedTrash(DeviceTrashSummary device) {
   co_return co_await checking;
 }
 
-Task<> AppModel::clearTrash(DeviceTrashSummary device) {
+Task<CleanupResult> AppModel::clearTrash(DeviceTrashSummary device) {
   auto current = currentToken();
   const CancellationToken token = co_await current;
   auto reading = managedTrash(device);
@@ -374,14 +358,14 @@ Task<> AppModel::clearTrash(DeviceTrashSummary device) {
     auto trashCount = refreshTrashCount();
     co_await trashCount;
     statusMessage = "No tracked camera files to clear";
-    co_return;
+    co_return CleanupResult();
   }
   token.throwIfCancelled();
   auto question = platform_.dialogs.ask(deleteQuestion(records.size(), device.displayName));
   const auto answer = co_await question;
   if (answer != 0) {
     statusMessage = "Camera files kept in Trash";
-    co_return;
+    co_return CleanupResult{.outcome = {.end = FlowEnd::declined}};
   }
   requireCleanupAccess(records, token);
   auto proving = background([photos = photos_, records](const CancellationToken& stop) {
@@ -391,7 +375,7 @@ Task<> AppModel::clearTrash(DeviceTrashSummary device) {
   const bool areAllInLibrary = co_await proving;
   if (!areAllInLibrary) {
     showCleanupFailure(noLongerInLibrary(0));
-    co_return;
+    co_return CleanupResult();
   }
   requireCleanupAccess(records, token);
   statusMessage = "Clearing camera files from Trash…";
@@ -406,8 +390,10 @@ Task<> AppModel::clearTrash(DeviceTrashSummary device) {
     return trash.permanentlyDelete(records, isInLibrary, stop);
   });
   TrashDeleteResult result = co_await deleting;
+  const auto deletedCount = static_cast<std::int64_t>(result.deleted.size());
   auto finishing = finishDelete(std::move(result), device.displayName, token);
   co_await finishing;
+  co_return CleanupResult{.fileCount = deletedCount};
 }
 
 Task<> AppModel::finishDelete(TrashDeleteResult result, std::string deviceName, CancellationToken token) {
@@ -429,7 +415,7 @@ Task<> AppModel::finishDelete(TrashDeleteResult result, std::string deviceName, 
     showCleanupFailure(
         "Some tracked files could not be cleared. Remaining files are still in macOS Trash and can be "
         "managed in Finder.");
-  } else if (result.cancelled || syncCancellationRequested_ || token.isCancelled()) {
+  } else if (result.cancelled || gate_.isStopRequested() || token.isCancelled()) {
     showStopped("Cleanup stopped");
   } else {
     auto notifying =
@@ -439,7 +425,8 @@ Task<> AppModel::finishDelete(TrashDeleteResult result, std::string deviceName, 
   }
 }
 
-Task<> AppModel::restoreTrash(DeviceTrashSummary device, std::optional<std::set<std::string>> filenames) {
+Task<CleanupResult> AppModel::restoreTrash(DeviceTrashSummary device,
+                                           std::optional<std::set<std::string>> filenames) {
   auto current = currentToken();
   const CancellationToken token = co_await current;
   auto reading = managedTrash(device);
@@ -453,7 +440,7 @@ Task<> AppModel::restoreTrash(DeviceTrashSummary device, std::optional<std::set<
     auto trashCount = refreshTrashCount();
     co_await trashCount;
     statusMessage = "No tracked camera files to restore";
-    co_return;
+    co_return CleanupResult();
   }
   requireCleanupAccess(records, token);
   statusMessage = "Restoring camera files from Trash…";
@@ -472,6 +459,7 @@ Task<> AppModel::restoreTrash(DeviceTrashSummary device, std::optional<std::set<
   } else {
     statusMessage = files(result.restored.size()) + " restored to the camera";
   }
+  co_return CleanupResult{.fileCount = static_cast<std::int64_t>(result.restored.size())};
 }
 
 }  // namespace tolvander::app

@@ -13,38 +13,36 @@ constexpr std::chrono::seconds ownUnmountTime(300);
 
 }  // namespace
 
-void AppModel::ejectDevice(ConnectedDeviceSummary device) {
+Started<FlowOutcome> AppModel::ejectDevice(ConnectedDeviceSummary device) {
   if (!settings().onboardingCompleted() || isEjecting) {
-    return;
+    return std::nullopt;
   }
-  if (isSyncing) {
-    ejectAfterSync_ = std::move(device);
-    statusMessage = isCleaningUp_ ? "Stopping cleanup before eject…" : "Canceling sync…";
-    syncCancellationRequested_ = true;
-    if (activeSyncTask_) {
-      activeSyncTask_->cancel();
-    }
-    return;
+  const bool isFlowRunning = gate_.isOpen();
+  if (isFlowRunning) {
+    statusMessage = gate_.isCleaningUp() ? "Stopping cleanup before eject…" : "Canceling sync…";
+    gate_.stopForEject(device);
   }
-  startEject(std::move(device));
+  const auto started =
+      tasks_.start(isFlowRunning ? ejectAfterFlow(std::move(device)) : eject(std::move(device)));
+  ejectTask_ = started;
+  return started;
 }
 
-void AppModel::startEject(ConnectedDeviceSummary device) {
-  ejectTask_ = tasks_.start(eject(std::move(device)));
-}
-
-Task<> AppModel::eject(ConnectedDeviceSummary device) {
+Task<FlowOutcome> AppModel::eject(ConnectedDeviceSummary device) {
   auto ejecting = ejectVolume(device.volumeURL, device.displayName, device.isCharmera, true);
-  co_await ejecting;
+  const bool isGone = co_await ejecting;
   changes.changed();  // isIdle
+  co_return isGone ? FlowOutcome() : FlowOutcome{.end = FlowEnd::failed, .failure = failure()};
 }
 
-void AppModel::startDeferredEject() {
-  if (ejectAfterSync_ && settings().onboardingCompleted()) {
-    auto device = std::move(*ejectAfterSync_);
-    ejectAfterSync_.reset();
-    startEject(std::move(device));
+Task<FlowOutcome> AppModel::ejectAfterFlow(ConnectedDeviceSummary device) {
+  auto waiting = gate_.untilEjectIsDue(device);
+  const bool isDue = co_await waiting;
+  if (!isDue) {
+    co_return FlowOutcome{.end = FlowEnd::stopped};
   }
+  auto ejecting = eject(std::move(device));
+  co_return co_await ejecting;
 }
 
 Task<bool> AppModel::ejectVolume(FileURL url, std::string displayName, bool isCharmera,

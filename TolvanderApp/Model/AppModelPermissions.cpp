@@ -1,18 +1,24 @@
 #include "TolvanderApp/AppModel.h"
+#include "TolvanderApp/Concurrency/Callback.h"
 #include "TolvanderApp/Permissions/PermissionService.h"
 #include "TolvanderApp/Platform/PhotoLibraryError.h"
 
 namespace tolvander::app {
 
-void AppModel::requestPhotosAccess() {
-  const auto request = PermissionService::standardPhotosAccessRequest(
-      platform_.photoLibrary, *services_.diagnosticLog, platform_.mainThread, {});
-  PermissionService::requestPhotosAccess(request, platform_.mainThread,
-                                         [weak = weak_from_this()](PhotosPermissionStatus status) {
-                                           if (const auto model = weak.lock()) {
-                                             model->tasks_.start(model->requestPhotosPermission(status));
-                                           }
-                                         });
+ValueTaskHandle<PhotosPermissionStatus> AppModel::requestPhotosAccess() {
+  return tasks_.start(askForPhotosAccess());
+}
+
+Task<PhotosPermissionStatus> AppModel::askForPhotosAccess() {
+  auto asking = callback<PhotosPermissionStatus>([this](const Callback<PhotosPermissionStatus>& answered) {
+    const auto request = PermissionService::standardPhotosAccessRequest(
+        platform_.photoLibrary, *services_.diagnosticLog, platform_.mainThread, {});
+    PermissionService::requestPhotosAccess(request, platform_.mainThread, answered);
+  });
+  const PhotosPermissionStatus status = co_await asking;
+  auto following = requestPhotosPermission(status);
+  co_await following;
+  co_return status;
 }
 
 Task<> AppModel::requestPhotosPermission(PhotosPermissionStatus status) {

@@ -30,55 +30,23 @@ std::int64_t total(const std::vector<DeviceLibraryReview>& reviews, List CameraL
 
 }  // namespace
 
-// MARK: The busy state of every flow that is not a sync
-
-bool AppModel::canStartFlow() const {
-  return settings().onboardingCompleted() && !isSyncing && !isEjecting && !activeSyncTask_;
-}
-
-void AppModel::beginFlow() {
-  syncCancellationRequested_ = false;
-  cameraRuns = {};
-  cameraWentAway = false;
-  pendingSyncRequested_ = false;  // asked for during a flow that was stopped: the stop was the answer
-  clearFailureAndReceipt();
-}
-
-void AppModel::finishAuxiliaryCheck() {
-  isSyncing = false;
-  activeSyncTask_.reset();
-  startDeferredEject();
-  if (pendingSyncRequested_ && !syncCancellationRequested_) {
-    pendingSyncRequested_ = false;
-    tasks_.start(syncAllConnected(false));
-  }
-}
-
 // MARK: Check
 
-void AppModel::verifyCameraInPhotos(CheckPurpose purpose) {
+Started<CheckResult> AppModel::verifyCameraInPhotos(CheckPurpose purpose) {
   if (!canStartFlow() || photosPermissionStatus != PhotosPermissionStatus::authorized) {
-    return;
+    return std::nullopt;
   }
   libraryReviews = {};
   libraryReviewCompletedAt = std::nullopt;
-  isSyncing = true;
-  beginFlow();
-  activeSyncTask_ = tasks_.start(runCheck(purpose));
+  return gate_.start(check(purpose));
 }
 
-Task<> AppModel::runCheck(CheckPurpose purpose) {
-  std::exception_ptr failure;
-  try {
-    auto reviewing = reviewConnectedCameras(purpose);
-    co_await reviewing;
-  } catch (const std::exception&) {
-    failure = std::current_exception();
-  }
-  if (failure) {
-    showStoppedOrFailure(failure, "Camera check stopped");
-  }
-  finishAuxiliaryCheck();
+Task<CheckResult> AppModel::check(CheckPurpose purpose) {
+  auto reviewing = gate_.attempt(reviewConnectedCameras(purpose), "Camera check stopped");
+  CheckResult result;
+  result.outcome = co_await reviewing;
+  result.reviews = libraryReviews;
+  co_return result;
 }
 
 Task<> AppModel::reviewConnectedCameras(CheckPurpose purpose) {
@@ -110,7 +78,7 @@ Task<> AppModel::reviewConnectedCameras(CheckPurpose purpose) {
   }
   token.throwIfCancelled();
   if (purpose == CheckPurpose::beforeChange && libraryReviews->empty()) {
-    auto completing = completeInterruptedImports();
+    auto completing = finishPreparedImports();
     co_await completing;
     token.throwIfCancelled();
   }
@@ -135,51 +103,43 @@ void AppModel::presentReviews() {
 
 // MARK: Remembering what was found
 
-void AppModel::rememberVerifiedMatches(DeviceLibraryReview review) {
+Started<FlowOutcome> AppModel::rememberVerifiedMatches(DeviceLibraryReview review) {
   if (!canStartFlow()) {
-    return;
+    return std::nullopt;
   }
-  isSyncing = true;
-  syncCancellationRequested_ = false;
-  pendingSyncRequested_ = false;
   cameraWentAway = false;
-  activeSyncTask_ = tasks_.start(remember(std::move(review)));
+  return gate_.start(remember(std::move(review)), FlowGate::Opening::keepingWhatIsShown);
 }
 
-Task<> AppModel::remember(DeviceLibraryReview review) {
+Task<FlowOutcome> AppModel::remember(DeviceLibraryReview review) {
+  auto saving = gate_.attempt(saveMatches(std::move(review)), "");
+  FlowOutcome outcome = co_await saving;
+  auto historyCount = refreshPhotoHistoryCount();
+  co_await historyCount;
+  co_return outcome;
+}
+
+Task<> AppModel::saveMatches(DeviceLibraryReview review) {
   auto current = currentToken();
   const CancellationToken token = co_await current;
   auto remembering =
       background([coordinator = coordinator(review.device, token), review = review.review](
                      const CancellationToken& stop) { coordinator.rememberRecognizedImports(review, stop); });
-  std::exception_ptr failure;
-  try {
-    co_await remembering;
-    statusMessage = "Matches saved";
-  } catch (const CancellationError&) {
-    noteStop();
-  } catch (const std::exception&) {
-    failure = std::current_exception();
-  }
-  if (failure) {
-    show(failure);
-  }
-  auto historyCount = refreshPhotoHistoryCount();
-  co_await historyCount;
-  finishAuxiliaryCheck();
+  co_await remembering;
+  statusMessage = "Matches saved";
 }
 
 // MARK: Importing what is missing
 
-void AppModel::restoreMissingImports(DeviceLibraryReview review) {
+Started<RestoreResult> AppModel::restoreMissingImports(DeviceLibraryReview review) {
   if (!canStartFlow() || missingCount(review) < 1 || !review.review.uncertain.empty() ||
       !review.review.unchecked.empty()) {
-    return;
+    return std::nullopt;
   }
-  tasks_.start(askToRestore(std::move(review)));
+  return tasks_.start(askToRestore(std::move(review)));
 }
 
-Task<> AppModel::askToRestore(DeviceLibraryReview review) {
+Task<RestoreResult> AppModel::askToRestore(DeviceLibraryReview review) {
   const std::size_t count = missingCount(review);
   auto question = platform_.dialogs.ask(
       {.style = Alert::Style::warning,
@@ -191,41 +151,43 @@ Task<> AppModel::askToRestore(DeviceLibraryReview review) {
            "bounded and may miss some existing copies.",
        .buttons = {"Import Missing Items", "Cancel"}});
   const auto answer = co_await question;
-  // The question may have been open for long.
-  if (answer != 0 || !canStartFlow() || photosPermissionStatus != PhotosPermissionStatus::authorized) {
-    co_return;
+  if (answer != 0) {
+    co_return RestoreResult{.outcome = {.end = FlowEnd::declined}};
   }
-  isSyncing = true;
-  beginFlow();
-  activeSyncTask_ = tasks_.start(restore(std::move(review)));
+  // The question may have been open for long.
+  if (!canStartFlow() || photosPermissionStatus != PhotosPermissionStatus::authorized) {
+    co_return RestoreResult{.outcome = {.end = FlowEnd::stopped}};
+  }
+  const auto restoring = gate_.start(restore(std::move(review)));
+  auto result = restoring.value();
+  co_return co_await result;
 }
 
-Task<> AppModel::restore(DeviceLibraryReview review) {
+Task<RestoreResult> AppModel::restore(DeviceLibraryReview review) {
+  beginRun(review.device, review.setAside);
+  auto importing = gate_.attempt(importMissing(std::move(review)), "Restoration stopped");
+  RestoreResult result;
+  result.outcome = co_await importing;
+  endRun(result.outcome.end);
+  result.run = cameraRuns->back();
+  auto historyCount = refreshPhotoHistoryCount();
+  co_await historyCount;
+  co_return result;
+}
+
+Task<> AppModel::importMissing(DeviceLibraryReview review) {
   auto current = currentToken();
   const CancellationToken token = co_await current;
-  beginRun(review.device, review.setAside);
   auto restoring = background([coordinator = coordinator(review.device, token), review,
-                               album = albumForSync()](const CancellationToken& stop) {
+                               album = settings().albumForSync()](const CancellationToken& stop) {
     const bool isCharmera = review.device.profile.kind == DeviceProfile::Kind::charmera;
     return coordinator.restore(review.review, isCharmera, album, stop);
   });
-  std::exception_ptr failure;
-  try {
-    const SyncResult result = co_await restoring;
-    if (!result.imported.empty()) {
-      saveReceipt(review.device, result.imported);
-    }
-    statusMessage = items(result.imported.size(), "missing item") + " imported";
-  } catch (const std::exception&) {
-    failure = std::current_exception();
+  const SyncResult result = co_await restoring;
+  if (!result.imported.empty()) {
+    saveReceipt(review.device, result.imported);
   }
-  endRun(failure);
-  if (failure) {
-    showStoppedOrFailure(failure, "Restoration stopped");
-  }
-  auto historyCount = refreshPhotoHistoryCount();
-  co_await historyCount;
-  finishAuxiliaryCheck();
+  statusMessage = items(result.imported.size(), "missing item") + " imported";
 }
 
 }  // namespace tolvander::app

@@ -193,16 +193,16 @@ void AppModel::show(const std::exception_ptr& failure) {
   }
 }
 
-// Where the flow was stopped by a loss of access, the user reads that.
+// Where the flow was stopped by a loss of access, the user reads that. Without words the status line stays.
 void AppModel::showStopped(const std::string& stopped) {
   const bool hasAccess = photosPermissionStatus == PhotosPermissionStatus::authorized &&
                          !removableVolumeAccessIssue->has_value();
-  statusMessage = hasAccess ? stopped : idleStatus();
-  noteStop();
+  if (!stopped.empty()) {
+    statusMessage = hasAccess ? stopped : idleStatus();
+  }
+  // Apart from a request, only a camera that is gone stops a flow.
+  cameraWentAway = cameraWentAway || !gate_.isStopRequested();
 }
-
-// Apart from a request, only a camera that is gone stops a flow.
-void AppModel::noteStop() { cameraWentAway = cameraWentAway || !syncCancellationRequested_; }
 
 void AppModel::showStoppedOrFailure(const std::exception_ptr& failure, const std::string& stopped) {
   try {

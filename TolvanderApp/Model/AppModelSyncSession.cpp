@@ -11,7 +11,6 @@
 #include "TolvanderApp/Permissions/PermissionService.h"
 #include "TolvanderApp/Platform/PhotoLibraryError.h"
 #include "TolvanderCore/MediaImportError.h"
-#include "TolvanderCore/Platform/Text.h"
 #include "TolvanderCore/SyncHistoryError.h"
 
 namespace tolvander::app {
@@ -45,6 +44,21 @@ std::optional<std::string> statusOf(const SyncPhase& phase) {
   return std::nullopt;
 }
 
+CameraRun::End runEnd(FlowEnd end) {
+  switch (end) {
+    case FlowEnd::done:
+    case FlowEnd::declined:
+      return CameraRun::End::done;
+    case FlowEnd::stopped:
+      return CameraRun::End::stopped;
+    case FlowEnd::cameraWentAway:
+      return CameraRun::End::cameraWentAway;
+    case FlowEnd::failed:
+      break;
+  }
+  return CameraRun::End::failed;
+}
+
 // Throws where the history can't be read, since nothing of it is known then.
 std::set<std::string> completeImports(PhotoLibraryService& photos, SyncHistoryStore& history) {
   return photos.completeInterruptedImports(interruptedImports(history, history.identity()));
@@ -74,108 +88,100 @@ auto stoppingWithTheCamera(const Volumes& volumes, const FileURL& volumeURL, Wor
 
 // MARK: The one way in
 
-Task<> AppModel::syncAllConnected(bool notifyWhenStarting) {
-  if (!settings().onboardingCompleted()) {
-    co_return;
+Task<SyncSummary> AppModel::syncAllConnected(bool notifyWhenStarting) {
+  if (!settings().onboardingCompleted() || gate_.foldSync()) {
+    co_return SyncSummary();
   }
-  if (activeSyncTask_ || isSyncing) {
-    pendingSyncRequested_ = true;
-    co_return;
-  }
-  activeSyncTask_ = tasks_.start(performSyncAllConnected(notifyWhenStarting));
-  auto running = activeSyncTask_->join();
-  co_await running;
-  activeSyncTask_.reset();
-  changes.changed();  // isIdle
-  if (pendingSyncRequested_ && !syncCancellationRequested_) {
-    pendingSyncRequested_ = false;
-    auto pending = syncAllConnected(false);
-    co_await pending;
-  }
+  const auto running = gate_.start(performSyncAllConnected(notifyWhenStarting), FlowGate::Opening::byTheFlow);
+  auto summary = running.value();
+  co_return co_await summary;
 }
 
-void AppModel::checkNow() {
+Started<SyncSummary> AppModel::checkNow() {
   if (!settings().onboardingCompleted() || isSyncing || isEjecting) {
-    return;
+    return std::nullopt;
   }
   statusMessage = "Checking for your Charmera…";
-  tasks_.start(lookForVolumesAndSync());
+  return tasks_.start(lookForVolumesAndSync());
 }
 
-Task<> AppModel::lookForVolumesAndSync() {
+Task<SyncSummary> AppModel::lookForVolumesAndSync() {
   refreshMountedVolumes();
   auto sync = syncAllConnected(false);
-  co_await sync;
+  co_return co_await sync;
 }
 
-void AppModel::completeOnboardingAndSync() {
+Started<SyncSummary> AppModel::completeOnboardingAndSync() {
   applyPhotosPermissionStatus(app::photosPermissionStatus(platform_.photoLibrary.authorizationStatus()));
   if (!canStartFirstSync()) {
-    return;
+    return std::nullopt;
   }
   storeSettings([&] { settings().setOnboardingCompleted(true); });
   if (!settings().onboardingCompleted()) {
-    return;
+    return std::nullopt;
   }
   record(DiagnosticLog::Event::setupCompleted);
   statusMessage = "Starting sync…";
-  tasks_.start(syncAllConnected(true));
+  return tasks_.start(syncAllConnected(true));
+}
+
+Started<FlowOutcome> AppModel::completeInterruptedImports() {
+  if (gate_.isBusy() || isEjecting || photosPermissionStatus != PhotosPermissionStatus::authorized) {
+    return std::nullopt;
+  }
+  return gate_.start(completeWithoutCamera(), FlowGate::Opening::byTheFlow);
+}
+
+Task<FlowOutcome> AppModel::completeWithoutCamera() {
+  auto completing = finishPreparedImports();
+  co_await completing;
+  co_return FlowOutcome();
 }
 
 void AppModel::stopCheck() {
   record(DiagnosticLog::Event::syncCancelled);
-  syncCancellationRequested_ = true;
-  pendingSyncRequested_ = false;
-  if (activeSyncTask_) {
-    activeSyncTask_->cancel();
-  }
-  statusMessage = isCleaningUp_ ? "Stopping cleanup…" : "Finishing the current import before stopping…";
+  gate_.stop();
+  statusMessage =
+      gate_.isCleaningUp() ? "Stopping cleanup…" : "Finishing the current import before stopping…";
 }
 
 // MARK: One run over all cameras
 
-Task<> AppModel::performSyncAllConnected(bool notifyWhenStarting) {
-  if (!settings().onboardingCompleted()) {
-    co_return;
-  }
-  if (isSyncing) {
-    pendingSyncRequested_ = true;
-    co_return;
-  }
-  if (isEjecting) {
-    co_return;
+Task<SyncSummary> AppModel::performSyncAllConnected(bool notifyWhenStarting) {
+  SyncSummary summary;
+  if (!settings().onboardingCompleted() || isEjecting) {
+    co_return summary;
   }
   libraryReviews = {};
   libraryReviewCompletedAt = std::nullopt;
+  const bool hasLibrary = photosPermissionStatus == PhotosPermissionStatus::authorized;
   if (settings().authorizedDeviceProfiles().empty()) {
     statusMessage = statusWithoutProfiles();
-    co_return;
+    if (hasLibrary) {
+      auto completing = finishPreparedImports();
+      co_await completing;
+    }
+    co_return summary;
   }
-  if (photosPermissionStatus != PhotosPermissionStatus::authorized) {
+  if (!hasLibrary) {
     requireSetupAfterAccessLoss();
     statusMessage = "Photos access needed";
-    co_return;
+    co_return summary;
   }
-  isSyncing = true;
-  beginFlow();
+  gate_.open();
   statusMessage = "Scanning camera…";
-  std::exception_ptr failure;
-  try {
-    auto syncing = syncMountedVolumes(notifyWhenStarting);
-    co_await syncing;
-  } catch (const std::exception&) {
-    failure = std::current_exception();
+  auto syncing = gate_.attempt(syncMountedVolumes(notifyWhenStarting), "Check stopped");
+  summary.outcome = co_await syncing;
+  if (summary.outcome.end == FlowEnd::done && cameraWentAway) {
+    summary.outcome.end = FlowEnd::cameraWentAway;
   }
-  if (failure) {
-    show(failure);
-  }
-  isSyncing = false;
-  startDeferredEject();
+  summary.cameras = cameraRuns;
+  co_return summary;
 }
 
 // Where no camera is connected, whose run would do so first. A failure is shown by the next run of a camera,
 // which completes first.
-Task<> AppModel::completeInterruptedImports() {
+Task<> AppModel::finishPreparedImports() {
   auto completing = background([photos = photos_, history = services_.history] {
     if (history->knownIdentity()) {  // nothing was prepared before it was made
       completeImports(*photos, *history);
@@ -191,32 +197,23 @@ Task<> AppModel::syncMountedVolumes(bool notifyWhenStarting) {
   refreshSecurityScopedAccess();
   bool foundDevice = false;
   for (const auto& url : CameraVolumeDiscovery::mountedURLs(platform_.volumes)) {
-    if (syncCancellationRequested_) {
+    if (gate_.isStopRequested()) {
       break;
     }
-    std::optional<FoundCamera> device;
-    std::exception_ptr failure;
-    try {
-      auto detecting = detectConnectedCamera(url, settings().authorizedDeviceProfiles());
-      device = co_await detecting;
-    } catch (const std::exception&) {
-      failure = std::current_exception();
-    }
-    if (failure) {
-      foundDevice = true;
-      showStoppedOrFailure(failure, "Check stopped");
-    }
-    if (device) {
-      foundDevice = true;
-      auto syncing = synchronize(std::move(*device), notifyWhenStarting);
+    auto detecting =
+        gate_.attempt(detectConnectedCamera(url, settings().authorizedDeviceProfiles()), "Check stopped");
+    Attempt<std::optional<FoundCamera>> detected = co_await detecting;
+    foundDevice = foundDevice || !detected.value || *detected.value;
+    if (detected.value && *detected.value) {
+      auto syncing = synchronize(*std::move(*detected.value), notifyWhenStarting);
       co_await syncing;
     }
   }
-  if (cameraRuns->empty() && !syncCancellationRequested_) {
-    auto completing = completeInterruptedImports();
+  if (cameraRuns->empty() && !gate_.isStopRequested()) {
+    auto completing = finishPreparedImports();
     co_await completing;
   }
-  if (syncCancellationRequested_) {
+  if (gate_.isStopRequested()) {
     showStopped("Check stopped");
     co_return;
   }
@@ -232,7 +229,7 @@ Task<> AppModel::syncMountedVolumes(bool notifyWhenStarting) {
 // MARK: One camera
 
 Task<> AppModel::synchronize(FoundCamera camera, bool notifyWhenStarting) {
-  if (syncCancellationRequested_) {
+  if (gate_.isStopRequested()) {
     co_return;
   }
   DetectedDevice& device = camera.device;
@@ -249,22 +246,14 @@ Task<> AppModel::synchronize(FoundCamera camera, bool notifyWhenStarting) {
   const CancellationToken token = co_await current;
   beginRun(device, camera.setAside);
   auto running = background([coordinator = coordinator(device, token), device,
-                             album = albumForSync()](const CancellationToken& runToken) {
+                             album = settings().albumForSync()](const CancellationToken& runToken) {
     return coordinator.run(device.files, isCharmera(device), album, runToken);
   });
-  std::optional<SyncResult> result;
-  std::exception_ptr failure;
-  try {
-    result = co_await running;
-  } catch (const std::exception&) {
-    failure = std::current_exception();
-  }
-  endRun(failure);
-  if (failure) {
-    showStoppedOrFailure(failure, "Check stopped");
-  }
-  if (result) {
-    auto presenting = presentSyncResult(std::move(device), std::move(*result));
+  auto attempt = gate_.attempt(std::move(running), "Check stopped");
+  Attempt<SyncResult> ended = co_await attempt;
+  endRun(ended.outcome.end);
+  if (ended.value) {
+    auto presenting = presentSyncResult(std::move(device), *std::move(ended.value));
     co_await presenting;
   }
   auto historyCount = refreshPhotoHistoryCount();
@@ -277,7 +266,7 @@ Task<> AppModel::presentSyncResult(DetectedDevice device, SyncResult result) {
           {"recognized", result.recognizedCount},
           {"metadata_skipped", result.metadataMatchedCount},
           {"imported", static_cast<std::int64_t>(result.imported.size())}});
-  if (syncCancellationRequested_ || lastError->has_value()) {
+  if (gate_.isStopRequested() || lastError->has_value()) {
     co_return;
   }
   const LastSyncReceipt receipt = saveReceipt(device, result.imported);
@@ -292,7 +281,7 @@ Task<> AppModel::presentSyncResult(DetectedDevice device, SyncResult result) {
   }
   auto current = currentToken();
   const CancellationToken token = co_await current;
-  if (syncCancellationRequested_ || token.isCancelled()) {
+  if (gate_.isStopRequested() || token.isCancelled()) {
     showStopped("Check stopped");
     co_return;
   }
@@ -312,7 +301,9 @@ Task<> AppModel::presentSyncResult(DetectedDevice device, SyncResult result) {
     }
   }
   if (!lastError->has_value()) {
-    showReceipt(syncReceipt(receipt, result, ejected));
+    StatusReceipt shown = syncReceipt(receipt, result, ejected);
+    changeRun([&shown](CameraRun& run) { run.likelyCopies = shown.metadataSkippedFiles; });
+    showReceipt(std::move(shown));
   }
   auto permissions = refreshPermissionStatuses();
   co_await permissions;
@@ -344,11 +335,6 @@ LastSyncReceipt AppModel::saveReceipt(const DetectedDevice& device,
       .videoCount = std::ranges::count_if(imported, [](const auto& file) { return file.file.isVideo(); })};
   storeSettings([&] { settings().setLastSyncReceipt(receipt); });
   return receipt;
-}
-
-std::optional<std::string> AppModel::albumForSync() const {
-  const std::string name(trimmingWhitespaceAndNewlines(settings().albumName()));
-  return settings().addToAlbum() && !name.empty() ? std::optional(name) : std::nullopt;
 }
 
 // MARK: What the engine is given
@@ -429,7 +415,7 @@ CameraImport::Observer AppModel::importObserver() {
   };
   return {.mayGoOn =
               [callModel] {
-                return callModel([](const AppModel& model) { return !model.syncCancellationRequested_; });
+                return callModel([](const AppModel& model) { return !model.gate_.isStopRequested(); });
               },
           .progress =
               [callModel](std::int64_t completed, std::int64_t total) {
@@ -469,6 +455,7 @@ void AppModel::beginRun(const DetectedDevice& device, const std::vector<std::str
                     .newCount = std::nullopt,
                     .imported = {},
                     .setAside = setAside,
+                    .likelyCopies = {},
                     .end = CameraRun::End::running});
   });
 }
@@ -481,25 +468,15 @@ void AppModel::changeRun(const std::function<void(CameraRun& run)>& change) {
   });
 }
 
-void AppModel::endRun(const std::exception_ptr& failure) {
-  CameraRun::End end = syncCancellationRequested_ ? CameraRun::End::stopped : CameraRun::End::done;
-  try {
-    if (failure) {
-      std::rethrow_exception(failure);
-    }
-  } catch (const CancellationError&) {
-    end = syncCancellationRequested_ ? CameraRun::End::stopped : CameraRun::End::cameraWentAway;
-  } catch (const std::exception&) {
-    end = CameraRun::End::failed;
-  }
-  changeRun([end](CameraRun& run) { run.end = end; });
+void AppModel::endRun(FlowEnd end) {
+  changeRun([end](CameraRun& run) { run.end = runEnd(end); });
 }
 
 bool AppModel::showImportProgress(std::int64_t completed, std::int64_t total) {
   syncPhase = SyncPhase::importing(completed, total);
   changeRun([total](CameraRun& run) { run.newCount = total; });
-  statusMessage = syncCancellationRequested_ ? "Finishing before eject…" : importingStatus(completed, total);
-  return !syncCancellationRequested_;
+  statusMessage = gate_.isStopRequested() ? "Finishing before eject…" : importingStatus(completed, total);
+  return !gate_.isStopRequested();
 }
 
 void AppModel::setSyncPhase(const SyncPhase& phase) {

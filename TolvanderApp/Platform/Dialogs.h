@@ -35,8 +35,9 @@ struct TextPrompt {
 struct DirectoryPanel {
   std::string title;
   std::string message;
-  std::string prompt;  // the words on the button that chooses
-  FileURL directory;   // where it begins
+  std::string prompt;                 // the words on the button that chooses
+  FileURL directory;                  // where it begins
+  std::optional<FileURL> proposed{};  // a folder that the user has named already, and only confirms
 
   friend bool operator==(const DirectoryPanel&, const DirectoryPanel&) = default;
 };

@@ -90,7 +90,10 @@ class AppModelFlowTest : public testing::Test {
   void sync(bool notifyWhenStarting = false) { world.run(model().syncAllConnected(notifyWhenStarting)); }
 
   // Begins a task, and doesn't run it yet.
-  void begin(app::Task<> task) { tasks_->start(std::move(task)); }
+  template <typename T>
+  void begin(app::Task<T> task) {
+    tasks_->start(std::move(task));
+  }
 
   // Runs a command and what follows from it.
   template <typename Command>

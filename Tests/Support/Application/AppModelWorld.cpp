@@ -128,11 +128,6 @@ void AppModelWorld::launchAfterSetup() {
   start();
 }
 
-void AppModelWorld::run(app::Task<> task) {
-  begin(std::move(task));
-  runUntilIdle();
-}
-
 std::vector<std::string> AppModelWorld::takeStatuses() { return std::exchange(statuses_, {}); }
 
 std::string AppModelWorld::logText() const {

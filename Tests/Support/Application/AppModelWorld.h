@@ -70,9 +70,16 @@ class AppModelWorld {
   SyncHistoryStore& history() { return *services_.history; }
 
   // Starts the task, which begins with the next turn of the loop.
-  void begin(app::Task<> task) { testTasks_->start(std::move(task)); }
+  template <typename T>
+  void begin(app::Task<T> task) {
+    testTasks_->start(std::move(task));
+  }
   // Starts the task, and runs it as far as it goes without time passing.
-  void run(app::Task<> task);
+  template <typename T>
+  void run(app::Task<T> task) {
+    begin(std::move(task));
+    runUntilIdle();
+  }
   void runUntilIdle() { mainThread.runUntilIdle(); }
   void advance(std::chrono::nanoseconds duration) { mainThread.advance(duration); }
 
