@@ -10,6 +10,7 @@
 #include "TolvanderApp/PausedImports.h"
 #include "TolvanderApp/Permissions/PermissionService.h"
 #include "TolvanderApp/Platform/PhotoLibraryError.h"
+#include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderCore/MediaImportError.h"
 #include "TolvanderCore/SyncHistoryError.h"
 
@@ -71,6 +72,8 @@ auto stoppingWithTheCamera(const Volumes& volumes, const FileURL& volumeURL, Wor
   try {
     return work();
   } catch (const PhotoLibraryError&) {
+    throw;
+  } catch (const PhotosPlatformError&) {
     throw;
   } catch (const SyncHistoryError&) {
     throw;

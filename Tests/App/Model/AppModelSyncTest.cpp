@@ -10,6 +10,7 @@
 #include "Tests/Support/Application/ObservedTestPeer.h"
 #include "Tests/Support/Machine/OpenWatch.h"
 #include "TolvanderApp/Platform/PhotoLibraryError.h"
+#include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/Platform/FileSystem.h"
 #include "TolvanderCore/Platform/Volume.h"
@@ -405,6 +406,20 @@ TEST_F(AppModelSyncTest, cameraRemovedDuringASyncEndsWithCheckStoppedNotWithAnEr
   sync();
   expectNoFailure("Check stopped");
   EXPECT_EQ(world.photoLibrary.changeCount(), 0U);
+}
+
+TEST_F(AppModelSyncTest, failureOfTheLibraryIsShownAlsoWhereTheCameraIsGone) {
+  const Camera camera = plugInCharmera(1);
+  launch();
+  world.photoLibrary.beforeEachChange([&] { world.volumes.takeAway(camera.url); });
+  const app::PhotosPlatformError full(app::PhotosPlatformError::Case::notEnoughSpace, "the disk is full");
+  world.photoLibrary.endNextChange(
+      {.success = false, .error = std::make_exception_ptr(full), .isApplied = false});
+  sync();
+  EXPECT_TRUE(model().lastError->has_value());
+  EXPECT_FALSE(model().cameraWentAway);
+  ASSERT_EQ(model().cameraRuns->size(), 1U);
+  EXPECT_EQ(model().cameraRuns->front().end, app::CameraRun::End::failed);
 }
 
 // What a sync asks of the mount table: which volumes there are, and of each whether it is still there before
