@@ -35,4 +35,9 @@ ExitStatus conclude(RunOutcome outcome, const std::optional<std::string>& failur
   return exitStatus(outcome);
 }
 
+ExitStatus conclude(const app::FlowOutcome& outcome) {
+  return conclude(app::runOutcome(outcome.end),
+                  outcome.failure ? std::optional(app::failureText(*outcome.failure)) : std::nullopt);
+}
+
 }  // namespace tolvander::shell

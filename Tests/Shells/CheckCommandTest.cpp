@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <string>
@@ -80,6 +81,14 @@ class CheckCommandTest : public CommandLine {
   }
 
   std::string libraryText() const { return run({"library"}).output; }
+
+  static void giveToNobody(const FileURL& folder) {
+    constexpr uid_t nobody = 65534;
+    ASSERT_EQ(chown(folder.path().c_str(), nobody, nobody), 0);
+    for (const auto& entry : fs::recursive_directory_iterator(folder.path())) {
+      ASSERT_EQ(chown(entry.path().c_str(), nobody, nobody), 0) << entry.path();
+    }
+  }
 
   const FileURL card = folder / "CARD";
   const FileURL library = home.appending("pictures/Tolvander");
@@ -163,6 +172,47 @@ TEST_F(CheckCommandTest, tellsProgramsHowManyItemsItRestored) {
   const ToolResult result = run({"--json", "restore", "--yes"});
   EXPECT_EQ(result.status, 0) << result.errors;
   EXPECT_TRUE(contains(result.output, R"("failure":null,"imported":1,"cameras":[{)")) << result.output;
+}
+
+// The library holds the file already, and lists it once the import is completed.
+TEST_F(CheckCommandTest, interruptedImportsAreCompletedAlsoWhereTheLastCameraWasForgotten) {
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"sync"}, {"remember"}, {"restore", "--yes"}}) {
+    fs::remove_all(home.path());
+    fs::remove_all(folder.url().appending("second").path());
+    fs::remove_all(folder.url().appending("staged").path());
+    fs::remove_all(card.path());
+    syncCard(1);
+    prepareImport("PICT0009.JPG");
+    ASSERT_EQ(run({"cameras", "forget", "CARD", "--yes"}).status, 0);
+    EXPECT_EQ(run(arguments).status, 5) << "no camera is saved";
+    EXPECT_TRUE(SyncHistoryStore(history).pendingImportSources().empty()) << arguments.front();
+    EXPECT_TRUE(contains(libraryText(), "\n2 photos,")) << libraryText();
+  }
+}
+
+// Only the receipt of the sync is lost, which is shown as a failure.
+TEST_F(CheckCommandTest, countsWhatItRestoredAlsoWhereTheSettingsCannotBeWritten) {
+  syncCard(2);
+  deleteInLibrary("PICT0001.JPG");
+  const FileURL settings = home.appending("config/com.tolvander.app");
+  std::vector<std::string> restore = commandLine({"--json", "restore", card.path(), "--yes"});
+  if (geteuid() == 0) {  // who may write anywhere
+    if (!toolExists("setpriv")) {
+      GTEST_SKIP() << "setpriv isn't installed";
+    }
+    giveToNobody(folder.url());
+    const std::vector<std::string> asNobody = {"setpriv", "--reuid", "65534",
+                                               "--regid", "65534",   "--clear-groups"};
+    restore.insert(restore.begin(), asNobody.begin(), asNobody.end());
+  }
+  fs::permissions(settings.path(), fs::perms::owner_read | fs::perms::owner_exec);
+  const ToolResult result = runTool(restore);
+  fs::permissions(settings.path(), fs::perms::owner_all);
+  EXPECT_EQ(result.status, 1) << result.errors;
+  EXPECT_TRUE(contains(result.output, R"("status":"1 missing item imported")")) << result.output;
+  EXPECT_TRUE(contains(result.output, R"("imported":1,)")) << result.output;
+  EXPECT_TRUE(contains(libraryText(), "\n2 photos,")) << libraryText();
 }
 
 TEST_F(CheckCommandTest, isIncompleteWhereAnImportWasCutShort) {

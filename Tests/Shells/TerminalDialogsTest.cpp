@@ -57,6 +57,11 @@ class TerminalDialogsTest : public testing::Test {
                                   .message = "Select your Charmera’s drive.",
                                   .prompt = "Use This Drive",
                                   .directory = FileURL("/Volumes")};
+  const app::DirectoryPanel proposing{.title = panel.title,
+                                      .message = panel.message,
+                                      .prompt = panel.prompt,
+                                      .directory = panel.directory,
+                                      .proposed = FileURL("/media/CARD")};
 
  private:
   OwnedDescriptor user_;
@@ -117,34 +122,23 @@ TEST_F(TerminalDialogsTest, asksNobodyWhereTheOptionAnswers) {
   EXPECT_EQ(shown(), "");
 }
 
-TEST_F(TerminalDialogsTest, tellsTheAnswer) {
+TEST_F(TerminalDialogsTest, asksWhetherTheProposedFolderMayBeUsed) {
   auto asked = dialogs();
-  std::optional<std::size_t> told;
-  asked.answered = [&told](std::size_t button) { told = button; };
-  type("1\n");
-  tests::resultOf(mainThread, asked.ask(alert));
-  EXPECT_EQ(told, 0U);
-}
-
-TEST_F(TerminalDialogsTest, offersTheGivenFolder) {
-  auto asked = dialogs();
-  asked.offerFolder(FileURL("/media/CARD"));
   type("1\n2\n");
-  EXPECT_EQ(tests::resultOf(mainThread, asked.chooseDirectory(panel)), FileURL("/media/CARD"));
+  EXPECT_EQ(tests::resultOf(mainThread, asked.chooseDirectory(proposing)), FileURL("/media/CARD"));
   EXPECT_EQ(shown(),
             "Use “/media/CARD” as a camera?\nSelect your Charmera’s drive.\n1  Use This Drive\n2  Cancel\n"
             "Answer [2]: ");
-  EXPECT_EQ(tests::resultOf(mainThread, asked.chooseDirectory(panel)), std::nullopt);
+  EXPECT_EQ(tests::resultOf(mainThread, asked.chooseDirectory(proposing)), std::nullopt);
 }
 
-TEST_F(TerminalDialogsTest, usesTheFolderWithoutAskingWhereTheOptionSaysSo) {
+TEST_F(TerminalDialogsTest, usesTheProposedFolderWithoutAskingWhereTheOptionSaysSo) {
   auto asked = dialogs({.agreesToFolder = true});
-  asked.offerFolder(FileURL("/media/CARD"));
-  EXPECT_EQ(tests::resultOf(mainThread, asked.chooseDirectory(panel)), FileURL("/media/CARD"));
+  EXPECT_EQ(tests::resultOf(mainThread, asked.chooseDirectory(proposing)), FileURL("/media/CARD"));
   EXPECT_EQ(shown(), "");
 }
 
-TEST_F(TerminalDialogsTest, cancelsAPanelWithoutAFolder) {
+TEST_F(TerminalDialogsTest, cancelsAPanelThatProposesNoFolder) {
   auto asked = dialogs({.agreesToFolder = true});
   EXPECT_EQ(tests::resultOf(mainThread, asked.chooseDirectory(panel)), std::nullopt);
 }

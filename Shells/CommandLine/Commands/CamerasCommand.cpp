@@ -2,12 +2,11 @@
 
 #include "Shells/CommandLine/Arguments.h"
 #include "Shells/CommandLine/Command.h"
+#include "Shells/CommandLine/Conclusion.h"
 #include "Shells/CommandLine/Failure.h"
 #include "Shells/CommandLine/Reports/CamerasReport.h"
-#include "Shells/CommandLine/Reports/SyncReport.h"
 #include "Shells/CommandLine/Session/HomeView.h"
 #include "Shells/CommandLine/Session/Session.h"
-#include "Shells/CommandLine/Session/SetupFlow.h"
 #include "Shells/CommandLine/Syntax.h"
 
 namespace tolvander::shell {
@@ -62,18 +61,15 @@ class CamerasCommand final : public Command {
     return status;
   }
 
-  // The model would sync the camera next; that is another command's business, and ends with the loop.
   static Task<ExitStatus> addWithoutSync(Session* session, FileURL volume) {
-    app::AppModel& model = session->model();
-    session->dialogs().offerFolder(volume);
-    model.addDevice();
-    auto closing = session->until([&model] { return !model.isRequestingCameraAccess; });
-    co_await closing;
-    if (model.lastError->has_value()) {
-      showFailure(*model.lastError.value());
-      co_return ExitStatus::failed;
+    app::FlowOutcome outcome{.end = app::FlowEnd::stopped};
+    if (const auto adding =
+            session->model().addDevice(std::move(volume), app::AppModel::AfterAdding::nothing)) {
+      auto ended = adding->value();
+      const app::AddedCamera added = co_await ended;
+      outcome = added.outcome;
     }
-    co_return ExitStatus::done;
+    co_return conclude(outcome);
   }
 
   ExitStatus forget(const Context& context) const {
@@ -97,19 +93,12 @@ class CamerasCommand final : public Command {
   }
 
   static Task<ExitStatus> forgetInModel(Session* session, UUID id) {
-    app::AppModel& model = session->model();
-    const auto before = model.settings().cameraGrants();
-    auto answering = session->untilAnswered([&model, id] { model.removeDevice(id); });
-    const std::size_t answer = co_await answering;
-    if (answer != 0) {
-      co_return session->isInterrupted() ? ExitStatus::stopped : ExitStatus::failed;
+    app::FlowOutcome outcome{.end = app::FlowEnd::stopped};
+    if (const auto forgetting = session->model().removeDevice(id)) {
+      auto ended = forgetting->value();
+      outcome = co_await ended;
     }
-    auto ending = session->until([&model] { return !model.isRefreshingDevices; });
-    co_await ending;
-    if (model.lastError->has_value()) {
-      showFailure(*model.lastError.value());
-    }
-    co_return model.settings().cameraGrants() != before ? ExitStatus::done : ExitStatus::failed;
+    co_return session->isInterrupted() ? ExitStatus::stopped : conclude(outcome);
   }
 
   static void showOutcome(const Context& context, const std::string& words) {

@@ -9,6 +9,7 @@
 #include "Shells/CommandLine/Session/SetupFlow.h"
 #include "Shells/CommandLine/Session/SyncDisplay.h"
 #include "Shells/CommandLine/Syntax.h"
+#include "TolvanderApp/ChosenCameras.h"
 
 namespace tolvander::shell {
 
@@ -30,6 +31,13 @@ bool goesOn(Session& session) {
 // Checks the chosen cameras, and gives why it couldn't, where the model doesn't know that.
 Task<Failure> check(Session* session, Volumes volumes, AppModel::CheckPurpose purpose) {
   AppModel& model = session->model();
+  if (purpose == AppModel::CheckPurpose::beforeChange &&
+      model.settings().authorizedDeviceProfiles().empty()) {
+    if (const auto completing = model.completeInterruptedImports()) {
+      auto completed = completing->join();
+      co_await completed;
+    }
+  }
   const bool isDenied = model.removableVolumeAccessIssue->has_value();
   if (isDenied && (!model.settings().onboardingCompleted() || model.connectedDevices->empty())) {
     co_return std::nullopt;
@@ -39,16 +47,17 @@ Task<Failure> check(Session* session, Volumes volumes, AppModel::CheckPurpose pu
     co_return app::RunFailure{std::move(*reason), hasCamera ? RunOutcome::failed : RunOutcome::noCamera};
   }
   for (const FileURL& volume : volumes) {
-    if (!isConnected(model, volume)) {
+    if (!app::isConnected(model, volume)) {
       co_return app::RunFailure{app::notASavedCameraText(volume)};
     }
   }
   if (model.connectedDevices->empty()) {
     co_return app::noCameraConnected();
   }
-  model.verifyCameraInPhotos(purpose);
-  auto checking = session->until([&model] { return model.isIdle(); });
-  co_await checking;
+  if (const auto checking = model.verifyCameraInPhotos(purpose)) {
+    auto checked = checking->value();
+    co_await checked;
+  }
   co_return std::nullopt;
 }
 
@@ -141,9 +150,10 @@ class RememberCommand final : public CheckingCommand {
     AppModel& model = session->model();
     const auto reviews = model.libraryReviews.value();
     for (const auto& review : reviews) {
-      model.rememberVerifiedMatches(review);
-      auto remembering = session->until([&model] { return model.isIdle(); });
-      co_await remembering;
+      if (const auto remembering = model.rememberVerifiedMatches(review)) {
+        auto remembered = remembering->value();
+        co_await remembered;
+      }
       if (!goesOn(*session)) {
         break;
       }
@@ -166,8 +176,7 @@ class RestoreCommand final : public CheckingCommand {
  private:
   Session::Options options(const Volumes& volumes) const override {
     return {.volumes = volumes,
-            .settings = album_ ? RunDefaults::Values{{"addToAlbum", true}, {"albumName", *album_}}
-                               : RunDefaults::Values(),
+            .settings = {.album = album_},
             .answers = {.agreesToAlerts = agrees_, .optionForAlerts = "--yes"},
             .notified = {}};
   }
@@ -187,41 +196,24 @@ class RestoreCommand final : public CheckingCommand {
         continue;
       }
       wasNeeded = true;
-      auto restoring = restore(session, reviews.at(index), json);
-      const std::optional<std::int64_t> imported = co_await restoring;
-      if (!imported) {
+      app::RestoreResult restored;
+      if (const auto restoring = model.restoreMissingImports(reviews.at(index))) {
+        auto ended = restoring->value();
+        restored = co_await ended;
+      }
+      if (restored.outcome.end == app::FlowEnd::declined) {
         next.failure = app::RunFailure{app::nothingImportedText()};
       }
-      next.imported += imported.value_or(0);
+      next.imported += restored.run ? restored.run->imported.total() : 0;
+      if (!json && restored.run && restored.run->end != app::CameraRun::End::done) {
+        std::cout << app::runText(*restored.run);
+      }
       if (!goesOn(*session) || !model.settings().onboardingCompleted()) {
         break;
       }
     }
     std::cout << (wasNeeded || json ? "" : app::nothingMissingText());
     co_return next;
-  }
-
-  // How many items were imported; absent where the user doesn't want that.
-  static Task<std::optional<std::int64_t>> restore(Session* session, app::DeviceLibraryReview review,
-                                                   bool json) {
-    AppModel& model = session->model();
-    auto answering = session->untilAnswered([&] { model.restoreMissingImports(std::move(review)); });
-    const std::size_t answer = co_await answering;
-    if (answer != 0) {
-      co_return std::nullopt;
-    }
-    auto beginning = session->untilBegun();
-    co_await beginning;
-    auto restoring = session->until([&model] { return model.isIdle(); });
-    co_await restoring;
-    if (model.cameraRuns->empty()) {
-      co_return 0;
-    }
-    const app::CameraRun& run = model.cameraRuns->back();
-    if (!json && run.end != app::CameraRun::End::done) {
-      std::cout << app::runText(run);
-    }
-    co_return run.imported.total();
   }
 
   std::optional<std::string> album_;

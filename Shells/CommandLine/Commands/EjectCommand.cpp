@@ -9,6 +9,7 @@
 #include "Shells/CommandLine/Session/SetupFlow.h"
 #include "Shells/CommandLine/Session/SyncDisplay.h"
 #include "Shells/CommandLine/Syntax.h"
+#include "TolvanderApp/ChosenCameras.h"
 
 namespace tolvander::shell {
 
@@ -56,21 +57,20 @@ class EjectCommand final : public Command {
     if (result.failure || session->isInterrupted()) {
       co_return result;
     }
-    const auto device = connectedDevice(model, volume);
+    const auto device = app::connectedDevice(model, volume);
     if (!device) {
       result.failure = app::notASavedCameraText(volume);
       co_return result;
     }
-    model.ejectDevice(*device);
-    auto beginning = session->untilBegun();
-    co_await beginning;
-    auto ending = session->until([&model] { return model.isIdle(); });
-    co_await ending;
+    app::FlowOutcome outcome{.end = app::FlowEnd::stopped};
+    if (const auto ejecting = model.ejectDevice(*device)) {
+      auto ended = ejecting->value();
+      outcome = co_await ended;
+    }
     result.status = model.statusMessage;
-    if (isConnected(model, volume)) {
-      result.failure = model.lastError;
-    } else {
-      result.outcome = RunOutcome::done;
+    result.outcome = app::runOutcome(outcome.end);
+    if (outcome.failure) {
+      result.failure = app::failureText(*outcome.failure);
     }
     co_return result;
   }

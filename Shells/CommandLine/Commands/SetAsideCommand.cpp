@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <iostream>
 
+#include "Platform/Linux/System/EventLoop.h"
 #include "Platform/Linux/System/HomeLock.h"
 #include "Shells/CommandLine/Arguments.h"
 #include "Shells/CommandLine/Command.h"

@@ -13,7 +13,6 @@
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderApp/Presentation/FailureText.h"
 #include "TolvanderCore/MountedVolumeMediaSource.h"
-#include "TolvanderCore/Platform/Text.h"
 #include "TolvanderCore/SyncHistoryStore.h"
 
 namespace tolvander::shell {
@@ -40,7 +39,7 @@ app::PausedImports interruptedImports(SyncHistoryStore& store, app::PhotoLibrary
 }
 
 // The media files of a saved camera that is connected; none where it can't be read.
-std::optional<DetectedDevice> deviceAt(const FileURL& volume, const app::AppSettings& settings,
+std::optional<DetectedDevice> deviceAt(const FileURL& volume, const app::StoredSettings& settings,
                                        const CancellationToken& token) {
   try {
     return MountedVolumeMediaSource().detect(volume, settings.authorizedDeviceProfiles(), token);
@@ -114,11 +113,6 @@ std::vector<std::string> pathsOf(const app::SetAsideFiles& files) {
   return paths;
 }
 
-std::optional<std::string> albumOf(const app::AppSettings& settings) {
-  const std::string name(trimmingWhitespaceAndNewlines(settings.albumName()));
-  return settings.addToAlbum() && !name.empty() ? std::optional(name) : std::nullopt;
-}
-
 class StatusCommand final : public Command {
  public:
   CommandSyntax declare(const CommandSyntax& program) override {
@@ -128,7 +122,7 @@ class StatusCommand final : public Command {
   ExitStatus run(const Context& context) override {
     HomeView view(context);
     const HomeFiles& files = view.files();
-    const app::AppSettings& settings = view.settings();
+    const app::StoredSettings& settings = view.settings();
     EmbeddedPhotoLibrary library(files.library);
     const History history = historyOf(view, library, context);
     const app::StatusReport report{
@@ -142,7 +136,7 @@ class StatusCommand final : public Command {
         .pausedElsewhere = std::ssize(history.interrupted.paused),
         .setAside = pathsOf(settings.setAsideFiles()),
         .lastSync = settings.lastSyncReceipt(),
-        .album = albumOf(settings),
+        .album = settings.albumForSync(),
         .movesToTrash = settings.deleteAfterSync(),
         .ejects = settings.autoEjectAfterSync(),
         .historyFile = files.history,

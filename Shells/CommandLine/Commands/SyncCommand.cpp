@@ -16,72 +16,6 @@ namespace {
 using app::SyncReport;
 using app::Task;
 
-// What the flow needs, without which it would have to take references.
-struct SyncRun {
-  Session& session;
-  const std::vector<FileURL>& volumes;
-  bool agrees;
-};
-
-using Failure = std::optional<app::RunFailure>;
-
-// The model has the words for why nothing was synced.
-bool isKnownToTheModel(const app::AppModel& model) {
-  return model.lastError->has_value() || model.removableVolumeAccessIssue->has_value() ||
-         model.photosPermissionStatus != app::PhotosPermissionStatus::authorized;
-}
-
-// Syncs every chosen camera once, and gives why it couldn't, where the model doesn't know that.
-Task<Failure> syncOnce(SyncRun run) {
-  auto& [session, volumes, agrees] = run;
-  app::AppModel& model = session.model();
-  bool hasSynced = false;
-  for (const FileURL& volume : volumes) {
-    if (isConnected(model, volume) || session.isInterrupted()) {
-      continue;
-    }
-    const bool syncsWhenAdded = model.settings().onboardingCompleted();
-    auto adding = addCamera(&session, volume);
-    const bool isAdded = co_await adding;
-    if (!isAdded) {
-      co_return isKnownToTheModel(model) ? Failure() : app::RunFailure{app::notRememberedText(volume)};
-    }
-    if (!isConnected(model, volume) && !model.cameraWentAway) {
-      co_return isKnownToTheModel(model) ? Failure() : app::RunFailure{app::notACameraText(volume)};
-    }
-    hasSynced = syncsWhenAdded;
-  }
-  if (session.isInterrupted() || hasSynced) {
-    co_return std::nullopt;
-  }
-  const bool hadCamera = !model.connectedDevices->empty();
-  if (model.settings().onboardingCompleted() || !hadCamera) {
-    auto syncing = model.syncAllConnected(false);
-    co_await syncing;
-  } else {
-    auto completing = completeSetup(&session);
-    co_await completing;
-  }
-  if (!model.cameraRuns->empty() || model.cameraWentAway || isKnownToTheModel(model) ||
-      session.isInterrupted()) {
-    co_return std::nullopt;
-  }
-  co_return hadCamera ? app::cameraWentAway() : app::noCameraConnected();
-}
-
-Task<Failure> syncIfPossible(SyncRun run) {
-  if (run.volumes.empty() && run.session.model().settings().authorizedDeviceProfiles().empty()) {
-    co_return app::noCameraSaved();
-  }
-  auto preparing = prepareLibrary(&run.session, run.agrees);
-  const bool hasLibrary = co_await preparing;
-  if (!hasLibrary || run.session.isInterrupted()) {
-    co_return std::nullopt;
-  }
-  auto syncing = syncOnce(run);
-  co_return co_await syncing;
-}
-
 class SyncCommand final : public Command {
  public:
   CommandSyntax declare(const CommandSyntax& program) override {
@@ -109,36 +43,29 @@ class SyncCommand final : public Command {
                                           .optionForAlerts = "--trash yes",
                                           .agreesToFolder = agrees_},
                               .notified = {}});
-    return session.run([&](Session& running) {
-      return sync({.session = running, .volumes = volumes, .agrees = agrees_}, context.json);
-    });
+    return session.run([&](Session& running) { return sync(&running, volumes, agrees_, context.json); });
   }
 
  private:
-  RunDefaults::Values settingsOfThisRun() const {
-    RunDefaults::Values values;
-    if (album_) {
-      values.emplace("addToAlbum", true);
-      values.emplace("albumName", *album_);
-    }
-    if (!trash_.empty()) {
-      values.emplace("deleteAfterSync", trash_ != "no");
-    }
-    if (ejects_) {
-      values.emplace("autoEjectAfterSync", true);
-    }
-    return values;
+  app::SettingsOverrides settingsOfThisRun() const {
+    return {.deleteAfterSync = trash_.empty() ? std::nullopt : std::optional(trash_ != "no"),
+            .autoEjectAfterSync = ejects_ ? std::optional(true) : std::nullopt,
+            .album = album_};
   }
 
-  static Task<ExitStatus> sync(SyncRun run, bool json) {
-    Session& session = run.session;
-    const SyncDisplay display(session.model(), json);
-    const app::SyncRecorder recorder(session.model(), session.files().library);
-    auto starting = startUp(&session);
+  static Task<ExitStatus> sync(Session* session, std::vector<FileURL> volumes, bool agrees, bool json) {
+    app::AppModel& model = session->model();
+    const SyncDisplay display(model, json);
+    auto starting = startUp(session);
     co_await starting;
-    auto running = syncIfPossible(run);
-    Failure failure = co_await running;
-    const SyncReport report = recorder.report(session.isInterrupted(), std::move(failure));
+    auto syncing = app::syncChosenCameras(
+        &model, {.volumes = std::move(volumes),
+                 .stop = session->interruption(),
+                 .prepareLibrary = [session, agrees] { return prepareLibrary(session, agrees); }});
+    app::ChosenSync synced = co_await syncing;
+    const SyncReport report =
+        SyncReport::of(model, std::move(synced.summary), session->files().library, session->isInterrupted(),
+                       synced.obstacle ? std::optional(app::failureOf(*synced.obstacle)) : std::nullopt);
     std::cout << (json ? report.json() + "\n" : report.text());
     co_return conclude(report.outcome, report.failure);
   }

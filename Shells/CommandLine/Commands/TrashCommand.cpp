@@ -40,19 +40,17 @@ bool goesOn(Session& session) { return !session.model().lastError->has_value() &
 Task<Outcome> clearTrash(Session* session) {
   AppModel& model = session->model();
   Outcome outcome;
-  session->dialogs().answered = [&outcome](std::size_t button) {
-    outcome.wasDeclined = outcome.wasDeclined || button != 0;
-  };
   const auto devices = model.deviceTrashSummaries.value();
   for (const auto& device : devices) {
-    model.clearManagedTrash(device);
-    auto clearing = session->until([&model] { return model.isIdle(); });
-    co_await clearing;
+    if (const auto clearing = model.clearManagedTrash(device)) {
+      auto ended = clearing->value();
+      const app::CleanupResult cleared = co_await ended;
+      outcome.wasDeclined = outcome.wasDeclined || cleared.outcome.end == app::FlowEnd::declined;
+    }
     if (!goesOn(*session)) {
       break;
     }
   }
-  session->dialogs().answered = nullptr;
   co_return outcome;
 }
 
@@ -74,9 +72,10 @@ Task<Outcome> putBack(Session* session, std::optional<TrashReport::Filenames> fi
     if (answer != 0) {
       co_return Outcome{.wasDeclined = true, .failure = std::nullopt};
     }
-    model.restoreManagedTrash(device, filenames);
-    auto restoring = session->until([&model] { return model.isIdle(); });
-    co_await restoring;
+    if (const auto restoring = model.restoreManagedTrash(device, filenames)) {
+      auto ended = restoring->value();
+      co_await ended;
+    }
     if (!goesOn(*session)) {
       break;
     }

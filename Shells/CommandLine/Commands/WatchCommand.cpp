@@ -1,5 +1,3 @@
-#include <utility>
-
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Failure.h"
 #include "Shells/CommandLine/Reports/RunResult.h"
@@ -7,6 +5,7 @@
 #include "Shells/CommandLine/Session/SetupFlow.h"
 #include "Shells/CommandLine/Session/SyncDisplay.h"
 #include "Shells/CommandLine/Syntax.h"
+#include "TolvanderApp/UnattendedSetup.h"
 
 namespace tolvander::shell {
 
@@ -41,7 +40,7 @@ class WatchCommand final : public Command {
     const app::Subscription failures =
         model.lastError.observe([&model](const std::optional<std::string>& failure) {
           if (failure) {
-            showFailure(app::failureText(model));
+            showFailure(app::failureText(*model.failure()));
           }
         });
     if (const auto start = model.start()) {
@@ -52,25 +51,10 @@ class WatchCommand final : public Command {
     co_await preparing;
     auto refreshing = model.refreshConnectedDevices();  // the status line still speaks of the library
     co_await refreshing;
-    // Setup is complete as soon as there is a camera to sync and a library to take its files.
-    const auto completeSetup = [&model] {
-      if (!model.settings().onboardingCompleted() && model.canStartFirstSync()) {
-        model.completeOnboardingAndSync();
-      }
-    };
-    const app::Subscription changes = model.changes.observe(completeSetup);
-    completeSetup();
-    // A library that could not be used may have come back; a camera that has come is the moment to look.
-    bool hasCamera = !model.connectedDevices->empty();
-    const app::Subscription cameras =
-        model.connectedDevices.observe([session, &hasCamera](const auto& devices) {
-          if (!std::exchange(hasCamera, !devices.empty()) && hasCamera) {
-            session->lookAgain();
-          }
-        });
+    const app::UnattendedSetup setup(model);
     auto interruption = session->untilInterrupted();
     co_await interruption;
-    auto ending = session->until([&model] { return model.isIdle(); });
+    auto ending = model.untilIdle();
     co_await ending;
     co_return ExitStatus::done;
   }

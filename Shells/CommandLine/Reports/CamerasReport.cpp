@@ -21,7 +21,7 @@ std::optional<FileURL> placeNow(const CameraAccessGrant& grant, Bookmarks& bookm
 
 }  // namespace
 
-CamerasReport CamerasReport::of(const AppSettings& settings, Bookmarks& bookmarks) {
+CamerasReport CamerasReport::of(const StoredSettings& settings, Bookmarks& bookmarks) {
   CamerasReport report;
   for (const CameraAccessGrant& grant : settings.cameraGrants()) {
     report.cameras.push_back({.grant = grant, .volume = placeNow(grant, bookmarks)});

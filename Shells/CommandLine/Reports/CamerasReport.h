@@ -22,7 +22,7 @@ struct CamerasReport {
   std::vector<Camera> cameras;
   std::optional<std::string> problem;  // why they can't all be read, in words for the user
 
-  static CamerasReport of(const AppSettings& settings, Bookmarks& bookmarks);
+  static CamerasReport of(const StoredSettings& settings, Bookmarks& bookmarks);
 
   // The identity of the camera that the user means by a name or an identity. Absent where there is none, or
   // more than one of the name.

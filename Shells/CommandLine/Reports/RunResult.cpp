@@ -2,34 +2,26 @@
 
 #include <utility>
 
-#include "TolvanderApp/Platform/PhotoLibraryError.h"
 #include "TolvanderApp/Presentation/Wording.h"
-#include "TolvanderCore/MediaSourceError.h"
 
 namespace tolvander::app {
 
-std::string failureText(const AppModel& model) {
-  const auto& file = model.lastErrorFile.value();
-  return (file ? printable(*file) + ": " : "") + model.lastError->value_or("");
+std::string failureText(const FlowFailure& failure) {
+  return (failure.file ? printable(*failure.file) + ": " : "") + failure.words;
 }
 
 namespace {
 
 std::optional<RunFailure> failureOf(const AppModel& model, const FileURL& library) {
-  if (model.lastError->has_value()) {
-    return RunFailure{failureText(model)};
+  const auto failure = model.failure();
+  if (!failure) {
+    return model.cameraWentAway ? std::optional(cameraWentAway()) : std::nullopt;
   }
-  if (const auto& issue = model.removableVolumeAccessIssue.value()) {
-    return RunFailure{*MediaSourceError::volumeAccessDenied(issue->volumeName).description()};
+  const bool isOfTheLibrary = !model.lastError->has_value() && !model.removableVolumeAccessIssue->has_value();
+  if (isOfTheLibrary && model.photosPermissionStatus == PhotosPermissionStatus::denied) {
+    return RunFailure{failure->words + " “" + library.path() + "” cannot be changed."};
   }
-  const std::string noAccess = *PhotoLibraryError(PhotoLibraryError::Case::accessDenied).description();
-  if (model.photosPermissionStatus == PhotosPermissionStatus::denied) {
-    return RunFailure{noAccess + " “" + library.path() + "” cannot be changed."};
-  }
-  if (model.photosPermissionStatus != PhotosPermissionStatus::authorized) {
-    return RunFailure{noAccess};
-  }
-  return model.cameraWentAway ? std::optional(cameraWentAway()) : std::nullopt;
+  return RunFailure{failureText(*failure)};
 }
 
 }  // namespace
@@ -50,6 +42,21 @@ std::string_view rawText(RunOutcome outcome) {
       break;
   }
   return "stopped";
+}
+
+RunOutcome runOutcome(FlowEnd end) {
+  switch (end) {
+    case FlowEnd::done:
+      return RunOutcome::done;
+    case FlowEnd::declined:
+    case FlowEnd::failed:
+      return RunOutcome::failed;
+    case FlowEnd::stopped:
+      return RunOutcome::stopped;
+    case FlowEnd::cameraWentAway:
+      break;
+  }
+  return RunOutcome::cameraWentAway;
 }
 
 RunResult RunResult::of(const AppModel& model, const FileURL& library, bool wasStopped,

@@ -21,14 +21,17 @@ enum class RunOutcome {
 
 std::string_view rawText(RunOutcome outcome);
 
+// What the end of a flow is for its command. Where the user declined, it has failed.
+RunOutcome runOutcome(FlowEnd end);
+
 // A failure that the model doesn't know of.
 struct RunFailure {
   std::string words;  // for the user
   RunOutcome outcome = RunOutcome::failed;
 };
 
-// The model's failure, behind the name of the file that it is about, if it is about one.
-std::string failureText(const AppModel& model);
+// The words of a failure, behind the name of the file that it is about, if it is about one.
+std::string failureText(const FlowFailure& failure);
 
 // How one command ended.
 struct RunResult {

@@ -127,62 +127,43 @@ std::string SyncReport::json() const {
   });
 }
 
-// MARK: Watching a run
+// MARK: Of a run
 
-SyncRecorder::SyncRecorder(AppModel& model, const FileURL& library)
-    : model_(model),
-      report_({.status = {}, .failure = {}, .cameras = {}, .likelyCopies = {}, .library = library}) {
-  runs_ = model.cameraRuns.observe([this](const auto& runs) { take(runs); });
-  statusReceipts_ = model.statusReceipt.observe([this](const auto& receipt) { take(receipt); });
-  failures_ = model.lastError.observe([this](const auto& failure) {
-    if (failure) {
-      lastFailure_ = failureText(model_);
-    }
-  });
+namespace {
+
+// A later sync begins without the failure of the one before, which the summary keeps.
+std::optional<RunFailure> failureOf(const FlowOutcome& outcome) {
+  if (outcome.failure) {
+    return RunFailure{failureText(*outcome.failure)};
+  }
+  return outcome.end == FlowEnd::cameraWentAway ? std::optional(cameraWentAway()) : std::nullopt;
 }
 
-// The model has those of one flow, and none when another begins.
-void SyncRecorder::take(const std::vector<CameraRun>& runs) {
-  if (runs.empty()) {
-    earlierRuns_ = std::ssize(report_.cameras);
-    return;
+// Each name once, in the order of the cameras.
+std::vector<std::string> likelyCopiesOf(const std::vector<CameraRun>& runs) {
+  std::vector<std::string> names;
+  for (const CameraRun& run : runs) {
+    std::ranges::copy_if(run.likelyCopies, std::back_inserter(names), [&names](const std::string& name) {
+      return std::ranges::find(names, name) == names.end();
+    });
   }
-  report_.cameras.erase(report_.cameras.begin() + earlierRuns_, report_.cameras.end());
-  report_.cameras.insert(report_.cameras.end(), runs.begin(), runs.end());
+  return names;
 }
 
-void SyncRecorder::take(const std::optional<StatusReceipt>& receipt) {
-  if (!receipt) {
-    return;
-  }
-  for (const std::string& name : receipt->metadataSkippedFiles) {
-    if (std::ranges::find(report_.likelyCopies, name) == report_.likelyCopies.end()) {
-      report_.likelyCopies.push_back(name);
-    }
-  }
-}
+}  // namespace
 
-// Each flow begins without the failure of the one before.
-std::optional<RunFailure> SyncRecorder::failureOfAnEarlierFlow() const {
-  const auto ended = [this](CameraRun::End end) {
-    return std::ranges::count(report_.cameras, end, &CameraRun::end) > 0;
-  };
-  if (ended(CameraRun::End::failed) && lastFailure_) {
-    return RunFailure{*lastFailure_};
+SyncReport SyncReport::of(const AppModel& model, SyncSummary summary, const FileURL& library, bool wasStopped,
+                          std::optional<RunFailure> failure) {
+  if (!failure && !model.lastError->has_value()) {
+    failure = failureOf(summary.outcome);
   }
-  return ended(CameraRun::End::cameraWentAway) ? std::optional(cameraWentAway()) : std::nullopt;
-}
-
-SyncReport SyncRecorder::report(bool wasStopped, std::optional<RunFailure> failure) const {
-  if (!failure && !model_.lastError->has_value()) {
-    failure = failureOfAnEarlierFlow();
-  }
-  RunResult result = RunResult::of(model_, report_.library, wasStopped, std::move(failure));
-  SyncReport report = report_;
-  report.outcome = result.outcome;
-  report.status = std::move(result.status);
-  report.failure = std::move(result.failure);
-  return report;
+  RunResult result = RunResult::of(model, library, wasStopped, std::move(failure));
+  return {.outcome = result.outcome,
+          .status = std::move(result.status),
+          .failure = std::move(result.failure),
+          .cameras = summary.cameras,
+          .likelyCopies = likelyCopiesOf(summary.cameras),
+          .library = library};
 }
 
 // MARK: While it runs
@@ -254,17 +235,23 @@ std::string setAsideLine(const std::string& camera, const std::vector<std::strin
   return line + "\n";
 }
 
-RunFailure noCameraSaved() {
-  return {"No camera is saved. Name one to sync it and to remember it: tolvanderctl sync VOLUME",
-          RunOutcome::noCamera};
-}
-
-std::string notRememberedText(const FileURL& volume) {
-  return "“" + printable(volume.path()) + "” was not remembered as a camera, and nothing was imported.";
-}
-
-std::string notACameraText(const FileURL& volume) {
-  return "No camera was found in “" + printable(volume.path()) + "”.";
+RunFailure failureOf(const SyncObstacle& obstacle) {
+  using Kind = SyncObstacle::Kind;
+  const std::string volume = obstacle.volume ? "“" + printable(obstacle.volume->path()) + "”" : "";
+  switch (obstacle.kind) {
+    case Kind::noCameraSaved:
+      return {"No camera is saved. Name one to sync it and to remember it: tolvanderctl sync VOLUME",
+              RunOutcome::noCamera};
+    case Kind::notRemembered:
+      return {volume + " was not remembered as a camera, and nothing was imported."};
+    case Kind::notACamera:
+      return {"No camera was found in " + volume + "."};
+    case Kind::noCameraConnected:
+      return noCameraConnected();
+    case Kind::cameraWentAway:
+      break;
+  }
+  return cameraWentAway();
 }
 
 }  // namespace tolvander::app

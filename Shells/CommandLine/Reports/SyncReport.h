@@ -9,7 +9,8 @@
 #include "Shells/CommandLine/Reports/RunResult.h"
 #include "TolvanderApp/AppModel.h"
 #include "TolvanderApp/CameraRun.h"
-#include "TolvanderApp/Concurrency/Subscription.h"
+#include "TolvanderApp/ChosenCameras.h"
+#include "TolvanderApp/FlowResults.h"
 #include "TolvanderApp/Platform/NotificationDelivery.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 
@@ -26,6 +27,10 @@ struct SyncReport {
   std::vector<std::string> likelyCopies;  // names of files left out as likely in the library already
   FileURL library{"/"};                   // the folder where the pictures are
 
+  // `failure` is one that neither the model nor the summary knows of.
+  static SyncReport of(const AppModel& model, SyncSummary summary, const FileURL& library, bool wasStopped,
+                       std::optional<RunFailure> failure = std::nullopt);
+
   // For people, with line ends: what arrived from each camera and what did not, and where the pictures are.
   // The failure isn't in it.
   std::string text() const;
@@ -36,29 +41,6 @@ struct SyncReport {
   // "imported", "videos" (among those), "notImported" (null where not all files were compared) and "setAside"
   // (paths).
   std::string json() const;
-};
-
-// Watches the model during a run, and tells what came of it.
-class SyncRecorder {
- public:
-  // The model outlives this object.
-  SyncRecorder(AppModel& model, const FileURL& library);
-
-  // `failure` is one that the model doesn't know of.
-  SyncReport report(bool wasStopped, std::optional<RunFailure> failure = std::nullopt) const;
-
- private:
-  void take(const std::vector<CameraRun>& runs);
-  void take(const std::optional<StatusReceipt>& receipt);
-  std::optional<RunFailure> failureOfAnEarlierFlow() const;
-
-  const AppModel& model_;
-  SyncReport report_;
-  std::ptrdiff_t earlierRuns_ = 0;  // how many of the report's cameras are of flows before the last one
-  std::optional<std::string> lastFailure_;
-  Subscription runs_;
-  Subscription statusReceipts_;
-  Subscription failures_;
 };
 
 // One line of JSON, without its end, for what goes on during a run: {"status":"Scanning camera…"},
@@ -81,8 +63,6 @@ std::string runText(const CameraRun& run);
 std::string setAsideLine(const std::string& camera, const std::vector<std::string>& paths);
 
 // Why a sync can't begin.
-RunFailure noCameraSaved();
-std::string notRememberedText(const FileURL& volume);
-std::string notACameraText(const FileURL& volume);
+RunFailure failureOf(const SyncObstacle& obstacle);
 
 }  // namespace tolvander::app

@@ -11,8 +11,8 @@
 
 namespace tolvander::shell {
 
-// A program without a screen: it comes to the front only in that its shell says so, and holds nothing that an
-// uninstaller would have to ask it to let go.
+// A program without a screen: it never comes to the front, and holds nothing that an uninstaller would have
+// to ask it to let go.
 class HeadlessApplication final : public app::Application {
  public:
   explicit HeadlessApplication(std::function<void()> terminate) : terminate_(std::move(terminate)) {}
@@ -20,21 +20,11 @@ class HeadlessApplication final : public app::Application {
   // Those of the command line are the shell's own.
   std::vector<std::string> arguments() override { return {}; }
   void terminate() override { terminate_(); }
-  app::Subscription observeDidBecomeActive(std::function<void()> observer) override {
-    didBecomeActive_ = std::move(observer);
-    return app::Subscription([this] { didBecomeActive_ = nullptr; });
-  }
+  app::Subscription observeDidBecomeActive(std::function<void()>) override { return {}; }
   app::Subscription observePrepareUninstall(std::function<void()>) override { return {}; }
-
-  void becomeActive() const {
-    if (didBecomeActive_) {
-      didBecomeActive_();
-    }
-  }
 
  private:
   std::function<void()> terminate_;
-  std::function<void()> didBecomeActive_;
 };
 
 // The command line isn't opened at login.

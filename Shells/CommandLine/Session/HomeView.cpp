@@ -1,5 +1,7 @@
 #include "Shells/CommandLine/Session/HomeView.h"
 
+#include "Platform/Linux/System/EventLoop.h"
+
 namespace tolvander::shell {
 
 using namespace platform::linux_;
@@ -11,7 +13,8 @@ HomeView::HomeView(const Context& context) : files_(HomeFiles::of(context)), sto
 }
 
 app::CamerasReport HomeView::cameras() {
-  const LinuxVolumes volumes(loop_);
+  EventLoop loop;  // never runs: nothing is observed
+  const LinuxVolumes volumes(loop);
   VolumeBookmarks bookmarks(volumes);
   return app::CamerasReport::of(settings_, bookmarks);
 }

@@ -1,13 +1,11 @@
 #pragma once
 
 #include "Platform/Linux/Settings/FileUserDefaults.h"
-#include "Platform/Linux/System/EventLoop.h"
 #include "Platform/Linux/Volumes/LinuxVolumes.h"
 #include "Platform/Linux/Volumes/VolumeBookmarks.h"
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Reports/CamerasReport.h"
 #include "Shells/CommandLine/Session/HomeFiles.h"
-#include "Shells/CommandLine/Session/RunDefaults.h"
 #include "TolvanderApp/AppSettings.h"
 
 namespace tolvander::shell {
@@ -20,17 +18,15 @@ class HomeView {
   explicit HomeView(const Context& context);
 
   const HomeFiles& files() const { return files_; }
-  const app::AppSettings& settings() const { return settings_; }
+  const app::StoredSettings& settings() const { return settings_; }
 
   // The saved cameras, and where they are now.
   app::CamerasReport cameras();
 
  private:
   const HomeFiles files_;
-  platform::linux_::EventLoop loop_;  // never runs
-  platform::linux_::FileUserDefaults stored_;
-  UnchangedDefaults defaults_{stored_};
-  app::AppSettings settings_{defaults_, loop_};
+  const platform::linux_::FileUserDefaults stored_;
+  const app::StoredSettings settings_{stored_};
 };
 
 }  // namespace tolvander::shell

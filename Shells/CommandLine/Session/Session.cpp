@@ -74,8 +74,7 @@ Session::Session(const Context& context, Options options)
       files_(HomeFiles::of(context)),
       lock_(files_.lock),
       storedDefaults_(files_.settings),
-      defaults_(storedDefaults_, std::move(options.settings)),
-      settings_(std::make_shared<app::AppSettings>(defaults_, loop_)),
+      settings_(std::make_shared<app::AppSettings>(storedDefaults_, loop_, options.settings)),
       wasSetUp_(settings_->onboardingCompleted()),
       history_(std::make_shared<SyncHistoryStore>(files_.history, [this] { lock_.require(); })),
       log_(std::make_shared<DiagnosticLog>(files_.log)),
@@ -149,30 +148,6 @@ void Session::stop() {
   if (!model_->isIdle()) {
     model_->stopCheck();
   }
-}
-
-Task<> Session::until(std::function<bool()> condition) {
-  while (!condition()) {
-    app::Subscription changes;
-    auto change = app::callback<void>([this, &changes](app::Callback<> changed) {
-      changes = model_->changes.observe([changed] { changed(); });
-    });
-    co_await change;
-  }
-}
-
-Task<> Session::untilBegun() {
-  return app::callback<void>([](const app::Callback<>& begun) { begun(); });
-}
-
-Task<std::size_t> Session::untilAnswered(std::function<void()> start) {
-  auto answer = app::callback<std::size_t>([this, &start](app::Callback<std::size_t> answered) {
-    dialogs_.answered = [answered](std::size_t button) { answered(button); };
-    start();
-  });
-  const std::size_t button = co_await answer;
-  dialogs_.answered = nullptr;
-  co_return button;
 }
 
 Task<> Session::untilInterrupted() {

@@ -19,7 +19,6 @@
 #include "Shells/CommandLine/Session/HeadlessApplication.h"
 #include "Shells/CommandLine/Session/HomeBackups.h"
 #include "Shells/CommandLine/Session/HomeFiles.h"
-#include "Shells/CommandLine/Session/RunDefaults.h"
 #include "Shells/CommandLine/Session/TerminalDialogs.h"
 #include "TolvanderApp/AppModel.h"
 #include "TolvanderApp/Concurrency/TimerQueue.h"
@@ -31,8 +30,8 @@ namespace tolvander::shell {
 class Session {
  public:
   struct Options {
-    std::vector<FileURL> volumes;  // only these are cameras; without any, every volume may be one
-    RunDefaults::Values settings;  // of this run
+    std::vector<FileURL> volumes;     // only these are cameras; without any, every volume may be one
+    app::SettingsOverrides settings;  // of this run
     TerminalDialogs::Answers answers;
     // Told of every notification, title and text, besides the desktop.
     std::function<void(const app::NotificationRequest&)> notified;
@@ -61,18 +60,9 @@ class Session {
   // Ctrl-C was pressed.
   bool isInterrupted() const { return interruption_.isCancelled(); }
 
-  // For flows.
-
-  // Lets the model see what the user may have changed elsewhere, as a program does that comes to the front.
-  void lookAgain() const { application_.becomeActive(); }
-
-  // Waits until the condition holds. It is looked at after every change of the model.
-  app::Task<> until(std::function<bool()> condition);
-  // Waits until what was started before has begun.
-  app::Task<> untilBegun();
-  // Calls `start`, which makes the model ask something, and waits for the answer: the chosen button.
-  app::Task<std::size_t> untilAnswered(std::function<void()> start);
-  // Waits for Ctrl-C.
+  // Cancelled by Ctrl-C.
+  const CancellationToken& interruption() const { return interruption_; }
+  // For flows: waits for Ctrl-C.
   app::Task<> untilInterrupted();
 
  private:
@@ -88,7 +78,6 @@ class Session {
   platform::linux_::EventLoop loop_;
   app::TimerQueue timer_;
   platform::linux_::FileUserDefaults storedDefaults_;
-  RunDefaults defaults_;
   const std::shared_ptr<app::AppSettings> settings_;
   const bool wasSetUp_;
   const std::shared_ptr<SyncHistoryStore> history_;

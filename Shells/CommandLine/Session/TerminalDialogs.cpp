@@ -64,16 +64,7 @@ Task<std::size_t> TerminalDialogs::ask(Alert alert) {
   return ask(std::move(alert), answers_.agreesToAlerts, answers_.optionForAlerts);
 }
 
-Task<std::size_t> TerminalDialogs::ask(Alert alert, bool agrees, std::string option) {
-  auto asking = answerTo(std::move(alert), agrees, std::move(option));
-  const std::size_t button = co_await asking;
-  if (answered) {
-    answered(button);
-  }
-  co_return button;
-}
-
-Task<std::size_t> TerminalDialogs::answerTo(Alert alert, bool agrees, std::string option) const {
+Task<std::size_t> TerminalDialogs::ask(Alert alert, bool agrees, std::string option) const {
   if (agrees) {
     co_return std::size_t{0};
   }
@@ -104,12 +95,13 @@ Task<std::optional<std::string>> TerminalDialogs::askForText(app::TextPrompt pro
 }
 
 Task<std::optional<FileURL>> TerminalDialogs::chooseDirectory(app::DirectoryPanel panel) {
-  if (!folder_) {
+  if (!panel.proposed) {
     co_return std::nullopt;
   }
-  auto asking = ask(app::questionAbout(panel, *folder_), answers_.agreesToFolder, answers_.optionForFolder);
+  auto asking =
+      ask(app::questionAbout(panel, *panel.proposed), answers_.agreesToFolder, answers_.optionForFolder);
   const std::size_t answer = co_await asking;
-  co_return answer == 0 ? folder_ : std::nullopt;
+  co_return answer == 0 ? panel.proposed : std::nullopt;
 }
 
 }  // namespace tolvander::shell

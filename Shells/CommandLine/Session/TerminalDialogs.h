@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -37,28 +36,21 @@ class TerminalDialogs final : public app::Dialogs {
   TerminalDialogs(Answers answers, CancellationToken stop);
   TerminalDialogs(Answers answers, CancellationToken stop, Streams streams);
 
-  // The folder that panels are about from now on. Without one they are cancelled.
-  void offerFolder(std::optional<FileURL> folder) { folder_ = std::move(folder); }
-
-  // Told of every answer, before whoever asked is.
-  std::function<void(std::size_t button)> answered;
-
   app::Task<std::size_t> ask(app::Alert alert) override;
   app::Task<std::optional<std::string>> askForText(app::TextPrompt prompt) override;
+  // Asks whether the proposed folder may be used. Cancelled where none is.
   app::Task<std::optional<FileURL>> chooseDirectory(app::DirectoryPanel panel) override;
 
   // As `ask`, for a question that another option answers.
-  app::Task<std::size_t> ask(app::Alert alert, bool agrees, std::string option);
+  app::Task<std::size_t> ask(app::Alert alert, bool agrees, std::string option) const;
 
  private:
-  app::Task<std::size_t> answerTo(app::Alert alert, bool agrees, std::string option) const;
   bool canAsk() const;
   void write(const std::string& text) const;
 
   const Answers answers_;
   const CancellationToken stop_;
   const Streams streams_;
-  std::optional<FileURL> folder_;
 };
 
 }  // namespace tolvander::shell

@@ -4,7 +4,7 @@
 
 #include "Samples/Bytes.h"
 #include "Tests/Support/Application/AppModelWorld.h"
-#include "Tests/Support/Application/ObservedTestPeer.h"
+#include "Tests/Support/Application/TaskResult.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/JSON/JSONReader.h"
 
@@ -100,9 +100,18 @@ TEST(SyncReport, drawsABarWithTheSpeedOnceItIsKnown) {
 
 // MARK: Of a model
 
-class SyncRecorderTest : public testing::Test {
+class SyncReportOfAModel : public testing::Test {
  protected:
-  void sync() { world.run(world.model().syncAllConnected(false)); }
+  // What a sync came to.
+  SyncReport sync(bool wasStopped = false) {
+    auto task = world.model().syncAllConnected(false);
+    SyncSummary summary = tests::resultOf(world.mainThread, std::move(task));
+    return SyncReport::of(world.model(), std::move(summary), library, wasStopped);
+  }
+  SyncReport report(SyncSummary summary = {}, bool wasStopped = false,
+                    std::optional<RunFailure> failure = std::nullopt) {
+    return SyncReport::of(world.model(), std::move(summary), library, wasStopped, std::move(failure));
+  }
 
   AppModelWorld::Camera readyCamera(const std::string& name = "CHARMERA") {
     auto camera = world.makeCharmera(name);
@@ -114,16 +123,14 @@ class SyncRecorderTest : public testing::Test {
   AppModelWorld world;
 };
 
-TEST_F(SyncRecorderTest, tellsWhatEachCameraBrought) {
+TEST_F(SyncReportOfAModel, tellsWhatEachCameraBrought) {
   const auto one = readyCamera("ONE");
   const auto two = readyCamera("TWO");
   world.addPhoto(one, "PICT0001.JPG", 1);
   world.addPhoto(two, "PICT0001.JPG", 2);
   world.addPhoto(two, "PICT0002.JPG", 3);
   world.launchAfterSetup();
-  const SyncRecorder recorder(world.model(), library);
-  sync();
-  const SyncReport report = recorder.report(false);
+  const SyncReport report = sync();
   EXPECT_EQ(report.outcome, SyncReport::Outcome::done) << report.failure.value_or("");
   ASSERT_EQ(report.cameras.size(), 2U);
   EXPECT_EQ(report.cameras[0].imported.photos, 1);
@@ -132,36 +139,21 @@ TEST_F(SyncRecorderTest, tellsWhatEachCameraBrought) {
   EXPECT_EQ(report.status, world.model().statusMessage.value());
 }
 
-TEST_F(SyncRecorderTest, keepsWhatACameraBroughtThatHasLeft) {
-  const auto camera = readyCamera();
-  world.addPhoto(camera, "PICT0001.JPG", 1);
-  world.launchAfterSetup();
-  const SyncRecorder recorder(world.model(), library);
-  sync();
-  world.unmount(camera);
-  world.runUntilIdle();
-  EXPECT_EQ(recorder.report(false).cameras.size(), 1U);
-}
-
-TEST_F(SyncRecorderTest, hasFailedWhereTheHistoryIsUnreadable) {
+TEST_F(SyncReportOfAModel, hasFailedWhereTheHistoryIsUnreadable) {
   readyCamera();
   tests::writeFile(world.historyFile(), "broken");
   world.launchAfterSetup();
-  const SyncRecorder recorder(world.model(), library);
-  sync();
-  const SyncReport report = recorder.report(false);
+  const SyncReport report = sync();
   EXPECT_EQ(report.outcome, SyncReport::Outcome::failed);
   EXPECT_TRUE(report.failure.value_or("").starts_with("Tolvander couldn’t read its import history."));
 }
 
-TEST_F(SyncRecorderTest, isIncompleteWhereAnEarlierImportIsUnresolved) {
+TEST_F(SyncReportOfAModel, isIncompleteWhereAnEarlierImportIsUnresolved) {
   const auto camera = readyCamera();
   world.addPhoto(camera, "PICT0001.JPG", 1);
   world.launchAfterSetup();
   world.history().beginImport({FileFingerprinter::sha256(camera.file("DCIM/100CHRM/PICT0001.JPG"))});
-  const SyncRecorder recorder(world.model(), library);
-  sync();
-  const SyncReport report = recorder.report(false);
+  const SyncReport report = sync();
   EXPECT_EQ(report.outcome, SyncReport::Outcome::incomplete);
   EXPECT_TRUE(report.failure);
   ASSERT_EQ(report.cameras.size(), 1U);
@@ -169,20 +161,18 @@ TEST_F(SyncRecorderTest, isIncompleteWhereAnEarlierImportIsUnresolved) {
   EXPECT_EQ(report.cameras[0].newCount, std::nullopt);
 }
 
-TEST_F(SyncRecorderTest, tellsWhatArrivedBeforeTheCameraWentAway) {
+TEST_F(SyncReportOfAModel, tellsWhatArrivedBeforeTheCameraWentAway) {
   const auto camera = readyCamera();
   for (int number = 1; number <= 9; ++number) {
     world.addPhoto(camera, "PICT000" + std::to_string(number) + ".JPG", number);
   }
   world.launchAfterSetup();
-  const SyncRecorder recorder(world.model(), library);
   world.photoLibrary.beforeEachChange([&] {
     if (world.photoLibrary.changeCount() == 1) {
       world.mainThread.post([&] { world.unmount(camera); });
     }
   });
-  sync();
-  const SyncReport report = recorder.report(false);
+  const SyncReport report = sync();
   EXPECT_EQ(report.outcome, SyncReport::Outcome::cameraWentAway);
   EXPECT_EQ(report.failure, "The camera went away before everything was done.");
   EXPECT_EQ(report.status, "Check stopped");
@@ -190,42 +180,46 @@ TEST_F(SyncRecorderTest, tellsWhatArrivedBeforeTheCameraWentAway) {
   EXPECT_EQ(report.cameras[0].end, CameraRun::End::cameraWentAway);
   EXPECT_EQ(report.cameras[0].newCount, 9);
   EXPECT_EQ(report.cameras[0].imported.photos, static_cast<std::int64_t>(world.history().records().size()));
-  EXPECT_EQ(recorder.report(true).outcome, SyncReport::Outcome::stopped) << "the user's stop comes first";
+  EXPECT_EQ(this->report({}, true).outcome, SyncReport::Outcome::stopped) << "the user's stop comes first";
 }
 
-TEST_F(SyncRecorderTest, keepsWhatBecameOfEarlierFlows) {
+TEST_F(SyncReportOfAModel, keepsWhatBecameOfEarlierSyncs) {
   const auto camera = readyCamera("ONE");
   world.addPhoto(camera, "PICT0001.JPG", 1);
   world.launchAfterSetup();
-  const SyncRecorder recorder(world.model(), library);
-  assign(world.model().lastError, "It broke.");
-  assign(world.model().cameraRuns, std::vector{runOf("BROKEN", {}, CameraRun::End::failed)});
-  sync();
+  SyncSummary summary{.outcome = {.end = FlowEnd::failed, .failure = FlowFailure{"It broke.", "A.JPG"}},
+                      .cameras = {runOf("BROKEN", {}, CameraRun::End::failed)}};
+  auto task = world.model().syncAllConnected(false);
+  summary.append(tests::resultOf(world.mainThread, std::move(task)));
   ASSERT_FALSE(world.model().lastError->has_value());
-  const SyncReport report = recorder.report(false);
+  const SyncReport report = this->report(summary);
   EXPECT_EQ(report.outcome, SyncReport::Outcome::failed);
-  EXPECT_EQ(report.failure, "It broke.");
+  EXPECT_EQ(report.failure, "A.JPG: It broke.");
   ASSERT_EQ(report.cameras.size(), 2U);
   EXPECT_EQ(report.cameras[0].name, "BROKEN");
   EXPECT_EQ(report.cameras[1].name, "ONE");
 }
 
-TEST_F(SyncRecorderTest, hasFailedWhereTheLibraryMayNotBeUsed) {
-  world.photoLibrary.answerAuthorization({PhotosAuthorizationStatus::denied});
-  world.launch();
-  const SyncRecorder recorder(world.model(), library);
-  const SyncReport report = recorder.report(false);
-  EXPECT_EQ(report.outcome, SyncReport::Outcome::failed);
-  EXPECT_EQ(report.failure, "Photos access was not granted. “/pictures/Tolvander” cannot be changed.");
+TEST_F(SyncReportOfAModel, namesLikelyCopiesOnce) {
+  world.launchAfterSetup();
+  SyncSummary summary{.outcome = {}, .cameras = {runOf("ONE", {}), runOf("TWO", {})}};
+  summary.cameras[0].likelyCopies = {"A.JPG", "B.JPG"};
+  summary.cameras[1].likelyCopies = {"B.JPG", "C.JPG"};
+  EXPECT_EQ(report(summary).likelyCopies, (std::vector<std::string>{"A.JPG", "B.JPG", "C.JPG"}));
 }
 
-TEST_F(SyncRecorderTest, tellsOfAVolumeThatMayNotBeReadBesideWhatArrivedFromTheOthers) {
+TEST_F(SyncReportOfAModel, hasFailedWhereTheLibraryMayNotBeUsed) {
+  world.photoLibrary.answerAuthorization({PhotosAuthorizationStatus::denied});
+  world.launch();
+  EXPECT_EQ(report().outcome, SyncReport::Outcome::failed);
+  EXPECT_EQ(report().failure, "Photos access was not granted. “/pictures/Tolvander” cannot be changed.");
+}
+
+TEST_F(SyncReportOfAModel, tellsOfAVolumeThatMayNotBeReadBesideWhatArrivedFromTheOthers) {
   world.launchAfterSetup();
-  const SyncRecorder recorder(world.model(), library);
-  assign(world.model().cameraRuns, std::vector{runOf("CARD", {.photos = 1})});
   assign(world.model().removableVolumeAccessIssue, RemovableVolumeAccessIssue{.volumeName = "CLOSED"});
   assign(world.model().statusMessage, "Ready to sync");
-  const SyncReport report = recorder.report(false);
+  const SyncReport report = this->report({.outcome = {}, .cameras = {runOf("CARD", {.photos = 1})}});
   EXPECT_EQ(report.outcome, SyncReport::Outcome::failed);
   EXPECT_EQ(report.failure,
             "Tolvander cannot read CLOSED. Allow removable-volume access in System Settings.");
@@ -233,12 +227,22 @@ TEST_F(SyncRecorderTest, tellsOfAVolumeThatMayNotBeReadBesideWhatArrivedFromTheO
   EXPECT_EQ(report.cameras.size(), 1U);
 }
 
-TEST_F(SyncRecorderTest, wasStoppedWhateverElseHappened) {
+TEST_F(SyncReportOfAModel, wasStoppedWhateverElseHappened) {
   world.launchAfterSetup();
-  const SyncRecorder recorder(world.model(), library);
-  EXPECT_EQ(recorder.report(true).outcome, SyncReport::Outcome::stopped);
-  EXPECT_EQ(recorder.report(false, RunFailure{"A failure."}).outcome, SyncReport::Outcome::failed);
-  EXPECT_EQ(recorder.report(false, RunFailure{"A failure."}).failure, "A failure.");
+  EXPECT_EQ(report({}, true).outcome, SyncReport::Outcome::stopped);
+  EXPECT_EQ(report({}, false, RunFailure{"A failure."}).outcome, SyncReport::Outcome::failed);
+  EXPECT_EQ(report({}, false, RunFailure{"A failure."}).failure, "A failure.");
+}
+
+TEST(SyncReport, saysWhyCamerasWereNotSynced) {
+  using Kind = SyncObstacle::Kind;
+  const FileURL volume("/media/CARD");
+  EXPECT_EQ(failureOf(SyncObstacle{Kind::notRemembered, volume}).words,
+            "“/media/CARD” was not remembered as a camera, and nothing was imported.");
+  EXPECT_EQ(failureOf(SyncObstacle{Kind::notACamera, volume}).words, "No camera was found in “/media/CARD”.");
+  EXPECT_EQ(failureOf(SyncObstacle{Kind::noCameraSaved}).outcome, RunOutcome::noCamera);
+  EXPECT_EQ(failureOf(SyncObstacle{Kind::noCameraConnected}).outcome, RunOutcome::noCamera);
+  EXPECT_EQ(failureOf(SyncObstacle{Kind::cameraWentAway}).outcome, RunOutcome::cameraWentAway);
 }
 
 }  // namespace
