@@ -21,7 +21,6 @@
 #include "TolvanderApp/Concurrency/TaskScope.h"
 #include "TolvanderApp/DeviceSummaries.h"
 #include "TolvanderApp/FlowResults.h"
-#include "TolvanderApp/Import/CameraImport.h"
 #include "TolvanderApp/LastSyncReceipt.h"
 #include "TolvanderApp/Library/PhotoLibraryService.h"
 #include "TolvanderApp/Model/FlowGate.h"
@@ -30,20 +29,13 @@
 #include "TolvanderApp/PhotosPermissionStatus.h"
 #include "TolvanderApp/Platform/Platform.h"
 #include "TolvanderApp/StatusReceipt.h"
-#include "TolvanderApp/Trash/TrashDeleteResult.h"
-#include "TolvanderApp/Trash/TrashMoveResult.h"
 #include "TolvanderApp/Trash/TrashService.h"
-#include "TolvanderCore/CameraLibraryReview.h"
 #include "TolvanderCore/Concurrency/Cancellation.h"
 #include "TolvanderCore/DetectedDevice.h"
 #include "TolvanderCore/DiagnosticLog.h"
-#include "TolvanderCore/FingerprintedMediaFile.h"
-#include "TolvanderCore/ManagedTrashRecord.h"
 #include "TolvanderCore/MediaStagingService.h"
-#include "TolvanderCore/SyncCoordinator.h"
 #include "TolvanderCore/SyncHistoryStore.h"
 #include "TolvanderCore/SyncPhase.h"
-#include "TolvanderCore/SyncResult.h"
 
 namespace tolvander::app {
 
@@ -54,11 +46,12 @@ struct StatusState;
 // the observable fields and calls the operations; nothing else in the program reacts to the machine.
 //
 // Belongs to the main thread. Flows are tasks there and interleave at their waits, so a guard is tested and
-// set without a wait between. One flow at a time uses the library or a camera: `isSyncing` and the task that
-// is kept with it say so, and a sync that is asked for meanwhile follows later, once and silently.
+// set without a wait between. One flow at a time uses the library or a camera (FlowGate): `isSyncing` says
+// so, and a sync that is asked for while one runs follows it, once and silently.
 //
 // A flow fails by showing the failure (`lastError` and the status line), never by throwing, and a
-// cancellation is no failure. The definition lies in one file for each family of flows.
+// cancellation is no failure. Operations that start a flow give back its result, see FlowResults.h. The work
+// is done by the parts of the model (ModelParts.h).
 class AppModel : public std::enable_shared_from_this<AppModel> {
  public:
   // What the model keeps for its life. Jobs on workers share it, since they may end after the model.
@@ -118,33 +111,46 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
 
   AppSettings& settings() const { return *services_.settings; }
 
-  // Start and events (AppModel.cpp)
+  // Start and events
 
   // Begins to observe the machine, and runs the start-up task, which it returns. A second call does nothing.
   std::optional<TaskHandle> start(FirstSync firstSync = FirstSync::whenSetupIsComplete);
   // Setup was left: from now on an unfinished one asks for attention.
   void markSetupExited();
+  // Whether setup can be completed: a camera is connected, the library may be used, no volume is denied, and
+  // no flow or eject runs.
   bool canStartFirstSync() const;
-  // Nothing runs that a process would have to wait for before it ends.
-  bool isIdle() const;
   // Whether a flow of the user's may start: setup is complete, and no flow or eject runs.
   bool canStartFlow() const;
+  // Nothing runs that a process would have to wait for before it ends.
+  bool isIdle() const;
   // Waits until `isIdle`.
   Task<> untilIdle();
-  // What the user is to see to before the model can go on; absent where nothing is wrong.
+  // What the user is to see to before the model can go on: the failure on the screen, a volume that may not
+  // be read, or a library that may not be used. Absent where nothing is wrong.
   std::optional<FlowFailure> failure() const;
+  // A volume was mounted, and the system has settled it. Syncs where it is a saved camera, setup is complete
+  // and the library may be used; otherwise the status line says what is missing.
   Task<> handleMountedVolume(FileURL url);
+  // A volume is gone. What was shown of its camera goes, but for the result of our own eject.
   Task<> handleUnmountedVolume(FileURL url);
+  // Reads what the user and the system allow. Without access to the library setup is to be done again.
   Task<> refreshPermissionStatuses();
   // Starts `refreshPermissionStatuses`: the user may have changed something elsewhere.
   void lookAgain();
+  // Fills `availableRemovableVolumes`. A failure is shown.
   void refreshMountedVolumes();
+  // Fills `connectedDevices`. A second call while one runs waits for that one. Failures are shown.
   Task<> refreshConnectedDevices();
+  // Fills `deviceTrashSummaries`, which is empty without access to the library. A failure is shown.
   Task<> refreshTrashCount();
+  // Fills `availableAlbumNames`, which is empty without access to the library, and stays where it can't be
+  // read.
   Task<> refreshAlbumNames();
+  // Fills `collectedPhotoCount` and `collectedVideoCount`.
   Task<> refreshPhotoHistoryCount();
 
-  // Sync session (AppModelSyncSession.cpp)
+  // Sync
 
   // Looks for the saved cameras and syncs each in turn. While a flow runs the request is folded: one silent
   // sync follows that flow, unless it is stopped. Refused before setup is complete, while a camera is
@@ -162,7 +168,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   // Asks the running flow to stop at its next checkpoint. No sync follows it.
   void stopCheck();
 
-  // Cleanup (AppModelCleanup.cpp)
+  // Cleanup
 
   // Deletes for good what was moved to the Trash from one camera, after asking. Refused before setup is
   // complete, and while a flow or an eject runs.
@@ -172,7 +178,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   Started<CleanupResult> restoreManagedTrash(DeviceTrashSummary device,
                                              std::optional<std::set<std::string>> filenames);
 
-  // Check against the library (AppModelPhotosCheck.cpp)
+  // Check against the library
 
   // `beforeChange` is a check that one of the two operations below is to follow. It lets the library complete
   // what interrupted imports began; the other one changes nothing.
@@ -186,7 +192,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   // nothing is missing, and where files of the camera are uncertain or unchecked.
   Started<RestoreResult> restoreMissingImports(DeviceLibraryReview review);
 
-  // Albums (AppModelAlbum.cpp)
+  // Albums
 
   // All three are refused before setup is complete, and while a flow or an eject runs.
 
@@ -198,9 +204,10 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   Started<AlbumResult> presentCreateAlbum();
   // Adds the recorded items to an album: all, or those that `fromAlbum` holds.
   Started<AlbumResult> addRecordedAssets(std::optional<std::string> fromAlbum, std::string toAlbum);
+  // "Charmera", with a number where there is such an album.
   std::string suggestedAlbumName() const;
 
-  // Eject (AppModelEject.cpp)
+  // Eject
 
   // Ejects a camera, after the running flow, which is stopped. Refused before setup is complete, and while a
   // camera is ejected. The outcome is `stopped` where the eject of another camera has replaced it.
@@ -208,7 +215,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   // The same at once, also during a flow. Gives whether the volume is gone.
   Task<bool> ejectVolume(FileURL url, std::string displayName, bool isCharmera, bool notifyOnSuccess);
 
-  // Camera access (AppModelCameraAccess.cpp)
+  // Camera access
 
   // What follows when a camera was saved: its sync, where setup is complete and the library may be used.
   enum class AfterAdding { sync, nothing };
@@ -220,7 +227,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   // an eject runs, and where there is no such grant.
   Started<FlowOutcome> removeDevice(UUID grantID);
 
-  // Permissions (AppModelPermissions.cpp)
+  // Permissions
 
   // Asks the system for access to the library, and gives its answer after what follows from it: with access
   // a sync where setup is complete, without it setup is to be done again.
@@ -230,13 +237,21 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
 
   // What is shown of it all (AppModelStatus.cpp)
 
+  // The status line when nothing runs and no result is shown.
   std::string idleStatus() const;
+  // The text of the result that is shown, else `fallback`.
   std::string restingStatus(const std::string& fallback) const;
+  // The status line of a sync that brought what `receipt` says.
   static std::string syncStatus(const LastSyncReceipt& receipt, bool ejected);
+  // What the last sync of the first connected camera brought, while it stays connected.
   std::optional<LastSyncReceipt> connectedCameraReceipt() const;
+  // The last check left files without a verdict.
   bool photoReviewIsIncomplete() const;
+  // The icon asks for the user's attention.
   bool showsAttentionBadge() const;
+  // "12 photos and 3 videos collected"; absent without any.
   std::optional<std::string> collectedPhotosLabel() const;
+  // The line below the status line, its tool tip, the date beside it, and the name of its symbol.
   std::optional<std::string> settingsStatusDetail() const;
   std::optional<std::string> settingsStatusDetailHelp() const;
   std::optional<Date> settingsStatusDate() const;
@@ -246,136 +261,22 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   void setStatusMenuOpen(bool isOpen);
 
  private:
-  struct FoundCamera {
-    DetectedDevice device;              // without the files that are set aside
-    std::vector<std::string> setAside;  // their paths
-  };
-
-  // What a sync's offer to move the imported files to the Trash came to.
-  struct CleanupOutcome {
-    bool safeToEject = false;
-    bool didNotify = false;
-  };
+  friend class ModelContext;  // for the parts
+  struct Parts;
+  std::unique_ptr<Parts> makeParts();
 
   AppModel(const Platform& platform, Services services,
            std::optional<PhotosPermissionStatus> initialPhotosPermissionStatus);
 
-  // Start and events (AppModel.cpp)
   void record(DiagnosticLog::Event event, const DiagnosticLog::Metrics& metrics = {});
-  void observeTheMachine();
-  Task<> startUp(FirstSync firstSync);
-  Task<> sweepAbandonedStaging();
-  void prepareUninstall();
-  Task<> settleAndHandleMountedVolume(FileURL url);
-  void publishRemovableVolumes(const std::vector<MountedVolume>& mounted);
-  void refreshLoginStatus();
   void applyPhotosPermissionStatus(PhotosPermissionStatus status);
   void requireSetupAfterAccessLoss();
   void clearForFlow();
-  // A volume that may not be read suspends setup once the other volumes have had their turn: after the flow
-  // that runs, or that is about to.
-  void suspendSetupWhereAVolumeIsDenied();
-  Task<> useMountedVolume(FileURL url);
   // A setting that can't be stored keeps its old value. That is shown as a failure, and ends no flow.
   void storeSettings(const std::function<void()>& change);
   void connectedDevicesDidChange(const std::vector<ConnectedDeviceSummary>& before);
   void workDidChange(bool wasWorking, bool isWorking);
   void lastErrorDidChange();
-
-  // Camera access (AppModelCameraAccess.cpp)
-  bool isStillMounted(const FileURL& url) const;  // throws what Volumes throws
-  // The volumes that could be cameras; none, and the failure shown, where the system can't tell.
-  std::vector<MountedVolume> mountedVolumes();
-  Task<> discoverConnectedDevices();
-  // Throws CancellationError where the camera left while it was read, else what reading it throws.
-  Task<std::optional<FoundCamera>> detectConnectedCamera(FileURL volumeURL,
-                                                         std::vector<DeviceProfile> profiles);
-  void refreshSecurityScopedAccess();
-  Task<AddedCamera> askForDevice(std::optional<FileURL> proposed, AfterAdding afterwards);
-  std::optional<std::string> saveDevice(const FileURL& chosen);
-  void saveAccess(const FileURL& volume, const AppSettings::Bookmark& bookmark);
-  Task<SyncSummary> useAddedDevice();
-  Task<FlowOutcome> askToForget(CameraAccessGrant grant);
-
-  // Sync session (AppModelSyncSession.cpp)
-  Task<SyncSummary> performSyncAllConnected(bool notifyWhenStarting);
-  Task<> finishPreparedImports();
-  Task<FlowOutcome> completeWithoutCamera();
-  Task<> syncMountedVolumes(bool notifyWhenStarting);
-  Task<SyncSummary> lookForVolumesAndSync();
-  Task<> synchronize(FoundCamera camera, bool notifyWhenStarting);
-  Task<> presentSyncResult(DetectedDevice device, SyncResult result);
-  LastSyncReceipt saveReceipt(const DetectedDevice& device,
-                              const std::vector<FingerprintedMediaFile>& imported);
-  StatusReceipt syncReceipt(const LastSyncReceipt& receipt, const SyncResult& result, bool ejected) const;
-  // For a worker. Its functions watch the token and hold the model weakly.
-  SyncCoordinator coordinator(const DetectedDevice& device, const CancellationToken& token);
-  CameraImport::Observer importObserver();
-  bool showImportProgress(std::int64_t completed, std::int64_t total);
-  void beginRun(const DetectedDevice& device, const std::vector<std::string>& setAside);
-  // For a worker: keeps the file's name for the failure that follows.
-  std::function<void(const CameraMediaFile& file)> failedFileObserver();
-  void changeRun(const std::function<void(CameraRun& run)>& change);  // the last one
-  void endRun(FlowEnd end);
-  void setSyncPhase(const SyncPhase& phase);
-
-  // Cleanup (AppModelCleanup.cpp)
-  std::optional<FileURL> authorizedVolume(const std::optional<std::string>& deviceIdentifier,
-                                          const std::string& trashedPath,
-                                          const std::vector<FileURL>& mounted) const;
-  std::vector<ManagedTrashRecord> authorizedTrashRecords(
-      const std::vector<ManagedTrashRecord>& records) const;
-  // Both throw CancellationError where the flow is to stop, and CocoaError fileReadNoPermission.
-  void requireCleanupAccess(const FileURL& volume, const CancellationToken& token) const;
-  void requireCleanupAccess(const std::vector<ManagedTrashRecord>& records, const CancellationToken& token);
-  Task<> settleTrash();
-  void showCleanupFailure(std::string message);
-  Task<CleanupOutcome> offerToTrash(std::vector<FingerprintedMediaFile> files, DetectedDevice device);
-  Task<CleanupOutcome> askToTrash(std::vector<FingerprintedMediaFile> files, DetectedDevice device);
-  Task<CleanupOutcome> moveToTrash(std::vector<FingerprintedMediaFile> files, DetectedDevice device);
-  Task<CleanupOutcome> finishMove(TrashMoveResult result, std::string deviceName, CancellationToken token);
-  Task<> undoMove(TrashMoveResult result);
-  Started<CleanupResult> startCleanup(Task<CleanupResult> cleanup);
-  Task<CleanupResult> runCleanup(Task<CleanupResult> cleanup);
-  Task<std::vector<ManagedTrashRecord>> managedTrash(DeviceTrashSummary device);
-  Task<CleanupResult> clearTrash(DeviceTrashSummary device);
-  Task<> finishDelete(TrashDeleteResult result, std::string deviceName, CancellationToken token);
-  Task<CleanupResult> restoreTrash(DeviceTrashSummary device, std::optional<std::set<std::string>> filenames);
-
-  // Check against the library (AppModelPhotosCheck.cpp)
-  Task<CheckResult> check(CheckPurpose purpose);
-  Task<> reviewConnectedCameras(CheckPurpose purpose);
-  void presentReviews();
-  Task<FlowOutcome> remember(DeviceLibraryReview review);
-  Task<> saveMatches(DeviceLibraryReview review);
-  Task<RestoreResult> askToRestore(DeviceLibraryReview review);
-  Task<RestoreResult> restore(DeviceLibraryReview review);
-  Task<> importMissing(DeviceLibraryReview review);
-
-  // Albums (AppModelAlbum.cpp)
-  Started<AlbumResult> startAlbumUpdate(std::string message, Task<AlbumResult> update);
-  Task<AlbumResult> runAlbumUpdate(Task<AlbumResult> update);
-  void showAlbumReceipt(std::string message);
-  Task<bool> askToBackfill(std::string albumName);
-  Task<AlbumResult> linkAlbum(std::string album, std::string before);
-  Task<AlbumResult> updateAlbumUnlessStopped(std::optional<std::string> fromAlbum, std::string toAlbum);
-  Task<AlbumResult> performRecordedAlbumUpdate(std::optional<std::string> fromAlbum, std::string toAlbum);
-  Task<AlbumResult> askForAlbum();
-  Task<AlbumResult> createAlbum(std::string name);
-
-  // Eject (AppModelEject.cpp)
-  Task<FlowOutcome> eject(ConnectedDeviceSummary device);
-  Task<FlowOutcome> ejectAfterFlow(ConnectedDeviceSummary device);
-  void showEjectFailure(const std::string& displayName, const std::exception_ptr& failure);
-  void rememberOwnUnmount(const FileURL& url);
-  Task<> presentEject(std::string displayName, bool isCharmera, bool hadCheckmark, bool notifyOnSuccess);
-
-  // Permissions (AppModelPermissions.cpp)
-  Task<PhotosPermissionStatus> askForPhotosAccess();
-  Task<> requestPhotosPermission(PhotosPermissionStatus status);  // what follows from the user's answer
-  void clearPhotosPermissionError();
-  Task<> askForNotificationPermission();
-  void setNotificationPermissionStatus(NotificationPermissionStatus status);
 
   // Status (AppModelStatus.cpp)
   StatusState statusState() const;
@@ -406,21 +307,14 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   NotificationService notifications_;
   SecurityScopedAccessStore securityScopedAccess_;
 
-  bool isSetupSuspensionDue_ = false;
   std::optional<std::string> failedFile_;  // of the run, until its failure is shown
-  bool isFirstFlowAhead_ = false;
-  int eventsBeingHandled_ = 0;           // of which each may lead to a flow
-  std::optional<TaskHandle> ejectTask_;  // the last one, finished or not
   std::optional<TaskHandle> statusReceiptTask_;
   bool settingsWindowOpen_ = false;
   bool statusMenuOpen_ = false;
   bool started_ = false;
   std::shared_ptr<DiagnosticLog> diagnosticLog_;  // absent until the start; nothing is recorded before
-  // Volumes that the program itself ejected, each with the instant until which its unmount counts as ours.
-  std::map<std::string, Date> recentlyEjectedVolumes_;
-  std::optional<TaskHandle> deviceRefreshTask_;
-  std::vector<Subscription> observers_;
   FlowGate gate_;
+  const std::unique_ptr<Parts> parts_;
   TaskScope tasks_;  // last: its tasks use everything above
 };
 

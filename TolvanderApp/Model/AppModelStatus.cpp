@@ -4,6 +4,7 @@
 #include "TolvanderApp/AppModel.h"
 #include "TolvanderApp/CameraVolumeDiscovery.h"
 #include "TolvanderApp/Concurrency/Sleep.h"
+#include "TolvanderApp/Model/ModelParts.h"
 #include "TolvanderApp/Model/StatusPresentation.h"
 #include "TolvanderApp/Permissions/PermissionService.h"
 #include "TolvanderApp/Platform/PhotoLibraryError.h"
@@ -238,14 +239,13 @@ void AppModel::presentFailure(const std::exception& error) {
 void AppModel::showDeniedVolume(const std::string& volumeName) {
   if (isVolumeMounted(volumeName)) {
     removableVolumeAccessIssue = RemovableVolumeAccessIssue{.volumeName = volumeName};
-    isSetupSuspensionDue_ = true;
     statusMessage = "Camera access needed";
-    suspendSetupWhereAVolumeIsDenied();
+    parts_->events.suspendSetupForADeniedVolume();
   }
 }
 
 bool AppModel::isVolumeMounted(const std::string& name) {
-  const auto volumes = mountedVolumes();
+  const auto volumes = parts_->access.mountedVolumes();
   return std::ranges::any_of(volumes, [&](const MountedVolume& volume) {
     return CameraVolumeDiscovery::displayName(volume) == name;
   });

@@ -1,8 +1,9 @@
+#include "TolvanderApp/Model/CleanupFlow.h"
+
 #include <algorithm>
 #include <iterator>
 #include <utility>
 
-#include "TolvanderApp/AppModel.h"
 #include "TolvanderApp/CameraVolumeDiscovery.h"
 #include "TolvanderApp/Concurrency/Background.h"
 #include "TolvanderApp/Trash/CleanupProof.h"
@@ -11,8 +12,6 @@
 #include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/Platform/Volume.h"
 
-// Everything here is destructive and guarded alike: the user is asked, access to the right volume is proven
-// again, and every file must be shown to be in the library at that very moment.
 namespace tolvander::app {
 
 namespace {
@@ -104,22 +103,23 @@ void forgetIntents(SyncHistoryStore& history, const std::set<UUID>& ids) {
 // MARK: Access
 
 // The volume around a recorded path where it is mounted, is the device that was recorded, and may be used.
-std::optional<FileURL> AppModel::authorizedVolume(const std::optional<std::string>& deviceIdentifier,
-                                                  const std::string& trashedPath,
-                                                  const std::vector<FileURL>& mounted) const {
+std::optional<FileURL> CleanupFlow::authorizedVolume(const std::optional<std::string>& deviceIdentifier,
+                                                     const std::string& trashedPath,
+                                                     const std::vector<FileURL>& mounted) const {
   if (!deviceIdentifier) {
     return std::nullopt;
   }
   const auto volume = volumeAround(trashedPath, mounted);
   if (!volume || volumeUUID(*volume) != deviceIdentifier ||
-      securityScopedAccess_.authorizedProfiles(*volume, settings().authorizedDeviceProfiles()).empty()) {
+      context_.securityScopedAccess.authorizedProfiles(*volume, model_.settings().authorizedDeviceProfiles())
+          .empty()) {
     return std::nullopt;
   }
   return volume;
 }
 
-Records AppModel::authorizedTrashRecords(const Records& records) const {
-  const auto mounted = CameraVolumeDiscovery::mountedURLs(platform_.volumes);
+Records CleanupFlow::authorizedTrashRecords(const Records& records) const {
+  const auto mounted = CameraVolumeDiscovery::mountedURLs(context_.platform.volumes);
   Records authorized;
   std::ranges::copy_if(records, std::back_inserter(authorized), [&](const ManagedTrashRecord& record) {
     return authorizedVolume(record.deviceIdentifier, record.trashedPath, mounted).has_value();
@@ -127,14 +127,14 @@ Records AppModel::authorizedTrashRecords(const Records& records) const {
   return authorized;
 }
 
-void AppModel::requireCleanupAccess(const FileURL& volume, const CancellationToken& token) const {
+void CleanupFlow::requireCleanupAccess(const FileURL& volume, const CancellationToken& token) const {
   token.throwIfCancelled();
-  if (!gate_.isOpen() || gate_.isStopRequested() || !isStillMounted(volume)) {
+  if (!context_.gate.isOpen() || context_.gate.isStopRequested() || !access_.isStillMounted(volume)) {
     throw CancellationError();
   }
   const auto uuid = volumeUUID(volume);
   const auto profiles =
-      securityScopedAccess_.authorizedProfiles(volume, settings().authorizedDeviceProfiles());
+      context_.securityScopedAccess.authorizedProfiles(volume, model_.settings().authorizedDeviceProfiles());
   const bool isTheSame = uuid && std::ranges::any_of(profiles, [&](const DeviceProfile& profile) {
                            return profile.matchRules.volumeUUID == uuid;
                          });
@@ -143,9 +143,9 @@ void AppModel::requireCleanupAccess(const FileURL& volume, const CancellationTok
   }
 }
 
-void AppModel::requireCleanupAccess(const Records& records, const CancellationToken& token) {
-  refreshSecurityScopedAccess();
-  const auto mounted = CameraVolumeDiscovery::mountedURLs(platform_.volumes);
+void CleanupFlow::requireCleanupAccess(const Records& records, const CancellationToken& token) {
+  access_.refreshSecurityScopedAccess();
+  const auto mounted = CameraVolumeDiscovery::mountedURLs(context_.platform.volumes);
   for (const auto& record : records) {
     const auto volume = volumeAround(record.trashedPath, mounted);
     if (!volume) {
@@ -162,29 +162,29 @@ void AppModel::requireCleanupAccess(const Records& records, const CancellationTo
 
 // Before anything is shown of the Trash: a process that died while it moved files has not recorded them, and
 // the user may have emptied the Trash since. What can't be looked at or saved now is settled another time.
-Task<> AppModel::settleTrash() {
-  if (photosPermissionStatus != PhotosPermissionStatus::authorized || isSyncing) {
+Task<> CleanupFlow::settleTrash() {
+  if (model_.photosPermissionStatus != PhotosPermissionStatus::authorized || model_.isSyncing) {
     co_return;
   }
-  refreshSecurityScopedAccess();
-  const auto cleanupsBefore = gate_.cleanupCount();
+  access_.refreshSecurityScopedAccess();
+  const auto cleanupsBefore = context_.gate.cleanupCount();
   try {
-    auto reading = background([history = services_.history] {
+    auto reading = background([history = context_.services.history] {
       return std::pair(history->trashRecords(), history->unsettledTrashIntents());
     });
     auto [records, intents] = co_await reading;
     records = authorizedTrashRecords(records);
-    const auto mounted = CameraVolumeDiscovery::mountedURLs(platform_.volumes);
+    const auto mounted = CameraVolumeDiscovery::mountedURLs(context_.platform.volumes);
     std::erase_if(intents, [&](const TrashIntent& intent) {
       return !authorizedVolume(intent.deviceIdentifier, intent.trashDirectoryPath, mounted);
     });
     auto looking =
-        background([trash = trash_, records = std::move(records), intents = std::move(intents)](
+        background([trash = context_.trash, records = std::move(records), intents = std::move(intents)](
                        const CancellationToken& stop) { return trash.settlement(records, intents, stop); });
     auto settlement = co_await looking;
     // What a cleanup does in the meantime makes the look out of date.
-    if (!settlement.changesNothing() && gate_.cleanupCount() == cleanupsBefore) {
-      auto recording = background([history = services_.history, settlement = std::move(settlement)] {
+    if (!settlement.changesNothing() && context_.gate.cleanupCount() == cleanupsBefore) {
+      auto recording = background([history = context_.services.history, settlement = std::move(settlement)] {
         history->settleTrash(settlement);
       });
       co_await recording;
@@ -195,23 +195,23 @@ Task<> AppModel::settleTrash() {
 
 // MARK: Moving to the Trash
 
-void AppModel::showCleanupFailure(std::string message) {
-  showFailure(std::move(message));
-  statusMessage = "Cleanup needs attention";
+void CleanupFlow::showCleanupFailure(std::string message) {
+  context_.showFailure(std::move(message));
+  fields_.statusMessage = "Cleanup needs attention";
 }
 
-Task<AppModel::CleanupOutcome> AppModel::offerToTrash(std::vector<FingerprintedMediaFile> files,
-                                                      DetectedDevice device) {
-  gate_.beginCleanup();
-  auto offering = gate_.attempt(askToTrash(std::move(files), std::move(device)), "Cleanup stopped");
+Task<CleanupOutcome> CleanupFlow::offerToTrash(std::vector<FingerprintedMediaFile> files,
+                                               DetectedDevice device) {
+  context_.gate.beginCleanup();
+  auto offering = context_.gate.attempt(askToTrash(std::move(files), std::move(device)), "Cleanup stopped");
   const Attempt<CleanupOutcome> offered = co_await offering;
-  gate_.endCleanup();
+  context_.gate.endCleanup();
   co_return offered.value.value_or(CleanupOutcome());
 }
 
-Task<AppModel::CleanupOutcome> AppModel::askToTrash(std::vector<FingerprintedMediaFile> files,
-                                                    DetectedDevice device) {
-  auto question = platform_.dialogs.ask(moveQuestion(files.size(), device.displayName));
+Task<CleanupOutcome> CleanupFlow::askToTrash(std::vector<FingerprintedMediaFile> files,
+                                             DetectedDevice device) {
+  auto question = context_.platform.dialogs.ask(moveQuestion(files.size(), device.displayName));
   const auto answer = co_await question;
   if (answer != 0) {
     co_return CleanupOutcome{.safeToEject = true, .didNotify = false};
@@ -220,19 +220,18 @@ Task<AppModel::CleanupOutcome> AppModel::askToTrash(std::vector<FingerprintedMed
   co_return co_await moving;
 }
 
-Task<AppModel::CleanupOutcome> AppModel::moveToTrash(std::vector<FingerprintedMediaFile> files,
-                                                     DetectedDevice device) {
+Task<CleanupOutcome> CleanupFlow::moveToTrash(std::vector<FingerprintedMediaFile> files,
+                                              DetectedDevice device) {
   auto current = currentToken();
   const CancellationToken token = co_await current;
-  refreshSecurityScopedAccess();
+  access_.refreshSecurityScopedAccess();
   requireCleanupAccess(device.volumeURL, token);
-  auto proving =
-      background([history = services_.history, photos = photos_, files](const CancellationToken& stop) {
-        auto assets = CleanupProof::recordedAssets(files, history->records());
-        const auto existing = photos->existingAssetIdentifiers(CleanupProof::identifiers(assets), stop);
-        return CleanupProof::allExist(files, assets, existing) ? std::optional(std::move(assets))
-                                                               : std::nullopt;
-      });
+  auto proving = background([history = context_.services.history, photos = context_.photos,
+                             files](const CancellationToken& stop) {
+    auto assets = CleanupProof::recordedAssets(files, history->records());
+    const auto existing = photos->existingAssetIdentifiers(CleanupProof::identifiers(assets), stop);
+    return CleanupProof::allExist(files, assets, existing) ? std::optional(std::move(assets)) : std::nullopt;
+  });
   auto assets = co_await proving;
   if (!assets) {
     showCleanupFailure(
@@ -240,25 +239,27 @@ Task<AppModel::CleanupOutcome> AppModel::moveToTrash(std::vector<FingerprintedMe
     co_return CleanupOutcome();
   }
   requireCleanupAccess(device.volumeURL, token);
-  statusMessage = "Moving synced files to Trash…";
-  auto moving = background([trash = trash_, files = std::move(files), device, assets = std::move(*assets),
-                            intents = TrashIntentLog::of(services_.history)](const CancellationToken& stop) {
-    return trash.moveToTrash(files, device.volumeURL, volumeUUID(device.volumeURL).value_or(""),
-                             device.displayName, assets, intents, stop);
-  });
+  fields_.statusMessage = "Moving synced files to Trash…";
+  auto moving =
+      background([trash = context_.trash, files = std::move(files), device, assets = std::move(*assets),
+                  intents = TrashIntentLog::of(context_.services.history)](const CancellationToken& stop) {
+        return trash.moveToTrash(files, device.volumeURL, volumeUUID(device.volumeURL).value_or(""),
+                                 device.displayName, assets, intents, stop);
+      });
   const TrashMoveResult result = co_await moving;
-  record(DiagnosticLog::Event::cleanupFinished,
-         {{"moved_to_trash", static_cast<std::int64_t>(result.records.size())},
-          {"failures", static_cast<std::int64_t>(result.failures.size())},
-          {"recovery_needed", static_cast<std::int64_t>(result.recoveryPaths.size())}});
+  context_.record(DiagnosticLog::Event::cleanupFinished,
+                  {{"moved_to_trash", static_cast<std::int64_t>(result.records.size())},
+                   {"failures", static_cast<std::int64_t>(result.failures.size())},
+                   {"recovery_needed", static_cast<std::int64_t>(result.recoveryPaths.size())}});
   auto finishing = finishMove(result, device.displayName, token);
   co_return co_await finishing;
 }
 
-Task<AppModel::CleanupOutcome> AppModel::finishMove(TrashMoveResult result, std::string deviceName,
-                                                    CancellationToken token) {
+Task<CleanupOutcome> CleanupFlow::finishMove(TrashMoveResult result, std::string deviceName,
+                                             CancellationToken token) {
   bool isRecorded = true;
-  auto recording = background([history = services_.history, result] { history->addTrash(result.records); });
+  auto recording =
+      background([history = context_.services.history, result] { history->addTrash(result.records); });
   try {
     co_await recording;
   } catch (const Error&) {
@@ -269,7 +270,7 @@ Task<AppModel::CleanupOutcome> AppModel::finishMove(TrashMoveResult result, std:
     co_await undoing;
     co_return CleanupOutcome();
   }
-  auto trashCount = refreshTrashCount();
+  auto trashCount = model_.refreshTrashCount();
   co_await trashCount;
   CleanupOutcome outcome;
   if (!result.recoveryPaths.empty()) {
@@ -277,14 +278,14 @@ Task<AppModel::CleanupOutcome> AppModel::finishMove(TrashMoveResult result, std:
   } else if (!result.failures.empty()) {
     showCleanupFailure(
         "Some synced files could not be moved to macOS Trash. The camera was not automatically ejected.");
-  } else if (result.cancelled || gate_.isStopRequested() || token.isCancelled()) {
-    showStopped("Cleanup stopped");
+  } else if (result.cancelled || context_.gate.isStopRequested() || token.isCancelled()) {
+    context_.showStopped("Cleanup stopped");
   } else {
     outcome.safeToEject = true;
   }
   if (!result.records.empty()) {
     auto notifying =
-        notifications_.sendMovedToTrash(static_cast<std::int64_t>(result.records.size()), deviceName);
+        context_.notifications.sendMovedToTrash(static_cast<std::int64_t>(result.records.size()), deviceName);
     co_await notifying;
     outcome.didNotify = true;
   }
@@ -292,83 +293,84 @@ Task<AppModel::CleanupOutcome> AppModel::finishMove(TrashMoveResult result, std:
 }
 
 // What can't be tracked goes back. Files that the move itself could not put back remain as well.
-Task<> AppModel::undoMove(TrashMoveResult result) {
-  auto restoring = background([trash = trash_, history = services_.history, records = result.records] {
-    const TrashRestoreResult restored = trash.restoreToOriginalLocations(records);
-    forgetIntents(*history, restored.restored);
-    return restored;
-  });
+Task<> CleanupFlow::undoMove(TrashMoveResult result) {
+  auto restoring =
+      background([trash = context_.trash, history = context_.services.history, records = result.records] {
+        const TrashRestoreResult restored = trash.restoreToOriginalLocations(records);
+        forgetIntents(*history, restored.restored);
+        return restored;
+      });
   const TrashRestoreResult restored = co_await restoring;
   const std::size_t remaining =
       result.records.size() - restored.restored.size() + result.recoveryPaths.size();
   showCleanupFailure(movedButNotRecorded(remaining));
-  auto trashCount = refreshTrashCount();
+  auto trashCount = model_.refreshTrashCount();
   co_await trashCount;
 }
 
 // MARK: Deleting for good, and putting back
 
-Started<CleanupResult> AppModel::clearManagedTrash(DeviceTrashSummary device) {
+Started<CleanupResult> CleanupFlow::clearManagedTrash(DeviceTrashSummary device) {
   return startCleanup(clearTrash(std::move(device)));
 }
 
-Started<CleanupResult> AppModel::restoreManagedTrash(DeviceTrashSummary device,
-                                                     std::optional<std::set<std::string>> filenames) {
+Started<CleanupResult> CleanupFlow::restoreManagedTrash(DeviceTrashSummary device,
+                                                        std::optional<std::set<std::string>> filenames) {
   return startCleanup(restoreTrash(std::move(device), std::move(filenames)));
 }
 
-Started<CleanupResult> AppModel::startCleanup(Task<CleanupResult> cleanup) {
-  if (!canStartFlow()) {
+Started<CleanupResult> CleanupFlow::startCleanup(Task<CleanupResult> cleanup) {
+  if (!model_.canStartFlow()) {
     return std::nullopt;
   }
-  auto started = gate_.start(runCleanup(std::move(cleanup)));
-  gate_.beginCleanup();
+  auto started = context_.gate.start(runCleanup(std::move(cleanup)));
+  context_.gate.beginCleanup();
   return started;
 }
 
-Task<CleanupResult> AppModel::runCleanup(Task<CleanupResult> cleanup) {
-  auto attempt = gate_.attempt(std::move(cleanup), "Cleanup stopped");
+Task<CleanupResult> CleanupFlow::runCleanup(Task<CleanupResult> cleanup) {
+  auto attempt = context_.gate.attempt(std::move(cleanup), "Cleanup stopped");
   Attempt<CleanupResult> ended = co_await attempt;
-  if (!ended.value && lastError->has_value()) {
-    statusMessage = "Cleanup needs attention";
+  if (!ended.value && model_.lastError->has_value()) {
+    fields_.statusMessage = "Cleanup needs attention";
   }
   co_return std::move(ended).merged();
 }
 
 // The files of one device that still lie in the Trash and whose volume may be used.
-Task<Records> AppModel::managedTrash(DeviceTrashSummary device) {
-  refreshSecurityScopedAccess();
-  auto reading = background([history = services_.history] { return history->trashRecords(); });
+Task<Records> CleanupFlow::managedTrash(DeviceTrashSummary device) {
+  access_.refreshSecurityScopedAccess();
+  auto reading = background([history = context_.services.history] { return history->trashRecords(); });
   auto records = co_await reading;
   std::erase_if(records, [&](const ManagedTrashRecord& record) {
     return record.deviceIdentifier.value_or(record.volumeName) != device.id;
   });
-  auto checking = background([trash = trash_, authorized = authorizedTrashRecords(records)] {
+  auto checking = background([trash = context_.trash, authorized = authorizedTrashRecords(records)] {
     return trash.availableRecords(authorized);
   });
   co_return co_await checking;
 }
 
-Task<CleanupResult> AppModel::clearTrash(DeviceTrashSummary device) {
+Task<CleanupResult> CleanupFlow::clearTrash(DeviceTrashSummary device) {
   auto current = currentToken();
   const CancellationToken token = co_await current;
   auto reading = managedTrash(device);
   auto records = co_await reading;
   if (records.empty()) {
-    auto trashCount = refreshTrashCount();
+    auto trashCount = model_.refreshTrashCount();
     co_await trashCount;
-    statusMessage = "No tracked camera files to clear";
+    fields_.statusMessage = "No tracked camera files to clear";
     co_return CleanupResult();
   }
   token.throwIfCancelled();
-  auto question = platform_.dialogs.ask(deleteQuestion(records.size(), device.displayName));
+  auto question = context_.platform.dialogs.ask(deleteQuestion(records.size(), device.displayName));
   const auto answer = co_await question;
   if (answer != 0) {
-    statusMessage = "Camera files kept in Trash";
+    fields_.statusMessage = "Camera files kept in Trash";
     co_return CleanupResult{.outcome = {.end = FlowEnd::declined}};
   }
   requireCleanupAccess(records, token);
-  auto proving = background([photos = photos_, records](const CancellationToken& stop) {
+  auto proving = background([photos = context_.photos, records](const CancellationToken& stop) {
     const auto existing = photos->existingAssetIdentifiers(CleanupProof::identifiers(records), stop);
     return CleanupProof::allExist(records, existing);
   });
@@ -378,8 +380,9 @@ Task<CleanupResult> AppModel::clearTrash(DeviceTrashSummary device) {
     co_return CleanupResult();
   }
   requireCleanupAccess(records, token);
-  statusMessage = "Clearing camera files from Trash…";
-  auto deleting = background([trash = trash_, photos = photos_, history = services_.history,
+  fields_.statusMessage = "Clearing camera files from Trash…";
+  auto deleting = background([trash = context_.trash, photos = context_.photos,
+                              history = context_.services.history,
                               records = std::move(records)](const CancellationToken& stop) {
     const auto imported = history->records();
     const auto isInLibrary = [&](const ManagedTrashRecord& record, const CancellationToken& cancellation) {
@@ -396,18 +399,19 @@ Task<CleanupResult> AppModel::clearTrash(DeviceTrashSummary device) {
   co_return CleanupResult{.fileCount = deletedCount};
 }
 
-Task<> AppModel::finishDelete(TrashDeleteResult result, std::string deviceName, CancellationToken token) {
-  record(DiagnosticLog::Event::cleanupFinished,
-         {{"deleted", static_cast<std::int64_t>(result.deleted.size())},
-          {"failures", static_cast<std::int64_t>(result.failures.size() + result.unproven.size())}});
-  auto recording = background(
-      [history = services_.history, result] { history->updateTrash(result.deleted, result.relocated); });
+Task<> CleanupFlow::finishDelete(TrashDeleteResult result, std::string deviceName, CancellationToken token) {
+  context_.record(DiagnosticLog::Event::cleanupFinished,
+                  {{"deleted", static_cast<std::int64_t>(result.deleted.size())},
+                   {"failures", static_cast<std::int64_t>(result.failures.size() + result.unproven.size())}});
+  auto recording = background([history = context_.services.history, result] {
+    history->updateTrash(result.deleted, result.relocated);
+  });
   try {
     co_await recording;
   } catch (const Error&) {
-    showFailure(deletedButNotRecorded(result.deleted.size()));
+    context_.showFailure(deletedButNotRecorded(result.deleted.size()));
   }
-  auto trashCount = refreshTrashCount();
+  auto trashCount = model_.refreshTrashCount();
   co_await trashCount;
   if (!result.unproven.empty()) {
     showCleanupFailure(noLongerInLibrary(result.deleted.size()));
@@ -415,18 +419,18 @@ Task<> AppModel::finishDelete(TrashDeleteResult result, std::string deviceName, 
     showCleanupFailure(
         "Some tracked files could not be cleared. Remaining files are still in macOS Trash and can be "
         "managed in Finder.");
-  } else if (result.cancelled || gate_.isStopRequested() || token.isCancelled()) {
-    showStopped("Cleanup stopped");
+  } else if (result.cancelled || context_.gate.isStopRequested() || token.isCancelled()) {
+    context_.showStopped("Cleanup stopped");
   } else {
     auto notifying =
-        notifications_.sendTrashCleared(static_cast<std::int64_t>(result.deleted.size()), deviceName);
+        context_.notifications.sendTrashCleared(static_cast<std::int64_t>(result.deleted.size()), deviceName);
     co_await notifying;
-    statusMessage = std::to_string(result.deleted.size()) + " camera files cleared from Trash";
+    fields_.statusMessage = std::to_string(result.deleted.size()) + " camera files cleared from Trash";
   }
 }
 
-Task<CleanupResult> AppModel::restoreTrash(DeviceTrashSummary device,
-                                           std::optional<std::set<std::string>> filenames) {
+Task<CleanupResult> CleanupFlow::restoreTrash(DeviceTrashSummary device,
+                                              std::optional<std::set<std::string>> filenames) {
   auto current = currentToken();
   const CancellationToken token = co_await current;
   auto reading = managedTrash(device);
@@ -437,27 +441,28 @@ Task<CleanupResult> AppModel::restoreTrash(DeviceTrashSummary device,
     });
   }
   if (records.empty()) {
-    auto trashCount = refreshTrashCount();
+    auto trashCount = model_.refreshTrashCount();
     co_await trashCount;
-    statusMessage = "No tracked camera files to restore";
+    fields_.statusMessage = "No tracked camera files to restore";
     co_return CleanupResult();
   }
   requireCleanupAccess(records, token);
-  statusMessage = "Restoring camera files from Trash…";
-  auto restoring = background(
-      [trash = trash_, records = std::move(records)] { return trash.restoreToOriginalLocations(records); });
+  fields_.statusMessage = "Restoring camera files from Trash…";
+  auto restoring = background([trash = context_.trash, records = std::move(records)] {
+    return trash.restoreToOriginalLocations(records);
+  });
   const TrashRestoreResult result = co_await restoring;
   auto recording = background(
-      [history = services_.history, restored = result.restored] { history->removeTrash(restored); });
+      [history = context_.services.history, restored = result.restored] { history->removeTrash(restored); });
   co_await recording;
-  auto trashCount = refreshTrashCount();
+  auto trashCount = model_.refreshTrashCount();
   co_await trashCount;
   if (!result.failures.empty()) {
     showCleanupFailure(
         "Some tracked files could not be restored. Remaining files are still in macOS Trash and can be "
         "managed in Finder.");
   } else {
-    statusMessage = files(result.restored.size()) + " restored to the camera";
+    fields_.statusMessage = files(result.restored.size()) + " restored to the camera";
   }
   co_return CleanupResult{.fileCount = static_cast<std::int64_t>(result.restored.size())};
 }

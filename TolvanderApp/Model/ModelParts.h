@@ -1,0 +1,34 @@
+#pragma once
+
+#include "TolvanderApp/Model/AlbumFlow.h"
+#include "TolvanderApp/Model/CameraAccessFlow.h"
+#include "TolvanderApp/Model/CameraRuns.h"
+#include "TolvanderApp/Model/CleanupFlow.h"
+#include "TolvanderApp/Model/EjectFlow.h"
+#include "TolvanderApp/Model/MachineEvents.h"
+#include "TolvanderApp/Model/ModelContext.h"
+#include "TolvanderApp/Model/PermissionsFlow.h"
+#include "TolvanderApp/Model/PhotosCheckFlow.h"
+#include "TolvanderApp/Model/Refreshes.h"
+#include "TolvanderApp/Model/SyncFlow.h"
+
+namespace tolvander::app {
+
+// What the model is made of, each part with those that it calls.
+struct AppModel::Parts {
+  Parts(AppModel& model, const ModelFields& fields) : context(model, fields) {}
+
+  ModelContext context;
+  CameraAccessFlow access{context};
+  CameraRuns runs{context};
+  CleanupFlow cleanup{context, access};
+  EjectFlow eject{context};
+  SyncFlow sync{context, access, runs, cleanup, eject};
+  PhotosCheckFlow check{context, access, runs};
+  AlbumFlow album{context};
+  PermissionsFlow permissions{context};
+  Refreshes refreshes{context, access, cleanup};
+  MachineEvents events{context, access, cleanup, eject};
+};
+
+}  // namespace tolvander::app

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "TolvanderApp/Model/ModelContext.h"
+
+namespace tolvander::app {
+
+// What the user and the system allow: the library, notifications, the login item.
+class PermissionsFlow {
+ public:
+  explicit PermissionsFlow(ModelContext& context)
+      : context_(context), model_(context.model), fields_(context.fields) {}
+
+  Task<> refreshPermissionStatuses();
+  void lookAgain();
+  // The library's answer. Without access setup is to be done again.
+  void applyPhotosPermissionStatus(PhotosPermissionStatus status);
+  ValueTaskHandle<PhotosPermissionStatus> requestPhotosAccess();
+  void requestNotificationPermission();
+
+ private:
+  Task<PhotosPermissionStatus> askForPhotosAccess();
+  Task<> requestPhotosPermission(PhotosPermissionStatus status);  // what follows from the user's answer
+  void clearPhotosPermissionError();
+  Task<> askForNotificationPermission();
+  void setNotificationPermissionStatus(NotificationPermissionStatus status);
+  void refreshLoginStatus();
+
+  ModelContext& context_;
+  AppModel& model_;
+  const ModelFields& fields_;
+};
+
+}  // namespace tolvander::app
