@@ -174,7 +174,8 @@ TEST_F(CheckCommandTest, tellsProgramsHowManyItemsItRestored) {
   EXPECT_TRUE(contains(result.output, R"("failure":null,"imported":1,"cameras":[{)")) << result.output;
 }
 
-// The library holds the file already, and lists it once the import is completed.
+// The library holds the file already, and lists it once the import is completed. Its mark stays until its
+// card is read again.
 TEST_F(CheckCommandTest, interruptedImportsAreCompletedAlsoWhereTheLastCameraWasForgotten) {
   for (const std::vector<std::string>& arguments :
        {std::vector<std::string>{"sync"}, {"remember"}, {"restore", "--yes"}}) {
@@ -184,10 +185,10 @@ TEST_F(CheckCommandTest, interruptedImportsAreCompletedAlsoWhereTheLastCameraWas
     fs::remove_all(card.path());
     syncCard(1);
     prepareImport("PICT0009.JPG");
+    ASSERT_TRUE(contains(libraryText(), "\n1 photo,")) << libraryText();
     ASSERT_EQ(run({"cameras", "forget", "CARD", "--yes"}).status, 0);
     EXPECT_EQ(run(arguments).status, 5) << "no camera is saved";
-    EXPECT_TRUE(SyncHistoryStore(history).pendingImportSources().empty()) << arguments.front();
-    EXPECT_TRUE(contains(libraryText(), "\n2 photos,")) << libraryText();
+    EXPECT_TRUE(contains(libraryText(), "\n2 photos,")) << arguments.front() << ": " << libraryText();
   }
 }
 

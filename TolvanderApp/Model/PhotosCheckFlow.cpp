@@ -62,7 +62,7 @@ Task<> PhotosCheckFlow::reviewConnectedCameras(AppModel::CheckPurpose purpose) {
     }
     auto reviewing = background([coordinator = runs_.coordinator(camera->device, token), camera = *camera,
                                  purpose, history = context_.services.history,
-                                 &library = context_.platform.photoLibrary](const CancellationToken& stop) {
+                                 photos = context_.photos](const CancellationToken& stop) {
       const DetectedDevice& device = camera.device;
       const bool isCharmera = device.profile.kind == DeviceProfile::Kind::charmera;
       DeviceLibraryReview entry{.device = device, .review = {}, .setAside = camera.setAside};
@@ -70,7 +70,7 @@ Task<> PhotosCheckFlow::reviewConnectedCameras(AppModel::CheckPurpose purpose) {
                          ? coordinator.reviewBeforeChange(device.files, isCharmera, stop)
                          : coordinator.review(device.files, isCharmera, true, stop);
       if (!entry.review.uncertain.empty()) {
-        entry.finishedByNextSync = PausedImports::of(*history, library).finishedByNextSync;
+        entry.finishedByNextSync = PausedImports::of(*history, *photos).finishedByNextSync;
       }
       return entry;
     });

@@ -4,6 +4,7 @@
 
 #include "Samples/Bytes.h"
 #include "Tests/Support/Application/AppModelWorld.h"
+#include "Tests/Support/Application/ObservedTestPeer.h"
 #include "Tests/Support/Application/TaskResult.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/JSON/JSONReader.h"
