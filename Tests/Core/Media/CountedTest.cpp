@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "TolvanderCore/Platform/Text.h"
+#include <cstdlib>
+
+#include "TolvanderCore/MediaCounts.h"
 
 namespace tolvander {
 namespace {
@@ -16,10 +18,16 @@ TEST(Counted, namesOneThingInTheSingular) {
   EXPECT_EQ(countedInDigits(0, "file", "files"), "0 files");
 }
 
-TEST(Counted, separatesThousandsAsTheUserDoes) {
-  EXPECT_EQ(counted(999, "file", "files"), "999 files");
-  EXPECT_EQ(counted(1'234'567, "file", "files"), numberText(1'234'567) + " files");
-  EXPECT_NE(counted(1'234'567, "file", "files"), "1234567 files");
+// In a process of its own, since the locale is read once.
+[[noreturn]] void exitWithWhetherGermanIsWritten() {
+  setenv("LC_ALL", "de_DE.UTF-8", 1);
+  const MediaCounts counts{.photos = 1234, .videos = 0};
+  exit(counted(1234, "photo", "photos") == "1.234 photos" && counts.description() == "1.234 photos" ? 0 : 1);
+}
+
+TEST(CountedDeathTest, separatesThousandsAsTheUserDoesEverywhere) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(exitWithWhetherGermanIsWritten(), testing::ExitedWithCode(0), "");
 }
 
 TEST(Counted, inDigitsHasNoSeparators) {
