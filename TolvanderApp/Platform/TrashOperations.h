@@ -87,7 +87,7 @@ class TrashOperations {
   virtual FileStatus status(const DirectoryDescriptor& parent, const std::string& name) = 0;
 
   // Atomic, within one volume; EEXIST where there is anything under the new name. Where the file system has
-  // no such operation it throws (EINVAL), and a rename that could replace something never stands in for it.
+  // no such operation it throws (EINVAL), and a rename that could replace something is never used instead.
   // What the platform keeps beside an item in the Trash (where it came from) goes along, and is gone when the
   // item has left.
   virtual void renameExclusively(const DirectoryDescriptor& from, const std::string& name,

@@ -22,8 +22,8 @@ std::string questionText(const Alert& alert);
 // chooses the last. Absent for any other text.
 std::optional<std::size_t> chosenButton(const Alert& alert, std::string_view line);
 
-// Said where nobody can be asked, with a line end: the question, what was taken for the answer, and which
-// option answers it. An empty option is none.
+// Printed where no person can be asked, with a line end: the question, what was taken for the answer, and
+// which option answers it. An empty option is none.
 std::string unansweredText(const Alert& alert, std::string_view option);
 
 // The panel as a question about one folder.

@@ -19,7 +19,7 @@ namespace tolvander::app {
 // imports on “CARD”: file 12 of 304".
 std::string pausedFileProgressText(const std::string& camera, std::size_t number, std::size_t total);
 
-// How one home stands: what is set up, what was done, and where everything is kept.
+// The state of one home: what is set up, what was done, and where everything is kept.
 struct StatusReport {
   struct PausedFile {
     std::string camera;  // its name

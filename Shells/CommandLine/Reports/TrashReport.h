@@ -23,7 +23,7 @@ struct TrashReport {
     std::string filename;
     Date trashedAt;
     // Absent where the file can't be reached or isn't the one any more: its camera isn't connected, or
-    // somebody has emptied the Trash.
+    // the Trash has been emptied.
     std::optional<std::int64_t> byteCount;
   };
 

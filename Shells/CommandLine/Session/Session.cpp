@@ -14,7 +14,7 @@ namespace tolvander::shell {
 using app::Task;
 using namespace platform::linux_;
 
-// The desktop's notifications, and somebody at the terminal who is told of them too.
+// Shows notifications on the desktop, and also at the terminal.
 class Session::Notifications final : public app::NotificationDelivery {
  public:
   explicit Notifications(std::function<void(const app::NotificationRequest&)> notified)

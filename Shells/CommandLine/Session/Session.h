@@ -25,7 +25,7 @@
 
 namespace tolvander::shell {
 
-// The application at work on one home, and all that it stands on. A process has one, on its main thread, and
+// The application at work on one home, and all that it needs. A process has one, on its main thread, and
 // the home is its own while it lives.
 class Session {
  public:

@@ -14,9 +14,9 @@ namespace tolvander::shell {
 // Asks at the terminal, in the words of the screens. A worker waits for the line, so that everything else
 // goes on meanwhile.
 //
-// Where the options of the command have answered already, nobody is asked. Without a terminal, at the end of
-// the input, and when the command is being stopped the answer is the one that changes nothing, and the user
-// is told which option would have given the other.
+// Where the options of the command have answered already, no question is asked. Without a terminal, at the
+// end of the input, and when the command is being stopped the answer is the one that changes nothing, and the
+// user is told which option would have given the other.
 class TerminalDialogs final : public app::Dialogs {
  public:
   // What the options say.
