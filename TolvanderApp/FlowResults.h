@@ -37,8 +37,9 @@ struct FlowOutcome {
   friend bool operator==(const FlowOutcome&, const FlowOutcome&) = default;
 };
 
-// A sync of all connected cameras, with the one that followed because it was asked for meanwhile. Without
-// cameras where none was connected, where the sync was refused, and where it was folded into a running flow.
+// The result of a sync of all connected cameras. When another sync was requested while it ran, that one
+// follows and its result is included. `cameras` is empty when no camera was connected, when the sync was
+// refused, and when it was requested while another flow ran.
 struct SyncSummary {
   FlowOutcome outcome{};
   std::vector<CameraRun> cameras{};  // in the order in which they were synced; a later sync adds its own

@@ -45,8 +45,10 @@ class CommandSyntax {
   explicit CommandSyntax(CLI::App& command) : command_(&command) {}
 
   CommandSyntax command(const std::string& name, const std::string& description) const;
-  void requireCommand() const;  // exactly one of its own commands
-  void allowCommand() const;    // one at most
+  // The arguments must name exactly one of the commands that were declared in this one.
+  void requireCommand() const;
+  // They may name one, or none.
+  void allowCommand() const;
 
   // A name without dashes is an argument's.
   Option value(const std::string& name, std::string& value, const std::string& description) const;

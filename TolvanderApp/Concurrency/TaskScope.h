@@ -94,7 +94,7 @@ class ValueTaskHandle : public TaskHandle {
 
 // Starts tasks, and owns them until they have ended. The destructor cancels the unfinished tasks and destroys
 // them where they wait, so that no task outlives the object that it works on: declare the scope as that
-// object's last member. Main thread only. Must not be destroyed from within one of its own tasks.
+// object's last member. Main thread only. A task of the scope must not destroy the scope.
 //
 // The destructor does not wait for a job that such a task runs on a worker. The job must own what it uses.
 class TaskScope {

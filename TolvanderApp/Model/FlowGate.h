@@ -78,8 +78,8 @@ class FlowGate {
   // An eject waits for the end of the running flow.
   bool hasDeferredEject() const { return deferredEject_.has_value(); }
 
-  // Starts the flow, after which the gate closes, and then the sync that was asked for meanwhile. The handle
-  // ends after both. Only while the gate isn't busy.
+  // Starts the flow. When it ends, the gate closes; if a sync was requested while the flow ran, that sync
+  // runs next. The handle ends after both. Must not be called while the gate is busy.
   template <typename Result>
   ValueTaskHandle<Result> start(Task<Result> flow, Opening opening = Opening::clearing) {
     precondition(!isBusy(), "one flow runs at a time");
@@ -161,7 +161,7 @@ class FlowGate {
   }
 
   FlowOutcome conclude(const std::exception_ptr& thrown, const std::string& stopped) const;
-  // A flow also fails by showing a failure of its own, without throwing it.
+  // Sets the outcome to failed when the flow has shown a failure without throwing it.
   void addShownFailure(FlowOutcome& outcome) const;
   // Gives whether a sync is to follow.
   bool close();

@@ -39,8 +39,8 @@ struct ModelFields {
   Observed<LoginItemStatus>& loginStatus;
 };
 
-// What the parts of the model share: its fields and public operations, its services, and those of its own
-// operations that only its parts may call. Refers to the model, which owns it. Main thread only.
+// What the parts of the model share: the model's fields, services and public operations, and the private
+// operations that only the parts may call. The model owns it. Main thread only.
 class ModelContext {
  public:
   ModelContext(AppModel& owner, const ModelFields& ownerFields)

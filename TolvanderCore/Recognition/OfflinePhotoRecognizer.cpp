@@ -20,7 +20,7 @@ using Candidate = OfflinePhotoRecognizer::Candidate;
 using Identity = OfflinePhotoRecognizer::Identity;
 using ReadResult = OfflinePhotoRecognizer::ReadResult;
 
-// The dates of a camera file and of its own item in the library differ by at most this much.
+// The dates of a camera file and of the library item that was imported from it differ by at most this much.
 constexpr std::chrono::seconds sameMoment{2};
 
 // A camera file that is being searched for.

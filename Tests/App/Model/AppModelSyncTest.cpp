@@ -284,7 +284,7 @@ TEST_F(AppModelSyncTest, outdatesACheckAgainstTheLibrary) {
   EXPECT_FALSE(model().libraryReviewCompletedAt->has_value());
 }
 
-// Requests meanwhile
+// Syncs that are requested while a flow runs
 
 TEST_F(AppModelSyncTest, syncAskedForDuringASyncSetsPendingAndExactlyOneSilentRunFollows) {
   plugInCharmera(1);

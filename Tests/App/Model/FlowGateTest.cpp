@@ -155,7 +155,7 @@ TEST_F(FlowGateTest, closesAfterAFlowThatThrows) {
   EXPECT_FALSE(gate.isBusy());
 }
 
-// Requests meanwhile
+// Syncs that are requested while a flow runs
 
 TEST_F(FlowGateTest, oneSyncFollowsForAllRequestsDuringAFlow) {
   const auto handle = gate.start(work());

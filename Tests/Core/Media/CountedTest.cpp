@@ -18,7 +18,7 @@ TEST(Counted, namesOneThingInTheSingular) {
   EXPECT_EQ(countedInDigits(0, "file", "files"), "0 files");
 }
 
-// In a process of its own, since the locale is read once.
+// For a child process, because a process reads the locale only once.
 [[noreturn]] void exitWithWhetherGermanIsWritten() {
   setenv("LC_ALL", "de_DE.UTF-8", 1);
   const MediaCounts counts{.photos = 1234, .videos = 0};

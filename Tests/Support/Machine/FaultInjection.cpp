@@ -36,7 +36,7 @@ struct Plan {
   std::atomic<bool> isInForce = false;
   Fault fault{Fault::Kind::error};
   std::size_t point = 0;                                         // 0: no call fails
-  const std::function<void()>* meanwhile = nullptr;              // of this process; done in place of a fault
+  const std::function<void()>* interruption = nullptr;           // of this process; done in place of a fault
   const std::function<int(const FileCall&)>* watcher = nullptr;  // likewise, before every call
   std::atomic<std::size_t> callsMade = 0;
   std::array<const char*, mostCalls> names{};  // string literals, at the same place in a child
@@ -63,7 +63,7 @@ class PlanInForce {
   PlanInForce(const Fault& fault, std::size_t point) { plan().begin(fault, point); }
   ~PlanInForce() {
     plan().isInForce = false;
-    plan().meanwhile = nullptr;
+    plan().interruption = nullptr;
     plan().watcher = nullptr;
   }
   PlanInForce(const PlanInForce&) = delete;
@@ -114,10 +114,10 @@ std::size_t countMutatingCalls(const std::function<void()>& operation) {
   return mutatingCalls(operation).size();
 }
 
-void runWithInterruption(std::size_t point, const std::function<void()>& meanwhile,
+void runWithInterruption(std::size_t point, const std::function<void()>& interruption,
                          const std::function<void()>& operation) {
   const PlanInForce inForce(Fault::failing(0), point);
-  plan().meanwhile = &meanwhile;
+  plan().interruption = &interruption;
   operation();
 }
 
@@ -189,9 +189,9 @@ Verdict judge(const char* name) {
   if (!isHit) {
     return Verdict::proceed;
   }
-  if (current.meanwhile != nullptr) {
+  if (current.interruption != nullptr) {
     current.isInForce = false;
-    (*current.meanwhile)();
+    (*current.interruption)();
     current.isInForce = true;
     return Verdict::proceed;
   }

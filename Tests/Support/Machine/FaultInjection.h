@@ -33,9 +33,10 @@ struct Fault {
   static Fault kill() { return {Kind::kill}; }
 };
 
-// Runs the operation, and `meanwhile` just before call number `point`: what another process does to the
-// files at that moment. Calls of `meanwhile` don't count. Throws what the operation throws.
-void runWithInterruption(std::size_t point, const std::function<void()>& meanwhile,
+// Runs the operation, and calls `interruption` just before the operation's call number `point`, as if another
+// process changed the files at that moment. The calls that `interruption` makes are not counted. Throws what
+// the operation throws.
+void runWithInterruption(std::size_t point, const std::function<void()>& interruption,
                          const std::function<void()>& operation);
 
 // A counted call.

@@ -2,8 +2,8 @@
 
 namespace tolvander::tests {
 
-// While it exists, this thread accesses files as an unprivileged user ("nobody"), like users whose programs
-// don't run as root. Has no effect if the tests don't run as root.
+// While an object of this class exists, the calling thread accesses files as the unprivileged system user
+// "nobody". Without root rights it does nothing.
 class OtherUser {
  public:
   OtherUser();
