@@ -223,6 +223,20 @@ TEST(SyncCoordinator, fileWhosePayloadIsRecordedForAnotherSourceIsDropped) {
   EXPECT_EQ(world.entries("reconcile"), Texts{"reconcile"});
 }
 
+// What the history holds of file "a" once it was found in the library.
+ImportRecord recordOfFoundFile(const CoordinatorWorld& world, ImportEvidence evidence) {
+  ImportRecord record;
+  record.sourceFingerprint = "a";
+  record.filename = "a.JPG";
+  record.relativePath = "DCIM/a.JPG";
+  record.byteCount = 1'001;
+  record.importedAt = world.now;
+  record.photosAssetIdentifier = "asset-a";
+  record.wasReconciled = true;
+  record.evidence = evidence;
+  return record;
+}
+
 TEST(SyncCoordinator, fileFoundByContentIsRecordedAndNotImported) {
   CoordinatorWorld world;
   world.card = {mediaFile("a", "p")};
@@ -230,17 +244,9 @@ TEST(SyncCoordinator, fileFoundByContentIsRecordedAndNotImported) {
   world.searches[0].matches["a"].mediaPayloadFingerprint = "q";
   EXPECT_TRUE(world.run().imported.empty());
 
-  ImportRecord expected;
-  expected.sourceFingerprint = "a";
+  ImportRecord expected = recordOfFoundFile(world, ImportEvidence::contentConfirmed);
   expected.mediaPayloadFingerprint = "p";
   expected.processedFingerprint = "a-resource";
-  expected.filename = "a.JPG";
-  expected.relativePath = "DCIM/a.JPG";
-  expected.byteCount = 1'001;
-  expected.importedAt = world.now;
-  expected.photosAssetIdentifier = "asset-a";
-  expected.wasReconciled = true;
-  expected.evidence = ImportEvidence::contentConfirmed;
   EXPECT_EQ(world.record("a"), expected);
 }
 
@@ -278,15 +284,7 @@ TEST(SyncCoordinator, fileFoundByMetadataOnlyIsRecordedAndNotImported) {
   world.searches = {foundByMetadata("a")};
   EXPECT_TRUE(world.run().imported.empty());
 
-  ImportRecord expected;
-  expected.sourceFingerprint = "a";
-  expected.filename = "a.JPG";
-  expected.relativePath = "DCIM/a.JPG";
-  expected.byteCount = 1'001;
-  expected.importedAt = world.now;
-  expected.photosAssetIdentifier = "asset-a";
-  expected.wasReconciled = true;
-  expected.evidence = ImportEvidence::metadataOnly;
+  const ImportRecord expected = recordOfFoundFile(world, ImportEvidence::metadataOnly);
   EXPECT_EQ(world.record("a"), expected);
 }
 
