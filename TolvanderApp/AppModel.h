@@ -109,6 +109,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   Field<bool> cameraWentAway;                // why the last flow stopped, where the user didn't stop it
   Field<LoginItemStatus> loginStatus;
 
+  // What the user has chosen, and the saved cameras.
   AppSettings& settings() const { return *services_.settings; }
 
   // Start and events
@@ -235,7 +236,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   // Asks the system whether notifications may be shown.
   void requestNotificationPermission();
 
-  // What is shown of it all (AppModelStatus.cpp)
+  // What is shown
 
   // The status line when nothing runs and no result is shown.
   std::string idleStatus() const;
@@ -251,13 +252,17 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   bool showsAttentionBadge() const;
   // "12 photos and 3 videos collected"; absent without any.
   std::optional<std::string> collectedPhotosLabel() const;
-  // The line below the status line, its tool tip, the date beside it, and the name of its symbol.
+  // The line below the status line.
   std::optional<std::string> settingsStatusDetail() const;
+  // The tool tip of that line; may have several lines.
   std::optional<std::string> settingsStatusDetailHelp() const;
+  // When the shown result or check was completed.
   std::optional<Date> settingsStatusDate() const;
+  // The name of the symbol beside the status line.
   std::optional<std::string> settingsStatusSymbol() const;
-  // While one of them is open, a result stays on show.
+  // The settings window was opened or closed. While it is open, a result stays shown.
   void setSettingsWindowOpen(bool isOpen);
+  // The same for the status menu.
   void setStatusMenuOpen(bool isOpen);
 
  private:
@@ -268,37 +273,13 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   AppModel(const Platform& platform, Services services,
            std::optional<PhotosPermissionStatus> initialPhotosPermissionStatus);
 
+  // Records nothing before the start.
   void record(DiagnosticLog::Event event, const DiagnosticLog::Metrics& metrics = {});
-  void applyPhotosPermissionStatus(PhotosPermissionStatus status);
-  void requireSetupAfterAccessLoss();
   void clearForFlow();
-  // A setting that can't be stored keeps its old value. That is shown as a failure, and ends no flow.
-  void storeSettings(const std::function<void()>& change);
   void connectedDevicesDidChange(const std::vector<ConnectedDeviceSummary>& before);
   void workDidChange(bool wasWorking, bool isWorking);
-  void lastErrorDidChange();
-
-  // Status (AppModelStatus.cpp)
   StatusState statusState() const;
   StatusPresentation statusPresentation() const;
-  std::string statusWithoutProfiles() const;
-  void show(const std::exception_ptr& failure);
-  void show(const std::exception& error);
-  void showStopped(const std::string& stopped);
-  void showStoppedOrFailure(const std::exception_ptr& failure, const std::string& stopped);
-  void showDeniedVolume(const std::string& volumeName);
-  bool isVolumeMounted(const std::string& name);
-  void presentFailure(const std::exception& error);
-  void showFailure(std::string message);  // words of a flow's own; no check can settle it
-  void clearFailureAndReceipt();
-  void showReceipt(StatusReceipt receipt);
-  bool showsReceiptMessage() const;
-  void discardCompletionReceipt();
-  bool holdsReceipt() const;
-  void updateCompletionPresentation(Date now);
-  void scheduleCompletionExpiry();
-  Task<> expireReceipt(std::chrono::nanoseconds delay, UUID receiptID);
-  void showCompletionIndicator(std::optional<std::chrono::duration<double>> clearAfter);
 
   const Platform platform_;
   const Services services_;
@@ -307,12 +288,8 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   NotificationService notifications_;
   SecurityScopedAccessStore securityScopedAccess_;
 
-  std::optional<std::string> failedFile_;  // of the run, until its failure is shown
-  std::optional<TaskHandle> statusReceiptTask_;
-  bool settingsWindowOpen_ = false;
-  bool statusMenuOpen_ = false;
   bool started_ = false;
-  std::shared_ptr<DiagnosticLog> diagnosticLog_;  // absent until the start; nothing is recorded before
+  std::shared_ptr<DiagnosticLog> diagnosticLog_;  // absent until the start
   FlowGate gate_;
   const std::unique_ptr<Parts> parts_;
   TaskScope tasks_;  // last: its tasks use everything above

@@ -6,9 +6,8 @@
 #include "TolvanderApp/AppDiagnostics.h"
 #include "TolvanderApp/Concurrency/Callback.h"
 #include "TolvanderApp/Model/ModelParts.h"
+#include "TolvanderApp/Model/StatusPresentation.h"
 #include "TolvanderApp/Permissions/PermissionService.h"
-#include "TolvanderApp/Platform/PhotoLibraryError.h"
-#include "TolvanderCore/MediaSourceError.h"
 
 namespace tolvander::app {
 
@@ -45,7 +44,7 @@ AppModel::AppModel(const Platform& platform, Services services,
       photosPermissionStatus(changes, PhotosPermissionStatus::notDetermined),
       notificationPermissionStatus(changes, NotificationPermissionStatus::notDetermined),
       removableVolumeAccessIssue(changes),
-      lastError(changes, {}, [this](const auto&) { lastErrorDidChange(); }),
+      lastError(changes, {}, [this](const auto&) { parts_->failures.lastErrorDidChange(); }),
       lastErrorFile(changes),
       offersPhotoReview(changes, false),
       isEjecting(changes, false, [this](bool before) { workDidChange(before, isEjecting); }),
@@ -75,50 +74,23 @@ AppModel::AppModel(const Platform& platform, Services services,
       notifications_([settings = services_.settings] { return settings->onboardingCompleted(); },
                      platform.notifications),
       securityScopedAccess_(platform.bookmarks),
-      gate_(
-          isSyncing, changes, tasks_,
-          {.clearForFlow = [this] { clearForFlow(); },
-           .show = [this](const auto& thrown, const auto& stopped) { showStoppedOrFailure(thrown, stopped); },
-           .failure = [this] { return failure(); },
-           .syncAgain = [this] { return syncAllConnected(false); }}),
+      gate_(isSyncing, changes, tasks_,
+            {.clearForFlow = [this] { clearForFlow(); },
+             .show = [this](const auto& thrown,
+                            const auto& stopped) { parts_->failures.showStoppedOrFailure(thrown, stopped); },
+             .failure = [this] { return failure(); },
+             .syncAgain = [this] { return syncAllConnected(false); }}),
       parts_(makeParts()),
       tasks_(platform.mainThread) {
-  storeSettings([&] { settings().beginOnboardingSession(); });
-  applyPhotosPermissionStatus(initialPhotosPermissionStatus.value_or(
+  parts_->context.storeSettings([&] { settings().beginOnboardingSession(); });
+  parts_->context.applyPhotosPermissionStatus(initialPhotosPermissionStatus.value_or(
       app::photosPermissionStatus(platform_.photoLibrary.authorizationStatus())));
   if (settings().authorizedDeviceProfiles().empty()) {
-    requireSetupAfterAccessLoss();
+    parts_->context.requireSetupAfterAccessLoss();
   }
 }
 
 AppModel::~AppModel() = default;
-
-std::unique_ptr<AppModel::Parts> AppModel::makeParts() {
-  return std::make_unique<Parts>(*this,
-                                 ModelFields{.statusMessage = statusMessage,
-                                             .connectedDevices = connectedDevices,
-                                             .availableRemovableVolumes = availableRemovableVolumes,
-                                             .deviceTrashSummaries = deviceTrashSummaries,
-                                             .availableAlbumNames = availableAlbumNames,
-                                             .photosPermissionStatus = photosPermissionStatus,
-                                             .notificationPermissionStatus = notificationPermissionStatus,
-                                             .removableVolumeAccessIssue = removableVolumeAccessIssue,
-                                             .lastError = lastError,
-                                             .isEjecting = isEjecting,
-                                             .showsCompletionCheckmark = showsCompletionCheckmark,
-                                             .isRequestingCameraAccess = isRequestingCameraAccess,
-                                             .isUpdatingAlbum = isUpdatingAlbum,
-                                             .isRefreshingDevices = isRefreshingDevices,
-                                             .collectedPhotoCount = collectedPhotoCount,
-                                             .collectedVideoCount = collectedVideoCount,
-                                             .cameraCheckReceipts = cameraCheckReceipts,
-                                             .libraryReviews = libraryReviews,
-                                             .libraryReviewCompletedAt = libraryReviewCompletedAt,
-                                             .syncPhase = syncPhase,
-                                             .cameraRuns = cameraRuns,
-                                             .cameraWentAway = cameraWentAway,
-                                             .loginStatus = loginStatus});
-}
 
 void AppModel::record(DiagnosticLog::Event event, const DiagnosticLog::Metrics& metrics) {
   if (diagnosticLog_) {
@@ -150,7 +122,7 @@ std::optional<TaskHandle> AppModel::start(FirstSync firstSync) {
 void AppModel::markSetupExited() {
   if (!settings().onboardingCompleted()) {
     changes.changed();
-    storeSettings([&] { settings().setOnboardingNeedsAttention(true); });
+    parts_->context.storeSettings([&] { settings().setOnboardingNeedsAttention(true); });
   }
 }
 
@@ -164,22 +136,7 @@ bool AppModel::canStartFlow() const {
   return settings().onboardingCompleted() && !gate_.isBusy() && !isEjecting;
 }
 
-std::optional<FlowFailure> AppModel::failure() const {
-  if (lastError->has_value()) {
-    return FlowFailure{.words = *lastError.value(), .file = lastErrorFile};
-  }
-  if (const auto& issue = removableVolumeAccessIssue.value()) {
-    return FlowFailure{
-        .words = MediaSourceError::volumeAccessDenied(issue->volumeName).description().value_or(""),
-        .file = std::nullopt};
-  }
-  if (photosPermissionStatus != PhotosPermissionStatus::authorized) {
-    return FlowFailure{
-        .words = PhotoLibraryError(PhotoLibraryError::Case::accessDenied).description().value_or(""),
-        .file = std::nullopt};
-  }
-  return std::nullopt;
-}
+std::optional<FlowFailure> AppModel::failure() const { return parts_->failures.failure(); }
 
 Task<> AppModel::untilIdle() {
   while (!isIdle()) {
@@ -194,40 +151,10 @@ Task<> AppModel::untilIdle() {
 void AppModel::clearForFlow() {
   cameraRuns = {};
   cameraWentAway = false;
-  clearFailureAndReceipt();
+  parts_->failures.clearFailureAndReceipt();
 }
 
 bool AppModel::isIdle() const { return !gate_.isBusy() && !isEjecting && !parts_->eject.isPending(); }
-
-void AppModel::storeSettings(const std::function<void()>& change) {
-  try {
-    change();
-  } catch (const Error& error) {
-    // Not through `show`: the loss of access that it looks for is itself stored, and would fail here again.
-    record(DiagnosticLog::Event::operationFailed, AppDiagnostics::errorMetrics(error));
-    presentFailure(error);
-  }
-}
-
-void AppModel::requireSetupAfterAccessLoss() {
-  if (!settings().onboardingCompleted()) {
-    return;
-  }
-  storeSettings([&] {
-    settings().setOnboardingCompleted(false);
-    settings().setOnboardingNeedsAttention(true);
-  });
-  record(DiagnosticLog::Event::setupSuspended);
-  gate_.stopForGood();
-  if (statusReceiptTask_) {
-    statusReceiptTask_->cancel();
-  }
-  statusReceipt = std::nullopt;
-  cameraCheckReceipts = {};
-  libraryReviews = {};
-  libraryReviewCompletedAt = std::nullopt;
-  showsCompletionCheckmark = false;
-}
 
 // MARK: Operations of the parts
 
@@ -258,10 +185,6 @@ ValueTaskHandle<PhotosPermissionStatus> AppModel::requestPhotosAccess() {
 }
 
 void AppModel::requestNotificationPermission() { parts_->permissions.requestNotificationPermission(); }
-
-void AppModel::applyPhotosPermissionStatus(PhotosPermissionStatus status) {
-  parts_->permissions.applyPhotosPermissionStatus(status);
-}
 
 Task<SyncSummary> AppModel::syncAllConnected(bool notifyWhenStarting) {
   return parts_->sync.syncAllConnected(notifyWhenStarting);
@@ -327,6 +250,67 @@ Started<AddedCamera> AppModel::addDevice(std::optional<FileURL> proposed, AfterA
 
 Started<FlowOutcome> AppModel::removeDevice(UUID grantID) { return parts_->access.removeDevice(grantID); }
 
+// MARK: What is shown
+
+StatusState AppModel::statusState() const {
+  return {.onboardingCompleted = settings().onboardingCompleted(),
+          .onboardingNeedsAttention = settings().onboardingNeedsAttention(),
+          .photosPermissionStatus = photosPermissionStatus,
+          .hasAuthorizedProfiles = !settings().authorizedDeviceProfiles().empty(),
+          .hasRemovableVolumeAccessIssue = removableVolumeAccessIssue->has_value(),
+          .hasAvailableRemovableVolumes = !availableRemovableVolumes->empty(),
+          .connectedDevices = connectedDevices,
+          .cameraCheckReceipts = cameraCheckReceipts,
+          .photoReviewIsIncomplete = photoReviewIsIncomplete(),
+          .hasCompletedLibraryReview = libraryReviewCompletedAt->has_value(),
+          .isSyncing = isSyncing,
+          .isEjecting = isEjecting,
+          .hasError = lastError->has_value(),
+          .offersPhotoReview = offersPhotoReview,
+          .statusMessage = statusMessage,
+          .statusReceipt = statusReceipt,
+          .collectedPhotoCount = collectedPhotoCount,
+          .collectedVideoCount = collectedVideoCount};
+}
+
+StatusPresentation AppModel::statusPresentation() const { return StatusPresentation::of(statusState()); }
+
+std::string AppModel::idleStatus() const { return statusPresentation().idleStatus; }
+
+std::string AppModel::restingStatus(const std::string& fallback) const {
+  return app::restingStatus(statusState(), fallback);
+}
+
+std::optional<LastSyncReceipt> AppModel::connectedCameraReceipt() const {
+  return app::connectedCameraReceipt(statusState());
+}
+
+bool AppModel::photoReviewIsIncomplete() const { return isIncomplete(libraryReviews); }
+
+std::string AppModel::syncStatus(const LastSyncReceipt& receipt, bool ejected) {
+  return app::syncStatus(receipt, ejected);
+}
+
+bool AppModel::showsAttentionBadge() const { return statusPresentation().showsAttentionBadge; }
+
+std::optional<std::string> AppModel::collectedPhotosLabel() const {
+  return statusPresentation().collectedLabel;
+}
+
+std::optional<std::string> AppModel::settingsStatusDetail() const { return statusPresentation().detail; }
+
+std::optional<std::string> AppModel::settingsStatusDetailHelp() const {
+  return statusPresentation().detailHelp;
+}
+
+std::optional<Date> AppModel::settingsStatusDate() const { return statusPresentation().date; }
+
+std::optional<std::string> AppModel::settingsStatusSymbol() const { return statusPresentation().symbol; }
+
+void AppModel::setSettingsWindowOpen(bool isOpen) { parts_->receipts.setSettingsWindowOpen(isOpen); }
+
+void AppModel::setStatusMenuOpen(bool isOpen) { parts_->receipts.setStatusMenuOpen(isOpen); }
+
 // MARK: What follows from an assignment
 
 void AppModel::connectedDevicesDidChange(const std::vector<ConnectedDeviceSummary>& before) {
@@ -338,21 +322,13 @@ void AppModel::connectedDevicesDidChange(const std::vector<ConnectedDeviceSummar
 
 void AppModel::workDidChange(bool wasWorking, bool isWorking) {
   if (!wasWorking && isWorking) {
-    discardCompletionReceipt();
+    parts_->receipts.discard();
   }
   if (wasWorking && !isWorking) {
     parts_->events.workDidEnd();
   }
   if (!isWorking) {
-    updateCompletionPresentation(platform_.mainThread.wallNow());
-  }
-}
-
-void AppModel::lastErrorDidChange() {
-  lastErrorFile = lastError->has_value() ? std::exchange(failedFile_, std::nullopt) : std::nullopt;
-  offersPhotoReview = false;
-  if (lastError->has_value()) {
-    discardCompletionReceipt();
+    parts_->receipts.update();
   }
 }
 

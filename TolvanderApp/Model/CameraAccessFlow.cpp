@@ -4,6 +4,7 @@
 
 #include "TolvanderApp/CameraVolumeDiscovery.h"
 #include "TolvanderApp/Concurrency/Background.h"
+#include "TolvanderApp/Model/StatusPresentation.h"
 #include "TolvanderApp/Presentation/FailureText.h"
 #include "TolvanderCore/MountedVolumeMediaSource.h"
 #include "TolvanderCore/Platform/FileSystem.h"
@@ -71,7 +72,7 @@ Task<> CameraAccessFlow::discoverConnectedDevices() {
     if (!model_.isSyncing && !model_.lastError->has_value()) {
       fields_.statusMessage = model_.photosPermissionStatus != PhotosPermissionStatus::authorized
                                   ? "Photos access needed"
-                                  : context_.statusWithoutProfiles();
+                                  : statusWithoutProfiles(!model_.availableRemovableVolumes->empty());
     }
     co_return;
   }
@@ -102,7 +103,7 @@ Task<> CameraAccessFlow::discoverConnectedDevices() {
   }
   if (model_.photosPermissionStatus != PhotosPermissionStatus::authorized) {
     fields_.statusMessage = "Photos access needed";
-  } else if (!model_.settingsStatusDate() && !context_.showsReceiptMessage()) {
+  } else if (!model_.settingsStatusDate() && !StatusPresentation::of(context_.statusState()).showsReceipt) {
     // "Camera up to date" on show has a date only while its camera is connected.
     fields_.statusMessage = model_.idleStatus();
   }

@@ -1,11 +1,11 @@
 #pragma once
 
+#include <chrono>
 #include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "TolvanderApp/AppModel.h"
@@ -23,11 +23,14 @@ struct ModelFields {
   Observed<NotificationPermissionStatus>& notificationPermissionStatus;
   Observed<std::optional<RemovableVolumeAccessIssue>>& removableVolumeAccessIssue;
   Observed<std::optional<std::string>>& lastError;
+  Observed<std::optional<std::string>>& lastErrorFile;
+  Observed<bool>& offersPhotoReview;
   Observed<bool>& isEjecting;
   Observed<bool>& showsCompletionCheckmark;
   Observed<bool>& isRequestingCameraAccess;
   Observed<bool>& isUpdatingAlbum;
   Observed<bool>& isRefreshingDevices;
+  Observed<std::optional<StatusReceipt>>& statusReceipt;
   Observed<std::optional<std::int64_t>>& collectedPhotoCount;
   Observed<std::optional<std::int64_t>>& collectedVideoCount;
   Observed<std::map<FileURL, LastSyncReceipt>>& cameraCheckReceipts;
@@ -43,17 +46,7 @@ struct ModelFields {
 // operations that only the parts may call. The model owns it. Main thread only.
 class ModelContext {
  public:
-  ModelContext(AppModel& owner, const ModelFields& ownerFields)
-      : model(owner),
-        fields(ownerFields),
-        platform(owner.platform_),
-        services(owner.services_),
-        photos(owner.photos_),
-        trash(owner.trash_),
-        notifications(owner.notifications_),
-        securityScopedAccess(owner.securityScopedAccess_),
-        gate(owner.gate_),
-        tasks(owner.tasks_) {}
+  ModelContext(AppModel& owner, const ModelFields& ownerFields);
 
   AppModel& model;
   const ModelFields fields;
@@ -66,34 +59,25 @@ class ModelContext {
   FlowGate& gate;
   TaskScope& tasks;
 
-  void record(DiagnosticLog::Event event, const DiagnosticLog::Metrics& metrics = {}) const {
-    model.record(event, metrics);
-  }
+  void record(DiagnosticLog::Event event, const DiagnosticLog::Metrics& metrics = {}) const;
+  StatusState statusState() const;
 
-  // Failures. A cancellation is none.
-  void show(const std::exception_ptr& failure) const { model.show(failure); }
-  // Words of a flow's own, which no check can settle.
-  void showFailure(std::string words) const { model.showFailure(std::move(words)); }
-  // The status line of a flow that was stopped; where access was lost the user reads that instead.
-  void showStopped(const std::string& stopped) const { model.showStopped(stopped); }
-  void clearFailureAndReceipt() const { model.clearFailureAndReceipt(); }
-  // The name of the file that the next failure is about.
-  void setFailedFile(std::optional<std::string> name) const { model.failedFile_ = std::move(name); }
+  // Failures (FailureDisplay.h)
+  void show(const std::exception_ptr& failure) const;
+  void showFailure(std::string text) const;
+  void showStopped(const std::string& stopped) const;
+  void clearFailureAndReceipt() const;
+  void setFailedFile(std::optional<std::string> name) const;
 
-  // Results
-  void showReceipt(StatusReceipt receipt) const { model.showReceipt(std::move(receipt)); }
-  bool showsReceiptMessage() const { return model.showsReceiptMessage(); }
-  void showCompletionIndicator(std::optional<std::chrono::duration<double>> clearAfter) const {
-    model.showCompletionIndicator(clearAfter);
-  }
-  std::string statusWithoutProfiles() const { return model.statusWithoutProfiles(); }
+  // Results (ReceiptDisplay.h)
+  void showReceipt(StatusReceipt receipt) const;
+  void showCompletionIndicator(std::optional<std::chrono::duration<double>> clearAfter) const;
 
-  // Settings and access. A setting that can't be stored keeps its value, which is shown as a failure.
-  void storeSettings(const std::function<void()>& change) const { model.storeSettings(change); }
-  void applyPhotosPermissionStatus(PhotosPermissionStatus status) const {
-    model.applyPhotosPermissionStatus(status);
-  }
-  void requireSetupAfterAccessLoss() const { model.requireSetupAfterAccessLoss(); }
+  // Settings and access (PermissionsFlow.h). A setting that can't be stored keeps its value, which is shown
+  // as a failure, and ends no flow.
+  void storeSettings(const std::function<void()>& change) const;
+  void applyPhotosPermissionStatus(PhotosPermissionStatus status) const;
+  void requireSetupAfterAccessLoss() const;
 };
 
 }  // namespace tolvander::app

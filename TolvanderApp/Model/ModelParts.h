@@ -5,10 +5,12 @@
 #include "TolvanderApp/Model/CameraRuns.h"
 #include "TolvanderApp/Model/CleanupFlow.h"
 #include "TolvanderApp/Model/EjectFlow.h"
+#include "TolvanderApp/Model/FailureDisplay.h"
 #include "TolvanderApp/Model/MachineEvents.h"
 #include "TolvanderApp/Model/ModelContext.h"
 #include "TolvanderApp/Model/PermissionsFlow.h"
 #include "TolvanderApp/Model/PhotosCheckFlow.h"
+#include "TolvanderApp/Model/ReceiptDisplay.h"
 #include "TolvanderApp/Model/Refreshes.h"
 #include "TolvanderApp/Model/SyncFlow.h"
 
@@ -26,9 +28,11 @@ struct AppModel::Parts {
   SyncFlow sync{context, access, runs, cleanup, eject};
   PhotosCheckFlow check{context, access, runs};
   AlbumFlow album{context};
-  PermissionsFlow permissions{context};
+  ReceiptDisplay receipts{context};
+  PermissionsFlow permissions{context, receipts};
   Refreshes refreshes{context, access, cleanup};
   MachineEvents events{context, access, cleanup, eject};
+  FailureDisplay failures{context, access, events, receipts};
 };
 
 }  // namespace tolvander::app

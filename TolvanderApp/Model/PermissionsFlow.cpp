@@ -45,6 +45,22 @@ void PermissionsFlow::applyPhotosPermissionStatus(PhotosPermissionStatus status)
   }
 }
 
+void PermissionsFlow::requireSetupAfterAccessLoss() {
+  if (!model_.settings().onboardingCompleted()) {
+    return;
+  }
+  context_.storeSettings([&] {
+    model_.settings().setOnboardingCompleted(false);
+    model_.settings().setOnboardingNeedsAttention(true);
+  });
+  context_.record(DiagnosticLog::Event::setupSuspended);
+  context_.gate.stopForGood();
+  receipts_.discard();
+  fields_.cameraCheckReceipts = {};
+  fields_.libraryReviews = {};
+  fields_.libraryReviewCompletedAt = std::nullopt;
+}
+
 ValueTaskHandle<PhotosPermissionStatus> PermissionsFlow::requestPhotosAccess() {
   return context_.tasks.start(askForPhotosAccess());
 }

@@ -1,19 +1,22 @@
 #pragma once
 
 #include "TolvanderApp/Model/ModelContext.h"
+#include "TolvanderApp/Model/ReceiptDisplay.h"
 
 namespace tolvander::app {
 
 // What the user and the system allow: the library, notifications, the login item.
 class PermissionsFlow {
  public:
-  explicit PermissionsFlow(ModelContext& context)
-      : context_(context), model_(context.model), fields_(context.fields) {}
+  PermissionsFlow(ModelContext& context, ReceiptDisplay& receipts)
+      : context_(context), model_(context.model), fields_(context.fields), receipts_(receipts) {}
 
   Task<> refreshPermissionStatuses();
   void lookAgain();
   // The library's answer. Without access setup is to be done again.
   void applyPhotosPermissionStatus(PhotosPermissionStatus status);
+  // Setup is to be done again, where it was complete. The running flow stops, and nothing follows it.
+  void requireSetupAfterAccessLoss();
   ValueTaskHandle<PhotosPermissionStatus> requestPhotosAccess();
   void requestNotificationPermission();
 
@@ -28,6 +31,7 @@ class PermissionsFlow {
   ModelContext& context_;
   AppModel& model_;
   const ModelFields& fields_;
+  ReceiptDisplay& receipts_;
 };
 
 }  // namespace tolvander::app

@@ -5,6 +5,7 @@
 
 #include "TolvanderApp/CameraVolumeDiscovery.h"
 #include "TolvanderApp/Concurrency/Background.h"
+#include "TolvanderApp/Model/StatusPresentation.h"
 #include "TolvanderApp/Permissions/PermissionService.h"
 
 namespace tolvander::app {
@@ -88,7 +89,7 @@ Task<SyncSummary> SyncFlow::performSyncAllConnected(bool notifyWhenStarting) {
   fields_.libraryReviewCompletedAt = std::nullopt;
   const bool hasLibrary = model_.photosPermissionStatus == PhotosPermissionStatus::authorized;
   if (model_.settings().authorizedDeviceProfiles().empty()) {
-    fields_.statusMessage = context_.statusWithoutProfiles();
+    fields_.statusMessage = statusWithoutProfiles(!model_.availableRemovableVolumes->empty());
     if (hasLibrary) {
       auto completing = runs_.finishPreparedImports();
       co_await completing;
