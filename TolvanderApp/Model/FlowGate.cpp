@@ -66,7 +66,6 @@ bool FlowGate::foldSync() {
 
 void FlowGate::stop() {
   isStopRequested_ = true;
-  isSyncRequested_ = false;
   if (task_) {
     task_->cancel();
   }
@@ -100,13 +99,14 @@ void FlowGate::beginCleanup() {
 }
 
 bool FlowGate::close() {
+  const bool wasStopped = task_->token().isCancelled();
   isCleaningUp_ = false;
   if (isOpen()) {
     isSyncing_ = false;
   }
   task_.reset();
   changes_.changed();
-  return std::exchange(isSyncRequested_, false) && !isStopRequested_;
+  return std::exchange(isSyncRequested_, false) && !wasStopped;
 }
 
 }  // namespace tolvander::app

@@ -189,6 +189,14 @@ TEST_F(FlowGateTest, noSyncFollowsAFlowThatWasStoppedBeforeOrAfterTheRequest) {
   EXPECT_EQ(followingSyncs, 0) << "the request is forgotten";
 }
 
+TEST_F(FlowGateTest, stopFromBeforeAFlowDropsNoRequestDuringIt) {
+  gate.stop();
+  gate.start(work(), FlowGate::Opening::byTheFlow);
+  gate.foldSync();
+  pass(flowTime);
+  EXPECT_EQ(followingSyncs, 1);
+}
+
 TEST_F(FlowGateTest, syncGivesWhatTheFollowingOneDidToo) {
   const auto handle = gate.start(sync(&gate, "ONE"), FlowGate::Opening::byTheFlow);
   mainThread.runUntilIdle();
