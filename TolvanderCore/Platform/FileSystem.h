@@ -13,61 +13,61 @@
 
 namespace tolvander {
 
-// What the file layer says of one file or folder. All operations block on the file system, are safe on every
-// thread, and throw PosixError where they say that they throw.
+// Properties of files and the contents of folders. All operations block on the file system and may be called
+// on any thread. Those that say "Throws" throw PosixError.
 //
-// Hidden, everywhere below, is an entry whose name begins with a dot, and one with FAT's hidden attribute
-// where the system tells of it. A package is a folder that people see as one document, told by its extension
-// without regard to case: one of the bundle types of the Finder (see isPackage).
+// An entry is hidden if its name begins with a dot, or if it has FAT's hidden attribute and the system
+// reports that. A package is a folder that users see as one document: its extension, in any case, is one of
+// the Finder's bundle types.
 
 struct FileResourceValues {
   bool isRegularFile = false;
   bool isDirectory = false;
   bool isSymbolicLink = false;
-  std::optional<std::int64_t> fileSize;         // bytes; of regular files only
-  std::optional<Date> contentModificationDate;  // absent where a Date can't reach it
+  std::optional<std::int64_t> fileSize;         // in bytes; regular files only
+  std::optional<Date> contentModificationDate;  // absent if outside the range of Date
 
   friend bool operator==(const FileResourceValues&, const FileResourceValues&) = default;
 };
 
-// Of the entry itself: a symbolic link is not followed. Throws. Dates are instants as the system tells them,
-// which is right for files that this system wrote.
+// A symbolic link is not followed. Dates are the instants that the system reports, which are right for files
+// that this system wrote. Throws.
 FileResourceValues fileResourceValues(const FileURL& url);
 
-// The same of a file that a camera wrote. FAT (FAT12 to FAT32, exFAT) keeps what the camera's clock showed
-// and no zone: there the date is the instant at which a clock in `zone` shows that. On other file systems,
-// and for folders, dates are as above. Throws.
+// The same for a file that a camera wrote. FAT (FAT12 to FAT32, exFAT) stores the time that the camera's
+// clock showed, without a time zone: that time is read as local time in `zone`. On other file systems, and
+// for folders, dates are as above. Throws.
 FileResourceValues cameraFileResourceValues(const FileURL& url, const TimeZone& zone);
 
-// Whether there is a file or folder of any kind at the end of the path, links followed. What can't be looked
-// at (no permission, a broken link, a vanished volume) does not exist. Never throws.
+// Whether the path leads to a file or folder of any kind; links are followed. False if that can't be
+// determined (no permission, a broken link, a volume that is gone). Never throws.
 bool fileExists(const FileURL& url);
 
-// Whether a folder of this name counts as a package.
+// Whether a folder with this name is a package.
 bool isPackage(const FileURL& directory);
 
-// The entries of one folder, hidden ones left out, in the file system's order. Throws: EACCES or EPERM
-// without permission, ENOENT or ENOTDIR where there is no such folder, EIO and others as the system says.
+// The entries of one folder without hidden ones, in the file system's order. Throws: EACCES or EPERM without
+// permission, ENOENT or ENOTDIR if there is no such folder, otherwise the system's error, such as EIO.
 std::vector<FileURL> contentsOfDirectory(const FileURL& directory);
 
 // Walks a folder and everything below it, each folder before its contents, in the file system's order. Hidden
-// entries are neither given nor entered; packages are given and not entered; symbolic links are given and not
-// followed. The starting folder itself is not given, may be hidden, a package or a link, and is entered all
-// the same.
+// entries are skipped, with everything below them. Packages are returned but not entered, and symbolic links
+// are returned but not followed. The starting folder is not returned, and is entered even if it is hidden, a
+// package or a link.
 //
-// Holds no descriptor between two calls and at most one folder's names per level in memory.
+// Between two calls no descriptor is open. In memory are the names of at most one folder per level.
 class DirectoryEnumerator {
  public:
   // At the root of a volume the system's own folders are hidden as well: lost+found, System Volume
-  // Information and $RECYCLE.BIN, in any case. People see none of them, and some can't be read.
+  // Information and $RECYCLE.BIN, in any case. Users don't see them, and some can't be read.
   enum class Root { folder, volume };
 
-  // Told of a folder that can't be read, with the error; answers whether to go on without what is missing
-  // there.
+  // Called with a folder that can't be read and the error. Returns whether to continue without the rest of
+  // that folder.
   using ErrorHandler = std::function<bool(const FileURL& url, const PosixError& error)>;
 
-  // Absent when there is no folder at `root`. A folder that can't be opened for another reason is reported to
-  // the handler by the first call of next(). Without a handler the walk goes on past every error.
+  // Absent if there is no folder at `root`. If it can't be opened for another reason, the first call of
+  // next() reports that to the handler. Without a handler the walk continues after every error.
   static std::optional<DirectoryEnumerator> at(const FileURL& root, ErrorHandler handler = nullptr,
                                                Root kind = Root::folder);
 
@@ -75,7 +75,7 @@ class DirectoryEnumerator {
   DirectoryEnumerator(DirectoryEnumerator&&) noexcept;
   DirectoryEnumerator& operator=(DirectoryEnumerator&&) noexcept;
 
-  // The next entry; absent at the end, which an answer of false from the handler brings about at once.
+  // The next entry; absent at the end, and after the handler returned false.
   std::optional<FileURL> next();
 
  private:
