@@ -11,17 +11,17 @@ namespace tolvander::app {
 
 namespace {
 
-// A stretch of time, both ends included.
+// An interval of time, both ends included.
 using Window = PhotosFetchOptions::CreationDates;
 
-// The dates that lie within the search span of `date`, as far as a Date can reach.
+// The interval that a search for `date` covers, cut off at the limits of Date.
 Window spanAround(Date date) {
   const Date::duration span = RecognitionPolicy::searchSpan;
   return {.from = date < Date::min() + span ? Date::min() : date - span,
           .to = date > Date::max() - span ? Date::max() : date + span};
 }
 
-// The spans of all dates, which are sorted, with those that touch as one.
+// The intervals of all dates (sorted), merged where they touch.
 std::vector<Window> windowsAround(const std::vector<Date>& dates) {
   std::vector<Window> windows;
   for (const Date date : dates) {
@@ -35,7 +35,7 @@ std::vector<Window> windowsAround(const std::vector<Date>& dates) {
   return windows;
 }
 
-// Whether `date` lies in one of the windows, which are sorted and don't overlap.
+// Whether one of the windows contains `date`. The windows are sorted and don't overlap.
 bool liesInOneOf(const std::vector<Window>& windows, Date date) {
   const auto window = std::ranges::lower_bound(windows, date, {}, &Window::to);
   return window != windows.end() && window->from <= date;
@@ -54,14 +54,15 @@ std::set<std::string> sourcesWithin(const std::vector<Window>& windows,
   return sources;
 }
 
-// Assets by identifier, and no more than `limit` of them beside those of known content.
+// Assets by identifier. Those of known content don't count towards `limit`.
 class DistinctAssets {
  public:
   explicit DistinctAssets(std::int64_t limit) : limit_(static_cast<std::size_t>(limit)) {}
 
   bool isFull() const { return limited_.size() >= limit_; }
 
-  // One after the other until one finds no room; whether all did. An asset that is there already is replaced.
+  // Adds the assets in order and stops when the limit is reached. Returns whether all were added. An asset
+  // that was added before is replaced.
   bool add(std::vector<PhotosAsset> assets) {
     for (PhotosAsset& asset : assets) {
       if (isFull() && !limited_.contains(asset.localIdentifier)) {
@@ -74,7 +75,7 @@ class DistinctAssets {
 
   void addKnown(PhotosAsset asset) { insert(std::move(asset), known_); }
 
-  // By identifier where dates are equal. No date is the oldest.
+  // Assets without a date come last; equal dates are ordered by identifier.
   std::vector<PhotosAsset> newestFirst() const {
     std::vector<PhotosAsset> assets;
     assets.reserve(limited_.size() + known_.size());
@@ -128,12 +129,12 @@ std::vector<PhotosAsset> recentAssets(PhotoLibrary& library, const RecognitionPo
                               .fetchLimit = recentLimit(policy)});
 }
 
-// The first assets of a window, and whether these are all of them.
+// The first assets of a window, and whether the window has no others.
 struct WindowAssets {
   std::vector<PhotosAsset> assets;
   bool isWhole = true;
 
-  // Leaves at most so many.
+  // Keeps at most `count` assets.
   void limit(std::int64_t count) {
     isWhole = isWhole && std::ssize(assets) <= count;
     assets.resize(std::min(assets.size(), static_cast<std::size_t>(count)));
@@ -208,7 +209,7 @@ CandidateAssets CandidateAssets::fetchBesideKnown(PhotoLibrary& library,
   std::vector<Window> truncatedWindows;
   for (const Window& window : windowsAround(files)) {
     token.throwIfCancelled();
-    // Also where there is no room left: known assets need none.
+    // Also when the limit is reached: assets of known content don't count towards it.
     WindowAssets found = assetsWithin(window, library, limits.assetsPerWindowWithKnown);
     found.assets = takeKnown(std::move(found.assets), known, assets, token);
     found.limit(limits.assetsPerWindow);

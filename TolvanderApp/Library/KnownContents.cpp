@@ -10,7 +10,7 @@ namespace tolvander::app {
 
 namespace {
 
-// A stop waits for the answer to one question, which looks at a file for each asset.
+// Assets in one request to the library, which looks at a file for each. A stop waits for the request to end.
 constexpr std::size_t assetsPerQuestion = 500;
 
 }  // namespace
@@ -18,7 +18,7 @@ constexpr std::size_t assetsPerQuestion = 500;
 KnownContents::KnownContents(PhotoLibrary& library, ImportRecords records, bool comparesPayloads)
     : library_(library), records_(std::move(records)), comparesPayloads_(comparesPayloads) {}
 
-// Not before it is needed, since a history may have a hundred thousand records.
+// Built when first needed: a history may have a hundred thousand records.
 void KnownContents::indexRecords() {
   if (!byAsset_.empty()) {
     return;

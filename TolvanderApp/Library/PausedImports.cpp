@@ -12,7 +12,7 @@ namespace {
 
 using PathAndSize = std::pair<std::string, std::int64_t>;
 
-// What is recorded for sources that aren't among `sources`.
+// The records of sources that are not in `sources`.
 std::set<PathAndSize> recordedElsewhere(const ImportRecords& records, const std::set<std::string>& sources) {
   std::set<PathAndSize> recorded;
   for (const ImportRecord& record : records) {
@@ -45,7 +45,8 @@ PausedImports PausedImports::of(SyncHistoryStore& history, PhotoLibraryService& 
   if (imports.paused.empty()) {
     return imports;
   }
-  // Without an identity nothing was prepared, but an asset may hold what an earlier version began.
+  // Without an identity nothing was prepared. But an asset may hold a file whose import an earlier version of
+  // the program began.
   const auto prepared =
       photos.preparedFingerprints(interruptedImports(history, history.knownIdentity().value_or(UUID())));
   for (const auto& [source, processed] : history.pendingProcessedFingerprints()) {

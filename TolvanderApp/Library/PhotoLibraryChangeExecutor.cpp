@@ -10,13 +10,13 @@
 
 namespace tolvander::app {
 
-// What the library reported. The waiting thread makes exceptions of it.
+// What the library reported. The waiting thread throws the exception for it.
 struct PhotoLibraryChangeExecutor::Result {
   bool success;
   std::exception_ptr error;
 };
 
-// Resumes the waiting thread once, however often and on whichever thread it is called.
+// Resumes the waiting thread at the first call; later calls do nothing. May be called on any thread.
 class PhotoLibraryChangeExecutor::Completion {
  public:
   explicit Completion(std::shared_ptr<Continuation<Result>> continuation)

@@ -31,7 +31,7 @@ PhotosAssetCreationRequest* creationRequest(PhotosChanges& changes, const FileUR
                                                    : changes.creationRequestForAssetFromImage(file);
 }
 
-// A picture brings its date along in its Exif block; a rewrapped AVI has no place for one.
+// A picture has its date in its Exif block; a rewrapped AVI has no field for a date.
 std::optional<Date> creationDate(const PreparedMediaFile& file) {
   const bool isAVI = fileTypeOfExtension(file.sourceFile.url.pathExtension()) == FileType::avi;
   return isAVI ? file.captureDate : std::nullopt;
@@ -137,7 +137,7 @@ MediaImportTransaction::AssetIdentifiers PhotoLibraryService::commit(
   return plan.identifiers;
 }
 
-// Nothing has been submitted yet, so that a library that can't be read has certainly not taken the batch.
+// Runs before anything is submitted: when the library can't be read, the batch is certainly not imported.
 std::vector<PhotosAsset> PhotoLibraryService::assetsBeforeCommit(const std::optional<PhotosAlbum>& album) {
   if (!album) {
     return {};
@@ -149,8 +149,8 @@ std::vector<PhotosAsset> PhotoLibraryService::assetsBeforeCommit(const std::opti
   }
 }
 
-// With `preservingCommitFailure` what certainly didn't happen is told as MediaImportCommitFailure, without it
-// as the failure alone.
+// A change that certainly didn't happen is thrown as MediaImportCommitFailure with `preservingCommitFailure`,
+// else as the library's failure.
 void PhotoLibraryService::performChanges(PhotoLibrary::ChangeBlock change, bool preservingCommitFailure,
                                          const CancellationToken& token) {
   try {

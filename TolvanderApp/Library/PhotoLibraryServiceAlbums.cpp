@@ -92,13 +92,13 @@ std::int64_t PhotoLibraryService::addAssets(const std::vector<std::string>& iden
   return std::ssize(additions);
 }
 
-// The exact title: two that differ in case are two albums.
+// Compares the exact title: titles that differ in case are different albums.
 std::optional<PhotosAlbum> PhotoLibraryService::existingAlbum(const std::string& name) {
   std::vector<PhotosAlbum> albums = library_.fetchAlbums(name);
   return albums.empty() ? std::nullopt : std::optional(std::move(albums.front()));
 }
 
-// The album of that title without white space at its ends, made where there is none. Absent for an absent or
+// The album with that title (white space at its ends removed), created if missing. Absent for an absent or
 // blank title.
 std::optional<PhotosAlbum> PhotoLibraryService::resolvedAlbum(const std::optional<std::string>& name,
                                                               const CancellationToken& token) {
@@ -125,13 +125,13 @@ std::optional<PhotosAlbum> PhotoLibraryService::resolvedAlbum(const std::optiona
 
 namespace {
 
-// Where assets come in the order in which they were taken.
+// Sorts assets in the order in which they were taken.
 class CaptureOrder {
  public:
   explicit CaptureOrder(PhotoLibrary& library) : library_(library) {}
 
-  // Earlier dates first and none last; among equal dates by the name of the first file, as a person reads its
-  // numbers, and then by identifier.
+  // By date, assets without a date last; then by the name of the first file, in natural order (2 before 10);
+  // then by identifier.
   bool assetComesBefore(const PhotosAsset& left, const PhotosAsset& right) {
     if (left.creationDate != right.creationDate) {
       return left.creationDate && (!right.creationDate || *left.creationDate < *right.creationDate);
@@ -141,7 +141,7 @@ class CaptureOrder {
   }
 
  private:
-  // Asks the library once for an asset, and only where dates don't decide.
+  // Asks the library for an asset's name only when dates are equal, and then once.
   const std::string& filenameKey(const PhotosAsset& asset) {
     const auto [known, isNew] = filenameKeys_.try_emplace(asset.localIdentifier);
     if (isNew) {

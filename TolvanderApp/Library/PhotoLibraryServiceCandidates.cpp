@@ -45,7 +45,7 @@ std::optional<MediaMetadata> metadataOf(const PhotosAsset& asset) {
                        .duration = isVideo ? std::optional(asset.duration) : std::nullopt};
 }
 
-// What the recognizer compares, and where it is to be read.
+// An asset as the recognizer compares it, and the resource to read for it.
 struct Candidates {
   std::vector<Candidate> list;
   std::unordered_map<std::string, PhotosAssetResource> resources;  // by candidate
@@ -78,7 +78,7 @@ bool comparesPayloads(const Files& files) {
       files, [](const FingerprintedMediaFile& file) { return file.mediaPayloadFingerprint.has_value(); });
 }
 
-// How a request ended that the library ended with this error, if any.
+// How a request ended, from the error with which the library completed it; null for none.
 ResourceRequest::Result resultOf(const std::exception_ptr& error) {
   if (!error) {
     return ResourceRequest::Result::success;
@@ -98,7 +98,7 @@ ResourceRequest::Result resultOf(const std::exception_ptr& error) {
 
 }  // namespace
 
-// One search, of one or two looks at the library.
+// One search. It goes through the candidates once or twice.
 class PhotoLibraryService::Search {
  public:
   // All must outlive it.
@@ -121,8 +121,7 @@ class PhotoLibraryService::Search {
     const Candidates candidates = candidatesAmong(found.assets, service_.library_, token_);
     candidateCount_ = std::ssize(candidates.list);
     LibraryReconciliation reconciliation = reconcile(files_, candidates, found.truncatedSources);
-    // After an automatic search that met a limit a broader one follows, which looks farther; it isn't to be
-    // spared that.
+    // Only in a broader search: an automatic one that met a limit is followed by a broader one anyway.
     if (broader_ && !reconciliation.limited.empty() && known_.canBeKnown()) {
       lookAgain(found, reconciliation);
     }
@@ -133,8 +132,8 @@ class PhotoLibraryService::Search {
   std::int64_t candidateCount() const { return candidateCount_; }
 
  private:
-  // Looks once more for the unchecked files for which a limit was a reason, with everything of known content
-  // outside the limits.
+  // Searches again for the files that a limit left unchecked. Assets of known content don't count towards the
+  // limits this time.
   void lookAgain(const CandidateAssets& fetched, LibraryReconciliation& reconciliation) {
     const std::set<std::string> limited = std::exchange(reconciliation.limited, {});
     Files again;
@@ -172,9 +171,9 @@ class PhotoLibraryService::Search {
         read, token_);
   }
 
-  // The budget is charged with what is answered without a read too, so that the first look has the verdicts
-  // of a search that reads everything in time. Otherwise a file could be taken for a new one that the broader
-  // search, to which a limit leads, would have found.
+  // Answers that need no read are charged to the budget as if they had been read. The first look then has the
+  // same verdicts as a search that reads everything. Otherwise it could call a file new that a broader
+  // search, which follows when a limit is met, would find.
   ReadResult read(const std::string& id, const PhotosAssetResource& resource, std::int64_t maximumBytes,
                   std::chrono::nanoseconds timeout) {
     if (const KnownContents::Content* content = knownContent(resource)) {
@@ -243,7 +242,8 @@ LibraryReconciliation PhotoLibraryService::reconcileExisting(const Files& files,
   return reconciliation;
 }
 
-// The files of interrupted imports that the library has said it holds, as far as that is so.
+// The files of interrupted imports that the library says it holds, kept only where reading an asset confirms
+// it.
 std::map<std::string, LibraryMatch> PhotoLibraryService::heldMatches(
     const std::vector<FingerprintedMediaFile>& files, const CancellationToken& token) {
   std::map<std::string, LibraryMatch> matches;
@@ -258,7 +258,7 @@ std::map<std::string, LibraryMatch> PhotoLibraryService::heldMatches(
   return matches;
 }
 
-// The first asset said to hold these bytes of which that is true.
+// The first of the named assets that holds these bytes; each is read to confirm it.
 std::optional<LibraryMatch> PhotoLibraryService::matchAmong(const std::string& fingerprint,
                                                             const CancellationToken& token) {
   constexpr std::chrono::hours patience(24);  // no limit: what is looked at is one known file
@@ -308,7 +308,7 @@ bool PhotoLibraryService::proveOriginal(const std::string& identifier, const std
   return library_.proveOriginal(identifier, sha256, token);
 }
 
-// Hashes one resource while it streams. Every failure is a result; CancellationError alone is thrown.
+// Hashes one resource while it streams. Failures are returned as results; only CancellationError is thrown.
 ReadResult PhotoLibraryService::resourceIdentity(const PhotosAssetResource& resource,
                                                  std::chrono::nanoseconds timeout, std::int64_t maximumBytes,
                                                  const CancellationToken& token) {
@@ -325,7 +325,7 @@ ReadResult PhotoLibraryService::resourceIdentity(const PhotosAssetResource& reso
 
   const auto continuation = std::make_shared<Continuation<Result>>();
   request->attach(continuation);
-  // The handlers may be called after this read has ended, and this service.
+  // The handlers may be called after this read has ended and the service is destroyed.
   request->began(library_.requestData(
       resource,
       [request, accumulator](std::span<const std::byte> chunk) {

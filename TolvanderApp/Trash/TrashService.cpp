@@ -77,7 +77,7 @@ TrashService::OpenFile TrashService::openFile(const FileURL& url, const FileURL&
   if (!isOneRegularFile(opened.info_)) {
     throw UnsafeTrashItem();
   }
-  // A mount over a folder inside the volume shows here.
+  // Detects another file system that is mounted on a folder inside the volume.
   const std::string volume = volumeIdentifier(top);
   if (volumeIdentifier(opened.parent_.url()) != volume) {
     throw UnsafeTrashItem();
@@ -106,7 +106,7 @@ void TrashService::OpenFile::verifyNameIn(const OpenDirectory& directory, const 
 
 void TrashService::OpenFile::verifyHash(const std::string& expected, const CancellationToken& token) const {
   descriptor_->seekToStart();
-  // Not cleared first, which would cost a photo more than reading it.
+  // Left uninitialised: clearing it would take longer than reading a photo.
   const std::unique_ptr<std::byte[]> memory(new std::byte[chunkSize]);
   const std::span chunk(memory.get(), chunkSize);
   SHA256 hash;

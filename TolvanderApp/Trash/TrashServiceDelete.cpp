@@ -62,8 +62,7 @@ void TrashService::deleteOne(const ManagedTrashRecord& record, const TrashDeleti
   file.verifyHash(record.fingerprint, token);
   file.verifyName();
   token.throwIfCancelled();
-  // From now on the file has a name that nothing else can know of, so that whatever appears under the old one
-  // isn't touched.
+  // From here on the file has a random name. A file that appears under the old name isn't touched.
   const std::string claimed = "Tolvander-" + UUID::random().text() + ".trash-item";
   operations.claim(file.parent().descriptor(), file.name(), claimed);
   const ManagedTrashRecord relocatedRecord =

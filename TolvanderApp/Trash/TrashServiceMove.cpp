@@ -14,7 +14,7 @@ Date now() {
   return std::chrono::time_point_cast<std::chrono::nanoseconds>(std::chrono::system_clock::now());
 }
 
-// An intent that stays is dropped at the next start, for its file is on the camera.
+// An intent that could not be removed is dropped at the next start, because its file is on the camera.
 void withdraw(const TrashIntent& intent, const TrashIntentLog& intents) {
   try {
     intents.withdraw(intent.id);
@@ -25,7 +25,7 @@ void withdraw(const TrashIntent& intent, const TrashIntentLog& intents) {
 
 }  // namespace
 
-// What is the same for all files of one move.
+// The values that all files of one move share.
 struct TrashService::Move {
   const FileURL& volumeURL;
   const std::string& deviceIdentifier;
@@ -102,7 +102,7 @@ ManagedTrashRecord TrashService::moveOne(const FingerprintedMediaFile& file, con
   }
 }
 
-// The name may have been given to another file since it was looked at; what was moved is proven afterwards.
+// Another file may have taken the name since the check, so the moved file is checked again afterwards.
 std::optional<FileURL> TrashService::moveEntry(const OpenFile& source, const OpenDirectory& trash,
                                                const TrashIntent& intent, const Move& move) const {
   try {
@@ -113,8 +113,8 @@ std::optional<FileURL> TrashService::moveEntry(const OpenFile& source, const Ope
   }
 }
 
-// Where the file itself went into the directory that was open, it comes back through the same descriptors,
-// whatever their paths lead to by now. Anything else that was moved goes by its path.
+// If the file is in the Trash directory that was open, it is moved back through the same descriptors, because
+// their paths may lead elsewhere by now. Anything else that was moved is moved back by its path.
 bool TrashService::putBack(const OpenFile& source, const OpenDirectory& trash,
                            const FileURL& resulting) const {
   const std::string name(resulting.lastPathComponent());

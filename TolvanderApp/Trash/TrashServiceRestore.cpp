@@ -27,7 +27,7 @@ FileURL TrashService::trashOfRecord(const std::string& recordedPath) const {
 }
 
 TrashService::OpenFile TrashService::openRecord(const ManagedTrashRecord& record) const {
-  // Records of older versions lack what proves anything.
+  // Records of older versions have no values to compare with.
   if (!record.trashDirectoryPath || !record.identity || !record.photosAssetIdentifier ||
       record.photosAssetIdentifier->empty()) {
     throw UnsafeTrashItem();
@@ -81,8 +81,8 @@ void TrashService::restoreOne(const ManagedTrashRecord& record) const {
   file.verifyName();
   const std::string name(target.lastPathComponent());
   platform_.renameExclusively(file.parent().descriptor(), file.name(), directory.descriptor(), name);
-  // No system renames an open file, only whatever bears its name. What took the name at the last moment isn't
-  // moved a second time, for by now that could be yet another file; but it doesn't count as restored.
+  // rename() takes a name, not an open file, so another file may have been moved. It isn't moved back,
+  // because the name may have changed hands again; it doesn't count as restored.
   file.verifyNameIn(directory, name);
 }
 

@@ -20,7 +20,7 @@ bool meansNothingThere(const PosixError& error) { return error.code() == ENOENT 
 
 }  // namespace
 
-// One look at the Trash directories that records and intents name. Each is opened and listed once.
+// Reads the Trash directories that records and intents name. Each is opened and listed once.
 class TrashService::Settling {
  public:
   Settling(const TrashService& service, const CancellationToken& token) : service_(service), token_(token) {}
@@ -53,7 +53,7 @@ class TrashService::Settling {
 
   using Acceptance = std::function<bool(const TrashedItem& item, const OpenFile& file)>;
 
-  // A record or an intent whose look fails stays as it is, for another time.
+  // A record or an intent that can't be checked is left as it is, and checked again next time.
   static void unlessItFails(const std::function<void()>& look) {
     try {
       look();
@@ -105,7 +105,7 @@ class TrashService::Settling {
     settlement_.settledIntents.insert(intent.id);
   }
 
-  // Throws where it can't be reached, is no Trash, or can't be read to its end.
+  // Throws if the directory can't be reached, is not a Trash directory, or can't be read completely.
   const Trash& trashAt(const std::string& path) {
     auto known = trashes_.find(path);
     if (known == trashes_.end()) {
@@ -138,7 +138,7 @@ class TrashService::Settling {
                                       isOnItsVolume);
   }
 
-  // The item that the platform says came from there, that has this content, and that no record has.
+  // The item that came from this place according to the platform, has this content, and is in no record.
   std::optional<Item> itemFrom(const Trash& trash, const std::string& originalPath,
                                const std::string& fingerprint, const Acceptance& accepts) {
     const auto original = urlOfAbsolutePath(originalPath);
@@ -158,7 +158,7 @@ class TrashService::Settling {
     return std::nullopt;
   }
 
-  // Its identity; absent where there is no such file, or another one.
+  // The identity of the file; absent if it is missing or another file.
   std::optional<ManagedTrashIdentity> provenIdentity(
       const FileURL& url, const FileURL& root, const std::string& fingerprint,
       const std::function<bool(const OpenFile&)>& accepts) const {
