@@ -116,7 +116,7 @@ std::vector<std::string> pathsOf(const app::SetAsideFiles& files) {
 class StatusCommand final : public Command {
  public:
   CommandSyntax declare(const CommandSyntax& program) override {
-    return program.command("status", "Show how everything stands, and where it is kept");
+    return program.command("status", "Show the state of cameras, imports and library, and where they are kept");
   }
 
   ExitStatus run(const Context& context) override {
