@@ -80,21 +80,21 @@ class HeaderReader {
   }
 
   void take(const AVIChunkHead& head, std::uint64_t offset) {
-    if (head.name() == "avih") {
+    if (head.name() == "avih") {  // MainAVIHeader
       const std::string data = dataOf(head, offset, mainHeaderSize);
       microsecondsPerFrame_ = littleEndian32(data, 0);
       mainFrames_ = littleEndian32(data, 16);
-    } else if (head.name() == "dmlh") {
+    } else if (head.name() == "dmlh") {  // OpenDML 1.02: the frames of all RIFF lists
       extendedFrames_ = littleEndian32(dataOf(head, offset, extendedHeaderSize), 0);
-    } else if (head.name() == "strh") {
+    } else if (head.name() == "strh") {  // AVIStreamHeader
       require(isInStream_ && streamHeader_.empty(), "a stream has two headers");
       streamHeader_ = dataOf(head, offset, streamHeaderSize);
-    } else if (head.name() == "strf") {
+    } else if (head.name() == "strf") {  // BITMAPINFOHEADER or WAVEFORMATEX
       require(isInStream_ && !hasFormat_, "a stream has two formats");
       hasFormat_ = true;
       format_ =
           bytes_.at(offset + AVIChunkHead::size, std::min<std::size_t>(head.dataSize, extensibleFormatSize));
-    } else if (head.name() == "indx" && isInStream_) {
+    } else if (head.name() == "indx" && isInStream_) {  // OpenDML 1.02
       index_ = offset;
     }
   }
@@ -161,14 +161,14 @@ class HeaderReader {
     require(format_.size() >= soundFormatSize, "a sound stream has no format");
     std::uint32_t tag = littleEndian16(format_, 0);
     if (tag == extensible && format_.size() == extensibleFormatSize) {
-      tag = littleEndian16(format_, 24);
+      tag = littleEndian16(format_, 24);  // the first bytes of SubFormat in WAVEFORMATEXTENSIBLE
     }
     AVISoundFormat sound;
     sound.sampleRate = littleEndian32(format_, 4);
     sound.bitsPerSample = littleEndian16(format_, 14);
     require(littleEndian16(format_, 2) != 0 && sound.sampleRate != 0,
             "the format of a sound stream is damaged");
-    switch (tag) {
+    switch (tag) {  // the numbers of RFC 2361
       case 1:
         return pcm(sound, AVISoundEncoding::pcm);
       case 6:

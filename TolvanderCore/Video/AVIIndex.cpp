@@ -190,8 +190,9 @@ class IndexReader {
   }
 
   static constexpr std::size_t indexHeadSize = 24;  // of `indx` and `ix##`, up to the entries
-  static constexpr int indexOfIndexes = 0;
-  static constexpr int indexOfChunks = 1;
+
+  static constexpr int indexOfIndexes = 0;  // AVI_INDEX_OF_INDEXES
+  static constexpr int indexOfChunks = 1;   // AVI_INDEX_OF_CHUNKS
 
   // The content of an index chunk.
   struct NewIndex {

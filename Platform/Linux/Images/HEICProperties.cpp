@@ -12,9 +12,9 @@ namespace tolvander::platform::linux_ {
 namespace {
 
 // The input of libheif, with limits. The items of a HEIF file list the byte ranges that they consist of
-// (ISO/IEC 14496-12, iloc). Thousands of items can refer to the whole file again and again, which libheif
-// would copy into gigabytes of memory; and its time grows with the square of the number of items, to 20
-// seconds per megabyte. So after twice the file's size, 8 MiB, 2,048 pieces or 32,768 reads the input
+// (ISO/IEC 14496-12, 8.11.3, iloc). Thousands of items can refer to the whole file again and again, which
+// libheif would copy into gigabytes of memory; and its time grows with the square of the number of items, to
+// 20 seconds per megabyte. So after twice the file's size, 8 MiB, 2,048 pieces or 32,768 reads the input
 // pretends to end, and libheif finds no image. That takes at most a quarter of a second. The headers and
 // metadata of a valid file are read about once; an item takes about 20 reads and one piece, and an image of
 // 200 megapixels has about 800 items.

@@ -56,13 +56,13 @@ class HeaderReader {
   }
 
   void add(const AVIChunkHeader& chunk) {
-    if (chunk.name == "avih") {
+    if (chunk.name == "avih") {  // MainAVIHeader
       const std::string content = contentOf(chunk);
       microsecondsPerFrame_ = littleEndian32(content, 0);
       mainFrames_ = littleEndian32(content, 16);
-    } else if (chunk.name == "dmlh") {
+    } else if (chunk.name == "dmlh") {  // OpenDML 1.02: the frames of all RIFF lists
       extendedFrames_ = littleEndian32(contentOf(chunk), 0);
-    } else if (chunk.name == "strh") {
+    } else if (chunk.name == "strh") {  // AVIStreamHeader
       addStream(chunk);
     } else if (!headers_.streams.empty()) {
       addToStream(chunk, headers_.streams.back());
@@ -89,11 +89,11 @@ class HeaderReader {
   }
 
   void addToStream(const AVIChunkHeader& chunk, AVIStreamHeader& stream) {
-    if (chunk.name == "strf") {
+    if (chunk.name == "strf") {  // BITMAPINFOHEADER or WAVEFORMATEX
       stream.format = contentOf(chunk);
-    } else if (chunk.name == "vprp") {
+    } else if (chunk.name == "vprp") {  // OpenDML 1.02
       stream.properties = contentOf(chunk);
-    } else if (chunk.name == "indx") {
+    } else if (chunk.name == "indx") {  // OpenDML 1.02
       stream.index = chunk;
     }
   }

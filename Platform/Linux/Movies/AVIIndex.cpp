@@ -183,7 +183,7 @@ class OpenDMLIndex {
   struct Head {
     unsigned longsPerEntry = 0;
     unsigned subtype = 0;  // bIndexSubType; 1: entries of two fields
-    unsigned type = 0;     // bIndexType; 0: of indexes, 1: of chunks
+    unsigned type = 0;     // bIndexType; 0: AVI_INDEX_OF_INDEXES, 1: AVI_INDEX_OF_CHUNKS
     std::int64_t count = 0;
     std::string name;
     std::uint64_t base = 0;

@@ -49,6 +49,8 @@ class TableScan {
     }
     const std::uint32_t shortSize = AV_RB32(head.data());
     std::uint64_t size = shortSize;
+    // ISO/IEC 14496-12, 4.2: 1 says that the size follows in 8 bytes, 0 that the box reaches to the end of
+    // the file.
     if (shortSize == 1 && head.size() == 16) {
       size = AV_RB64(head.data() + 8);
     } else if (shortSize < 8) {
@@ -74,6 +76,8 @@ class TableScan {
     return true;
   }
 
+  // The counts of ISO/IEC 14496-12, 8.7.3.2 (stsz), 8.7.3.3 (stz2) and 8.8.8 (trun), and of the QuickTime
+  // File Format, "Metadata Item Keys Atom" (keys).
   bool areBounded(std::string_view bytes) {
     return bytes.find("cmov") == std::string_view::npos && countsAreBounded(bytes, "stsz", 12) &&
            countsAreBounded(bytes, "stz2", 12) && countsAreBounded(bytes, "trun", 8) &&
