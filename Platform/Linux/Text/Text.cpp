@@ -8,17 +8,19 @@
 #include <unicode/unistr.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <limits>
 #include <optional>
 #include <utility>
 
+#include "Platform/Linux/Text/UserLocale.h"
 #include "TolvanderCore/Foundation/ASCII.h"
 #include "TolvanderCore/Foundation/Precondition.h"
 
 namespace tolvander {
 
 namespace {
+
+using platform::linux_::userLocale;
 
 std::int32_t lengthOf(std::string_view text) {
   precondition(text.size() <= std::numeric_limits<std::int32_t>::max(), "a text is shorter than 2 GiB");
@@ -31,23 +33,6 @@ icu::UnicodeString utf16(std::string_view text) { return icu::UnicodeString::fro
 
 bool isASCII(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char character) { return (character & 0x80) == 0; });
-}
-
-// The user's locale for one category ("LC_COLLATE"), by the precedence of the environment variables
-// (POSIX.1-2017, Base Definitions, 8.2).
-icu::Locale userLocale(const char* category) {
-  for (const char* const variable : {"LC_ALL", category, "LANG"}) {
-    const char* const value = getenv(variable);
-    if (value == nullptr || *value == '\0') {
-      continue;
-    }
-    // "C.UTF-8" and "POSIX" mean byte order and ungrouped digits in the C library. Users expect neither, so
-    // the rules of no particular language are used.
-    const std::string_view language = std::string_view(value).substr(0, std::string_view(value).find('.'));
-    const bool isWithoutLanguage = language == "C" || language == "POSIX" || language == "en_US_POSIX";
-    return isWithoutLanguage ? icu::Locale::getRoot() : icu::Locale::createCanonical(value);
-  }
-  return icu::Locale::getRoot();
 }
 
 // Null if ICU doesn't support the locale.
