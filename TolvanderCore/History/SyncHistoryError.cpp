@@ -1,5 +1,7 @@
 #include "TolvanderCore/SyncHistoryError.h"
 
+#include "TolvanderCore/SupportAddress.h"
+
 namespace tolvander {
 
 SyncHistoryError::SyncHistoryError(Case kind)
@@ -8,11 +10,10 @@ SyncHistoryError::SyncHistoryError(Case kind)
 
 std::optional<std::string> SyncHistoryError::description() const {
   return kind() == Case::unreadableHistory
-             ? "Tolvander couldn’t read its import history. Sync is paused to prevent duplicates. "
-               "Contact " TOLVANDER_SUPPORT_EMAIL " for help."
+             ? "Tolvander couldn’t read its import history. Sync is paused to prevent duplicates. Contact " +
+                   supportAddress() + " for help."
              : "A previous import was interrupted. Check Photos to recover its result; unresolved items stay "
-               "paused "
-               "to prevent duplicates.";
+               "paused to prevent duplicates.";
 }
 
 }  // namespace tolvander
