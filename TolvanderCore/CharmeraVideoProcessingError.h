@@ -1,11 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 
 #include "TolvanderCore/Foundation/CaseError.h"
+#include "TolvanderCore/Foundation/SystemDescribed.h"
 
 namespace tolvander {
 
@@ -20,13 +20,14 @@ enum class CharmeraVideoProcessingErrorCase {
 };
 
 // Why a video could not be prepared, with the words for the user. Two pairs of cases share a text.
-class CharmeraVideoProcessingError final : public CaseError<CharmeraVideoProcessingErrorCase> {
+class CharmeraVideoProcessingError final : public CaseError<CharmeraVideoProcessingErrorCase>,
+                                           public SystemDescribed {
  public:
   explicit CharmeraVideoProcessingError(Case what);
 
   std::string_view domain() const override { return "TolvanderCore.CharmeraVideoProcessingError"; }
   std::string_view caseName() const override;
-  std::optional<std::string> description() const override;
+  std::string describe(const SystemNames& names) const override;
 };
 
 }  // namespace tolvander

@@ -62,7 +62,7 @@ std::optional<HistoryDatabase> decoded(const std::string& history) {
 
 // Everything that is told of the Trash and the history, as the command line does it.
 void tellReports(AppModelWorld& world) {
-  const app::TrashService trash(world.trash);
+  const app::TrashService trash(world.trash, "Trash");
   const auto report =
       app::TrashReport::of(world.history().trashRecords(), world.history().unsettledTrashIntents(), trash);
   static_cast<void>(report.text() + report.json());

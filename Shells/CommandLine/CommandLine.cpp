@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "Platform/Linux/Text/LinuxNames.h"
 #include "Shells/CommandLine/Arguments.h"
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Failure.h"
@@ -44,8 +45,9 @@ ExitStatus runReportingFailure(Command& command, Context& context, const std::st
   } catch (const CancellationError&) {
     return ExitStatus::stopped;
   } catch (const std::exception& error) {
-    showFailure(app::failureText(error));
-    std::cout << (context.json ? app::failureJSON(error) + "\n" : "");
+    const SystemNames names = platform::linux_::systemNames();
+    showFailure(app::failureText(error, names));
+    std::cout << (context.json ? app::failureJSON(error, names) + "\n" : "");
   }
   return ExitStatus::failed;
 }

@@ -70,9 +70,9 @@ AppModel::AppModel(const Platform& platform, Services services,
           [log = services_.diagnosticLog](DiagnosticLog::Event event, const DiagnosticLog::Metrics& metrics) {
             log->record(event, metrics);
           })),
-      trash_(platform.trash),
+      trash_(platform.trash, platform.systemNames.trashTitle),
       notifications_([settings = services_.settings] { return settings->onboardingCompleted(); },
-                     platform.notifications),
+                     platform.notifications, platform.systemNames),
       securityScopedAccess_(platform.bookmarks),
       gate_(isSyncing, changes, tasks_,
             {.clearForFlow = [this] { clearForFlow(); },

@@ -206,7 +206,7 @@ std::optional<std::string> CameraAccessFlow::saveDevice(const FileURL& chosen) {
     saveAccess(*volume, context_.platform.bookmarks.bookmarkData(chosen, {.withSecurityScope = true}));
     return std::nullopt;
   } catch (const Error& error) {
-    return "Tolvander couldn’t remember that drive: " + failureText(error);
+    return "Tolvander couldn’t remember that drive: " + failureText(error, context_.platform.systemNames);
   }
 }
 

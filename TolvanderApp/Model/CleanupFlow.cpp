@@ -6,8 +6,8 @@
 
 #include "TolvanderApp/CameraVolumeDiscovery.h"
 #include "TolvanderApp/Concurrency/Background.h"
+#include "TolvanderApp/Presentation/CleanupText.h"
 #include "TolvanderApp/Trash/CleanupProof.h"
-#include "TolvanderCore/Counted.h"
 #include "TolvanderCore/Foundation/AbsolutePath.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/Platform/Volume.h"
@@ -17,60 +17,6 @@ namespace tolvander::app {
 namespace {
 
 using Records = std::vector<ManagedTrashRecord>;
-
-// `kind`: "file", or with an adjective.
-std::string files(std::size_t count, const std::string& kind = "file") {
-  return countedInDigits(static_cast<std::int64_t>(count), kind, kind + "s");
-}
-
-std::string recoveryNeeded(std::size_t count) {
-  return files(count) +
-         (count == 1 ? " is in macOS Trash but could not be safely tracked. Restore it with Finder."
-                     : " are in macOS Trash but could not be safely tracked. Restore them with Finder.") +
-         " The camera was not automatically ejected.";
-}
-
-std::string movedButNotRecorded(std::size_t remaining) {
-  if (remaining == 0) {
-    return "Cleanup history could not be saved. Moved files were restored to the camera; cleanup stopped.";
-  }
-  return "Cleanup history could not be saved. " + files(remaining) +
-         (remaining == 1 ? " remains" : " remain") +
-         " in macOS Trash and can be restored with Finder. Cleanup stopped.";
-}
-
-std::string deletedButNotRecorded(std::size_t deleted) {
-  return "Trash history could not be saved. " + files(deleted) + (deleted == 1 ? " was" : " were") +
-         " permanently deleted; remaining files are still in macOS Trash. Manage remaining items in Finder "
-         "before retrying.";
-}
-
-std::string noLongerInLibrary(std::size_t deleted) {
-  const std::string text = "Some of these items no longer appear in Photos. ";
-  if (deleted == 0) {
-    return text + "Nothing was permanently deleted; keep the copies in Trash or restore them in Finder.";
-  }
-  return text + files(deleted) + (deleted == 1 ? " was" : " were") +
-         " permanently deleted; keep the remaining copies in Trash or restore them in Finder.";
-}
-
-Alert moveQuestion(std::size_t count, const std::string& deviceName) {
-  return {.style = Alert::Style::informational,
-          .message = "Move " + files(count, "synced file") + " to macOS Trash?",
-          .informativeText = "Files from “" + deviceName +
-                             "” can be restored in Finder until Trash is emptied. Keep on Camera changes "
-                             "nothing.",
-          .buttons = {"Move to Trash", "Keep on Camera"}};
-}
-
-Alert deleteQuestion(std::size_t count, const std::string& deviceName) {
-  return {.style = Alert::Style::critical,
-          .message = "Permanently delete " + files(count, "trashed file") + "?",
-          .informativeText = "Only files Tolvander moved from “" + deviceName +
-                             "” will be deleted. Other items in macOS Trash are untouched. This cannot be "
-                             "undone.",
-          .buttons = {"Clear Trash", "Cancel"}};
-}
 
 // A volume without a UUID is imported from and never managed in the Trash.
 std::optional<std::string> volumeUUID(const FileURL& volume) {
@@ -211,7 +157,8 @@ Task<CleanupOutcome> CleanupFlow::offerToTrash(std::vector<FingerprintedMediaFil
 
 Task<CleanupOutcome> CleanupFlow::askToTrash(std::vector<FingerprintedMediaFile> files,
                                              DetectedDevice device) {
-  auto question = context_.platform.dialogs.ask(moveQuestion(files.size(), device.displayName));
+  auto question =
+      context_.platform.dialogs.ask(CleanupText::moveQuestion(files.size(), device.displayName, names_));
   const auto answer = co_await question;
   if (answer != 0) {
     co_return CleanupOutcome{.safeToEject = true, .didNotify = false};
@@ -274,10 +221,9 @@ Task<CleanupOutcome> CleanupFlow::finishMove(TrashMoveResult result, std::string
   co_await trashCount;
   CleanupOutcome outcome;
   if (!result.recoveryPaths.empty()) {
-    showCleanupFailure(recoveryNeeded(result.recoveryPaths.size()));
+    showCleanupFailure(CleanupText::recoveryNeeded(result.recoveryPaths.size(), names_));
   } else if (!result.failures.empty()) {
-    showCleanupFailure(
-        "Some synced files could not be moved to macOS Trash. The camera was not automatically ejected.");
+    showCleanupFailure(CleanupText::notAllMoved(names_));
   } else if (result.cancelled || context_.gate.isStopRequested() || token.isCancelled()) {
     context_.showStopped("Cleanup stopped");
   } else {
@@ -303,7 +249,7 @@ Task<> CleanupFlow::undoMove(TrashMoveResult result) {
   const TrashRestoreResult restored = co_await restoring;
   const std::size_t remaining =
       result.records.size() - restored.restored.size() + result.recoveryPaths.size();
-  showCleanupFailure(movedButNotRecorded(remaining));
+  showCleanupFailure(CleanupText::movedButNotRecorded(remaining, names_));
   auto trashCount = model_.refreshTrashCount();
   co_await trashCount;
 }
@@ -363,7 +309,8 @@ Task<CleanupResult> CleanupFlow::clearTrash(DeviceTrashSummary device) {
     co_return CleanupResult();
   }
   token.throwIfCancelled();
-  auto question = context_.platform.dialogs.ask(deleteQuestion(records.size(), device.displayName));
+  auto question =
+      context_.platform.dialogs.ask(CleanupText::deleteQuestion(records.size(), device.displayName, names_));
   const auto answer = co_await question;
   if (answer != 0) {
     fields_.statusMessage = "Camera files kept in Trash";
@@ -376,7 +323,7 @@ Task<CleanupResult> CleanupFlow::clearTrash(DeviceTrashSummary device) {
   });
   const bool areAllInLibrary = co_await proving;
   if (!areAllInLibrary) {
-    showCleanupFailure(noLongerInLibrary(0));
+    showCleanupFailure(CleanupText::noLongerInLibrary(0, names_));
     co_return CleanupResult();
   }
   requireCleanupAccess(records, token);
@@ -409,16 +356,14 @@ Task<> CleanupFlow::finishDelete(TrashDeleteResult result, std::string deviceNam
   try {
     co_await recording;
   } catch (const Error&) {
-    context_.showFailure(deletedButNotRecorded(result.deleted.size()));
+    context_.showFailure(CleanupText::deletedButNotRecorded(result.deleted.size(), names_));
   }
   auto trashCount = model_.refreshTrashCount();
   co_await trashCount;
   if (!result.unproven.empty()) {
-    showCleanupFailure(noLongerInLibrary(result.deleted.size()));
+    showCleanupFailure(CleanupText::noLongerInLibrary(result.deleted.size(), names_));
   } else if (!result.failures.empty()) {
-    showCleanupFailure(
-        "Some tracked files could not be cleared. Remaining files are still in macOS Trash and can be "
-        "managed in Finder.");
+    showCleanupFailure(CleanupText::notAllDeleted(names_));
   } else if (result.cancelled || context_.gate.isStopRequested() || token.isCancelled()) {
     context_.showStopped("Cleanup stopped");
   } else {
@@ -458,11 +403,9 @@ Task<CleanupResult> CleanupFlow::restoreTrash(DeviceTrashSummary device,
   auto trashCount = model_.refreshTrashCount();
   co_await trashCount;
   if (!result.failures.empty()) {
-    showCleanupFailure(
-        "Some tracked files could not be restored. Remaining files are still in macOS Trash and can be "
-        "managed in Finder.");
+    showCleanupFailure(CleanupText::notAllRestored(names_));
   } else {
-    fields_.statusMessage = files(result.restored.size()) + " restored to the camera";
+    fields_.statusMessage = CleanupText::files(result.restored.size()) + " restored to the camera";
   }
   co_return CleanupResult{.fileCount = static_cast<std::int64_t>(result.restored.size())};
 }

@@ -26,7 +26,11 @@ struct CleanupOutcome {
 class CleanupFlow {
  public:
   CleanupFlow(ModelContext& context, CameraAccessFlow& access)
-      : context_(context), model_(context.model), fields_(context.fields), access_(access) {}
+      : context_(context),
+        model_(context.model),
+        fields_(context.fields),
+        names_(context.platform.systemNames),
+        access_(access) {}
 
   Started<CleanupResult> clearManagedTrash(DeviceTrashSummary device);
   Started<CleanupResult> restoreManagedTrash(DeviceTrashSummary device,
@@ -61,6 +65,7 @@ class CleanupFlow {
   ModelContext& context_;
   AppModel& model_;
   const ModelFields& fields_;
+  const SystemNames& names_;
   CameraAccessFlow& access_;
 };
 

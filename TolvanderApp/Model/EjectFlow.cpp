@@ -86,7 +86,8 @@ Task<bool> EjectFlow::ejectVolume(FileURL url, std::string displayName, bool isC
 }
 
 void EjectFlow::showEjectFailure(const std::string& displayName, const std::exception_ptr& failure) {
-  context_.showFailure(displayName + " could not be ejected: " + failureText(failure));
+  context_.showFailure(displayName +
+                       " could not be ejected: " + failureText(failure, context_.platform.systemNames));
   context_.record(DiagnosticLog::Event::operationFailed, AppDiagnostics::errorMetrics(failure));
   fields_.statusMessage = "Eject needs attention";
 }

@@ -81,7 +81,7 @@ void FailureDisplay::show(const std::exception& error) {
 }
 
 void FailureDisplay::present(const std::exception& error) {
-  fields_.lastError = failureText(error);
+  fields_.lastError = failureText(error, context_.platform.systemNames);
   fields_.offersPhotoReview = canBeSettledByReview(error);
   fields_.statusMessage = failureStatus(model_.offersPhotoReview);
 }
@@ -126,7 +126,8 @@ std::optional<FlowFailure> FailureDisplay::failure() const {
   }
   if (const auto& issue = model_.removableVolumeAccessIssue.value()) {
     return FlowFailure{
-        .words = MediaSourceError::volumeAccessDenied(issue->volumeName).description().value_or(""),
+        .words =
+            MediaSourceError::volumeAccessDenied(issue->volumeName).describe(context_.platform.systemNames),
         .file = std::nullopt};
   }
   if (model_.photosPermissionStatus != PhotosPermissionStatus::authorized) {

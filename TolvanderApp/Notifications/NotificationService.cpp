@@ -26,7 +26,7 @@ Task<> NotificationService::sendSyncFinished(std::int64_t count, std::int64_t vi
                                              bool ejected) {
   const std::int64_t videos = std::max<std::int64_t>(std::min(count, videoCount), 0);
   const MediaCounts counts{.photos = std::max<std::int64_t>(count - videos, 0), .videos = videos};
-  std::string body = isCharmera ? "Added from your Charmera to Apple Photos." : "Added to Apple Photos.";
+  std::string body = (isCharmera ? "Added from your Charmera to " : "Added to ") + names_.photoLibrary + ".";
   if (ejected) {
     body += " " + ejectedText(isCharmera) + ".";
   }
@@ -42,8 +42,9 @@ Task<> NotificationService::sendNoNewFiles(bool isCharmera, bool ejected) {
 }
 
 Task<> NotificationService::sendMovedToTrash(std::int64_t count, std::string deviceName) {
-  return send("Moved to macOS Trash", countedInDigits(count, "file", "files") + " from " + deviceName +
-                                          ". Restore in Finder until Trash is emptied.");
+  return send("Moved to " + names_.trash, countedInDigits(count, "file", "files") + " from " + deviceName +
+                                              ". Restore in " + names_.fileManager +
+                                              " until Trash is emptied.");
 }
 
 Task<> NotificationService::sendTrashCleared(std::int64_t count, std::string deviceName) {

@@ -7,6 +7,7 @@
 
 #include "TolvanderApp/Concurrency/Task.h"
 #include "TolvanderApp/Platform/NotificationDelivery.h"
+#include "TolvanderCore/SystemNames.h"
 
 namespace tolvander::app {
 
@@ -18,8 +19,8 @@ namespace tolvander::app {
 class NotificationService {
  public:
   // `isEnabled` returns whether setup is complete. `delivery` outlives the service.
-  NotificationService(std::function<bool()> isEnabled, NotificationDelivery& delivery)
-      : isEnabled_(std::move(isEnabled)), delivery_(delivery) {}
+  NotificationService(std::function<bool()> isEnabled, NotificationDelivery& delivery, SystemNames names)
+      : isEnabled_(std::move(isEnabled)), delivery_(delivery), names_(std::move(names)) {}
   NotificationService(const NotificationService&) = delete;
   NotificationService& operator=(const NotificationService&) = delete;
 
@@ -39,6 +40,7 @@ class NotificationService {
 
   std::function<bool()> isEnabled_;
   NotificationDelivery& delivery_;
+  const SystemNames names_;
 };
 
 }  // namespace tolvander::app

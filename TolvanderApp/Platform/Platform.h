@@ -13,6 +13,7 @@
 #include "TolvanderApp/Platform/TrashOperations.h"
 #include "TolvanderApp/Platform/VolumeEjector.h"
 #include "TolvanderApp/Platform/Volumes.h"
+#include "TolvanderCore/SystemNames.h"
 
 namespace tolvander::app {
 
@@ -32,6 +33,7 @@ struct Platform {
   Application& application;
   ApplicationVersion applicationVersion;
   OperatingSystemVersion systemVersion;
+  SystemNames systemNames;
 };
 
 }  // namespace tolvander::app

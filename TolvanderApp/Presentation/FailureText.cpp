@@ -9,6 +9,7 @@
 #include "TolvanderApp/Presentation/Wording.h"
 #include "TolvanderCore/CharmeraMediaProcessor.h"
 #include "TolvanderCore/Foundation/Error.h"
+#include "TolvanderCore/Foundation/SystemDescribed.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/JSON/JSONWriter.h"
 #include "TolvanderCore/MediaProcessingError.h"
@@ -74,7 +75,7 @@ bool isDiskFull(const Error& error) {
 }
 
 // Of our own errors. What their diagnostic text says is written for people at a terminal too.
-std::string text(const Error& error) {
+std::string text(const Error& error, const SystemNames& names) {
   if (const auto* processing = dynamic_cast<const MediaProcessingError*>(&error)) {
     return text(processing->kind());
   }
@@ -83,6 +84,9 @@ std::string text(const Error& error) {
   }
   if (const auto* file = dynamic_cast<const CocoaError*>(&error)) {
     return text(static_cast<CocoaError::Code>(file->code()));
+  }
+  if (const auto* described = dynamic_cast<const SystemDescribed*>(&error)) {
+    return described->describe(names);
   }
   if (auto description = error.description()) {
     return *std::move(description);
@@ -99,9 +103,9 @@ std::string text(const std::filesystem::filesystem_error& error) {
 }  // namespace
 
 // The texts of errors that aren't ours name types and functions, so none of them is shown.
-std::string failureText(const std::exception& error) {
+std::string failureText(const std::exception& error, const SystemNames& names) {
   if (const auto* own = dynamic_cast<const Error*>(&error)) {
-    return printable(text(*own));
+    return printable(text(*own, names));
   }
   if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr) {
     return "There is not enough memory.";
@@ -115,7 +119,7 @@ std::string failureText(const std::exception& error) {
   return "Tolvander failed in a way that it has no words for. Please report it.";
 }
 
-std::string failureJSON(const std::exception& error) {
+std::string failureJSON(const std::exception& error, const SystemNames& names) {
   const auto* own = dynamic_cast<const Error*>(&error);
   const std::string_view caseName = own != nullptr ? own->caseName() : std::string_view();
   return jsonText(JSONWriter::Style::compact, [&](JSONWriter& writer) {
@@ -125,17 +129,17 @@ std::string failureJSON(const std::exception& error) {
     if (!caseName.empty()) {
       writer.string("case", caseName);
     }
-    writer.string("message", failureText(error));
+    writer.string("message", failureText(error, names));
     writer.endObject();
     writer.endObject();
   });
 }
 
-std::string failureText(const std::exception_ptr& failure) {
+std::string failureText(const std::exception_ptr& failure, const SystemNames& names) {
   try {
     std::rethrow_exception(failure);
   } catch (const std::exception& error) {
-    return failureText(error);
+    return failureText(error, names);
   }
 }
 

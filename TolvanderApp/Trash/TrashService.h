@@ -30,13 +30,15 @@ namespace tolvander::app {
 // following a link, and it counts as the one that was fingerprinted only after its bytes have been hashed
 // again.
 //
-// Holds nothing but the reference to the platform, which has to outlive it; safe on every thread. The
-// operations block, one file at a time, in memory of one chunk whatever the size of the files. Moving,
+// Holds nothing but a name and the reference to the platform, which has to outlive it; safe on every thread.
+// The operations block, one file at a time, in memory of one chunk whatever the size of the files. Moving,
 // restoring and deleting never throw: their results say what became of each file, and every file that isn't
 // in them as done is where it was, or named as being somewhere else.
 class TrashService {
  public:
-  explicit TrashService(TrashOperations& platform) : platform_(platform) {}
+  // `trashTitle`: what recovery paths call the Trash where a file's place in it isn't known.
+  TrashService(TrashOperations& platform, std::string trashTitle)
+      : platform_(platform), trashTitle_(std::move(trashTitle)) {}
 
   class OpenDirectory {
    public:
@@ -167,6 +169,7 @@ class TrashService {
   bool renameBack(const ManagedTrashRecord& record, const std::string& claimed) const;
 
   TrashOperations& platform_;
+  std::string trashTitle_;
 };
 
 }  // namespace tolvander::app

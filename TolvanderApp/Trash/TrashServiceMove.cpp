@@ -85,7 +85,7 @@ ManagedTrashRecord TrashService::moveOne(const FingerprintedMediaFile& file, con
   move.intents.begin(intent);
   const auto resulting = moveEntry(source, trash, intent, move);
   if (!resulting) {
-    recoveryPaths.push_back("macOS Trash: " + file.file.filename);
+    recoveryPaths.push_back(trashTitle_ + ": " + file.file.filename);
     throw UnsafeTrashItem();
   }
   try {

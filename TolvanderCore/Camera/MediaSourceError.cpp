@@ -1,5 +1,7 @@
 #include "TolvanderCore/MediaSourceError.h"
 
+#include "TolvanderCore/SystemNames.h"
+
 namespace tolvander {
 
 MediaSourceError MediaSourceError::volumeAccessDenied(std::string volumeName) {
@@ -10,8 +12,8 @@ MediaSourceError::MediaSourceError(std::string volumeName)
     : CaseError(Case::volumeAccessDenied, "no permission to read the volume"),
       volumeName_(std::move(volumeName)) {}
 
-std::optional<std::string> MediaSourceError::description() const {
-  return "Tolvander cannot read " + volumeName_ + ". Allow removable-volume access in System Settings.";
+std::string MediaSourceError::describe(const SystemNames& names) const {
+  return "Tolvander cannot read " + volumeName_ + ". " + names.removableVolumeAdvice;
 }
 
 }  // namespace tolvander

@@ -3,45 +3,49 @@
 #include <array>
 #include <cstddef>
 
+#include "TolvanderCore/SystemNames.h"
+
 namespace tolvander {
 
 namespace {
 
-struct Texts {
-  std::string_view name;
-  std::string_view description;
-};
-
 // In the order of the cases.
-constexpr std::array<Texts, 7> texts{{
-    {"fixtureValidationRequired",
-     "This video could not be converted on this Mac. The camera original is unchanged."},
-    {"invalidVideo", "This video could not be read. The camera original is unchanged. Try Check Now again."},
-    {"invalidDestination",
-     "Tolvander could not prepare a temporary video copy. The camera original is unchanged. Try Check Now "
-     "again."},
-    {"nativeExportUnavailable",
-     "This video could not be converted on this Mac. The camera original is unchanged."},
-    {"exportFailed",
-     "This video could not be prepared for Photos. The camera original is unchanged. Try Check Now again."},
-    {"exportTimedOut",
-     "Preparing this video took too long. The camera original is unchanged. Try Check Now again."},
-    {"invalidExport",
-     "This video could not be prepared for Photos. The camera original is unchanged. Try Check Now again."},
-}};
+constexpr std::array<std::string_view, 7> caseNames{"fixtureValidationRequired",
+                                                    "invalidVideo",
+                                                    "invalidDestination",
+                                                    "nativeExportUnavailable",
+                                                    "exportFailed",
+                                                    "exportTimedOut",
+                                                    "invalidExport"};
 
 }  // namespace
 
 CharmeraVideoProcessingError::CharmeraVideoProcessingError(Case what)
     : CaseError(what,
-                "video processing failed: " + std::string(texts.at(static_cast<std::size_t>(what)).name)) {}
+                "video processing failed: " + std::string(caseNames.at(static_cast<std::size_t>(what)))) {}
 
 std::string_view CharmeraVideoProcessingError::caseName() const {
-  return texts.at(static_cast<std::size_t>(kind())).name;
+  return caseNames.at(static_cast<std::size_t>(kind()));
 }
 
-std::optional<std::string> CharmeraVideoProcessingError::description() const {
-  return std::string(texts.at(static_cast<std::size_t>(kind())).description);
+std::string CharmeraVideoProcessingError::describe(const SystemNames& names) const {
+  switch (kind()) {
+    case Case::fixtureValidationRequired:
+    case Case::nativeExportUnavailable:
+      return "This video could not be converted on " + names.computer + ". The camera original is unchanged.";
+    case Case::invalidVideo:
+      return "This video could not be read. The camera original is unchanged. Try Check Now again.";
+    case Case::invalidDestination:
+      return "Tolvander could not prepare a temporary video copy. The camera original is unchanged. Try "
+             "Check Now again.";
+    case Case::exportTimedOut:
+      return "Preparing this video took too long. The camera original is unchanged. Try Check Now again.";
+    case Case::exportFailed:
+    case Case::invalidExport:
+      break;
+  }
+  return "This video could not be prepared for Photos. The camera original is unchanged. Try Check Now "
+         "again.";
 }
 
 }  // namespace tolvander

@@ -1,5 +1,6 @@
 #include <iostream>
 
+#include "Platform/Linux/Text/LinuxNames.h"
 #include "Shells/CommandLine/Arguments.h"
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Reports/ScanReport.h"
@@ -24,7 +25,8 @@ class ScanCommand final : public Command {
     app::ScanReport::Options options = optionsOfHome(context);
     options.withFingerprints = withFingerprints_;
     if (verifies_) {
-      options.verifyIn = HomeFiles::of(context).staging;
+      options.verification = {.stagingFolder = HomeFiles::of(context).staging,
+                              .systemNames = platform::linux_::systemNames()};
     }
     const auto report = app::ScanReport::of(fileURLFromArgument(volume_), options, context.cancellation);
     std::cout << (context.json ? report.json() + "\n" : report.text());

@@ -2,6 +2,7 @@
 
 #include "Platform/Linux/PhotoLibrary/EmbeddedPhotoLibrary.h"
 #include "Platform/Linux/System/HomeLock.h"
+#include "Platform/Linux/Text/LinuxNames.h"
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Reports/StatusReport.h"
 #include "Shells/CommandLine/Session/HomeView.h"
@@ -101,7 +102,7 @@ std::optional<std::string> problemOf(EmbeddedPhotoLibrary& library) {
     library.requireCatalogue();
     return std::nullopt;
   } catch (const Error& error) {
-    return app::failureText(error);
+    return app::failureText(error, systemNames());
   }
 }
 

@@ -2,6 +2,7 @@
 #include <iostream>
 #include <iterator>
 
+#include "Platform/Linux/Text/LinuxNames.h"
 #include "Shells/CommandLine/Command.h"
 #include "Shells/CommandLine/Conclusion.h"
 #include "Shells/CommandLine/Reports/RunResult.h"
@@ -25,7 +26,8 @@ using app::TrashReport;
 TrashReport reportOf(const HomeFiles& files) {
   platform::linux_::FreedesktopTrash trash;
   SyncHistoryStore history(files.history);
-  return TrashReport::of(history.trashRecords(), history.unsettledTrashIntents(), app::TrashService(trash));
+  return TrashReport::of(history.trashRecords(), history.unsettledTrashIntents(),
+                         app::TrashService(trash, platform::linux_::systemNames().trashTitle));
 }
 
 // What a flow came to: whether the user wanted it, and why it couldn't be, where the model doesn't know that.

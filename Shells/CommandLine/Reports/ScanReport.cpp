@@ -80,16 +80,18 @@ std::string uuidOf(const FileURL& volume) {
 
 // Absent where the file can be fingerprinted and prepared as an import does it.
 std::optional<std::string> failureOfImport(const CameraMediaFile& file, bool isCharmera,
-                                           const FileURL& folder, const CancellationToken& token) {
+                                           const ScanReport::Verification& verification,
+                                           const CancellationToken& token) {
   try {
     MediaFingerprintStage::fingerprint({file}, isCharmera, token);
-    MediaStagingService(folder).withPreparedBatch(
-        {file}, isCharmera, TimeZone::current(), [](const PreparedMediaBatch&) { return true; }, token);
+    MediaStagingService(verification.stagingFolder)
+        .withPreparedBatch(
+            {file}, isCharmera, TimeZone::current(), [](const PreparedMediaBatch&) { return true; }, token);
     return std::nullopt;
   } catch (const CancellationError&) {
     throw;
   } catch (const std::exception& error) {
-    return failureText(error);
+    return failureText(error, verification.systemNames);
   }
 }
 
@@ -103,7 +105,7 @@ ScanReport ScanReport::of(const FileURL& volumeURL, const Options& options, cons
                     .displayName = MountedVolumeMediaSource::displayName(volumeURL),
                     .profile = std::nullopt,
                     .files = {},
-                    .isVerified = options.verifyIn.has_value()};
+                    .isVerified = options.verification.has_value()};
   std::vector<DeviceProfile> profiles = options.savedProfiles;
   std::ranges::copy(DeviceProfile::builtIns(), std::back_inserter(profiles));
   auto device = MountedVolumeMediaSource().detect(volumeURL, profiles, token);
@@ -121,8 +123,8 @@ ScanReport ScanReport::of(const FileURL& volumeURL, const Options& options, cons
     if (options.withFingerprints) {
       entry.sourceFingerprint = FileFingerprinter::sha256(entry.file.url, token);
     }
-    if (options.verifyIn) {
-      entry.failure = failureOfImport(entry.file, isCharmera, *options.verifyIn, token);
+    if (options.verification) {
+      entry.failure = failureOfImport(entry.file, isCharmera, *options.verification, token);
     }
     report.files.push_back(std::move(entry));
   }

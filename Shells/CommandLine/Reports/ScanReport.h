@@ -9,6 +9,7 @@
 #include "TolvanderCore/Concurrency/Cancellation.h"
 #include "TolvanderCore/DeviceProfile.h"
 #include "TolvanderCore/Foundation/FileURL.h"
+#include "TolvanderCore/SystemNames.h"
 
 namespace tolvander::app {
 
@@ -21,12 +22,17 @@ struct ScanReport {
     bool isSetAside = false;
   };
 
+  // Each file is prepared as for an import.
+  struct Verification {
+    FileURL stagingFolder;    // for the prepared copies; need not exist
+    SystemNames systemNames;  // for the words of failures
+  };
+
   struct Options {
     bool withFingerprints = false;
     std::vector<DeviceProfile> savedProfiles = {};
     SetAsideFiles setAside = {};
-    // Prepares each file as for an import, in a new folder below this one, which need not exist.
-    std::optional<FileURL> verifyIn = {};
+    std::optional<Verification> verification = {};
   };
 
   FileURL volumeURL;

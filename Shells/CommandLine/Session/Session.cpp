@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "Platform/Linux/Notifications/DesktopNotifications.h"
+#include "Platform/Linux/Text/LinuxNames.h"
 #include "TolvanderApp/CameraVolumeDiscovery.h"
 #include "TolvanderApp/Concurrency/Callback.h"
 #include "TolvanderApp/Concurrency/TaskScope.h"
@@ -108,7 +109,8 @@ app::Platform Session::platform() {
           .loginItem = loginItem_,
           .application = application_,
           .applicationVersion = {.shortVersion = TOLVANDER_VERSION, .build = std::nullopt},
-          .systemVersion = app::OperatingSystemVersion::current()};
+          .systemVersion = app::OperatingSystemVersion::current(),
+          .systemNames = systemNames()};
 }
 
 ExitStatus Session::run(const Flow& flow) {

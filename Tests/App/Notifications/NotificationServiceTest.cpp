@@ -10,6 +10,7 @@
 #include "Tests/Support/Application/TaskResult.h"
 #include "Tests/Support/Doubles/RecordedNotifications.h"
 #include "Tests/Support/Doubles/VirtualMainThread.h"
+#include "Tests/Support/Fixtures/KnownSystems.h"
 #include "TolvanderCore/Foundation/UUID.h"
 
 namespace tolvander::tests {
@@ -24,6 +25,7 @@ struct Text {
   std::function<Task<>(NotificationService&)> send;
   std::string title;
   std::string body;
+  SystemNames names = macOS;
 };
 
 std::ostream& operator<<(std::ostream& stream, const Text& text) { return stream << text.title; }
@@ -49,6 +51,10 @@ std::vector<Text> allTexts() {
        "Added to Apple Photos."},
       {[](Service& service) { return service.sendSyncFinished(12, 0, !charmera, ejected); },
        "12 photos synced", "Added to Apple Photos. Camera safely ejected."},
+      {[](Service& service) { return service.sendSyncFinished(5, 2, charmera, !ejected); },
+       "3 photos and 2 videos synced", "Added from your Charmera to your photo library.", linuxDesktop},
+      {[](Service& service) { return service.sendSyncFinished(12, 0, !charmera, ejected); },
+       "12 photos synced", "Added to your photo library. Camera safely ejected.", linuxDesktop},
       {[](Service& service) { return service.sendSyncFinished(3, 3, charmera, !ejected); }, "3 videos synced",
        "Added from your Charmera to Apple Photos."},
       {[](Service& service) { return service.sendSyncFinished(3, 8, charmera, !ejected); }, "3 videos synced",
@@ -75,6 +81,8 @@ std::vector<Text> allTexts() {
        "0 files from Charmera. Restore in Finder until Trash is emptied."},
       {[](Service& service) { return service.sendMovedToTrash(1200, "Charmera"); }, "Moved to macOS Trash",
        "1200 files from Charmera. Restore in Finder until Trash is emptied."},
+      {[](Service& service) { return service.sendMovedToTrash(1, "My card"); }, "Moved to the Trash",
+       "1 file from My card. Restore in your file manager until Trash is emptied.", linuxDesktop},
 
       {[](Service& service) { return service.sendTrashCleared(1, "Charmera"); }, "1 trashed file deleted",
        "1 file permanently deleted from Charmera."},
@@ -100,7 +108,7 @@ class NotificationServiceTest : public testing::Test {
   VirtualMainThread mainThread_;
   RecordedNotifications delivery_;
   bool isSetUp_ = true;
-  NotificationService service_{[this] { return isSetUp_; }, delivery_};
+  NotificationService service_{[this] { return isSetUp_; }, delivery_, macOS};
 };
 
 }  // namespace
@@ -108,7 +116,7 @@ class NotificationServiceTest : public testing::Test {
 TEST_P(NotificationTexts, areTheSystemsOwnWords) {
   VirtualMainThread mainThread;
   RecordedNotifications delivery;
-  NotificationService service([] { return true; }, delivery);
+  NotificationService service([] { return true; }, delivery, GetParam().names);
   runToEnd(mainThread, GetParam().send(service));
   ASSERT_EQ(delivery.requests.size(), 1U);
   EXPECT_EQ(delivery.requests[0].title, GetParam().title);

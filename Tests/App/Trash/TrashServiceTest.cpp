@@ -215,8 +215,9 @@ TEST_F(TrashServiceTest, goesThroughTheSystemsOwnLinksAtTheTopOfTheDisk) {
     std::filesystem::create_directory_symlink("private/" + top, (folder / top).path());
     DiskWithPrivateFolders disk(scene.platform, folder.url());
     photo.file.url = FileURL("/" + top + "/card/PICT0001.JPG");
-    const auto result = app::TrashService(disk).moveToTrash(
-        {photo}, FileURL("/" + top + "/card"), "", "", scene.assets, scene.intentLog, CancellationToken());
+    const auto result = app::TrashService(disk, "Trash")
+                            .moveToTrash({photo}, FileURL("/" + top + "/card"), "", "", scene.assets,
+                                         scene.intentLog, CancellationToken());
     ASSERT_EQ(result.records.size(), 1U) << top;
     EXPECT_EQ(result.records.front().originalPath, "/private/" + top + "/card/PICT0001.JPG");
     EXPECT_FALSE(exists(folder / ("private/" + top + "/card/PICT0001.JPG")));
@@ -225,7 +226,7 @@ TEST_F(TrashServiceTest, goesThroughTheSystemsOwnLinksAtTheTopOfTheDisk) {
 
 TEST_F(TrashServiceTest, putsPrivateBeforeNothingButTheSystemsTwoLinks) {
   DiskWithPrivateFolders disk(scene.platform, folder.url());
-  const app::TrashService service(disk);
+  const app::TrashService service(disk, "Trash");
   EXPECT_EQ(service.normalized(FileURL("/tmp")).path(), "/private/tmp");
   EXPECT_EQ(service.normalized(FileURL("/x/../var/./log/")).path(), "/private/var/log");
   EXPECT_EQ(service.normalized(FileURL("/tmpfiles")).path(), "/tmpfiles");

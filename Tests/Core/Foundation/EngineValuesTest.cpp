@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 
+#include "Tests/Support/Fixtures/KnownSystems.h"
 #include "TolvanderCore/FingerprintedMediaFile.h"
 #include "TolvanderCore/LibraryReconciliation.h"
 #include "TolvanderCore/MediaMetadata.h"
@@ -12,6 +13,9 @@
 
 namespace tolvander {
 namespace {
+
+using tests::linuxDesktop;
+using tests::macOS;
 
 constexpr auto image = MediaMetadata::Kind::image;
 constexpr auto video = MediaMetadata::Kind::video;
@@ -70,10 +74,16 @@ TEST(MediaMetadata, imagesIgnoreTheDuration) {
 }
 
 TEST(RecognitionError, hasItsWordsForTheUser) {
-  EXPECT_EQ(RecognitionError(RecognitionError::Case::budgetExceeded).description(),
-            "The camera check reached its limit. No unchecked files were imported.");
-  EXPECT_EQ(RecognitionError(RecognitionError::Case::resourceUnavailable).description(),
+  const RecognitionError budget(RecognitionError::Case::budgetExceeded);
+  const std::string limitReached = "The camera check reached its limit. No unchecked files were imported.";
+  EXPECT_EQ(budget.describe(macOS), limitReached);
+  EXPECT_EQ(budget.describe(linuxDesktop), limitReached);
+  const RecognitionError resource(RecognitionError::Case::resourceUnavailable);
+  EXPECT_EQ(resource.describe(macOS),
             "Some files couldn’t be compared with originals on this Mac. No unchecked files were imported.");
+  EXPECT_EQ(resource.describe(linuxDesktop),
+            "Some files couldn’t be compared with originals on this computer. No unchecked files were "
+            "imported.");
 }
 
 TEST(RecognitionError, comparesAndHashesByItsCase) {
@@ -88,8 +98,10 @@ TEST(RecognitionError, comparesAndHashesByItsCase) {
 
 TEST(MediaSourceError, namesTheVolumeThatMayNotBeRead) {
   const auto error = MediaSourceError::volumeAccessDenied("CHARMERA");
-  EXPECT_EQ(error.description(),
+  EXPECT_EQ(error.describe(macOS),
             "Tolvander cannot read CHARMERA. Allow removable-volume access in System Settings.");
+  EXPECT_EQ(error.describe(linuxDesktop),
+            "Tolvander cannot read CHARMERA. Check that you are allowed to read this drive.");
   EXPECT_EQ(error.volumeName(), "CHARMERA");
 }
 

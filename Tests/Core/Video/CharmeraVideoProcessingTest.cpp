@@ -5,6 +5,7 @@
 #include <array>
 #include <string>
 
+#include "Tests/Support/Fixtures/KnownSystems.h"
 #include "Tests/Support/Machine/TemporaryFolder.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
@@ -34,9 +35,17 @@ TEST(CharmeraVideoProcessingError, hasItsWordsForEachCase) {
   std::int64_t code = 0;
   for (const auto& [what, text] : expected) {
     const CharmeraVideoProcessingError error(what);
-    EXPECT_EQ(error.description(), text);
+    EXPECT_EQ(error.describe(macOS), text);
     EXPECT_EQ(error.code(), code++);
     EXPECT_EQ(error.domain(), "TolvanderCore.CharmeraVideoProcessingError");
+  }
+}
+
+TEST(CharmeraVideoProcessingError, namesTheComputerThatCannotConvertAVideo) {
+  using Error = CharmeraVideoProcessingError;
+  for (const auto what : {Error::Case::fixtureValidationRequired, Error::Case::nativeExportUnavailable}) {
+    EXPECT_EQ(Error(what).describe(linuxDesktop),
+              "This video could not be converted on this computer. The camera original is unchanged.");
   }
 }
 

@@ -8,6 +8,7 @@
 #include "Samples/JPEGFrame.h"
 #include "Samples/TestClip.h"
 #include "Tests/Shells/CommandLine.h"
+#include "Tests/Support/Fixtures/KnownSystems.h"
 #include "TolvanderCore/CharmeraVideoProcessingError.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/Foundation/ISO8601.h"
@@ -25,7 +26,7 @@ class RewrapCommand : public CommandLine {
  protected:
   void expectProcessingFailure(Case expected) const {
     expectFailure({"rewrap", source.path(), movie.path()},
-                  *CharmeraVideoProcessingError(expected).description());
+                  CharmeraVideoProcessingError(expected).describe(linuxDesktop));
     EXPECT_FALSE(fs::exists(movie.path()));
   }
 
@@ -133,7 +134,7 @@ TEST_F(RewrapCommand, failsForAnEncodingThatCannotBeRewrapped) {
 TEST_F(RewrapCommand, failsWhereTheMovieCannotBeMade) {
   writeClip(source, {});
   expectFailure({"rewrap", source.path(), (folder / "missing/a.mov").path()},
-                *CharmeraVideoProcessingError(Case::exportFailed).description());
+                CharmeraVideoProcessingError(Case::exportFailed).describe(linuxDesktop));
 }
 
 TEST_F(RewrapCommand, failsForAVideoThatIsNotThere) {
@@ -145,7 +146,7 @@ TEST_F(RewrapCommand, writesOverNothing) {
   writeClip(source, {});
   writeFile(movie, "precious");
   const std::string before = readFile(source);
-  const std::string words = *CharmeraVideoProcessingError(Case::invalidDestination).description();
+  const std::string words = CharmeraVideoProcessingError(Case::invalidDestination).describe(linuxDesktop);
   expectFailure({"rewrap", source.path(), movie.path()}, words);
   expectFailure({"rewrap", source.path(), source.path()}, words);
   EXPECT_EQ(readFile(movie), "precious");

@@ -168,7 +168,7 @@ TEST_F(SyncCommandTest, keepsFilesOnTheCardWhereNobodyCanBeAsked) {
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(filesOnCard(), 3U);
   EXPECT_EQ(result.errors,
-            "Move 3 synced files to macOS Trash? Nobody can be asked here, so the answer is “Keep on "
+            "Move 3 synced files to the Trash? Nobody can be asked here, so the answer is “Keep on "
             "Camera”. Pass --trash yes for “Move to Trash”.\n");
 }
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "Samples/JPEGBuilder.h"
+#include "Tests/Support/Fixtures/KnownSystems.h"
 #include "TolvanderApp/Permissions/PermissionService.h"
 #include "TolvanderCore/MountedVolumeMediaSource.h"
 #include "TolvanderCore/Platform/Volume.h"
@@ -90,7 +91,8 @@ app::Platform AppModelWorld::platform() {
           .loginItem = loginItem,
           .application = application,
           .applicationVersion = {.shortVersion = "1.2.3", .build = "45"},
-          .systemVersion = {}};
+          .systemVersion = {},
+          .systemNames = macOS};
 }
 
 void AppModelWorld::launch(std::optional<app::PhotosPermissionStatus> status) {

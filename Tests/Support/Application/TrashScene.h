@@ -7,6 +7,7 @@
 
 #include "Platform/Linux/Trash/FreedesktopTrash.h"
 #include "Tests/Support/Doubles/WatchedTrash.h"
+#include "Tests/Support/Fixtures/KnownSystems.h"
 #include "TolvanderApp/Trash/TrashService.h"
 #include "TolvanderCore/FingerprintedMediaFile.h"
 #include "TolvanderCore/Foundation/FileURL.h"
@@ -38,7 +39,7 @@ struct TrashScene {
   FileURL trash;   // where the items in the Trash lie
   platform::linux_::FreedesktopTrash platform;
   WatchedTrash watched{platform};
-  app::TrashService service{watched};
+  app::TrashService service{watched, macOS.trashTitle};
   std::map<std::string, std::string> assets;  // from source fingerprint
   std::vector<TrashIntent> intents;           // of moves, those withdrawn left out
   app::TrashIntentLog intentLog{
