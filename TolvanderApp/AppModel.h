@@ -231,7 +231,9 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   // Permissions
 
   // Asks the system for access to the library, and gives its answer after what follows from it: with access
-  // a sync where setup is complete, without it setup is to be done again.
+  // a sync where setup is complete, without it setup is to be done again. Where a new library would be made,
+  // asks the user first; then nothing follows from a no, and a history that can't be read is shown as a
+  // failure. A call while a request runs gives that request.
   ValueTaskHandle<PhotosPermissionStatus> requestPhotosAccess();
   // Asks the system whether notifications may be shown.
   void requestNotificationPermission();

@@ -1,12 +1,26 @@
 #include "TolvanderApp/Model/PermissionsFlow.h"
 
-#include <optional>
+#include <algorithm>
 
+#include "TolvanderApp/Concurrency/Background.h"
 #include "TolvanderApp/Concurrency/Callback.h"
 #include "TolvanderApp/Permissions/PermissionService.h"
 #include "TolvanderApp/Platform/PhotoLibraryError.h"
+#include "TolvanderApp/Presentation/LibraryQuestion.h"
 
 namespace tolvander::app {
+
+namespace {
+
+// Whether the history says that files were imported, or that an import was begun.
+bool hasImported(SyncHistoryStore& history) {
+  const ImportRecords records = history.records();
+  return !history.pendingImportSources().empty() ||
+         std::ranges::any_of(
+             records, [](const ImportRecord& record) { return record.photosAssetIdentifier.has_value(); });
+}
+
+}  // namespace
 
 Task<> PermissionsFlow::refreshPermissionStatuses() {
   refreshLoginStatus();
@@ -40,7 +54,9 @@ void PermissionsFlow::applyPhotosPermissionStatus(PhotosPermissionStatus status)
                      {"photos_declined", status == PhotosPermissionStatus::denied}});
   }
   fields_.photosPermissionStatus = status;
-  if (status != PhotosPermissionStatus::authorized) {
+  if (status == PhotosPermissionStatus::authorized) {
+    hadLibrary_ = true;
+  } else {
     context_.requireSetupAfterAccessLoss();
   }
 }
@@ -62,10 +78,49 @@ void PermissionsFlow::requireSetupAfterAccessLoss() {
 }
 
 ValueTaskHandle<PhotosPermissionStatus> PermissionsFlow::requestPhotosAccess() {
-  return context_.tasks.start(askForPhotosAccess());
+  if (!photosRequest_ || photosRequest_->isFinished()) {
+    photosRequest_ = context_.tasks.start(askForPhotosAccess());
+  }
+  return *photosRequest_;
+}
+
+// Whether the library may be asked for access: where it would make a new library, the user has to agree.
+Task<bool> PermissionsFlow::mayMakeLibrary() {
+  auto looking =
+      background([&library = context_.platform.photoLibrary] { return library.folderOfNewLibrary(); });
+  const auto folder = co_await looking;
+  if (!folder) {
+    co_return true;
+  }
+  auto knowing = isLibraryMissing();
+  const bool isMissing = co_await knowing;
+  auto question = context_.platform.dialogs.ask(isMissing ? replacedLibraryQuestion(*folder)
+                                                          : newLibraryQuestion(*folder));
+  const auto answer = co_await question;
+  co_return answer == 0;
+}
+
+// Whether the settings or the history say that there was a library already, on a disk that isn't mounted say.
+// Throws SyncHistoryError.
+Task<bool> PermissionsFlow::isLibraryMissing() {
+  if (hadLibrary_ || model_.settings().lastSyncReceipt()) {
+    co_return true;
+  }
+  auto reading = background([history = context_.services.history] { return hasImported(*history); });
+  co_return co_await reading;
 }
 
 Task<PhotosPermissionStatus> PermissionsFlow::askForPhotosAccess() {
+  bool isWanted = false;
+  try {
+    auto deciding = mayMakeLibrary();
+    isWanted = co_await deciding;
+  } catch (const std::exception&) {
+    context_.show(std::current_exception());
+  }
+  if (!isWanted) {
+    co_return model_.photosPermissionStatus;
+  }
   auto asking = callback<PhotosPermissionStatus>([this](const Callback<PhotosPermissionStatus>& answered) {
     const auto request = PermissionService::standardPhotosAccessRequest(
         context_.platform.photoLibrary, *context_.services.diagnosticLog, context_.platform.mainThread, {});

@@ -14,10 +14,19 @@ namespace tolvander::app {
 struct Alert {
   enum class Style { informational, warning, critical };
 
+  // What the user agrees to. A program that was told answers before it asks, as by options of its command
+  // line, chooses the answer by the subject.
+  enum class Subject {
+    change,         // of a camera's files, the library's items or the settings
+    useOfFolder,    // for cameras or the photo library
+    missingLibrary  // whether a new library takes the place of a missing one: only a person may answer
+  };
+
   Style style = Style::warning;
   std::string message;
   std::string informativeText;
   std::vector<std::string> buttons;  // the first is what the question is about, the last changes nothing
+  Subject subject = Subject::change;
 
   friend bool operator==(const Alert&, const Alert&) = default;
 };

@@ -179,6 +179,10 @@ class PhotoLibrary {
 
   // Cheap; never prompts the user.
   virtual PhotosAuthorizationStatus authorizationStatus() = 0;
+  // Optional: the folder in which requestAuthorization would make a new library. The user must have agreed to
+  // that before. Absent where it makes none: there is a library, the request would fail, or it asks the user
+  // itself. Blocks.
+  virtual std::optional<FileURL> folderOfNewLibrary() { return std::nullopt; }
   // Asks the user if that was never done. The handler runs once, on any thread.
   virtual void requestAuthorization(std::function<void(PhotosAuthorizationStatus)> handler) = 0;
   // The error that made the last request fail, such as a full disk; null where the request succeeded or the

@@ -60,6 +60,18 @@ PhotosAuthorizationStatus EmbeddedPhotoLibrary::authorizationStatus() {
   return folder_.isWritable() ? PhotosAuthorizationStatus::authorized : PhotosAuthorizationStatus::denied;
 }
 
+std::optional<FileURL> EmbeddedPhotoLibrary::folderOfNewLibrary() {
+  if (authorizationStatus() != PhotosAuthorizationStatus::notDetermined) {
+    return std::nullopt;
+  }
+  try {
+    requireCatalogue();
+    return folder_.url();
+  } catch (const Error&) {
+    return std::nullopt;
+  }
+}
+
 void EmbeddedPhotoLibrary::requestAuthorization(std::function<void(PhotosAuthorizationStatus)> handler) {
   changes_.post([this, handler = std::move(handler)] {
     const PhotosAuthorizationStatus status = authorizationStatus();

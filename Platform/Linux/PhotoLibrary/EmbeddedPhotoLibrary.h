@@ -61,6 +61,7 @@ class EmbeddedPhotoLibrary final : public app::PhotoLibrary {
   static std::optional<FileURL> folderOfUser(const StandardDirectories& directories);
 
   app::PhotosAuthorizationStatus authorizationStatus() override;
+  std::optional<FileURL> folderOfNewLibrary() override;
   void requestAuthorization(std::function<void(app::PhotosAuthorizationStatus)> handler) override;
   void prepareImport(const app::PhotosImportPreparation& preparation) override;
   std::vector<app::PhotosHeldContent> completeImports(const app::PhotosInterruptedImports& imports) override;

@@ -183,10 +183,12 @@ class LibraryCommand final : public Command {
   }
 
   ExitStatus rebuild(const Context& context) const {
-    Session session(context, {.volumes = {}, .settings = {}, .answers = {}, .notified = {}});
-    return session.run([&](Session& running) {
-      return rebuildLibrary(&running, agrees_, context.json, context.cancellation);
-    });
+    Session session(context, {.volumes = {},
+                              .settings = {},
+                              .answers = {.agreesToAlerts = agrees_, .optionForAlerts = "--yes"},
+                              .notified = {}});
+    return session.run(
+        [&](Session& running) { return rebuildLibrary(&running, context.json, context.cancellation); });
   }
 
   CommandSyntax assets_;

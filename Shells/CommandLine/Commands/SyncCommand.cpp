@@ -43,7 +43,7 @@ class SyncCommand final : public Command {
                                           .optionForAlerts = "--trash yes",
                                           .agreesToFolder = agrees_},
                               .notified = {}});
-    return session.run([&](Session& running) { return sync(&running, volumes, agrees_, context.json); });
+    return session.run([&](Session& running) { return sync(&running, volumes, context.json); });
   }
 
  private:
@@ -53,15 +53,15 @@ class SyncCommand final : public Command {
             .album = album_};
   }
 
-  static Task<ExitStatus> sync(Session* session, std::vector<FileURL> volumes, bool agrees, bool json) {
+  static Task<ExitStatus> sync(Session* session, std::vector<FileURL> volumes, bool json) {
     app::AppModel& model = session->model();
     const SyncDisplay display(model, json);
     auto starting = startUp(session);
     co_await starting;
     auto syncing = app::syncChosenCameras(
-        &model, {.volumes = std::move(volumes),
-                 .stop = session->interruption(),
-                 .prepareLibrary = [session, agrees] { return prepareLibrary(session, agrees); }});
+        &model, {.volumes = std::move(volumes), .stop = session->interruption(), .prepareLibrary = [&model] {
+                   return prepareLibrary(&model);
+                 }});
     app::ChosenSync synced = co_await syncing;
     const SyncReport report =
         SyncReport::of(model, std::move(synced.summary), session->files().library, session->isInterrupted(),

@@ -26,15 +26,15 @@ class WatchCommand final : public Command {
     Session session(context,
                     {.volumes = {},
                      .settings = {},
-                     .answers = {.optionForAlerts = "--trash yes to sync"},
+                     .answers = {.optionForAlerts = "--trash yes to sync", .agreesToFolder = agrees_},
                      .notified = [json = context.json](const app::NotificationRequest& notification) {
                        SyncDisplay::showNotification(notification, json);
                      }});
-    return session.run([&](Session& running) { return watch(&running, agrees_, context.json); });
+    return session.run([&](Session& running) { return watch(&running, context.json); });
   }
 
  private:
-  static Task<ExitStatus> watch(Session* session, bool agrees, bool json) {
+  static Task<ExitStatus> watch(Session* session, bool json) {
     app::AppModel& model = session->model();
     const SyncDisplay display(model, json);
     const app::Subscription failures =
@@ -47,7 +47,7 @@ class WatchCommand final : public Command {
       auto started = start->join();
       co_await started;
     }
-    auto preparing = prepareLibrary(session, agrees);
+    auto preparing = prepareLibrary(&model);
     co_await preparing;
     auto refreshing = model.refreshConnectedDevices();  // the status line still speaks of the library
     co_await refreshing;

@@ -39,22 +39,8 @@ Alert questionAbout(const DirectoryPanel& panel, const FileURL& folder) {
   return {.style = Alert::Style::informational,
           .message = "Use “" + folder.path() + "” as a camera?",
           .informativeText = panel.message,
-          .buttons = {panel.prompt, "Cancel"}};
-}
-
-Alert libraryQuestion(const FileURL& folder) {
-  return {.style = Alert::Style::informational,
-          .message = "Make a photo library in “" + folder.path() + "”?",
-          .informativeText = "Photos and videos from your cameras will be kept there as ordinary files.",
-          .buttons = {"Make Photo Library", "Cancel"}};
-}
-
-Alert replacedLibraryQuestion(const FileURL& folder) {
-  return {.style = Alert::Style::warning,
-          .message = "The photo library in “" + folder.path() +
-                     "” is not here: its disk may not be connected. Make a new, empty one in its place?",
-          .informativeText = "Connect the disk instead, if the photo library is on one.",
-          .buttons = {"Make New Photo Library", "Cancel"}};
+          .buttons = {panel.prompt, "Cancel"},
+          .subject = Alert::Subject::useOfFolder};
 }
 
 }  // namespace tolvander::app

@@ -29,10 +29,4 @@ std::string unansweredText(const Alert& alert, std::string_view option);
 // The panel as a question about one folder.
 Alert questionAbout(const DirectoryPanel& panel, const FileURL& folder);
 
-// Whether the photo library may be made in this folder.
-Alert libraryQuestion(const FileURL& folder);
-
-// The same where the history or the settings know of a library that isn't there.
-Alert replacedLibraryQuestion(const FileURL& folder);
-
 }  // namespace tolvander::app

@@ -68,7 +68,7 @@ Task<RebuildPlan> planInBackground(std::shared_ptr<LibraryRebuild> rebuild, bool
 
 }  // namespace
 
-Task<ExitStatus> rebuildLibrary(Session* session, bool agrees, bool json, CancellationToken stop) {
+Task<ExitStatus> rebuildLibrary(Session* session, bool json, CancellationToken stop) {
   const FileURL folder = session->files().library;
   const auto rebuild = withLibraryErrors([&] {
     return std::make_shared<LibraryRebuild>(folder, knownImports(session->history()),
@@ -78,7 +78,7 @@ Task<ExitStatus> rebuildLibrary(Session* session, bool agrees, bool json, Cancel
   const RebuildPlan plan = co_await planning;
   RebuildReport report = reported(plan, folder);
   if (report.isNeeded) {
-    auto asking = session->dialogs().ask(app::rebuildQuestion(report), agrees, "--yes");
+    auto asking = session->dialogs().ask(app::rebuildQuestion(report));
     const std::size_t answer = co_await asking;
     if (session->isInterrupted()) {
       co_return ExitStatus::stopped;

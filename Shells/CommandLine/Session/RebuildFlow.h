@@ -6,9 +6,8 @@
 
 namespace tolvander::shell {
 
-// Makes the catalogue of the photo library anew, after asking unless `agrees` is the answer. `stop` ends the
-// reading of files. Throws what LibraryRebuild throws, and SyncHistoryError: without the history every
-// picture would get another identity.
-app::Task<ExitStatus> rebuildLibrary(Session* session, bool agrees, bool json, CancellationToken stop);
+// Makes the catalogue of the photo library anew, after asking. `stop` ends the reading of files. Throws what
+// LibraryRebuild throws, and SyncHistoryError: without the history every picture would get another identity.
+app::Task<ExitStatus> rebuildLibrary(Session* session, bool json, CancellationToken stop);
 
 }  // namespace tolvander::shell

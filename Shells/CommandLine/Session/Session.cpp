@@ -76,7 +76,6 @@ Session::Session(const Context& context, Options options)
       lock_(files_.lock),
       storedDefaults_(files_.settings),
       settings_(std::make_shared<app::AppSettings>(storedDefaults_, loop_, options.settings)),
-      wasSetUp_(settings_->onboardingCompleted()),
       history_(std::make_shared<SyncHistoryStore>(files_.history, [this] { lock_.require(); })),
       log_(std::make_shared<DiagnosticLog>(files_.log)),
       backups_(files_, *log_),

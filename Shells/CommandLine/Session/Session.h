@@ -47,11 +47,8 @@ class Session {
 
   app::AppModel& model() { return *model_; }
   TerminalDialogs& dialogs() { return dialogs_; }
-  platform::linux_::EmbeddedPhotoLibrary& library() { return library_; }
   SyncHistoryStore& history() { return *history_; }
   const HomeFiles& files() const { return files_; }
-  // Whether setup was complete when the session began.
-  bool wasSetUp() const { return wasSetUp_; }
 
   // Runs the application until the flow has ended; once. At Ctrl-C it stops what the model does at the next
   // safe point, which ends the flow's waits. Throws what the flow throws.
@@ -79,7 +76,6 @@ class Session {
   app::TimerQueue timer_;
   platform::linux_::FileUserDefaults storedDefaults_;
   const std::shared_ptr<app::AppSettings> settings_;
-  const bool wasSetUp_;
   const std::shared_ptr<SyncHistoryStore> history_;
   const std::shared_ptr<DiagnosticLog> log_;
   HomeBackups backups_;

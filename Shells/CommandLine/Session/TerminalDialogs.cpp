@@ -60,17 +60,26 @@ void TerminalDialogs::write(const std::string& text) const {
   static_cast<void>(retryOnEINTR([&] { return ::write(streams_.output, text.data(), text.size()); }));
 }
 
-Task<std::size_t> TerminalDialogs::ask(Alert alert) {
-  return ask(std::move(alert), answers_.agreesToAlerts, answers_.optionForAlerts);
+TerminalDialogs::Told TerminalDialogs::told(Alert::Subject subject) const {
+  switch (subject) {
+    case Alert::Subject::change:
+      return {.agrees = answers_.agreesToAlerts, .option = answers_.optionForAlerts};
+    case Alert::Subject::useOfFolder:
+      return {.agrees = answers_.agreesToFolder, .option = answers_.optionForFolder};
+    case Alert::Subject::missingLibrary:
+      break;
+  }
+  return {};
 }
 
-Task<std::size_t> TerminalDialogs::ask(Alert alert, bool agrees, std::string option) const {
-  if (agrees) {
+Task<std::size_t> TerminalDialogs::ask(Alert alert) {
+  const Told answer = told(alert.subject);
+  if (answer.agrees) {
     co_return std::size_t{0};
   }
   const std::size_t nothing = alert.buttons.size() - 1;
   if (!canAsk()) {
-    write(app::unansweredText(alert, option));
+    write(app::unansweredText(alert, answer.option));
     co_return nothing;
   }
   while (true) {
@@ -98,8 +107,7 @@ Task<std::optional<FileURL>> TerminalDialogs::chooseDirectory(app::DirectoryPane
   if (!panel.proposed) {
     co_return std::nullopt;
   }
-  auto asking =
-      ask(app::questionAbout(panel, *panel.proposed), answers_.agreesToFolder, answers_.optionForFolder);
+  auto asking = ask(app::questionAbout(panel, *panel.proposed));
   const std::size_t answer = co_await asking;
   co_return answer == 0 ? panel.proposed : std::nullopt;
 }

@@ -21,9 +21,9 @@ class TerminalDialogs final : public app::Dialogs {
  public:
   // What the options say.
   struct Answers {
-    bool agreesToAlerts = false;    // the first button of every alert
+    bool agreesToAlerts = false;    // the first button of every alert about a change
     std::string optionForAlerts{};  // the option that would have said so: "--yes"
-    bool agreesToFolder = false;    // the folder may be used
+    bool agreesToFolder = false;    // a folder may be used, for a camera or the photo library
     std::string optionForFolder = "--yes";
   };
 
@@ -41,10 +41,14 @@ class TerminalDialogs final : public app::Dialogs {
   // Asks whether the proposed folder may be used. Cancelled where none is.
   app::Task<std::optional<FileURL>> chooseDirectory(app::DirectoryPanel panel) override;
 
-  // As `ask`, for a question that another option answers.
-  app::Task<std::size_t> ask(app::Alert alert, bool agrees, std::string option) const;
-
  private:
+  // What the options say to questions of one subject.
+  struct Told {
+    bool agrees = false;
+    std::string option{};  // the one that agrees; empty where none does
+  };
+
+  Told told(app::Alert::Subject subject) const;
   bool canAsk() const;
   void write(const std::string& text) const;
 

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <functional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -7,6 +10,7 @@
 #include "Tests/Support/Application/AppModelWorld.h"
 #include "Tests/Support/Application/ObservedTestPeer.h"
 #include "TolvanderApp/Platform/PhotoLibraryError.h"
+#include "TolvanderApp/Presentation/LibraryQuestion.h"
 
 namespace tolvander::tests {
 namespace {
@@ -46,7 +50,18 @@ class AppModelPermissions : public testing::Test {
 
   AppModelWorld world;
   AppModelWorld::Camera camera = world.makeCharmera();
+  const FileURL pictures{"/pictures/Tolvander"};
 };
+
+// What an earlier use of the library leaves behind.
+struct Trace {
+  std::string name;
+  std::function<void(AppModelWorld&)> leave;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Trace& trace) { return stream << trace.name; }
+
+class AppModelMissingLibrary : public AppModelPermissions, public testing::WithParamInterface<Trace> {};
 
 // MARK: Photos
 
@@ -121,6 +136,96 @@ TEST_F(AppModelPermissions, photosAnswerThatChangesNothingIsNotLogged) {
   const auto lines = world.logLines("permissionsChanged");
   requestPhotos(PhotosAuthorizationStatus::authorized);
   EXPECT_EQ(world.logLines("permissionsChanged"), lines);
+}
+
+// MARK: A library that isn't there yet
+
+TEST_F(AppModelPermissions, newLibraryIsMadeWhereTheUserAgrees) {
+  launchUndecided();
+  world.photoLibrary.makeNewLibraryIn(pictures);
+  world.dialogs.answers = {0};
+  requestPhotos(PhotosAuthorizationStatus::authorized);
+  EXPECT_EQ(world.dialogs.alerts, std::vector{app::newLibraryQuestion(pictures)});
+  EXPECT_EQ(model().photosPermissionStatus, PhotosPermissionStatus::authorized);
+}
+
+TEST_F(AppModelPermissions, newLibraryIsNotMadeWhereTheUserDeclines) {
+  launchUndecided();
+  world.photoLibrary.makeNewLibraryIn(pictures);
+  requestPhotos(PhotosAuthorizationStatus::authorized);
+  EXPECT_EQ(world.dialogs.alerts.size(), 1U);
+  EXPECT_EQ(model().photosPermissionStatus, PhotosPermissionStatus::notDetermined);
+  EXPECT_EQ(status(), "Photos access needed");
+  EXPECT_EQ(*model().lastError, std::nullopt);
+  EXPECT_EQ(world.logLines("permissionPromptStarted"), Lines{});
+}
+
+TEST_F(AppModelPermissions, libraryThatIsThereIsUsedWithoutAQuestion) {
+  launchUndecided();
+  requestPhotos(PhotosAuthorizationStatus::authorized);
+  EXPECT_TRUE(world.dialogs.alerts.empty());
+}
+
+TEST_F(AppModelPermissions, secondRequestWaitsForTheQuestionOfTheFirst) {
+  launchUndecided();
+  world.photoLibrary.makeNewLibraryIn(pictures);
+  world.dialogs.answers = {0, 1};
+  world.dialogs.timeToAnswer = std::chrono::seconds(5);
+  const auto first = model().requestPhotosAccess();
+  world.runUntilIdle();
+  EXPECT_EQ(model().requestPhotosAccess(), first);
+  world.advance(std::chrono::seconds(5));
+  EXPECT_EQ(world.dialogs.alerts.size(), 1U);
+  EXPECT_EQ(model().photosPermissionStatus, PhotosPermissionStatus::authorized);
+  EXPECT_NE(model().requestPhotosAccess(), first);
+}
+
+TEST_P(AppModelMissingLibrary, isReplacedOnlyAfterItsOwnQuestion) {
+  world.launch(PhotosPermissionStatus::notDetermined);
+  GetParam().leave(world);
+  launchUndecided();
+  world.photoLibrary.makeNewLibraryIn(pictures);
+  requestPhotos(PhotosAuthorizationStatus::authorized);
+  EXPECT_EQ(world.dialogs.alerts, std::vector{app::replacedLibraryQuestion(pictures)});
+  EXPECT_EQ(model().photosPermissionStatus, PhotosPermissionStatus::notDetermined);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, AppModelMissingLibrary,
+    testing::Values(Trace{"complete setup", [](AppModelWorld& world) { world.completeSetup(); }},
+                    Trace{"the result of a sync",
+                          [](AppModelWorld& world) {
+                            world.settings().setLastSyncReceipt(app::LastSyncReceipt{});
+                          }},
+                    Trace{"an imported file",
+                          [](AppModelWorld& world) {
+                            world.history().record(ImportRecord::make("source", "A.JPG", "DCIM/A.JPG", 1,
+                                                                      Date(), "asset", false));
+                          }},
+                    Trace{"an import that was begun",
+                          [](AppModelWorld& world) { world.history().beginImport({"source"}); }}));
+
+TEST_F(AppModelPermissions, libraryThatGoesAwayWhileTheProgramRunsIsKnownToBeMissing) {
+  world.launch(PhotosPermissionStatus::authorized);
+  world.photoLibrary.answerAuthorization({PhotosAuthorizationStatus::notDetermined});
+  world.run(model().refreshPermissionStatuses());
+  world.photoLibrary.makeNewLibraryIn(pictures);
+  requestPhotos(PhotosAuthorizationStatus::authorized);
+  EXPECT_EQ(world.dialogs.alerts, std::vector{app::replacedLibraryQuestion(pictures)});
+}
+
+TEST_F(AppModelPermissions, historyThatCannotBeReadIsAFailureAndNoLibraryIsMade) {
+  launchUndecided();
+  writeFile(world.historyFile(), "{");
+  launchUndecided();
+  world.photoLibrary.makeNewLibraryIn(pictures);
+  world.dialogs.answers = {0};
+  requestPhotos(PhotosAuthorizationStatus::authorized);
+  EXPECT_TRUE(world.dialogs.alerts.empty());
+  EXPECT_EQ(model().photosPermissionStatus, PhotosPermissionStatus::notDetermined);
+  EXPECT_EQ(*model().lastError,
+            "Tolvander couldn’t read its import history. Sync is paused to prevent duplicates. Contact "
+            "support@tolvander.example for help.");
 }
 
 // MARK: The failure of a missing permission

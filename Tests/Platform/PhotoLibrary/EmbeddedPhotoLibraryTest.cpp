@@ -142,8 +142,10 @@ TEST_F(EmbeddedLibrary, isNotDeterminedUntilTheUserHasSaidYes) {
   {
     EmbeddedPhotoLibrary library(root);
     EXPECT_EQ(library.authorizationStatus(), PhotosAuthorizationStatus::notDetermined);
+    EXPECT_EQ(library.folderOfNewLibrary(), root);
     EXPECT_FALSE(fs::exists(root.path())) << "asking changes nothing";
     EXPECT_EQ(requestAndWait(library), PhotosAuthorizationStatus::authorized);
+    EXPECT_EQ(library.folderOfNewLibrary(), std::nullopt);
   }
   EmbeddedPhotoLibrary later(root);
   EXPECT_EQ(later.authorizationStatus(), PhotosAuthorizationStatus::authorized);

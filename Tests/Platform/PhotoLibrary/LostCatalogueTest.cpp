@@ -59,6 +59,7 @@ class LostCatalogue : public testing::Test {
 TEST_F(LostCatalogue, isNotMadeAnewWhereThereArePictures) {
   removeCatalogue(root);
   EmbeddedPhotoLibrary library(root);
+  EXPECT_EQ(library.folderOfNewLibrary(), std::nullopt);
   EXPECT_EQ(requestAndWait(library), PhotosAuthorizationStatus::notDetermined);
   ASSERT_TRUE(library.requestFailure());
   EXPECT_THROW(std::rethrow_exception(library.requestFailure()), PhotosPlatformError);

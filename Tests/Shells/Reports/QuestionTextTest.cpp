@@ -48,19 +48,6 @@ TEST(QuestionText, asksAboutOneFolderInTheWordsOfThePanel) {
   EXPECT_EQ(asked.buttons, (std::vector<std::string>{"Use This Drive", "Cancel"}));
 }
 
-TEST(QuestionText, asksWhetherTheLibraryMayBeMade) {
-  EXPECT_EQ(libraryQuestion(FileURL("/p/Tolvander")).message, "Make a photo library in “/p/Tolvander”?");
-}
-
-TEST(QuestionText, saysThatALibraryIsKnownBeforeAnotherOneIsMadeInItsPlace) {
-  const Alert asked = replacedLibraryQuestion(FileURL("/p/Tolvander"));
-  EXPECT_EQ(
-      asked.message,
-      "The photo library in “/p/Tolvander” is not here: its disk may not be connected. Make a new, empty one "
-      "in its place?");
-  EXPECT_EQ(asked.buttons, (std::vector<std::string>{"Make New Photo Library", "Cancel"}));
-}
-
 TEST(QuestionText, namesNoOptionWhereNoneAnswers) {
   const Alert question{.style = Alert::Style::warning,
                        .message = "Go on?",

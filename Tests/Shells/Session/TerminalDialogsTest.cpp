@@ -11,6 +11,7 @@
 
 #include "Tests/Support/Application/TaskResult.h"
 #include "Tests/Support/Doubles/VirtualMainThread.h"
+#include "TolvanderApp/Presentation/LibraryQuestion.h"
 #include "TolvanderCore/Files/OwnedDescriptor.h"
 
 namespace tolvander::shell {
@@ -136,6 +137,23 @@ TEST_F(TerminalDialogsTest, usesTheProposedFolderWithoutAskingWhereTheOptionSays
   auto asked = dialogs({.agreesToFolder = true});
   EXPECT_EQ(tests::resultOf(mainThread, asked.chooseDirectory(proposing)), FileURL("/media/CARD"));
   EXPECT_EQ(shown(), "");
+}
+
+TEST_F(TerminalDialogsTest, agreesToANewLibraryAsToAFolder) {
+  const app::Alert question = app::newLibraryQuestion(FileURL("/p/Tolvander"));
+  auto agreed = dialogs({.agreesToFolder = true});
+  EXPECT_EQ(tests::resultOf(mainThread, agreed.ask(question)), 0U);
+  EXPECT_EQ(shown(), "");
+  auto agreedToAlerts = dialogs({.agreesToAlerts = true});
+  type("2\n");
+  EXPECT_EQ(tests::resultOf(mainThread, agreedToAlerts.ask(question)), 1U);
+}
+
+TEST_F(TerminalDialogsTest, asksAPersonWhetherAMissingLibraryIsReplaced) {
+  auto agreed = dialogs({.agreesToAlerts = true, .agreesToFolder = true});
+  type("2\n");
+  EXPECT_EQ(tests::resultOf(mainThread, agreed.ask(app::replacedLibraryQuestion(FileURL("/p/Tolvander")))),
+            1U);
 }
 
 TEST_F(TerminalDialogsTest, cancelsAPanelThatProposesNoFolder) {

@@ -69,6 +69,8 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
   void beforeEachAuthorizationQuestion(std::function<void()> function);
   // What the user says when asked; authorized at first.
   void answerRequestForAuthorization(app::PhotosAuthorizationStatus answer);
+  // The request for access makes a library here, where there is none yet.
+  void makeNewLibraryIn(const FileURL& folder) { folderOfNewLibrary_ = folder; }
   // The request comes to nothing, and the status stays.
   void failRequestForAuthorization(std::exception_ptr failure) { requestFailure_ = std::move(failure); }
 
@@ -116,6 +118,7 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
   app::PhotosAuthorizationStatus authorizationStatus() override;
   void requestAuthorization(std::function<void(app::PhotosAuthorizationStatus)> handler) override;
   std::exception_ptr requestFailure() override { return requestFailure_; }
+  std::optional<FileURL> folderOfNewLibrary() override { return folderOfNewLibrary_; }
   std::vector<app::PhotosHeldContent> completeImports(const app::PhotosInterruptedImports& imports) override;
   std::set<std::string> preparedFingerprints(const app::PhotosInterruptedImports& imports) override;
   void performChanges(ChangeBlock block, ChangeCompletion completion) override;
@@ -136,6 +139,7 @@ class ScriptedPhotoLibrary final : public app::PhotoLibrary {
 
  private:
   std::exception_ptr requestFailure_;
+  std::optional<FileURL> folderOfNewLibrary_;
 
   struct StoredAsset {
     app::PhotosAsset asset;
