@@ -238,6 +238,14 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   // Asks the system whether notifications may be shown.
   void requestNotificationPermission();
 
+  // Settings
+
+  // Refused while a flow or an eject runs. A setting that can't be stored keeps its value, which is shown as
+  // a failure.
+  void setDeleteAfterSync(bool value);
+  void setAutoEjectAfterSync(bool value);
+  void setAddToAlbum(bool value);
+
   // What is shown
 
   // The status line when nothing runs and no result is shown.

@@ -186,6 +186,12 @@ ValueTaskHandle<PhotosPermissionStatus> AppModel::requestPhotosAccess() {
 
 void AppModel::requestNotificationPermission() { parts_->permissions.requestNotificationPermission(); }
 
+void AppModel::setDeleteAfterSync(bool value) { parts_->settings.setDeleteAfterSync(value); }
+
+void AppModel::setAutoEjectAfterSync(bool value) { parts_->settings.setAutoEjectAfterSync(value); }
+
+void AppModel::setAddToAlbum(bool value) { parts_->settings.setAddToAlbum(value); }
+
 Task<SyncSummary> AppModel::syncAllConnected(bool notifyWhenStarting) {
   return parts_->sync.syncAllConnected(notifyWhenStarting);
 }

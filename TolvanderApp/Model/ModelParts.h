@@ -12,6 +12,7 @@
 #include "TolvanderApp/Model/PhotosCheckFlow.h"
 #include "TolvanderApp/Model/ReceiptDisplay.h"
 #include "TolvanderApp/Model/Refreshes.h"
+#include "TolvanderApp/Model/SettingsFlow.h"
 #include "TolvanderApp/Model/SyncFlow.h"
 
 namespace tolvander::app {
@@ -30,6 +31,7 @@ struct AppModel::Parts {
   AlbumFlow album{context};
   ReceiptDisplay receipts{context};
   PermissionsFlow permissions{context, receipts};
+  SettingsFlow settings{context};
   Refreshes refreshes{context, access, cleanup};
   MachineEvents events{context, access, cleanup, eject};
   FailureDisplay failures{context, access, events, receipts};
