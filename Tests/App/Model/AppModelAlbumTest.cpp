@@ -68,6 +68,7 @@ TEST_F(AppModelAlbumTest, linksAnAlbumAndAsksWhetherToFillIt) {
   EXPECT_EQ(world.settings().albumName(), "Summer");
   EXPECT_EQ(world.defaults.string("albumName"), "Summer");
   EXPECT_EQ(world.dialogs.alerts, (std::vector{backfillOf("Summer")}));
+  EXPECT_EQ(world.dialogs.alerts.at(0).message, "Add previously synced items to Summer?");
   EXPECT_EQ(world.takeStatuses(), (Texts{"Linking album…", "Album linked"}));
   EXPECT_TRUE(model().statusReceipt->has_value());
   EXPECT_EQ(model().statusReceipt.value()->minimumDisplayDuration, std::chrono::seconds(120));
