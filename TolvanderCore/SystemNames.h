@@ -16,6 +16,7 @@ struct SystemNames {
   std::string photoLibrary;       // "… into {photoLibrary}."
   std::string photoLibraryTitle;  // a heading
   std::string trash;              // "Moved to {trash}"
+  std::string shortTrash;         // where the text has named it before: "until {shortTrash} is emptied"
   std::string trashTitle;         // at the start of a line
   std::string fileManager;        // "can be restored in {fileManager}"
   std::string computer;           // "originals available on {computer}"

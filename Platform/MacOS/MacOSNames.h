@@ -10,6 +10,7 @@ inline SystemNames systemNames() {
       .photoLibrary = "Apple Photos",
       .photoLibraryTitle = "Apple Photos",
       .trash = "macOS Trash",
+      .shortTrash = "Trash",
       .trashTitle = "macOS Trash",
       .fileManager = "Finder",
       .computer = "this Mac",

@@ -13,6 +13,7 @@ inline SystemNames systemNames() {
       .photoLibrary = "your photo library",
       .photoLibraryTitle = "Photo Library",
       .trash = "the Trash",
+      .shortTrash = "the Trash",
       .trashTitle = "Trash",
       .fileManager = "your file manager",
       .computer = "this computer",
