@@ -81,6 +81,18 @@ std::string fourCharacterCodeText(std::uint32_t code) {
   return number;
 }
 
+std::string joinedWithDots(const std::vector<std::string>& texts) {
+  std::string line;
+  for (const std::string& text : texts) {
+    line += (line.empty() ? "" : " · ") + text;
+  }
+  return line;
+}
+
+std::string failureOfFile(const std::optional<std::string>& file, const std::string& words) {
+  return (file ? printable(*file) + ": " : "") + words;
+}
+
 std::string factLine(std::string_view label, std::string_view value) {
   constexpr std::size_t columnOfValues = 21;
   std::string line(label);

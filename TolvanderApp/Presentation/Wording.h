@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tolvander::app {
 
@@ -23,6 +25,12 @@ std::string pixelSizeText(std::int64_t width, std::int64_t height);
 // A four-character code, first character highest: "jpeg". As a number where it has other than printable ASCII
 // characters: "0x6d730011".
 std::string fourCharacterCodeText(std::uint32_t code);
+
+// The texts on one line, with " · " between them. Empty without any.
+std::string joinedWithDots(const std::vector<std::string>& texts);
+
+// The words of a failure, behind the name of the file that it is about, if it is about one.
+std::string failureOfFile(const std::optional<std::string>& file, const std::string& words);
 
 // One fact of a list, with its line end: `label`, blanks up to the column of the values, `value`.
 std::string factLine(std::string_view label, std::string_view value);

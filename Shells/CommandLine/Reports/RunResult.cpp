@@ -7,7 +7,7 @@
 namespace tolvander::app {
 
 std::string failureText(const FlowFailure& failure) {
-  return (failure.file ? printable(*failure.file) + ": " : "") + failure.words;
+  return failureOfFile(failure.file, failure.words);
 }
 
 namespace {

@@ -56,5 +56,16 @@ TEST(Wording, alignsTheFactsOfAList) {
   EXPECT_EQ(factLine("A label that is too long", "x"), "A label that is too long x\n");
 }
 
+TEST(Wording, joinsTextsWithDots) {
+  EXPECT_EQ(joinedWithDots({}), "");
+  EXPECT_EQ(joinedWithDots({"one"}), "one");
+  EXPECT_EQ(joinedWithDots({"one", "two", "three"}), "one · two · three");
+}
+
+TEST(Wording, namesTheFileOfAFailure) {
+  EXPECT_EQ(failureOfFile(std::nullopt, "It is damaged."), "It is damaged.");
+  EXPECT_EQ(failureOfFile("A\n.JPG", "It is damaged."), "A\uFFFD.JPG: It is damaged.");
+}
+
 }  // namespace
 }  // namespace tolvander::app
