@@ -188,11 +188,11 @@ class RestoreCommand final : public CheckingCommand {
     bool wasNeeded = false;
     for (std::size_t index = 0; index < reviews.size(); ++index) {
       const CheckReport::Camera& camera = report.cameras.at(index);
-      if (!camera.isComplete()) {
+      if (!camera.counts.isComplete()) {
         next.failure = app::RunFailure{app::cannotImportText(camera)};
       }
-      if (!camera.isComplete() || camera.importable() == 0) {
-        wasNeeded = wasNeeded || !camera.isComplete();
+      if (!camera.counts.isComplete() || camera.counts.importable() == 0) {
+        wasNeeded = wasNeeded || !camera.counts.isComplete();
         continue;
       }
       wasNeeded = true;

@@ -7,6 +7,7 @@
 
 #include "Shells/CommandLine/Reports/SetAsideReport.h"
 #include "Shells/CommandLine/Reports/SyncReport.h"
+#include "TolvanderApp/Presentation/ReviewWording.h"
 #include "TolvanderApp/Presentation/Wording.h"
 #include "TolvanderCore/Counted.h"
 #include "TolvanderCore/JSON/JSONWriter.h"
@@ -18,25 +19,11 @@ namespace {
 constexpr std::array<std::string_view, 6> titles = {"In library", "Likely duplicates", "Missing",
                                                     "New",        "Need review",       "Interrupted"};
 
-template <typename Container>
-std::int64_t countOf(const Container& container) {
-  return static_cast<std::int64_t>(container.size());
-}
-
 CheckReport::Paths pathsOf(const std::vector<FingerprintedMediaFile>& files) {
   CheckReport::Paths paths;
   std::ranges::transform(files, std::back_inserter(paths),
                          [](const FingerprintedMediaFile& file) { return file.file.relativePath; });
   return paths;
-}
-
-// A file that is found by content as well counts as represented.
-std::int64_t likelyDuplicates(const CameraLibraryReview& review) {
-  return std::ranges::count_if(review.metadataRepresented, [&](const FingerprintedMediaFile& file) {
-    return std::ranges::none_of(review.represented, [&](const FingerprintedMediaFile& other) {
-      return other.sourceFingerprint == file.sourceFingerprint;
-    });
-  });
 }
 
 CheckReport::Paths finishedByNextSync(const DeviceLibraryReview& entry) {
@@ -51,21 +38,18 @@ CheckReport::Camera cameraOf(const DeviceLibraryReview& entry) {
   const CameraLibraryReview& review = entry.review;
   return {.volumeURL = entry.device.volumeURL,
           .name = entry.device.displayName,
-          .inLibrary = countOf(review.represented),
-          .likelyDuplicates = likelyDuplicates(review),
-          .recognized = countOf(review.recognized) + countOf(review.metadataRecognized),
+          .counts = ReviewCounts::of(entry),
           .missing = pathsOf(review.missingRecorded),
           .newFiles = pathsOf(review.newFiles),
           .needReview = pathsOf(review.unchecked),
           .interrupted = pathsOf(review.uncertain),
           .finishedByNextSync = finishedByNextSync(entry),
-          .setAside = entry.setAside,
-          .reachedLimits = review.budgetExceeded};
+          .setAside = entry.setAside};
 }
 
-std::array<std::int64_t, titles.size()> numbersOf(const CheckReport::Camera& camera) {
-  return {camera.inLibrary,         camera.likelyDuplicates,    countOf(camera.missing),
-          countOf(camera.newFiles), countOf(camera.needReview), countOf(camera.interrupted)};
+std::array<std::int64_t, titles.size()> numbersOf(const ReviewCounts& counts) {
+  return {counts.inLibrary, counts.likelyDuplicates, counts.missing,
+          counts.newFiles,  counts.unchecked,        counts.interrupted};
 }
 
 std::string rightAligned(const std::string& text, std::size_t width) {
@@ -82,7 +66,7 @@ std::string headerLine() {
 
 std::string line(const CheckReport::Camera& camera) {
   std::string line;
-  const auto numbers = numbersOf(camera);
+  const auto numbers = numbersOf(camera.counts);
   for (std::size_t column = 0; column < titles.size(); ++column) {
     line += rightAligned(std::to_string(numbers.at(column)), titles.at(column).size()) + "  ";
   }
@@ -90,9 +74,9 @@ std::string line(const CheckReport::Camera& camera) {
 }
 
 std::string needReviewText(const CheckReport::Camera& camera) {
-  const std::int64_t count = countOf(camera.needReview);
-  const std::string words = camera.reachedLimits
-                                ? counted(count, "file still needs checking", "files still need checking")
+  const std::int64_t count = camera.counts.unchecked;
+  const std::string words = camera.counts.reachedLimits
+                                ? needsCheckingText(count)
                                 : counted(count, "file couldn’t be compared with local originals",
                                           "files couldn’t be compared with local originals");
   return "“" + printable(camera.name) + "”: " + words +
@@ -100,17 +84,13 @@ std::string needReviewText(const CheckReport::Camera& camera) {
 }
 
 std::string finishedText(const CheckReport::Camera& camera) {
-  return "“" + printable(camera.name) + "”: " +
-         counted(countOf(camera.finishedByNextSync), "import was cut short", "imports were cut short") +
-         ". The next sync finishes " + (camera.finishedByNextSync.size() == 1 ? "it." : "them.");
+  const std::int64_t count = camera.counts.finishedByNextSync;
+  return "“" + printable(camera.name) + "”: " + cutShortText(count) + ". " + cutShortAdvice(count);
 }
 
 std::string pausedText(const CheckReport::Camera& camera) {
-  return "“" + printable(camera.name) + "”: " +
-         counted(countOf(camera.paused()), "interrupted import needs recovery",
-                 "interrupted imports need recovery") +
-         ". Automatic retry is paused to prevent duplicates. Keep the camera originals until these imports "
-         "are recovered.";
+  return "“" + printable(camera.name) + "”: " + recoveryText(camera.counts.paused()) + ". " +
+         recoveryAdvice();
 }
 
 void writePaths(JSONWriter& writer, std::string_view key, const CheckReport::Paths& paths) {
@@ -126,13 +106,13 @@ void write(JSONWriter& writer, const CheckReport::Camera& camera) {
   writer.beginObject();
   writer.string("volume", camera.volumeURL.path());
   writer.string("name", camera.name);
-  writer.integer("inLibrary", camera.inLibrary);
-  writer.integer("likelyDuplicates", camera.likelyDuplicates);
-  writer.integer("recognized", camera.recognized);
-  writer.integer("missing", countOf(camera.missing));
-  writer.integer("new", countOf(camera.newFiles));
-  writer.integer("needReview", countOf(camera.needReview));
-  writer.integer("interrupted", countOf(camera.interrupted));
+  writer.integer("inLibrary", camera.counts.inLibrary);
+  writer.integer("likelyDuplicates", camera.counts.likelyDuplicates);
+  writer.integer("recognized", camera.counts.recognized);
+  writer.integer("missing", camera.counts.missing);
+  writer.integer("new", camera.counts.newFiles);
+  writer.integer("needReview", camera.counts.unchecked);
+  writer.integer("interrupted", camera.counts.interrupted);
   writer.key("files");
   writer.beginObject();
   writePaths(writer, "missing", camera.missing);
@@ -155,8 +135,6 @@ CheckReport::Paths CheckReport::Camera::paused() const {
   return paths;
 }
 
-std::int64_t CheckReport::Camera::importable() const { return countOf(missing) + countOf(newFiles); }
-
 CheckReport CheckReport::of(const std::vector<DeviceLibraryReview>& reviews) {
   CheckReport report;
   std::ranges::transform(reviews, std::back_inserter(report.cameras), cameraOf);
@@ -172,10 +150,10 @@ std::string CheckReport::text() const {
     text += line(camera);
   }
   for (const Camera& camera : cameras) {
-    if (!camera.needReview.empty()) {
+    if (camera.counts.unchecked > 0) {
       text += needReviewText(camera) + "\n";
     }
-    if (!camera.finishedByNextSync.empty()) {
+    if (camera.counts.finishedByNextSync > 0) {
       text += finishedText(camera) + "\n";
     }
     if (const CheckReport::Paths paused = camera.paused(); !paused.empty()) {
@@ -209,10 +187,10 @@ std::string CheckReport::json(const RunResult& result, std::int64_t imported) co
 }
 
 std::string cannotImportText(const CheckReport::Camera& camera) {
-  if (camera.interrupted.empty()) {
+  if (camera.counts.interrupted == 0) {
     return "Nothing was imported. " + needReviewText(camera);
   }
-  return "Nothing was imported. " + (camera.paused().empty() ? finishedText(camera) : pausedText(camera));
+  return "Nothing was imported. " + (camera.counts.paused() == 0 ? finishedText(camera) : pausedText(camera));
 }
 
 std::string nothingImportedText() { return "Nothing was imported."; }

@@ -6,34 +6,28 @@
 
 #include "Shells/CommandLine/Reports/RunResult.h"
 #include "TolvanderApp/DeviceSummaries.h"
+#include "TolvanderApp/ReviewCounts.h"
 #include "TolvanderCore/Foundation/FileURL.h"
 
 namespace tolvander::app {
 
-// What a check of cameras against the library found. Files that are the same picture or video count once.
+// What a check of cameras against the library found.
 struct CheckReport {
   using Paths = std::vector<std::string>;  // below the volume
 
   struct Camera {
     FileURL volumeURL{"/"};
     std::string name;
-    std::int64_t inLibrary = 0;
-    std::int64_t likelyDuplicates = 0;  // in the library as far as name and date tell
-    std::int64_t recognized = 0;        // found by this check, and worth remembering
-    Paths missing;                      // recorded once, and gone from the library
+    ReviewCounts counts{};
+    Paths missing;  // recorded once, and gone from the library
     Paths newFiles;
-    Paths needReview;            // without a verdict
-    Paths interrupted;           // of an import that was cut short, and not found in the library
-    Paths finishedByNextSync;    // those of them that the library holds prepared
-    Paths setAside;              // left out by the user
-    bool reachedLimits = false;  // why files are without a verdict: there was no time to look for all
+    Paths needReview;          // without a verdict
+    Paths interrupted;         // of an import that was cut short, and not found in the library
+    Paths finishedByNextSync;  // those of them that the library holds prepared
+    Paths setAside;            // left out by the user
 
-    // How many files could be imported.
-    std::int64_t importable() const;
     // The interrupted ones that the next sync can't finish.
     Paths paused() const;
-    // The model imports nothing from a camera with files that it can't tell.
-    bool isComplete() const { return needReview.empty() && interrupted.empty(); }
   };
 
   std::vector<Camera> cameras;

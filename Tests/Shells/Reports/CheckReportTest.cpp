@@ -47,15 +47,6 @@ TEST(CheckReport, givesEachCameraALineOfTheTable) {
   EXPECT_EQ(CheckReport().text(), "");
 }
 
-TEST(CheckReport, countsAFileThatIsFoundByContentAndByMetadataOnce) {
-  DeviceLibraryReview both = review();
-  both.review.represented = {file("a")};
-  both.review.metadataRepresented = {file("a"), file("b")};
-  const CheckReport report = CheckReport::of({both});
-  EXPECT_EQ(report.cameras.at(0).inLibrary, 1);
-  EXPECT_EQ(report.cameras.at(0).likelyDuplicates, 1);
-}
-
 TEST(CheckReport, saysWhyACheckIsIncomplete) {
   DeviceLibraryReview incomplete = review();
   incomplete.review.unchecked = {file("a"), file("b")};
@@ -70,7 +61,7 @@ TEST(CheckReport, saysWhyACheckIsIncomplete) {
                 "  DCIM/c\n"
                 "  To import the card’s other files, set such a file aside: tolvanderctl set-aside VOLUME "
                 "FILE\n");
-  EXPECT_FALSE(CheckReport::of({incomplete}).cameras.at(0).isComplete());
+  EXPECT_FALSE(CheckReport::of({incomplete}).cameras.at(0).counts.isComplete());
 
   incomplete.review.uncertain.clear();
   incomplete.review.unchecked.pop_back();
@@ -103,7 +94,7 @@ TEST(CheckReport, tellsImportsThatTheNextSyncFinishesFromPausedOnes) {
       << report.text();
   EXPECT_EQ(cannotImportText(report.cameras.at(0)),
             "Nothing was imported. “CARD”: 1 import was cut short. The next sync finishes it.");
-  EXPECT_FALSE(report.cameras.at(0).isComplete());
+  EXPECT_FALSE(report.cameras.at(0).counts.isComplete());
 }
 
 TEST(CheckReport, namesWhatIsSetAside) {
@@ -112,7 +103,7 @@ TEST(CheckReport, namesWhatIsSetAside) {
   const CheckReport report = CheckReport::of({checked});
   EXPECT_TRUE(report.text().ends_with("“CARD”: 1 file is set aside: DCIM/BAD.AVI\n")) << report.text();
   EXPECT_NE(report.json({}).find(R"("setAside":["DCIM\/BAD.AVI"])"), std::string::npos) << report.json({});
-  EXPECT_TRUE(report.cameras.at(0).isComplete());
+  EXPECT_TRUE(report.cameras.at(0).counts.isComplete());
 }
 
 TEST(CheckReport, canImportWhatIsMissingAndWhatIsNew) {
@@ -120,8 +111,8 @@ TEST(CheckReport, canImportWhatIsMissingAndWhatIsNew) {
   missing.review.missingRecorded = {file("a")};
   missing.review.newFiles = {file("b")};
   const CheckReport report = CheckReport::of({missing});
-  EXPECT_EQ(report.cameras.at(0).importable(), 2);
-  EXPECT_TRUE(report.cameras.at(0).isComplete());
+  EXPECT_EQ(report.cameras.at(0).counts.importable(), 2);
+  EXPECT_TRUE(report.cameras.at(0).counts.isComplete());
 }
 
 TEST(CheckReport, givesProgramsNumbersAndPathsOnOneLine) {
