@@ -11,27 +11,24 @@ namespace tolvander::tests {
 namespace {
 
 std::vector<std::string> texts(const SystemNames& names) {
-  const auto& [photoLibrary, photoLibraryTitle, trash, trashTitle, fileManager, computer, photosAccessAdvice,
-               photosRestricted, hasPhotosSettings, removableVolumeAdvice, volumeRetryAdvice,
-               waitingForCameraChoice, removableVolumeSettingsButton, notificationsAdvice,
-               systemSettingsFailure, launchAtLoginHelp, approveLoginItem, loginItemNotInstalled] = names;
-  return {photoLibrary,
-          photoLibraryTitle,
-          trash,
-          trashTitle,
-          fileManager,
-          computer,
-          photosAccessAdvice,
-          photosRestricted,
-          removableVolumeAdvice,
-          volumeRetryAdvice,
-          waitingForCameraChoice,
-          removableVolumeSettingsButton.value_or(""),
-          notificationsAdvice,
-          systemSettingsFailure,
-          launchAtLoginHelp,
-          approveLoginItem,
-          loginItemNotInstalled};
+  return {names.photoLibrary,
+          names.photoLibraryTitle,
+          names.trash,
+          names.shortTrash,
+          names.trashTitle,
+          names.fileManager,
+          names.computer,
+          names.photosAccessAdvice,
+          names.photosRestricted,
+          names.removableVolumeAdvice,
+          names.volumeRetryAdvice,
+          names.waitingForCameraChoice,
+          names.removableVolumeSettingsButton.value_or(""),
+          names.notificationsAdvice,
+          names.systemSettingsFailure,
+          names.launchAtLoginHelp,
+          names.approveLoginItem,
+          names.loginItemNotInstalled};
 }
 
 }  // namespace
