@@ -149,7 +149,7 @@ std::vector<AVISlip> harmlessAVISlips() {
   for (const auto& [name, size] : {std::pair("movieSizeBeyondTheFile", 0x01000000U),
                                    {"movieSizeZero", 0U},
                                    {"movieSizeUnknown", 0xFFFFFFFFU}}) {
-    AVISlip slip = inHeader(name, [size = size](AVIHeader& header) { header.claimedMovieSize = size; });
+    AVISlip slip = inHeader(name, [claimed = size](AVIHeader& header) { header.claimedMovieSize = claimed; });
     slip.hidesTheIndex = true;
     slips.push_back(slip);
   }

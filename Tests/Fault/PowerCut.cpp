@@ -211,8 +211,8 @@ void PowerCut::makeDurable(Number number) {
   for (const auto& [folder, above] : std::map(keptAbove_)) {
     if (above == number) {
       keptAbove_.erase(folder);
-      std::erase_if(undecided_, [&, &folder = folder](const Change& change) {
-        const bool isOfIt = change.names.contains(folder);
+      std::erase_if(undecided_, [&, &kept = folder](const Change& change) {
+        const bool isOfIt = change.names.contains(kept);
         if (isOfIt) {
           apply(change, durable_);
         }

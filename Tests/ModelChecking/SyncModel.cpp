@@ -357,11 +357,11 @@ void SyncModel::searchFor(const FingerprintedMediaFile& file, bool broader, Libr
   bool isThere = false;
   for (const auto& [asset, item] : library_) {
     if (holdsContentOf(item, file)) {
-      verdicts.emplace_back([&, &asset = asset, &item = item] {
-        log(source + " is found as " + asset);
-        found.matches[source] = {.assetIdentifier = asset,
-                                 .resourceFingerprint = item.fingerprint,
-                                 .mediaPayloadFingerprint = payloadOf(item.source)};
+      verdicts.emplace_back([&, &match = asset, &matched = item] {
+        log(source + " is found as " + match);
+        found.matches[source] = {.assetIdentifier = match,
+                                 .resourceFingerprint = matched.fingerprint,
+                                 .mediaPayloadFingerprint = payloadOf(matched.source)};
         trace_.foundByContent.insert(source);
       });
     }

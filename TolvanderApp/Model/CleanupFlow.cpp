@@ -125,8 +125,8 @@ Task<> CleanupFlow::settleTrash() {
       return !authorizedVolume(intent.deviceIdentifier, intent.trashDirectoryPath, mounted);
     });
     auto looking =
-        background([trash = context_.trash, records = std::move(records), intents = std::move(intents)](
-                       const CancellationToken& stop) { return trash.settlement(records, intents, stop); });
+        background([trash = context_.trash, moved = std::move(records), begun = std::move(intents)](
+                       const CancellationToken& stop) { return trash.settlement(moved, begun, stop); });
     auto settlement = co_await looking;
     // What a cleanup does in the meantime makes the look out of date.
     if (!settlement.changesNothing() && context_.gate.cleanupCount() == cleanupsBefore) {

@@ -132,9 +132,8 @@ struct Battlefield {
 
   void expectBystandersInPlace(const std::vector<std::string>& namedPaths) const {
     for (const auto& [url, content] : bystanders) {
-      const bool isNamed = std::ranges::any_of(namedPaths, [&, &content = content](const std::string& path) {
-        return holds(FileURL(path), content);
-      });
+      const bool isNamed = std::ranges::any_of(
+          namedPaths, [&, &bytes = content](const std::string& path) { return holds(FileURL(path), bytes); });
       EXPECT_TRUE(holds(url, content) || isNamed) << url.path() << " with " << content;
     }
   }
