@@ -61,11 +61,12 @@ class LibraryPowerCuts : public testing::Test {
                              .isRecorded = [](const std::string&) { return false; }});
   }
 
+  // On another day than the first picture: completing creates a folder.
   void prepare(const FileURL& url, const std::string& fingerprint) const {
     EmbeddedPhotoLibrary(root).prepareImport({.history = history,
                                               .files = {{.file = url,
                                                          .mediaType = app::PhotosMediaType::image,
-                                                         .creationDate = day(0),
+                                                         .creationDate = day(1),
                                                          .fingerprint = fingerprint}},
                                               .albumIdentifier = {}});
   }
@@ -161,6 +162,45 @@ TEST_F(LibraryPowerCuts, leaveNoIncomingFileThatWasDropped) {
   PowerCut cut(disk, options());
   cut.record([&] { complete({}); });
   tell("dropping", cut.forEachState([&](std::size_t) { expectNothingLeft(); }));
+}
+
+// The history marks prepared files as pending. One that is lost can't be completed, and pauses its card.
+TEST_F(LibraryPowerCuts, leaveEveryFileThatWasPrepared) {
+  const FileURL second = file("PICT0002.JPG", "second");
+  const std::string fingerprint = FileFingerprinter::sha256(second);
+  PowerCut cut(disk, options());
+  cut.record([&] {
+    prepare(second, fingerprint);
+    cut.promise();
+  });
+  tell("preparing", cut.forEachState([&](std::size_t promises) {
+    complete({fingerprint});
+    EXPECT_TRUE(promises == 0 || pictures() == (std::multiset<std::string>{"first", "second"}));
+    expectNothingLeft();
+  }));
+}
+
+// The process that copied it was killed before it made the copy durable.
+TEST_F(LibraryPowerCuts, leaveAFileWholeThatWasCopiedByAKilledProcess) {
+  const FileURL second = file("PICT0002.JPG", "second");
+  const std::string fingerprint = FileFingerprinter::sha256(second);
+  prepare(second, fingerprint);
+  const FileURL copy =
+      root.appending(Catalogue(catalogueFile(root), std::chrono::seconds(5)).intents().at(0).original.path);
+  fs::create_directories(copy.deletingLastPathComponent().path());
+  PowerCut cut(disk, onFAT());
+  cut.record([&] {
+    writeFile(copy, "second");
+    complete({fingerprint});
+    cut.promise();
+  });
+  tell("completing a copy", cut.forEachState([&](std::size_t promises) {
+    if (promises == 0) {
+      complete({fingerprint});
+    }
+    EXPECT_EQ(pictures(), (std::multiset<std::string>{"first", "second"}));
+    expectNothingLeft();
+  }));
 }
 
 TEST_F(LibraryPowerCuts, leaveEveryFileThatWasCompleted) {
