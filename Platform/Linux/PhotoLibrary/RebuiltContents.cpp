@@ -91,7 +91,7 @@ CatalogueContents RebuiltContents::make(const std::vector<FoundOriginal>& origin
     }
   }
   contents.albums = albums();
-  std::ranges::move(intentsOfMarked(originals, incoming), std::back_inserter(contents.intents));
+  std::ranges::move(intentsOfMarked(incoming), std::back_inserter(contents.intents));
   std::ranges::sort(
       contents.intents, {}, [](const Intent& intent) -> const auto& { return intent.asset.localIdentifier; });
   counts_.waiting = static_cast<std::int64_t>(contents.intents.size());
@@ -263,9 +263,9 @@ std::vector<Intent> RebuiltContents::formerIntents(const std::vector<FoundOrigin
   return intents;
 }
 
-// Intents for marked incoming files that no former intent names.
-std::vector<Intent> RebuiltContents::intentsOfMarked(const std::vector<FoundOriginal>& originals,
-                                                     const std::vector<FoundOriginal>& incoming) const {
+// Intents for marked incoming files that no former intent names. If an original has the content, completing
+// removes the incoming file.
+std::vector<Intent> RebuiltContents::intentsOfMarked(const std::vector<FoundOriginal>& incoming) const {
   std::map<std::string_view, const FoundOriginal*> unnamed;
   for (const FoundOriginal& file : incoming) {
     unnamed.emplace(nameIn(file.path), &file);
@@ -275,9 +275,6 @@ std::vector<Intent> RebuiltContents::intentsOfMarked(const std::vector<FoundOrig
   }
   std::vector<Intent> intents;
   std::set<std::string_view> held;
-  for (const FoundOriginal& file : originals) {
-    held.insert(file.sha256);
-  }
   for (const auto& [name, file] : unnamed) {
     if (imports_->pendingFingerprints.contains(file->sha256) && held.insert(file->sha256).second) {
       intents.push_back(intentFor(*file));

@@ -47,7 +47,7 @@ struct RebuildCounts {
 // former catalogue if it knows the content, otherwise from the file, as in an import.
 //
 // Intents of the former catalogue stay while their incoming files exist. An incoming file that the history
-// has marked and no intent names gets a new intent, unless an original has its content.
+// has marked and no intent names gets a new intent.
 class RebuiltContents {
  public:
   RebuiltContents(const LibraryFolder& folder, const CatalogueContents& former, const KnownImports& imports);
@@ -73,8 +73,7 @@ class RebuiltContents {
   std::string filenameOf(const FoundOriginal& file, const std::string& identifier) const;
   std::vector<CatalogueContents::Album> albums() const;
   std::vector<Intent> formerIntents(const std::vector<FoundOriginal>& incoming) const;
-  std::vector<Intent> intentsOfMarked(const std::vector<FoundOriginal>& originals,
-                                      const std::vector<FoundOriginal>& incoming) const;
+  std::vector<Intent> intentsOfMarked(const std::vector<FoundOriginal>& incoming) const;
   Intent intentFor(const FoundOriginal& incoming) const;
   void count(const std::vector<FoundOriginal>& originals);
 

@@ -196,6 +196,7 @@ TEST_F(Rebuilding, takesIdentitiesFromTheHistoryWhereThereIsNoCatalogue) {
   EXPECT_EQ(itemNamed(after, "PICT0002.JPG").asset.localIdentifier, "B");
   EXPECT_EQ(itemNamed(after, "PICT0002.JPG").original.originalFilename, "IMAGE.jpg");
   EXPECT_EQ(itemNamed(after, "PICT0003.JPG").asset.localIdentifier, "C");
+  EXPECT_EQ(itemNamed(after, "PICT0003.JPG").original.originalFilename, "PICT0003.JPG");
   EXPECT_EQ(itemNamed(after, "PICT0003.JPG").asset.creationDate, day(-50)) << "the file's own";
   EXPECT_TRUE(isSound());
   EXPECT_FALSE(plan(history).isNeeded);
@@ -309,6 +310,17 @@ TEST_F(Rebuilding, keepsTheFormerCatalogueUnderAnotherName) {
   const auto second = rebuild.carryOut(day(0));
   EXPECT_NE(second, aside);
   EXPECT_EQ(readFile(*aside), broken);
+}
+
+TEST_F(Rebuilding, keepsASoundFormerCatalogueAsOneFile) {
+  writeFile(root.appending("Originals/own.jpg"), "own");
+  LibraryRebuild rebuild(root, {}, busyTimeout);
+  rebuild.plan({}, ignore);
+  const auto aside = rebuild.carryOut(day(0));
+  ASSERT_TRUE(aside.has_value());
+  EXPECT_FALSE(fs::exists(aside->path() + "-wal"));
+  EXPECT_FALSE(fs::exists(aside->path() + "-shm"));
+  EXPECT_EQ(catalogueContents(*aside), before);
 }
 
 // As after a catalogue was lost, and a new one has been in use for a while.
@@ -504,6 +516,30 @@ TEST_F(RebuildingInterrupted, leavesIncomingFilesAloneThatNothingMarks) {
   EXPECT_EQ(rebuild().counts, (RebuildCounts{.added = 3}));
   EmbeddedPhotoLibrary library(root);
   EXPECT_EQ(library.verify().unfinished.size(), 2U);
+}
+
+TEST_F(RebuildingInterrupted, letsTheNextSyncRemoveAnIncomingFileWhosePictureIsThere) {
+  importWithoutRemovingTheIncomingFiles();
+  removeCatalogue(root);
+  EXPECT_EQ(rebuild(marked()).counts, (RebuildCounts{.added = 5, .waiting = 2}));
+  EXPECT_FALSE(plan(marked()).isNeeded);
+  EXPECT_EQ(completed(), all);
+  EXPECT_TRUE(fs::is_empty(root.appending("Originals/.incoming").path()));
+}
+
+TEST_F(RebuildingInterrupted, putsAPictureIntoNoOtherAlbumThanItsOwn) {
+  {
+    EmbeddedPhotoLibrary library(root);
+    changeAndWait(library, [](app::PhotosChanges& changes) { changes.creationRequestForAlbum("Later"); });
+  }
+  for (const auto& intent : before.intents) {
+    fs::rename(incomingFile(intent).path(), root.appending(intent.original.path).path());
+  }
+  rebuild(marked());
+  const CatalogueContents after = contents();
+  ASSERT_EQ(after.albums.size(), 2U);
+  EXPECT_EQ(after.albums.at(0).assets.size(), 5U);
+  EXPECT_EQ(after.albums.at(1).assets.size(), 0U);
 }
 
 TEST_F(RebuildingInterrupted, cataloguesWhatHasGotItsNameAsItWasMeant) {
