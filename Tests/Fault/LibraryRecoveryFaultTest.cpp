@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <memory>
 #include <set>
+#include <string>
+#include <vector>
 
 #include "Platform/Linux/PhotoLibrary/CatalogueBackups.h"
 #include "Platform/Linux/PhotoLibrary/LibraryRebuild.h"
@@ -140,6 +143,27 @@ TEST_F(LibraryRecoveryFaults, aRebuildPutsNothingInPlaceWhereItsLockFileIsDelete
   runWithInterruption(
       calls / 2, [this] { fs::remove(root.appending("Library.lock").path()); },
       [&] { EXPECT_THROW(rebuild->carryOut(day(1)), app::PhotosPlatformError); });
+  EXPECT_EQ(readFile(catalogueFile(root)), broken);
+}
+
+// As on a disk that stores other bytes than it was given.
+TEST_F(LibraryRecoveryFaults, aRebuildPutsNothingInPlaceThatItReadsBackOtherwise) {
+  const FileURL made = root.appending("Library.rebuilding.sqlite");
+  const FileURL other = folder / "Other";
+  fs::create_directory(other.path());
+  replaceCatalogueByANewOne(other);
+  setUp();
+  breakCatalogue(root);
+  const std::vector<std::string> calls = mutatingCalls([this] { rebuild(); });
+  const auto lastSync = std::ranges::find(calls.rbegin(), calls.rend(), "fdatasync");
+  ASSERT_NE(lastSync, calls.rend());
+  setUp();
+  breakCatalogue(root);
+  const std::string broken = readFile(catalogueFile(root));
+  runWithInterruption(
+      static_cast<std::size_t>(calls.rend() - lastSync),
+      [&] { fs::copy_file(catalogueFile(other).path(), made.path(), fs::copy_options::overwrite_existing); },
+      [this] { EXPECT_THROW(rebuild(), app::PhotosPlatformError); });
   EXPECT_EQ(readFile(catalogueFile(root)), broken);
 }
 

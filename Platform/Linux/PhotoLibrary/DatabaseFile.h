@@ -20,11 +20,9 @@ class DatabaseFile {
   // Removes all of these files. Ignores failures.
   void remove() const noexcept;
 
-  // Makes the closed database durable, without a log. Throws PosixError; EBUSY if its log still has content.
-  void finish() const;
-
-  // Calls finish() and renames the database within its folder, durably. Replaces a database of that name,
-  // but doesn't remove that one's log. Throws PosixError.
+  // Makes the closed database durable, without a log, and renames it within its folder, durably. Replaces a
+  // database of that name, but doesn't remove that one's log. Throws PosixError; EBUSY if the log still has
+  // content.
   void moveTo(const FileURL& url) const;
 
   // Renames the database and the files beside it within their folder, durably. Does nothing if none of them
@@ -32,6 +30,8 @@ class DatabaseFile {
   void setAside(const FileURL& url) const;
 
  private:
+  void finish() const;
+
   FileURL url_;
 };
 

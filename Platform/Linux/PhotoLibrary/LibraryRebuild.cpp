@@ -193,7 +193,6 @@ std::optional<FileURL> LibraryRebuild::carryOut(Date now) {
   made.remove();  // left by a process that was killed
   try {
     makeNewCatalogue();
-    made.finish();
     lock.requireHeld();
     return putInPlace(made, now);
   } catch (const std::exception&) {
