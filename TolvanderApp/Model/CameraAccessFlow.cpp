@@ -103,8 +103,7 @@ Task<> CameraAccessFlow::discoverConnectedDevices() {
   }
   if (model_.photosPermissionStatus != PhotosPermissionStatus::authorized) {
     fields_.statusMessage = "Photos access needed";
-  } else if (!model_.settingsStatusDate() && !StatusPresentation::of(context_.statusState()).showsReceipt) {
-    // "Camera up to date" on show has a date only while its camera is connected.
+  } else if (!StatusPresentation::of(context_.statusState()).showsReceipt) {
     fields_.statusMessage = model_.idleStatus();
   }
 }

@@ -9,7 +9,6 @@
 #include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderCore/MediaImportError.h"
 #include "TolvanderCore/Platform/Calendar.h"
-#include "TolvanderCore/SyncHistoryError.h"
 
 namespace tolvander::app {
 
@@ -20,8 +19,6 @@ auto CameraSync::stoppingWithTheCamera(Work work) const {
   } catch (const PhotoLibraryError&) {
     throw;
   } catch (const PhotosPlatformError&) {
-    throw;
-  } catch (const SyncHistoryError&) {
     throw;
   } catch (const MediaImportError&) {
     throw;

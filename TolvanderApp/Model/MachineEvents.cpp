@@ -62,7 +62,6 @@ Task<> MachineEvents::startUp(AppModel::FirstSync firstSync) {
   }
   if (firstSync == AppModel::FirstSync::whenSetupIsComplete) {
     isFirstFlowAhead_ = false;
-    suspendSetupWhereAVolumeIsDenied();
   }
 }
 

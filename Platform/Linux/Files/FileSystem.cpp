@@ -266,8 +266,7 @@ struct DirectoryEnumerator::Walk {
       return false;
     }
     if (isVolume && levels.empty()) {
-      std::erase_if(contents.entries,
-                    [](const NamedEntry& entry) { return entry.isDirectory && isSystemFolder(entry.name); });
+      std::erase_if(contents.entries, [](const NamedEntry& entry) { return isSystemFolder(entry.name); });
     }
     levels.push_back({directory, std::move(contents.entries)});
     // Links below the root are not followed, not even one that replaced a folder after its name was read.

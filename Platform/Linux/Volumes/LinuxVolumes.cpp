@@ -74,7 +74,7 @@ std::vector<ListedVolume> volumesOf(const MountTable& table, const DriveOfDevice
 const Mount* mountOf(const FileURL& folder, const std::vector<Mount>& visible) {
   const Mount* innermost = nullptr;
   for (const Mount& mount : visible) {
-    const bool holds = mount.place == folder || mount.place.path() == "/" || folder.isBelow(mount.place);
+    const bool holds = mount.place == folder || folder.isBelow(mount.place);
     if (holds && (innermost == nullptr || mount.place.path().size() >= innermost->place.path().size())) {
       innermost = &mount;
     }
