@@ -224,6 +224,7 @@ TEST_F(CameraImportTest, endsTheTransactionInWhichItIsCancelled) {
 
 TEST_F(CameraImportTest, importsNothingOfABatchThatWasStoppedWhileItWasStaged) {
   isStopped = true;
+  hasLostAccess = true;  // which is not asked for
   EXPECT_TRUE(import(addFiles(3)).empty());
   EXPECT_EQ(library.changeCount(), 0U);
   EXPECT_TRUE(history->pendingImportSources().empty());

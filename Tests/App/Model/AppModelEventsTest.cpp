@@ -320,11 +320,11 @@ TEST_F(AppModelEvents, unmountWhileWeEjectIsOurs) {
 
 TEST_F(AppModelEvents, unmountLeavesAFailureMessage) {
   launchWithMountedCamera();
-  assign(model().lastError, "It broke.");
-  assign(model().statusMessage, "Sync needs attention");
+  assign(model().lastError, "CHARMERA could not be ejected: It is in use.");
+  assign(model().statusMessage, "Eject needs attention");
   unmount(camera);
-  EXPECT_EQ(*model().lastError, "It broke.");
-  EXPECT_EQ(status(), "Sync needs attention");
+  EXPECT_EQ(*model().lastError, "CHARMERA could not be ejected: It is in use.");
+  EXPECT_EQ(status(), "Eject needs attention");
 }
 
 TEST_F(AppModelEvents, unmountLeavesTheMessageOfARunningFlow) {
@@ -466,6 +466,33 @@ TEST_F(AppModelEvents, deniedVolumeAtTheStartSuspendsSetupAfterTheFirstSync) {
     EXPECT_FALSE(world.settings().onboardingCompleted());
     EXPECT_EQ(status(), "Camera access needed");
   }
+}
+
+TEST_F(AppModelEvents, deniedVolumeSuspendsSetupOnceTheMountedOneWasSynced) {
+  world.mount(card);
+  launchWithSavedCameras();
+  world.mount(camera);
+  // The volumes are listed twice, by the handling of the mount and by the search, which then asks for each.
+  world.volumes.answersBeforeFailure = 2;
+  world.volumes.failures = {std::make_exception_ptr(MediaSourceError::volumeAccessDenied("CARD"))};
+  world.advance(2s);
+  EXPECT_FALSE(model().cameraRuns->empty());
+  EXPECT_FALSE(world.settings().onboardingCompleted());
+  EXPECT_EQ(status(), "Camera access needed");
+}
+
+TEST_F(AppModelEvents, deniedVolumeThatIsPulledOutDuringTheSyncLeavesSetupAsItIs) {
+  world.mount(card);
+  launchWithMountedCamera();
+  model().checkNow();
+  world.mainThread.runUntil([&] { return bool(model().isSyncing); });
+  world.volumes.answersBeforeFailure = 1;  // the first volume is looked at in vain
+  world.volumes.failures = {std::make_exception_ptr(MediaSourceError::volumeAccessDenied("CARD"))};
+  world.mainThread.runUntil([&] { return model().removableVolumeAccessIssue->has_value(); });
+  world.unmount(card);
+  world.runUntilIdle();
+  EXPECT_EQ(importCount(), 1U) << "of the second volume";
+  EXPECT_TRUE(world.settings().onboardingCompleted());
 }
 
 // The sync is stopped by it, but that is not what the user has to know.

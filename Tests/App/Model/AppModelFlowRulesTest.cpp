@@ -152,6 +152,13 @@ TEST_F(AppModelFlowResultsTest, syncGivesItsCameras) {
   EXPECT_EQ(summary.cameras[0].end, app::CameraRun::End::done);
 }
 
+TEST_F(AppModelFlowResultsTest, syncSaysThatItsCameraWentAway) {
+  const Camera camera = plugInCharmera(1);
+  launch();
+  whenIn(SyncPhase::Kind::recognizing, [&] { world.unmount(camera); });
+  EXPECT_EQ(resultOf(model().checkNow()).outcome.end, app::FlowEnd::cameraWentAway);
+}
+
 TEST_F(AppModelFlowResultsTest, failureHasItsWordsAndItsFile) {
   world.addFile(plugInCharmera(1), "PICT0002.AVI", "no film");
   launch();

@@ -102,25 +102,27 @@ TEST_F(AppModelPhotosCheckTest, completesInterruptedImportsBeforeAChangeAndNotFo
   world.history().identity();
   check();
   EXPECT_TRUE(world.photoLibrary.completions().empty());
-  const auto completesBy = [&](const std::function<void()>& command) {
+  const auto completionsBy = [&](const std::function<void()>& command) {
     const std::size_t before = world.photoLibrary.completions().size();
     run(command);
-    return world.photoLibrary.completions().size() > before;
+    return world.photoLibrary.completions().size() - before;
   };
   const auto checkBeforeChange = [&] {
     model().verifyCameraInPhotos(app::AppModel::CheckPurpose::beforeChange);
   };
-  EXPECT_TRUE(completesBy(checkBeforeChange));
-  EXPECT_TRUE(completesBy([&] { model().rememberVerifiedMatches(review()); }));
-  EXPECT_TRUE(completesBy([&] {
-    world.dialogs.answers = {0};
-    model().restoreMissingImports(review());
-  }));
+  EXPECT_EQ(completionsBy(checkBeforeChange), 1U);
+  EXPECT_EQ(completionsBy([&] { model().rememberVerifiedMatches(review()); }), 1U);
+  EXPECT_EQ(completionsBy([&] {
+              world.dialogs.answers = {0};
+              model().restoreMissingImports(review());
+            }),
+            1U);
   EXPECT_EQ(world.photoLibrary.creations().size(), 1U) << "the one that was missing";
-  EXPECT_TRUE(completesBy([&] { begin(model().syncAllConnected(false)); }));
+  EXPECT_EQ(completionsBy([&] { begin(model().syncAllConnected(false)); }), 1U);
   world.unmount(camera);
-  EXPECT_TRUE(completesBy(checkBeforeChange)) << "also without a camera";
-  EXPECT_TRUE(completesBy([&] { begin(model().syncAllConnected(false)); })) << "also without a camera";
+  EXPECT_EQ(completionsBy(checkBeforeChange), 1U) << "also without a camera";
+  EXPECT_EQ(completionsBy([&] { begin(model().syncAllConnected(false)); }), 1U) << "also without a camera";
+  EXPECT_EQ(completionsBy([&] { model().verifyCameraInPhotos(); }), 0U) << "a look";
 }
 
 TEST_F(AppModelPhotosCheckTest, stopWhileImportsAreCompletedWithoutACameraEndsTheFlow) {

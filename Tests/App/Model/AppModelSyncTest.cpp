@@ -337,6 +337,17 @@ TEST_F(AppModelSyncTest, withIsEjectingSetItReturnsWithoutTouchingTheStatus) {
   EXPECT_EQ(runCount(), 0U);
 }
 
+TEST_F(AppModelSyncTest, checkNowListsTheVolumesBeforeTheSyncBegins) {
+  plugInCharmera(1);
+  const Camera card = plugInCard(1, "CARD");
+  launch();
+  ASSERT_EQ(model().availableRemovableVolumes->size(), 2U);
+  world.volumes.takeAway(card.url);
+  model().checkNow();
+  world.mainThread.runUntil([&] { return bool(model().isSyncing); });
+  EXPECT_EQ(model().availableRemovableVolumes->size(), 1U);
+}
+
 // Stopping
 
 class AppModelSyncStopTest : public AppModelSyncTest, public testing::WithParamInterface<SyncPhase::Kind> {};
@@ -377,6 +388,21 @@ TEST_F(AppModelSyncTest, stopWithNothingNewEndsWithCheckStopped) {
   sync();
   whenIn(Kind::preparing, [&] { model().stopCheck(); });
   sync();
+  expectNoFailure("Check stopped");
+}
+
+TEST_F(AppModelSyncTest, stopBeforeTheFirstCameraCompletesNoInterruptedImports) {
+  world.unmount(plugInCharmera(1));
+  launch();
+  world.history().identity();
+  world.volumes.beforeAnswer = [&] {
+    if (model().isSyncing) {
+      world.volumes.beforeAnswer = nullptr;
+      model().stopCheck();
+    }
+  };
+  sync();
+  EXPECT_TRUE(world.photoLibrary.completions().empty());
   expectNoFailure("Check stopped");
 }
 
@@ -424,6 +450,33 @@ TEST_F(AppModelSyncTest, failureOfTheLibraryIsShownAlsoWhereTheCameraIsGone) {
 
 // What a sync asks of the mount table: which volumes there are, and of each whether it is still there before
 // and after it is looked at.
+TEST_F(AppModelSyncTest, importOfWhichTheLibraryTellsNothingIsAFailureAlsoWhereTheCameraIsGone) {
+  const Camera camera = plugInCharmera(1);
+  launch();
+  world.photoLibrary.beforeEachChange([&] { world.volumes.takeAway(camera.url); });
+  world.photoLibrary.withholdPlaceholder("PICT0001.JPG");
+  sync();
+  EXPECT_TRUE(model().lastError->has_value());
+  EXPECT_FALSE(model().cameraWentAway);
+}
+
+TEST_F(AppModelSyncTest, fileOfACameraThatIsGoneIsNoFailureAndIsNotNamedByTheNextOne) {
+  const Camera camera = plugInCharmera(1);
+  world.addFile(camera, "MOVI0001.AVI", "no film");
+  launch();
+  whenIn(Kind::fingerprinting, [&] { world.volumes.takeAway(camera.url); });
+  sync();
+  EXPECT_TRUE(model().cameraWentAway);
+  expectNoFailure("Check stopped");
+
+  std::filesystem::remove(camera.file("DCIM/100CHRM/MOVI0001.AVI").path());
+  world.mount(camera);
+  world.photoLibrary.endNextChange({.success = false, .isApplied = false});
+  sync();
+  EXPECT_TRUE(model().lastError->has_value());
+  EXPECT_EQ(model().lastErrorFile.value(), std::nullopt);
+}
+
 TEST_F(AppModelSyncTest, cameraThatLeavesBeforeItIsLookedAtIsNotOpened) {
   const Camera camera = plugInCharmera(1);
   launch();

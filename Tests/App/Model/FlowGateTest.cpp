@@ -197,6 +197,14 @@ TEST_F(FlowGateTest, stopFromBeforeAFlowDropsNoRequestDuringIt) {
   EXPECT_EQ(followingSyncs, 1);
 }
 
+TEST_F(FlowGateTest, noSyncFollowsForARequestBeforeASyncOpens) {
+  gate.start(sync(&gate, "ONE"), FlowGate::Opening::byTheFlow);
+  EXPECT_TRUE(gate.foldSync());
+  pass(flowTime);
+  EXPECT_FALSE(gate.isBusy());
+  EXPECT_EQ(followingSyncs, 0);
+}
+
 TEST_F(FlowGateTest, syncGivesWhatTheFollowingOneDidToo) {
   const auto handle = gate.start(sync(&gate, "ONE"), FlowGate::Opening::byTheFlow);
   mainThread.runUntilIdle();
