@@ -301,6 +301,7 @@ TEST(DirectoryEnumerator, leavesOutTheSystemsFoldersAtTheRootOfAVolumeOnly) {
     paths.insert(entry->path().substr(folder.url().path().size() + 1));
   }
   EXPECT_EQ(paths, (Paths{"DCIM", "DCIM/lost+found", "DCIM/lost+found/PICT0002.JPG"}));
+  EXPECT_EQ(walked(folder / "DCIM"), (Paths{"lost+found", "lost+found/PICT0002.JPG"})) << "no volume";
 }
 
 TEST(DirectoryEnumerator, givesPackagesAndDoesNotEnterThem) {

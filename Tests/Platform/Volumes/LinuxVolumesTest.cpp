@@ -265,6 +265,13 @@ TEST_F(LinuxVolumesTest, countsTheFolderThatHoldsDCIMInsteadOfDCIM) {
             std::vector{(folder / "copy").resolvingSymlinks()});
 }
 
+// As in a changed root, whose mount table has only what is mounted below it.
+TEST_F(LinuxVolumesTest, countsNoRootAsAChosenVolumeThatTheMountTableDoesNotName) {
+  setMounts("130 28 8:33 / /media/me/CARD rw - vfat /dev/sdc1 rw\n");
+  EXPECT_EQ(placesOf(volumes({FileURL("/"), folder.url()})),
+            (Strings{"/media/me/CARD", folder.url().path()}));
+}
+
 TEST_F(LinuxVolumesTest, countsNoPlaceOfTheSystemAsAChosenVolume) {
   const std::vector<FileURL> places{FileURL("/"),    FileURL("/proc"), FileURL("/proc/self"),
                                     FileURL("/sys"), FileURL("/run"),  FileURL("/dev")};
