@@ -10,8 +10,6 @@
 #include "Shells/CommandLine/Syntax.h"
 #include "TolvanderApp/Concurrency/TimerQueue.h"
 #include "TolvanderApp/PausedImports.h"
-#include "TolvanderApp/Platform/PhotoLibraryError.h"
-#include "TolvanderApp/Platform/PhotosPlatformError.h"
 #include "TolvanderApp/Presentation/FailureText.h"
 #include "TolvanderCore/MountedVolumeMediaSource.h"
 #include "TolvanderCore/SyncHistoryStore.h"
@@ -32,9 +30,7 @@ struct History {
 app::PausedImports interruptedImports(SyncHistoryStore& store, app::PhotoLibraryService& photos) {
   try {
     return app::PausedImports::of(store, photos);
-  } catch (const app::PhotosPlatformError&) {
-    return {.finishedByNextSync = {}, .paused = store.pendingImportSources()};
-  } catch (const app::PhotoLibraryError&) {
+  } catch (const Error&) {
     return {.finishedByNextSync = {}, .paused = store.pendingImportSources()};
   }
 }

@@ -5,7 +5,9 @@
 #include "Samples/Bytes.h"
 #include "Samples/SampleCard.h"
 #include "Tests/Shells/CommandLine.h"
+#include "Tests/Support/Application/CatalogueFiles.h"
 #include "TolvanderCore/JSON/JSONReader.h"
+#include "TolvanderCore/SyncHistoryStore.h"
 
 namespace tolvander::tests {
 namespace {
@@ -59,6 +61,15 @@ TEST_F(StatusCommandTest, showsWhatASyncLeft) {
 TEST_F(StatusCommandTest, saysThatTheHistoryCannotBeRead) {
   writeFile(home.appending("data/Tolvander/history.json"), "broken");
   EXPECT_TRUE(contains(run({"status"}).output, "Imported             the import history cannot be read\n"));
+}
+
+TEST_F(StatusCommandTest, tellsOfPausedImportsAlsoWhereTheLibraryCannotBeRead) {
+  sync();
+  SyncHistoryStore(home.appending("data/Tolvander/history.json")).beginImport({"a source"});
+  breakCatalogue(home.appending("pictures/Tolvander"));
+  const std::string text = run({"status"}).output;
+  EXPECT_TRUE(contains(text, "Paused imports       1 file that was not found on a connected camera\n"))
+      << text;
 }
 
 TEST_F(StatusCommandTest, givesProgramsADocument) {
