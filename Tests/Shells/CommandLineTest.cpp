@@ -121,16 +121,12 @@ TEST_F(CommandLineTest, failsWhereItsOutputCannotBeWritten) {
   EXPECT_TRUE(contains(result.errors, "could not be written"));
 }
 
-TEST_F(CommandLineTest, writesIntoNoFileOfItsOwnWhereItWasStartedWithoutAnOutput) {
+// Without them its files would get their numbers, and what it prints.
+TEST_F(CommandLineTest, worksWhereItWasStartedWithoutStandardDescriptors) {
   makeCharmera();
-  ASSERT_EQ(run({"sync", volume.path(), "--yes"}).status, 1);  // these are no pictures
   for (const char* const closed : {">&-", "<&- >&- 2>&-"}) {
-    runTool({"sh", "-c", TOLVANDERCTL " --home '" + home.path() + "' check " + closed});
-    for (const auto& entry : fs::recursive_directory_iterator(home.path())) {
-      if (entry.is_regular_file()) {
-        EXPECT_FALSE(contains(readFile(FileURL(entry.path().string())), "Checking access")) << entry.path();
-      }
-    }
+    const std::string command = std::string(TOLVANDERCTL) + " scan '" + volume.path() + "' " + closed;
+    EXPECT_EQ(runTool({"sh", "-c", command}).status, 0) << closed;
   }
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 
 #include "Samples/Bytes.h"
@@ -11,6 +12,8 @@
 #include "TolvanderCore/Foundation/ISO8601.h"
 #include "TolvanderCore/Foundation/SystemErrors.h"
 #include "TolvanderCore/JSON/JSONReader.h"
+#include "TolvanderCore/MountedVolumeMediaSource.h"
+#include "TolvanderCore/Platform/Volume.h"
 
 namespace tolvander::app {
 namespace {
@@ -90,6 +93,25 @@ TEST(ScanReport, tellsAVolumeThatMayNotBeReachedFromOneThatIsNotThere) {
   std::filesystem::permissions((folder / "closed").path(), std::filesystem::perms::none);
   const tests::OtherUser nobody;
   EXPECT_EQ(failureOf(folder / "closed/CARD"), EACCES);
+}
+
+TEST(ScanReport, knowsAFileThatIsSetAsideByItsPlace) {
+  const tests::TemporaryFolder folder;
+  const FileURL card = folder / "CARD";
+  tests::writeFile(card.appending("DCIM/PICT0001.JPG"), "no picture");
+  ScanReport::Options options{.savedProfiles = {MountedVolumeMediaSource::customProfile(card, {"DCIM"})}};
+  const CameraMediaFile file = ScanReport::of(card, options, {}).files.at(0).file;
+  const auto isSetAsideOn = [&](const std::string& volumeUUID) {
+    options.setAside = {{.relativePath = file.relativePath,
+                         .byteCount = file.byteCount,
+                         .sha256 = std::nullopt,
+                         .place = SetAsideFile::Place{
+                             .volumeUUID = volumeUUID,
+                             .modifiedAt = std::chrono::floor<std::chrono::seconds>(*file.modifiedAt)}}};
+    return ScanReport::of(card, options, {}).files.at(0).isSetAside;
+  };
+  EXPECT_TRUE(isSetAsideOn(volumeResourceValues(card).uuid.value_or("")));
+  EXPECT_FALSE(isSetAsideOn("ANOTHER"));
 }
 
 TEST(ScanReport, givesProgramsNullForAVolumeThatIsNoCamera) {

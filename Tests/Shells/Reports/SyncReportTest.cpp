@@ -181,6 +181,7 @@ TEST_F(SyncReportOfAModel, tellsWhatArrivedBeforeTheCameraWentAway) {
   EXPECT_EQ(report.cameras[0].end, CameraRun::End::cameraWentAway);
   EXPECT_EQ(report.cameras[0].newCount, 9);
   EXPECT_EQ(report.cameras[0].imported.photos, static_cast<std::int64_t>(world.history().records().size()));
+  EXPECT_EQ(this->report().outcome, SyncReport::Outcome::cameraWentAway) << "without the sync's own result";
   EXPECT_EQ(this->report({}, true).outcome, SyncReport::Outcome::stopped) << "the user's stop comes first";
 }
 
@@ -199,6 +200,17 @@ TEST_F(SyncReportOfAModel, keepsWhatBecameOfEarlierSyncs) {
   ASSERT_EQ(report.cameras.size(), 2U);
   EXPECT_EQ(report.cameras[0].name, "BROKEN");
   EXPECT_EQ(report.cameras[1].name, "ONE");
+  summary.outcome = {.end = FlowEnd::cameraWentAway};
+  EXPECT_EQ(this->report(summary).outcome, SyncReport::Outcome::cameraWentAway);
+}
+
+TEST_F(SyncReportOfAModel, hasFailedWhereOneCameraWentAwayAndAnotherOneFailed) {
+  world.addFile(readyCamera(), "MOVI0001.AVI", "no film");
+  world.launchAfterSetup();
+  sync();
+  const SyncReport report = this->report({.outcome = {.end = FlowEnd::cameraWentAway}});
+  EXPECT_EQ(report.outcome, SyncReport::Outcome::failed);
+  EXPECT_TRUE(report.failure->starts_with("MOVI0001.AVI: ")) << *report.failure;
 }
 
 TEST_F(SyncReportOfAModel, namesLikelyCopiesOnce) {
@@ -214,6 +226,11 @@ TEST_F(SyncReportOfAModel, hasFailedWhereTheLibraryMayNotBeUsed) {
   world.launch();
   EXPECT_EQ(report().outcome, SyncReport::Outcome::failed);
   EXPECT_EQ(report().failure, "Photos access was not granted. “/pictures/Tolvander” cannot be changed.");
+  assign(world.model().removableVolumeAccessIssue, RemovableVolumeAccessIssue{.volumeName = "CLOSED"});
+  EXPECT_EQ(report().failure,
+            "Tolvander cannot read CLOSED. Allow removable-volume access in System Settings.");
+  assign(world.model().lastError, "It broke.");
+  EXPECT_EQ(report().failure, "It broke.");
 }
 
 TEST_F(SyncReportOfAModel, tellsOfAVolumeThatMayNotBeReadBesideWhatArrivedFromTheOthers) {
