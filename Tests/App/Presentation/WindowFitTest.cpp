@@ -135,6 +135,9 @@ TEST(WindowFit, heightCountsFromHalfAPointButAnyMoveCounts) {
   EXPECT_FALSE(fit(higher).changesFrame);
   higher.chrome = 427.1;
   EXPECT_TRUE(fit(higher).changesFrame);
+  higher.chrome = 427;
+  higher.frame.height = 428.6;
+  EXPECT_TRUE(fit(higher).changesFrame);
 }
 
 TEST(WindowFit, contentWithoutAHeightFitsNothing) {

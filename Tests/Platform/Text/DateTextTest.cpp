@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <optional>
 #include <string>
 
 namespace tolvander {
@@ -16,20 +17,32 @@ const Date date{std::chrono::sys_days(std::chrono::year(2026) / 11 / 20) + 14h +
 
 TimeZone zone(const char* name) { return *TimeZone::named(name); }
 
+// The texts follow the environment of the moment, which each test leaves as it was.
 class DateText : public testing::Test {
  protected:
-  // The texts follow the environment of the moment, which each test leaves as it was.
-  static void useLocale(const char* locale) { setenv("LC_ALL", locale, 1); }
-  void TearDown() override {
-    original_.empty() ? unsetenv("LC_ALL") : setenv("LC_ALL", original_.c_str(), 1);
+  DateText() { unsetenv("LC_ALL"); }
+  ~DateText() override {
+    restore("LC_ALL", all_);
+    restore("LC_TIME", time_);
   }
 
+  static void useLocale(const char* locale) { setenv("LC_TIME", locale, 1); }
+
  private:
-  static std::string environment(const char* name) {
+  static std::optional<std::string> environment(const char* name) {
     const char* const value = getenv(name);
-    return value == nullptr ? "" : value;
+    return value == nullptr ? std::nullopt : std::optional<std::string>(value);
   }
-  std::string original_ = environment("LC_ALL");
+  static void restore(const char* name, const std::optional<std::string>& value) {
+    if (value) {
+      setenv(name, value->c_str(), 1);
+    } else {
+      unsetenv(name);
+    }
+  }
+
+  const std::optional<std::string> all_ = environment("LC_ALL");
+  const std::optional<std::string> time_ = environment("LC_TIME");
 };
 
 TEST_F(DateText, followsTheUsersLocale) {
