@@ -240,7 +240,7 @@ TEST_F(EmbeddedLibraryFaults, aLibraryIsNotSaidToBeMadeWhereItsFolderCannotBeSyn
   EXPECT_TRUE(library.requestFailure());
 }
 
-// Whoever deletes the lock file during a change lets another process in.
+// Deleting the lock file during a change lets another process in.
 TEST_F(EmbeddedLibraryFaults, allOrNothingIsImportedWhereTheLockFileIsDeletedDuringTheChange) {
   setUp();
   const std::vector<std::string> calls = mutatingCalls([this] { importBatch(); });

@@ -25,7 +25,7 @@ namespace tolvander::tests {
 namespace {
 
 // A Charmera's card whose files carry the time at which the camera's clock showed noon of the first of June,
-// as a driver at UTC gives it. The picture has no date of its own. The program sees the card as the mount
+// as a driver at UTC gives it. The picture holds no date. The program sees the card as the mount
 // that `fileSystem` and `superOptions` describe: /proc/self/mountinfo is covered by a made-up one.
 class ScriptedCard {
  public:

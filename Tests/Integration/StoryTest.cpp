@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 
 using Names = std::vector<std::string>;
 
-// Somebody with one camera and a home of their own, at the command line.
+// A user with one camera and a separate home, at the command line.
 class User {
  public:
   ToolResult does(std::vector<std::string> arguments) const {

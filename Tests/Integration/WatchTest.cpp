@@ -49,12 +49,12 @@ std::string nameOf(Moment moment) {
 
 bool isOnCard(Moment moment) { return moment == Moment::fingerprinting || moment == Moment::staging; }
 
-// A home on a file system of its own, and the files that a card is given.
+// A home on a separate file system, and the files that a card is given.
 class Scene {
  public:
-  // `bytes` of room. In a mount namespace of its own.
+  // `bytes` of room. In a separate mount namespace.
   explicit Scene(std::string_view size = "64m") {
-    // The desktop of whoever runs the tests sees no notification of them.
+    // The desktop of the user who runs the tests shows no notification.
     setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent", 1);
     fs::create_directory(home.url().path());
     mountMemory(home.url(), size);
@@ -426,7 +426,7 @@ class Interrupted : public testing::TestWithParam<Moment> {
     }
   }
 
-  // The card is a file system of its own, so that there can be a gate before it.
+  // The card is a separate file system, so that a gate can be put before it.
   static FileURL makeCard(const Scene& scene) {
     const FileURL card = scene.folder / "CARD";
     fs::create_directory(card.path());

@@ -14,10 +14,10 @@
 
 namespace tolvander::tests {
 
-// Runs the program with a home of its own.
+// Runs the program with a separate home.
 class CommandLine : public testing::Test {
  protected:
-  // The desktop of whoever runs the tests sees no notification of them.
+  // The desktop of the user who runs the tests shows no notification.
   CommandLine() { setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent", 1); }
 
   std::vector<std::string> commandLine(std::vector<std::string> arguments) const {

@@ -254,7 +254,7 @@ TEST_F(TaskHandleTest, endsWithItsScopeWhereverItWaits) {
     EXPECT_EQ(held.use_count(), 5);
   }
   EXPECT_EQ(held.use_count(), 1);
-  // What they waited for comes to nobody.
+  // The tasks are gone, so nothing receives the value that they waited for.
   (*callback)(1);
   mainThread_.advance(1h);
   EXPECT_TRUE(other.isFinished());

@@ -161,7 +161,7 @@ TEST_F(MediaFingerprintStageTest, datesAnAVIByTheFile) {
 TEST_F(MediaFingerprintStageTest, datesAMovieByWhatItSaysElseByTheFile) {
   EXPECT_EQ(runOne(movie("A.MOV", "2026-11-20T12:00:00+00:00")).captureDate,
             Date(std::chrono::sys_days(std::chrono::year(2026) / 11 / 20) + 12h));
-  // An AVI under another name is a movie without a date of its own.
+  // An AVI under another name is a movie that holds no date.
   const auto undated = runOne(clip("B.mp4"));
   EXPECT_EQ(undated.captureDate, modified);
   EXPECT_TRUE(undated.metadata);

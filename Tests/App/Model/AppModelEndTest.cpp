@@ -9,7 +9,7 @@ namespace {
 // on its way ends by itself. What a memory checker sees here counts as much as the expectations.
 class AppModelEndTest : public AppModelFlowTest {
  protected:
-  // A world of its own for each try.
+  // Each try has a separate world.
   struct Machine : AppModelFlowTest {
     void TestBody() override {}
     using AppModelFlowTest::begin;
@@ -137,7 +137,7 @@ TEST_F(AppModelEndTest, whileAQuestionIsOpen) {
   EXPECT_EQ(world.photoLibrary.creations().size(), 1U);
 }
 
-// The job asks the model whether to go on, and nobody is there any more.
+// The job asks the model whether to go on after the model has been destroyed.
 TEST_F(AppModelEndTest, whileATransactionRuns) {
   plugInCharmera(8);
   launch();

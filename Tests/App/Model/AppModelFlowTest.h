@@ -25,7 +25,7 @@ class AppModelFlowTest : public testing::Test {
   using Notes = std::vector<std::pair<std::string, std::string>>;  // title and body
 
   AppModelFlowTest() {
-    // A folder's file system may have no name of its own.
+    // A folder's file system may have no name.
     world.trash.volumeUUID = [](const FileURL&) { return "VOLUME"; };
   }
   ~AppModelFlowTest() override { quit(); }

@@ -25,7 +25,7 @@ class AppModelPhotosCheckTest : public AppModelFlowTest {
     run([&] { model().restoreMissingImports(reviewed); });
   }
 
-  // The picture is in the library, brought by somebody else.
+  // The picture is in the library, imported by another program.
   void putIntoLibrary(const Camera& camera, int number) {
     const std::string content = readFile(picture(camera, number));
     world.photoLibrary.addAsset({.localIdentifier = {},
@@ -39,7 +39,7 @@ class AppModelPhotosCheckTest : public AppModelFlowTest {
                                   .content = bytesOf(content)}});
   }
 
-  // An import of the picture began, and nobody knows how it ended.
+  // An import of the picture began, and its end was not recorded.
   void markAsPending(const Camera& camera, int number) {
     world.history().beginImport({FileFingerprinter::sha256(picture(camera, number))});
   }
@@ -455,7 +455,7 @@ TEST_F(AppModelPhotosCheckTest, restoreWithUncheckedFilesOrNothingMissingAsksNot
   EXPECT_TRUE(world.dialogs.alerts.empty());
 }
 
-// The sync asks a question of its own, which is still open when the first one is answered.
+// The sync asks another question, which is still open when the first one is answered.
 TEST_F(AppModelPhotosCheckTest, whoWaitsInTheRestoreAlertWhileASyncStartsEndsTheCommandWithoutHarm) {
   plugInCharmera(1);
   world.settings().setDeleteAfterSync(true);

@@ -176,7 +176,7 @@ TEST_F(TrashServiceTest, refusesAFileOutsideTheVolume) {
 
 namespace {
 
-// A disk of its own in a folder, with the links at its top that one system has.
+// A separate disk mounted on a folder, with the links at its root that some systems have.
 class DiskWithPrivateFolders final : public WatchedTrash {
  public:
   DiskWithPrivateFolders(app::TrashOperations& platform, FileURL top)

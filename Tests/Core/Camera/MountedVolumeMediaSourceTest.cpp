@@ -34,7 +34,7 @@ using tests::readFile;
 using tests::TemporaryFolder;
 using tests::writeFile;
 
-// A folder that stands for a mounted volume; its name and UUID are what the platform says of it.
+// A folder that is used as a mounted volume; the platform gives its name and UUID.
 class MountedVolume : public testing::Test {
  protected:
   MountedVolume() { fs::create_directory(volume.path()); }

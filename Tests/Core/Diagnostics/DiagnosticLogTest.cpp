@@ -62,7 +62,7 @@ mode_t permissionsOf(const FileURL& url) {
 
 std::size_t sizeOf(const FileURL& file) { return std::filesystem::file_size(file.path()); }
 
-// A log in a folder of its own, which isn't there yet.
+// A log in a separate folder that doesn't exist yet.
 class DiagnosticLogTest : public testing::Test {
  protected:
   FileURL logs() const { return temporary_ / "Logs/Tolvander"; }

@@ -414,7 +414,7 @@ TEST(ExifBlock, failsWithItsFirstDirectory) {
 }
 
 TEST(ExifBlock, endsWithItsSegment) {
-  // The text would be whole if what stands behind the segment counted.
+  // The text would be complete if the bytes after the segment counted.
   const Bytes block = TIFFBuilder().orientation(6).ascii(306, "0123456789").build();
   Bytes cut = block;
   cut.resize(block.size() - 2);

@@ -23,8 +23,8 @@ void expectMalformed(Read read) {
   }
 }
 
-// A little-endian block with one text entry (tag 306) of `count` bytes, whose value field is `field` and
-// behind whose directory `behind` stands, at offset 26.
+// A little-endian block with one text entry (tag 306) of `count` bytes and the value field `field`. The
+// bytes `behind` follow the directory, at offset 26.
 Bytes blockWithText(std::uint32_t count, const Bytes& field, const Bytes& behind) {
   const TIFFBuilder builder;
   return bytes("II") + builder.integer16(42) + builder.integer32(8) + builder.integer16(1) +

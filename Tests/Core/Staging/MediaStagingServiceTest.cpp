@@ -43,7 +43,7 @@ Bytes pictureTakenAt(std::string_view originalDate) {
       .build();
 }
 
-// Stands for the video road: the movie is the source's text with a word before it.
+// Replaces the processing of videos: the movie is the source's text with a word before it.
 class FakeVideoProcessor final : public CharmeraVideoProcessing {
  public:
   CharmeraVideoSupportStatus supportStatus() const override { return CharmeraVideoSupportStatus::available; }

@@ -292,7 +292,7 @@ TEST(DirectoryEnumerator, leavesOutTheSystemsFoldersAtTheRootOfAVolumeOnly) {
   makeFolder(folder / "lost+found");
   setPermissions(folder.url(), 0755);
   setPermissions(folder / "lost+found", 0);
-  const OtherUser nobody;  // who may not even look into them
+  const OtherUser nobody;  // may not list them either
   Paths paths;
   auto enumerator = DirectoryEnumerator::at(
       folder.url(), [](const FileURL&, const Error&) { return false; }, DirectoryEnumerator::Root::volume);

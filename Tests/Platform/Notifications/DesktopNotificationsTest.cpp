@@ -27,7 +27,7 @@ namespace {
 
 const NotificationRequest request{"an identifier", "3 photos synced", "Added to Apple Photos."};
 
-// On a bus of its own, which is the session's for as long as a test runs.
+// On a separate bus, which is the session bus while a test runs.
 class DesktopNotificationsTest : public testing::Test {
  protected:
   void SetUp() override {

@@ -482,7 +482,7 @@ TEST_F(Presence, isNotProvenThroughLinks) {
   EXPECT_FALSE(library->proveOriginal(asset, sha256, {}));
 }
 
-// A catalogue that somebody else has made up reaches nothing outside the library.
+// A forged catalogue gives access to nothing outside the library.
 class HostileCatalogue : public EmbeddedLibrary, public testing::WithParamInterface<const char*> {};
 
 TEST_P(HostileCatalogue, reachesNothing) {

@@ -23,7 +23,7 @@
 #include "Tests/Support/Machine/Thoroughness.h"
 #include "TolvanderCore/Files/OwnedDescriptor.h"
 
-// Somebody changes the volume just before each single call that moving, restoring and deleting are made of.
+// An attacker changes the volume just before each single call of moving, restoring and deleting.
 // Never may a file but the recorded one be removed, or come to lie anywhere but where it was put.
 
 namespace tolvander::tests {
@@ -38,8 +38,8 @@ std::uint64_t deviceOf(const FileURL& url) {
   return lstat(url.path().c_str(), &status) == 0 ? status.st_dev : 0;
 }
 
-// The volume with one photo that everything is about, photos that nothing may happen to, and somebody who
-// attacks once.
+// A volume with the photo to be moved, restored or deleted, photos that must not change, and an attacker who
+// acts once.
 struct Battlefield {
   explicit Battlefield(const FileURL& top) : scene(top) {
     // A volume is what has one device number: some of these volumes have no UUID of their own.
@@ -74,7 +74,7 @@ struct Battlefield {
   // The photo under the name that people can know of; on the camera where it is nowhere.
   FileURL victim() const { return !exists(original) && exists(trashed) ? trashed : original; }
 
-  // By somebody who has the photo open, whatever its name is by now.
+  // By an attacker who has the photo open, under whatever name it has by now.
   void overwrite(std::string_view content) const {
     ASSERT_EQ(pwrite(editor.number(), content.data(), content.size(), 0),
               static_cast<ssize_t>(content.size()));
@@ -120,7 +120,7 @@ struct Battlefield {
     return false;
   }
 
-  // Nobody does anything any more, and what was under the other volumes is in sight again.
+  // The attack ends, and the folders under the mounted volumes are visible again.
   void endAttack() {
     scene.watched.before = nullptr;
     for (const FileURL& place : mounts) {
@@ -310,7 +310,7 @@ const std::vector<Operation>& operations() {
   return all;
 }
 
-// The names of the calls that the operation makes when nobody disturbs it.
+// The names of the calls that the operation makes without an attack.
 std::vector<std::string> callsOf(const Operation& operation, const FileURL& top) {
   Battlefield field(top);
   std::vector<std::string> calls;
@@ -396,8 +396,8 @@ TEST(TrashAttack, harmsNoOtherFileOnADisk) {
 
 namespace {
 
-// Exchanges names and exchanges them back, over and over, on a thread of its own. Between two times it stands
-// back for a number of turns of the other threads, so that what it disturbs sometimes succeeds.
+// Exchanges names and exchanges them back, again and again, on a separate thread. Between two exchanges it
+// waits for a number of turns of the other threads, so that the disturbed operation sometimes succeeds.
 class Exchanger {
  public:
   Exchanger(const std::vector<std::pair<FileURL, FileURL>>& pairs, std::size_t turnsBetween)

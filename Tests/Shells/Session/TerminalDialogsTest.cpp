@@ -17,7 +17,7 @@
 namespace tolvander::shell {
 namespace {
 
-// A terminal at which somebody sits.
+// A terminal with a user who types.
 class TerminalDialogsTest : public testing::Test {
  protected:
   TerminalDialogsTest() {

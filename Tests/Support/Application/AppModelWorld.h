@@ -42,10 +42,10 @@ class AppModelWorld {
 
   // MARK: Cameras
 
-  // A folder that looks like a Charmera's card, or like any other card, without files of its own.
+  // A folder that looks like a Charmera's card, or like any other card, without files.
   Camera makeCharmera(const std::string& name = "CHARMERA");
   Camera makeCard(const std::string& name);
-  // A small picture with a date of its own; pictures of different `content` are different pictures.
+  // A small picture that holds a date; pictures of different `content` are different pictures.
   void addPhoto(const Camera& camera, const std::string& name, int content);
   // Any bytes under any name in the card's media folder.
   void addFile(const Camera& camera, const std::string& name, std::string_view content);

@@ -9,7 +9,7 @@
 
 namespace tolvander::tests {
 
-// What the program has left below a home of its own (`--home`), looked at while it doesn't run.
+// What the program has left below a separate home (`--home`), read while it doesn't run.
 class SyncedHome {
  public:
   explicit SyncedHome(const FileURL& url) : url_(url) {}

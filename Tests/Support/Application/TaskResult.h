@@ -10,7 +10,7 @@
 
 namespace tolvander::tests {
 
-// Runs a task to its end, and gives what it gave or throws what it threw. No time passes meanwhile.
+// Runs a task to its end, and returns its result or throws its exception. No time passes in the test.
 template <typename T>
 T resultOf(VirtualMainThread& mainThread, app::Task<T> task) {
   struct Ending {

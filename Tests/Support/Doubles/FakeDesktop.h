@@ -20,7 +20,7 @@ struct ShownNotification {
   std::int32_t expiration = 0;  // milliseconds
 };
 
-// A desktop's service for notifications on a bus, on a thread of its own.
+// A desktop's service for notifications on a bus, on a separate thread.
 class FakeDesktop {
  public:
   enum class Behaviour { answers, staysSilent, refuses };
@@ -30,7 +30,7 @@ class FakeDesktop {
   FakeDesktop(const FakeDesktop&) = delete;
   FakeDesktop& operator=(const FakeDesktop&) = delete;
 
-  // Ends a silence, and answers what was asked meanwhile.
+  // Ends a silence, and answers the requests that came during it.
   void beginToAnswer();
 
   std::vector<ShownNotification> shown() const;

@@ -17,7 +17,7 @@
 
 namespace tolvander::tests {
 
-// A clock that stands still until a test moves it on. Alarms ring on the thread that does so.
+// A clock that doesn't advance until a test advances it. Alarms ring on the thread that does so.
 class ManualTimer final : public app::MonotonicTimer {
  public:
   Instant now() const override;

@@ -19,7 +19,7 @@
 namespace tolvander::tests {
 
 // A photo library in memory that keeps the contract, except where a test tells it otherwise, and remembers
-// what it was asked. Changes are made on one thread of its own, data is delivered on another. A script is set
+// what it was asked. Changes are made on one thread, data is delivered on another. A script is set
 // before the call that it is meant for; what it holds may be told at any time.
 class ScriptedPhotoLibrary final : public app::PhotoLibrary {
  public:

@@ -18,7 +18,7 @@ class TestApplication final : public app::Application {
  public:
   std::vector<std::string> givenArguments;
   int terminations = 0;
-  std::function<void()> didBecomeActive;  // empty while nobody observes
+  std::function<void()> didBecomeActive;  // empty without an observer
   std::function<void()> prepareUninstall;
 
   std::vector<std::string> arguments() override { return givenArguments; }

@@ -10,8 +10,8 @@
 
 namespace tolvander::tests {
 
-// Another answer to the Trash contract, with somebody who acts just before each call to it: changes files, or
-// throws what the call is to fail with. Directories are the other answer's own.
+// Passes calls on to another answer to the Trash contract, and runs a hook just before each: it changes
+// files, or throws the exception with which the call is to fail. Directories are those of the other answer.
 class WatchedTrash : public app::TrashOperations {
  public:
   explicit WatchedTrash(app::TrashOperations& platform) : platform_(platform) {}
