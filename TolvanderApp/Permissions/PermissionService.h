@@ -1,12 +1,12 @@
 #pragma once
 
-#include <cstdint>
 #include <functional>
 
 #include "TolvanderApp/Concurrency/MainThread.h"
 #include "TolvanderApp/Concurrency/Task.h"
 #include "TolvanderApp/NotificationPermissionStatus.h"
 #include "TolvanderApp/PhotosPermissionStatus.h"
+#include "TolvanderApp/Platform/Application.h"
 #include "TolvanderApp/Platform/NotificationDelivery.h"
 #include "TolvanderApp/Platform/PhotoLibrary.h"
 #include "TolvanderCore/DiagnosticLog.h"
@@ -18,18 +18,9 @@ namespace tolvander::app::PermissionService {
 // on any thread.
 using PhotosAccessRequest = std::function<void(std::function<void(PhotosAuthorizationStatus)> handler)>;
 
-// What the diagnostic log records of the program's windows when a request starts: a request that is made from
-// behind other windows may go unnoticed. The default is that of a program without windows.
-struct PresentationState {
-  bool appActive = false;              // the program is the active one
-  bool windowKey = false;              // its window receives the keyboard
-  bool windowMain = false;             // its window is the program's main window
-  std::int64_t activationPolicy = -1;  // the platform's number; -1 without an application object
-  bool workspaceFrontmost = false;     // the desktop reports the program as the frontmost one
-};
-
-// The request that the user's button makes. It records `permissionPromptStarted` in the log, and then asks
-// the library. The references must stay valid until `handler` was called.
+// The request that the user's button makes. It records `permissionPromptStarted` in the log with `state`,
+// since a request that is made from behind other windows may go unnoticed, and then asks the library. The
+// references must stay valid until `handler` was called.
 PhotosAccessRequest standardPhotosAccessRequest(PhotoLibrary& library, DiagnosticLog& log,
                                                 MainThread& mainThread, PresentationState state);
 

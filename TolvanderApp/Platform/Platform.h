@@ -10,6 +10,7 @@
 #include "TolvanderApp/Platform/NotificationDelivery.h"
 #include "TolvanderApp/Platform/OperatingSystemVersion.h"
 #include "TolvanderApp/Platform/PhotoLibrary.h"
+#include "TolvanderApp/Platform/SystemSettings.h"
 #include "TolvanderApp/Platform/TrashOperations.h"
 #include "TolvanderApp/Platform/VolumeEjector.h"
 #include "TolvanderApp/Platform/Volumes.h"
@@ -30,6 +31,7 @@ struct Platform {
   VolumeEjector& ejector;
   Dialogs& dialogs;
   LoginItem& loginItem;
+  SystemSettings& systemSettings;
   Application& application;
   ApplicationVersion applicationVersion;
   OperatingSystemVersion systemVersion;

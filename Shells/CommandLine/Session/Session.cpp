@@ -106,6 +106,7 @@ app::Platform Session::platform() {
           .ejector = ejector_,
           .dialogs = dialogs_,
           .loginItem = loginItem_,
+          .systemSettings = systemSettings_,
           .application = application_,
           .applicationVersion = {.shortVersion = TOLVANDER_VERSION, .build = std::nullopt},
           .systemVersion = app::OperatingSystemVersion::current(),

@@ -89,6 +89,7 @@ class Session {
   TerminalDialogs dialogs_;
   HeadlessApplication application_;
   NoLoginItem loginItem_;
+  NoSystemSettings systemSettings_;
   std::shared_ptr<app::AppModel> model_;  // after all that it uses
 
   ExitStatus status_ = ExitStatus::failed;

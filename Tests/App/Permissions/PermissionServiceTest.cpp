@@ -103,11 +103,11 @@ TEST(PermissionService, logsThePromptBeforeItAsksTheLibrary) {
   VirtualMainThread mainThread;
   AskedLibrary library;
   DiagnosticLog log(folder / "Logs");
-  const PermissionService::PresentationState state{.appActive = true,
-                                                   .windowKey = false,
-                                                   .windowMain = true,
-                                                   .activationPolicy = 1,
-                                                   .workspaceFrontmost = true};
+  const app::PresentationState state{.appActive = true,
+                                     .windowKey = false,
+                                     .windowMain = true,
+                                     .activationPolicy = 1,
+                                     .workspaceFrontmost = true};
   const auto request = PermissionService::standardPhotosAccessRequest(library, log, mainThread, state);
   EXPECT_FALSE(library.wasAsked());
   request([](PhotosAuthorizationStatus) {});

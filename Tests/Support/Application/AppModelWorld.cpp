@@ -89,6 +89,7 @@ app::Platform AppModelWorld::platform() {
           .ejector = ejector,
           .dialogs = dialogs,
           .loginItem = loginItem,
+          .systemSettings = systemSettings,
           .application = application,
           .applicationVersion = {.shortVersion = "1.2.3", .build = "45"},
           .systemVersion = {},

@@ -108,6 +108,7 @@ class AppModelWorld {
   ScriptedEjector ejector;
   ScriptedDialogs dialogs;
   TestLoginItem loginItem;
+  TestSystemSettings systemSettings;
   TestApplication application;
   MemoryUserDefaults defaults;
 
