@@ -6,6 +6,7 @@
 #include "TolvanderApp/CameraVolumeDiscovery.h"
 #include "TolvanderApp/Concurrency/Background.h"
 #include "TolvanderApp/Concurrency/Sleep.h"
+#include "TolvanderApp/Permissions/LaunchAtLoginService.h"
 
 namespace tolvander::app {
 
@@ -79,7 +80,7 @@ Task<> MachineEvents::sweepAbandonedStaging() {
 
 void MachineEvents::prepareUninstall() {
   try {
-    context_.platform.loginItem.setEnabled(false);
+    LaunchAtLoginService::setEnabled(context_.platform.loginItem, false);
   } catch (const Error&) {
     // The program goes all the same.
   }

@@ -327,9 +327,11 @@ TEST_F(AppModelStart, unregistersTheLoginItemAndQuitsWhenLaunchedToPrepareAnUnin
 }
 
 TEST_F(AppModelStart, quitsForAnUninstallAlsoWhenTheLoginItemStays) {
+  world.loginItem.currentStatus = LoginItemStatus::enabled;
   world.loginItem.fails = true;
   world.application.givenArguments = {"--prepare-uninstall"};
   world.start();
+  EXPECT_EQ(world.loginItem.changes, std::vector{false});
   EXPECT_EQ(world.application.terminations, 1);
   EXPECT_EQ(*world.model().lastError, std::nullopt);
 }
@@ -341,10 +343,12 @@ TEST_F(AppModelStart, takesOtherArgumentsForWhatTheyAre) {
 }
 
 TEST_F(AppModelStart, quitsWhenAnotherProcessPreparesAnUninstall) {
+  world.loginItem.currentStatus = LoginItemStatus::enabled;
   world.start();
   world.application.prepareUninstall();
   EXPECT_EQ(world.loginItem.changes, std::vector{false});
   EXPECT_EQ(world.application.terminations, 1);
+  world.loginItem.currentStatus = LoginItemStatus::enabled;
   world.loginItem.fails = true;
   world.application.prepareUninstall();
   EXPECT_EQ(world.application.terminations, 2);
