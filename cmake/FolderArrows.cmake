@@ -30,7 +30,8 @@ set(TolvanderApp_folders
   "Library: Concurrency Diagnostics Platform"
   "Import: Concurrency Library"
   "Presentation: Platform"
-  "Model: Camera Concurrency Diagnostics Import Library Notifications Permissions Platform Presentation Settings Trash")
+  "Model: Camera Concurrency Diagnostics Import Library Notifications Permissions Platform Presentation Settings Trash"
+  "Program: Concurrency Model Platform Presentation")
 
 # The first six answer the engine's contracts and know nothing of the application.
 set(Platform_Linux_folders
