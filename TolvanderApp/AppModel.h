@@ -230,13 +230,28 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
 
   // Permissions
 
+  // Before the system asks the user something: brings the program to the front, and remembers the window that
+  // is in front of it, which comes back when the request is completed. Gives the request's identity.
+  UUID beginPermissionRequest();
   // Asks the system for access to the library, and gives its answer after what follows from it: with access
   // a sync where setup is complete, without it setup is to be done again. Where a new library would be made,
   // asks the user first; then nothing follows from a no, and a history that can't be read is shown as a
   // failure. A call while a request runs gives that request.
   ValueTaskHandle<PhotosPermissionStatus> requestPhotosAccess();
-  // Asks the system whether notifications may be shown.
-  void requestNotificationPermission();
+  // Asks the system whether notifications may be shown, and completes the request.
+  void requestNotificationPermission(UUID requestID);
+  // Opens the system's settings, at a pane where they have it. Shows a failure where there are none.
+  void openSystemSettings(std::optional<SystemSettingsPane> pane);
+  void openNotificationSettings();
+
+  // Login and updates
+
+  // Has the program started at login, or no more. A failure is shown.
+  void setLaunchAtLogin(bool enabled);
+  // Reads whether it is. The setting follows.
+  void refreshLoginStatus();
+  // The version of the update that waits for the user; absent without one.
+  void setAvailableUpdateVersion(std::optional<std::string> version);
 
   // Settings
 

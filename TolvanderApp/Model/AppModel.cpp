@@ -184,7 +184,25 @@ ValueTaskHandle<PhotosPermissionStatus> AppModel::requestPhotosAccess() {
   return parts_->permissions.requestPhotosAccess();
 }
 
-void AppModel::requestNotificationPermission() { parts_->permissions.requestNotificationPermission(); }
+void AppModel::requestNotificationPermission(UUID requestID) {
+  parts_->permissions.requestNotificationPermission(requestID);
+}
+
+UUID AppModel::beginPermissionRequest() { return parts_->requests.begin(); }
+
+void AppModel::openSystemSettings(std::optional<SystemSettingsPane> pane) {
+  parts_->systemSettings.open(pane);
+}
+
+void AppModel::openNotificationSettings() { openSystemSettings(SystemSettingsPane::notifications); }
+
+void AppModel::setLaunchAtLogin(bool enabled) { parts_->loginItem.setEnabled(enabled); }
+
+void AppModel::refreshLoginStatus() { parts_->loginItem.refresh(); }
+
+void AppModel::setAvailableUpdateVersion(std::optional<std::string> version) {
+  availableUpdateVersion = std::move(version);
+}
 
 void AppModel::setDeleteAfterSync(bool value) { parts_->settings.setDeleteAfterSync(value); }
 

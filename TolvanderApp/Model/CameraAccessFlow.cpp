@@ -160,11 +160,12 @@ Started<AddedCamera> CameraAccessFlow::addDevice(std::optional<FileURL> proposed
   if (fields_.isRequestingCameraAccess || model_.isSyncing || fields_.isEjecting) {
     return std::nullopt;
   }
+  const UUID requestID = requests_.begin();
   fields_.isRequestingCameraAccess = true;
-  return context_.tasks.start(askForDevice(std::move(proposed), afterwards));
+  return context_.tasks.start(askForDevice(requestID, std::move(proposed), afterwards));
 }
 
-Task<AddedCamera> CameraAccessFlow::askForDevice(std::optional<FileURL> proposed,
+Task<AddedCamera> CameraAccessFlow::askForDevice(UUID requestID, std::optional<FileURL> proposed,
                                                  AppModel::AfterAdding afterwards) {
   auto panel = context_.platform.dialogs.chooseDirectory(
       {.title = "Choose Charmera Drive",
@@ -174,6 +175,7 @@ Task<AddedCamera> CameraAccessFlow::askForDevice(std::optional<FileURL> proposed
        .proposed = std::move(proposed)});
   const auto chosen = co_await panel;
   fields_.isRequestingCameraAccess = false;
+  requests_.complete(requestID);
   if (!chosen) {
     co_return AddedCamera{.outcome = {.end = FlowEnd::declined}};
   }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "TolvanderApp/Model/ModelContext.h"
+#include "TolvanderApp/Model/PermissionRequests.h"
 #include "TolvanderCore/DetectedDevice.h"
 
 namespace tolvander::app {
@@ -17,8 +18,8 @@ struct FoundCamera {
 // Which cameras there are, and the user's leave to use them.
 class CameraAccessFlow {
  public:
-  explicit CameraAccessFlow(ModelContext& context)
-      : context_(context), model_(context.model), fields_(context.fields) {}
+  CameraAccessFlow(ModelContext& context, PermissionRequests& requests)
+      : context_(context), model_(context.model), fields_(context.fields), requests_(requests) {}
 
   // Throws what Volumes throws.
   bool isStillMounted(const FileURL& url) const;
@@ -39,7 +40,8 @@ class CameraAccessFlow {
   Started<FlowOutcome> removeDevice(UUID grantID);
 
  private:
-  Task<AddedCamera> askForDevice(std::optional<FileURL> proposed, AppModel::AfterAdding afterwards);
+  Task<AddedCamera> askForDevice(UUID requestID, std::optional<FileURL> proposed,
+                                 AppModel::AfterAdding afterwards);
   std::optional<std::string> saveDevice(const FileURL& chosen);
   void publishRemovableVolumes(const std::vector<MountedVolume>& mounted);
   void saveAccess(const FileURL& volume, const AppSettings::Bookmark& bookmark);
@@ -49,6 +51,7 @@ class CameraAccessFlow {
   ModelContext& context_;
   AppModel& model_;
   const ModelFields& fields_;
+  PermissionRequests& requests_;
 };
 
 }  // namespace tolvander::app

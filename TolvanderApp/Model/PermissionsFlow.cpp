@@ -23,7 +23,7 @@ bool hasImported(SyncHistoryStore& history) {
 }  // namespace
 
 Task<> PermissionsFlow::refreshPermissionStatuses() {
-  refreshLoginStatus();
+  model_.refreshLoginStatus();
   const PhotosPermissionStatus previous = model_.photosPermissionStatus;
   applyPhotosPermissionStatus(
       app::photosPermissionStatus(context_.platform.photoLibrary.authorizationStatus()));
@@ -44,8 +44,6 @@ Task<> PermissionsFlow::refreshPermissionStatuses() {
 }
 
 void PermissionsFlow::lookAgain() { context_.tasks.start(refreshPermissionStatuses()); }
-
-void PermissionsFlow::refreshLoginStatus() { fields_.loginStatus = context_.platform.loginItem.status(); }
 
 void PermissionsFlow::applyPhotosPermissionStatus(PhotosPermissionStatus status) {
   if (status != model_.photosPermissionStatus) {
@@ -79,7 +77,7 @@ void PermissionsFlow::requireSetupAfterAccessLoss() {
 
 ValueTaskHandle<PhotosPermissionStatus> PermissionsFlow::requestPhotosAccess() {
   if (!photosRequest_ || photosRequest_->isFinished()) {
-    photosRequest_ = context_.tasks.start(askForPhotosAccess());
+    photosRequest_ = context_.tasks.start(askForPhotosAccess(requests_.begin()));
   }
   return *photosRequest_;
 }
@@ -110,7 +108,7 @@ Task<bool> PermissionsFlow::isLibraryMissing() {
   co_return co_await reading;
 }
 
-Task<PhotosPermissionStatus> PermissionsFlow::askForPhotosAccess() {
+Task<PhotosPermissionStatus> PermissionsFlow::askForPhotosAccess(UUID requestID) {
   bool isWanted = false;
   try {
     auto deciding = mayMakeLibrary();
@@ -119,21 +117,24 @@ Task<PhotosPermissionStatus> PermissionsFlow::askForPhotosAccess() {
     context_.show(std::current_exception());
   }
   if (!isWanted) {
+    requests_.complete(requestID);
     co_return model_.photosPermissionStatus;
   }
   auto asking = callback<PhotosPermissionStatus>([this](const Callback<PhotosPermissionStatus>& answered) {
     const auto request = PermissionService::standardPhotosAccessRequest(
-        context_.platform.photoLibrary, *context_.services.diagnosticLog, context_.platform.mainThread, {});
+        context_.platform.photoLibrary, *context_.services.diagnosticLog, context_.platform.mainThread,
+        requests_.presentationState());
     PermissionService::requestPhotosAccess(request, context_.platform.mainThread, answered);
   });
   const PhotosPermissionStatus status = co_await asking;
-  auto following = requestPhotosPermission(status);
+  auto following = requestPhotosPermission(status, requestID);
   co_await following;
   co_return status;
 }
 
-Task<> PermissionsFlow::requestPhotosPermission(PhotosPermissionStatus status) {
+Task<> PermissionsFlow::requestPhotosPermission(PhotosPermissionStatus status, UUID requestID) {
   applyPhotosPermissionStatus(status);
+  requests_.complete(requestID);
   if (status != PhotosPermissionStatus::authorized) {
     context_.requireSetupAfterAccessLoss();
     if (const auto failure = context_.platform.photoLibrary.requestFailure()) {
@@ -159,11 +160,11 @@ void PermissionsFlow::clearPhotosPermissionError() {
   }
 }
 
-void PermissionsFlow::requestNotificationPermission() {
-  context_.tasks.start(askForNotificationPermission());
+void PermissionsFlow::requestNotificationPermission(UUID requestID) {
+  context_.tasks.start(askForNotificationPermission(requestID));
 }
 
-Task<> PermissionsFlow::askForNotificationPermission() {
+Task<> PermissionsFlow::askForNotificationPermission(UUID requestID) {
   auto request = context_.platform.notifications.requestAuthorization();
   try {
     co_await request;
@@ -172,6 +173,7 @@ Task<> PermissionsFlow::askForNotificationPermission() {
   }
   auto reading = PermissionService::notificationStatus(context_.platform.notifications);
   setNotificationPermissionStatus(co_await reading);
+  requests_.complete(requestID);
 }
 
 void PermissionsFlow::setNotificationPermissionStatus(NotificationPermissionStatus status) {

@@ -134,7 +134,7 @@ TEST_F(AppModelLifetime, endsHarmlesslyAtAnyStepOfThePermissionRequests) {
       launchAfterSetup,
       [](Scene& scene) {
         scene.world.model().requestPhotosAccess();
-        scene.world.model().requestNotificationPermission();
+        scene.world.model().requestNotificationPermission(scene.world.model().beginPermissionRequest());
       },
       20);
 }

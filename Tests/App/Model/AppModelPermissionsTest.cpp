@@ -122,6 +122,7 @@ TEST_F(AppModelPermissions, photosAccessThatIsGrantedClearsItsOwnFailure) {
 }
 
 TEST_F(AppModelPermissions, photosRequestIsLoggedWithItsAnswer) {
+  world.application.comesToTheFront = false;  // a program without windows
   launchUndecided();
   requestPhotos(PhotosAuthorizationStatus::denied);
   EXPECT_EQ(world.logLines("permissionPromptStarted"),
@@ -306,14 +307,14 @@ TEST_F(AppModelPermissions, notificationAnswerIsStoredAndLogged) {
     world.start();
     const auto before = world.logLines("permissionsChanged").size();
     world.notifications.status = row.answer;
-    model().requestNotificationPermission();
+    model().requestNotificationPermission(model().beginPermissionRequest());
     world.runUntilIdle();
     EXPECT_EQ(model().notificationPermissionStatus, row.status);
     const auto lines = world.logLines("permissionsChanged");
     ASSERT_EQ(lines.size(), before + 1);
     EXPECT_EQ(lines.back(), std::string(R"({"event":"permissionsChanged","metrics":{)") + row.metrics + "}}");
 
-    model().requestNotificationPermission();
+    model().requestNotificationPermission(model().beginPermissionRequest());
     world.runUntilIdle();
     EXPECT_EQ(world.logLines("permissionsChanged").size(), before + 1);  // nothing changed
   }
@@ -325,7 +326,7 @@ TEST_F(AppModelPermissions, notificationRequestThatFailsLeavesTheStatusToTell) {
   world.launchAfterSetup();
   world.notifications.failsToAsk = true;
   world.notifications.status = NotificationAuthorizationStatus::denied;
-  model().requestNotificationPermission();
+  model().requestNotificationPermission(model().beginPermissionRequest());
   world.runUntilIdle();
   EXPECT_EQ(model().notificationPermissionStatus, NotificationPermissionStatus::denied);
   EXPECT_EQ(*model().lastError, std::nullopt);
