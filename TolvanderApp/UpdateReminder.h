@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace tolvander::app {
 
@@ -9,6 +10,16 @@ namespace tolvander::app {
 struct UpdateReminder {
   std::optional<std::string> version;  // the update's version as people read it; absent without an update
   bool needsAttention = false;         // the user has not been shown it yet
+
+  // An update is on offer. One that the user asked for is on the screen already.
+  void willShowUpdate(std::string updateVersion, bool isUserInitiated) {
+    version = std::move(updateVersion);
+    needsAttention = !isUserInitiated;
+  }
+  // The user has looked at it.
+  void didReceiveUserAttention() { needsAttention = false; }
+  // It was installed, skipped or put off.
+  void willFinishSession() { *this = {}; }
 
   friend bool operator==(const UpdateReminder&, const UpdateReminder&) = default;
 };

@@ -66,6 +66,10 @@ class AppModelWorld {
   void completeSetup();
   void start(app::AppModel::FirstSync firstSync = app::AppModel::FirstSync::never);
   app::AppModel& model() { return *model_; }
+  // For what is built around the model. The model and its services change with each launch.
+  const std::shared_ptr<app::AppModel>& sharedModel() const { return model_; }
+  const app::AppModel::Services& services() const { return services_; }
+  app::Platform platform();
   app::AppSettings& settings() { return *services_.settings; }
   SyncHistoryStore& history() { return *services_.history; }
 
@@ -113,8 +117,6 @@ class AppModelWorld {
   MemoryUserDefaults defaults;
 
  private:
-  app::Platform platform();
-
   app::AppModel::Services services_;
   std::shared_ptr<app::AppModel> model_;
   std::vector<std::string> statuses_;
