@@ -263,6 +263,18 @@ TEST_F(AppModelStatus, resultThatCameDueDuringWorkGoesAtItsEnd) {
   EXPECT_EQ(status(), "Camera up to date");
 }
 
+TEST_F(AppModelStatus, resultWhoseTimeEndsDuringWorkStaysUntilTheWorkEnds) {
+  for (auto* const work : {&model().isSyncing, &model().isEjecting}) {
+    assign(*work, true);
+    assign(model().statusReceipt, resultOnShow("1 photo synced", now(), 120s));
+    model().setStatusMenuOpen(false);
+    world.advance(120s);
+    EXPECT_TRUE(hasResult());
+    assign(*work, false);
+    EXPECT_FALSE(hasResult());
+  }
+}
+
 TEST_F(AppModelStatus, resultGoesWithAFailure) {
   syncAPhoto();
   fail(std::make_exception_ptr(CocoaError(CocoaError::Code::fileReadUnknown)));
@@ -332,6 +344,13 @@ TEST_F(AppModelStatus, checkmarkIsTakenBackWithoutAResult) {
   syncAPhoto();
   EXPECT_TRUE(wasTaken);
   EXPECT_FALSE(model().showsCompletionCheckmark);
+}
+
+TEST_F(AppModelStatus, resultWithoutACheckmarkKeepsItsTime) {
+  beforeTheEndOfAFlow([&] { assign(model().connectedDevices, {}); });
+  syncAPhoto();
+  EXPECT_FALSE(model().showsCompletionCheckmark);
+  EXPECT_EQ(untilNextTimer(), 120s);
 }
 
 // MARK: Failures

@@ -189,6 +189,15 @@ TEST_F(FlowGateTest, noSyncFollowsAFlowThatWasStoppedBeforeOrAfterTheRequest) {
   EXPECT_EQ(followingSyncs, 0) << "the request is forgotten";
 }
 
+TEST_F(FlowGateTest, syncAnswersTheRequestsFromBeforeItsOpening) {
+  gate.start(sync(&gate, "ONE"), FlowGate::Opening::byTheFlow);
+  gate.foldSync();
+  mainThread.runUntilIdle();
+  pass(flowTime);
+  EXPECT_FALSE(gate.isBusy());
+  EXPECT_EQ(followingSyncs, 0);
+}
+
 TEST_F(FlowGateTest, stopFromBeforeAFlowDropsNoRequestDuringIt) {
   gate.stop();
   gate.start(work(), FlowGate::Opening::byTheFlow);
@@ -295,6 +304,20 @@ TEST_F(FlowGateTest, failureFromBeforeTheFlowDoesNotCount) {
   const auto handle = gate.start(work(), FlowGate::Opening::keepingWhatIsShown);
   pass(flowTime);
   EXPECT_EQ(ended(handle).end, FlowEnd::done);
+}
+
+TEST_F(FlowGateTest, failureDuringAFlowThatDidNotOpenTheGateIsNotItsOwn) {
+  const FlowFailure failure{.words = "Something else broke.", .file = std::nullopt};
+  EXPECT_EQ(ended(gate.start(showing(this, failure), FlowGate::Opening::byTheFlow)).end, FlowEnd::done);
+}
+
+TEST_F(FlowGateTest, endOfAFlowThatDidNotOpenTheGateIsAChange) {
+  gate.start(work(), FlowGate::Opening::byTheFlow);
+  mainThread.runUntilIdle();
+  bool wasBusy = true;
+  const auto observation = changes.observe([&] { wasBusy = gate.isBusy(); });
+  pass(flowTime);
+  EXPECT_FALSE(wasBusy);
 }
 
 // Cleanup
