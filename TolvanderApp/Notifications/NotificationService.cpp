@@ -43,8 +43,8 @@ Task<> NotificationService::sendNoNewFiles(bool isCharmera, bool ejected) {
 
 Task<> NotificationService::sendMovedToTrash(std::int64_t count, std::string deviceName) {
   return send("Moved to " + names_.trash, countedInDigits(count, "file", "files") + " from " + deviceName +
-                                              ". Restore in " + names_.fileManager +
-                                              " until Trash is emptied.");
+                                              ". Restore in " + names_.fileManager + " until " +
+                                              names_.shortTrash + " is emptied.");
 }
 
 Task<> NotificationService::sendTrashCleared(std::int64_t count, std::string deviceName) {

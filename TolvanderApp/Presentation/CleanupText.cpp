@@ -26,7 +26,7 @@ Alert moveQuestion(std::size_t count, const std::string& deviceName, const Syste
   return {.style = Alert::Style::informational,
           .message = "Move " + files(count, "synced file") + " to " + names.trash + "?",
           .informativeText = "Files from “" + deviceName + "” can be restored in " + names.fileManager +
-                             " until Trash is emptied. Keep on Camera changes nothing.",
+                             " until " + names.shortTrash + " is emptied. Keep on Camera changes nothing.",
           .buttons = {"Move to Trash", "Keep on Camera"}};
 }
 
@@ -71,11 +71,11 @@ std::string deletedButNotRecorded(std::size_t deleted, const SystemNames& names)
 std::string noLongerInLibrary(std::size_t deleted, const SystemNames& names) {
   const std::string text = "Some of these items no longer appear in Photos. ";
   if (deleted == 0) {
-    return text + "Nothing was permanently deleted; keep the copies in Trash or restore them in " +
-           names.fileManager + ".";
+    return text + "Nothing was permanently deleted; keep the copies in " + names.shortTrash +
+           " or restore them in " + names.fileManager + ".";
   }
-  return text + wereDeleted(deleted) + "keep the remaining copies in Trash or restore them in " +
-         names.fileManager + ".";
+  return text + wereDeleted(deleted) + "keep the remaining copies in " + names.shortTrash +
+         " or restore them in " + names.fileManager + ".";
 }
 
 std::string notAllRestored(const SystemNames& names) {

@@ -82,7 +82,7 @@ std::vector<Text> allTexts() {
       {[](Service& service) { return service.sendMovedToTrash(1200, "Charmera"); }, "Moved to macOS Trash",
        "1200 files from Charmera. Restore in Finder until Trash is emptied."},
       {[](Service& service) { return service.sendMovedToTrash(1, "My card"); }, "Moved to the Trash",
-       "1 file from My card. Restore in your file manager until Trash is emptied.", linuxDesktop},
+       "1 file from My card. Restore in your file manager until the Trash is emptied.", linuxDesktop},
 
       {[](Service& service) { return service.sendTrashCleared(1, "Charmera"); }, "1 trashed file deleted",
        "1 file permanently deleted from Charmera."},

@@ -36,7 +36,7 @@ std::vector<Sentence> allSentences() {
        "Move 3 synced files to macOS Trash?", "Move 3 synced files to the Trash?"},
       {[](const Names& names) { return text::moveQuestion(3, "CARD", names).informativeText; },
        "Files from “CARD” can be restored in Finder until Trash is emptied. Keep on Camera changes nothing.",
-       "Files from “CARD” can be restored in your file manager until Trash is emptied. Keep on Camera "
+       "Files from “CARD” can be restored in your file manager until the Trash is emptied. Keep on Camera "
        "changes "
        "nothing."},
       {[](const Names& names) { return text::deleteQuestion(1, "CARD", names).message; },
@@ -98,17 +98,17 @@ std::vector<Sentence> allSentences() {
        "Some of these items no longer appear in Photos. Nothing was permanently deleted; keep the copies in "
        "Trash or restore them in Finder.",
        "Some of these items no longer appear in Photos. Nothing was permanently deleted; keep the copies in "
-       "Trash or restore them in your file manager."},
+       "the Trash or restore them in your file manager."},
       {[](const Names& names) { return text::noLongerInLibrary(1, names); },
        "Some of these items no longer appear in Photos. 1 file was permanently deleted; keep the remaining "
        "copies in Trash or restore them in Finder.",
        "Some of these items no longer appear in Photos. 1 file was permanently deleted; keep the remaining "
-       "copies in Trash or restore them in your file manager."},
+       "copies in the Trash or restore them in your file manager."},
       {[](const Names& names) { return text::noLongerInLibrary(2, names); },
        "Some of these items no longer appear in Photos. 2 files were permanently deleted; keep the remaining "
        "copies in Trash or restore them in Finder.",
        "Some of these items no longer appear in Photos. 2 files were permanently deleted; keep the remaining "
-       "copies in Trash or restore them in your file manager."},
+       "copies in the Trash or restore them in your file manager."},
 
       {[](const Names& names) { return text::notAllRestored(names); },
        "Some tracked files could not be restored. Remaining files are still in macOS Trash and can be "
