@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Platform/MacOS/MacOSNames.h"
+#include "Samples/Bytes.h"
 #include "Tests/Support/Application/AppModelValues.h"
 #include "Tests/Support/Application/AppModelWorld.h"
 #include "Tests/Support/Application/ObservedTestPeer.h"
@@ -125,7 +126,15 @@ TEST_F(FaceAssembly, takesCamerasAndVolumes) {
   assign(model().availableRemovableVolumes, {});
   EXPECT_FALSE(state().hasAvailableRemovableVolumes);
   assign(model().removableVolumeAccessIssue, app::RemovableVolumeAccessIssue{.volumeName = "CARD"});
-  EXPECT_EQ(state().removableVolumeAccessIssue->volumeName, "CARD");
+  EXPECT_EQ(state().removableVolumeAccessIssue, app::RemovableVolumeAccessIssue{.volumeName = "CARD"});
+}
+
+TEST_F(FaceAssembly, saysWhyTheSavedCamerasCanNotBeRead) {
+  EXPECT_EQ(state().savedCameraAccessError, std::nullopt);
+  world.defaults.setData("cameraAccessGrants", bytesOf("[{"));
+  world.launch();
+  ASSERT_TRUE(world.settings().savedCameraAccessError());
+  EXPECT_EQ(state().savedCameraAccessError, world.settings().savedCameraAccessError());
 }
 
 TEST_F(FaceAssembly, countsWhatAReviewFound) {
