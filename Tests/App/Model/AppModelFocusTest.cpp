@@ -82,6 +82,17 @@ TEST_F(AppModelFocus, comesBackAfterThePhotosPrompt) {
   }
 }
 
+TEST_F(AppModelFocus, comesBackWhereTheUserWantsNoNewLibrary) {
+  world.photoLibrary.answerAuthorization({PhotosAuthorizationStatus::notDetermined});
+  world.launch();
+  world.start();
+  world.photoLibrary.makeNewLibraryIn(FileURL("/home/user/Pictures"));
+  world.model().requestPhotosAccess();  // whose question is answered with no
+  takeFocus();
+  world.advance(milliseconds(300));
+  EXPECT_EQ(recoveries(), focused);
+}
+
 TEST_F(AppModelFocus, isOfTheWindowWhereThePhotosPromptIsRecorded) {
   world.application.frontmost = true;
   world.model().requestPhotosAccess();

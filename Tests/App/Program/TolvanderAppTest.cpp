@@ -97,6 +97,7 @@ class TolvanderApp : public testing::Test {
   void showResult() {
     assign(model().statusMessage, "1 photo synced");
     assign(model().statusReceipt, resultOnShow("1 photo synced", world.mainThread.wallNow(), minutes(2)));
+    model().setStatusMenuOpen(false);  // begins its time
   }
 
   Lines presentations() const { return world.logLines("windowPresentationChanged"); }
@@ -309,6 +310,15 @@ TEST_F(TolvanderAppLife, asksForAttentionAfterAnEndInUnfinishedSetup) {
   EXPECT_TRUE(world.settings().onboardingNeedsAttention());
   const auto lines = world.logLines();
   EXPECT_EQ(lines.back(), R"({"event":"appTerminated","metrics":{}})");
+}
+
+TEST_F(TolvanderAppLife, endsWhenTheLogIsWritten) {
+  for (int event = 0; event < 2000; ++event) {  // more than the log's thread can have written by then
+    world.services().diagnosticLog->record(DiagnosticLog::Event::syncStarted);
+  }
+  program->willTerminate();
+  EXPECT_NE(readFile(world.folder.url().appending("logs/Tolvander.log")).find("appTerminated"),
+            std::string::npos);
 }
 
 TEST_F(TolvanderAppLife, endsAlsoWithoutALog) {
