@@ -20,13 +20,13 @@ const DeviceLibraryReview* reviewOf(const AppModel& model, const FileURL& volume
   return found == reviews.end() ? nullptr : &*found;
 }
 
-void rememberMatches(AppModel& model, const FileURL& volumeURL) {
+void rememberMatchesOf(AppModel& model, const FileURL& volumeURL) {
   if (const auto* review = reviewOf(model, volumeURL)) {
     model.rememberVerifiedMatches(*review);
   }
 }
 
-void importMissingItems(AppModel& model, const FileURL& volumeURL) {
+void importItemsMissingFrom(AppModel& model, const FileURL& volumeURL) {
   if (const auto* review = reviewOf(model, volumeURL)) {
     model.restoreMissingImports(*review);
   }
@@ -73,10 +73,10 @@ void performOnModel(AppModel& model, const FaceAction& action) {
       model.verifyCameraInPhotos();
       break;
     case rememberMatches:
-      app::rememberMatches(model, argumentOf<FileURL>(action));
+      rememberMatchesOf(model, argumentOf<FileURL>(action));
       break;
     case importMissingItems:
-      app::importMissingItems(model, argumentOf<FileURL>(action));
+      importItemsMissingFrom(model, argumentOf<FileURL>(action));
       break;
     case ejectDevice:
       model.ejectDevice(argumentOf<ConnectedDeviceSummary>(action));
