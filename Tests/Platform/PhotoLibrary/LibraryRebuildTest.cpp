@@ -15,6 +15,7 @@
 #include "Samples/JPEGBuilder.h"
 #include "Tests/Support/Application/CatalogueFiles.h"
 #include "Tests/Support/Application/EmbeddedLibrary.h"
+#include "Tests/Support/Machine/OtherUser.h"
 #include "TolvanderCore/Files/FileFingerprinter.h"
 #include "TolvanderCore/Files/FileOperations.h"
 #include "TolvanderCore/Platform/Calendar.h"
@@ -28,6 +29,7 @@ using platform::linux_::Catalogue;
 using platform::linux_::CatalogueBackups;
 using platform::linux_::CatalogueContents;
 using platform::linux_::Database;
+using platform::linux_::FoundOriginals;
 using platform::linux_::KnownImports;
 using platform::linux_::LibraryFolder;
 using platform::linux_::LibraryLock;
@@ -496,6 +498,10 @@ TEST_F(RebuildingInterrupted, prepareAnewWhatTheHistoryHasMarkedWhereTheCatalogu
   removeCatalogue(root);
   EXPECT_EQ(rebuild(marked()).counts, (RebuildCounts{.added = 3, .waiting = 2}));
   EXPECT_FALSE(plan(marked()).isNeeded);
+  // An older state of the history, without the marks, drops none of them.
+  EmbeddedPhotoLibrary(root).completeImports({.history = history,
+                                              .pendingFingerprints = {},
+                                              .isRecorded = [](const std::string&) { return false; }});
   EXPECT_EQ(completed(), all);
 }
 
@@ -622,6 +628,22 @@ TEST_F(Rebuilding, isRefusedWhereALinkLeadsNowhere) {
   EXPECT_THROW(plan(), PosixError);
 }
 
+// The pictures in it would be dropped from the catalogue.
+TEST_F(Rebuilding, isRefusedWhereAFolderCannotBeRead) {
+  const FileURL year = root.appending("Originals/2019");
+  fs::create_directory(year.path());
+  fs::permissions(year.path(), fs::perms::none);
+  for (const FileURL& open : {folder / ".", root, root.appending("Originals")}) {
+    fs::permissions(open.path(), fs::perms::all);
+  }
+  {
+    const OtherUser nobody;
+    EXPECT_THROW(FoundOriginals(LibraryFolder(root), {}, ignore).originals(), PosixError);
+  }
+  fs::permissions(year.path(), fs::perms::all);
+  EXPECT_NO_THROW(plan());
+}
+
 TEST_F(Rebuilding, followsLinksToFolders) {
   const FileURL day0 = original("PICT0001.JPG").deletingLastPathComponent();
   fs::rename(day0.path(), (folder / "disk").path());
@@ -665,6 +687,11 @@ TEST_F(Rebuilding, isNotCarriedOutWhereTheLibraryHasChangedSinceThePlan) {
       {"a file is new", [&] { writeFile(own, "own"); }},
       {"a file is longer", [&] { writeFile(own, "owned"); }},
       {"a file has another date", [&] { setContentModificationDate(own, day(3)); }},
+      {"a file is longer and has its old date",
+       [&] {
+         writeFile(own, "owned by a person");
+         setContentModificationDate(own, day(3));
+       }},
       {"a file is gone", [&] { fs::remove(own.path()); }},
       {"an incoming file is new", [&] { writeFile(incoming, "half"); }},
       {"an incoming file is longer", [&] { writeFile(incoming, "whole"); }},
