@@ -448,8 +448,6 @@ TEST_F(AppModelSyncTest, failureOfTheLibraryIsShownAlsoWhereTheCameraIsGone) {
   EXPECT_EQ(model().cameraRuns->front().end, app::CameraRun::End::failed);
 }
 
-// What a sync asks of the mount table: which volumes there are, and of each whether it is still there before
-// and after it is looked at.
 TEST_F(AppModelSyncTest, importOfWhichTheLibraryTellsNothingIsAFailureAlsoWhereTheCameraIsGone) {
   const Camera camera = plugInCharmera(1);
   launch();
@@ -464,7 +462,7 @@ TEST_F(AppModelSyncTest, fileOfACameraThatIsGoneIsNoFailureAndIsNotNamedByTheNex
   const Camera camera = plugInCharmera(1);
   world.addFile(camera, "MOVI0001.AVI", "no film");
   launch();
-  whenIn(Kind::fingerprinting, [&] { world.volumes.takeAway(camera.url); });
+  whenIn(Kind::checkingAccess, [&] { world.volumes.takeAway(camera.url); });
   sync();
   EXPECT_TRUE(model().cameraWentAway);
   expectNoFailure("Check stopped");
@@ -477,6 +475,8 @@ TEST_F(AppModelSyncTest, fileOfACameraThatIsGoneIsNoFailureAndIsNotNamedByTheNex
   EXPECT_EQ(model().lastErrorFile.value(), std::nullopt);
 }
 
+// What a sync asks of the mount table: which volumes there are, and of each whether it is still there before
+// and after it is looked at.
 TEST_F(AppModelSyncTest, cameraThatLeavesBeforeItIsLookedAtIsNotOpened) {
   const Camera camera = plugInCharmera(1);
   launch();
