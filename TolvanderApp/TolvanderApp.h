@@ -8,10 +8,10 @@
 
 #include "TolvanderApp/AppModel.h"
 #include "TolvanderApp/FaceAction.h"
-#include "TolvanderApp/Platform/SettingsWindow.h"
 #include "TolvanderApp/Platform/Updater.h"
 #include "TolvanderApp/PrimaryWindowActivation.h"
 #include "TolvanderApp/Program/BugReportController.h"
+#include "TolvanderApp/SettingsWindow.h"
 #include "TolvanderApp/StatusItem.h"
 #include "TolvanderApp/UpdateReminder.h"
 
@@ -36,7 +36,9 @@ struct Screen {
 // event. All else is the model's. Main thread only.
 class TolvanderApp final : private UpdaterDelegate {
  public:
-  // `platform` is kept by reference, and outlives the program. `supportAddress` is where bug reports go.
+  // What `platform` and `screen` refer to outlives the program. `supportAddress` is where bug reports go. A
+  // system whose home is locked by one copy ends the other copies and waits for the lock before it makes the
+  // model; the launch finds none then.
   TolvanderApp(const Platform& platform, Screen screen, std::shared_ptr<AppModel> model,
                std::shared_ptr<DiagnosticLog> log, std::string supportAddress);
 
@@ -102,14 +104,13 @@ class TolvanderApp final : private UpdaterDelegate {
   static Task<> relaunchWhenIdle(std::shared_ptr<AppModel> model, std::function<void()> relaunch);
   void recordPresentation(Phase phase);
 
-  const Platform& platform_;
+  const Platform platform_;
   const Screen screen_;
   const std::shared_ptr<AppModel> model_;
   const std::shared_ptr<DiagnosticLog> log_;
   const std::string supportAddress_;
   PrimaryWindowActivation activation_;
   BugReportController bugReport_;
-  std::unique_ptr<Updater> updater_;  // null without updates
   UpdateReminder updateReminder_;
   MenuContents menu_;                         // as it is shown
   std::shared_ptr<SettingsWindow> window_;    // null until it is needed
@@ -117,7 +118,9 @@ class TolvanderApp final : private UpdaterDelegate {
   Subscription modelObservation_;
   Subscription settingsObservation_;
   Subscription closeObservation_;
-  TaskScope tasks_;  // last: its tasks use everything above
+  bool hasEnded_ = false;
+  std::unique_ptr<Updater> updater_;  // null without updates; after all that its delegate uses
+  TaskScope tasks_;                   // last: its tasks use everything above
 };
 
 }  // namespace tolvander::app

@@ -101,6 +101,9 @@ void TolvanderApp::didBecomeActive() {
 void TolvanderApp::didResignActive() { recordPresentation(Phase::resignedActive); }
 
 void TolvanderApp::willTerminate() {
+  if (std::exchange(hasEnded_, true)) {
+    return;
+  }
   model_->markSetupExited();
   log_->record(DiagnosticLog::Event::appTerminated);
   try {
@@ -119,6 +122,9 @@ void TolvanderApp::openSettings() {
   const bool isNew = !window_;
   if (isNew) {
     window_ = screen_.makeSettingsWindow();
+    window_->show(SettingsContents::of(faceState()));
+    model_->lookAgain();
+    tasks_.start(model_->refreshPhotoHistoryCount());
   }
   window_->setTitle("Tolvander");
   window_->setHidesOnDeactivate(false);
@@ -176,7 +182,12 @@ FaceState TolvanderApp::faceState() const {
 void TolvanderApp::redraw() {
   const FaceState state = faceState();
   screen_.statusItem.showIcon(StatusIcon::of(state));
-  redrawMenu(state);
+  if (MenuContents::of(state) != menu_) {  // an open menu loses the highlighted item when it is replaced
+    redrawMenu(state);
+  }
+  if (window_) {
+    window_->show(SettingsContents::of(state));
+  }
 }
 
 void TolvanderApp::redrawMenu(const FaceState& state) {

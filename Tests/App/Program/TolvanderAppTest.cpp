@@ -73,6 +73,8 @@ class TolvanderApp : public testing::Test {
 
   std::unique_ptr<app::Updater> makeUpdater(app::UpdaterDelegate& delegate) {
     world.application.calls.emplace_back("updater");
+    iconsBeforeUpdater = statusItem.iconsShown;
+    modelRanBeforeUpdater = bool(world.application.didBecomeActive);  // which the model observes
     if (!hasUpdates) {
       return nullptr;
     }
@@ -114,6 +116,8 @@ class TolvanderApp : public testing::Test {
   bool hasUpdates = true;
   bool checksAutomatically = false;
   int windowsMade = 0;
+  int iconsBeforeUpdater = -1;
+  bool modelRanBeforeUpdater = true;
   std::shared_ptr<TestWindow> window;  // null until it is made
   TestUpdater* updater = nullptr;      // of the program
   std::unique_ptr<app::TolvanderApp> program;
@@ -151,6 +155,8 @@ TEST_F(TolvanderAppLaunch, endsOtherCopiesFirstAndStartsTheModelLast) {
   launch({"--background"});
   EXPECT_EQ(world.application.calls, (Calls{"terminateOtherRunningCopies", "updater"}));
   EXPECT_GE(statusItem.iconsShown, 1);
+  EXPECT_EQ(iconsBeforeUpdater, 0);
+  EXPECT_FALSE(modelRanBeforeUpdater);
   EXPECT_EQ(world.logLines("appLaunched").size(), 1U);
   EXPECT_TRUE(world.application.didBecomeActive);  // the model observes
 }
@@ -321,6 +327,12 @@ TEST_F(TolvanderAppLife, endsWhenTheLogIsWritten) {
             std::string::npos);
 }
 
+TEST_F(TolvanderAppLife, endsOnce) {
+  program->willTerminate();
+  program->willTerminate();
+  EXPECT_EQ(world.logLines("appTerminated").size(), 1U);
+}
+
 TEST_F(TolvanderAppLife, endsAlsoWithoutALog) {
   const std::string logs = world.folder.url().appending("logs").path();
   std::filesystem::remove_all(logs);
@@ -367,6 +379,29 @@ TEST_F(TolvanderAppWindow, isMadeOnceAndFittedThen) {
   EXPECT_EQ(windowsMade, 1);
   EXPECT_EQ(world.application.calls, (Calls{"regular", "makeKeyAndOrderFront", "orderFrontRegardless",
                                             "activate", "clearKeyboardFocus"}));
+}
+
+TEST_F(TolvanderAppWindow, drawsWhatTheModelAndTheSettingsSay) {
+  program->openSettings();
+  ASSERT_FALSE(window->shown.empty());
+  EXPECT_TRUE(std::holds_alternative<app::SetupContents>(window->shown.back().face));
+  world.completeSetup();
+  world.runUntilIdle();
+  EXPECT_TRUE(std::holds_alternative<app::PanelContents>(window->shown.back().face));
+  assign(model().statusMessage, "1 photo synced");
+  world.runUntilIdle();
+  EXPECT_EQ(std::get<app::PanelContents>(window->shown.back().face).status.title, "1 photo synced");
+}
+
+TEST_F(TolvanderAppWindow, looksAtPermissionsAndTotalsWhenItIsMade) {
+  world.runUntilIdle();
+  ASSERT_EQ(*model().collectedPhotoCount, 0);
+  assign(model().collectedPhotoCount, std::nullopt);
+  world.photoLibrary.answerAuthorization({app::PhotosAuthorizationStatus::denied});
+  program->openSettings();
+  world.runUntilIdle();
+  EXPECT_EQ(*model().collectedPhotoCount, 0);
+  EXPECT_EQ(model().photosPermissionStatus, app::PhotosPermissionStatus::denied);
 }
 
 TEST_F(TolvanderAppWindow, isTitledAndStaysWhenAnotherProgramIsInFront) {

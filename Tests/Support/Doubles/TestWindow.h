@@ -4,9 +4,10 @@
 #include <list>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "Tests/Support/Doubles/TestApplication.h"
-#include "TolvanderApp/Platform/SettingsWindow.h"
+#include "TolvanderApp/SettingsWindow.h"
 
 namespace tolvander::tests {
 
@@ -23,6 +24,7 @@ class TestWindow final : public app::SettingsWindow {
   bool takesFocus = true;  // when it is brought to the front of an active program
   bool hidesOnDeactivate = true;
   std::string title;
+  std::vector<app::SettingsContents> shown;
 
   // What the user does. The window is still visible when its observers are called.
   void close() {
@@ -48,6 +50,7 @@ class TestWindow final : public app::SettingsWindow {
     const auto place = observers_.insert(observers_.end(), std::move(observer));
     return app::Subscription([this, place] { observers_.erase(place); });
   }
+  void show(const app::SettingsContents& contents) override { shown.push_back(contents); }
   void setTitle(const std::string& newTitle) override { title = newTitle; }
   void clearKeyboardFocus() override { application_.calls.emplace_back("clearKeyboardFocus"); }
   void fitToContents() override { application_.calls.emplace_back("fitToContents"); }
