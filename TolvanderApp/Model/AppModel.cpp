@@ -149,6 +149,9 @@ Task<> AppModel::untilIdle() {
 }
 
 void AppModel::clearForFlow() {
+  if (syncPhase->kind == SyncPhase::Kind::importing) {  // of an import that was cut short
+    syncPhase = SyncPhase{.kind = SyncPhase::Kind::finished};
+  }
   cameraRuns = {};
   cameraWentAway = false;
   parts_->failures.clearFailureAndReceipt();

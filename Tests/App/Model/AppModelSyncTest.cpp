@@ -448,6 +448,17 @@ TEST_F(AppModelSyncTest, failureOfTheLibraryIsShownAlsoWhereTheCameraIsGone) {
   EXPECT_EQ(model().cameraRuns->front().end, app::CameraRun::End::failed);
 }
 
+TEST_F(AppModelSyncTest, progressOfAnImportThatFailedIsNotThatOfTheNextFlow) {
+  plugInCharmera(1);
+  launch();
+  world.photoLibrary.endNextChange({.success = false, .isApplied = false});
+  sync();
+  ASSERT_EQ(model().syncPhase->kind, Kind::importing);
+  model().addRecordedAssets(std::nullopt, "Charmera");
+  EXPECT_EQ(model().syncPhase->kind, Kind::finished);
+  world.runUntilIdle();
+}
+
 TEST_F(AppModelSyncTest, importOfWhichTheLibraryTellsNothingIsAFailureAlsoWhereTheCameraIsGone) {
   const Camera camera = plugInCharmera(1);
   launch();
