@@ -1,6 +1,7 @@
 #include "TolvanderApp/Model/PermissionsFlow.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "TolvanderApp/Concurrency/Background.h"
 #include "TolvanderApp/Concurrency/Callback.h"
@@ -109,12 +110,13 @@ Task<bool> PermissionsFlow::isLibraryMissing() {
 }
 
 Task<PhotosPermissionStatus> PermissionsFlow::askForPhotosAccess(UUID requestID) {
+  clearRequestFailure();
   bool isWanted = false;
   try {
     auto deciding = mayMakeLibrary();
     isWanted = co_await deciding;
   } catch (const std::exception&) {
-    context_.show(std::current_exception());
+    showRequestFailure(std::current_exception());
   }
   if (!isWanted) {
     requests_.complete(requestID);
@@ -138,7 +140,7 @@ Task<> PermissionsFlow::requestPhotosPermission(PhotosPermissionStatus status, U
   if (status != PhotosPermissionStatus::authorized) {
     context_.requireSetupAfterAccessLoss();
     if (const auto failure = context_.platform.photoLibrary.requestFailure()) {
-      context_.show(failure);
+      showRequestFailure(failure);
     }
     fields_.statusMessage = "Photos access needed";
     co_return;
@@ -149,6 +151,19 @@ Task<> PermissionsFlow::requestPhotosPermission(PhotosPermissionStatus status, U
   if (model_.settings().onboardingCompleted()) {
     auto sync = model_.syncAllConnected(false);
     co_await sync;
+  }
+}
+
+void PermissionsFlow::showRequestFailure(const std::exception_ptr& failure) {
+  context_.show(failure);
+  requestFailure_ = model_.lastError.value();
+}
+
+// The next request replaces the failure of the last one, while that is on the screen.
+void PermissionsFlow::clearRequestFailure() {
+  const auto failure = std::exchange(requestFailure_, std::nullopt);
+  if (failure && model_.lastError.value() == failure) {
+    fields_.lastError = std::nullopt;
   }
 }
 

@@ -36,6 +36,8 @@ class PermissionsFlow {
   // What follows from the user's answer.
   Task<> requestPhotosPermission(PhotosPermissionStatus status, UUID requestID);
   void clearPhotosPermissionError();
+  void showRequestFailure(const std::exception_ptr& failure);
+  void clearRequestFailure();
   Task<> askForNotificationPermission(UUID requestID);
   void setNotificationPermissionStatus(NotificationPermissionStatus status);
 
@@ -46,6 +48,7 @@ class PermissionsFlow {
   PermissionRequests& requests_;
   bool hadLibrary_;  // setup was complete, or the library could be used, at some time since the start
   std::optional<ValueTaskHandle<PhotosPermissionStatus>> photosRequest_;
+  std::optional<std::string> requestFailure_;  // as the last request showed it
 };
 
 }  // namespace tolvander::app

@@ -97,6 +97,18 @@ TEST_F(AppModelPermissions, libraryThatCannotBeMadeIsAFailureInItsOwnWords) {
   EXPECT_EQ(model().photosPermissionStatus, PhotosPermissionStatus::notDetermined);
 }
 
+TEST_F(AppModelPermissions, failureOfARequestGoesWithTheNextRequest) {
+  launchUndecided();
+  world.photoLibrary.failRequestForAuthorization(
+      std::make_exception_ptr(PosixError(ENOSPC, "write", FileURL("/pictures"))));
+  requestPhotos(PhotosAuthorizationStatus::authorized);
+  ASSERT_TRUE(model().lastError->has_value());
+  world.photoLibrary.failRequestForAuthorization(nullptr);
+  requestPhotos(PhotosAuthorizationStatus::authorized);
+  EXPECT_EQ(model().photosPermissionStatus, PhotosPermissionStatus::authorized);
+  EXPECT_EQ(*model().lastError, std::nullopt);
+}
+
 TEST_F(AppModelPermissions, photosAccessThatIsLostOnRequestSuspendsSetup) {
   world.launchAfterSetup();
   world.photoLibrary.answerAuthorization({PhotosAuthorizationStatus::limited});
