@@ -47,6 +47,14 @@ TEST(LaunchAtLoginService, removesTheItemWhereItIsOn) {
   }
 }
 
+TEST(LaunchAtLoginService, removesTheOlderFormBeforeItRegisters) {
+  TestLoginItem item;
+  item.currentOlderStatus = LoginItemStatus::enabled;
+  item.fails = true;
+  EXPECT_ANY_THROW(LaunchAtLoginService::setEnabled(item, true));
+  EXPECT_EQ(item.olderRemovals, 1);
+}
+
 TEST(LaunchAtLoginService, removesTheOlderFormInBothDirections) {
   for (const bool enabled : {false, true}) {
     for (const LoginItemStatus status : allStatuses) {
