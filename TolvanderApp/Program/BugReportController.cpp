@@ -45,7 +45,11 @@ Task<> BugReportController::present() {
   auto listing = listFiles(log_);
   const LogFiles files = co_await listing;
   auto running = surroundings_.panels.run(panel(files));
-  const std::size_t button = co_await running;
+  std::optional<std::size_t> button;  // absent where the panel went without an answer
+  try {
+    button = co_await running;
+  } catch (const std::exception&) {
+  }
   isPresenting_ = false;
   if (button == showLogsButton && files) {
     surroundings_.fileViewer.reveal(*files);
@@ -64,8 +68,10 @@ Task<LogFiles> BugReportController::listFiles(std::shared_ptr<DiagnosticLog> log
 
 AlertPanel BugReportController::panel(const LogFiles& files) {
   AlertPanel panel = bugReportPanel(files, supportAddress_);
-  panel.buttons.at(copyEmailButton).action = [this] {
-    surroundings_.clipboard.setText(supportAddress_);
+  // The panel may be on the screen for longer than this object lives.
+  panel.buttons.at(copyEmailButton).action = [&clipboard = surroundings_.clipboard,
+                                              address = supportAddress_] {
+    clipboard.setText(address);
     return std::string("Copied");
   };
   panel.sheetOf = windowForSheet();

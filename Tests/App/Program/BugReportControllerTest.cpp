@@ -125,6 +125,15 @@ TEST_F(BugReportController, revealsNothingWhereTheUserCancels) {
   EXPECT_TRUE(fileViewer.revealed.empty());
 }
 
+TEST_F(BugReportController, canBeShownAgainAfterAPanelThatWentWithoutAnAnswer) {
+  show();
+  panels.drop();
+  mainThread.runUntilIdle();
+  EXPECT_FALSE(controller.isPresenting());
+  show();
+  EXPECT_EQ(panels.shown.size(), 2U);
+}
+
 TEST_F(BugReportController, copiesTheAddressAndStaysOpen) {
   show();
   EXPECT_EQ(clipboard.text, "what was copied before");

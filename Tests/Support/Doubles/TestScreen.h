@@ -29,6 +29,9 @@ class OpenPanels final : public app::AlertPanels {
     return pressed.title;
   }
 
+  // The panel goes without an answer, as with the window that it belongs to.
+  void drop() { answer_ = std::nullopt; }
+
   app::Task<std::size_t> run(app::AlertPanel panel) override {
     shown.push_back(std::move(panel));
     auto answer =
