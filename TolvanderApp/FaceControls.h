@@ -10,8 +10,8 @@
 // of system symbols.
 namespace tolvander::app {
 
-// The controls that the keyboard reaches first, in this order. All others follow in the order in which they
-// are in the window. No control has the focus when the window opens.
+// The controls that the keyboard reaches in this order. Every other control is reached where it is in the
+// window. No control has the focus when the window opens.
 struct KeyboardFocus {
   enum class Control {
     clearTrash,
@@ -69,7 +69,7 @@ struct PermissionRow {
   friend bool operator==(const PermissionRow&, const PermissionRow&) = default;
 };
 
-// A line, and what it means.
+// A line, and what it means: in a tool tip, or in a second line where the field says so.
 struct FaceNote {
   std::string text;
   std::string help;

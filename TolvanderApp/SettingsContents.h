@@ -17,6 +17,7 @@ namespace tolvander::app {
 struct SetupStep {
   std::string header;
   PermissionRow row;
+  std::optional<std::string> failure{};  // below the row
 
   friend bool operator==(const SetupStep&, const SetupStep&) = default;
 };
@@ -58,9 +59,10 @@ struct StatusSection {
 
 // What a check found for one camera. Only where there is something to show besides the status row.
 struct ReviewEntry {
-  std::optional<std::string> camera;    // its name, where several were checked
-  std::optional<FaceNote> counts;       // absent where the status row has them
-  std::optional<FaceNote> unchecked;    // files without a verdict
+  std::optional<std::string> camera;  // its name, where several were checked
+  std::optional<FaceNote> counts;     // absent where the status row has them; the help is a tool tip
+  std::optional<FaceNote> unchecked;  // files without a verdict; the help is a tool tip
+  // The help of these two is a second line, which must be seen.
   std::optional<FaceNote> interrupted;  // imports that the next sync finishes
   std::optional<FaceNote> recovery;     // imports that it can't finish
   std::vector<FaceButton> buttons;
@@ -166,7 +168,7 @@ struct SettingsContents {
 
   static SettingsContents of(const FaceState& state);
 
-  // The controls on show that the keyboard reaches first, in order, also disabled ones.
+  // The controls on show that the keyboard reaches in the order of KeyboardFocus, also disabled ones.
   std::vector<KeyboardFocus> keyboardFocusOrder() const;
 
   friend bool operator==(const SettingsContents&, const SettingsContents&) = default;

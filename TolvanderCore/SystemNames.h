@@ -24,6 +24,7 @@ struct SystemNames {
   // Access to the photo library. Each is empty or a sentence that follows another one.
   std::string photosAccessAdvice;  // after "Full access is needed …" and "… until Photos access is enabled."
   std::string photosRestricted;    // the whole explanation
+  std::string photosDeniedLabel;   // the state in a word or two
   bool hasPhotosSettings = false;  // there is a place where the user changes the access. Without one the
                                    // user is asked again.
 
@@ -34,7 +35,8 @@ struct SystemNames {
   std::optional<std::string> removableVolumeSettingsButton;  // absent where there is no such place
 
   // Notifications
-  std::string notificationsAdvice;  // after "… but sync notifications are off."
+  std::string notificationsAdvice;       // after "… but sync notifications are off."
+  bool hasNotificationSettings = false;  // there is a place where the user switches them on
 
   // The system's settings
   std::string systemSettingsFailure;  // they could not be opened

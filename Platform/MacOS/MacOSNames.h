@@ -18,12 +18,14 @@ inline SystemNames systemNames() {
       .photosRestricted =
           "Photos access is restricted by this Mac. Check Privacy & Security → Photos, Screen "
           "Time, or device-management settings.",
+      .photosDeniedLabel = "Declined",
       .hasPhotosSettings = true,
       .removableVolumeAdvice = "Allow removable-volume access in System Settings.",
       .volumeRetryAdvice = "Try again, or allow Removable Volumes in System Settings.",
       .waitingForCameraChoice = "Waiting for macOS…",
       .removableVolumeSettingsButton = "System Settings",
       .notificationsAdvice = "In System Settings, choose Notifications → Tolvander.",
+      .hasNotificationSettings = true,
       .systemSettingsFailure = "System Settings could not be opened.",
       .launchAtLoginHelp = "Start Tolvander in the menu bar when you log in.",
       .approveLoginItem = "Approve in Login Items",

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "TolvanderApp/Presentation/Wording.h"
 #include "TolvanderCore/Counted.h"
 
 namespace tolvander::app {
@@ -14,7 +15,7 @@ std::string nameList(std::vector<std::string> names) {
   std::ranges::sort(names);
   std::string list;
   for (std::size_t index = 0; index < std::min(names.size(), maximumListedNames); ++index) {
-    list += names[index] + "\n";
+    list += printable(names[index]) + "\n";
   }
   if (names.size() > maximumListedNames) {
     list += "…and " + std::to_string(names.size() - maximumListedNames) + " more\n";

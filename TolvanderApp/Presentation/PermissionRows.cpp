@@ -18,7 +18,7 @@ std::string sentences(std::string first, const std::string& second) {
   return second.empty() ? first : std::move(first) + " " + second;
 }
 
-std::string photosLabel(PhotosPermissionStatus status) {
+std::string photosLabel(PhotosPermissionStatus status, const SystemNames& names) {
   switch (status) {
     case PhotosPermissionStatus::authorized:
       return "Allowed";
@@ -27,7 +27,7 @@ std::string photosLabel(PhotosPermissionStatus status) {
     case PhotosPermissionStatus::notDetermined:
       return "Not Requested";
     case PhotosPermissionStatus::denied:
-      return "Declined";
+      return names.photosDeniedLabel;
     case PhotosPermissionStatus::restricted:
       break;
   }
@@ -73,7 +73,7 @@ std::string notificationsLabel(NotificationPermissionStatus status) {
   return "Off";
 }
 
-std::optional<FaceButton> notificationsButton(NotificationPermissionStatus status) {
+std::optional<FaceButton> notificationsButton(NotificationPermissionStatus status, const SystemNames& names) {
   const KeyboardFocus focus{Control::notificationPermission};
   switch (status) {
     case NotificationPermissionStatus::authorized:
@@ -84,6 +84,9 @@ std::optional<FaceButton> notificationsButton(NotificationPermissionStatus statu
     case NotificationPermissionStatus::denied:
       break;
   }
+  if (!names.hasNotificationSettings) {
+    return std::nullopt;
+  }
   return FaceButton{
       .title = "Notification Settings", .action = {Kind::openNotificationSettings}, .focus = focus};
 }
@@ -93,7 +96,7 @@ std::optional<FaceButton> notificationsButton(NotificationPermissionStatus statu
 PermissionRow photosRow(const FaceState& state) {
   PermissionRow row = {.title = "Photos",
                        .symbol = "photo.on.rectangle",
-                       .label = photosLabel(state.photosPermissionStatus),
+                       .label = photosLabel(state.photosPermissionStatus, state.names),
                        .labelSymbol = state.hasPhotosAccess() ? symbols::done : symbols::attention,
                        .explanation = photosExplanation(state.photosPermissionStatus, state.names)};
   if (!state.hasPhotosAccess()) {
@@ -115,7 +118,7 @@ PermissionRow notificationsRow(const FaceState& state, std::string title) {
   if (status == NotificationPermissionStatus::authorized) {
     row.labelSymbol = symbols::done;
   }
-  if (const auto button = notificationsButton(status)) {
+  if (const auto button = notificationsButton(status, state.names)) {
     row.buttons = {*button};
   }
   return row;

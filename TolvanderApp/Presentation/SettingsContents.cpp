@@ -106,6 +106,7 @@ TrashSection::Row trashRow(const DeviceTrashSummary& device, bool isEnabled) {
           .clear = {.title = "Clear…",
                     .action = {.kind = Kind::clearTrash, .argument = device},
                     .isEnabled = isEnabled,
+                    .accessibilityLabel = "Clear " + printable(device.displayName),
                     .focus = KeyboardFocus{.control = Control::clearTrash, .id = device.id}}};
 }
 
@@ -169,7 +170,7 @@ FooterSection footerSection(const FaceState& state) {
             "earlier imports, including likely duplicates. Removing them doesn’t reduce this total."};
   }
   if (state.availableUpdateVersion && !state.isWorking()) {
-    section.update = FaceButton{.title = *state.availableUpdateVersion + " update available",
+    section.update = FaceButton{.title = printable(*state.availableUpdateVersion) + " update available",
                                 .action = {Kind::showAvailableUpdate}};
   }
   return section;

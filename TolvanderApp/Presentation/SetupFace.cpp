@@ -101,7 +101,9 @@ SetupContents setupContents(const FaceState& state) {
       .line =
           "Automatically import photos and videos from your Charmera into " + state.names.photoLibrary + ".",
       .photos = {.header = "1. " + state.names.photoLibraryTitle, .row = photosRow(state)},
-      .camera = {.header = "2. Your Camera", .row = cameraRow(state)},
+      .camera = {.header = "2. Your Camera",
+                 .row = cameraRow(state),
+                 .failure = state.savedCameraAccessError},
       .notifications = {.header = "3. Notifications (Optional)",
                         .row = notificationsRow(state, "Notifications")},
       .finish = {.title = "Finish and sync",
@@ -110,7 +112,7 @@ SetupContents setupContents(const FaceState& state) {
       .hint = firstSyncHint(state),
       .failure = std::nullopt};
   if (state.lastError) {
-    contents.failure = failureOfFile(state.lastErrorFile, *state.lastError);
+    contents.failure = failureOfFile(state.lastErrorFile, printable(*state.lastError));
   }
   return contents;
 }

@@ -128,8 +128,8 @@ bool canReviewPhotos(const FaceState& state) {
 std::optional<std::string> statusDetail(const FaceState& state) {
   const bool isOfReview = showsReviewInStatus(state);
   std::vector<std::string> parts;
-  if (const auto& date =
-          state.settingsStatusDate ? state.settingsStatusDate : state.libraryReviewCompletedAt) {
+  const bool hasStatusDate = state.settingsStatusDate && !isOfReview;  // the counts are the review's
+  if (const auto& date = hasStatusDate ? state.settingsStatusDate : state.libraryReviewCompletedAt) {
     parts.push_back(completionTime(isOfReview ? "Checked" : "Completed", *date));
   }
   if (isOfReview) {
@@ -155,7 +155,7 @@ StatusSection statusSection(const FaceState& state) {
     section.progress = progress(state.syncPhase);
   }
   if (state.lastError) {
-    section.failure = failureOfFile(state.lastErrorFile, *state.lastError);
+    section.failure = failureOfFile(state.lastErrorFile, printable(*state.lastError));
   }
   return section;
 }

@@ -17,19 +17,21 @@ inline SystemNames systemNames() {
       .trashTitle = "Trash",
       .fileManager = "your file manager",
       .computer = "this computer",
-      .photosAccessAdvice = "",
+      .photosAccessAdvice = "Check that you may read and write the folder of your photo library.",
       .photosRestricted =
           "Photos access is restricted on this computer. Check that you may read and write the "
           "folder of your photo library.",
+      .photosDeniedLabel = "No Access",
       .hasPhotosSettings = false,
       .removableVolumeAdvice = "Check that you are allowed to read this drive.",
       .volumeRetryAdvice = "Try again, or check that you are allowed to read this drive.",
       .waitingForCameraChoice = "Waiting for your choice…",
       .removableVolumeSettingsButton = std::nullopt,
-      .notificationsAdvice = "Switch them on in the notification settings of your desktop.",
+      .notificationsAdvice = "Your desktop has no service that shows them.",
+      .hasNotificationSettings = false,
       .systemSettingsFailure = "The system’s settings could not be opened.",
       .launchAtLoginHelp = "Start Tolvander in the background when you log in.",
-      .approveLoginItem = "Approve in Startup Applications",
+      .approveLoginItem = "Approve in Startup Settings",
       .loginItemNotInstalled = "Install Tolvander to use Launch at Login.",
   };
 }

@@ -11,6 +11,7 @@
 #include "Tests/Support/Application/AppModelValues.h"
 #include "Tests/Support/Application/AppModelWorld.h"
 #include "Tests/Support/Application/ObservedTestPeer.h"
+#include "TolvanderApp/SettingsContents.h"
 #include "TolvanderCore/Platform/DateText.h"
 
 namespace tolvander::tests {
@@ -135,6 +136,9 @@ TEST_F(FaceAssembly, saysWhyTheSavedCamerasCanNotBeRead) {
   world.launch();
   ASSERT_TRUE(world.settings().savedCameraAccessError());
   EXPECT_EQ(state().savedCameraAccessError, world.settings().savedCameraAccessError());
+  // Without a camera that can be read, setup is to be done again.
+  const auto setup = std::get<app::SetupContents>(app::SettingsContents::of(state()).face);
+  EXPECT_EQ(setup.camera.failure, world.settings().savedCameraAccessError());
 }
 
 TEST_F(FaceAssembly, countsWhatAReviewFound) {

@@ -133,7 +133,7 @@ TEST(SettingsContents, launchAtLoginSaysOnLinuxWhatIsTrueThere) {
   FaceState state = onLinux(faceAfterSetup());
   EXPECT_EQ(panel(state).settings.toggles.at(0).help, "Start Tolvander in the background when you log in.");
   state.loginStatus = LoginItemStatus::requiresApproval;
-  EXPECT_EQ(panel(state).settings.toggles.at(0).button->title, "Approve in Startup Applications");
+  EXPECT_EQ(panel(state).settings.toggles.at(0).button->title, "Approve in Startup Settings");
   state.loginStatus = LoginItemStatus::notFound;
   EXPECT_EQ(panel(state).settings.toggles.at(0).help, "Install Tolvander to use Launch at Login.");
 }
@@ -234,6 +234,7 @@ TEST(SettingsContents, trashListsTheFilesOfEachCamera) {
       .count = "1 item",
       .clear = {.title = "Clear…",
                 .action = {.kind = Kind::clearTrash, .argument = state.deviceTrashSummaries.at(0)},
+                .accessibilityLabel = "Clear CHARMERA",
                 .focus = KeyboardFocus{.control = Control::clearTrash, .id = "b"}}};
   ASSERT_EQ(section.rows.size(), 2U);
   EXPECT_EQ(section.rows.at(0), first);
@@ -288,6 +289,9 @@ TEST(SettingsContents, savedCamerasSayWhyTheyCanNotBeRead) {
   EXPECT_EQ(panel(state).cameras.failure, std::nullopt);
   state.savedCameraAccessError = "Saved cameras couldn’t be read.";
   EXPECT_EQ(panel(state).cameras.failure, "Saved cameras couldn’t be read.");
+  state.onboardingCompleted = false;
+  const auto setup = std::get<SetupContents>(SettingsContents::of(state).face);
+  EXPECT_EQ(setup.camera.failure, "Saved cameras couldn’t be read.");
 }
 
 TEST(SettingsContents, savedCamerasCanNotBeChangedDuringWorkAndWhileADriveIsChosen) {

@@ -87,6 +87,7 @@ TEST(SetupFace, photosStepIsThatOfThePermission) {
     const char* symbol;
     const char* explanation;
     Buttons buttons;
+    const char* linuxLabel;
     const char* linuxExplanation;
     Buttons linuxButtons;
   };
@@ -96,6 +97,7 @@ TEST(SetupFace, photosStepIsThatOfThePermission) {
                satisfied,
                "Tolvander can import photos and videos and check for duplicates.",
                {},
+               "Allowed",
                "Tolvander can import photos and videos and check for duplicates.",
                {}},
            Row{PhotosPermissionStatus::limited,
@@ -104,14 +106,16 @@ TEST(SetupFace, photosStepIsThatOfThePermission) {
                "Tolvander has limited Photos access. Full access is needed to reliably find previous imports "
                "and manage albums. In System Settings, choose Privacy & Security → Photos.",
                {settings},
+               "Limited",
                "Tolvander has limited Photos access. Full access is needed to reliably find previous imports "
-               "and manage albums.",
+               "and manage albums. Check that you may read and write the folder of your photo library.",
                {ask}},
            Row{PhotosPermissionStatus::notDetermined,
                "Not Requested",
                attention,
                "Allow Tolvander to import photos and videos and skip previous imports.",
                {ask},
+               "Not Requested",
                "Allow Tolvander to import photos and videos and skip previous imports.",
                {ask}},
            Row{PhotosPermissionStatus::denied,
@@ -120,7 +124,9 @@ TEST(SetupFace, photosStepIsThatOfThePermission) {
                "Tolvander cannot import until Photos access is enabled. In System Settings, choose Privacy & "
                "Security → Photos.",
                {settings},
-               "Tolvander cannot import until Photos access is enabled.",
+               "No Access",
+               "Tolvander cannot import until Photos access is enabled. Check that you may read and write "
+               "the folder of your photo library.",
                {ask}},
            Row{PhotosPermissionStatus::restricted,
                "Restricted",
@@ -128,9 +134,9 @@ TEST(SetupFace, photosStepIsThatOfThePermission) {
                "Photos access is restricted by this Mac. Check Privacy & Security → Photos, Screen Time, or "
                "device-management settings.",
                {settings},
+               "Restricted",
                "Photos access is restricted on this computer. Check that you may read and write the folder "
-               "of "
-               "your photo library.",
+               "of your photo library.",
                {ask}},
        }) {
     FaceState state = faceBeforeSetup();
@@ -142,6 +148,7 @@ TEST(SetupFace, photosStepIsThatOfThePermission) {
                               .explanation = row.explanation,
                               .buttons = row.buttons};
     EXPECT_EQ(setup(state).photos.row, expected) << row.label;
+    expected.label = row.linuxLabel;
     expected.explanation = row.linuxExplanation;
     expected.buttons = row.linuxButtons;
     EXPECT_EQ(setup(onLinux(state)).photos.row, expected) << row.label;
@@ -318,8 +325,9 @@ TEST(SetupFace, notificationsStepIsThatOfThePermission) {
   FaceState denied = onLinux(faceBeforeSetup());
   denied.notificationPermissionStatus = NotificationPermissionStatus::denied;
   EXPECT_EQ(setup(denied).notifications.row.explanation,
-            "Tolvander still works, but sync notifications are off. Switch them on in the notification "
-            "settings of your desktop.");
+            "Tolvander still works, but sync notifications are off. Your desktop has no service that shows "
+            "them.");
+  EXPECT_EQ(setup(denied).notifications.row.buttons, Buttons());
 }
 
 // MARK: Finish

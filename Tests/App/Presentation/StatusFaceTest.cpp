@@ -96,6 +96,9 @@ TEST(StatusFace, showsTheFailureWithItsFile) {
   EXPECT_EQ(statusSection(state).failure, "This picture is damaged.");
   state.lastErrorFile = "PICT0001.JPG";
   EXPECT_EQ(statusSection(state).failure, "PICT0001.JPG: This picture is damaged.");
+  state.lastErrorFile = std::nullopt;
+  state.lastError = "A\nB could not be ejected";
+  EXPECT_EQ(statusSection(state).failure, "A\uFFFDB could not be ejected");
 }
 
 // MARK: The line below the status
@@ -138,6 +141,8 @@ TEST(StatusFace, detailHasTheCountsOfTheFirstReviewWhereTheStatusIsAboutACheck) 
     EXPECT_EQ(statusDetail(state),
               "Checked at 14:05 · 40 in Photos · 2 likely duplicates · 1 missing · 3 need review");
     state.libraryReviewCompletedAt = yesterday;
+    EXPECT_TRUE(statusDetail(state)->starts_with("Checked 19 Nov 2026, 09:30 · 40 in Photos · "));
+    state.settingsStatusDate = today;  // of a sync before the check
     EXPECT_TRUE(statusDetail(state)->starts_with("Checked 19 Nov 2026, 09:30 · 40 in Photos · "));
     state.settingsStatusDetail = "CHARMERA";
     EXPECT_TRUE(statusDetail(state)->ends_with(" · 3 need review · CHARMERA"));

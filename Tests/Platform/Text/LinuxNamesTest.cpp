@@ -20,6 +20,7 @@ std::vector<std::string> texts(const SystemNames& names) {
           names.computer,
           names.photosAccessAdvice,
           names.photosRestricted,
+          names.photosDeniedLabel,
           names.removableVolumeAdvice,
           names.volumeRetryAdvice,
           names.waitingForCameraChoice,
