@@ -113,7 +113,8 @@ std::vector<std::string> pathsOf(const app::SetAsideFiles& files) {
 class StatusCommand final : public Command {
  public:
   CommandSyntax declare(const CommandSyntax& program) override {
-    return program.command("status", "Show the state of cameras, imports and library, and where they are kept");
+    return program.command("status",
+                           "Show the state of cameras, imports and library, and where they are kept");
   }
 
   ExitStatus run(const Context& context) override {

@@ -6,9 +6,7 @@
 
 namespace tolvander::app {
 
-std::string failureText(const FlowFailure& failure) {
-  return failureOfFile(failure.file, failure.words);
-}
+std::string failureText(const FlowFailure& failure) { return failureOfFile(failure.file, failure.words); }
 
 namespace {
 

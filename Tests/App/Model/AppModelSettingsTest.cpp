@@ -64,10 +64,10 @@ TEST_P(AppModelSettings, stayAsTheyAreWhereTheyCannotBeStoredAndSaySo) {
 
 INSTANTIATE_TEST_SUITE_P(
     All, AppModelSettings,
-    testing::Values(
-        Setting{"deleteAfterSync", &AppModel::setDeleteAfterSync, &AppSettings::deleteAfterSync},
-        Setting{"autoEjectAfterSync", &AppModel::setAutoEjectAfterSync, &AppSettings::autoEjectAfterSync},
-        Setting{"addToAlbum", &AppModel::setAddToAlbum, &AppSettings::addToAlbum}));
+    testing::Values(Setting{"deleteAfterSync", &AppModel::setDeleteAfterSync, &AppSettings::deleteAfterSync},
+                    Setting{"autoEjectAfterSync", &AppModel::setAutoEjectAfterSync,
+                            &AppSettings::autoEjectAfterSync},
+                    Setting{"addToAlbum", &AppModel::setAddToAlbum, &AppSettings::addToAlbum}));
 
 }  // namespace
 }  // namespace tolvander::tests
