@@ -11,7 +11,7 @@
 namespace tolvander::app {
 
 // One line of the menu. Texts are plain and without control characters; a toolkit that gives a character a
-// meaning of its own, such as "&", escapes it.
+// special meaning, such as "&", escapes it.
 struct MenuItem {
   bool isSeparator = false;  // of which nothing else is set
   std::string title{};

@@ -12,7 +12,7 @@ class SystemSettings {
 
   // Returns whether it could be opened at this place: false also where the system has no such place.
   virtual bool open(SystemSettingsPane pane) = 0;
-  // Opens it at no place of its own. Returns whether the system has such a program; what becomes of its start
+  // Opens it at no particular pane. Returns whether the system has such a program; what becomes of its start
   // isn't known.
   virtual bool open() = 0;
 };

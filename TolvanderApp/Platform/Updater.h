@@ -15,7 +15,7 @@ struct UpdateConfiguration {
   bool isComplete() const { return publicKey.has_value() && !publicKey->empty() && feedURL.has_value(); }
 };
 
-// Whom an updater tells of what it does. Called on the main thread.
+// What an updater reports to. Called on the main thread.
 class UpdaterDelegate {
  public:
   virtual ~UpdaterDelegate() = default;

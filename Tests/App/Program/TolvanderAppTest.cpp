@@ -84,7 +84,7 @@ class TolvanderApp : public testing::Test {
     return made;
   }
 
-  // What the updater tells of an update that it found on schedule.
+  // What the updater reports when a scheduled check finds an update.
   void findUpdate(bool isUserInitiated = false) {
     updater->delegate.willHandleShowingUpdate("2.0", isUserInitiated);
     world.runUntilIdle();

@@ -95,7 +95,7 @@ class TestSystemSettings final : public app::SystemSettings {
       app::SystemSettingsPane::photos, app::SystemSettingsPane::removableVolumes,
       app::SystemSettingsPane::notifications, app::SystemSettingsPane::loginItems};  // that it has
   bool isInstalled = true;
-  std::vector<std::optional<app::SystemSettingsPane>> requests;  // absent: at no place of its own
+  std::vector<std::optional<app::SystemSettingsPane>> requests;  // absent: at no particular pane
 
   bool open(app::SystemSettingsPane pane) override {
     requests.emplace_back(pane);
