@@ -335,6 +335,7 @@ TEST_F(TolvanderAppLife, endsOnce) {
 
 TEST_F(TolvanderAppLife, endsAlsoWithoutALog) {
   const std::string logs = world.folder.url().appending("logs").path();
+  world.services().diagnosticLog->files();  // waits until the log's thread has written
   std::filesystem::remove_all(logs);
   writeFile(FileURL(logs), "in the way");
   program->willTerminate();
