@@ -202,6 +202,15 @@ TEST_F(PermissionFocusRecovery, isReplacedByANewRequest) {
   EXPECT_EQ(recorded.back(), attempt(1));
 }
 
+TEST_F(PermissionFocusRecovery, isReplacedAlsoWhereTheWindowHasTheFocus) {
+  giveFocus();
+  prompt();
+  mainThread.advance(milliseconds(150));  // in the first pause
+  recovery.begin(window);
+  mainThread.runUntilIdle();
+  EXPECT_EQ(recorded, Lines{result(1)});
+}
+
 TEST_F(PermissionFocusRecovery, runsOnceForARequestThatIsCompletedTwice) {
   const UUID id = prompt();
   mainThread.advance(milliseconds(50));
