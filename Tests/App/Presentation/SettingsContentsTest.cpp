@@ -8,7 +8,6 @@
 #include <variant>
 #include <vector>
 
-#include "Platform/Linux/Text/LinuxNames.h"
 #include "Tests/Support/Application/FaceStates.h"
 
 namespace tolvander::app {
@@ -16,6 +15,7 @@ namespace {
 
 using tests::faceAfterSetup;
 using tests::faceBeforeSetup;
+using tests::onLinux;
 using Kind = FaceAction::Kind;
 using Control = KeyboardFocus::Control;
 using Change = std::function<void(FaceState&)>;
@@ -23,11 +23,6 @@ using Focus = std::vector<KeyboardFocus>;
 
 PanelContents panel(const FaceState& state) {
   return std::get<PanelContents>(SettingsContents::of(state).face);
-}
-
-FaceState onLinux(FaceState state) {
-  state.names = platform::linux_::systemNames();
-  return state;
 }
 
 const std::vector<Change>& everyKindOfWork() {

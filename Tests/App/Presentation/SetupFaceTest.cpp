@@ -5,7 +5,6 @@
 #include <variant>
 #include <vector>
 
-#include "Platform/Linux/Text/LinuxNames.h"
 #include "Tests/Support/Application/FaceStates.h"
 #include "TolvanderApp/SettingsContents.h"
 
@@ -14,6 +13,7 @@ namespace {
 
 using tests::connectedCharmera;
 using tests::faceBeforeSetup;
+using tests::onLinux;
 using Kind = FaceAction::Kind;
 using Control = KeyboardFocus::Control;
 using Buttons = std::vector<FaceButton>;
@@ -26,11 +26,6 @@ SetupContents setup(const FaceState& state) {
   return std::get<SetupContents>(SettingsContents::of(state).face);
 }
 PermissionRow cameraRow(const FaceState& state) { return setup(state).camera.row; }
-
-FaceState onLinux(FaceState state) {
-  state.names = platform::linux_::systemNames();
-  return state;
-}
 
 // A camera is saved, connected, and nothing runs.
 FaceState ready() {

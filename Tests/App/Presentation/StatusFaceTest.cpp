@@ -7,13 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Linux/Text/LinuxNames.h"
 #include "Tests/Support/Application/FaceStates.h"
 
 namespace tolvander::app {
 namespace {
 
 using tests::faceAfterSetup;
+using tests::onLinux;
 using Kind = FaceAction::Kind;
 using Buttons = std::vector<FaceButton>;
 using Change = std::function<void(FaceState&)>;
@@ -26,11 +26,6 @@ constexpr auto countsHelp =
 const ShownDate today = {.time = "14:05", .dateAndTime = "20 Nov 2026, 14:05", .isToday = true};
 const ShownDate yesterday = {.time = "09:30", .dateAndTime = "19 Nov 2026, 09:30", .isToday = false};
 const FileURL volume("/media/CHARMERA");
-
-FaceState onLinux(FaceState state) {
-  state.names = platform::linux_::systemNames();
-  return state;
-}
 
 FaceState withReview(const ReviewCounts& counts, const std::string& status = "Camera check finished") {
   FaceState state = faceAfterSetup();

@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "Platform/Linux/Text/LinuxNames.h"
 #include "Platform/MacOS/MacOSNames.h"
 #include "TolvanderApp/FaceState.h"
 
@@ -35,6 +36,11 @@ inline app::FaceState faceAfterSetup() {
   state.hasAuthorizedProfiles = true;
   state.hasAvailableRemovableVolumes = true;
   state.connectedDevices = {connectedCharmera()};
+  return state;
+}
+
+inline app::FaceState onLinux(app::FaceState state) {
+  state.names = platform::linux_::systemNames();
   return state;
 }
 
